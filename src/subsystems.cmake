@@ -1,0 +1,70 @@
+# The architecture in one place: a call for each subsystem, lowest first, with its classes in reading
+# order and the subsystems whose headers it may include. scripts/check-layers.py reads this file and
+# refuses an include that is not allowed here; each test program links its own subsystem and what that
+# may use, and nothing else.
+
+# trel_subsystem(NAME MAY_USE subsystem... HEADERS header... CLASSES class...)
+# makes the object library trel_NAME and sets TREL_CLOSURE_NAME to it and all that it stands on.
+function(trel_subsystem name)
+  cmake_parse_arguments(ARG "" "" "CLASSES;HEADERS;MAY_USE" ${ARGN})
+  set(files "")
+  foreach(header IN LISTS ARG_HEADERS)
+    list(APPEND files src/${header}.h)
+  endforeach()
+  foreach(class IN LISTS ARG_CLASSES)
+    list(APPEND files src/${class}.h src/${class}.cpp)
+  endforeach()
+  if(NOT files)
+    return()
+  endif()
+  add_library(trel_${name} OBJECT ${files})
+  target_link_libraries(trel_${name} PRIVATE trel_options)
+  target_sources(trel_core PRIVATE $<TARGET_OBJECTS:trel_${name}>)
+  source_group(${name} FILES ${files})
+  set(closure ${name})
+  foreach(lower IN LISTS ARG_MAY_USE)
+    list(APPEND closure ${TREL_CLOSURE_${lower}})
+  endforeach()
+  list(REMOVE_DUPLICATES closure)
+  set(TREL_CLOSURE_${name} ${closure} PARENT_SCOPE)
+endfunction()
+
+# The root class, reports, reference counts, the pipeline of stages, lists, paths and the clock.
+trel_subsystem(framework
+  HEADERS trelObjectMacros trelFileNames
+  CLASSES trelObject trelList trelProcessObject trelDataObject trelSimulationObject trelSource
+          trelFilter trelTarget trelReader trelWriter trelPaths trelClock)
+
+# Shapes: where a point lies, how far along a ray the boundary is.
+trel_subsystem(geometry
+  MAY_USE framework
+  HEADERS
+  CLASSES)
+
+# The physical model and all settings of a run: tissues, sources, detectors, spectra, packets.
+trel_subsystem(model
+  MAY_USE framework geometry
+  HEADERS
+  CLASSES)
+
+# The parameter file (.trl) and how it becomes a model.
+trel_subsystem(parameter_file
+  MAY_USE framework geometry model
+  CLASSES)
+
+# The grids, their scoring and finishing, and the result files.
+trel_subsystem(results
+  MAY_USE framework geometry model
+  HEADERS
+  CLASSES)
+
+# The packets: random streams, launch, steps, boundaries, the parallel run and the imaging modes.
+trel_subsystem(transport
+  MAY_USE framework geometry model results
+  HEADERS
+  CLASSES)
+
+# The stages in their order, and what the command line says.
+trel_subsystem(driver
+  MAY_USE framework model parameter_file results transport
+  CLASSES)

@@ -1,0 +1,6 @@
+#include "trelDataObject.h"
+
+trelDataObject::~trelDataObject()
+{
+  DebugMacro("trelDataObject", "Destructing trelDataObject!");
+}

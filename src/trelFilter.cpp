@@ -1,0 +1,6 @@
+#include "trelFilter.h"
+
+trelFilter::~trelFilter()
+{
+  DebugMacro("trelFilter", "Destructing trelFilter!");
+}

@@ -1,0 +1,61 @@
+#include "trelPaths.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <system_error>
+
+#include "trelObjectMacros.h"
+
+static std::string ParameterDirectory;
+
+/** The path with the separators of this platform: elsewhere than on Windows a backslash is one too. */
+static std::string NativePath(std::string path)
+{
+#ifndef _WIN32
+  std::replace(path.begin(), path.end(), '\\', '/');
+#endif
+  return path;
+}
+
+bool IsAbsolutePath(const std::string& path)
+{
+  return path.size() > 1 && path[1] == ':';
+}
+
+std::string GetFullPath(const std::string& path)
+{
+  std::error_code error;
+  const std::filesystem::path full = std::filesystem::absolute(NativePath(path), error);
+  if (error || path.empty()) {
+    DisplayText("GetFullPathName failed!");
+    return "";
+  }
+  return full.lexically_normal().string();
+}
+
+void SetParameterDirectory(const std::string& file)
+{
+  const std::string full = IsAbsolutePath(file) ? file : GetFullPath(file);
+  const std::size_t slash = full.find_last_of("/\\");
+  ParameterDirectory = slash == std::string::npos ? "" : full.substr(0, slash + 1);
+}
+
+const std::string& GetParameterDirectory()
+{
+  return ParameterDirectory;
+}
+
+void ResolvePath(std::string& path)
+{
+  if (path.empty()) {
+    DisplayText("File path is null!");
+    return;
+  }
+  if (IsAbsolutePath(path)) return;
+  const std::string below = GetFullPath(ParameterDirectory + path);
+  const std::string asItStands = NativePath(path);
+  std::error_code error;
+  const bool takeAsItStands = asItStands[0] == '/' && !std::filesystem::exists(below, error) &&
+                              std::filesystem::exists(asItStands, error);
+  path = takeAsItStands ? GetFullPath(asItStands) : below;
+}

@@ -1,0 +1,6 @@
+#include "trelReader.h"
+
+trelReader::~trelReader()
+{
+  DebugMacro("trelReader", "Destructing trelReader!");
+}

@@ -1,0 +1,3 @@
+#include "trelSimulationObject.h"
+
+trelSimulationObject::~trelSimulationObject() = default;

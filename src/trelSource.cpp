@@ -1,0 +1,6 @@
+#include "trelSource.h"
+
+trelSource::~trelSource()
+{
+  DebugMacro("trelSource", "Destructing trelSource!");
+}

@@ -1,0 +1,6 @@
+#include "trelTarget.h"
+
+trelTarget::~trelTarget()
+{
+  DebugMacro("trelTarget", "Destructing trelTarget!");
+}

@@ -1,0 +1,6 @@
+#include "trelWriter.h"
+
+trelWriter::~trelWriter()
+{
+  DebugMacro("trelWriter", "Destructing trelWriter!");
+}
