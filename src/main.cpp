@@ -1,1 +1,8 @@
-int main() { return 0; }
+#include <iostream>
+
+#include "trelDriver.h"
+
+int main(int argc, char** argv)
+{
+  return RunDriver(argc, argv, std::cout);
+}

@@ -38,33 +38,41 @@ trel_subsystem(framework
 # Shapes: where a point lies, how far along a ray the boundary is.
 trel_subsystem(geometry
   MAY_USE framework
-  HEADERS
-  CLASSES)
+  HEADERS trelGeometryTolerance trelSlabSearch trelRayQuadratic
+  CLASSES trelShapeObject trelCube trelCylinder trelEllipsoid trelMCTriangleMesh
+          trelMCTetrahedron)
 
 # The physical model and all settings of a run: tissues, sources, detectors, spectra, packets.
 trel_subsystem(model
   MAY_USE framework geometry
-  HEADERS
-  CLASSES)
+  HEADERS trelModelTypes trelLaunchContext
+  CLASSES trelOpticalParameter trelSpectrum trelTissue trelMedium trelLightSource trelDetector
+          trelPlaneDetector trelFiberDetector trelObjectDisplay trelPhoton trelParameterValidation
+          trelSimulationParameter)
 
 # The parameter file (.trl) and how it becomes a model.
 trel_subsystem(parameter_file
   MAY_USE framework geometry model
-  CLASSES)
+  HEADERS trelKeywordTable
+  CLASSES trelParameterText trelSimulationParameterReader trelSimulationPropertyBlock
+          trelModelSection trelModelIndex)
 
 # The grids, their scoring and finishing, and the result files.
 trel_subsystem(results
   MAY_USE framework geometry model
   HEADERS
-  CLASSES)
+  CLASSES trelGridWindow trelGrid trelGridTable trelMeshSurface trelGridSet trelTimeTotals
+          trelFluence trelMediumResult trelDetectorResult trelDetectorArrayResult
+          trelSimulationResult trelResultFile trelSimulationResultWriter)
 
 # The packets: random streams, launch, steps, boundaries, the parallel run and the imaging modes.
 trel_subsystem(transport
   MAY_USE framework geometry model results
-  HEADERS
-  CLASSES)
+  HEADERS trelPhaseFunction trelFresnel
+  CLASSES trelRandomStream trelThreadState trelScoreTable trelMediumFilter trelMonteCarlo
+          trelVarianceReductionMonteCarlo trelDiffuseVRMC trelBioluminescenceVRMC)
 
 # The stages in their order, and what the command line says.
 trel_subsystem(driver
   MAY_USE framework model parameter_file results transport
-  CLASSES)
+  CLASSES trelOpticalSimulationFilter trelDriver)

@@ -1,0 +1,94 @@
+// Runs a model on fixed random streams and prints one line of figures:
+//
+//   trelBench MODEL PACKETS THREADS [count]
+//   packets P seconds S absorbed A transmitted T scatterings N
+//
+// With "count" the scatterings are counted, which costs time, on one thread; else N is -1. The same
+// arguments trace the same packets (on one thread), so that a counting run tells how many
+// scatterings another run made.
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "trelClock.h"
+#include "trelDiffuseVRMC.h"
+#include "trelLightSource.h"
+#include "trelMediumResult.h"
+#include "trelPhoton.h"
+#include "trelSimulationParameter.h"
+#include "trelSimulationParameterReader.h"
+#include "trelSimulationResult.h"
+#include "trelSpectrum.h"
+#include "trelThreadState.h"
+
+/** The diffuse transport, with a look at each packet's weight: in an absorbing medium a step
+ * changes it exactly if it ended in an interaction. */
+class trelCountingVRMC final : public trelVarianceReductionMonteCarlo
+{
+  trelTypeMacro(trelCountingVRMC, trelVarianceReductionMonteCarlo)
+
+public:
+  bool LaunchPhoton(trelVarianceReductionMonteCarlo* filter, trelPhoton* photon,
+                    trelSpectrum* spectrum, trelLightSource* light) override
+  {
+    return LaunchFromAnySource(filter, photon, spectrum, light);
+  }
+
+  void StepAnalytic(ThreadState* state) override
+  {
+    const double weight = state->Photon->Weight;
+    trelVarianceReductionMonteCarlo::StepAnalytic(state);
+    if (state->Photon->Weight != weight) ++Scatterings;
+  }
+
+  long long Scatterings = 0;
+};
+
+static trelSimulationParameter* ReadModel(const char* file, unsigned packets, int threads)
+{
+  auto* reader = new trelSimulationParameterReader;
+  trelSimulationParameter* parameter = nullptr;
+  reader->AddFileName(file);
+  if (reader->Update()) ReplaceReference(parameter, reader->GetOutput());
+  reader->Delete();
+  if (!parameter) return nullptr;
+  parameter->SetThreadNumber(threads);
+  parameter->GetLightSource(0)->GetSpectrum(0)->SetPhotonNumber(packets);
+  return parameter;
+}
+
+static int RunModel(trelSimulationParameter* parameter, unsigned packets, bool count)
+{
+  using clock = std::chrono::steady_clock;
+  trelCountingVRMC counting;
+  trelDiffuseVRMC plain;
+  trelVarianceReductionMonteCarlo& filter =
+      count ? static_cast<trelVarianceReductionMonteCarlo&>(counting) : plain;
+  filter.SetInput(parameter);
+  const clock::time_point start = clock::now();
+  if (!filter.Update()) return EXIT_FAILURE;
+  const std::chrono::duration<double> seconds = clock::now() - start;
+  const trelMediumResult& result = *filter.GetOutput()->GetMediumResult(0);
+  std::printf("packets %u seconds %.6f absorbed %.6f transmitted %.6f scatterings %lld\n", packets,
+              seconds.count(), result.GetTotalAbsorption3D(), result.GetTotalTransmittance3D(),
+              count ? counting.Scatterings : -1LL);
+  return EXIT_SUCCESS;
+}
+
+int main(int argc, char** argv)
+{
+  if (argc < 4) {
+    std::fprintf(stderr, "Usage: trelBench MODEL PACKETS THREADS [count]\n");
+    return EXIT_FAILURE;
+  }
+  const auto packets = static_cast<unsigned>(std::strtoul(argv[2], nullptr, 10));
+  const bool count = argc > 4 && std::strcmp(argv[4], "count") == 0;
+  SetWallClock([]() -> std::int64_t { return 20240229; });
+  trelSimulationParameter* parameter = ReadModel(argv[1], packets, count ? 1 : std::atoi(argv[3]));
+  if (!parameter) return EXIT_FAILURE;
+  const int status = RunModel(parameter, packets, count);
+  parameter->UnRegister();
+  return status;
+}

@@ -1,0 +1,75 @@
+#!/usr/bin/env bash
+# Installs what is missing of the tools that the other scripts need, by apt-get, as root or with
+# sudo. If nothing is missing it does nothing and does not touch the network.
+#
+# Usage: scripts/bootstrap.sh GROUP...   (build plot test tsan format bench)
+set -euo pipefail
+
+compiles() { # compiles COMPILER SOURCE OPTION...
+    local compiler=$1 source=$2
+    shift 2
+    printf '%s\n' "$source" | "$compiler" -x c++ - -o /dev/null "$@" >/dev/null 2>&1
+}
+
+has_cmake_3_25() {
+    command -v cmake >/dev/null || return 1
+    printf '%s\n' 3.25 "$(cmake --version | sed -n 's/^cmake version //p')" | sort -VC
+}
+
+# GROUP|PACKAGES|COMMAND that succeeds if the packages are not needed
+tools() {
+    cat <<'END'
+build|g++|compiles c++ 'int main() {}' -fopenmp
+build|make|command -v make
+build|cmake|has_cmake_3_25
+plot|gnuplot-nox|command -v gnuplot
+plot|python3|command -v python3
+test|python3|command -v python3
+test|libgtest-dev libgmock-dev|compiles c++ '#include <gmock/gmock.h>' -E
+tsan|clang libomp-dev libclang-rt-dev|compiles clang++ 'int main() {}' -fopenmp -fsanitize=thread
+format|clang-format|command -v clang-format
+bench|python3|command -v python3
+bench|valgrind|command -v valgrind
+END
+}
+
+missing_packages() { # missing_packages GROUP...
+    local group packages test wanted
+    tools | while IFS='|' read -r group packages test; do
+        for wanted in "$@"; do
+            [ "$group" = "$wanted" ] || continue
+            eval "$test" >/dev/null 2>&1 </dev/null || printf '%s\n' $packages
+        done
+    done | sort -u
+}
+
+as_root() {
+    if [ "$(id -u)" -eq 0 ]; then
+        env DEBIAN_FRONTEND=noninteractive "$@"
+    else
+        sudo env DEBIAN_FRONTEND=noninteractive "$@"
+    fi
+}
+
+install_packages() {
+    as_root apt-get update -qq </dev/null &&
+        as_root apt-get install -y -qq --no-install-recommends "$@" </dev/null
+}
+
+packages=$(missing_packages "$@" | tr '\n' ' ')
+[ -n "${packages// /}" ] || exit 0
+
+fail() {
+    printf '%s\nWith these Debian 12 packages everything is there: %s\n' "$1" "$packages" >&2
+    exit 1
+}
+command -v apt-get >/dev/null || fail "Some tools are missing, and there is no apt-get here."
+if [ "$(id -u)" -ne 0 ] && ! command -v sudo >/dev/null; then
+    fail "Some tools are missing, and installing them needs root or sudo."
+fi
+echo "Installing $packages..."
+# Mirrors hiccup: one more try.
+# shellcheck disable=SC2086
+install_packages $packages || install_packages $packages || fail "apt-get could not install them."
+packages=$(missing_packages "$@" | tr '\n' ' ')
+[ -z "${packages// /}" ] || fail "Some tools are still missing or too old (CMake must be 3.25)."

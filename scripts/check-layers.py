@@ -1,0 +1,158 @@
+#!/usr/bin/env python3
+"""Holds the sources to the architecture that src/subsystems.cmake declares.
+
+Refuses: a file of src/ that belongs to no subsystem or to two, a subsystem that uses a higher one
+or itself, an include of a subsystem that may not be used, a guard that is not the file's name, a
+class in a header of another name, and a table in src/README.md that does not tell the same.
+
+Usage: check-layers.py           prints what is wrong; exit status 1 if anything is
+       check-layers.py --update  rewrites the table in src/README.md
+"""
+
+import re
+import sys
+from pathlib import Path
+
+ROOT = Path(__file__).resolve().parent.parent
+SOURCES = ROOT / "src"
+DECLARATION = SOURCES / "subsystems.cmake"
+README = SOURCES / "README.md"
+OUTSIDE = {"main.cpp"}  # the program's entry, which stands above all subsystems
+TABLE_START = "<!-- subsystems: written by scripts/check-layers.py --update -->"
+TABLE_END = "<!-- end of subsystems -->"
+
+
+class Subsystem:
+    """One trel_subsystem() call: its purpose is the comment above it."""
+
+    def __init__(self, purpose, arguments):
+        self.purpose = purpose
+        self.name = arguments[0]
+        self.lists = {"MAY_USE": [], "HEADERS": [], "CLASSES": []}
+        current = None
+        for word in arguments[1:]:
+            if word in self.lists:
+                current = self.lists[word]
+            elif current is None:
+                raise ValueError(f"{self.name}: '{word}' stands in no list")
+            else:
+                current.append(word)
+        self.may_use = self.lists["MAY_USE"]
+        self.units = self.lists["HEADERS"] + self.lists["CLASSES"]
+
+    def files(self):
+        headers = [name + ".h" for name in self.units]
+        return headers + [name + ".cpp" for name in self.lists["CLASSES"]]
+
+
+def read_subsystems(text):
+    """The calls in their order; the comment lines right above a call are its purpose."""
+    call = re.compile(r"((?:^#[^\n]*\n)*)^trel_subsystem\(([^)]*)\)", re.MULTILINE)
+    subsystems = []
+    for match in call.finditer(text):
+        purpose = " ".join(line.lstrip("# ") for line in match.group(1).splitlines())
+        words = re.sub(r"#[^\n]*", "", match.group(2)).split()
+        subsystems.append(Subsystem(purpose, words))
+    return subsystems
+
+
+def check_order(subsystems):
+    """A subsystem may only use those declared before it, so that there are no cycles."""
+    lower = set()
+    for subsystem in subsystems:
+        for used in subsystem.may_use:
+            if used not in lower:
+                yield f"{subsystem.name} may use '{used}', which is not a lower subsystem"
+        lower.add(subsystem.name)
+
+
+def check_membership(subsystems):
+    """Every file is in exactly one subsystem, and every file of a subsystem exists."""
+    owner = {}
+    for subsystem in subsystems:
+        for file in subsystem.files():
+            if file in owner:
+                yield f"{file} is in two subsystems: {owner[file]} and {subsystem.name}"
+            owner[file] = subsystem.name
+    present = {path.name for pattern in ("*.h", "*.cpp") for path in SOURCES.glob(pattern)}
+    for file in sorted(present - set(owner) - OUTSIDE):
+        yield f"{file} is in no subsystem"
+    for file in sorted(set(owner) - present):
+        yield f"{file} of subsystem {owner[file]} does not exist"
+
+
+def check_includes(subsystems):
+    """Each quoted include lies in the own subsystem or in one that may be used."""
+    owner = {file: subsystem for subsystem in subsystems for file in subsystem.files()}
+    for file, subsystem in owner.items():
+        path = SOURCES / file
+        if not path.exists():
+            continue
+        for number, line in enumerate(path.read_text().splitlines(), 1):
+            match = re.match(r'\s*#\s*include\s*"([^"]+)"', line)
+            if not match:
+                continue
+            included = match.group(1)
+            if included not in owner:
+                yield f"src/{file}:{number}: {included} is in no subsystem"
+                continue
+            target = owner[included].name
+            if target != subsystem.name and target not in subsystem.may_use:
+                yield (f"src/{file}:{number}: {subsystem.name} may not use {target} "
+                       f"({included})")
+
+
+def check_names(subsystems):
+    """Guard, file and class have one name. A header may hold structs and functions besides."""
+    for subsystem in subsystems:
+        for unit in subsystem.units:
+            path = SOURCES / (unit + ".h")
+            if not path.exists():
+                continue
+            text = path.read_text()
+            guard = re.search(r"^#ifndef (\w+)\n#define (\w+)\n", text, re.MULTILINE)
+            if not guard or set(guard.groups()) != {unit + "_h"}:
+                yield f"src/{unit}.h: the guard is not {unit}_h"
+            for name in re.findall(r"^class (\w+)[^;]*?\n\{", text, re.MULTILINE):
+                if name != unit:
+                    yield f"src/{unit}.h: class {name} belongs in {name}.h"
+
+
+def table(subsystems):
+    lines = [TABLE_START, "| Subsystem | What it is | Files, in reading order | May use |",
+             "| --- | --- | --- | --- |"]
+    for subsystem in subsystems:
+        files = ", ".join(f"`{unit}`" for unit in subsystem.units)
+        uses = ", ".join(subsystem.may_use) or "nothing"
+        lines.append(f"| {subsystem.name} | {subsystem.purpose} | {files} | {uses} |")
+    return "\n".join(lines + [TABLE_END])
+
+
+def readme_with_table(subsystems):
+    pattern = re.compile(re.escape(TABLE_START) + ".*?" + re.escape(TABLE_END), re.DOTALL)
+    return pattern.sub(lambda _: table(subsystems), README.read_text())
+
+
+def check_readme(subsystems):
+    if not README.exists():
+        yield "src/README.md does not exist"
+    elif table(subsystems) not in README.read_text():
+        yield "the table in src/README.md is out of date: run scripts/check-layers.py --update"
+
+
+def main():
+    subsystems = read_subsystems(DECLARATION.read_text())
+    if sys.argv[1:] == ["--update"]:
+        README.write_text(readme_with_table(subsystems))
+        return 0
+    if not subsystems:
+        print("src/subsystems.cmake declares no subsystem")
+        return 1
+    checks = (check_order, check_membership, check_includes, check_names, check_readme)
+    problems = [problem for check in checks for problem in check(subsystems)]
+    print("\n".join(problems) if problems else f"{len(subsystems)} subsystems: layers are kept")
+    return 1 if problems else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

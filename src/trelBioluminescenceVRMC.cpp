@@ -1,0 +1,17 @@
+#include "trelBioluminescenceVRMC.h"
+
+#include "trelLightSource.h"
+#include "trelMedium.h"
+#include "trelPhoton.h"
+
+trelBioluminescenceVRMC::~trelBioluminescenceVRMC() = default;
+
+bool trelBioluminescenceVRMC::LaunchPhoton(trelVarianceReductionMonteCarlo* filter,
+                                           trelPhoton* photon, trelSpectrum* spectrum,
+                                           trelLightSource* light)
+{
+  if (!light->LaunchPhoton(filter, photon, spectrum)) return false;
+  photon->TissueIndex =
+      CachedMedium->GetTissueIndex(photon->PositionX, photon->PositionY, photon->PositionZ);
+  return photon->TissueIndex != -1;
+}

@@ -1,0 +1,105 @@
+#include "trelCube.h"
+
+#include <cmath>
+
+#include "trelSlabSearch.h"
+
+PointRelation trelCube::LocatePoint(double x, double y, double z) const
+{
+  double local[3];
+  ToLocal(x, y, z, local);
+  const double beyondX = std::fabs(local[0]) - HalfAxes[0];
+  const double beyondY = std::fabs(local[1]) - HalfAxes[1];
+  const double beyondZ = std::fabs(local[2]) - HalfAxes[2];
+  if (beyondX < -GeometryTolerance && beyondY < -GeometryTolerance &&
+      beyondZ < -GeometryTolerance) {
+    return PointInside;
+  }
+  if (beyondX <= GeometryTolerance && beyondY <= GeometryTolerance &&
+      beyondZ <= GeometryTolerance) {
+    return PointOnBoundary;
+  }
+  return PointOutside;
+}
+
+bool trelCube::IntersectRay(double x, double y, double z, double dx, double dy, double dz,
+                            double* distance, int* face, double* nx, double* ny, double* nz,
+                            int raySide) const
+{
+  double p[3];
+  ToCenter(x, y, z, p);
+  const double d[3] = {dx, dy, dz};
+  trelSlabSearch<3> search;
+  switch (ClassifyRay(LocatePoint(x, y, z), raySide)) {
+    case RayCaseNone:
+      return false;
+    case RayCaseTouching:
+      // The search keeps its distance of 0 and its hit at the centre, which is on no face: the
+      // normal stays as the caller had it, and callers rely on that.
+      FindFaceOfPoint(p, face);
+      break;
+    case RayCaseEntering:
+      if (!search.FindEntry(p, d, HalfAxes)) return false;
+      break;
+    case RayCaseLeaving:
+      if (!search.FindExit(p, d, HalfAxes)) return false;
+      break;
+  }
+  FindFaceOfHit(search.Hit, face, nx, ny, nz);
+  if (!(0.0 <= search.Distance && search.Distance <= *distance)) return false;
+  *distance = search.Distance;
+  return true;
+}
+
+/** True if a coordinate of the absolute value @p q is at most @p half, within the tolerance. */
+static bool IsWithin(double q, double half)
+{
+  return ToleranceLess(q, half) || ToleranceEqual(q, half);
+}
+
+/** The first face that the surface point @p p lies on, if any. */
+void trelCube::FindFaceOfPoint(const double p[3], int* face) const
+{
+  const double hx = HalfAxes[0], hy = HalfAxes[1], hz = HalfAxes[2];
+  const double absY = std::fabs(p[1]), absZ = std::fabs(p[2]);
+  const bool withinX = IsWithin(std::fabs(p[0]), hx);
+  const bool withinY = IsWithin(absY, hy);
+  const bool withinZ = IsWithin(absZ, hz);
+  // On the two z faces the test for "at the edge in y" looks at z. Results depend on it only for a
+  // point that lies beyond the edge by exactly the tolerance.
+  const bool withinYOfZFace = ToleranceLess(absY, hy) || ToleranceEqual(absZ, hy);
+  if (ToleranceEqual(p[0], hx) && withinY && withinZ) {
+    *face = CubeFaceXMax;
+  } else if (ToleranceEqual(p[0], -hx) && withinY && withinZ) {
+    *face = CubeFaceXMin;
+  } else if (ToleranceEqual(p[1], -hy) && withinX && withinZ) {
+    *face = CubeFaceYMin;
+  } else if (ToleranceEqual(p[1], hy) && withinX && withinZ) {
+    *face = CubeFaceYMax;
+  } else if (ToleranceEqual(p[2], hz) && withinX && withinYOfZFace) {
+    *face = CubeFaceZMax;
+  } else if (ToleranceEqual(p[2], -hz) && withinX && withinYOfZFace) {
+    *face = CubeFaceZMin;
+  }
+}
+
+/** Face and normal of a point from the slab search, if it lies exactly on a plane. */
+void trelCube::FindFaceOfHit(const double hit[3], int* face, double* nx, double* ny,
+                             double* nz) const
+{
+  static const struct
+  {
+    int Axis;
+    double Sign;
+    CubeFace Face;
+  } planes[] = {{0, 1.0, CubeFaceXMax},  {1, 1.0, CubeFaceYMax}, {0, -1.0, CubeFaceXMin},
+                {1, -1.0, CubeFaceYMin}, {2, 1.0, CubeFaceZMax}, {2, -1.0, CubeFaceZMin}};
+  for (const auto& plane : planes) {
+    if (hit[plane.Axis] != plane.Sign * HalfAxes[plane.Axis]) continue;
+    *face = plane.Face;
+    *nx = plane.Axis == 0 ? plane.Sign : 0.0;
+    *ny = plane.Axis == 1 ? plane.Sign : 0.0;
+    *nz = plane.Axis == 2 ? plane.Sign : 0.0;
+    return;
+  }
+}

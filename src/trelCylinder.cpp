@@ -1,0 +1,172 @@
+#include "trelCylinder.h"
+
+#include <cmath>
+
+#include "trelRayQuadratic.h"
+
+PointRelation trelCylinder::LocatePoint(double x, double y, double z) const
+{
+  const double point[3] = {x, y, z};
+  if (IsOutsideBox<3>(point)) return PointOutside;
+  double local[3];
+  ToLocal(x, y, z, local);
+  const double height = std::fabs(local[2]);
+  const bool betweenCaps = ToleranceLess(height, HalfAxes[2]);
+  if (!betweenCaps && !ToleranceEqual(height, HalfAxes[2])) return PointOutside;
+  const double r = local[0] * local[0] / (HalfAxes[0] * HalfAxes[0]) +
+                   local[1] * local[1] / (HalfAxes[1] * HalfAxes[1]);
+  if (ToleranceLess(r, 1.0)) return betweenCaps ? PointInside : PointOnBoundary;
+  return r - 1.0 <= GeometryTolerance ? PointOnBoundary : PointOutside;
+}
+
+/** A ray relative to the cylinder's centre, its equation with the tube, and where it hits. */
+struct trelCylinderRay
+{
+  const double* P;
+  const double* D;
+  double HalfHeight;
+  trelRayQuadratic<2> Tube;
+  double Hit[2];
+
+  void MoveHit(double t)
+  {
+    Hit[0] = t * D[0] + P[0];
+    Hit[1] = t * D[1] + P[1];
+  }
+  bool IsAtOrAboveTop(double z) const
+  {
+    return ToleranceGreater(z, HalfHeight) || ToleranceEqual(z, HalfHeight);
+  }
+  bool IsAtOrBelowBottom(double z) const
+  {
+    return ToleranceLess(z, -HalfHeight) || ToleranceEqual(z, -HalfHeight);
+  }
+  double ToTop() const { return (HalfHeight - P[2]) / D[2]; }
+  double ToBottom() const { return (-HalfHeight - P[2]) / D[2]; }
+};
+
+/** The hit on the tube at @p t, or on the plane of the cap beyond which that lies. */
+static double HitTubeOrCap(trelCylinderRay& ray, double t, int* face)
+{
+  const double z = t * ray.D[2] + ray.P[2];
+  if (ray.IsAtOrAboveTop(z)) {
+    *face = CylinderFaceTop;
+    if (ray.D[2] != 0.0) t = ray.ToTop();
+  } else if (ray.IsAtOrBelowBottom(z)) {
+    *face = CylinderFaceBottom;
+    if (ray.D[2] != 0.0) t = ray.ToBottom();
+  } else {
+    *face = CylinderFaceSide;
+  }
+  ray.MoveHit(t);
+  return t;
+}
+
+/** From inside or from the surface outwards. */
+static double HitLeaving(trelCylinderRay& ray, int* face)
+{
+  double t;
+  if (ray.Tube.A == 0.0) {
+    const bool down = ray.D[2] <= 0.0;
+    *face = down ? CylinderFaceBottom : CylinderFaceTop;
+    t = down ? ray.P[2] + ray.HalfHeight : ray.HalfHeight - ray.P[2];
+  } else {
+    t = HitTubeOrCap(ray, ray.Tube.UpperRoot(), face);
+  }
+  // A packet on the surface must not stand still.
+  return t < GeometryTolerance ? GeometryTolerance : t;
+}
+
+/** Along the axis, which the tube's equation cannot tell: the cap that faces the ray. */
+static double HitEnteringAlongAxis(const trelCylinderRay& ray, int* face)
+{
+  const bool down = ray.D[2] <= 0.0;
+  *face = down ? CylinderFaceTop : CylinderFaceBottom;
+  return std::fabs((down ? ray.HalfHeight : -ray.HalfHeight) - ray.P[2]);
+}
+
+/** From outside; false only if the tube lies behind. */
+static bool HitEntering(trelCylinderRay& ray, double* distance, int* face)
+{
+  if (ray.Tube.A == 0.0) {
+    *distance = HitEnteringAlongAxis(ray, face);
+    return true;
+  }
+  const double upper = ray.Tube.UpperRoot();
+  const double lower = ray.Tube.LowerRoot();
+  double t;
+  if (upper * lower < 0.0) {
+    // Inside the tube, above or below a cap. What is neither lies beyond a cap by exactly the
+    // tolerance; it takes the tube's wall and leaves the face alone.
+    t = upper;
+    if (ray.IsAtOrAboveTop(ray.P[2])) {
+      *face = CylinderFaceTop;
+      t = ray.ToTop();
+    } else if (ray.IsAtOrBelowBottom(ray.P[2])) {
+      *face = CylinderFaceBottom;
+      t = ray.ToBottom();
+    }
+    ray.MoveHit(t);
+  } else {
+    if (ToleranceLess(upper, 0.0) && ToleranceLess(lower, 0.0)) return false;
+    const bool lowerIsNearer = ToleranceLess(std::fabs(lower), std::fabs(upper));
+    t = HitTubeOrCap(ray, lowerIsNearer ? lower : upper, face);
+  }
+  *distance = std::fabs(t);
+  return true;
+}
+
+/** The face of a surface point at the height @p z. */
+static CylinderFace FaceOfPoint(double z, double hz)
+{
+  if (ToleranceEqual(z, hz)) return CylinderFaceTop;
+  return ToleranceEqual(z, -hz) ? CylinderFaceBottom : CylinderFaceSide;
+}
+
+bool trelCylinder::IntersectRay(double x, double y, double z, double dx, double dy, double dz,
+                                double* distance, int* face, double* nx, double* ny, double* nz,
+                                int raySide) const
+{
+  const double hx2 = HalfAxes[0] * HalfAxes[0];
+  const double hy2 = HalfAxes[1] * HalfAxes[1];
+  const double weights[2] = {hy2, hx2};
+  const double d[3] = {dx, dy, dz};
+  double p[3];
+  ToCenter(x, y, z, p);
+  trelCylinderRay ray = {p, d, HalfAxes[2], {weights, p, d, hx2 * hy2}, {p[0], p[1]}};
+  const PointRelation relation = LocatePoint(x, y, z);
+  const bool touches = relation == PointOnBoundary && raySide == RayEnters;
+  // A ray along the axis has A = B = D = 0 and passes. A little below 0 the rounding of a grazing
+  // ray is forgiven where no root is needed. What is not a number shows in D, but for z.
+  if (!(ray.Tube.D >= (touches ? -GeometryTolerance : 0.0)) || std::isnan(p[2] + dz)) return false;
+
+  double t = 0.0;
+  if (relation == PointInside) {
+    t = HitLeaving(ray, face);
+  } else if (relation == PointOutside) {
+    if (!HitEntering(ray, &t, face)) return false;
+  } else if (raySide == RayLeaves) {
+    t = HitLeaving(ray, face);
+  } else if (touches) {
+    *face = FaceOfPoint(p[2], HalfAxes[2]);
+  } else {
+    return false;
+  }
+  // Not a number: from the plane of a cap, along it.
+  if (std::isnan(t) || t < 0.0 || *distance < t) return false;
+
+  double normal[3] = {0.0, 0.0, *face == CylinderFaceBottom ? -1.0 : 1.0};
+  if (*face == CylinderFaceSide) {
+    normal[0] = ray.Hit[0] / hx2;
+    normal[1] = ray.Hit[1] / hy2;
+    normal[2] = 0.0;
+    Normalize(normal);
+  }
+  if (CylinderFaceTop <= *face && *face <= CylinderFaceSide) {
+    *nx = normal[0];
+    *ny = normal[1];
+    *nz = normal[2];
+  }
+  *distance = t;
+  return true;
+}

@@ -1,0 +1,30 @@
+#ifndef trelDetector_h
+#define trelDetector_h
+
+#include "trelModelTypes.h"
+#include "trelSimulationObject.h"
+
+class trelObjectDisplay;
+
+/**
+ * @class   trelDetector
+ * @brief   what collects light: a plane behind a lens in free space, or a fibre in the medium
+ * @sa trelPlaneDetector trelFiberDetector
+ */
+class trelDetector : public trelSimulationObject
+{
+  trelTypeMacro(trelDetector, trelSimulationObject)
+
+public:
+  trelDetector();
+  ~trelDetector() override;
+
+  virtual DetectorType GetDetectorType() const = 0;
+
+  trelObjectDisplay* GetDisplay() const { return Display; }
+
+private:
+  trelObjectDisplay* Display;
+};
+
+#endif

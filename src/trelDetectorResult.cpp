@@ -1,0 +1,3 @@
+#include "trelDetectorResult.h"
+
+trelDetectorResult::~trelDetectorResult() = default;

@@ -1,0 +1,104 @@
+#include "trelGrid.h"
+
+#include <cstdlib>
+#include <fstream>
+#include <limits>
+#include <new>
+#include <string>
+
+#ifndef _WIN32
+#include <sys/mman.h>
+#endif
+
+/** Bytes that the grids of this process hold at the moment; they are made on the main thread only.
+ */
+static std::size_t BytesInUse = 0;
+
+/** The number behind @p key in a file of lines "key number kB", in bytes; 0 if there is none. */
+static std::size_t ReadMemInfo(const char* file, const std::string& key)
+{
+  std::ifstream stream(file);
+  std::string word;
+  while (stream >> word) {
+    std::size_t kilobytes = 0;
+    if (word == key && stream >> kilobytes) return kilobytes * 1024;
+  }
+  return 0;
+}
+
+/** What the machine can give: free memory and caches, cut by the limit of a container if there is
+ * one. */
+static std::size_t MeasureAvailableBytes()
+{
+  std::size_t available = ReadMemInfo("/proc/meminfo", "MemAvailable:");
+  if (available == 0) available = std::numeric_limits<std::size_t>::max();
+  std::ifstream limit("/sys/fs/cgroup/memory.max");
+  std::size_t bytes = 0;
+  if (limit >> bytes && bytes < available) available = bytes;
+  return available;
+}
+
+static std::size_t GetAvailableBytes()
+{
+  static const std::size_t available = MeasureAvailableBytes();
+  return available;
+}
+
+/** The product of the extents in bytes; false if it is no size of a grid. */
+static bool SizeInBytes(const std::vector<std::int32_t>& extents, std::size_t* bytes)
+{
+  constexpr std::size_t rowLimit = std::numeric_limits<std::uint32_t>::max();
+  std::size_t size = sizeof(double);
+  for (const std::int32_t extent : extents) {
+    if (extent < 0 || static_cast<std::size_t>(extent) > rowLimit / sizeof(double)) return false;
+    if (extent > 0 && size > std::numeric_limits<std::size_t>::max() / extent) return false;
+    size *= static_cast<std::size_t>(extent);
+  }
+  *bytes = size;
+  return true;
+}
+
+trelGrid* trelGrid::Allocate(const std::vector<std::int32_t>& extents)
+{
+  std::size_t bytes = 0;
+  if (!SizeInBytes(extents, &bytes)) return nullptr;
+  const std::size_t available = GetAvailableBytes();
+  if (bytes > available || BytesInUse > available - bytes) return nullptr;
+  auto* cells = static_cast<double*>(std::calloc(bytes ? bytes : 1, 1));
+  if (!cells) return nullptr;
+  auto* grid = new (std::nothrow) trelGrid(cells, bytes / sizeof(double), extents);
+  if (!grid) {
+    std::free(cells);
+    return nullptr;
+  }
+  BytesInUse += bytes;
+  return grid;
+}
+
+trelGrid::~trelGrid()
+{
+  BytesInUse -= NumberOfCells * sizeof(double);
+  std::free(Cells);
+}
+
+void* AllocateUntouchedBlock(std::size_t bytes)
+{
+#ifdef _WIN32
+  return std::calloc(bytes ? bytes : 1, 1);
+#else
+  void* block = mmap(nullptr, bytes ? bytes : 1, PROT_READ | PROT_WRITE,
+                     MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+  return block == MAP_FAILED ? nullptr : block;
+#endif
+}
+
+void FreeUntouchedBlock(void* block, std::size_t bytes)
+{
+  if (!block) return;
+#ifdef _WIN32
+  static_cast<void>(bytes);
+  std::free(block);
+#else
+  munmap(block, bytes ? bytes : 1);
+#endif
+}

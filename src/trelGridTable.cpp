@@ -1,0 +1,300 @@
+#include "trelGridTable.h"
+
+#include <algorithm>
+#include <array>
+#include <iterator>
+
+// The measures. PiSingle / 180 turns degrees into radians; i is the first index of a cell, j the
+// second.
+
+/** An angle in degrees as an arc: the order of the factors shows in the last digits. */
+static double Radians(double degrees)
+{
+  return degrees * PiSingle / 180.0;
+}
+
+/** Distance of the elliptic outline from its centre, with the argument as its parameter. */
+static double Rho(const trelGridWindow& w, double angle)
+{
+  const double a = w.HalfAxis[0];
+  const double b = w.HalfAxis[1];
+  return std::sqrt(a * a * std::cos(angle) * std::cos(angle) +
+                   b * b * std::sin(angle) * std::sin(angle));
+}
+
+static double LengthX(const trelGridWindow& w, int, int)
+{
+  return w.Bins[GridX].Separation;
+}
+
+static double LengthY(const trelGridWindow& w, int, int)
+{
+  return w.Bins[GridY].Separation;
+}
+
+static double AreaXY(const trelGridWindow& w, int, int)
+{
+  return w.Bins[GridY].Separation * w.Bins[GridX].Separation;
+}
+
+static double AreaYZ(const trelGridWindow& w, int, int)
+{
+  return w.Bins[GridZ].Separation * w.Bins[GridY].Separation;
+}
+
+static double AreaXZ(const trelGridWindow& w, int, int)
+{
+  return w.Bins[GridZ].Separation * w.Bins[GridX].Separation;
+}
+
+static double VolumeXYZ(const trelGridWindow& w, int, int)
+{
+  return w.Bins[GridY].Separation * w.Bins[GridX].Separation * w.Bins[GridZ].Separation;
+}
+
+/** r dr dA at the midpoint of the bin. */
+static double SectorRA(const trelGridWindow& w, int i, int)
+{
+  return w.Bins[GridR].Midpoint(i) * w.Bins[GridR].Separation * w.Bins[GridA].Separation *
+         PiSingle / 180.0;
+}
+
+static double VolumeRAZ(const trelGridWindow& w, int i, int)
+{
+  return w.Bins[GridR].Midpoint(i) * w.Bins[GridR].Separation * w.Bins[GridA].Separation *
+         w.Bins[GridZ].Separation * PiSingle / 180.0;
+}
+
+/**
+ * The sector of the time and frequency domains: the radial minimum is added to the index, before
+ * the separation multiplies, and the angle is a full turn over the number of bins. Files depend on
+ * it.
+ */
+static double SectorOfIndexRA(const trelGridWindow& w, int i, int)
+{
+  return (i + 0.5 + w.Bins[GridR].Minimum) * w.Bins[GridR].Separation * w.Bins[GridR].Separation *
+         2.0 * PiSingle / w.Bins[GridA].Count;
+}
+
+static double VolumeOfIndexRAZ(const trelGridWindow& w, int i, int)
+{
+  return (i + 0.5 + w.Bins[GridR].Minimum) * w.Bins[GridR].Separation * w.Bins[GridR].Separation *
+         w.Bins[GridZ].Separation * 2.0 * PiSingle / w.Bins[GridA].Count;
+}
+
+/** The arc of the elliptic outline that one azimuth bin cuts off. */
+static double ArcA(const trelGridWindow& w, int i, int)
+{
+  return Rho(w, Radians(w.Bins[GridA].Midpoint(i))) * w.Bins[GridA].Separation * PiSingle / 180.0;
+}
+
+static double ArcAZ(const trelGridWindow& w, int i, int)
+{
+  return Rho(w, Radians(w.Bins[GridA].Midpoint(i))) * w.Bins[GridA].Separation *
+         w.Bins[GridZ].Separation * PiSingle / 180.0;
+}
+
+/**
+ * The arc of the time and frequency domains: a number of degrees, without the azimuth minimum, goes
+ * into sine and cosine as if it were radians. Files depend on it.
+ */
+static double ArcOfDegreesA(const trelGridWindow& w, int i, int)
+{
+  const double degrees = (i + 0.5) * w.Bins[GridA].Separation;
+  return w.Bins[GridA].Separation * PiSingle * Rho(w, degrees) / 180.0;
+}
+
+static double ArcOfDegreesAZ(const trelGridWindow& w, int i, int)
+{
+  return w.Bins[GridZ].Separation * ArcOfDegreesA(w, i, 0);
+}
+
+/** As ArcOfDegreesA; MultipliesBySeparationZ() says what becomes of the separation along z. */
+static double ArcOfDegreesPerZ(const trelGridWindow& w, int i, int)
+{
+  return ArcOfDegreesA(w, i, 0);
+}
+
+/** R^2 sin(D) dD dA with R the length of (a sinD cosA, b sinD sinA, c cosD); i is the row as
+ * stored. */
+static double AreaDA(const trelGridWindow& w, int i, int j)
+{
+  const double phi = Radians(w.Bins[GridD].Midpoint(i));
+  const double theta = Radians(w.Bins[GridA].Midpoint(j));
+  const double x = w.HalfAxis[0] * std::sin(phi) * std::cos(theta);
+  const double y = w.HalfAxis[1] * std::sin(phi) * std::sin(theta);
+  const double z = w.HalfAxis[2] * std::cos(phi);
+  const double radius = std::sqrt(x * x + y * y + z * z);
+  return radius * radius * std::sin(phi) * Radians(w.Bins[GridD].Separation) *
+         Radians(w.Bins[GridA].Separation);
+}
+
+/** The axes of a grid and the function that finds a cell along them. */
+struct trelGridAxes
+{
+  int Number;
+  trelGridAxis Axes[3];
+  bool (*Locate)(const trelGridWindow&, const double[3], std::size_t*);
+};
+
+template <trelGridAxis... axes>
+static constexpr trelGridAxes MakeAxes()
+{
+  constexpr std::array<trelGridAxis, sizeof...(axes)> list{axes...};
+  trelGridAxes made{static_cast<int>(list.size()), {GridX, GridX, GridX}, nullptr};
+  for (std::size_t k = 0; k < list.size(); ++k)
+    made.Axes[k] = list[k];
+  if constexpr (list[0] == GridD) {
+    made.Locate = &LocateCellDA;
+  } else if constexpr (list[0] < GridMeshFace) {
+    made.Locate = &LocateCell<axes...>;
+  }
+  return made;
+}
+
+static constexpr trelGridDescription MakeRow(const char* name, trelGridKind kind, int dimension,
+                                             const char* surface, trelGridTotal total,
+                                             trelGridAxes axes, trelCellMeasure cw,
+                                             trelCellMeasure td, trelCellMeasure fd)
+{
+  return {name,
+          kind,
+          dimension,
+          surface,
+          total,
+          axes.Number,
+          {axes.Axes[0], axes.Axes[1], axes.Axes[2]},
+          axes.Locate,
+          cw,
+          td,
+          fd};
+}
+
+#define TREL_UNPACK(...) __VA_ARGS__
+#define TREL_ABSORPTION_ROW(name, dimension, surface, total, axes, cw, td, fd)                    \
+  MakeRow(#name, GridAbsorption, dimension, surface, total, MakeAxes<TREL_UNPACK axes>(), cw, td, \
+          fd),
+#define TREL_TRANSMITTANCE_ROW(name, dimension, surface, total, axes, cw, td, fd)                \
+  MakeRow(#name, GridTransmittance, dimension, surface, total, MakeAxes<TREL_UNPACK axes>(), cw, \
+          td, fd),
+
+static constexpr trelGridDescription GridTable[NumberOfGrids] = {
+    TREL_ABSORPTION_GRIDS(TREL_ABSORPTION_ROW) TREL_TRANSMITTANCE_GRIDS(TREL_TRANSMITTANCE_ROW)
+        TREL_MESH_GRIDS(TREL_TRANSMITTANCE_ROW)};
+
+const trelGridDescription& GetGridDescription(trelGridId grid)
+{
+  return GridTable[grid];
+}
+
+static std::vector<trelGridId> FindGridIds(trelGridKind kind)
+{
+  std::vector<trelGridId> ids;
+  for (int id = 0; id < NumberOfGrids; ++id) {
+    if (GridTable[id].Kind == kind) ids.push_back(static_cast<trelGridId>(id));
+  }
+  return ids;
+}
+
+const std::vector<trelGridId>& GetGridIds(trelGridKind kind)
+{
+  static const std::vector<trelGridId> ids[] = {FindGridIds(GridAbsorption),
+                                                FindGridIds(GridTransmittance)};
+  return ids[kind];
+}
+
+trelCellMeasure GetCellMeasure(trelGridId grid, trelGridDomain domain)
+{
+  const trelGridDescription& row = GridTable[grid];
+  if (domain == GridCW) return row.MeasureCW;
+  return domain == GridTD ? row.MeasureTD : row.MeasureFD;
+}
+
+bool MultipliesBySeparationZ(trelGridId grid, trelGridDomain domain)
+{
+  return domain == GridTD && GridTable[grid].MeasureTD == &ArcOfDegreesPerZ;
+}
+
+/** The letters of the axes in labels and counts. */
+static constexpr char AxisLetters[] = "XYZRAD";
+
+std::string trelGridDescription::GetSuffix() const
+{
+  std::string suffix = Surface;
+  for (int k = 0; k < NumberOfAxes; ++k)
+    suffix += AxisLetters[Axes[k]];
+  return suffix;
+}
+
+std::string trelGridDescription::GetCountsLiteral() const
+{
+  std::string literal;
+  for (int k = 0; k < NumberOfAxes; ++k)
+    literal += std::string("Count") + AxisLetters[Axes[k]] + " ";
+  return literal;
+}
+
+// Rows of one shape and coordinate type stand together.
+
+static constexpr trelGridUse AbsorptionUses[] = {
+    {ShapeRectangle, CoordinatePolar, AnyFace, AbsorptionRA, SaveAlways},
+    {ShapeRectangle, CoordinateCartesian, AnyFace, AbsorptionXY, SaveAlways},
+    {ShapeEllipse, CoordinatePolar, AnyFace, AbsorptionRA, SaveAlways},
+    {ShapeEllipse, CoordinateCartesian, AnyFace, AbsorptionXY, SaveAlways},
+    {ShapeEllipsoid, CoordinateCartesian, AnyFace, AbsorptionXYZ, SaveAlways},
+    {ShapeEllipsoid, CoordinateCylindrical, AnyFace, AbsorptionRAZ, SaveAlways},
+    {ShapeCylinder, CoordinateCartesian, AnyFace, AbsorptionXYZ, SaveAlways},
+    {ShapeCylinder, CoordinateCylindrical, AnyFace, AbsorptionRAZ, SaveAlways},
+    {ShapeTriangleMesh, CoordinateCartesian, AnyFace, AbsorptionXYZ, SaveAlways},
+    {ShapeTriangleMesh, CoordinateCylindrical, AnyFace, AbsorptionRAZ, SaveAlways},
+    {ShapeCube, CoordinateCartesian, AnyFace, AbsorptionXYZ, SaveAlways},
+    {ShapeCube, CoordinateCylindrical, AnyFace, AbsorptionRAZ, SaveAlways},
+    {ShapeTetrahedron, CoordinateCartesian, AnyFace, AbsorptionXYZ, SaveAlways},
+    {ShapeTetrahedron, CoordinateCylindrical, AnyFace, AbsorptionRAZ, SaveAlways},
+};
+
+static constexpr trelGridUse TransmittanceUses[] = {
+    {ShapeRectangle, CoordinateCartesian, 0, TransmittanceUp, SaveUp},
+    {ShapeRectangle, CoordinateCartesian, 1, TransmittanceDown, SaveDown},
+    {ShapeRectangle, CoordinateCartesian, 2, TransmittanceLeft, SaveEdgeLeft},
+    {ShapeRectangle, CoordinateCartesian, 3, TransmittanceRight, SaveEdgeRight},
+    {ShapeEllipse, CoordinatePolar, AnyFace, TransmittanceSide, SaveAlways},
+    {ShapeEllipsoid, CoordinateSpherical, AnyFace, TransmittanceSideDA, SaveAlways},
+    {ShapeCylinder, CoordinateCylindrical, 0, TransmittanceTopRA, SaveCylinderTop},
+    {ShapeCylinder, CoordinateCylindrical, 1, TransmittanceBottomRA, SaveCylinderBottom},
+    {ShapeCylinder, CoordinateCylindrical, 2, TransmittanceSideAZ, SaveCylinderSide},
+    {ShapeCylinder, CoordinateCartesian, 0, TransmittanceTopXY, SaveCylinderTop},
+    {ShapeCylinder, CoordinateCartesian, 1, TransmittanceBottomXY, SaveCylinderBottom},
+    {ShapeCylinder, CoordinateCartesian, 2, TransmittanceSideAZ, SaveCylinderSide},
+    {ShapeCube, CoordinateCartesian, 0, TransmittanceFrontYZ, SaveFront},
+    {ShapeCube, CoordinateCartesian, 1, TransmittanceBackYZ, SaveBack},
+    {ShapeCube, CoordinateCartesian, 2, TransmittanceLeftXZ, SaveLeft},
+    {ShapeCube, CoordinateCartesian, 3, TransmittanceRightXZ, SaveRight},
+    {ShapeCube, CoordinateCartesian, 4, TransmittanceTopXY, SaveTop},
+    {ShapeCube, CoordinateCartesian, 5, TransmittanceBottomXY, SaveBottom},
+    {ShapeTriangleMesh, CoordinateCartesian, AnyFace, TransmittanceMeshFace, SaveAlways},
+    {ShapeTriangleMesh, CoordinateCartesian, AnyFace, TransmittanceMeshVertex, SaveAlways},
+    {ShapeTetrahedron, CoordinateCartesian, AnyFace, TransmittanceMeshFace, SaveAlways},
+    {ShapeTetrahedron, CoordinateCartesian, AnyFace, TransmittanceMeshVertex, SaveAlways},
+};
+
+template <std::size_t size>
+static trelGridUses FindUses(const trelGridUse (&table)[size], ShapeType shape,
+                             CoordinateType coordinate)
+{
+  const auto matches = [=](const trelGridUse& use) {
+    return use.Shape == shape && use.Coordinate == coordinate;
+  };
+  const trelGridUse* first = std::find_if(std::begin(table), std::end(table), matches);
+  return {first, std::find_if_not(first, std::end(table), matches)};
+}
+
+trelGridUses GetAbsorptionUses(ShapeType shape, CoordinateType coordinate)
+{
+  return FindUses(AbsorptionUses, shape, coordinate);
+}
+
+trelGridUses GetTransmittanceUses(ShapeType shape, CoordinateType coordinate)
+{
+  return FindUses(TransmittanceUses, shape, coordinate);
+}

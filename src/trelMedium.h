@@ -1,0 +1,141 @@
+#ifndef trelMedium_h
+#define trelMedium_h
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "trelTissue.h"
+
+class trelList;
+class trelMCTetrahedron;
+
+/**
+ * @class   trelMedium
+ * @brief   the tissues, which of them bounds the medium, and what lies at a point
+ *
+ * The outermost tissue bounds the medium; the others lie in its bounding box and may overlap.
+ * Around it lies the ambient space, which has only a refractive index. Or the medium is one
+ * tetrahedral mesh whose regions are the tissues.
+ *
+ * GetTissueIndex is asked once for every step of every packet. A regular grid over the bounding box
+ * of the outermost shape answers it: each cell names a tissue that claims it, and every tissue
+ * claims the cells of its own bounding box. The exact shapes then confirm, since a box is more than
+ * its shape. A cell that lies wholly inside the shape that would be asked first is marked as
+ * settled when the grid is built, and its answer needs no shape at all.
+ *
+ * The grid is built on the main thread before the run and only read after that. It knows the shapes
+ * as they were then: a change of a shape needs a new build.
+ */
+class trelMedium final : public trelSimulationObject
+{
+  trelTypeMacro(trelMedium, trelSimulationObject)
+
+public:
+  trelMedium();
+  ~trelMedium() override;
+
+  /** Lets go of the tissues, their list, the mesh and the grid; the list is null after it. */
+  virtual void ClearModel();
+
+  /** The tissues in index order. The medium takes the list over with its items; the items of a
+   * former list are released. Drops the grid. */
+  void SetTissues(trelList* tissues);
+  trelList* GetTissues() const { return Tissues; }
+  std::int32_t GetNumberOfTissues() const;
+  /** Tissue @p i, from 0; null when there is none. */
+  trelTissue* GetTissue(int i) const;
+
+  /** Index of the tissue that bounds the medium, from 0, default 0; not checked. Drops the grid. */
+  void SetOutermostTissueIndex(std::int32_t i);
+  std::int32_t GetOutermostTissueIndex() const { return OutermostTissueIndex; }
+  /** The tissue at that index; null when there is none. */
+  trelTissue* GetOutermostTissue() const { return GetTissue(OutermostTissueIndex); }
+
+  /** Refractive index of the space around the medium, default 1. */
+  trelSetGetMacro(double, AmbientRefractiveIndex)
+
+      /** Whether the medium is one tetrahedral mesh and not a nest of shapes, default false. */
+      trelSetGetMacro(bool, ShapeIsTetrahedron)
+      /** The mesh of a tetrahedral medium, held by reference; null until set, setting null is
+         ignored. */
+      void SetTetrahedron(trelMCTetrahedron* mesh);
+  trelMCTetrahedron* GetTetrahedron() const { return Tetrahedron; }
+
+  /** What bounds the medium: the mesh, or the shape of the outermost tissue; null when missing. */
+  trelShapeObject* GetOuterShape() const;
+
+  /**
+   * Builds the grid. Reports and returns false when there is no outermost shape, when a tissue's
+   * box sticks out of the outermost one's (the grid then holds the tissues ahead of that one), or
+   * when memory runs out.
+   */
+  bool BuildTissueGrid();
+
+  /**
+   * The tissue that holds the point, -1 outside of the medium. In a tetrahedral medium the region
+   * that the mesh finds, 0 without a mesh. A grid that is not ready is built first, without a lock;
+   * while it cannot be built each look-up reports that and answers by the grid as far as it got.
+   */
+  std::int32_t GetTissueIndex(double x, double y, double z);
+
+  /** What GetTissueIndex answers in a medium of shapes, with settled cells confirmed like all
+   * others. -1 without a grid. */
+  std::int32_t ConfirmTissueIndex(double x, double y, double z) const;
+
+  /** The shape of tissue @p i, null if it has none, without a walk through the list. Needs a built
+   *  grid and an index in range. */
+  trelShapeObject* GetTissueShape(std::int32_t i) const { return TissueOfIndex[i]->GetShape(); }
+
+private:
+  /** The cells along one axis. The third axis of a planar medium has one cell without bounds. */
+  struct GridAxis
+  {
+    double Min;        /**< lower bound of the outermost shape: XMin, YMin, ZMin */
+    double Max;        /**< upper bound: XMax, YMax, ZMax */
+    double Step;       /**< size of a cell: GridStepX, GridStepY, GridStepZ */
+    std::int32_t Size; /**< number of cells: GridSizeX, GridSizeY, GridSizeZ */
+    double Last;       /**< Size - 1 */
+
+    std::int32_t CellOf(double coordinate) const;
+    double FarthestFrom(double center, std::int32_t cell) const;
+  };
+
+  bool HasOuterShape() const { return GetOutermostTissue() && GetOutermostTissue()->GetShape(); }
+  void AllocateGrid(const trelShapeObject& outer);
+  void LayOutAxes(const trelShapeObject& outer);
+  bool ClaimAllCells();
+  bool ReportIfOutside(std::int32_t tissue);
+  void RetryBuild();
+  void ClaimCells(std::int32_t tissue);
+  std::int32_t Contend(std::int32_t tissue, std::int32_t holder);
+  void SettleCells();
+  bool IsSettled(std::int32_t i, std::int32_t j, std::int32_t k) const;
+  void DropGrid();
+
+  std::size_t CellOffset(std::int32_t i, std::int32_t j, std::int32_t k) const;
+  std::int32_t ReadCell(double x, double y, double z) const;
+  bool IsOutsideBox(double x, double y, double z) const;
+  bool Holds(std::int32_t tissue, double x, double y, double z) const;
+
+  trelList* Tissues;
+  std::int32_t OutermostTissueIndex = 0;
+  double AmbientRefractiveIndex = 1.0;
+  bool ShapeIsTetrahedron = false;
+  trelMCTetrahedron* Tetrahedron = nullptr;
+
+  /** The grid has been built. */
+  bool GridReady = false;
+  /** The medium is a planar shape, and the grid stands for TissueGrid2D instead of TissueGrid3D. */
+  bool Planar = false;
+  GridAxis Axes[3] = {};
+  /** The cells, the last axis fastest: a tissue index, or its complement where the cell is settled.
+   *  Empty until built. */
+  std::vector<std::int32_t> TissueGrid;
+  /** For each tissue those that claim a common cell with it, ascending; never the outermost. */
+  std::vector<std::vector<std::int32_t>> TissueRelation;
+  /** The items of the list as of the last build. */
+  std::vector<trelTissue*> TissueOfIndex;
+};
+
+#endif

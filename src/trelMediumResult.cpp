@@ -1,0 +1,337 @@
+#include "trelMediumResult.h"
+
+#include "trelFluence.h"
+#include "trelMedium.h"
+#include "trelShapeObject.h"
+#include "trelSimulationParameter.h"
+
+static_assert(static_cast<int>(GridX) == AxisX && static_cast<int>(GridD) == AxisDeflection,
+              "the window takes over the axes of the parameter in their order");
+
+static constexpr trelGridDomains DomainsCW = {GridCW, GridCW};
+static constexpr trelGridDomains DomainsTD = {GridTD, GridTD};
+static constexpr trelGridDomains DomainsFD = {GridFDReal, GridFDPha};
+
+/** By trelGridKind. */
+static constexpr const char* OutOfMemoryTexts[] = {
+    "Out of memory while allocating memory for absorption matrix, please check the settings of "
+    "ROI and ROI Separation!",
+    "Out of memory while allocating memory for transmittance matrix, please check the settings of "
+    "ROI and ROI Separation!"};
+static constexpr const char* FailureTexts[] = {
+    "Error happens while initializing absorption results!",
+    "Error happens while initializing transmittance results!"};
+
+trelMediumResult::~trelMediumResult()
+{
+  trelMediumResult::ReleaseResults();
+}
+
+bool trelMediumResult::Initialize(const trelSimulationParameter* parameter)
+{
+  if (!parameter) return false;
+  InitializeRoi(parameter);  // without the faces of its mesh a run still has its other grids
+  if (DomainCW && !(InitializeCWAbsorption(parameter) && InitializeCWTransmittance(parameter) &&
+                    InitializePhotonFlyTimes(parameter))) {
+    return false;
+  }
+  if (DomainTD && !(InitializeTDAbsorption(parameter) && InitializeTDTransmittance(parameter))) {
+    return false;
+  }
+  return !DomainFD || (InitializeFDAbsorption(parameter) && InitializeFDTransmittance(parameter));
+}
+
+bool trelMediumResult::InitializeRoi(const trelSimulationParameter* parameter)
+{
+  CopyWindow(*parameter);
+  DomainCW = parameter->GetContinuousWave();
+  DomainTD = parameter->GetTimeDomain();
+  DomainFD = parameter->GetFrequencyDomain();
+  AbsorptionOutput = parameter->GetSaveAbsorption();
+  TransmittanceOutput = parameter->GetSaveTransmittance();
+  if (DomainTD) {
+    Window.Time = {parameter->GetTimeStart(), parameter->GetTimeEnd(), parameter->GetTimeStep(),
+                   parameter->GetNumberOfTimeSteps()};
+  }
+  const trelShapeObject* shape = parameter->GetOuterShape();
+  if (!shape) return true;
+  shape->GetCenter(Window.Center);
+  shape->GetHalfAxes(&Window.HalfAxis[0], &Window.HalfAxis[1], &Window.HalfAxis[2]);
+  return CopyMesh(*shape);
+}
+
+void trelMediumResult::CopyWindow(const trelSimulationParameter& parameter)
+{
+  double roi[2 * NumberOfAxes];
+  double separations[NumberOfAxes];
+  std::int32_t counts[NumberOfAxes];
+  parameter.GetROI(roi);
+  parameter.GetSeparations(separations);
+  parameter.GetCounts(counts);
+  for (int axis = 0; axis < NumberOfAxes; ++axis) {
+    Window.Bins[axis] = {roi[2 * axis], roi[2 * axis + 1], separations[axis], counts[axis]};
+  }
+}
+
+/** Copies the faces of a mesh that bounds the medium. Meshes are empty so far. */
+bool trelMediumResult::CopyMesh(const trelShapeObject& shape)
+{
+  const ShapeType type = shape.GetShapeType();
+  if (type != ShapeTriangleMesh && type != ShapeTetrahedron) return true;
+  return AllocateMeshFaces(0, 0, type == ShapeTetrahedron);
+}
+
+bool trelMediumResult::AllocateMeshFaces(std::int32_t faces, std::int32_t vertices,
+                                         bool isTetraMesh)
+{
+  const bool allocated = Mesh.Allocate(faces, vertices, isTetraMesh);
+  Window.Bins[GridMeshFace].Count = Mesh.GetCountMeshFace();
+  Window.Bins[GridMeshVertex].Count = Mesh.GetCountMeshVertex();
+  if (!allocated) {
+    ErrorMacro("Out of memory while intializing ROI, the number of mesh is too big!");
+  }
+  return allocated;
+}
+
+bool trelMediumResult::InitializeCWAbsorption(const trelSimulationParameter* parameter)
+{
+  return InitializeGrids(*parameter, GridAbsorption, DomainsCW);
+}
+
+bool trelMediumResult::InitializeTDAbsorption(const trelSimulationParameter* parameter)
+{
+  return InitializeGrids(*parameter, GridAbsorption, DomainsTD);
+}
+
+bool trelMediumResult::InitializeFDAbsorption(const trelSimulationParameter* parameter)
+{
+  return InitializeGrids(*parameter, GridAbsorption, DomainsFD);
+}
+
+bool trelMediumResult::InitializeCWTransmittance(const trelSimulationParameter* parameter)
+{
+  return InitializeGrids(*parameter, GridTransmittance, DomainsCW);
+}
+
+bool trelMediumResult::InitializeTDTransmittance(const trelSimulationParameter* parameter)
+{
+  return InitializeGrids(*parameter, GridTransmittance, DomainsTD);
+}
+
+bool trelMediumResult::InitializeFDTransmittance(const trelSimulationParameter* parameter)
+{
+  return InitializeGrids(*parameter, GridTransmittance, DomainsFD);
+}
+
+/** The grids of @p kind that the outer shape and the coordinate type ask for; none if they do not
+ *  fit or there is no shape. */
+static trelGridUses FindUses(const trelSimulationParameter& parameter, trelGridKind kind)
+{
+  const trelShapeObject* shape = parameter.GetOuterShape();
+  if (!shape) return {nullptr, nullptr};
+  return kind == GridAbsorption
+             ? GetAbsorptionUses(shape->GetShapeType(), parameter.GetAbsorptionCoordinate())
+             : GetTransmittanceUses(shape->GetShapeType(), parameter.GetTransmittanceCoordinate());
+}
+
+bool trelMediumResult::InitializeGrids(const trelSimulationParameter& parameter, trelGridKind kind,
+                                       trelGridDomains domains)
+{
+  ReleaseGrids(kind, domains);
+  Save[SaveAlways] = true;
+  const bool isAbsorption = kind == GridAbsorption;
+  if (!(isAbsorption ? parameter.GetSaveAbsorption() : parameter.GetSaveTransmittance())) {
+    return true;
+  }
+  if (!isAbsorption) CopySaveFlags(parameter);
+  const trelGridUses uses = FindUses(parameter, kind);
+  if ((domains.First != GridTD || AllocateTimeTotals(kind)) && !uses.IsEmpty()) {
+    if (AllocateGrids(uses, kind, domains)) return true;
+    if (uses.First->Grid == TransmittanceMeshFace && domains.First == GridCW) {
+      ErrorMacro("Initial transmit result error!");
+      return false;
+    }
+  }
+  ErrorMacro(FailureTexts[kind]);
+  return false;
+}
+
+bool trelMediumResult::AllocateTimeTotals(trelGridKind kind)
+{
+  if (TimeTotals.Allocate(kind, Window.Time.Count)) return true;
+  // The first of the arrays of absorption has a report of its own.
+  const bool isFirst = kind == GridAbsorption && !TimeTotals.GetTotals(TotalOfAbsorption2D);
+  ErrorMacro((isFirst ? "2d " : "") << OutOfMemoryTexts[kind]);
+  return false;
+}
+
+bool trelMediumResult::AllocateGrids(const trelGridUses& uses, trelGridKind kind,
+                                     trelGridDomains domains)
+{
+  for (int domain = domains.First; domain <= domains.Last; ++domain) {
+    if (!Grids[domain].Allocate(uses, Save, Window)) {
+      ErrorMacro(OutOfMemoryTexts[kind]);
+      return false;
+    }
+  }
+  return true;
+}
+
+void trelMediumResult::CopySaveFlags(const trelSimulationParameter& parameter)
+{
+  // The parameter has its flags in the order of trelSaveFlag.
+  parameter.GetCubeFaceFlags(Save + SaveTop);
+  parameter.GetCylinderFaceFlags(Save + SaveCylinderTop);
+  parameter.GetRectangleEdgeFlags(Save + SaveUp);
+}
+
+bool trelMediumResult::InitializePhotonFlyTimes(const trelSimulationParameter* parameter)
+{
+  if (!parameter->GetSavePhotonFlyTime()) return true;
+  ReleaseFlyTimes();
+  const bool isNumber = PhotonNumber >= 0;
+  const std::size_t bytes = isNumber ? PhotonNumber * sizeof(trelFlyTimeRow) : 0;
+  void* block = isNumber ? AllocateUntouchedBlock(bytes) : nullptr;
+  if (!block) {
+    ErrorMacro("Out of memory while allocating memory for TOF!");
+    return false;
+  }
+  PhotonFlyTimes = static_cast<trelFlyTimeRow*>(block);
+  NumberOfFlyTimes = PhotonNumber;
+  return true;
+}
+
+void trelMediumResult::ReleaseFlyTimes()
+{
+  FreeUntouchedBlock(PhotonFlyTimes,
+                     static_cast<std::size_t>(NumberOfFlyTimes) * sizeof(trelFlyTimeRow));
+  PhotonFlyTimes = nullptr;
+  NumberOfFlyTimes = 0;
+}
+
+void trelMediumResult::ReleaseGrids(trelGridKind kind, trelGridDomains domains)
+{
+  for (int domain = domains.First; domain <= domains.Last; ++domain) {
+    Grids[domain].Release(kind);
+  }
+  if (domains.First == GridTD) TimeTotals.Release(kind);
+  if (domains.First != GridCW) return;
+  for (int total = 0; total < NumberOfTotals; ++total) {
+    if (GetTotalKind(static_cast<trelGridTotal>(total)) == kind) Totals[total] = 0.0;
+  }
+}
+
+void trelMediumResult::ReleaseResults()
+{
+  for (const trelGridKind kind : {GridAbsorption, GridTransmittance}) {
+    for (const trelGridDomains domains : {DomainsCW, DomainsTD, DomainsFD})
+      ReleaseGrids(kind, domains);
+  }
+  ReleaseFlyTimes();
+  Mesh.Release();
+}
+
+void trelMediumResult::Finalize(const trelSimulationParameter* parameter, bool fluenceRate)
+{
+  if (DomainCW) {
+    SumCWAbsorption();
+    SumCWTransmittance();
+    NormalizeCWAbsorption();
+    NormalizeCWTransmittance();
+  }
+  if (DomainTD) {
+    SumTDAbsorption();
+    SumTDTransmittance();
+    NormalizeTDAbsorption();
+    NormalizeTDTransmittance();
+  }
+  if (DomainFD) {
+    NormalizeFDAbsorption();
+    NormalizeFDTransmittance();
+  }
+  if (fluenceRate) ConvertToFluence(parameter);
+  if (DomainFD) ComputeAmplitudeAndPhase();
+}
+
+void trelMediumResult::NormalizeCWAbsorption()
+{
+  Normalize(GridAbsorption, DomainsCW);
+}
+
+void trelMediumResult::NormalizeTDAbsorption()
+{
+  Normalize(GridAbsorption, DomainsTD);
+}
+
+void trelMediumResult::NormalizeFDAbsorption()
+{
+  Normalize(GridAbsorption, {GridFDReal, GridFDImag});
+}
+
+void trelMediumResult::NormalizeCWTransmittance()
+{
+  Normalize(GridTransmittance, DomainsCW);
+}
+
+void trelMediumResult::NormalizeTDTransmittance()
+{
+  Normalize(GridTransmittance, DomainsTD);
+}
+
+void trelMediumResult::NormalizeFDTransmittance()
+{
+  Normalize(GridTransmittance, {GridFDReal, GridFDImag});
+}
+
+void trelMediumResult::Normalize(trelGridKind kind, trelGridDomains domains)
+{
+  for (int domain = domains.First; domain <= domains.Last; ++domain) {
+    Grids[domain].Normalize(kind, Window);
+    if (kind == GridTransmittance && !Grids[domain].SettleMesh(Mesh)) {
+      ErrorMacro(OutOfMemoryTexts[kind]);
+    }
+  }
+}
+
+void trelMediumResult::ConvertToFluence(const trelSimulationParameter* parameter)
+{
+  trelMedium* medium = parameter ? parameter->GetMedium() : nullptr;
+  if (medium) trelFluence(*medium, SpectrumId, Window).Convert(Grids);
+}
+
+/** The phase of real + i imag in degrees by the one-argument arc tangent. */
+static double PhaseDegrees(double real, double imag)
+{
+  if (real != 0.0) return std::atan(imag / real) * 57.29577951308232;
+  if (imag > 0.0) return 90.0;
+  return imag < 0.0 ? -90.0 : 0.0;
+}
+
+void trelMediumResult::ComputeAmplitudeAndPhase()
+{
+  for (int k = 0; k < NumberOfGrids; ++k) {
+    const auto id = static_cast<trelGridId>(k);
+    const trelGrid* real = Grids[GridFDReal].Get(id);
+    const trelGrid* imag = Grids[GridFDImag].Get(id);
+    trelGrid* amplitude = Grids[GridFDAmp].Get(id);
+    trelGrid* phase = Grids[GridFDPha].Get(id);
+    if (!real || !imag || !amplitude || !phase) continue;
+    for (std::size_t cell = 0; cell < real->GetNumberOfCells(); ++cell) {
+      const double re = real->GetCells()[cell];
+      const double im = imag->GetCells()[cell];
+      amplitude->GetCells()[cell] = std::sqrt(re * re + im * im);
+      phase->GetCells()[cell] = PhaseDegrees(re, im);
+    }
+  }
+}
+
+void trelMediumResult::ComputeRanges()
+{
+  const bool isOn[NumberOfGridDomains] = {DomainCW, DomainTD, false, false, DomainFD, DomainFD};
+  for (const trelGridKind kind : {GridAbsorption, GridTransmittance}) {
+    for (int domain = 0; domain < NumberOfGridDomains; ++domain) {
+      if (isOn[domain]) Ranges[domain][kind] = Grids[domain].GetRange(kind);
+    }
+    if (DomainTD) TimeTotals.ComputeRanges(kind, Grids[GridTD]);
+  }
+}

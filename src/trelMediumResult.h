@@ -1,0 +1,276 @@
+#ifndef trelMediumResult_h
+#define trelMediumResult_h
+
+#include <cstdint>
+
+#include "trelGridSet.h"
+#include "trelMeshSurface.h"
+#include "trelSimulationObject.h"
+#include "trelTimeTotals.h"
+
+class trelSimulationParameter;
+
+/** The domains of a record that are made and finished together: one, or four in the frequency
+ *  domain. */
+struct trelGridDomains
+{
+  trelGridDomain First;
+  trelGridDomain Last;
+};
+
+/** Where and when a packet left: x, y, z in mm, time of flight in ps. */
+using trelFlyTimeRow = double[4];
+
+// The getters that the tables name, see the end of the class.
+#define TREL_GETTER(type, name, value) \
+  type name() const                    \
+  {                                    \
+    return value;                      \
+  }
+#define TREL_GRID_GETTERS(name, ...)                                   \
+  TREL_GETTER(trelGrid*, Get##name, GetGrid(GridCW, name))             \
+  TREL_GETTER(trelGrid*, GetTD##name, GetGrid(GridTD, name))           \
+  TREL_GETTER(trelGrid*, GetFD##name##Real, GetGrid(GridFDReal, name)) \
+  TREL_GETTER(trelGrid*, GetFD##name##Imag, GetGrid(GridFDImag, name)) \
+  TREL_GETTER(trelGrid*, GetFD##name##Amp, GetGrid(GridFDAmp, name))   \
+  TREL_GETTER(trelGrid*, GetFD##name##Pha, GetGrid(GridFDPha, name))
+#define TREL_WINDOW_AXES(AXIS) AXIS(X) AXIS(Y) AXIS(Z) AXIS(R) AXIS(A) AXIS(D)
+#define TREL_AXIS_GETTERS(axis)                                                \
+  TREL_GETTER(double, GetRoi##axis##Min, Window.Bins[Grid##axis].Minimum)      \
+  TREL_GETTER(double, GetRoi##axis##Max, Window.Bins[Grid##axis].Maximum)      \
+  TREL_GETTER(double, GetSeparation##axis, Window.Bins[Grid##axis].Separation) \
+  TREL_GETTER(std::int32_t, GetCount##axis, Window.Bins[Grid##axis].Count)
+#define TREL_TOTAL_GETTERS(name)                                            \
+  TREL_GETTER(double, GetTransmittance##name##Total, Totals[TotalOf##name]) \
+  TREL_GETTER(double*, GetTDTransmittance##name##Total, TimeTotals.GetTotals(TotalOf##name))
+#define TREL_SAVE_GETTER(name) TREL_GETTER(bool, GetSave##name, Save[Save##name])
+
+/**
+ * @class   trelMediumResult
+ * @brief   what the packets of one spectrum entry leave behind in and on the medium
+ *
+ * The absorption over the region of interest and the transmittance over the boundary, each in the
+ * domains that are on, with totals, counters and the specular reflectance. Which grids exist
+ * follows from the table of grids, the outer shape and the coordinate types; every other grid is
+ * null, and whoever asks for one tests for that.
+ *
+ * During a run all threads add to the cells and to the two counters atomically; sizes and pointers
+ * do not change. After the run Finalize() turns raw sums of weight into densities in place, once,
+ * while the totals keep the raw sums.
+ *
+ * Each operation that has the name of a domain is a thin entry into code that serves all domains.
+ */
+class trelMediumResult : public trelSimulationObject
+{
+  trelTypeMacro(trelMediumResult, trelSimulationObject)
+
+public:
+  trelMediumResult() = default;
+  ~trelMediumResult() override;
+
+  /**
+   * Makes the grids of the domains that are on, as @p parameter wants them. False after a report if
+   * memory is short or a coordinate type does not fit the outer shape; what was made stays until
+   * ReleaseResults(). May be called again: the grids are rebuilt.
+   */
+  bool Initialize(const trelSimulationParameter* parameter);
+  /** Copies window and flags. False after a report if the copy of a mesh does not fit in memory. */
+  bool InitializeRoi(const trelSimulationParameter* parameter);
+
+  /** Frees the grids of the domain and, if they are to be saved, makes them anew. */
+  bool InitializeCWAbsorption(const trelSimulationParameter* parameter);
+  bool InitializeTDAbsorption(const trelSimulationParameter* parameter);
+  bool InitializeFDAbsorption(const trelSimulationParameter* parameter);
+  bool InitializeCWTransmittance(const trelSimulationParameter* parameter);
+  bool InitializeTDTransmittance(const trelSimulationParameter* parameter);
+  bool InitializeFDTransmittance(const trelSimulationParameter* parameter);
+  /** Makes the table of fly times, a zeroed row for each packet to be launched, if it is wanted. A
+   *  table that exists is zeroed, or kept if none is wanted any more. */
+  bool InitializePhotonFlyTimes(const trelSimulationParameter* parameter);
+  /** Makes room for the faces of a mesh medium and sets its counts; the caller fills the faces. */
+  bool AllocateMeshFaces(std::int32_t faces, std::int32_t vertices, bool isTetraMesh);
+
+  /** Frees all grids, the table of fly times and the faces of a mesh. */
+  virtual void ReleaseResults();
+
+  /** Sums, measures, fluence if @p fluenceRate, amplitude and phase, in this order. Exactly once.
+   */
+  void Finalize(const trelSimulationParameter* parameter, bool fluenceRate);
+
+  /** The raw sums of the grids of a domain into its totals. */
+  void SumCWAbsorption() { Grids[GridCW].Sum(GridAbsorption, Totals); }
+  void SumCWTransmittance() { Grids[GridCW].Sum(GridTransmittance, Totals); }
+  void SumTDAbsorption() { TimeTotals.Sum(GridAbsorption, Grids[GridTD]); }
+  void SumTDTransmittance() { TimeTotals.Sum(GridTransmittance, Grids[GridTD]); }
+
+  /** Cells over their measure; the faces and vertices of a mesh are settled with transmittance. */
+  void NormalizeCWAbsorption();
+  void NormalizeTDAbsorption();
+  void NormalizeFDAbsorption();
+  void NormalizeCWTransmittance();
+  void NormalizeTDTransmittance();
+  void NormalizeFDTransmittance();
+
+  /** Absorbed power density (per mm^2 or mm^3) into fluence rate; see trelFluence. */
+  void ConvertToFluence(const trelSimulationParameter* parameter);
+  /** Amplitude and phase (degrees, -90 to 90: the quadrant is not recovered) of all pairs. */
+  void ComputeAmplitudeAndPhase();
+  /** The extreme cells of the domains that are on; nothing but a look at them. */
+  void ComputeRanges();
+
+  /** The grid @p id of @p domain, null if it does not exist. */
+  trelGrid* GetGrid(trelGridDomain domain, trelGridId id) const { return Grids[domain].Get(id); }
+  const trelGridSet& GetGrids(trelGridDomain domain) const { return Grids[domain]; }
+
+  /** The bins, the time gates and the shape that the grids belong to. */
+  const trelGridWindow& GetWindow() const { return Window; }
+  /** Number of time bins; 0 unless the time domain is on. */
+  std::int32_t GetCountTD() const { return Window.Time.Count; }
+  /** Half-lengths of the outer shape, mm. */
+  double GetHalfAxisX() const { return Window.HalfAxis[0]; }
+  double GetHalfAxisY() const { return Window.HalfAxis[1]; }
+  double GetHalfAxisZ() const { return Window.HalfAxis[2]; }
+
+  /** The faces of a mesh medium; counts of 0 and null for other shapes. */
+  std::int32_t GetCountMeshFace() const { return Mesh.GetCountMeshFace(); }
+  std::int32_t GetCountMeshVertex() const { return Mesh.GetCountMeshVertex(); }
+  bool GetIsTetraMesh() const { return Mesh.GetIsTetraMesh(); }
+  trelMeshFace* GetMeshFaces() const { return Mesh.GetMeshFaces(); }
+  std::uint8_t* GetMeshFaceOnBoundary() const { return Mesh.GetMeshFaceOnBoundary(); }
+
+  /** Copies of the parameter's flags; before Initialize() no domain and both outputs. */
+  bool GetDomainCW() const { return DomainCW; }
+  bool GetDomainTD() const { return DomainTD; }
+  bool GetDomainFD() const { return DomainFD; }
+  bool GetAbsorptionOutput() const { return AbsorptionOutput; }
+  bool GetTransmittanceOutput() const { return TransmittanceOutput; }
+
+  /** The raw sums of the continuous-wave domain: weight in units of the sources' energy. */
+  double GetTotal(trelGridTotal total) const { return Totals[total]; }
+  double GetTotalAbsorption2D() const { return Totals[TotalOfAbsorption2D]; }
+  double GetTotalAbsorption3D() const { return Totals[TotalOfAbsorption3D]; }
+  double GetTotalTransmittance2D() const { return Totals[TotalOfTransmittance2D]; }
+  double GetTotalTransmittance3D() const { return Totals[TotalOfTransmittance3D]; }
+
+  /** The raw sums of the time domain: arrays of CountTD sums, null if not allocated, and scalars
+   *  over all bins. */
+  const trelTimeTotals& GetTimeTotals() const { return TimeTotals; }
+  double* GetTDAbsorption2D() const { return TimeTotals.GetTotals(TotalOfAbsorption2D); }
+  double* GetTDAbsorption3D() const { return TimeTotals.GetTotals(TotalOfAbsorption3D); }
+  double* GetTDTransmittance2D() const { return TimeTotals.GetTotals(TotalOfTransmittance2D); }
+  double* GetTDTransmittance3D() const { return TimeTotals.GetTotals(TotalOfTransmittance3D); }
+  double GetTotalTDAbsorption2D() const { return TimeTotals.GetSum(TotalOfAbsorption2D); }
+  double GetTotalTDAbsorption3D() const { return TimeTotals.GetSum(TotalOfAbsorption3D); }
+  double GetTotalTDTransmittance2D() const { return TimeTotals.GetSum(TotalOfTransmittance2D); }
+  double GetTotalTDTransmittance3D() const { return TimeTotals.GetSum(TotalOfTransmittance3D); }
+
+  /** The extreme cells of a domain after ComputeRanges(). */
+  const trelGridRange& GetRange(trelGridDomain domain, trelGridKind kind) const
+  {
+    return Ranges[domain][kind];
+  }
+
+  /** Packets of this spectrum; sizes the table of fly times. Default 0. */
+  void SetPhotonNumber(std::int32_t number) { PhotonNumber = number; }
+  std::int32_t GetPhotonNumber() const { return PhotonNumber; }
+  /** The wavelength of the spectrum entry. Default 0. */
+  void SetSpectrumId(std::int32_t id) { SpectrumId = id; }
+  std::int32_t GetSpectrumId() const { return SpectrumId; }
+  /** What the skin of the medium throws back, summed over the sources. Default 0. */
+  void SetSpecularReflectance(double reflectance) { SpecularReflectance = reflectance; }
+  double GetSpecularReflectance() const { return SpecularReflectance; }
+
+  /** Packets that left the medium, and packets that lost the roulette. */
+  std::int32_t GetTransmitPhotonNum() const { return TransmitPhotonNum; }
+  std::int32_t GetAbsorpPhotonNum() const { return AbsorpPhotonNum; }
+  void IncrementTransmitPhotonNum();
+  void IncrementAbsorpPhotonNum();
+
+  /** The table of fly times, null if there is none, and its length. */
+  trelFlyTimeRow* GetPhotonFlyTimes() const { return PhotonFlyTimes; }
+  std::int32_t GetNumberOfFlyTimes() const { return NumberOfFlyTimes; }
+  /** Stores a packet that leaves, before it is counted. Nothing happens without a table or behind
+   *  its end. Two threads may pick the same row; there is no lock, and one of the packets is lost.
+   */
+  void RecordFlyTime(double x, double y, double z, double time);
+
+private:
+  bool InitializeGrids(const trelSimulationParameter& parameter, trelGridKind kind,
+                       trelGridDomains domains);
+  bool AllocateGrids(const trelGridUses& uses, trelGridKind kind, trelGridDomains domains);
+  bool AllocateTimeTotals(trelGridKind kind);
+  void ReleaseGrids(trelGridKind kind, trelGridDomains domains);
+  void ReleaseFlyTimes();
+  void CopyWindow(const trelSimulationParameter& parameter);
+  void CopySaveFlags(const trelSimulationParameter& parameter);
+  bool CopyMesh(const trelShapeObject& shape);
+  void Normalize(trelGridKind kind, trelGridDomains domains);
+
+  std::int32_t PhotonNumber = 0;
+  std::int32_t TransmitPhotonNum = 0;
+  std::int32_t AbsorpPhotonNum = 0;
+  std::int32_t SpectrumId = 0;
+  bool DomainCW = false;
+  bool DomainTD = false;
+  bool DomainFD = false;
+  bool AbsorptionOutput = true;
+  bool TransmittanceOutput = true;
+  /** By trelSaveFlag; the entry behind the flags is SaveAlways. */
+  bool Save[NumberOfSaveFlags + 1] = {};
+  double SpecularReflectance = 0.0;
+
+  trelGridWindow Window;
+  trelMeshSurface Mesh;
+  trelGridSet Grids[NumberOfGridDomains] = {GridCW,     GridTD,    GridFDReal,
+                                            GridFDImag, GridFDAmp, GridFDPha};
+  double Totals[NumberOfTotals] = {};
+  trelTimeTotals TimeTotals;
+  trelGridRange Ranges[NumberOfGridDomains][NumberOfGridKinds];
+  trelFlyTimeRow* PhotonFlyTimes = nullptr;
+  std::int32_t NumberOfFlyTimes = 0;
+
+public:
+  // What the tables name: GetAbsorptionXYZ, GetTDAbsorptionXYZ, GetFDAbsorptionXYZReal, ...Imag,
+  // ...Amp, ...Pha for every grid; GetRoiXMin, GetRoiXMax, GetSeparationX, GetCountX for every
+  // axis; GetTransmittanceTopTotal and, an array by time bin, GetTDTransmittanceTopTotal for every
+  // surface; GetSaveTop for every face.
+  TREL_ALL_GRIDS(TREL_GRID_GETTERS)
+  TREL_WINDOW_AXES(TREL_AXIS_GETTERS)
+  TREL_SURFACE_TOTALS_2D(TREL_TOTAL_GETTERS)
+  TREL_SURFACE_TOTALS_3D(TREL_TOTAL_GETTERS)
+  TREL_SAVE_FLAGS(TREL_SAVE_GETTER)
+};
+
+#undef TREL_GRID_GETTERS
+#undef TREL_WINDOW_AXES
+#undef TREL_AXIS_GETTERS
+#undef TREL_TOTAL_GETTERS
+#undef TREL_SAVE_GETTER
+#undef TREL_GETTER
+
+inline void trelMediumResult::IncrementTransmitPhotonNum()
+{
+#pragma omp atomic
+  ++TransmitPhotonNum;
+}
+
+inline void trelMediumResult::IncrementAbsorpPhotonNum()
+{
+#pragma omp atomic
+  ++AbsorpPhotonNum;
+}
+
+inline void trelMediumResult::RecordFlyTime(double x, double y, double z, double time)
+{
+  std::int32_t row = 0;
+#pragma omp atomic read
+  row = TransmitPhotonNum;
+  if (!PhotonFlyTimes || row < 0 || row >= NumberOfFlyTimes) return;
+  double* values = PhotonFlyTimes[row];
+  values[0] = x;
+  values[1] = y;
+  values[2] = z;
+  values[3] = time;
+}
+
+#endif

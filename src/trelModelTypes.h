@@ -1,0 +1,91 @@
+#ifndef trelModelTypes_h
+#define trelModelTypes_h
+
+#include <cstdint>
+
+/**
+ * @file trelModelTypes.h
+ * The enumerations of the model. Their values stand in parameter structures and tables all over the
+ * system. The kinds of shapes and the relations of a point to a shape stand in trelShapeObject.h.
+ *
+ * A field that has the name of its type is declared with the word `enum` in front of the type.
+ */
+
+/** The imaging mode: which sources emit, and whether packets convert on the way. */
+enum SimulationType : std::int32_t
+{
+  BLT = 0, /**< bioluminescence tomography */
+  FMT = 1, /**< fluorescence molecular tomography */
+  DOT = 2  /**< diffuse optical tomography */
+};
+
+enum SimulationDimension : std::int32_t
+{
+  Dimension2D = 0,
+  Dimension3D = 1,
+  DimensionUnset = 2 /**< the parameter file has not said; nothing can be simulated */
+};
+
+/** How light travels in the medium. */
+enum MediumAlgorithm : std::int32_t
+{
+  MediumVRMC = 0, /**< Monte Carlo with variance reduction: weighted packets */
+  MediumAMC = 1   /**< a word of the parameter file without an implementation */
+};
+
+/** How light travels from the surface of the medium to the detectors. */
+enum FreespaceAlgorithm : std::int32_t
+{
+  FreespaceVRMC = 0,
+  FreespaceLambert = 1,
+  FreespacePinhole = 2
+};
+
+/** The cells in which a grid collects. */
+enum CoordinateType : std::int32_t
+{
+  CoordinatePolar = 0,
+  CoordinateCartesian = 1,
+  CoordinateCylindrical = 2,
+  CoordinateSpherical = 3 /**< transmittance only */
+};
+
+/** What makes a light source shine. */
+enum LuminousType : std::int32_t
+{
+  LuminousBioluminescence = 0,
+  LuminousDiffuse = 1,
+  LuminousExcitation = 2,
+  LuminousEmission = 3 /**< a fluorophore: emits only what excitation packets bring to it */
+};
+
+/** The coordinate plane that a plane detector's orientation is measured from. */
+enum VerticalPlane : std::int32_t
+{
+  PlaneXY = 0,
+  PlaneXZ = 1,
+  PlaneYZ = 2
+};
+
+enum DetectorType : std::int32_t
+{
+  DetectorPlane = 0,
+  DetectorFiber = 1
+};
+
+/**
+ * The order of separations, cell counts and the region of interest. Of the twelve values of a
+ * region of interest, the minimum along axis k stands at 2 k and the maximum at 2 k + 1.
+ */
+enum trelAxis : std::int32_t
+{
+  AxisX = 0,
+  AxisY,
+  AxisZ,
+  AxisRadial,
+  AxisAzimuth,    /**< degrees, 0 to 360 */
+  AxisDeflection, /**< degrees, 0 to 180 */
+  NumberOfAxes
+};
+
+#endif

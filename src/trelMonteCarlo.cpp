@@ -1,0 +1,3 @@
+#include "trelMonteCarlo.h"
+
+trelMonteCarlo::~trelMonteCarlo() = default;

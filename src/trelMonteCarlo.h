@@ -1,0 +1,18 @@
+#ifndef trelMonteCarlo_h
+#define trelMonteCarlo_h
+
+#include "trelMediumFilter.h"
+
+/**
+ * @class   trelMonteCarlo
+ * @brief   a medium filter that works by sampling; the common name of its kinds
+ */
+class trelMonteCarlo : public trelMediumFilter
+{
+  trelTypeMacro(trelMonteCarlo, trelMediumFilter)
+
+public:
+  ~trelMonteCarlo() override;
+};
+
+#endif

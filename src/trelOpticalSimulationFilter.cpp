@@ -1,0 +1,111 @@
+#include "trelOpticalSimulationFilter.h"
+
+#include "trelBioluminescenceVRMC.h"
+#include "trelDiffuseVRMC.h"
+#include "trelModelTypes.h"
+#include "trelSimulationParameter.h"
+#include "trelSimulationResult.h"
+
+trelOpticalSimulationFilter::~trelOpticalSimulationFilter()
+{
+  // An output that nobody registered dies here if it is ours; the medium filter lets go of its own.
+  if (Output && (!MediumFilter || Output != MediumFilter->GetOutput())) Output->Delete();
+  ClearAlgorithms();
+  ReleaseReference(Input);
+}
+
+void trelOpticalSimulationFilter::SetInput(trelSimulationParameter* input)
+{
+  ReplaceReference(Input, input);
+}
+
+trelSimulationResult* trelOpticalSimulationFilter::GetOutput()
+{
+  if (!Output) Output = new trelSimulationResult;
+  return Output;
+}
+
+trelMediumFilter* trelOpticalSimulationFilter::GetMediumFilter()
+{
+  if (!AlgorithmsCreated) CreateAlgorithms();
+  return MediumFilter;
+}
+
+trelFreespaceFilter* trelOpticalSimulationFilter::GetFreespaceFilter()
+{
+  if (!AlgorithmsCreated) CreateAlgorithms();
+  return FreespaceFilter;
+}
+
+static trelMediumFilter* MakeMediumFilter(int simulationType)
+{
+  switch (simulationType) {
+    case BLT:
+      return new trelBioluminescenceVRMC;
+    case DOT:
+      return new trelDiffuseVRMC;
+    default:
+      return nullptr;
+  }
+}
+
+void trelOpticalSimulationFilter::CreateAlgorithms()
+{
+  if (AlgorithmsCreated) return;
+  ClearAlgorithms();
+  if (!Input) return;
+  MediumAlgorithm = Input->GetMediumAlgorithm();
+  FreespaceAlgorithm = Input->GetFreespaceAlgorithm();
+  if (MediumAlgorithm != MediumVRMC) return;
+  if (FreespaceAlgorithm < FreespaceVRMC || FreespaceAlgorithm > FreespacePinhole) return;
+  MediumFilter = MakeMediumFilter(Input->GetSimulationType());
+  AlgorithmsCreated = true;
+}
+
+void trelOpticalSimulationFilter::ClearAlgorithms()
+{
+  if (MediumFilter) MediumFilter->Delete();
+  MediumFilter = nullptr;
+  AlgorithmsCreated = false;
+}
+
+bool trelOpticalSimulationFilter::Execute()
+{
+  if (!AlgorithmsCreated) CreateAlgorithms();
+  if (!Input) return false;
+  if (MediumAlgorithm != MediumVRMC) {
+    ErrorMacro("The type of algorithm is error!");
+    return false;
+  }
+  // Nothing is simulated with "vrmc", "hrrt" or "lambert"; scripts count on the empty result.
+  if (FreespaceAlgorithm == FreespaceVRMC || FreespaceAlgorithm == FreespaceLambert) return true;
+  if (FreespaceAlgorithm != FreespacePinhole || !MediumFilter) {
+    ErrorMacro("The type of algorithm is error!");
+    return false;
+  }
+  MediumFilter->SetInput(Input);
+  MediumFilter->SetMediumFilterMode(2);
+  InMedium = true;
+  InFreespace = false;
+  const bool simulated = MediumFilter->Update();
+  if (!simulated) ErrorMacro("Error happens while simulating light propagation in medium!");
+  TakeMediumOutput();
+  if (!simulated) return false;
+  if (Input->GetNumberOfDetectors() == Input->CountFiberDetectors()) return true;
+  InMedium = false;
+  InFreespace = true;
+  return SimulateFreespace();
+}
+
+void trelOpticalSimulationFilter::TakeMediumOutput()
+{
+  trelSimulationResult* result = MediumFilter->GetOutput();
+  if (Output && Output != result) Output->UnRegister();
+  Output = result;
+}
+
+bool trelOpticalSimulationFilter::SimulateFreespace()
+{
+  ErrorMacro("Error happens while simulating light propagation in freespace!");
+  return false;
+}

@@ -1,0 +1,68 @@
+#ifndef trelParameterText_h
+#define trelParameterText_h
+
+#include <cstdint>
+#include <cstdio>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/**
+ * @class   trelParameterText
+ * @brief   the open parameter file: its current line, cut into tokens
+ *
+ * Blanks, tabs, carriage returns and line feeds separate tokens; there are no quotes but in paths.
+ * A line is what one read gives, at most 254 characters: a longer one counts as several. A
+ * character of code 0 ends its line, so that binary files are read to their end like any other.
+ * Letter case never matters, and in numbers neither does the locale.
+ */
+class trelParameterText
+{
+public:
+  trelParameterText() = default;
+  ~trelParameterText() { Close(); }
+  trelParameterText(const trelParameterText&) = delete;
+  trelParameterText& operator=(const trelParameterText&) = delete;
+
+  /** Opens the file @p name in the place of the former one; false if it is no file that can be
+   * read. */
+  bool Open(const char* name);
+  void Close();
+  bool IsOpen() const { return File != nullptr; }
+  /** Goes back to the start; false for what has none, a pipe for instance. */
+  bool Rewind();
+
+  /** Takes the next line whatever it holds; false at the end of the file. */
+  bool TakeLine();
+  /** Takes the next line with tokens, the first of which does not begin with '#'. */
+  bool TakeStatement();
+
+  int GetNumberOfTokens() const { return static_cast<int>(Tokens.size()); }
+  /** Token @p i, from 0; empty if there is none. */
+  std::string_view GetToken(int i) const;
+  /** True if token @p i is one of @p words, which are parted by single blanks. */
+  bool IsOneOf(int i, std::string_view words) const;
+
+  /** The decimal integer at the start of token @p i: 0 without one, the nearest 32-bit number if
+   * huge. */
+  std::int32_t GetInteger(int i) const;
+  /** The real number at the start of token @p i: 0 without one, and for "nan". Huge ones are
+   * infinite. */
+  double GetReal(int i) const;
+  /** GetReal() truncated toward zero; the nearest unsigned 32-bit number if out of range. */
+  std::uint32_t GetTruncated(int i) const;
+
+  /**
+   * The path on this line: the text between the first two double quotes, or token 1 if there is no
+   * quote. False if there is no token 1 or no second quote.
+   */
+  bool GetPath(std::string& path) const;
+
+private:
+  std::FILE* File = nullptr;
+  char LineBuffer[255] = "";
+  /** Views into LineBuffer, which stays as it was read. */
+  std::vector<std::string_view> Tokens;
+};
+
+#endif

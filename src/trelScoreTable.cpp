@@ -1,0 +1,49 @@
+#include "trelScoreTable.h"
+
+#include "trelMediumResult.h"
+
+/** The cells of the grid @p id in @p domain; null if it was not allocated. */
+static double* CellsOf(trelMediumResult& result, trelGridDomain domain, trelGridId id)
+{
+  trelGrid* grid = result.GetGrid(domain, id);
+  return grid ? grid->GetCells() : nullptr;
+}
+
+/** The number of cells of a grid with the axes of @p row, in one time bin. */
+static std::size_t CountCells(const trelGridDescription& row, const trelGridWindow& window)
+{
+  std::size_t cells = 1;
+  for (int k = 0; k < row.NumberOfAxes; ++k) {
+    cells *= static_cast<std::size_t>(window.Bins[row.Axes[k]].Count);
+  }
+  return cells;
+}
+
+static trelScoreTarget MakeTarget(trelMediumResult& result, trelGridId id)
+{
+  const trelGridDescription& row = GetGridDescription(id);
+  trelScoreTarget target;
+  target.Locate = row.Locate;
+  target.CW = CellsOf(result, GridCW, id);
+  target.TD = CellsOf(result, GridTD, id);
+  target.FDReal = CellsOf(result, GridFDReal, id);
+  target.FDImag = CellsOf(result, GridFDImag, id);
+  target.NumberOfCells = CountCells(row, result.GetWindow());
+  return target;
+}
+
+trelScoreTable MakeScoreTable(trelMediumResult& result, ShapeType shape, CoordinateType absorption,
+                              CoordinateType transmittance)
+{
+  trelScoreTable table;
+  table.Window = result.GetWindow();
+  for (const trelGridUse& use : GetAbsorptionUses(shape, absorption)) {
+    table.Absorption = MakeTarget(result, use.Grid);
+  }
+  for (const trelGridUse& use : GetTransmittanceUses(shape, transmittance)) {
+    if (use.Grid == TransmittanceMeshVertex) continue;  // filled from the faces after the run
+    table.FaceSelects = use.Face != AnyFace;
+    table.Transmittance[table.FaceSelects ? use.Face : 0] = MakeTarget(result, use.Grid);
+  }
+  return table;
+}

@@ -1,0 +1,38 @@
+#ifndef trelScoreTable_h
+#define trelScoreTable_h
+
+#include "trelGridTable.h"
+
+class trelMediumResult;
+
+/** Where one kind of event is scored: how its cell is found, and the cells of each domain. */
+struct trelScoreTarget
+{
+  /** The cell of a point; null if the face that was hit is the cell (meshes). */
+  bool (*Locate)(const trelGridWindow& window, const double position[3],
+                 std::size_t* cell) = nullptr;
+  double* CW = nullptr;
+  double* TD = nullptr;  ///< the first time bin; the others follow, NumberOfCells apart
+  double* FDReal = nullptr;
+  double* FDImag = nullptr;
+  std::size_t NumberOfCells = 0;
+};
+
+/**
+ * The grids of one medium record as the packet loop wants them: resolved once, before the parallel
+ * region, from the table of uses. A grid that does not exist stays null, and its events are
+ * dropped.
+ */
+struct trelScoreTable
+{
+  trelGridWindow Window;
+  trelScoreTarget Absorption;
+  trelScoreTarget Transmittance[MaximumNumberOfFaces];
+  bool FaceSelects = false;  ///< the face that was hit selects the target, else there is but one
+};
+
+/** Fills a table from the grids of @p result; a mesh has one target, whose cells are the faces. */
+trelScoreTable MakeScoreTable(trelMediumResult& result, ShapeType shape, CoordinateType absorption,
+                              CoordinateType transmittance);
+
+#endif

@@ -1,0 +1,81 @@
+#include "trelShapeObject.h"
+
+#include <algorithm>
+#include <cmath>
+
+trelShapeObject::~trelShapeObject() = default;
+
+void trelShapeObject::SetCenter(double x, double y, double z)
+{
+  Center[0] = x;
+  Center[1] = y;
+  Center[2] = z;
+  RefreshDerived();
+}
+
+void trelShapeObject::GetCenter(double* x, double* y, double* z) const
+{
+  *x = Center[0];
+  *y = Center[1];
+  *z = Center[2];
+}
+
+void trelShapeObject::SetHalfAxes(double hx, double hy, double hz)
+{
+  HalfAxes[0] = hx;
+  HalfAxes[1] = hy;
+  HalfAxes[2] = hz;
+  RefreshDerived();
+}
+
+void trelShapeObject::GetHalfAxes(double* hx, double* hy, double* hz) const
+{
+  *hx = HalfAxes[0];
+  *hy = HalfAxes[1];
+  *hz = HalfAxes[2];
+}
+
+void trelShapeObject::GetBoundingBox(double* xmin, double* xmax, double* ymin, double* ymax,
+                                     double* zmin, double* zmax) const
+{
+  *xmin = Bounds[0];
+  *xmax = Bounds[1];
+  *ymin = Bounds[2];
+  *ymax = Bounds[3];
+  *zmin = Bounds[4];
+  *zmax = Bounds[5];
+}
+
+void trelShapeObject::GetBoundingBox(double bounds[6]) const
+{
+  std::copy_n(Bounds, 6, bounds);
+}
+
+void trelShapeObject::Normalize(double v[3])
+{
+  const double length = std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]);
+  if (length == 0.0) return;
+  for (int i = 0; i < 3; ++i)
+    v[i] /= length;
+}
+
+void trelShapeObject::Rotate(double x, double y, double z, double turned[3]) const
+{
+  const double ca = std::cos(Rotation[0]), sa = std::sin(Rotation[0]);
+  const double cb = std::cos(Rotation[1]), sb = std::sin(Rotation[1]);
+  const double cc = std::cos(Rotation[2]), sc = std::sin(Rotation[2]);
+  // Not a proper rotation: in z of the first row and in x and z of the second, ca stands where a
+  // rotation about z, x and y in turn has sa. Turned shapes are defined by these rows as they are.
+  turned[0] = (cb * cc + sa * sb * sc) * x + (ca * sc) * y + (ca * cb * sc - cc * sb) * z;
+  turned[1] = (ca * sb * cc - cb * sc) * x + (ca * cc) * y + (sb * sc + ca * sb * cc) * z;
+  turned[2] = (ca * sb) * x - sa * y + (ca * cb) * z;
+}
+
+void trelShapeObject::RefreshDerived()
+{
+  for (int i = 0; i < 3; ++i) {
+    Bounds[2 * i] = Center[i] - HalfAxes[i];
+    Bounds[2 * i + 1] = Center[i] + HalfAxes[i];
+  }
+  Rotated = Rotation[0] != 0.0 || Rotation[1] != 0.0 || Rotation[2] != 0.0;
+}

@@ -1,0 +1,178 @@
+#ifndef trelShapeObject_h
+#define trelShapeObject_h
+
+#include "trelGeometryTolerance.h"
+#include "trelObject.h"
+
+/** The kinds of shapes. Planar ones stand below 2; the transport and the results branch on it. */
+enum ShapeType : int
+{
+  ShapeRectangle = 0,
+  ShapeEllipse = 1,
+  ShapeEllipsoid = 2,
+  ShapeCylinder = 3,
+  ShapeTriangleMesh = 4,
+  ShapeCube = 5,
+  ShapeTetrahedron = 6
+};
+
+/** Where a point lies in relation to a shape. PointUndetermined: a mesh without a voxel table. */
+enum PointRelation : int
+{
+  PointInside = 0,
+  PointOnBoundary = 1,
+  PointOutside = 2,
+  PointUndetermined = 3
+};
+
+/** What the caller of IntersectRay() knows about the ray: it starts inside and leaves the shape, or
+ * it starts outside and enters it. The values are those of PointInside and PointOutside. */
+enum RaySide : int
+{
+  RayLeaves = 0,
+  RayEnters = 2
+};
+
+/**
+ * @class   trelShapeObject
+ * @brief   everything with a boundary: where a point lies, how far along a ray the boundary is
+ *
+ * A shape is pure geometry; tissues, sources and detectors own one and have the optics. All
+ * coordinates are world coordinates, all lengths in the model's unit of length (mm).
+ *
+ * Inside means inside by more than GeometryTolerance, on the boundary means within it; a point that
+ * is not a number is outside. Shapes do not change once the model has been read: all threads ask
+ * the same object at once, and both questions read the members only and allocate nothing.
+ *
+ * Half-lengths are positive. This is checked where a model is read and not here: with a half-length
+ * of zero the curved shapes divide by it, which puts every point outside or leaves no hit.
+ *
+ * The shape is parallel to the axes of the model. LocatePoint() honours the three angles, which
+ * nothing sets; IntersectRay() does not know them.
+ *
+ * @sa trelCube trelCylinder trelEllipsoid
+ */
+class trelShapeObject : public trelObject
+{
+  trelTypeMacro(trelShapeObject, trelObject)
+
+public:
+  ~trelShapeObject() override;
+
+  /** The kind of shape, a ShapeType. */
+  virtual ShapeType GetShapeType() const = 0;
+
+  /** Where the point (@p x, @p y, @p z) lies; a function of point and shape alone. */
+  virtual PointRelation LocatePoint(double x, double y, double z) const = 0;
+
+  /**
+   * Finds the boundary along the ray from (@p x, @p y, @p z) in the direction (@p dx, @p dy, @p
+   * dz), a unit vector in all calls of the transport. True if there is a hit no further away than
+   * @p distance (a hit exactly there counts).
+   *
+   * @param distance in: the furthest hit of interest; out: the distance of the hit, in lengths of
+   * the direction vector, which is not normalised here
+   * @param face out: the part of the surface that was hit, numbered by each shape; the ellipsoid
+   *        leaves it alone
+   * @param nx, ny, nz out: the unit normal at the hit, pointing away from the solid; the caller
+   * turns it the way it travels
+   * @param raySide a RaySide. If LocatePoint() says inside and this says entering, or outside and
+   *        leaving, there is no hit (trelCylinder does not ask).
+   *
+   * A start point on the boundary that enters is itself the hit, at distance 0. One that leaves
+   * finds the far side; the curved shapes then answer no less than GeometryTolerance, so that a
+   * packet always moves. On a miss the outputs stay as they are, unless the shape says otherwise.
+   */
+  virtual bool IntersectRay(double x, double y, double z, double dx, double dy, double dz,
+                            double* distance, int* face, double* nx, double* ny, double* nz,
+                            int raySide) const = 0;
+
+  /** Centre of the shape, mm, default the origin. Setting it moves the bounding box. */
+  void SetCenter(double x, double y, double z);
+  void SetCenter(const double center[3]) { SetCenter(center[0], center[1], center[2]); }
+  void GetCenter(double* x, double* y, double* z) const;
+  void GetCenter(double center[3]) const { GetCenter(&center[0], &center[1], &center[2]); }
+
+  /** Half-lengths along x, y and z, mm, positive, default 0: half edges of a cube, semi-axes of an
+   *  ellipsoid, semi-axes of the section and half height of a cylinder. Setting them resizes the
+   *  bounding box. */
+  void SetHalfAxes(double hx, double hy, double hz);
+  void SetHalfAxes(const double halfAxes[3]) { SetHalfAxes(halfAxes[0], halfAxes[1], halfAxes[2]); }
+  void GetHalfAxes(double* hx, double* hy, double* hz) const;
+
+  /** Centre minus and plus half-lengths, mm; the array form in the order xmin, xmax, ymin, ... */
+  void GetBoundingBox(double* xmin, double* xmax, double* ymin, double* ymax, double* zmin,
+                      double* zmax) const;
+  void GetBoundingBox(double bounds[6]) const;
+
+protected:
+  /** What a ray does at its start, from the point's relation and the caller's knowledge together.
+   */
+  enum RayCase
+  {
+    RayCaseNone,
+    RayCaseLeaving,
+    RayCaseTouching,
+    RayCaseEntering
+  };
+
+  static RayCase ClassifyRay(PointRelation relation, int raySide)
+  {
+    if (relation == PointInside) return raySide == RayEnters ? RayCaseNone : RayCaseLeaving;
+    if (relation == PointOutside) return raySide == RayLeaves ? RayCaseNone : RayCaseEntering;
+    if (raySide == RayLeaves) return RayCaseLeaving;
+    return raySide == RayEnters ? RayCaseTouching : RayCaseNone;
+  }
+
+  /** True if the first @p N coordinates of @p point lie outside the bounding box by more than the
+   *  tolerance. Not turned by the angles. */
+  template <int N>
+  bool IsOutsideBox(const double point[N]) const
+  {
+    for (int i = 0; i < N; ++i) {
+      if (ToleranceLess(point[i], Bounds[2 * i])) return true;
+      if (ToleranceGreater(point[i], Bounds[2 * i + 1])) return true;
+    }
+    return false;
+  }
+
+  /** @p p = the point relative to the centre, the frame in which rays are intersected. */
+  void ToCenter(double x, double y, double z, double p[3]) const
+  {
+    p[0] = x - Center[0];
+    p[1] = y - Center[1];
+    p[2] = z - Center[2];
+  }
+
+  /** The same, turned by the angles if there are any: the frame in which points are located. */
+  void ToLocal(double x, double y, double z, double local[3]) const
+  {
+    ToCenter(x, y, z, local);
+    if (Rotated) {
+      // By value, so that the compiler keeps the point in registers otherwise.
+      double turned[3];
+      Rotate(local[0], local[1], local[2], turned);
+      for (int i = 0; i < 3; ++i)
+        local[i] = turned[i];
+    }
+  }
+
+  /** Divides the vector by its length; a zero vector stays. */
+  static void Normalize(double v[3]);
+
+  double Center[3] = {0.0, 0.0, 0.0};
+  double HalfAxes[3] = {0.0, 0.0, 0.0};
+  /** Angles about the axes, radians. Nothing sets them. */
+  double Rotation[3] = {0.0, 0.0, 0.0};
+  double Bounds[6] = {0.0, 0.0, 0.0, 0.0, 0.0, 0.0};
+
+private:
+  void Rotate(double x, double y, double z, double turned[3]) const;
+  /** Brings the box and the flag up to date with the other fields. */
+  void RefreshDerived();
+
+  /** Whether any angle is not 0, so that locating a point costs one test and not three. */
+  bool Rotated = false;
+};
+
+#endif

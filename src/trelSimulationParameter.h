@@ -1,0 +1,244 @@
+#ifndef trelSimulationParameter_h
+#define trelSimulationParameter_h
+
+#include <cstdint>
+#include <vector>
+
+#include "trelDataObject.h"
+#include "trelModelTypes.h"
+
+class trelDetector;
+class trelLightSource;
+class trelList;
+class trelMedium;
+class trelOpticalParameter;
+class trelShapeObject;
+class trelTissue;
+
+/**
+ * @class   trelSimulationParameter
+ * @brief   the whole model and every setting of a run
+ *
+ * The reader fills it once, Validate checks it, and transport, free space and the writer only read
+ * it. What follows from the settings (the cut region of interest, the numbers of cells, the face
+ * flags) is computed on first demand; the set-up of a run asks for it before any thread starts.
+ *
+ * Lengths in mm, times in ps, angles of the region of interest in degrees.
+ */
+class trelSimulationParameter final : public trelDataObject
+{
+  trelTypeMacro(trelSimulationParameter, trelDataObject)
+
+public:
+  static constexpr int NumberOfCubeFaces = 6;
+  static constexpr int NumberOfCylinderFaces = 3;
+  static constexpr int NumberOfRectangleEdges = 4;
+
+  trelSimulationParameter();
+  ~trelSimulationParameter() override;
+
+  /** Lets go of medium, light sources and detectors. Not to be used for a run after that. */
+  void ClearModel() override;
+
+  /** The medium with its tissues, owned; null only after ClearModel. */
+  trelMedium* GetMedium() const { return Medium; }
+  std::int32_t GetNumberOfTissues() const;
+  /** Tissue @p i, from 0; null when there is none. */
+  trelTissue* GetTissue(int i) const;
+  /** What bounds the medium: the tetrahedral mesh or the outermost tissue's shape; null if missing.
+   */
+  trelShapeObject* GetOuterShape() const;
+
+  /** The light sources in index order. The list is taken over with its items; the items of a former
+   *  list are released. */
+  void SetLightSources(trelList* sources);
+  std::int32_t GetNumberOfLightSources() const;
+  /** Light source @p i, from 0; null when there is none. */
+  trelLightSource* GetLightSource(int i) const;
+
+  /** The detectors in the order of their declaration; taken over like the light sources. */
+  void SetDetectors(trelList* detectors);
+  trelList* GetDetectors() const { return Detectors; }
+  std::int32_t GetNumberOfDetectors() const;
+  /** Detector @p i, from 0; null when there is none. */
+  trelDetector* GetDetector(int i) const;
+  /** Appends @p detector, making the list when there is none; the parameter holds the detector. */
+  void AddDetector(trelDetector* detector);
+  /** Sets FiberDetectorCount to the number of fibre detectors, and returns it. */
+  std::int32_t CountFiberDetectors();
+  std::int32_t GetFiberDetectorCount() const { return FiberDetectorCount; }
+
+  /** Copies the wavelengths: one for each spectrum index, integers as the file gives them. */
+  void SetWavelengths(const std::vector<std::uint32_t>& wavelengths) { Wavelengths = wavelengths; }
+  std::int32_t GetNumberOfWavelengths() const;
+  /** Wavelength @p i, from 0; 0 when there is none. */
+  std::uint32_t GetWavelength(int i) const;
+
+  /** Packets at this wavelength: the sum over the sources, each with its last entry that has it. */
+  std::uint32_t GetNumberOfPhotons(std::uint32_t wavelength) const;
+  /** Sets TotalPhotons to the number of packets of all entries of all sources, and returns it. */
+  std::uint32_t ComputeTotalPhotons();
+  std::uint32_t GetTotalPhotons() const { return TotalPhotons; }
+
+  /** Dimension of the model, default DimensionUnset. */
+  trelSetGetMacro(SimulationDimension, Dimension)
+      /** Imaging mode, default BLT. */
+      trelSetGetMacro(enum SimulationType, SimulationType)
+      /** Default MediumVRMC; there is no filter for MediumAMC. */
+      trelSetGetMacro(enum MediumAlgorithm, MediumAlgorithm)
+      /** Default FreespacePinhole. */
+      trelSetGetMacro(enum FreespaceAlgorithm, FreespaceAlgorithm)
+
+      /** Cells of the absorption grid, default CoordinateCartesian. */
+      trelSetGetMacro(CoordinateType, AbsorptionCoordinate)
+      /** Cells of the transmittance grids, default CoordinatePolar; Validate fits it to the outer
+         shape. */
+      trelSetGetMacro(CoordinateType, TransmittanceCoordinate)
+      /** Whether the absorption is scored and saved, default true. */
+      trelSetGetMacro(bool, SaveAbsorption)
+      /** Whether the transmittance is scored and saved, default true. */
+      trelSetGetMacro(bool, SaveTransmittance)
+      /** Whether position and fly time of each escaped packet are recorded, default false. */
+      trelSetGetMacro(bool, SavePhotonFlyTime)
+      /** Whether the fluence rate is derived from the absorption after the run, default false. */
+      trelSetGetMacro(bool, SaveFluenceRate)
+
+      /** Whether continuous-wave results are wanted, default true. */
+      trelSetGetMacro(bool, ContinuousWave)
+      /** Whether time-resolved results are wanted, default false. */
+      trelSetGetMacro(bool, TimeDomain)
+      /** Whether frequency-domain results are wanted, default false. */
+      trelSetGetMacro(bool, FrequencyDomain)
+      /** Modulation frequency in MHz, default 0; the phase is 2 pi Frequency FlyTime / 1000000. */
+      trelSetGetMacro(double, Frequency)
+
+      /** A packet ends when it has done more steps than this, default 100000. */
+      trelSetGetMacro(std::int32_t, StepNumberMax)
+      /** A packet ends when it has flown longer than this, ps, default 10000. */
+      trelSetGetMacro(double, FlyTimeMax)
+      /** Number of worker threads, default 1. */
+      trelSetGetMacro(std::int32_t, ThreadNumber)
+      /** Keeps a seed of the parameter file. Nothing reads the seeds: streams are seeded by the
+         clock. */
+      void AddThreadSeed(std::int32_t seed)
+  {
+    ThreadSeeds.push_back(seed);
+  }
+
+  /** Size of a cell along each axis, default 1 each; 0 is refused by Validate where the axis
+   * counts, below 0 there are no cells. */
+  void SetSeparations(double x, double y, double z, double radial, double azimuth,
+                      double deflection);
+  void GetSeparations(double separations[NumberOfAxes]) const;
+  double GetSeparationX() const { return Separations[AxisX]; }
+  double GetSeparationY() const { return Separations[AxisY]; }
+  double GetSeparationZ() const { return Separations[AxisZ]; }
+  double GetSeparationRadial() const { return Separations[AxisRadial]; }
+  double GetSeparationAzimuth() const { return Separations[AxisAzimuth]; }
+  double GetSeparationDeflection() const { return Separations[AxisDeflection]; }
+
+  /** The time gates: start and end of the range and width of a gate, default 0, 0, 10. */
+  void SetTimeRange(double start, double end, double step);
+  double GetTimeStep() const { return TimeStep; }
+  double GetTimeStart() const;
+  double GetTimeEnd() const;
+  /** Number of time gates, 0 outside of the time domain; below 0 when the range is reversed. */
+  std::int32_t GetNumberOfTimeSteps() const;
+
+  /**
+   * The region of interest: minimum and maximum along each axis in the order of trelAxis. What is
+   * not set becomes the bounding box, all radii and all angles; what is set is cut to these.
+   */
+  void SetROI(const double roi[2 * NumberOfAxes]);
+  void GetROI(double roi[2 * NumberOfAxes]) const;
+
+  /** Number of cells along an axis; 0 where no grid needs the axis. */
+  std::int32_t GetNumberX() const { return GetCount(AxisX); }
+  std::int32_t GetNumberY() const { return GetCount(AxisY); }
+  std::int32_t GetNumberZ() const { return GetCount(AxisZ); }
+  std::int32_t GetNumberRadial() const { return GetCount(AxisRadial); }
+  std::int32_t GetNumberAzimuth() const { return GetCount(AxisAzimuth); }
+  std::int32_t GetNumberDeflection() const { return GetCount(AxisDeflection); }
+  void GetCounts(std::int32_t counts[NumberOfAxes]) const;
+
+  /** Whether each face lies in the region of interest: Z maximum, Z minimum, X maximum, X minimum,
+   *  Y minimum, Y maximum. */
+  void GetCubeFaceFlags(bool flags[NumberOfCubeFaces]) const;
+  /** The same for the top and the bottom of a cylinder; the third, its side, is always true. */
+  void GetCylinderFaceFlags(bool flags[NumberOfCylinderFaces]) const;
+  /** The same for the edges of a rectangle: Y maximum, Y minimum, X minimum, X maximum. */
+  void GetRectangleEdgeFlags(bool flags[NumberOfRectangleEdges]) const;
+
+  /** Builds what ray queries and look-ups need: voxel tables of meshes and the medium's grid.
+   * Called on the main thread before the first packet. */
+  void PrepareGeometry();
+
+  /**
+   * Rejects what cannot be simulated: reports the first fault and returns false. Warns of what is
+   * odd, and changes the coordinate of the transmittance to one that fits the outer shape.
+   */
+  bool Validate();
+
+  /** Works out the region of interest, the numbers of cells and of time gates and the face flags,
+   * if there is an outer shape. The getters call it on first demand; flags once cleared stay
+   * cleared. */
+  void ComputeCounts() const;
+
+private:
+  std::int32_t GetCount(trelAxis axis) const;
+  std::vector<trelAxis> AxesInUse() const;
+
+  bool ValidateLuminousTypes();
+  bool ValidateEnergies();
+  bool ValidateTissues();
+  bool ValidateOptics(const trelOpticalParameter& optics);
+  void FitTransmittanceCoordinate();
+  bool ValidateSeparations();
+  bool ValidateROI();
+
+  double RadialLimit(const trelShapeObject& shape) const;
+  void ComputeROI(const trelShapeObject& shape) const;
+  void ComputeFaceFlags(const trelShapeObject& shape) const;
+
+  trelMedium* Medium;
+  trelList* LightSources;
+  trelList* Detectors;
+  std::vector<std::uint32_t> Wavelengths;
+  SimulationDimension Dimension = DimensionUnset;
+  enum SimulationType SimulationType = BLT;
+  std::uint32_t TotalPhotons = 0;
+  enum MediumAlgorithm MediumAlgorithm = MediumVRMC;
+  enum FreespaceAlgorithm FreespaceAlgorithm = FreespacePinhole;
+  CoordinateType AbsorptionCoordinate = CoordinateCartesian;
+  CoordinateType TransmittanceCoordinate = CoordinatePolar;
+  bool SaveAbsorption = true;
+  bool SaveTransmittance = true;
+  bool SavePhotonFlyTime = false;
+  bool ContinuousWave = true;
+  bool TimeDomain = false;
+  bool FrequencyDomain = false;
+  double Separations[NumberOfAxes] = {1.0, 1.0, 1.0, 1.0, 1.0, 1.0};
+  bool ROIGiven = false;
+  double TimeStart = 0.0;
+  double TimeEnd = 0.0;
+  double TimeStep = 10.0;
+  std::int32_t FiberDetectorCount = 0;
+  bool SaveFluenceRate = false;
+  double Frequency = 0.0;
+  std::int32_t StepNumberMax = 100000;
+  double FlyTimeMax = 10000.0;
+  std::int32_t ThreadNumber = 1;
+  std::vector<std::int32_t> ThreadSeeds;
+
+  // Derived on demand, by getters too.
+  mutable double ROI[2 * NumberOfAxes] = {};
+  mutable std::int32_t Counts[NumberOfAxes] = {};
+  mutable std::int32_t NumberOfTimeSteps = 0;
+  mutable bool CubeFaceFlags[NumberOfCubeFaces] = {true, true, true, true, true, true};
+  mutable bool CylinderFaceFlags[NumberOfCylinderFaces] = {true, true, true};
+  mutable bool RectangleEdgeFlags[NumberOfRectangleEdges] = {true, true, true, true};
+  /** What is derived is up to date. */
+  mutable bool CountsValid = false;
+};
+
+#endif

@@ -1,0 +1,210 @@
+#include "trelSimulationParameterReader.h"
+
+#include <algorithm>
+#include <cmath>
+#include <sstream>
+
+#include "trelList.h"
+#include "trelMedium.h"
+#include "trelModelSection.h"
+#include "trelPaths.h"
+#include "trelShapeObject.h"
+#include "trelSimulationParameter.h"
+#include "trelSimulationPropertyBlock.h"
+#include "trelTissue.h"
+
+trelSimulationParameterReader::~trelSimulationParameterReader()
+{
+  ReleaseReference(Output);
+}
+
+trelSimulationParameter* trelSimulationParameterReader::GetOutput()
+{
+  if (!Output) ReplaceReference(Output, new trelSimulationParameter);
+  return Output;
+}
+
+void trelSimulationParameterReader::ShowError(const std::string& text)
+{
+  ErrorMacro(text);
+}
+
+void trelSimulationParameterReader::ShowWarning(const std::string& text)
+{
+  WarningMacro(text);
+}
+
+bool trelSimulationParameterReader::Execute()
+{
+  const char* name = GetFileName(0);
+  if (!name) {
+    ErrorMacro("There's no file to read!");
+    return false;
+  }
+  if (!Text.Open(name)) {
+    ErrorMacro("Can not open file!\n");
+    return false;
+  }
+  SetParameterDirectory(name);
+  BeginRead();
+  const bool done = ReadFile(name);
+  Text.Close();
+  return done;
+}
+
+void trelSimulationParameterReader::BeginRead()
+{
+  if (OutputFilled) ReleaseReference(Output);
+  OutputFilled = true;
+  ReaderErrorText.clear();
+  Version = "2.0";
+  SpectrumNum = LightSourceNum = TissueNum = DetectorNum = Format = 0;
+  WavelengthList.clear();
+}
+
+bool trelSimulationParameterReader::ReadFile(const char* name)
+{
+  trelSimulationParameter* output = GetOutput();
+  if (!ReadHeader() || !ReadSimulationProperty(output) || !AllocateModel(output) ||
+      !ReadSpectrumData(output)) {
+    ErrorMacro(name << ": \n" << ReaderErrorText);
+    return false;
+  }
+  if (output->GetDimension() == DimensionUnset) return false;
+  if (!ReadModel(output) || !output->Validate()) {
+    output->ClearModel();
+    ErrorMacro(ReaderErrorText << "The simulation parameter read fail!");
+    return false;
+  }
+  return true;
+}
+
+bool trelSimulationParameterReader::ReadModel(trelSimulationParameter* parameter)
+{
+  // What follows the model section of a two-dimensional file is read as a three-dimensional one.
+  if (parameter->GetDimension() == Dimension2D && !ReadModel2D(parameter)) return false;
+  if (!ReadModel3D(parameter)) return false;
+  WarnOfFlatTissues();
+  return true;
+}
+
+/** True for an analytic shape with a half-length that is not above 0, or infinite. */
+static bool IsFlat(const trelShapeObject& shape)
+{
+  if (shape.GetShapeType() == ShapeTriangleMesh) return false;
+  double h[3];
+  shape.GetHalfAxes(&h[0], &h[1], &h[2]);
+  const int axes = shape.GetShapeType() < ShapeEllipsoid ? 2 : 3;
+  return !std::all_of(h, h + axes, [](double x) { return x > 0.0 && std::isfinite(x); });
+}
+
+void trelSimulationParameterReader::WarnOfFlatTissues()
+{
+  int flat = 0;
+  std::string names;
+  for (int i = 0; i < TissueNum; ++i) {
+    const trelTissue* tissue = ModelIndex.GetTissue(i);
+    if (!tissue->GetShape() || !IsFlat(*tissue->GetShape())) continue;
+    if (++flat <= 10) names += " " + tissue->GetName();
+  }
+  if (flat == 0) return;
+  WarningMacro("tissueaxis: got 0, a negative or an infinite half-length in "
+               << flat << " tissues (" << names.substr(1) << (flat > 10 ? " ...)" : ")")
+               << ", expected finite half-lengths above 0 (mm)\n");
+}
+
+bool trelSimulationParameterReader::Fail(const std::string& text)
+{
+  Record(text);
+  return false;
+}
+
+bool trelSimulationParameterReader::IsReady()
+{
+  if (!ReaderErrorText.empty()) return false;
+  return Text.IsOpen() || Fail("No file has been opened!\n");
+}
+
+bool trelSimulationParameterReader::ReadHeader()
+{
+  if (!Text.Rewind() || !Text.TakeLine() || !Text.IsOneOf(0, "trl")) {
+    return Fail("Not a valid TRL file!\n");
+  }
+  while (Text.TakeStatement()) {
+    const KeywordOutcome outcome = ReadHeaderLine();
+    if (outcome != KeywordDone) return outcome == KeywordEndsSection;
+  }
+  return Fail("End of header not found!\n");
+}
+
+KeywordOutcome trelSimulationParameterReader::ReadHeaderLine()
+{
+  if (Text.IsOneOf(0, "comment")) return KeywordDone;
+  if (!Text.IsOneOf(0, "format") || Text.GetNumberOfTokens() < 2) return KeywordEndsSection;
+  Format = Text.IsOneOf(1, "ascii") ? 0 : 1;
+  if (Format == 1) return KeywordEndsSection;
+  if (Text.GetNumberOfTokens() < 3) return KeywordDone;
+  Version = Text.GetToken(2);
+  if (Version == "2.0" || Version == "2.1" || Version == "2.2") return KeywordDone;
+  Record("The version of the parameter file is not supported by the current version of TREL!\n");
+  return KeywordFails;
+}
+
+bool trelSimulationParameterReader::ReadSimulationProperty(trelSimulationParameter* parameter)
+{
+  if (!IsReady() || !parameter || !parameter->GetMedium()) return false;
+  return trelSimulationPropertyBlock(*this, *parameter).Read();
+}
+
+bool trelSimulationParameterReader::AllocateModel(trelSimulationParameter* parameter)
+{
+  if (!parameter || !parameter->GetMedium()) {
+    ErrorMacro("2D simulation parameter read error!");
+    return false;
+  }
+  if (!ModelIndex.Allocate(*parameter, LightSourceNum, TissueNum, SpectrumNum)) {
+    std::ostringstream text;
+    text << "lightsourcenum, tissuenum, spectrumnum: got " << LightSourceNum << ", " << TissueNum
+         << ", " << SpectrumNum << " ("
+         << trelModelIndex::CountObjects(LightSourceNum, TissueNum, SpectrumNum)
+         << " objects), expected at most " << trelModelIndex::MaximumOfObjects
+         << " objects (light sources, tissues, and an entry of each for each spectrum)\n";
+    return Fail(text.str());
+  }
+  if (!parameter->GetDetectors()) parameter->SetDetectors(new trelList);
+  return true;
+}
+
+bool trelSimulationParameterReader::ReadSpectrumData(trelSimulationParameter* parameter)
+{
+  if (!IsReady() || !parameter) return false;
+  if (SpectrumNum < 0) return Fail("spectrum data error!\n");
+  WavelengthList.clear();
+  while (Text.TakeStatement()) {
+    const std::int64_t read = static_cast<std::int64_t>(WavelengthList.size());
+    if (!Text.IsOneOf(0, "spectrum") || Text.GetNumberOfTokens() < 3 ||
+        Text.GetInteger(1) != read + 1) {
+      return Fail("Error when reading wavelength data!\n");
+    }
+    WavelengthList.push_back(static_cast<std::uint32_t>(Text.GetInteger(2)));
+    if (read + 1 >= SpectrumNum) {
+      parameter->SetWavelengths(WavelengthList);
+      return true;
+    }
+  }
+  return true;
+}
+
+bool trelSimulationParameterReader::ReadModel2D(trelSimulationParameter* parameter)
+{
+  if (!IsReady()) return false;
+  if (!parameter) return Fail("No file has been opened!\n");
+  return trelModelSection(*this, *parameter).Read2D();
+}
+
+bool trelSimulationParameterReader::ReadModel3D(trelSimulationParameter* parameter)
+{
+  if (!IsReady()) return false;
+  if (!parameter) return Fail("3D simulation parameter read fail!\n");
+  return trelModelSection(*this, *parameter).Read3D();
+}

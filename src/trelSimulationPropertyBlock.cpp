@@ -1,0 +1,277 @@
+#include "trelSimulationPropertyBlock.h"
+
+#include <algorithm>
+#include <limits>
+#include <string>
+
+#include "trelMedium.h"
+#include "trelParameterText.h"
+#include "trelSimulationParameter.h"
+#include "trelSimulationParameterReader.h"
+
+static const trelWord<SimulationType> SimulationTypeWords[] = {
+    {"BLT", BLT}, {"DOT", DOT}, {"FMT", FMT}};
+
+static const trelWord<SimulationDimension> DimensionWords[] = {{"2d", Dimension2D},
+                                                               {"3d", Dimension3D}};
+
+static const trelWord<MediumAlgorithm> MediumAlgorithmWords[] = {{"vrmc", MediumVRMC},
+                                                                 {"amc", MediumAMC}};
+
+static const trelWord<FreespaceAlgorithm> FreespaceAlgorithmWords[] = {
+    {"vrmc", FreespaceVRMC}, {"hrrt lambert", FreespaceLambert}, {"pinhole", FreespacePinhole}};
+
+/** In the order in which a line is searched for them; absorption has no spherical cells. */
+static const trelWord<CoordinateType> CoordinateWords[] = {{"cylindrical", CoordinateCylindrical},
+                                                           {"cartesian", CoordinateCartesian},
+                                                           {"polar", CoordinatePolar},
+                                                           {"spherical", CoordinateSpherical}};
+
+trelSimulationPropertyBlock::trelSimulationPropertyBlock(trelSimulationParameterReader& reader,
+                                                         trelSimulationParameter& parameter)
+    : TheReader(reader), TheParameter(parameter), Text(reader.GetText())
+{
+}
+
+KeywordOutcome trelSimulationPropertyBlock::Handle(const Keyword* row)
+{
+  return row ? (this->*row->Handler)(*row) : Fail("read simulation property error!\n");
+}
+
+KeywordOutcome trelSimulationPropertyBlock::Record(const char* text)
+{
+  TheReader.Record(text);
+  return KeywordDone;
+}
+
+KeywordOutcome trelSimulationPropertyBlock::Fail(const char* text)
+{
+  TheReader.Record(text);
+  return KeywordFails;
+}
+
+bool trelSimulationPropertyBlock::IsThreeDimensional() const
+{
+  return TheParameter.GetDimension() == Dimension3D;
+}
+
+int trelSimulationPropertyBlock::GetSwitch(int i) const
+{
+  if (Text.IsOneOf(i, "1")) return 1;
+  return Text.IsOneOf(i, "0") ? 0 : -1;
+}
+
+void trelSimulationPropertyBlock::TakeNumbers(double* values, int count) const
+{
+  const int given = std::min(count, Text.GetNumberOfTokens() - 1);
+  for (int i = 0; i < given; ++i)
+    values[i] = Text.GetReal(i + 1);
+}
+
+KeywordOutcome trelSimulationPropertyBlock::Ignore(const Keyword&)
+{
+  return KeywordDone;
+}
+
+KeywordOutcome trelSimulationPropertyBlock::End(const Keyword&)
+{
+  return KeywordEndsSection;
+}
+
+KeywordOutcome trelSimulationPropertyBlock::SetSimulationType(const Keyword& row)
+{
+  if (Text.GetNumberOfTokens() < 2) return KeywordDone;
+  const SimulationType* type = FindWord(Text, 1, SimulationTypeWords);
+  if (!type) return Record(row.Message);
+  TheParameter.SetSimulationType(*type);
+  return KeywordDone;
+}
+
+KeywordOutcome trelSimulationPropertyBlock::SetDimension(const Keyword& row)
+{
+  if (Text.GetNumberOfTokens() < 2) return KeywordDone;
+  const SimulationDimension* dimension = FindWord(Text, 1, DimensionWords);
+  if (!dimension) return Record(row.Message);
+  TheParameter.SetDimension(*dimension);
+  return KeywordDone;
+}
+
+KeywordOutcome trelSimulationPropertyBlock::SetMediumAlgorithm(const Keyword& row)
+{
+  const MediumAlgorithm* algorithm = FindWord(Text, 1, MediumAlgorithmWords);
+  if (!algorithm) return Fail(row.Message);
+  TheParameter.SetMediumAlgorithm(*algorithm);
+  return KeywordDone;
+}
+
+KeywordOutcome trelSimulationPropertyBlock::SetFreespaceAlgorithm(const Keyword& row)
+{
+  const FreespaceAlgorithm* algorithm = FindWord(Text, 1, FreespaceAlgorithmWords);
+  if (!algorithm) return Fail(row.Message);
+  TheParameter.SetFreespaceAlgorithm(*algorithm);
+  return KeywordDone;
+}
+
+template <void (trelSimulationParameter::*SetSave)(bool),
+          void (trelSimulationParameter::*SetCoordinate)(CoordinateType), bool hasSpherical>
+KeywordOutcome trelSimulationPropertyBlock::SetMatrix(const Keyword& row)
+{
+  const int save = std::max(GetSwitch(1), GetSwitch(2));
+  if (save >= 0) (TheParameter.*SetSave)(save == 1);
+  for (const trelWord<CoordinateType>& word : CoordinateWords) {
+    if (word.Meaning == CoordinateSpherical && !hasSpherical) continue;
+    if (!Text.IsOneOf(1, word.Words) && !Text.IsOneOf(2, word.Words)) continue;
+    (TheParameter.*SetCoordinate)(word.Meaning);
+    return KeywordDone;
+  }
+  return Fail(row.Message);
+}
+
+template <void (trelSimulationParameter::*Set)(bool)>
+KeywordOutcome trelSimulationPropertyBlock::SetSwitch(const Keyword&)
+{
+  const int value = GetSwitch(1);
+  if (value >= 0) (TheParameter.*Set)(value == 1);
+  return KeywordDone;
+}
+
+template <void (trelSimulationParameterReader::*Set)(std::int32_t)>
+KeywordOutcome trelSimulationPropertyBlock::SetCount(const Keyword&)
+{
+  (TheReader.*Set)(Text.GetInteger(1));
+  return KeywordDone;
+}
+
+KeywordOutcome trelSimulationPropertyBlock::SetROI(const Keyword&)
+{
+  double roi[2 * NumberOfAxes] = {};
+  roi[2 * AxisAzimuth + 1] = 360.0;
+  roi[2 * AxisDeflection + 1] = 180.0;
+  if (IsThreeDimensional()) {
+    TakeNumbers(roi, 12);
+    TheParameter.SetROI(roi);
+    return KeywordDone;
+  }
+  // In the plane the line has no z: x, y, radial and azimuth follow each other, and the defaults
+  // above stand where no number reaches. Files depend on it: the largest azimuth of a short line is
+  // 0.
+  TakeNumbers(roi, 8);
+  const double planar[2 * NumberOfAxes] = {roi[0], roi[1], roi[2], roi[3], 0.0, 0.0,
+                                           roi[4], roi[5], roi[6], roi[7], 0.0, 0.0};
+  TheParameter.SetROI(planar);
+  return KeywordDone;
+}
+
+KeywordOutcome trelSimulationPropertyBlock::SetSeparations(const Keyword&)
+{
+  double s[NumberOfAxes] = {1.0, 1.0, 1.0, 1.0, 1.0, 1.0};
+  if (IsThreeDimensional()) {
+    TakeNumbers(s, 6);
+    TheParameter.SetSeparations(s[0], s[1], s[2], s[3], s[4], s[5]);
+    return KeywordDone;
+  }
+  TakeNumbers(s, 4);
+  TheParameter.SetSeparations(s[0], s[1], 0.0, s[2], s[3], 0.0);
+  return KeywordDone;
+}
+
+KeywordOutcome trelSimulationPropertyBlock::SetOutermostTissueIndex(const Keyword&)
+{
+  const std::int32_t smallest = std::numeric_limits<std::int32_t>::min() + 1;
+  TheParameter.GetMedium()->SetOutermostTissueIndex(std::max(Text.GetInteger(1), smallest) - 1);
+  return KeywordDone;
+}
+
+KeywordOutcome trelSimulationPropertyBlock::SetAmbientRefractiveIndex(const Keyword&)
+{
+  TheParameter.GetMedium()->SetAmbientRefractiveIndex(Text.GetReal(1));
+  return KeywordDone;
+}
+
+KeywordOutcome trelSimulationPropertyBlock::SetStepNumberMax(const Keyword&)
+{
+  TheParameter.SetStepNumberMax(Text.GetInteger(1));
+  return KeywordDone;
+}
+
+KeywordOutcome trelSimulationPropertyBlock::SetFlyTimeMax(const Keyword&)
+{
+  TheParameter.SetFlyTimeMax(Text.GetReal(1));
+  return KeywordDone;
+}
+
+KeywordOutcome trelSimulationPropertyBlock::SetDomain(const Keyword& row)
+{
+  if (Text.IsOneOf(1, "cw 0")) {
+    TheParameter.SetContinuousWave(true);
+  } else if (Text.IsOneOf(1, "td 1") && Text.GetNumberOfTokens() >= 5) {
+    TheParameter.SetTimeRange(Text.GetReal(2), Text.GetReal(3), Text.GetReal(4));
+    TheParameter.SetTimeDomain(true);
+  } else if (Text.IsOneOf(1, "fd 2") && Text.GetNumberOfTokens() >= 3) {
+    TheParameter.SetFrequencyDomain(true);
+    TheParameter.SetFrequency(Text.GetReal(2));
+  } else {
+    return Record(row.Message);
+  }
+  return KeywordDone;
+}
+
+KeywordOutcome trelSimulationPropertyBlock::SetShapeIsTetrahedron(const Keyword&)
+{
+  const int value = GetSwitch(1);
+  if (value >= 0) TheParameter.GetMedium()->SetShapeIsTetrahedron(value == 1);
+  return KeywordDone;
+}
+
+KeywordOutcome trelSimulationPropertyBlock::SetThreads(const Keyword&)
+{
+  if (Text.GetNumberOfTokens() < 2) return KeywordDone;
+  const std::int32_t threads = Text.GetInteger(1);
+  TheParameter.SetThreadNumber(std::clamp(threads, 1, MaximumOfThreads));
+  if (threads > MaximumOfThreads) {
+    TheReader.ShowWarning("threadnum: got " + std::to_string(threads) + ", expected 1 to " +
+                          std::to_string(MaximumOfThreads) + "; the largest number is taken\n");
+  }
+  const int seeds = std::min(threads, Text.GetNumberOfTokens() - 2);
+  for (int i = 0; i < seeds; ++i)
+    TheParameter.AddThreadSeed(Text.GetInteger(i + 2));
+  return KeywordDone;
+}
+
+bool trelSimulationPropertyBlock::Read()
+{
+  using Block = trelSimulationPropertyBlock;
+  using Parameter = trelSimulationParameter;
+  using Reader = trelSimulationParameterReader;
+  static const Keyword table[] = {
+      {"simulationproperty", 1, &Block::Ignore},
+      {"simulationtype", 1, &Block::SetSimulationType, "Simulation type is error!\n"},
+      {"environment dimension", 1, &Block::SetDimension, "Simulation dimension is error!\n"},
+      {"spectrumnum", 2, &Block::SetCount<&Reader::SetSpectrumNum>},
+      {"lightsourcenum", 2, &Block::SetCount<&Reader::SetLightSourceNum>},
+      {"tissuenum", 2, &Block::SetCount<&Reader::SetTissueNum>},
+      {"detectorlensnum detectornum", 2, &Block::SetCount<&Reader::SetDetectorNum>},
+      {"mediumalgorithm phantomalgorithm", 2, &Block::SetMediumAlgorithm,
+       "Medium algorithm error!\n"},
+      {"freespacealgorithm", 2, &Block::SetFreespaceAlgorithm, "Freespace algorithm error!\n"},
+      {"absorptionmatrix", 2,
+       &Block::SetMatrix<&Parameter::SetSaveAbsorption, &Parameter::SetAbsorptionCoordinate, false>,
+       "The coordinate type for saving absorption is error!\n"},
+      {"transmittancematrix", 2,
+       &Block::SetMatrix<&Parameter::SetSaveTransmittance, &Parameter::SetTransmittanceCoordinate,
+                         true>,
+       "The coordinate type for saving transmittance is error!\n"},
+      {"fluencerate", 2, &Block::SetSwitch<&Parameter::SetSaveFluenceRate>},
+      {"photonflytime", 2, &Block::SetSwitch<&Parameter::SetSavePhotonFlyTime>},
+      {"roi", 1, &Block::SetROI},
+      {"roiseparation mediumseparation", 1, &Block::SetSeparations},
+      {"outermosttissueindex", 2, &Block::SetOutermostTissueIndex},
+      {"ambientmediumr", 2, &Block::SetAmbientRefractiveIndex},
+      {"stepnummax", 2, &Block::SetStepNumberMax},
+      {"flytimemax", 2, &Block::SetFlyTimeMax},
+      {"domain", 1, &Block::SetDomain, "domain is error!\n"},
+      {"mediumshapetetratype", 2, &Block::SetShapeIsTetrahedron},
+      {"threadnum", 1, &Block::SetThreads},
+      {"endsimulationproperty", 1, &Block::End}};
+  return ReadSection(Text, *this, table);
+}

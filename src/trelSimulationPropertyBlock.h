@@ -1,0 +1,84 @@
+#ifndef trelSimulationPropertyBlock_h
+#define trelSimulationPropertyBlock_h
+
+#include <cstdint>
+
+#include "trelKeywordTable.h"
+#include "trelModelTypes.h"
+
+class trelParameterText;
+class trelSimulationParameter;
+class trelSimulationParameterReader;
+
+/**
+ * @class   trelSimulationPropertyBlock
+ * @brief   the "simulationproperty" block of a parameter file: what is simulated and what is saved
+ *
+ * Its keywords are the rows of one table. "roi" and "roiseparation" are read by the dimension that
+ * was given before them, so that the "dimension" line comes first in a file.
+ */
+class trelSimulationPropertyBlock
+{
+public:
+  trelSimulationPropertyBlock(trelSimulationParameterReader& reader,
+                              trelSimulationParameter& parameter);
+
+  /** Reads up to "endsimulationproperty" or the end of the file; false if the read has to stop. */
+  bool Read();
+
+  /** A row of the table: words, smallest number of tokens, work, and what is said of a bad value.
+   */
+  struct Keyword
+  {
+    const char* Words;
+    int Needs;
+    KeywordOutcome (trelSimulationPropertyBlock::*Handler)(const Keyword& row);
+    const char* Message = nullptr;
+  };
+  /** Does what @p row says for the current line; a null row is a keyword that the block lacks. */
+  KeywordOutcome Handle(const Keyword* row);
+
+  /** The threads that a file can ask for; the OpenMP runtime may end the process for more. */
+  static constexpr std::int32_t MaximumOfThreads = 1024;
+
+private:
+  /** Records @p text and goes on, or ends the block for bad. */
+  KeywordOutcome Record(const char* text);
+  KeywordOutcome Fail(const char* text);
+  bool IsThreeDimensional() const;
+  /** Token @p i as a switch: 1 for "1", 0 for "0", -1 for any other word. */
+  int GetSwitch(int i) const;
+  /** Puts the numbers behind the keyword into @p values, from the start, at most @p count of them.
+   */
+  void TakeNumbers(double* values, int count) const;
+
+  KeywordOutcome Ignore(const Keyword& row);
+  KeywordOutcome End(const Keyword& row);
+  KeywordOutcome SetSimulationType(const Keyword& row);
+  KeywordOutcome SetDimension(const Keyword& row);
+  KeywordOutcome SetMediumAlgorithm(const Keyword& row);
+  KeywordOutcome SetFreespaceAlgorithm(const Keyword& row);
+  KeywordOutcome SetROI(const Keyword& row);
+  KeywordOutcome SetSeparations(const Keyword& row);
+  KeywordOutcome SetOutermostTissueIndex(const Keyword& row);
+  KeywordOutcome SetAmbientRefractiveIndex(const Keyword& row);
+  KeywordOutcome SetDomain(const Keyword& row);
+  KeywordOutcome SetShapeIsTetrahedron(const Keyword& row);
+  KeywordOutcome SetThreads(const Keyword& row);
+  KeywordOutcome SetStepNumberMax(const Keyword& row);
+  KeywordOutcome SetFlyTimeMax(const Keyword& row);
+  /** A switch and a coordinate word, in either order. */
+  template <void (trelSimulationParameter::*SetSave)(bool),
+            void (trelSimulationParameter::*SetCoordinate)(CoordinateType), bool hasSpherical>
+  KeywordOutcome SetMatrix(const Keyword& row);
+  template <void (trelSimulationParameter::*Set)(bool)>
+  KeywordOutcome SetSwitch(const Keyword& row);
+  template <void (trelSimulationParameterReader::*Set)(std::int32_t)>
+  KeywordOutcome SetCount(const Keyword& row);
+
+  trelSimulationParameterReader& TheReader;
+  trelSimulationParameter& TheParameter;
+  trelParameterText& Text;
+};
+
+#endif

@@ -1,0 +1,165 @@
+#include "trelSimulationResult.h"
+
+#include <algorithm>
+
+#include "trelDetectorArrayResult.h"
+#include "trelGrid.h"
+#include "trelLightSource.h"
+#include "trelMedium.h"
+#include "trelMediumResult.h"
+#include "trelSimulationParameter.h"
+#include "trelSpectrum.h"
+
+trelSimulationResult::trelSimulationResult()
+    : MediumResults(new trelList), DetectorResults(new trelList)
+{
+}
+
+trelSimulationResult::~trelSimulationResult()
+{
+  ReleaseResults();
+}
+
+void trelSimulationResult::ReleaseResults()
+{
+  DeleteMediumResults();
+  DeleteDetectorResults();
+  ReleaseTrajectory();
+}
+
+void trelSimulationResult::DeleteMediumResults()
+{
+  ReleaseList<trelMediumResult>(MediumResults, &trelMediumResult::Delete);
+}
+
+void trelSimulationResult::DeleteDetectorResults()
+{
+  ReleaseList<trelDetectorArrayResult>(DetectorResults, &trelDetectorArrayResult::Delete);
+}
+
+void trelSimulationResult::ReleaseTrajectory()
+{
+  FreeUntouchedBlock(Trajectory, TrajectorySize * sizeof(trelTrajectoryRow));
+  Trajectory = nullptr;
+  TrajectorySize = 0;
+}
+
+bool trelSimulationResult::Initialize(trelSimulationParameter* parameter)
+{
+  if (!parameter || !parameter->Validate()) return false;
+  Dimension = parameter->GetDimension();
+  DomainCW = parameter->GetContinuousWave();
+  DomainTD = parameter->GetTimeDomain();
+  DomainFD = parameter->GetFrequencyDomain();
+  AbsorptionOutput = parameter->GetSaveAbsorption();
+  TransmittanceOutput = parameter->GetSaveTransmittance();
+  return InitializeMediumResults(parameter) && InitializeDetectorResults(parameter) &&
+         InitializeTrajectory(parameter);
+}
+
+/** What the skin of the medium throws back of all sources at spectrum entry @p i. The query also
+ *  fixes the weight of a packet of that entry. */
+static double SumSpecularReflectance(const trelSimulationParameter& parameter, int i)
+{
+  double sum = 0.0;
+  for (int k = 0; k < parameter.GetNumberOfLightSources(); ++k) {
+    const trelLightSource* source = parameter.GetLightSource(k);
+    trelSpectrum* spectrum = source->GetSpectrum(i);
+    if (spectrum) {
+      sum += spectrum->GetSpecularReflectance(source->IsSpecular(), parameter.GetMedium());
+    }
+  }
+  return sum;
+}
+
+bool trelSimulationResult::InitializeMediumResults(trelSimulationParameter* parameter)
+{
+  DeleteMediumResults();
+  MediumResults = new trelList;
+  if (!parameter->GetMedium()) return true;
+  for (int i = 0; i < parameter->GetNumberOfWavelengths(); ++i) {
+    const std::uint32_t wavelength = parameter->GetWavelength(i);
+    auto* result = new trelMediumResult;
+    MediumResults->Append(result);
+    result->SetSpectrumId(static_cast<std::int32_t>(wavelength));
+    result->SetPhotonNumber(static_cast<std::int32_t>(parameter->GetNumberOfPhotons(wavelength)));
+    result->SetSpecularReflectance(SumSpecularReflectance(*parameter, i));
+    if (!result->Initialize(parameter)) {
+      ErrorMacro("initial simulation result (Absorption and Trasnmeittance) error!");
+      return false;
+    }
+  }
+  return true;
+}
+
+bool trelSimulationResult::InitializeDetectorResults(trelSimulationParameter* parameter)
+{
+  DeleteDetectorResults();
+  DetectorResults = new trelList;
+  if (parameter->GetNumberOfDetectors() == 0) return true;
+  for (int i = 0; i < parameter->GetNumberOfWavelengths(); ++i) {
+    auto* result = new trelDetectorArrayResult;
+    DetectorResults->Append(result);
+    result->SetSpectrumId(static_cast<std::int32_t>(parameter->GetWavelength(i)));
+    if (!result->Initialize(parameter)) {
+      ErrorMacro("Initial detection result error!");
+      return false;
+    }
+  }
+  return true;
+}
+
+bool trelSimulationResult::InitializeTrajectory(trelSimulationParameter* parameter)
+{
+  ReleaseTrajectory();
+  const auto size = static_cast<std::uint32_t>(std::max(parameter->GetStepNumberMax(), 0));
+  void* block = AllocateUntouchedBlock(size * sizeof(trelTrajectoryRow));
+  if (!block) {
+    ErrorMacro("initial photon trajectory result error!");
+    return false;
+  }
+  Trajectory = static_cast<trelTrajectoryRow*>(block);
+  TrajectorySize = size;
+  return true;
+}
+
+trelMediumResult* trelSimulationResult::GetMediumResult(int i) const
+{
+  return MediumResults ? MediumResults->GetItem<trelMediumResult>(i) : nullptr;
+}
+
+trelDetectorArrayResult* trelSimulationResult::GetDetectorArrayResult(int i) const
+{
+  return DetectorResults ? DetectorResults->GetItem<trelDetectorArrayResult>(i) : nullptr;
+}
+
+trelMediumResult* trelSimulationResult::GetMediumResultBySpectrum(std::int32_t spectrumId) const
+{
+  const int last = MediumResults ? MediumResults->GetNumberOfItems() - 1 : -1;
+  for (int i = 0; i < last; ++i) {
+    trelMediumResult* result = GetMediumResult(i);
+    if (result->GetSpectrumId() == spectrumId) return result;
+  }
+  return GetMediumResult(last);
+}
+
+void trelSimulationResult::FinalizeMediumResults(trelSimulationParameter* parameter,
+                                                 bool fluenceRate)
+{
+  for (int i = 0; GetMediumResult(i); ++i) {
+    GetMediumResult(i)->Finalize(parameter, fluenceRate);
+  }
+  for (int i = 0; GetMediumResult(i); ++i) {
+    GetMediumResult(i)->ComputeRanges();
+  }
+}
+
+void trelSimulationResult::FinalizeDetectorResults(trelSimulationParameter* parameter)
+{
+  for (int i = 0; GetDetectorArrayResult(i); ++i) {
+    GetDetectorArrayResult(i)->Finalize(parameter);
+  }
+  for (int i = 0; GetDetectorArrayResult(i); ++i) {
+    GetDetectorArrayResult(i)->ComputeRanges(parameter);
+  }
+}

@@ -1,0 +1,69 @@
+#ifndef trelSimulationResultWriter_h
+#define trelSimulationResultWriter_h
+
+#include "trelGridTable.h"
+#include "trelWriter.h"
+
+class trelList;
+class trelMediumResult;
+class trelResultFile;
+class trelSimulationParameter;
+class trelSimulationResult;
+
+/**
+ * @class   trelSimulationResultWriter
+ * @brief   writes a finished result as text files, one for each quantity and domain
+ *
+ * A file holds the blocks of every spectrum entry in turn; docs/result-files.md shows them. The
+ * labels are made from the table of grids; where one is odd, a function of the implementation says
+ * so, since other programs parse these files.
+ */
+class trelSimulationResultWriter : public trelWriter
+{
+  trelTypeMacro(trelSimulationResultWriter, trelWriter)
+
+public:
+  ~trelSimulationResultWriter() override;
+
+  /** What to write, and the model that it belongs to; both are held. */
+  void SetInput(trelSimulationResult* result, trelSimulationParameter* parameter);
+
+  /** Writes the files of the domains and quantities that are on. The first file name is the base
+   *  that a file's ending is appended to. False after a report; what is written by then stays. */
+  bool Execute() override;
+
+  /** One file each; false after a report. */
+  bool WriteCWAbsorption();
+  bool WriteCWTransmittance();
+  bool WriteTDAbsorption();
+  bool WriteTDTransmittance();
+  bool WriteFDAbsorption();
+  bool WriteFDTransmittance();
+  /** Without detectors no file, and true. */
+  bool WriteDetectors();
+
+private:
+  using trelBlockWriter = void (trelSimulationResultWriter::*)(trelResultFile&,
+                                                               const trelMediumResult&);
+  bool WriteMediumFile(const char* ending, trelBlockWriter writeBlocks, const char* missingItem);
+  bool CheckInput(const trelList* results);
+  bool OpenFile(trelResultFile& file, const char* ending);
+  bool CloseFile(trelResultFile& file, const char* ending);
+
+  void WriteCWAbsorptionBlocks(trelResultFile& file, const trelMediumResult& result);
+  void WriteCWTransmittanceBlocks(trelResultFile& file, const trelMediumResult& result);
+  void WriteTDAbsorptionBlocks(trelResultFile& file, const trelMediumResult& result);
+  void WriteTDTransmittanceBlocks(trelResultFile& file, const trelMediumResult& result);
+  void WriteFDAbsorptionBlocks(trelResultFile& file, const trelMediumResult& result);
+  void WriteFDTransmittanceBlocks(trelResultFile& file, const trelMediumResult& result);
+
+  void WriteHeader(trelResultFile& file, const trelMediumResult& result, const char* domain) const;
+  void WriteTimeBin(trelResultFile& file, const trelMediumResult& result, std::int32_t bin) const;
+  /** Reports how much of a grid is stored: @p done of @p steps. */
+  void ReportStoring(std::int32_t done, std::int32_t steps);
+
+  trelSimulationResult* Result = nullptr;
+  trelSimulationParameter* Parameter = nullptr;
+};
+
+#endif

@@ -1,0 +1,645 @@
+#include "trelVarianceReductionMonteCarlo.h"
+
+#include <omp.h>
+
+#include <cmath>
+
+#include "trelClock.h"
+#include "trelFresnel.h"
+#include "trelLightSource.h"
+#include "trelMedium.h"
+#include "trelMediumResult.h"
+#include "trelOpticalParameter.h"
+#include "trelPhaseFunction.h"
+#include "trelPhoton.h"
+#include "trelSimulationParameter.h"
+#include "trelSimulationResult.h"
+#include "trelSpectrum.h"
+#include "trelThreadState.h"
+#include "trelTissue.h"
+
+trelVarianceReductionMonteCarlo::~trelVarianceReductionMonteCarlo() = default;
+
+// Set-up and run.
+
+bool trelVarianceReductionMonteCarlo::Initialize()
+{
+  Input->PrepareGeometry();
+  CachedMedium = Input->GetMedium();
+  DomainCW = Input->GetContinuousWave();
+  DomainTD = Input->GetTimeDomain();
+  DomainFD = Input->GetFrequencyDomain();
+  Dimension = Input->GetDimension();
+  SaveAbsorption = Input->GetSaveAbsorption();
+  SaveTransmittance = Input->GetSaveTransmittance();
+  SavePhotonFlyTime = Input->GetSavePhotonFlyTime();
+  Frequency = Input->GetFrequency();
+  StepNumberMax = Input->GetStepNumberMax();
+  FlyTimeMax = Input->GetFlyTimeMax();
+  AmbientRefractiveIndex = CachedMedium->GetAmbientRefractiveIndex();
+  ShapeIsTetrahedron = CachedMedium->GetShapeIsTetrahedron();
+  OutermostTissue = CachedMedium->GetOutermostTissueIndex();
+  if (trelShapeObject* shape = Input->GetOuterShape()) {
+    MediumShapeType = static_cast<ShapeType>(shape->GetShapeType());
+  }
+  CopyTissues();
+  return true;
+}
+
+void trelVarianceReductionMonteCarlo::CopyTissues()
+{
+  NumberOfSpectra = Input->GetNumberOfWavelengths();
+  Coefficients.clear();
+  TissueShapes.clear();
+  trelList& tissues = *CachedMedium->GetTissues();
+  tissues.InitTraversal();
+  while (auto* tissue = static_cast<trelTissue*>(tissues.GetNextItem())) {
+    TissueShapes.push_back(tissue->GetShape());
+    for (int spectrum = 0; spectrum < NumberOfSpectra; ++spectrum) {
+      const trelOpticalParameter* optics = tissue->GetOpticalParameter(spectrum);
+      trelCoefficients c{};
+      if (optics) {
+        c.Absorption = optics->GetAbsorption();
+        c.Scattering = optics->GetScattering();
+        c.Interaction = c.Absorption + c.Scattering;
+        c.Anisotropy = optics->GetAnisotropy();
+        c.RefractiveIndex = optics->GetRefractiveIndex();
+      }
+      Coefficients.push_back(c);
+    }
+  }
+}
+
+void trelVarianceReductionMonteCarlo::MakeScoreTables()
+{
+  ScoreTables.clear();
+  for (int spectrum = 0; spectrum < NumberOfSpectra; ++spectrum) {
+    ScoreTables.push_back(MakeScoreTable(*Output->GetMediumResult(spectrum), MediumShapeType,
+                                         Input->GetAbsorptionCoordinate(),
+                                         Input->GetTransmittanceCoordinate()));
+  }
+}
+
+/** After how many packets progress is told: a thousandth of a large run, a hundredth of a small
+ * one. */
+static std::uint32_t ProgressIntervalOf(std::uint32_t total)
+{
+  if (total >= 100000) return 1000;
+  return total / 100 > 1 ? total / 100 : 1;
+}
+
+bool trelVarianceReductionMonteCarlo::Execute()
+{
+  if (!Input) return false;
+  const int fiberDetectors = Input->CountFiberDetectors();
+  trelSimulationResult* result = GetOutput();
+  if (!Input->GetMedium() || !Initialize() || !result->Initialize(Input)) {
+    ErrorMacro("Initialization of Monte Carlo simulation failed!");
+    return false;
+  }
+  MakeScoreTables();
+  FailedLaunches = 0;
+  std::uint32_t finished = 0;
+  trelPhotonTask task{};
+  task.TotalNumberOfPackets = Input->ComputeTotalPhotons();
+  task.ProgressInterval = ProgressIntervalOf(task.TotalNumberOfPackets);
+  task.FinishedPackets = &finished;
+  task.Result = result;
+  task.Filter = this;
+  for (int i = 0; i < Input->GetNumberOfLightSources(); ++i) {
+    trelLightSource* light = Input->GetLightSource(i);
+    GetThreadState().CurrentLuminousType = light->GetLuminousType();
+    if (RunsSource(*light)) RunSource(*light, task);
+  }
+  if (TrajectoryMode) {
+    result->SetTrajectoryStepNum(0);
+    NotifyDependents();
+  }
+  if (finished % task.ProgressInterval != 0) ReportProgress(ProgressMaximum);
+  ReportFailedLaunches(finished);
+  result->FinalizeMediumResults(Input, Input->GetSaveFluenceRate());
+  if (fiberDetectors != 0 && Input->GetNumberOfDetectors() == fiberDetectors) {
+    result->FinalizeDetectorResults(Input);
+  }
+  return true;
+}
+
+bool trelVarianceReductionMonteCarlo::RunsSource(const trelLightSource& light) const
+{
+  const LuminousType type = light.GetLuminousType();
+  switch (Input->GetSimulationType()) {
+    case BLT:
+      return type == LuminousBioluminescence;
+    case DOT:
+      return type == LuminousDiffuse;
+    case FMT:
+      return type == LuminousExcitation;
+  }
+  return true;
+}
+
+void trelVarianceReductionMonteCarlo::RunSource(trelLightSource& light, trelPhotonTask task)
+{
+  task.Light = &light;
+  trelList& spectra = *light.GetSpectra();
+  spectra.InitTraversal();
+  while (auto* spectrum = static_cast<trelSpectrum*>(spectra.GetNextItem())) {
+    task.Spectrum = spectrum;
+    task.NumberOfPackets = spectrum->GetPhotonNumber();
+#pragma omp parallel num_threads(Input->GetThreadNumber())
+    PhotonTask(task);
+  }
+}
+
+void trelVarianceReductionMonteCarlo::PhotonTask(const trelPhotonTask& task)
+{
+  ThreadState& state = GetThreadState();
+  const int spectrum = static_cast<int>(task.Spectrum->GetWavelengthIndex());
+  state.SpectrumMediumResult = task.Result->GetMediumResult(spectrum);
+  state.SpectrumDetectorResult = task.Result->GetDetectorArrayResult(spectrum);
+  state.Scores = spectrum < NumberOfSpectra ? &ScoreTables[spectrum] : nullptr;
+  state.OneThread = omp_get_num_threads() == 1;
+  state.Master = omp_get_thread_num() == 0;
+  state.FailedLaunches = 0;
+  state.Photon = new trelPhoton;
+  const std::int64_t seed = WallClockSeconds() + 113 * omp_get_thread_num();
+  state.OpenStream(static_cast<std::uint32_t>(seed));
+  TracePackets(state, task);
+#pragma omp barrier
+  state.Photon->Delete();
+  state.Photon = nullptr;
+  state.CloseStream();
+#pragma omp atomic
+  FailedLaunches += state.FailedLaunches;
+}
+
+void trelVarianceReductionMonteCarlo::TracePackets(ThreadState& state, const trelPhotonTask& task)
+{
+  const std::int64_t packets = task.NumberOfPackets;
+#pragma omp for schedule(dynamic, 1) nowait
+  for (std::int64_t i = 0; i < packets; ++i) {
+    state.ReflectPending = false;
+    state.TransmitPending = false;
+    state.PartialAbsorption = true;
+    if (SingleStepMode && TrajectoryMode) {
+      task.Result->SetTrajectoryStepNum(0);
+      NotifyDependents();
+    }
+    if (state.Scores && state.RandomBlock &&
+        LaunchPhoton(this, state.Photon, task.Spectrum, task.Light)) {
+      state.SourceWeight = state.Photon->Weight;
+      state.Photon->Weight = 1.0;
+      if (ShapeIsTetrahedron) {
+        TraceTetrahedral(state);
+      } else {
+        TraceAnalytic(state);
+      }
+    } else {
+      ++state.FailedLaunches;
+    }
+    CountFinishedPacket(task);
+  }
+}
+
+void trelVarianceReductionMonteCarlo::CountFinishedPacket(const trelPhotonTask& task)
+{
+  std::uint32_t finished = 0;
+#pragma omp atomic
+  ++*task.FinishedPackets;
+#pragma omp atomic read
+  finished = *task.FinishedPackets;
+  if (!TrajectoryMode && finished % task.ProgressInterval != 0) return;
+  const double share = static_cast<double>(finished) / task.TotalNumberOfPackets;
+  ReportProgress(static_cast<std::int32_t>(ProgressMaximum * share));
+}
+
+void trelVarianceReductionMonteCarlo::ReportFailedLaunches(std::uint32_t packets)
+{
+  if (FailedLaunches == 0) return;
+  WarningMacro(FailedLaunches << " of " << packets
+                              << " packets could not be launched: the light source does not lie in "
+                                 "the medium, or its light does not meet it");
+}
+
+bool trelVarianceReductionMonteCarlo::LaunchFromAnySource(trelVarianceReductionMonteCarlo* filter,
+                                                          trelPhoton* photon,
+                                                          trelSpectrum* spectrum,
+                                                          trelLightSource* light)
+{
+  if (!light->LaunchPhoton(filter, photon, spectrum)) return false;
+  if (light->IsInternal()) {
+    photon->TissueIndex =
+        CachedMedium->GetTissueIndex(photon->PositionX, photon->PositionY, photon->PositionZ);
+  }
+  return photon->TissueIndex != -1;
+}
+
+double trelVarianceReductionMonteCarlo::NextRandom()
+{
+  return GetThreadState().NextRandom();
+}
+
+// The trace of a packet.
+
+void trelVarianceReductionMonteCarlo::TraceAnalytic(ThreadState& state)
+{
+  state.Photon->Dead = SingleStepMode;
+  do {
+    StepAnalytic(&state);
+  } while (EndStep(state));
+  KeepTrajectoryLength(state);
+}
+
+void trelVarianceReductionMonteCarlo::TraceTetrahedral(ThreadState& state)
+{
+  state.Photon->Dead = SingleStepMode;
+  do {
+    StepTetrahedral(&state);
+  } while (EndStep(state));
+  KeepTrajectoryLength(state);
+}
+
+bool trelVarianceReductionMonteCarlo::EndStep(ThreadState& state)
+{
+  trelPhoton& photon = *state.Photon;
+  if (TrajectoryMode && state.Master) {
+    KeepTrajectoryPoint(photon);
+  }
+  ++photon.StepCount;
+  if (static_cast<std::int64_t>(photon.StepCount) > StepNumberMax) photon.Dead = true;
+  if (photon.FlyTime > FlyTimeMax) photon.Dead = true;
+  return !photon.Dead;
+}
+
+void trelVarianceReductionMonteCarlo::KeepTrajectoryPoint(const trelPhoton& photon)
+{
+  if (photon.StepCount >= Output->GetTrajectorySize()) return;
+  trelTrajectoryRow& row = Output->GetTrajectory()[photon.StepCount];
+  row[0] = photon.PositionX;
+  row[1] = photon.PositionY;
+  row[2] = photon.PositionZ;
+}
+
+void trelVarianceReductionMonteCarlo::KeepTrajectoryLength(const ThreadState& state)
+{
+  if (TrajectoryMode && state.Master) {
+    Output->SetTrajectoryStepNum(static_cast<int>(state.Photon->StepCount));
+  }
+}
+
+const trelCoefficients& trelVarianceReductionMonteCarlo::CoefficientsOf(
+    std::int32_t tissue, const trelPhoton& photon) const
+{
+  return Coefficients[static_cast<std::size_t>(tissue) * NumberOfSpectra + photon.WavelengthIndex];
+}
+
+void trelVarianceReductionMonteCarlo::StepAnalytic(ThreadState* state)
+{
+  const trelCoefficients& start = CoefficientsOf(state->Photon->TissueIndex, *state->Photon);
+  if (!AdvanceAnalytic(*state)) return;
+  if (start.IsNonInteracting()) {
+    state->PartialAbsorption = true;  // no roulette where nothing is absorbed
+    return;
+  }
+  Roulette(*state);
+}
+
+void trelVarianceReductionMonteCarlo::StepTetrahedral(ThreadState* state)
+{
+  state->Photon->Dead = true;  // no packet starts in a medium that cannot be loaded
+}
+
+bool trelVarianceReductionMonteCarlo::AdvanceAnalytic(ThreadState& state)
+{
+  NewStep(state);
+  if (CrossesBoundaryAnalytic(state)) {
+    if (MoveToBoundaryAnalytic(state)) {
+      ResolveBoundary(state);
+    } else if (!ChangeTissue(state, state.NextTissue)) {
+      return false;
+    }
+  }
+  Hop(state);
+  UpdateDirection(state);
+  return true;
+}
+
+/** The packet finds itself in another tissue without a boundary on its way. False if that is
+ * outside: the packet ends, counted as transmitted and scored nowhere. */
+bool trelVarianceReductionMonteCarlo::ChangeTissue(ThreadState& state, std::int32_t tissue)
+{
+  state.Photon->TissueIndex = tissue;
+  if (tissue != -1) return true;
+  state.Photon->Dead = true;
+  state.SpectrumMediumResult->IncrementTransmitPhotonNum();
+  return false;
+}
+
+void trelVarianceReductionMonteCarlo::NewStep(ThreadState& state)
+{
+  trelPhoton& photon = *state.Photon;
+  const trelCoefficients& here = CoefficientsOf(photon.TissueIndex, photon);
+  if (here.IsNonInteracting()) {
+    photon.StepSize = 0.5;  // mm: short enough that the boundary tests see thin tissues
+    photon.StepLeft = 0.0;
+  } else if (photon.StepLeft != 0.0) {
+    photon.StepSize = photon.StepLeft / here.Interaction;
+    photon.StepLeft = 0.0;
+  } else {
+    photon.StepSize = -std::log(state.NextPositiveRandom()) / here.Interaction;
+  }
+}
+
+void trelVarianceReductionMonteCarlo::Hop(ThreadState& state)
+{
+  trelPhoton& photon = *state.Photon;
+  photon.PositionX += photon.StepSize * photon.DirectionX;
+  photon.PositionY += photon.StepSize * photon.DirectionY;
+  photon.PositionZ += photon.StepSize * photon.DirectionZ;
+  photon.PathLength += photon.StepSize;
+  // 10 / 3 ps/mm is the reciprocal of the speed of light; the index is that of the tissue being
+  // left.
+  const double index = CoefficientsOf(photon.TissueIndex, photon).RefractiveIndex;
+  photon.FlyTime += index * photon.StepSize * 10.0 / 3.0;
+}
+
+/** Brings a direction that rounding has stretched back to unit length; leaves a null vector alone.
+ */
+static inline void RenormalizeDirection(trelPhoton& photon)
+{
+  const double square = photon.DirectionX * photon.DirectionX +
+                        photon.DirectionY * photon.DirectionY +
+                        photon.DirectionZ * photon.DirectionZ;
+  // |square - 1| < 1.9e-12 says that the length is within 1e-12 of 1, without its root.
+  if (std::fabs(square - 1.0) < 1.9e-12) return;
+  const double length = std::sqrt(square);
+  if (std::fabs(length) < GeometryTolerance || std::fabs(length - 1.0) < GeometryTolerance) return;
+  photon.DirectionX /= length;
+  photon.DirectionY /= length;
+  photon.DirectionZ /= length;
+}
+
+void trelVarianceReductionMonteCarlo::UpdateDirection(ThreadState& state)
+{
+  if (state.TransmitPending) {
+    Transmit(state);
+  } else if (state.ReflectPending) {
+    Reflect(state);
+    state.ReflectPending = false;
+  } else {
+    Scatter(state);
+    Deposit(state);
+  }
+  RenormalizeDirection(*state.Photon);
+}
+
+void trelVarianceReductionMonteCarlo::Scatter(ThreadState& state)
+{
+  if (Dimension == Dimension2D) {
+    Scatter2D(state);  // in non-interacting tissue too
+    return;
+  }
+  const trelCoefficients& here = CoefficientsOf(state.Photon->TissueIndex, *state.Photon);
+  if (!here.IsNonInteracting()) Scatter3D(state, here.Anisotropy);
+}
+
+void trelVarianceReductionMonteCarlo::Deposit(ThreadState& state)
+{
+  trelPhoton& photon = *state.Photon;
+  double deposited = 0.0;
+  if (!state.PartialAbsorption) {
+    deposited = photon.Weight;
+    photon.Weight = 0.0;
+    state.PartialAbsorption = true;
+  } else {
+    const trelCoefficients& here = CoefficientsOf(photon.TissueIndex, photon);
+    if (std::fabs(photon.StepSize) < GeometryTolerance || here.IsNonInteracting()) return;
+    deposited = here.Absorption * photon.Weight / here.Interaction;
+    photon.Weight -= deposited;
+  }
+  if (SaveAbsorption) {
+    ScoreInDomains(state, state.Scores->Absorption, state.SourceWeight * deposited);
+  }
+}
+
+void trelVarianceReductionMonteCarlo::Roulette(ThreadState& state)
+{
+  trelPhoton& photon = *state.Photon;
+  if (!(photon.Weight < 0.0001) || photon.Dead) return;
+  if (state.NextRandom() < 0.1) {
+    photon.Weight /= 0.1;
+    state.PartialAbsorption = true;
+    return;
+  }
+  state.PartialAbsorption = false;
+  photon.Dead = true;
+  Deposit(state);
+  state.SpectrumMediumResult->IncrementAbsorpPhotonNum();
+}
+
+// Boundaries.
+
+bool trelVarianceReductionMonteCarlo::CrossesBoundaryAnalytic(ThreadState& state)
+{
+  const trelPhoton& photon = *state.Photon;
+  const double x = photon.PositionX + photon.StepSize * photon.DirectionX;
+  const double y = photon.PositionY + photon.StepSize * photon.DirectionY;
+  const double z = photon.PositionZ + photon.StepSize * photon.DirectionZ;
+  if (photon.TissueIndex == OutermostTissue) {
+    state.NextTissue = CachedMedium->GetTissueIndex(x, y, z);
+  } else {
+    const bool leaves = TissueShapes[photon.TissueIndex]->LocatePoint(x, y, z) == PointOutside;
+    state.NextTissue = leaves ? OutermostTissue : photon.TissueIndex;
+  }
+  return state.NextTissue != photon.TissueIndex;
+}
+
+bool trelVarianceReductionMonteCarlo::MoveToBoundaryAnalytic(ThreadState& state)
+{
+  trelPhoton& photon = *state.Photon;
+  const bool entersInner = photon.TissueIndex == OutermostTissue && state.NextTissue != -1;
+  const trelShapeObject* shape = TissueShapes[entersInner ? state.NextTissue : photon.TissueIndex];
+  double distance = photon.StepSize;
+  if (!shape->IntersectRay(photon.PositionX, photon.PositionY, photon.PositionZ, photon.DirectionX,
+                           photon.DirectionY, photon.DirectionZ, &distance, &state.BoundaryFace,
+                           &state.NormalX, &state.NormalY, &state.NormalZ,
+                           entersInner ? RayEnters : RayLeaves)) {
+    return false;
+  }
+  CutStep(state, distance);
+  return true;
+}
+
+/** Ends the step at @p distance and keeps the rest of it, as an optical depth; turns the normal
+ * along the travel. */
+void trelVarianceReductionMonteCarlo::CutStep(ThreadState& state, double distance)
+{
+  trelPhoton& photon = *state.Photon;
+  if (NormalDotDirection(state) < 0.0) {
+    state.NormalX = -state.NormalX;
+    state.NormalY = -state.NormalY;
+    state.NormalZ = -state.NormalZ;
+  }
+  const trelCoefficients& here = CoefficientsOf(photon.TissueIndex, photon);
+  photon.StepLeft = (photon.StepSize - distance) * here.Interaction;
+  photon.StepSize = distance;
+}
+
+void trelVarianceReductionMonteCarlo::ResolveBoundary(ThreadState& state)
+{
+  const trelPhoton& photon = *state.Photon;
+  state.IndexHere = CoefficientsOf(photon.TissueIndex, photon).RefractiveIndex;
+  state.IndexNext = state.NextTissue == -1
+                        ? AmbientRefractiveIndex
+                        : CoefficientsOf(state.NextTissue, photon).RefractiveIndex;
+  if (state.IndexHere == state.IndexNext) {
+    state.TransmitPending = true;
+    return;
+  }
+  const double cosIncidence = CosIncidence(state);
+  double reflectance = 1.0;
+  double cosTransmit = 0.0;
+  if (CriticalCosine(state.IndexHere, state.IndexNext) < cosIncidence) {
+    reflectance = FresnelReflectance(state.IndexHere, state.IndexNext, cosIncidence, &cosTransmit);
+  }
+  // Drawn at total reflection too: the order of the draws is part of the stream.
+  const double random = state.NextRandom();
+  if (random <= reflectance || reflectance == 1.0) {
+    state.ReflectPending = true;
+    return;
+  }
+  state.TransmitAngle = std::acos(cosTransmit);
+  state.TransmitPending = true;
+}
+
+/** Carries the packet over the boundary. In a medium of shapes a packet that leaves an inner tissue
+ *  always enters the outermost one, even where another inner tissue lies. */
+void trelVarianceReductionMonteCarlo::Transmit(ThreadState& state)
+{
+  trelPhoton& photon = *state.Photon;
+  Refract(state);
+  state.TransmitPending = false;
+  const bool leavesInner = !ShapeIsTetrahedron && photon.TissueIndex != OutermostTissue;
+  photon.TissueIndex = leavesInner ? OutermostTissue : state.NextTissue;
+  if (photon.TissueIndex == -1) Escape(state);
+}
+
+void trelVarianceReductionMonteCarlo::Escape(ThreadState& state)
+{
+  trelPhoton& photon = *state.Photon;
+  photon.Dead = true;
+  trelMediumResult& result = *state.SpectrumMediumResult;
+  if (SavePhotonFlyTime) {
+    result.RecordFlyTime(photon.PositionX, photon.PositionY, photon.PositionZ, photon.FlyTime);
+  }
+  result.IncrementTransmitPhotonNum();
+  if (!SaveTransmittance) return;
+  if (const trelScoreTarget* target = TransmittanceTarget(state)) {
+    ScoreInDomains(state, *target, state.SourceWeight * photon.Weight);
+  }
+}
+
+// Scoring.
+
+const trelScoreTarget* trelVarianceReductionMonteCarlo::TransmittanceTarget(
+    const ThreadState& state) const
+{
+  const int face = state.Scores->FaceSelects ? state.BoundaryFace : 0;
+  return face >= 0 && face < MaximumNumberOfFaces ? &state.Scores->Transmittance[face] : nullptr;
+}
+
+double trelVarianceReductionMonteCarlo::GetPhase(const ThreadState& state) const
+{
+  // 2 pi f t with f in MHz and t in ps.
+  const double time = state.Photon->FlyTime;
+  return (time + time) * Pi * Frequency / 1000000.0;
+}
+
+/** Adds to a cell that all threads of the team share. */
+static inline void AddToCell(const ThreadState& state, double* cell, double value)
+{
+  if (state.OneThread) {
+    *cell += value;
+    return;
+  }
+#pragma omp atomic
+  *cell += value;
+}
+
+/** The cell of the packet's position, or of the mesh face that it crossed. */
+static inline bool LocateScoreCell(const ThreadState& state, const trelScoreTarget& target,
+                                   std::size_t* cell)
+{
+  if (!target.Locate) {
+    *cell = static_cast<std::size_t>(state.BoundaryFace);
+    return *cell < target.NumberOfCells;
+  }
+  const trelPhoton& photon = *state.Photon;
+  const double position[3] = {photon.PositionX, photon.PositionY, photon.PositionZ};
+  return target.Locate(state.Scores->Window, position, cell);
+}
+
+static inline void ScoreCW(const ThreadState& state, const trelScoreTarget& target, double value)
+{
+  std::size_t cell = 0;
+  if (target.CW && LocateScoreCell(state, target, &cell)) AddToCell(state, target.CW + cell, value);
+}
+
+static inline void ScoreTD(const ThreadState& state, const trelScoreTarget& target, double value)
+{
+  std::int32_t bin = 0;
+  std::size_t cell = 0;
+  if (target.TD && state.Scores->Window.Time.Locate(state.Photon->FlyTime, &bin) &&
+      LocateScoreCell(state, target, &cell)) {
+    AddToCell(state, target.TD + bin * target.NumberOfCells + cell, value);
+  }
+}
+
+static inline void ScoreFD(const ThreadState& state, const trelScoreTarget& target, double value,
+                           double phase)
+{
+  std::size_t cell = 0;
+  if (!target.FDReal || !LocateScoreCell(state, target, &cell)) return;
+  AddToCell(state, target.FDReal + cell, std::cos(phase) * value);
+  if (target.FDImag) AddToCell(state, target.FDImag + cell, std::sin(phase) * value);
+}
+
+void trelVarianceReductionMonteCarlo::ScoreInDomains(ThreadState& state,
+                                                     const trelScoreTarget& target,
+                                                     double value) const
+{
+  if (DomainTD) ScoreTD(state, target, value);
+  if (DomainCW) ScoreCW(state, target, value);
+  if (DomainFD) ScoreFD(state, target, value, GetPhase(state));
+}
+
+// The entries by name. Which grids a dimension has was settled when the score tables were made.
+
+#define TREL_SCORE_ENTRY(name, target, ...)      \
+  {                                              \
+    const ThreadState& state = GetThreadState(); \
+    const trelScoreTarget* found = target;       \
+    if (found) name(state, *found, __VA_ARGS__); \
+  }
+#define TREL_SCORE_ENTRIES(dimension)                                                              \
+  void trelVarianceReductionMonteCarlo::ScoreAbsorptionCW##dimension(double value)                 \
+      TREL_SCORE_ENTRY(                                                                            \
+          ScoreCW, &state.Scores->Absorption,                                                      \
+          value) void trelVarianceReductionMonteCarlo::ScoreAbsorptionTD##dimension(double value)  \
+          TREL_SCORE_ENTRY(ScoreTD, &state.Scores->Absorption, value) void                         \
+              trelVarianceReductionMonteCarlo::ScoreAbsorptionFD##dimension(                       \
+                  double value, double phase) TREL_SCORE_ENTRY(ScoreFD, &state.Scores->Absorption, \
+                                                               value, phase) void                  \
+                  trelVarianceReductionMonteCarlo::ScoreTransmittanceCW##dimension(double value)   \
+                      TREL_SCORE_ENTRY(ScoreCW, TransmittanceTarget(state), value) void            \
+                          trelVarianceReductionMonteCarlo::ScoreTransmittanceTD##dimension(        \
+                              double value) TREL_SCORE_ENTRY(ScoreTD, TransmittanceTarget(state),  \
+                                                             value) void                           \
+                              trelVarianceReductionMonteCarlo::ScoreTransmittanceFD##dimension(    \
+                                  double value, double phase)                                      \
+                                  TREL_SCORE_ENTRY(ScoreFD, TransmittanceTarget(state), value,     \
+                                                   phase)
+TREL_SCORE_ENTRIES(2D)
+TREL_SCORE_ENTRIES(3D)
+#undef TREL_SCORE_ENTRIES
+#undef TREL_SCORE_ENTRY

@@ -1,0 +1,169 @@
+#ifndef trelVarianceReductionMonteCarlo_h
+#define trelVarianceReductionMonteCarlo_h
+
+#include <vector>
+
+#include "trelLaunchContext.h"
+#include "trelModelTypes.h"
+#include "trelMonteCarlo.h"
+#include "trelScoreTable.h"
+#include "trelShapeObject.h"
+
+class trelLightSource;
+class trelMedium;
+class trelPhoton;
+class trelSpectrum;
+struct ThreadState;
+
+/** Optical coefficients of one tissue at one spectrum, as the packet loop reads them. */
+struct trelCoefficients
+{
+  double Absorption;       ///< mua, 1/mm
+  double Scattering;       ///< mus, 1/mm
+  double Interaction;      ///< mua + mus, 1/mm
+  double Anisotropy;       ///< g
+  double RefractiveIndex;  ///< n
+
+  /** In such tissue packets neither scatter nor are absorbed; the limit itself belongs to it. */
+  bool IsNonInteracting() const { return !(Interaction > 0.1); }
+};
+
+/**
+ * @class   trelVarianceReductionMonteCarlo
+ * @brief   the weighted Monte Carlo transport: what all imaging modes share
+ *
+ * Implicit-capture Monte Carlo: a packet is not killed by absorption, a part of its weight is
+ * scored at each interaction, and Russian roulette ends the faint ones. For each light source that
+ * the simulation type admits and each of its spectra one parallel region deals out the packets one
+ * at a time. All threads add to the same grids by atomic adds; there is nothing to merge.
+ *
+ * The life of a packet: LaunchPhoton, then the trace: NewStep, the boundary test, MoveToBoundary
+ * and ResolveBoundary if the step is cut, Hop, UpdateDirection (reflect, refract or scatter and
+ * Deposit), Roulette; until it escapes, loses the roulette, meets a detector or reaches a limit.
+ */
+class trelVarianceReductionMonteCarlo : public trelMonteCarlo, public trelLaunchContext
+{
+  trelTypeMacro(trelVarianceReductionMonteCarlo, trelMonteCarlo)
+
+public:
+  ~trelVarianceReductionMonteCarlo() override;
+
+  /** Prepares, runs all packets, finishes the results. False, with a report, if it cannot be
+   * prepared. */
+  bool Execute() override;
+
+  /** Prepares geometry, coefficients and what is copied from the parameter. True. */
+  bool Initialize();
+
+  /** Starts @p photon from @p light; true if it stands in a tissue then. */
+  virtual bool LaunchPhoton(trelVarianceReductionMonteCarlo* filter, trelPhoton* photon,
+                            trelSpectrum* spectrum, trelLightSource* light) = 0;
+  /** One step in a medium of shapes. */
+  virtual void StepAnalytic(ThreadState* state);
+  /** One step in a medium that is one tetrahedral mesh. */
+  virtual void StepTetrahedral(ThreadState* state);
+
+  // What a light source needs of the calling thread.
+  double NextRandom() override;
+  trelMedium* GetMedium() override { return CachedMedium; }
+
+  // Scoring of the calling thread's packet, domain by domain: `value` is a weight in source units,
+  // `phase` in rad. The cell follows from the packet's position and, for transmittance, from the
+  // face that it crossed; what has no cell is dropped.
+#define TREL_SCORE_ENTRIES(dimension)                            \
+  void ScoreAbsorptionCW##dimension(double value);               \
+  void ScoreAbsorptionTD##dimension(double value);               \
+  void ScoreAbsorptionFD##dimension(double value, double phase); \
+  void ScoreTransmittanceCW##dimension(double value);            \
+  void ScoreTransmittanceTD##dimension(double value);            \
+  void ScoreTransmittanceFD##dimension(double value, double phase);
+  TREL_SCORE_ENTRIES(2D)
+  TREL_SCORE_ENTRIES(3D)
+#undef TREL_SCORE_ENTRIES
+
+protected:
+  /** The eight things that a parallel region needs to know. */
+  struct trelPhotonTask
+  {
+    std::uint32_t NumberOfPackets;
+    trelSpectrum* Spectrum;
+    trelLightSource* Light;
+    std::uint32_t ProgressInterval;
+    std::uint32_t TotalNumberOfPackets;
+    std::uint32_t* FinishedPackets;
+    trelSimulationResult* Result;
+    trelVarianceReductionMonteCarlo* Filter;
+  };
+
+  /** The launch of the modes whose sources may lie outside: those have set the tissue themselves.
+   */
+  bool LaunchFromAnySource(trelVarianceReductionMonteCarlo* filter, trelPhoton* photon,
+                           trelSpectrum* spectrum, trelLightSource* light);
+  /** True if the simulation type runs sources of this kind. */
+  bool RunsSource(const trelLightSource& light) const;
+  void RunSource(trelLightSource& light, trelPhotonTask task);
+  /** The body of the parallel region, run by every thread of the team. */
+  void PhotonTask(const trelPhotonTask& task);
+  void TracePackets(ThreadState& state, const trelPhotonTask& task);
+  void CountFinishedPacket(const trelPhotonTask& task);
+  void ReportFailedLaunches(std::uint32_t packets);
+  void CopyTissues();
+  void MakeScoreTables();
+
+  void TraceAnalytic(ThreadState& state);
+  void TraceTetrahedral(ThreadState& state);
+  /** What follows a step: count it and look at the limits. True if the packet goes on. */
+  bool EndStep(ThreadState& state);
+  void KeepTrajectoryPoint(const trelPhoton& photon);
+  void KeepTrajectoryLength(const ThreadState& state);
+
+  /** Steps 2 to 6 of a step in a medium of shapes: all but the roulette. False if the packet ended.
+   */
+  bool AdvanceAnalytic(ThreadState& state);
+  bool ChangeTissue(ThreadState& state, std::int32_t tissue);
+  void NewStep(ThreadState& state);
+  void Hop(ThreadState& state);
+  void UpdateDirection(ThreadState& state);
+  void Scatter(ThreadState& state);
+  void Deposit(ThreadState& state);
+  void Roulette(ThreadState& state);
+
+  bool CrossesBoundaryAnalytic(ThreadState& state);
+  bool MoveToBoundaryAnalytic(ThreadState& state);
+  void CutStep(ThreadState& state, double distance);
+  void ResolveBoundary(ThreadState& state);
+  void Transmit(ThreadState& state);
+  void Escape(ThreadState& state);
+
+  /** Scores @p value at the packet's position in all domains that are on: TD, CW, FD. */
+  const trelScoreTarget* TransmittanceTarget(const ThreadState& state) const;
+  void ScoreInDomains(ThreadState& state, const trelScoreTarget& target, double value) const;
+  /** The phase of the modulation at the packet's time of flight, rad. */
+  double GetPhase(const ThreadState& state) const;
+
+  const trelCoefficients& CoefficientsOf(std::int32_t tissue, const trelPhoton& photon) const;
+
+  // Copies taken by Initialize(), so that the packet loop asks no accessor.
+  trelMedium* CachedMedium = nullptr;
+  std::vector<trelCoefficients> Coefficients;  ///< by tissue and spectrum, the spectrum innermost
+  std::vector<trelShapeObject*> TissueShapes;  ///< by tissue; null for a tissue without a shape
+  std::vector<trelScoreTable> ScoreTables;     ///< by spectrum
+  std::int32_t NumberOfSpectra = 0;
+  std::int32_t OutermostTissue = 0;
+  bool ShapeIsTetrahedron = false;
+  SimulationDimension Dimension = DimensionUnset;
+  ShapeType MediumShapeType = ShapeCube;
+  bool DomainCW = false;
+  bool DomainTD = false;
+  bool DomainFD = false;
+  bool SaveAbsorption = false;
+  bool SaveTransmittance = false;
+  bool SavePhotonFlyTime = false;
+  double Frequency = 0.0;
+  double AmbientRefractiveIndex = 1.0;
+  std::int32_t StepNumberMax = 0;
+  double FlyTimeMax = 0.0;
+  std::uint32_t FailedLaunches = 0;  ///< of the whole run
+};
+
+#endif

@@ -1,0 +1,496 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <memory>
+#include <random>
+#include <vector>
+
+#include "trelCube.h"
+#include "trelCylinder.h"
+#include "trelEllipsoid.h"
+#include "trelMCTetrahedron.h"
+#include "trelMCTriangleMesh.h"
+
+static const double nan_ = std::numeric_limits<double>::quiet_NaN();
+static const double huge_ = 1e30;
+static const double e = GeometryTolerance;
+/** A component of a normal as the caller has it before a ray is asked. */
+static const double unwritten = 7.0;
+
+/** What IntersectRay wrote; the initial values are none that it writes itself. */
+struct RayAnswer
+{
+  bool Found = false;
+  double Distance = 0.0;
+  int Face = -7;
+  double Normal[3] = {unwritten, unwritten, unwritten};
+};
+
+static RayAnswer Ask(const trelShapeObject& shape, const double p[3], const double d[3], int side,
+                     double furthest = huge_)
+{
+  RayAnswer a;
+  a.Distance = furthest;
+  a.Found = shape.IntersectRay(p[0], p[1], p[2], d[0], d[1], d[2], &a.Distance, &a.Face,
+                               &a.Normal[0], &a.Normal[1], &a.Normal[2], side);
+  return a;
+}
+
+static std::unique_ptr<trelShapeObject> MakeShape(ShapeType type)
+{
+  if (type == ShapeCube) return std::make_unique<trelCube>();
+  if (type == ShapeCylinder) return std::make_unique<trelCylinder>();
+  return std::make_unique<trelEllipsoid>();
+}
+
+TEST(Shape, KeepsItsBoxUpToDateInEitherOrder)
+{
+  trelCube fresh, a, b;
+  const double center[3] = {1, 2, 3}, half[3] = {2, 6, 12};
+  a.SetCenter(1, 2, 3);
+  a.SetHalfAxes(2, 6, 12);
+  b.SetHalfAxes(half);
+  b.SetCenter(center);
+  const std::vector<double> box = {-1, 3, -4, 8, -9, 15};
+  std::vector<double> got(6), c(3), h(3);
+  fresh.GetBoundingBox(got.data());
+  EXPECT_EQ(got, std::vector<double>(6, 0.0));
+  for (const trelCube* cube : {&a, &b}) {
+    cube->GetBoundingBox(got.data());
+    EXPECT_EQ(got, box);
+    cube->GetBoundingBox(&got[5], &got[4], &got[3], &got[2], &got[1], &got[0]);
+    EXPECT_EQ(got, std::vector<double>(box.rbegin(), box.rend()));
+    cube->GetCenter(c.data());
+    cube->GetHalfAxes(&h[0], &h[1], &h[2]);
+    EXPECT_TRUE(std::equal(center, center + 3, c.begin()) && std::equal(half, half + 3, h.begin()));
+  }
+}
+
+TEST(Shape, LocatesPointsWithinTheTolerance)
+{
+  const double in = 2e-12, skin = 1e-13, off = 2e-12;
+  const struct
+  {
+    ShapeType type;
+    double p[3];
+    PointRelation expected;
+  } cases[] = {
+      // Half-lengths 1, 2, 3 about the origin.
+      {ShapeCube, {0, 0, 0}, PointInside},
+      {ShapeCube, {1 - in, 2 - in, 3 - in}, PointInside},
+      {ShapeCube, {1, 2, 3}, PointOnBoundary},
+      {ShapeCube, {1 + skin, 0, 0}, PointOnBoundary},
+      {ShapeCube, {1 + off, 0, 0}, PointOutside},
+      {ShapeCube, {0, 0, -3 - off}, PointOutside},
+      {ShapeCube, {0, nan_, 0}, PointOutside},
+      {ShapeCylinder, {0, 0, 3 - in}, PointInside},
+      {ShapeCylinder, {0, 0, 3 + skin}, PointOnBoundary},
+      {ShapeCylinder, {0.6, 1.6, 0}, PointOnBoundary},
+      {ShapeCylinder, {0.61, 1.6, 3}, PointOutside},
+      {ShapeCylinder, {1 + off, 0, 0}, PointOutside},
+      {ShapeCylinder, {0, 0, nan_}, PointOutside},
+      {ShapeCylinder, {nan_, 0, 0}, PointOutside},
+      {ShapeEllipsoid, {0, 0, 3 - 3 * in}, PointInside},
+      {ShapeEllipsoid, {0.6, 0, 2.4}, PointOnBoundary},
+      {ShapeEllipsoid, {0.6, 1.6, 1e-5}, PointOutside},
+      {ShapeEllipsoid, {0.9, 1.8, 2.7}, PointOutside},
+      {ShapeEllipsoid, {0, 0, nan_}, PointOutside},
+  };
+  for (const auto& c : cases) {
+    const auto shape = MakeShape(c.type);
+    shape->SetHalfAxes(1, 2, 3);
+    EXPECT_EQ(shape->GetShapeType(), c.type);
+    EXPECT_EQ(shape->LocatePoint(c.p[0], c.p[1], c.p[2]), c.expected)
+        << "type " << c.type << " at " << c.p[0] << " " << c.p[1] << " " << c.p[2];
+  }
+}
+
+/** Gives a test what nothing in the program has: angles. */
+class TurnedProbe final : public trelShapeObject
+{
+public:
+  ShapeType GetShapeType() const override { return ShapeCube; }
+  PointRelation LocatePoint(double, double, double) const override { return PointOutside; }
+  bool IntersectRay(double, double, double, double, double, double, double*, int*, double*, double*,
+                    double*, int) const override
+  {
+    return false;
+  }
+  void TurnPoint(const double angles[3], double local[3])
+  {
+    std::copy_n(angles, 3, Rotation);
+    SetCenter(10, 20, 30);
+    ToLocal(11, 22, 33, local);
+  }
+};
+
+TEST(Shape, TurnsPointsByItsOddMatrix)
+{
+  const double right = Pi / 2;
+  const struct
+  {
+    double angles[3], expected[3];
+  } cases[] = {{{0, 0, 0}, {1, 2, 3}},
+               {{right, 0, 0}, {1, 0, -2}},
+               {{0, right, 0}, {-3, 6, 1}},
+               {{0, 0, right}, {5, -1, 3}},
+               {{right, right, right}, {1, 3, -2}}};
+  for (const auto& c : cases) {
+    TurnedProbe probe;
+    double local[3];
+    probe.TurnPoint(c.angles, local);
+    for (int i = 0; i < 3; ++i) {
+      EXPECT_NEAR(local[i], c.expected[i], 1e-14)
+          << "angles " << c.angles[0] << " " << c.angles[1] << " " << c.angles[2] << ", axis " << i;
+    }
+  }
+}
+
+/** A ray, asked of a shape about the origin, and what is to come of it. */
+struct RayRow
+{
+  const char* What;
+  double Half[3], P[3], D[3];
+  int Side;
+  double Furthest;
+  bool Found = false;
+  double Distance = 0.0;
+  /** -7: not written. */
+  int Face = -7;
+  /** Axis of the normal, 1 to 3, with its sign; 0: not written. */
+  int Normal = 0;
+};
+
+static const std::vector<RayRow> cubeRows = {
+    {"to +x", {1, 2, 3}, {0, 0, 0}, {1, 0, 0}, 0, huge_, true, 1, 0, 1},
+    {"to the edge +x+y", {1, 1, 3}, {0, 0, 0}, {1, 1, 0}, 0, 9, true, 1, 0, 1},
+    {"to the edge -x+y", {1, 1, 3}, {0, 0, 0}, {-1, 1, 0}, 0, 9, true, 1, 3, 2},
+    {"to the edge -x-y", {1, 1, 3}, {0, 0, 0}, {-1, -1, 0}, 0, 9, true, 1, 1, -1},
+    {"to the edge -y+z", {1, 1, 1}, {0, 0, 0}, {0, -1, 1}, 0, 9, true, 1, 2, -2},
+    {"exactly there", {1, 1, 1}, {0, 0, 0}, {0, 0, 1}, 0, 1, true, 1, 4, 3},
+    {"too far, but written", {1, 1, 1}, {0, 0, 0}, {0, 0, 1}, 0, 0.9, false, 0, 4, 3},
+    {"no crossing is 1000 away", {5e3, 1, 1}, {0, 0, 0}, {1, 0, 0}, 0, huge_, true, 1e3, 3, 2},
+    {"enters -x", {1, 1, 1}, {-3, 0, 0}, {1, 0, 0}, 2, huge_, true, 2, 1, -1},
+    {"enters -z", {1, 1, 1}, {0, 0, -3}, {0, 0, 1}, 2, huge_, true, 2, 5, -3},
+    {"in a side", {1, 1, 1}, {-3, 1, 0}, {1, 0, 0}, 2, 9, true, 2, 3, 2},
+    {"beside, no tolerance", {1, 1, 1}, {-3, 1 + 1e-13, 0}, {1, 0, 0}, 2, 9},
+    {"leads away", {1, 1, 1}, {3, 0, 0}, {1, 0, 0}, 2, 9},
+    {"inside, said to enter", {1, 1, 1}, {0, 0, 0}, {1, 0, 0}, 2, 9},
+    {"outside, said to leave", {1, 1, 1}, {-3, 0, 0}, {1, 0, 0}, 0, 9},
+    {"on +x", {1, 1, 1}, {1, 0, 0}, {-1, 0, 0}, 2, 9, true, 0, 0},
+    {"on -x", {1, 1, 1}, {-1, 0, 0}, {1, 0, 0}, 2, 9, true, 0, 1},
+    {"on -y", {1, 1, 1}, {0, -1, 0}, {0, 1, 0}, 2, 9, true, 0, 2},
+    {"on +y", {1, 1, 1}, {0, 1, 0}, {0, -1, 0}, 2, 9, true, 0, 3},
+    {"on +z", {1, 1, 1}, {0, 0, 1}, {0, 0, -1}, 2, 9, true, 0, 4},
+    {"on -z", {1, 1, 1}, {0, 0, -1}, {0, 0, 1}, 2, 9, true, 0, 5},
+    {"on the edge -y+z", {1, 1, 1}, {0, -1, 1}, {0, 1, 0}, 2, 9, true, 0, 2},
+    {"on +z, y beyond, |z| is hy", {1, e, e}, {0, 2 * e, e}, {0, -1, 0}, 2, 9, true, 0, 4},
+    {"on +z, y beyond, |z| isn't", {1, e, 4 * e}, {0, 2 * e, 4 * e}, {0, -1, 0}, 2, 9, true},
+    {"on +x, but 0 is too far", {1, 1, 1}, {1, 0, 0}, {-1, 0, 0}, 2, -1, false, 0, 0},
+};
+
+static const std::vector<RayRow> cylinderRows = {
+    {"up the axis", {1, 2, 3}, {0, 0, 1}, {0, 0, 1}, 0, 9, true, 2, 0, 3},
+    {"down the axis", {1, 2, 3}, {0, 0, 1}, {0, 0, -1}, 0, 9, true, 4, 1, -3},
+    {"exactly there", {1, 2, 3}, {0, 0, 0}, {0, 1, 0}, 0, 2, true, 2, 2, 2},
+    {"too far, but written", {1, 2, 3}, {0, 0, 0}, {0, 1, 0}, 0, 1, false, 0, 2},
+    {"to the rim", {1, 1, 1}, {0, 0, 0}, {1, 0, 1}, 0, 9, true, 1, 0, 3},
+    {"inside, said to enter", {1, 2, 3}, {0, 0, 0}, {1, 0, 0}, 2, 9, true, 1, 2, 1},
+    {"on the wall, leaving: not 0", {1, 1, 3}, {1, 0, 0}, {1, 0, 0}, 0, 9, true, e, 2, 1},
+    {"on the wall, entering", {1, 1, 3}, {-1, 0, 0}, {1, 0, 0}, 2, 9, true, 0, 2, -1},
+    {"on the rim, entering", {1, 1, 3}, {-1, 0, -3}, {1, 0, 0}, 2, 9, true, 0, 1, -3},
+    {"on the wall, neither", {1, 1, 3}, {1, 0, 0}, {1, 0, 0}, 1, 9},
+    {"enters by the wall", {1, 1, 3}, {3, 0, 0}, {-1, 0, 0}, 2, 9, true, 2, 2, 1},
+    {"outside, said to leave", {1, 1, 3}, {3, 0, 0}, {-1, 0, 0}, 0, 9, true, 2, 2, 1},
+    {"enters along the axis", {1, 1, 3}, {0, 0, -5}, {0, 0, 1}, 2, 9, true, 2, 1, -3},
+    {"axis, behind as if ahead", {1, 1, 3}, {0, 0, 5}, {0, 0, 1}, 2, 9, true, 8, 1, -3},
+    {"cap, behind as if ahead", {4, 4, 3}, {0, 0, 5}, {.6, 0, .8}, 2, 9, true, 2.5, 0, 3},
+    {"top's plane, not the disc", {1, 1, 3}, {3, 0, 3.5}, {-1, 0, -.1}, 2, 9, true, 5, 0, 3},
+    {"tube behind", {1, 1, 3}, {3, 0, 0}, {1, 0, 0}, 2, 9},
+    {"beside the tube", {1, 1, 3}, {3, 2, 0}, {1, 0, 0}, 2, 9},
+    {"D a little below 0", {1, 1, 3}, {-3, 1 + 1e-13, 0}, {1, 0, 0}, 2, 9},
+    {"above by just the tolerance", {1, 1, e}, {0, 0, 2 * e}, {1, 0, 0}, 2, 9, true, 1},
+};
+
+static const std::vector<RayRow> ellipsoidRows = {
+    {"exactly there", {1, 2, 3}, {0, 0, 0}, {0, 0, 1}, 0, 3, true, 3, -7, 3},
+    {"too far", {1, 2, 3}, {0, 0, 0}, {0, 0, 1}, 0, 2.9},
+    {"enters", {1, 2, 3}, {0, 5, 0}, {0, -1, 0}, 2, 9, true, 3, -7, 2},
+    {"on the surface, entering", {1, 2, 3}, {-1, 0, 0}, {1, 0, 0}, 2, 9, true, 0, -7, -1},
+    {"on it, leaving: not 0", {1, 2, 3}, {1, 0, 0}, {1, 0, 0}, 0, 9, true, e, -7, 1},
+    {"behind", {1, 2, 3}, {0, 5, 0}, {0, 1, 0}, 2, 9},
+    {"beside", {1, 2, 3}, {2, 5, 0}, {0, -1, 0}, 2, 9},
+    {"D a little below 0", {1, 1, 1}, {-3, 1 + 1e-13, 0}, {1, 0, 0}, 2, 9},
+    {"inside, said to enter", {1, 2, 3}, {0, 0, 0}, {1, 0, 0}, 2, 9},
+    {"outside, said to leave", {1, 2, 3}, {0, 5, 0}, {0, -1, 0}, 0, 9},
+};
+
+static void CheckRow(ShapeType type, const RayRow& row)
+{
+  const auto shape = MakeShape(type);
+  shape->SetHalfAxes(row.Half);
+  const RayAnswer got = Ask(*shape, row.P, row.D, row.Side, row.Furthest);
+  SCOPED_TRACE(std::string(shape->GetClassName()) + ": " + row.What);
+  EXPECT_EQ(got.Found, row.Found);
+  const double expected = row.Found ? row.Distance : row.Furthest;
+  EXPECT_NEAR(got.Distance, expected, std::fabs(expected) > 0.1 ? 1e-13 : 0.0);
+  EXPECT_EQ(got.Face, row.Face);
+  for (int i = 0; i < 3; ++i) {
+    const double along = std::abs(row.Normal) == i + 1 ? std::copysign(1.0, row.Normal) : 0.0;
+    EXPECT_NEAR(got.Normal[i], row.Normal ? along : unwritten, 1e-15) << "axis " << i;
+  }
+}
+
+TEST(Ray, AnswersTheKnownCases)
+{
+  for (const RayRow& row : cubeRows)
+    CheckRow(ShapeCube, row);
+  for (const RayRow& row : cylinderRows)
+    CheckRow(ShapeCylinder, row);
+  for (const RayRow& row : ellipsoidRows)
+    CheckRow(ShapeEllipsoid, row);
+}
+
+TEST(Ray, MissesOnWhatIsNotANumber)
+{
+  for (const ShapeType type : {ShapeCube, ShapeCylinder, ShapeEllipsoid}) {
+    const auto shape = MakeShape(type);
+    shape->SetHalfAxes(1, 2, 3);
+    for (int bad = 0; bad < 6; ++bad) {
+      for (const double start : {0.0, 5.0}) {
+        double values[6] = {start, 0.1, 0.2, start > 0.0 ? -1.0 : 1.0, 0.01, 0.02};
+        values[bad] = nan_;
+        const RayAnswer got = Ask(*shape, values, values + 3, start > 0.0 ? RayEnters : RayLeaves);
+        EXPECT_FALSE(got.Found) << shape->GetClassName() << " from " << start << ", value " << bad;
+        EXPECT_EQ(got.Distance, huge_);
+      }
+    }
+  }
+}
+
+/** A part of a surface: a convex function that is negative on its inner side, face and gradient. */
+struct SurfacePart
+{
+  long double Value;
+  int Face;
+  double Normal[3];
+};
+
+/** A solid, written apart from the classes: the points where all parts of its surface are negative.
+ */
+struct Solid
+{
+  ShapeType Type;
+  double Center[3], Half[3];
+
+  std::unique_ptr<trelShapeObject> Make() const
+  {
+    auto shape = MakeShape(Type);
+    shape->SetCenter(Center);
+    shape->SetHalfAxes(Half);
+    return shape;
+  }
+
+  /** The parts as seen from a point of a ray, the outermost first. */
+  std::vector<SurfacePart> PartsAt(const double p[3], const double d[3], long double t) const
+  {
+    long double q[3];
+    for (int i = 0; i < 3; ++i)
+      q[i] = (p[i] + t * d[i] - Center[i]) / Half[i];
+    const auto flat = [&](int axis, int below, int above) {
+      SurfacePart part = {std::fabs(q[axis]) - 1, q[axis] > 0 ? above : below, {0, 0, 0}};
+      part.Normal[axis] = q[axis] > 0 ? 1 : -1;
+      return part;
+    };
+    std::vector<SurfacePart> parts;
+    if (Type == ShapeCube) {
+      parts = {flat(0, 1, 0), flat(1, 2, 3), flat(2, 5, 4)};
+    } else {
+      SurfacePart round = {-1, Type == ShapeCylinder ? 2 : -7, {0, 0, 0}};
+      for (int i = 0; i < (Type == ShapeCylinder ? 2 : 3); ++i) {
+        round.Value += q[i] * q[i];
+        round.Normal[i] = static_cast<double>(q[i]) / Half[i];
+      }
+      parts = {round};
+      if (Type == ShapeCylinder) parts.push_back(flat(2, 1, 0));
+    }
+    std::sort(parts.begin(), parts.end(),
+              [](const SurfacePart& a, const SurfacePart& b) { return a.Value > b.Value; });
+    return parts;
+  }
+
+  long double Value(const double p[3], const double d[3], long double t) const
+  {
+    return PartsAt(p, d, t)[0].Value;
+  }
+
+  /** The distance in [0, @p to] at which the sign of the function changes. */
+  double Bisect(const double p[3], const double d[3], double to) const
+  {
+    long double a = 0, b = to;
+    const bool startsInside = Value(p, d, a) < 0;
+    for (int i = 0; i < 70; ++i) {
+      const long double middle = (a + b) / 2;
+      ((Value(p, d, middle) < 0) == startsInside ? a : b) = middle;
+    }
+    return static_cast<double>(a);
+  }
+
+  /** The least value along the ray ahead. */
+  long double Least(const double p[3], const double d[3]) const
+  {
+    long double a = 0, b = 100;
+    for (int i = 0; i < 100; ++i) {
+      const long double left = a + (b - a) / 3, right = b - (b - a) / 3;
+      const bool isLeft = Value(p, d, left) < Value(p, d, right);
+      (isLeft ? b : a) = isLeft ? right : left;
+    }
+    return Value(p, d, a);
+  }
+};
+
+/** Random solids, points in them and rays; every fourth ray is parallel to a plane or an axis. */
+class RandomRays
+{
+public:
+  double Uniform(double a, double b)
+  {
+    return std::uniform_real_distribution<double>(a, b)(Engine);
+  }
+  Solid DrawSolid(ShapeType type)
+  {
+    Solid s = {type, {}, {}};
+    for (int i = 0; i < 3; ++i) {
+      s.Center[i] = Uniform(-20, 20);
+      s.Half[i] = Uniform(0.3, 8);
+    }
+    return s;
+  }
+  void DrawInside(const Solid& s, double p[3])
+  {
+    do {
+      for (int i = 0; i < 3; ++i)
+        p[i] = s.Center[i] + s.Half[i] * Uniform(-1, 1);
+    } while (s.Value(p, p, 0) > -1e-3);
+  }
+  void DrawDirection(double d[3])
+  {
+    for (int i = 0; i < 3; ++i)
+      d[i] = std::normal_distribution<double>()(Engine);
+    const double kind = Uniform(0, 8);
+    if (kind < 2) d[Count++ % 3] = 0;
+    if (kind < 1) d[Count % 3] = 0;
+    const double length = std::hypot(d[0], d[1], d[2]);
+    for (int i = 0; i < 3; ++i)
+      d[i] /= length;
+  }
+
+private:
+  std::mt19937_64 Engine{20240607};
+  int Count = 0;
+};
+
+static void MovePoint(const double p[3], const double d[3], double t, double moved[3])
+{
+  for (int i = 0; i < 3; ++i)
+    moved[i] = p[i] + t * d[i];
+}
+
+/** Compares an answer with the bisected distance, looks at the hit and gives its place. */
+static void CheckHit(const Solid& solid, const trelShapeObject& shape, const double p[3],
+                     const double d[3], int side, double expected, double hit[3])
+{
+  const RayAnswer got = Ask(shape, p, d, side);
+  ASSERT_TRUE(got.Found);
+  // Cancellation in the discriminant and under its root, at a grazing angle, costs some six digits.
+  ASSERT_NEAR(got.Distance, expected, 1e-9);
+  MovePoint(p, d, got.Distance, hit);
+  const auto parts = solid.PartsAt(p, d, got.Distance);
+  EXPECT_NEAR(static_cast<double>(parts[0].Value), 0.0, 1e-9);
+  if (parts.size() == 1 || parts[1].Value < -1e-9) {
+    EXPECT_EQ(got.Face, parts[0].Face);
+    const double* n = parts[0].Normal;
+    for (int i = 0; i < 3; ++i) {
+      EXPECT_NEAR(got.Normal[i], n[i] / std::hypot(n[0], n[1], n[2]), 1e-11) << "axis " << i;
+    }
+  }
+  const RayAnswer just = Ask(shape, p, d, side, got.Distance);
+  EXPECT_TRUE(just.Found);
+  EXPECT_EQ(just.Distance, got.Distance);
+  const double less = std::nextafter(got.Distance, 0.0);
+  const RayAnswer tooFar = Ask(shape, p, d, side, less);
+  EXPECT_FALSE(tooFar.Found);
+  EXPECT_EQ(tooFar.Distance, less);
+}
+
+/** A shape type each. */
+class RandomRayTest : public testing::TestWithParam<ShapeType>
+{
+};
+
+TEST_P(RandomRayTest, AgreesWithBisection)
+{
+  RandomRays draw;
+  int chords = 0;
+  for (int n = 0; n < 2000; ++n) {
+    SCOPED_TRACE(n);
+    const Solid solid = draw.DrawSolid(GetParam());
+    const auto shape = solid.Make();
+    double inside[3], d[3], exit[3], start[3], entry[3];
+    draw.DrawInside(solid, inside);
+    draw.DrawDirection(d);
+    CheckHit(solid, *shape, inside, d, RayLeaves, solid.Bisect(inside, d, 50), exit);
+    const double backward[3] = {-d[0], -d[1], -d[2]};
+    const double behind = solid.Bisect(inside, backward, 50) + draw.Uniform(0.01, 30);
+    MovePoint(inside, d, -behind, start);
+    CheckHit(solid, *shape, start, d, RayEnters, solid.Bisect(start, d, behind), entry);
+    if (HasFailure()) return;
+    // From the entry on through; at a grazing angle that point may miss the surface's thin skin.
+    if (shape->LocatePoint(entry[0], entry[1], entry[2]) != PointOnBoundary) continue;
+    ++chords;
+    const RayAnswer through = Ask(*shape, entry, d, RayLeaves);
+    EXPECT_TRUE(through.Found);
+    EXPECT_NEAR(through.Distance, solid.Bisect(inside, d, 50) + solid.Bisect(inside, backward, 50),
+                1e-9);
+  }
+  EXPECT_GT(chords, 1950);
+}
+
+INSTANTIATE_TEST_SUITE_P(Solids, RandomRayTest,
+                         testing::Values(ShapeCube, ShapeCylinder, ShapeEllipsoid));
+
+/** An entering ray is taken to cross a cylinder, which is therefore not asked. */
+TEST(RandomRay, HitsOnlyWhatItCrosses)
+{
+  RandomRays draw;
+  int misses = 0;
+  for (int n = 0; n < 4000; ++n) {
+    const Solid solid = draw.DrawSolid(n % 2 ? ShapeCube : ShapeEllipsoid);
+    double p[3], d[3];
+    draw.DrawDirection(d);
+    for (int i = 0; i < 3; ++i)
+      p[i] = solid.Center[i] + draw.Uniform(-12, 12);
+    const long double least = solid.Least(p, d);
+    if (solid.Value(p, d, 0) < 1e-6 || std::fabs(least) < 1e-6) continue;
+    misses += least > 0;
+    EXPECT_EQ(Ask(*solid.Make(), p, d, RayEnters).Found, least < 0) << "ray " << n;
+  }
+  EXPECT_GT(misses, 1500);
+}
+
+TEST(Mesh, SaysThatItCannotBeRead)
+{
+  trelMCTriangleMesh surface;
+  trelMCTetrahedron medium;
+  testing::internal::CaptureStderr();
+  EXPECT_FALSE(surface.LoadFromFile("skin.off"));
+  EXPECT_FALSE(medium.LoadFromFile("head.am"));
+  const std::string said = testing::internal::GetCapturedStderr();
+  EXPECT_NE(said.find("skin.off"), std::string::npos) << said;
+  EXPECT_NE(said.find("head.am"), std::string::npos) << said;
+  const double p[3] = {0, 0, 0}, d[3] = {1, 0, 0};
+  EXPECT_EQ(surface.LocatePoint(0, 0, 0), PointOutside);
+  EXPECT_FALSE(Ask(medium, p, d, RayLeaves).Found);
+}

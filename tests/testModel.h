@@ -1,0 +1,163 @@
+#ifndef testModel_h
+#define testModel_h
+
+#include <cmath>
+#include <cstdint>
+#include <initializer_list>
+#include <vector>
+
+#include "trelClock.h"
+#include "trelCube.h"
+#include "trelCylinder.h"
+#include "trelEllipsoid.h"
+#include "trelLightSource.h"
+#include "trelList.h"
+#include "trelMedium.h"
+#include "trelMediumResult.h"
+#include "trelOpticalParameter.h"
+#include "trelSimulationParameter.h"
+#include "trelSimulationResult.h"
+#include "trelSpectrum.h"
+#include "trelTissue.h"
+
+/** Optical coefficients of a tissue: 1/mm, 1/mm, none, none. */
+struct Optics
+{
+  double Absorption, Scattering, Anisotropy, RefractiveIndex;
+};
+
+/** A model made in code; the object owns it. Lengths in mm. */
+class TestModel
+{
+public:
+  explicit TestModel(SimulationType type = DOT, SimulationDimension dimension = Dimension3D)
+      : Parameter(new trelSimulationParameter)
+  {
+    Parameter->Register();
+    Parameter->SetSimulationType(type);
+    Parameter->SetDimension(dimension);
+    Parameter->SetWavelengths({600});
+    Parameter->SetAbsorptionCoordinate(CoordinateCartesian);
+    Parameter->SetTransmittanceCoordinate(CoordinateCartesian);
+  }
+  ~TestModel()
+  {
+    for (trelLightSource* source : Sources)
+      source->UnRegister();
+    Parameter->UnRegister();
+  }
+  TestModel(const TestModel&) = delete;
+  TestModel& operator=(const TestModel&) = delete;
+
+  trelSimulationParameter* operator->() { return Parameter; }
+  trelSimulationParameter* Get() { return Parameter; }
+
+  template <class Shape>
+  static Shape* Make(std::initializer_list<double> center, std::initializer_list<double> halfAxes)
+  {
+    auto* shape = new Shape;
+    shape->SetCenter(center.begin());
+    shape->SetHalfAxes(halfAxes.begin());
+    return shape;
+  }
+
+  /** Adds a tissue with the same optics at each wavelength set so far. */
+  trelTissue* AddTissue(trelShapeObject* shape, const Optics& optics)
+  {
+    auto* tissue = new trelTissue;
+    tissue->SetShape(shape);
+    for (int i = 0; i < Parameter->GetNumberOfWavelengths(); ++i) {
+      auto* parameter = new trelOpticalParameter;
+      parameter->SetOpticalCoefficients(optics.Absorption, optics.Scattering, optics.Anisotropy,
+                                        optics.RefractiveIndex);
+      parameter->SetWavelength(Parameter->GetWavelength(i));
+      parameter->Register();
+      tissue->GetOpticalParameters()->Append(parameter);
+    }
+    tissue->Register();
+    Parameter->GetMedium()->GetTissues()->Append(tissue);
+    return tissue;
+  }
+
+  /** Adds a source of the given kind that emits `packets` of energy 1 in all at each wavelength. */
+  trelLightSource* AddSource(trelShapeObject* shape, std::uint32_t packets,
+                             LuminousType type = LuminousDiffuse)
+  {
+    auto* source = new trelLightSource;
+    source->SetShape(shape);
+    source->SetLuminousType(type);
+    for (int i = 0; i < Parameter->GetNumberOfWavelengths(); ++i) {
+      auto* spectrum = new trelSpectrum;
+      spectrum->SetWavelength(Parameter->GetWavelength(i));
+      spectrum->SetWavelengthIndex(i);
+      spectrum->SetEnergy(1.0);
+      spectrum->SetPhotonNumber(packets);
+      spectrum->Register();
+      source->GetSpectra()->Append(spectrum);
+    }
+    source->Register();
+    Sources.push_back(source);
+    Parameter->SetLightSources(ListOfSources());
+    return source;
+  }
+
+  /** A pencil beam along +z into the lower face of the medium at (x, y, z). */
+  trelLightSource* AddPencilBeam(double x, double y, double z, std::uint32_t packets)
+  {
+    trelLightSource* source = AddSource(Make<trelCube>({x, y, z}, {1e-9, 1e-9, 1e-9}), packets);
+    source->SetInternal(false);
+    source->SetAzimuthRange(0.0, 0.0);
+    source->SetDeflectionRange(0.0, 0.0);
+    return source;
+  }
+
+private:
+  trelList* ListOfSources()
+  {
+    auto* list = new trelList;
+    for (trelLightSource* source : Sources) {
+      source->Register();
+      list->Append(source);
+    }
+    return list;
+  }
+
+  trelSimulationParameter* Parameter;
+  std::vector<trelLightSource*> Sources;
+};
+
+/** Mean and standard error of a sample. */
+struct Estimate
+{
+  double Mean, Error;
+};
+
+inline Estimate EstimateOf(const std::vector<double>& sample)
+{
+  const double n = static_cast<double>(sample.size());
+  double sum = 0.0, squares = 0.0;
+  for (double value : sample) sum += value;
+  for (double value : sample) squares += (value - sum / n) * (value - sum / n);
+  return {sum / n, std::sqrt(squares / (n - 1.0) / n)};
+}
+
+/** Sets the wall clock, and with it all streams, to a fixed second while it lives. */
+class FixedClock
+{
+public:
+  explicit FixedClock(std::int64_t seconds)
+  {
+    Seconds() = seconds;
+    SetWallClock([] { return Seconds(); });
+  }
+  ~FixedClock() { SetWallClock(nullptr); }
+
+private:
+  static std::int64_t& Seconds()
+  {
+    static std::int64_t seconds = 0;
+    return seconds;
+  }
+};
+
+#endif

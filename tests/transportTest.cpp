@@ -1,0 +1,438 @@
+#include <gtest/gtest.h>
+#include <omp.h>
+
+#include <cmath>
+#include <set>
+
+#include "testModel.h"
+#include "trelDiffuseVRMC.h"
+#include "trelFresnel.h"
+#include "trelPhaseFunction.h"
+#include "trelPhoton.h"
+#include "trelRandomStream.h"
+#include "trelThreadState.h"
+
+using testing::internal::CaptureStderr;
+using testing::internal::GetCapturedStderr;
+
+/** The calling thread's state with a packet and a stream of the given seed. */
+class TransportTest : public testing::Test
+{
+protected:
+  TransportTest() : State(GetThreadState())
+  {
+    State = ThreadState{};
+    State.Photon = &Photon;
+    State.OneThread = true;
+    State.OpenStream(12345);
+  }
+  ~TransportTest() override
+  {
+    State.CloseStream();
+    State = ThreadState{};
+  }
+
+  trelPhoton Photon;
+  ThreadState& State;
+};
+
+/** Wide enough for the product of a state and a small factor. */
+__extension__ typedef unsigned __int128 Wide;
+
+TEST(RandomStream, IsTheGeneratorInExactArithmetic)
+{
+  // x(n+1) = 13^13 x(n) mod 2^59 by repeated modular multiplication with 13, in 128 bits.
+  const Wide modulus = static_cast<Wide>(1) << 59;
+  for (const std::uint32_t seed : {0u, 1u, 2u, 1789000000u, 4294967295u}) {
+    trelRandomStream* stream = nullptr;
+    ASSERT_EQ(vslNewStream(&stream, GeneratorMCG59, seed), 0);
+    Wide x = seed ? seed : 1;
+    double block[1000];
+    vdRngUniform(0, stream, 500, block, 0.0, 1.0);
+    vdRngUniform(0, stream, 500, block + 500, 0.0, 1.0);
+    for (const double u : block) {
+      const double expected = static_cast<double>(static_cast<std::uint64_t>(x)) / 0x1p59;
+      ASSERT_EQ(u, expected) << "seed " << seed;
+      ASSERT_LT(u, 1.0);
+      for (int i = 0; i < 13; ++i)
+        x = x * 13 % modulus;
+    }
+    vslDeleteStream(&stream);
+    EXPECT_EQ(stream, nullptr);
+  }
+  trelRandomStream* stream = nullptr;
+  EXPECT_NE(vslNewStream(&stream, 1, 1), 0);
+}
+
+TEST(RandomStream, NeverGivesOne)
+{
+  trelRandomStream stream{(std::uint64_t{1} << 59) - 1};
+  double u = 0.0;
+  vdRngUniform(0, &stream, 1, &u, 0.0, 1.0);
+  EXPECT_LT(u, 1.0);
+  EXPECT_GT(u, 0.9999999);
+}
+
+TEST_F(TransportTest, TheBlockIsRefilledAfterItsLastNumber)
+{
+  trelRandomStream* stream = nullptr;
+  vslNewStream(&stream, GeneratorMCG59, 12345);
+  std::vector<double> expected(2 * RandomBlockLength);
+  vdRngUniform(0, stream, 2 * RandomBlockLength, expected.data(), 0.0, 1.0);
+  vslDeleteStream(&stream);
+  for (const double u : expected)
+    ASSERT_EQ(State.NextRandom(), u);
+  EXPECT_EQ(State.RandomIndex, 0);
+}
+
+TEST_F(TransportTest, TheIndexOutlivesTheStream)
+{
+  State.NextRandom();
+  State.CloseStream();
+  State.OpenStream(7);
+  EXPECT_EQ(State.RandomIndex, 1);
+}
+
+/** Mean cosine of n scatterings from direction (ux, uy, uz), with its standard error. */
+static Estimate MeanCosine(ThreadState& state, double g, const double u[3], int n)
+{
+  std::vector<double> cosines;
+  trelPhoton& photon = *state.Photon;
+  for (int i = 0; i < n; ++i) {
+    photon.DirectionX = u[0];
+    photon.DirectionY = u[1];
+    photon.DirectionZ = u[2];
+    Scatter3D(state, g);
+    cosines.push_back(u[0] * photon.DirectionX + u[1] * photon.DirectionY +
+                      u[2] * photon.DirectionZ);
+  }
+  return EstimateOf(cosines);
+}
+
+TEST_F(TransportTest, TheMeanCosineOfScatteringIsG)
+{
+  const double directions[][3] = {{0, 0, 1}, {0, 0, -1}, {1, 0, 0}, {0.48, -0.6, 0.64}};
+  for (const double g : {-1.0, -0.7, 0.0, 0.01, 0.75, 0.9, 1.0}) {
+    for (const auto& u : directions) {
+      // 5 sigma: one wrong alarm in 1.7 million; the stream is fixed all the same.
+      const Estimate cosine = MeanCosine(State, g, u, 20000);
+      EXPECT_NEAR(cosine.Mean, g, 5.0 * cosine.Error + 1e-7) << "g " << g << " u " << u[2];
+    }
+  }
+  const double along[3] = {0, 0, 1};
+  const Estimate power = MeanCosine(State, 0.77, along, 20000);
+  EXPECT_GT(std::fabs(power.Mean - 0.75), 5.0 * power.Error) << "the test cannot tell 0.77";
+}
+
+TEST_F(TransportTest, TheAzimuthOfScatteringIsUniformAboutTheOldDirection)
+{
+  const double u[3] = {0.48, -0.6, 0.64};
+  const double side[3] = {0.6 / std::hypot(0.48, 0.6), 0.48 / std::hypot(0.48, 0.6), 0.0};
+  const double up[3] = {u[1] * side[2] - u[2] * side[1], u[2] * side[0] - u[0] * side[2],
+                        u[0] * side[1] - u[1] * side[0]};
+  const int n = 40000, bins = 16;
+  int counts[bins] = {};
+  for (int i = 0; i < n; ++i) {
+    Photon.DirectionX = u[0];
+    Photon.DirectionY = u[1];
+    Photon.DirectionZ = u[2];
+    Scatter3D(State, 0.5);
+    const double d[3] = {Photon.DirectionX, Photon.DirectionY, Photon.DirectionZ};
+    const double s = d[0] * side[0] + d[1] * side[1] + d[2] * side[2];
+    const double t = d[0] * up[0] + d[1] * up[1] + d[2] * up[2];
+    ++counts[std::min(bins - 1, static_cast<int>((std::atan2(t, s) + Pi) / (2 * Pi) * bins))];
+    ASSERT_NEAR(std::hypot(d[0], d[1], d[2]), 1.0, 1e-12);
+  }
+  double chi2 = 0.0;
+  for (const int count : counts)
+    chi2 += (count - n / 16.0) * (count - n / 16.0) / (n / 16.0);
+  EXPECT_LT(chi2, 15.0 + 5.0 * std::sqrt(2 * 15.0)) << "chi-square of 15 degrees of freedom";
+}
+
+TEST_F(TransportTest, TheVerticalBranchKeepsTheSenseOfTravel)
+{
+  Photon.DirectionZ = -1.0;
+  Scatter3D(State, 1.0);
+  EXPECT_EQ(Photon.DirectionZ, -1.0);
+}
+
+TEST(Fresnel, AgreesWithTheFieldAmplitudes)
+{
+  for (const double n1 : {1.0, 1.37, 1.5}) {
+    for (const double n2 : {1.0, 1.33, 2.0}) {
+      for (double c = 0.05; c <= 1.0; c += 0.05) {
+        const double s = std::sqrt(1 - c * c) * n1 / n2;
+        double ct = -1.0;
+        const double r = FresnelReflectance(n1, n2, c, &ct);
+        if (s >= 1.0) {
+          EXPECT_EQ(r, 1.0);
+          continue;
+        }
+        const double t = std::sqrt(1 - s * s);
+        const double perpendicular = (n1 * c - n2 * t) / (n1 * c + n2 * t);
+        const double parallel = (n1 * t - n2 * c) / (n1 * t + n2 * c);
+        EXPECT_NEAR(r, 0.5 * (perpendicular * perpendicular + parallel * parallel), 1e-12)
+            << n1 << " " << n2 << " " << c;
+        EXPECT_NEAR(ct, t, 1e-12);
+      }
+    }
+  }
+  double ct = 0.0;
+  EXPECT_NEAR(FresnelReflectance(1.0, 1.4, 1.0, &ct), std::pow(0.4 / 2.4, 2), 1e-15);
+  EXPECT_EQ(FresnelReflectance(1.0, 1.4, 1e-13, &ct), 1.0);
+  const double critical = CriticalCosine(1.5, 1.0);
+  EXPECT_NEAR(std::sqrt(1 - critical * critical), 1 / 1.5, 1e-15);
+}
+
+TEST_F(TransportTest, RefractionObeysSnellAndStaysInThePlaneOfIncidence)
+{
+  Photon.DirectionX = 0.6;
+  Photon.DirectionY = 0.0;
+  Photon.DirectionZ = 0.8;
+  State.NormalZ = 1.0;
+  State.TransmitAngle = std::asin(0.6 * 1.0 / 1.5);
+  Refract(State);
+  EXPECT_NEAR(Photon.DirectionX, 0.4, 1e-15);
+  EXPECT_NEAR(Photon.DirectionY, 0.0, 1e-15);
+  EXPECT_NEAR(Photon.DirectionZ, std::sqrt(1 - 0.16), 1e-15);
+  Reflect(State);
+  EXPECT_NEAR(Photon.DirectionZ, -std::sqrt(1 - 0.16), 1e-15);
+}
+
+/** Opens the steps of the transport to the tests. */
+class ProbeVRMC : public trelVarianceReductionMonteCarlo
+{
+  trelTypeMacro(ProbeVRMC, trelVarianceReductionMonteCarlo)
+
+public:
+  using trelVarianceReductionMonteCarlo::CrossesBoundaryAnalytic;
+  using trelVarianceReductionMonteCarlo::Deposit;
+  using trelVarianceReductionMonteCarlo::MakeScoreTables;
+  using trelVarianceReductionMonteCarlo::MoveToBoundaryAnalytic;
+  using trelVarianceReductionMonteCarlo::NewStep;
+  using trelVarianceReductionMonteCarlo::ResolveBoundary;
+  using trelVarianceReductionMonteCarlo::Roulette;
+  using trelVarianceReductionMonteCarlo::ScoreTables;
+
+  bool LaunchPhoton(trelVarianceReductionMonteCarlo*, trelPhoton*, trelSpectrum*,
+                    trelLightSource*) override
+  {
+    return false;
+  }
+};
+
+/** A cube of 20 mm with a cube of 4 mm in it, ready for single steps. */
+class StepTest : public TransportTest
+{
+protected:
+  StepTest()
+  {
+    Model.AddTissue(TestModel::Make<trelCube>({0, 0, 0}, {10, 10, 10}), {0.5, 4.5, 0.9, 1.4});
+    Model.AddTissue(TestModel::Make<trelCube>({0, 0, 0}, {2, 2, 2}), {0.1, 0.9, 0.0, 1.5});
+    Model->GetMedium()->SetAmbientRefractiveIndex(1.0);
+    Filter.SetInput(Model.Get());
+    Filter.Initialize();
+    EXPECT_TRUE(Filter.GetOutput()->Initialize(Model.Get()));
+    Filter.MakeScoreTables();
+    State.SpectrumMediumResult = Filter.GetOutput()->GetMediumResult(0);
+    State.Scores = &Filter.ScoreTables[0];
+    State.SourceWeight = 2.0;
+    State.PartialAbsorption = true;
+    Photon.TissueIndex = 0;
+    Photon.Weight = 1.0;
+    Photon.DirectionZ = 0.0;
+    Photon.DirectionX = 1.0;
+  }
+
+  TestModel Model;
+  ProbeVRMC Filter;
+};
+
+TEST_F(StepTest, TheRestOfACutStepIsWalkedWithTheCoefficientsBehindTheBoundary)
+{
+  Photon.PositionX = -5.0;
+  Photon.StepSize = 4.0;
+  ASSERT_TRUE(Filter.CrossesBoundaryAnalytic(State));
+  EXPECT_EQ(State.NextTissue, 1);
+  ASSERT_TRUE(Filter.MoveToBoundaryAnalytic(State));
+  EXPECT_DOUBLE_EQ(Photon.StepSize, 3.0);
+  EXPECT_DOUBLE_EQ(Photon.StepLeft, 5.0);
+  EXPECT_DOUBLE_EQ(State.NormalX, 1.0) << "the normal points along the travel";
+  Photon.TissueIndex = 1;
+  const int before = State.RandomIndex;
+  Filter.NewStep(State);
+  EXPECT_DOUBLE_EQ(Photon.StepSize, 5.0);
+  EXPECT_EQ(Photon.StepLeft, 0.0);
+  EXPECT_EQ(State.RandomIndex, before) << "no number is drawn for the rest";
+}
+
+TEST_F(StepTest, LeavingAnInnerTissueLeadsIntoTheOutermostOne)
+{
+  Photon.TissueIndex = 1;
+  Photon.StepSize = 30.0;  // the end lies outside of the medium
+  ASSERT_TRUE(Filter.CrossesBoundaryAnalytic(State));
+  EXPECT_EQ(State.NextTissue, 0);
+  ASSERT_TRUE(Filter.MoveToBoundaryAnalytic(State));
+  EXPECT_DOUBLE_EQ(Photon.StepSize, 2.0);
+  Filter.ResolveBoundary(State);
+  EXPECT_EQ(State.IndexHere, 1.5);
+  EXPECT_EQ(State.IndexNext, 1.4);
+}
+
+TEST_F(StepTest, ABoundaryDrawsOneNumberUnlessTheIndicesAreEqual)
+{
+  State.NormalX = 1.0;
+  State.NextTissue = -1;
+  Filter.ResolveBoundary(State);
+  EXPECT_EQ(State.RandomIndex, 1);
+  Photon.DirectionX = 0.1;  // total reflection
+  Photon.DirectionY = std::sqrt(0.99);
+  State.TransmitPending = State.ReflectPending = false;
+  Filter.ResolveBoundary(State);
+  EXPECT_TRUE(State.ReflectPending);
+  EXPECT_EQ(State.RandomIndex, 2);
+  State.ReflectPending = false;
+  State.TransmitAngle = 0.25;
+  State.NextTissue = 0;
+  Filter.ResolveBoundary(State);
+  EXPECT_TRUE(State.TransmitPending);
+  EXPECT_EQ(State.RandomIndex, 2);
+  EXPECT_EQ(State.TransmitAngle, 0.25) << "kept for the next boundary of equal indices";
+}
+
+TEST_F(StepTest, ADepositTakesTheShareOfAbsorption)
+{
+  Photon.StepSize = 1.0;
+  Filter.Deposit(State);
+  EXPECT_DOUBLE_EQ(Photon.Weight, 0.9);
+  Photon.StepSize = 0.0;
+  Filter.Deposit(State);
+  EXPECT_DOUBLE_EQ(Photon.Weight, 0.9) << "no step, no interaction";
+  State.PartialAbsorption = false;
+  Filter.Deposit(State);
+  EXPECT_EQ(Photon.Weight, 0.0);
+  EXPECT_TRUE(State.PartialAbsorption);
+  const double* cells = State.SpectrumMediumResult->GetGrid(GridCW, AbsorptionXYZ)->GetCells();
+  EXPECT_DOUBLE_EQ(cells[(10 * 20 + 10) * 20 + 10], 2.0) << "SourceWeight times all of the weight";
+}
+
+TEST_F(StepTest, RouletteSparesTheThresholdAndTheDead)
+{
+  Photon.Weight = 0.0001;
+  Filter.Roulette(State);
+  Photon.Weight = 1e-9;
+  Photon.Dead = true;
+  Filter.Roulette(State);
+  EXPECT_EQ(State.RandomIndex, 0);
+  State.RandomBlock[0] = 0.1;  // exactly the limit loses
+  Photon.Dead = false;
+  Filter.Roulette(State);
+  EXPECT_TRUE(Photon.Dead);
+  EXPECT_EQ(State.SpectrumMediumResult->GetAbsorpPhotonNum(), 1);
+  State.RandomBlock[1] = 0.0999;
+  Photon.Dead = false;
+  Photon.Weight = 5e-5;
+  Filter.Roulette(State);
+  EXPECT_DOUBLE_EQ(Photon.Weight, 5e-4);
+}
+
+TEST_F(StepTest, TissueOfExactlyTheLimitDoesNotInteract)
+{
+  TestModel clear;
+  clear.AddTissue(TestModel::Make<trelCube>({0, 0, 0}, {10, 10, 10}), {0.05, 0.05, 0.9, 1.4});
+  ProbeVRMC filter;
+  filter.SetInput(clear.Get());
+  filter.Initialize();
+  filter.NewStep(State);
+  EXPECT_EQ(Photon.StepSize, 0.5);
+  filter.Deposit(State);
+  EXPECT_EQ(Photon.Weight, 1.0);
+  EXPECT_EQ(State.RandomIndex, 0);
+}
+
+TEST(Run, PacketsThatCannotBeLaunchedAreCountedAndReportedOnce)
+{
+  const FixedClock clock(1000);
+  TestModel model;
+  model.AddTissue(TestModel::Make<trelCube>({0, 0, 0}, {5, 5, 5}), {0.1, 1, 0, 1});
+  model.AddSource(TestModel::Make<trelCube>({50, 0, 0}, {1, 1, 1}), 300);
+  trelDiffuseVRMC run;
+  run.SetInput(model.Get());
+  CaptureStderr();
+  ASSERT_TRUE(run.Update());
+  const std::string report = GetCapturedStderr();
+  EXPECT_NE(report.find("300 of 300 packets could not be launched"), std::string::npos) << report;
+  const trelMediumResult& result = *run.GetOutput()->GetMediumResult(0);
+  EXPECT_EQ(result.GetTransmitPhotonNum() + result.GetAbsorpPhotonNum(), 0);
+  EXPECT_EQ(run.GetProgress(), run.GetProgressMaximum());
+}
+
+TEST(Run, LimitsDropAPacketWithItsWeight)
+{
+  const FixedClock clock(1000);
+  for (const bool bySteps : {true, false}) {
+    TestModel model;
+    model.AddTissue(TestModel::Make<trelCube>({0, 0, 0}, {500, 500, 500}), {0.0, 1.0, 0, 1});
+    model.AddPencilBeam(0, 0, -500, 100);
+    model->SetSeparations(100, 100, 100, 1, 1, 1);
+    if (bySteps) {
+      model->SetStepNumberMax(1);  // the test is "greater than": two steps are walked
+    } else {
+      model->SetFlyTimeMax(1e-9);
+    }
+    trelDiffuseVRMC run;
+    run.SetInput(model.Get());
+    ASSERT_TRUE(run.Update());
+    const trelMediumResult& result = *run.GetOutput()->GetMediumResult(0);
+    EXPECT_EQ(result.GetTransmitPhotonNum() + result.GetAbsorpPhotonNum() < 60, true) << bySteps;
+    EXPECT_EQ(result.GetTotalAbsorption3D(), 0.0);
+  }
+}
+
+TEST(Run, TheTrajectoryHoldsTheLastPacketOfTheMaster)
+{
+  const FixedClock clock(1000);
+  TestModel model;
+  model.AddTissue(TestModel::Make<trelCube>({0, 0, 0}, {5, 5, 5}), {0.1, 1, 0, 1});
+  model.AddPencilBeam(0, 0, -5, 1);
+  class Watcher : public trelFilter
+  {
+  public:
+    bool Execute() override
+    {
+      Lengths.insert(Result->GetTrajectoryStepNum());
+      return true;
+    }
+    trelSimulationResult* Result = nullptr;
+    std::set<int> Lengths;
+  };
+  trelDiffuseVRMC run;
+  auto* watcher = new Watcher;
+  watcher->Register();
+  watcher->Result = run.GetOutput();
+  run.SetInput(model.Get());
+  run.SetTrajectoryMode(true);
+  run.AddDependent(watcher);
+  ASSERT_TRUE(run.Update());
+  EXPECT_EQ(run.GetOutput()->GetTrajectoryStepNum(), 0) << "reset at the end of the run";
+  EXPECT_GT(*watcher->Lengths.rbegin(), 1);
+  watcher->UnRegister();
+}
+
+TEST(Run, RepeatsWithTheClockAndOneThread)
+{
+  const FixedClock clock(1600000000);
+  double totals[2];
+  for (double& total : totals) {
+    TestModel model;
+    model.AddTissue(TestModel::Make<trelCube>({0, 0, 0}, {5, 5, 5}), {0.1, 1, 0.5, 1.4});
+    model.AddPencilBeam(0, 0, -5, 500);
+    GetThreadState().RandomIndex = 0;
+    trelDiffuseVRMC run;
+    run.SetInput(model.Get());
+    ASSERT_TRUE(run.Update());
+    total = run.GetOutput()->GetMediumResult(0)->GetTotalAbsorption3D();
+  }
+  EXPECT_EQ(totals[0], totals[1]);
+  EXPECT_GT(totals[0], 0.0);
+}
