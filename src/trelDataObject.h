@@ -11,7 +11,7 @@ class trelDataObject : public trelObject
 {
   trelTypeMacro(trelDataObject, trelObject)
 
- public:
+public:
   ~trelDataObject() override;
 
   /** Lets go of all the data held. */

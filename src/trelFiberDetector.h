@@ -44,7 +44,8 @@ public:
   /** Whether the grid belongs to the present separations, default false. */
   trelSetGetMacro(bool, FiberGridValid)
 
-      private : trelShapeObject* Shape = nullptr;
+private:
+  trelShapeObject* Shape = nullptr;
   double FiberROI[2 * NumberOfAxes] = {};
   double FiberSeparations[NumberOfAxes] = {};
   std::int32_t FiberCounts[NumberOfAxes] = {};

@@ -7,7 +7,7 @@
 /** The file names that a reader or a writer works on, in the order in which they were added. */
 class trelFileNames
 {
- public:
+public:
   void AddFileName(const char* name) { FileNames.emplace_back(name ? name : ""); }
   int GetNumberOfFileNames() const { return static_cast<int>(FileNames.size()); }
   /** The text of entry @p i, from 0; null when out of range. */
@@ -16,7 +16,7 @@ class trelFileNames
     return i < 0 || i >= GetNumberOfFileNames() ? nullptr : FileNames[i].c_str();
   }
 
- protected:
+protected:
   ~trelFileNames() = default;
 
   std::vector<std::string> FileNames;

@@ -11,7 +11,7 @@ class trelFilter : public trelProcessObject
 {
   trelTypeMacro(trelFilter, trelProcessObject)
 
- public:
+public:
   ~trelFilter() override;
 };
 

@@ -79,9 +79,9 @@ enum trelGridKind
 /** The surfaces that have a total, in the order in which these are added up. */
 #define TREL_SURFACE_TOTALS_2D(TOTAL) \
   TOTAL(Side2D) TOTAL(Up) TOTAL(Down) TOTAL(Left2D) TOTAL(Right2D)
-#define TREL_SURFACE_TOTALS_3D(TOTAL) \
-  TOTAL(Side3D)                       \
-  TOTAL(Top) TOTAL(Bottom) TOTAL(Front) TOTAL(Back) TOTAL(Left3D) TOTAL(Right3D) TOTAL(Mesh)
+#define TREL_SURFACE_TOTALS_3D(TOTAL) TREL_OUTLINE_TOTALS(TOTAL) TREL_BOX_TOTALS(TOTAL) TOTAL(Mesh)
+#define TREL_OUTLINE_TOTALS(TOTAL) TOTAL(Side3D) TOTAL(Top) TOTAL(Bottom)
+#define TREL_BOX_TOTALS(TOTAL) TOTAL(Front) TOTAL(Back) TOTAL(Left3D) TOTAL(Right3D)
 
 #define TREL_TOTAL_ENUMERATOR(name) TotalOf##name,
 /** The totals that cells are summed into: one for each surface, then four over all. */
@@ -132,10 +132,11 @@ enum trelGridDomain
 
 /** What says whether a face of the outer shape lies in the region of interest and has a grid: the
  *  faces of a box, the parts of a cylinder, the edges of a rectangle. */
-#define TREL_SAVE_FLAGS(FLAG)                                                  \
-  FLAG(Top)                                                                    \
-  FLAG(Bottom) FLAG(Front) FLAG(Back) FLAG(Left) FLAG(Right) FLAG(CylinderTop) \
-      FLAG(CylinderBottom) FLAG(CylinderSide) FLAG(Up) FLAG(Down) FLAG(EdgeLeft) FLAG(EdgeRight)
+#define TREL_SAVE_FLAGS(FLAG) \
+  TREL_CUBE_FLAGS(FLAG) TREL_CYLINDER_FLAGS(FLAG) TREL_RECTANGLE_FLAGS(FLAG)
+#define TREL_CUBE_FLAGS(FLAG) FLAG(Top) FLAG(Bottom) FLAG(Front) FLAG(Back) FLAG(Left) FLAG(Right)
+#define TREL_CYLINDER_FLAGS(FLAG) FLAG(CylinderTop) FLAG(CylinderBottom) FLAG(CylinderSide)
+#define TREL_RECTANGLE_FLAGS(FLAG) FLAG(Up) FLAG(Down) FLAG(EdgeLeft) FLAG(EdgeRight)
 
 #define TREL_SAVE_ENUMERATOR(name) Save##name,
 enum trelSaveFlag

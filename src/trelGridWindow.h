@@ -39,18 +39,18 @@ struct trelGridBins
   std::int32_t Count = 0;
 
   /**
-   * The bin of @p q: trunc((q - Minimum) / Separation). False, and @p bin untouched, if q lies
-   * outside the window by more than GridTolerance, is not a number, or the bin is not one of the
-   * Count bins: so a value just below the minimum has bin 0, and the upper edge of the last bin is
-   * open.
+   * The bin of @p q: trunc((q - Minimum) / Separation). False, and @p bin without a meaning, if q
+   * lies outside the window by more than GridTolerance, is not a number, or the bin is not one of
+   * the Count bins: so a value just below the minimum has bin 0, and the upper edge of the last bin
+   * is open.
    */
   bool Locate(double q, std::int32_t* bin) const
   {
     if (!(q - Minimum >= -GridTolerance && q - Maximum <= GridTolerance)) return false;
     const double index = (q - Minimum) / Separation;
-    if (!(index > -1.0 && index < Count) || Count == 0) return false;
+    if (!(index > -1.0 && index < Count)) return false;
     *bin = static_cast<std::int32_t>(index);
-    return true;
+    return *bin < Count;  // without bins nothing has one
   }
 
   double Midpoint(std::int32_t bin) const { return (bin + 0.5) * Separation + Minimum; }
@@ -77,17 +77,34 @@ inline double AzimuthDegrees(double dx, double dy, double r)
   return (dy < 0.0 ? 6.283185307179586 - angle : angle) * 180.0 / pi;
 }
 
-/** The coordinate of the point @p position along @p axis. */
-template <trelGridAxis axis>
-inline double GridCoordinate(const trelGridWindow& window, const double position[3])
+/**
+ * The azimuth bin of the point (dx, dy) at distance r from the centre. With one bin for the whole
+ * turn, as a grid of rings has, the angle itself is not needed: only 360 degrees, which rounding
+ * makes of a point just below the axis, and what is not a number have no bin.
+ */
+inline bool LocateAzimuth(const trelGridBins& bins, double dx, double dy, double r,
+                          std::int32_t* bin)
 {
+  if (bins.Separation == 360.0 && bins.Count == 1 && bins.Minimum == 0.0 && bins.Maximum == 360.0) {
+    const double cosine = dx / r;
+    *bin = 0;
+    return std::fabs(cosine) <= 1.0 && !(dy < 0.0 && cosine == 1.0);
+  }
+  return bins.Locate(AzimuthDegrees(dx, dy, r), bin);
+}
+
+/** The bin of the point @p position along @p axis. */
+template <trelGridAxis axis>
+inline bool LocateBin(const trelGridWindow& window, const double position[3], std::int32_t* bin)
+{
+  const trelGridBins& bins = window.Bins[axis];
   if constexpr (axis <= GridZ) {
-    return position[axis];
+    return bins.Locate(position[axis], bin);
   } else {
     const double dx = position[0] - window.Center[0];
     const double dy = position[1] - window.Center[1];
     const double r = std::sqrt(dx * dx + dy * dy);
-    return axis == GridR ? r : AzimuthDegrees(dx, dy, r);
+    return axis == GridR ? bins.Locate(r, bin) : LocateAzimuth(bins, dx, dy, r, bin);
   }
 }
 
@@ -100,12 +117,14 @@ bool LocateCell(const trelGridWindow& window, const double position[3], std::siz
 {
   std::size_t index = 0;
   std::int32_t bin = 0;
-  const bool found =
-      ((window.Bins[axes].Locate(GridCoordinate<axes>(window, position), &bin) &&
-        (index = index * static_cast<std::size_t>(window.Bins[axes].Count) + bin, true)) &&
-       ...);
+  const bool found = ((LocateBin<axes>(window, position, &bin) &&
+                       (index = index * static_cast<std::uint32_t>(window.Bins[axes].Count) +
+                                static_cast<std::uint32_t>(bin),
+                        true)) &&
+                      ...);
+  if (!found) return false;
   *cell = index;
-  return found;
+  return true;
 }
 
 /**

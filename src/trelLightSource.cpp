@@ -310,14 +310,15 @@ bool trelLightSource::SampleSurface(trelLaunchContext* monteCarlo, trelPhoton* p
 }
 
 /** Moves the packet to where its direction meets the skin of a tetrahedral medium, and into the
- * tissue behind that face. Meshes have no elements in this version: there is nothing to meet. */
+ *  tissue behind that face. Meshes have no elements in this version: there is nothing to meet. */
 static bool EnterTetrahedralMedium()
 {
   return false;
 }
 
 /** Moves the packet back along its direction until it is out of @p skin, and then forward to where
- * it enters; one that stands on it stays. False if it does not meet it within its width. */
+ *  it enters; one that stands on it stays. False if it does not meet it within its width, or is not
+ *  out of it after 10,000 moves. */
 static bool MoveToSkin(const trelShapeObject& skin, trelPhoton* photon)
 {
   double halfAxis[3];

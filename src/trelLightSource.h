@@ -52,8 +52,7 @@ public:
   std::uint32_t ComputePhotonTotal();
   std::uint32_t GetPhotonTotal() const { return PhotonTotal; }
 
-  /** Whether the source lies in the medium, default true; from outside, packets start on the skin.
-   */
+  /** Whether the source lies in the medium, default true; else packets start on the skin. */
   void SetInternal(bool internal) { Internal = internal; }
   bool IsInternal() const { return Internal; }
   /** Whether start points fill the shape, default true, or lie on its surface. */
@@ -68,9 +67,9 @@ public:
   /** What makes the source shine, default LuminousBioluminescence. */
   trelSetGetMacro(enum LuminousType, LuminousType)
 
-      /** Range of the azimuth of the start direction, given in degrees, kept in radians; default
-       * the full turn from 0. */
-      void SetAzimuthRange(double min, double max);
+  /** Range of the azimuth of the start direction, given in degrees, kept in radians; default 0 to
+   *  360. */
+  void SetAzimuthRange(double min, double max);
   void GetAzimuthRange(double* min, double* max) const;
   /** Range of the deflection of the start direction from +z, given in degrees, kept in radians;
    *  default 0 to 180. */

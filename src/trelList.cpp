@@ -13,7 +13,8 @@ void* trelList::GetItem(int i) const
   if (i < 0 || i >= Count) return nullptr;
   if (i == Count - 1) return Tail->Item;
   const Node* node = Head;
-  while (i-- > 0) node = node->Next;
+  while (i-- > 0)
+    node = node->Next;
   return node->Item;
 }
 

@@ -12,7 +12,7 @@
  */
 class trelList
 {
- public:
+public:
   trelList() = default;
   virtual ~trelList() { Clear(); }
   trelList(const trelList&) = delete;
@@ -30,7 +30,8 @@ class trelList
     return static_cast<Item*>(GetItem(i));
   }
 
-  /** Sets the cursor to the head; GetNextItem() then returns the items in turn, and null at the end. */
+  /** Sets the cursor to the head; GetNextItem() then returns the items in turn, and null at the
+   * end. */
   void InitTraversal() { Cursor = Head; }
   void* GetNextItem();
 
@@ -39,7 +40,7 @@ class trelList
 
   std::int32_t GetNumberOfItems() const { return Count; }
 
- private:
+private:
   struct Node
   {
     void* Item;
@@ -61,7 +62,8 @@ void ReleaseList(trelList*& list, Release release)
 {
   if (!list) return;
   list->InitTraversal();
-  while (void* item = list->GetNextItem()) (static_cast<Item*>(item)->*release)();
+  while (void* item = list->GetNextItem())
+    (static_cast<Item*>(item)->*release)();
   delete list;
   list = nullptr;
 }

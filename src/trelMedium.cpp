@@ -10,7 +10,7 @@
 #include "trelShapeObject.h"
 
 /** Cells along each axis: a look-up reads one of a million, 4 MB, whatever the model. */
-static constexpr std::int32_t gridSize = 100;
+static constexpr int gridSize = 100;
 
 /**
  * By how much a cell is widened before it is tested for being settled: a part of the cell, and a
@@ -96,8 +96,7 @@ struct trelMediumBox
   double Bounds[6];
 };
 
-/** Whether @p inner reaches beyond @p outer along one of the first @p axes axes; touching does not.
- */
+/** Whether @p inner reaches beyond @p outer along one of the first @p axes axes. */
 static bool SticksOut(const trelMediumBox& inner, const trelMediumBox& outer, int axes)
 {
   for (int axis = 0; axis < axes; ++axis) {
@@ -121,29 +120,13 @@ static bool IsSmallerPlanar(const trelMediumBox& box, const trelMediumBox& other
   return box.Extent(0) * other.Extent(1) < other.Extent(0) * other.Extent(1);
 }
 
-/** The cell that holds the coordinate, the nearest one when it lies beyond the grid; the first one
- *  for what is not a number, as with a step of 0. */
-inline std::int32_t trelMedium::GridAxis::CellOf(double coordinate) const
-{
-  double cell = (coordinate - Min) / Step;
-  cell = cell > 0.0 ? cell : 0.0;
-  cell = cell < Last ? cell : Last;
-  return static_cast<std::int32_t>(cell);
-}
-
-/** Of the two borders of the widened cell the one that is farther away from @p center. */
-double trelMedium::GridAxis::FarthestFrom(double center, std::int32_t cell) const
+double trelMedium::GridAxis::FarthestFrom(double center, std::ptrdiff_t cell) const
 {
   const double margin =
       marginOfStep * Step + marginOfCoordinate * std::max(std::fabs(Min), std::fabs(Max));
-  const double low = Min + cell * Step - margin;
-  const double high = Min + (cell + 1.0) * Step + margin;
+  const double low = Min + static_cast<double>(cell) * Step - margin;
+  const double high = Min + static_cast<double>(cell + 1) * Step + margin;
   return center - low > high - center ? low : high;
-}
-
-inline std::size_t trelMedium::CellOffset(std::int32_t i, std::int32_t j, std::int32_t k) const
-{
-  return (static_cast<std::size_t>(i) * Axes[1].Size + j) * Axes[2].Size + k;
 }
 
 bool trelMedium::BuildTissueGrid()
@@ -169,8 +152,7 @@ bool trelMedium::BuildTissueGrid()
 void trelMedium::AllocateGrid(const trelShapeObject& outer)
 {
   LayOutAxes(outer);
-  const std::size_t cells = CellOffset(Axes[0].Size, 0, 0);
-  TissueGrid.assign(cells, OutermostTissueIndex);
+  TissueGrid.assign(CellOffset(Axes[0].Size, 0, 0), OutermostTissueIndex);
   TissueRelation.assign(GetNumberOfTissues(), {});
   TissueOfIndex.clear();
   TissueOfIndex.reserve(GetNumberOfTissues());
@@ -180,8 +162,7 @@ void trelMedium::AllocateGrid(const trelShapeObject& outer)
   }
 }
 
-/** The last cell of an axis begins at the upper bound, so that a point there has a cell of its own.
- */
+/** The last cell of an axis begins at the upper bound: a point there has a cell of its own. */
 void trelMedium::LayOutAxes(const trelShapeObject& outer)
 {
   Planar = IsPlanarShape(outer);
@@ -237,15 +218,15 @@ void trelMedium::RetryBuild()
 void trelMedium::ClaimCells(std::int32_t tissue)
 {
   const trelMediumBox box(*GetTissueShape(tissue));
-  std::int32_t first[3];
-  std::int32_t last[3];
+  std::ptrdiff_t first[3];
+  std::ptrdiff_t last[3];
   for (int axis = 0; axis < 3; ++axis) {
     first[axis] = Axes[axis].CellOf(box.Min(axis));
     last[axis] = Axes[axis].CellOf(box.Max(axis));
   }
-  for (std::int32_t i = first[0]; i <= last[0]; ++i) {
-    for (std::int32_t j = first[1]; j <= last[1]; ++j) {
-      for (std::int32_t k = first[2]; k <= last[2]; ++k) {
+  for (std::ptrdiff_t i = first[0]; i <= last[0]; ++i) {
+    for (std::ptrdiff_t j = first[1]; j <= last[1]; ++j) {
+      for (std::ptrdiff_t k = first[2]; k <= last[2]; ++k) {
         std::int32_t& cell = TissueGrid[CellOffset(i, j, k)];
         cell = cell == OutermostTissueIndex ? tissue : Contend(tissue, cell);
       }
@@ -254,12 +235,10 @@ void trelMedium::ClaimCells(std::int32_t tissue)
   std::sort(TissueRelation[tissue].begin(), TissueRelation[tissue].end());
 }
 
-/** Relates a tissue and the holder of a cell that it claims; returns which of the two gets the
- * cell. */
+/** Relates a tissue and the holder of a cell that it claims; returns which of them gets it. */
 std::int32_t trelMedium::Contend(std::int32_t tissue, std::int32_t holder)
 {
-  // Tissues claim in ascending order: a holder that met this tissue before has it as its last
-  // entry.
+  // Tissues claim in ascending order: a holder that met this one before has it as its last entry.
   std::vector<std::int32_t>& holderRelation = TissueRelation[holder];
   if (holderRelation.empty() || holderRelation.back() != tissue) {
     holderRelation.push_back(tissue);
@@ -273,9 +252,9 @@ std::int32_t trelMedium::Contend(std::int32_t tissue, std::int32_t holder)
 
 void trelMedium::SettleCells()
 {
-  for (std::int32_t i = 0; i < Axes[0].Size; ++i) {
-    for (std::int32_t j = 0; j < Axes[1].Size; ++j) {
-      for (std::int32_t k = 0; k < Axes[2].Size; ++k) {
+  for (std::ptrdiff_t i = 0; i < Axes[0].Size; ++i) {
+    for (std::ptrdiff_t j = 0; j < Axes[1].Size; ++j) {
+      for (std::ptrdiff_t k = 0; k < Axes[2].Size; ++k) {
         if (!IsSettled(i, j, k)) continue;
         std::int32_t& cell = TissueGrid[CellOffset(i, j, k)];
         cell = ~cell;
@@ -294,7 +273,7 @@ void trelMedium::SettleCells()
  * Cells at the rim of the grid, in which points beyond the box fall too, reach beyond every shape
  * in the box and are never settled. A planar shape in a solid medium looks at no z and is left out.
  */
-bool trelMedium::IsSettled(std::int32_t i, std::int32_t j, std::int32_t k) const
+bool trelMedium::IsSettled(std::ptrdiff_t i, std::ptrdiff_t j, std::ptrdiff_t k) const
 {
   const trelShapeObject* shape = GetTissueShape(TissueGrid[CellOffset(i, j, k)]);
   const ShapeType type = shape->GetShapeType();
@@ -307,12 +286,7 @@ bool trelMedium::IsSettled(std::int32_t i, std::int32_t j, std::int32_t k) const
                             Axes[2].FarthestFrom(center[2], k)) == PointInside;
 }
 
-inline std::int32_t trelMedium::ReadCell(double x, double y, double z) const
-{
-  return TissueGrid[CellOffset(Axes[0].CellOf(x), Axes[1].CellOf(y), Axes[2].CellOf(z))];
-}
-
-inline bool trelMedium::IsOutsideBox(double x, double y, double z) const
+bool trelMedium::IsOutsideBox(double x, double y, double z) const
 {
   const double point[3] = {x, y, z};
   for (int axis = 0; axis < 3; ++axis) {
@@ -322,13 +296,12 @@ inline bool trelMedium::IsOutsideBox(double x, double y, double z) const
   return false;
 }
 
-std::int32_t trelMedium::GetTissueIndex(double x, double y, double z)
+/** Where no settled cell answers. */
+std::int32_t trelMedium::ResolveTissueIndex(double x, double y, double z)
 {
   if (ShapeIsTetrahedron) return Tetrahedron ? Tetrahedron->FindRegion(x, y, z) : 0;
   if (!GridReady) RetryBuild();
-  if (TissueGrid.empty()) return -1;
-  const std::int32_t cell = ReadCell(x, y, z);
-  return cell < 0 ? ~cell : ConfirmTissueIndex(x, y, z);
+  return ConfirmTissueIndex(x, y, z);
 }
 
 bool trelMedium::Holds(std::int32_t tissue, double x, double y, double z) const

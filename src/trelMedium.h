@@ -39,7 +39,7 @@ public:
   virtual void ClearModel();
 
   /** The tissues in index order. The medium takes the list over with its items; the items of a
-   * former list are released. Drops the grid. */
+   *  former list are released. Drops the grid. */
   void SetTissues(trelList* tissues);
   trelList* GetTissues() const { return Tissues; }
   std::int32_t GetNumberOfTissues() const;
@@ -55,11 +55,10 @@ public:
   /** Refractive index of the space around the medium, default 1. */
   trelSetGetMacro(double, AmbientRefractiveIndex)
 
-      /** Whether the medium is one tetrahedral mesh and not a nest of shapes, default false. */
-      trelSetGetMacro(bool, ShapeIsTetrahedron)
-      /** The mesh of a tetrahedral medium, held by reference; null until set, setting null is
-         ignored. */
-      void SetTetrahedron(trelMCTetrahedron* mesh);
+  /** Whether the medium is one tetrahedral mesh and not a nest of shapes, default false. */
+  trelSetGetMacro(bool, ShapeIsTetrahedron)
+  /** The mesh of a tetrahedral medium, held by reference; null until set. Null is ignored. */
+  void SetTetrahedron(trelMCTetrahedron* mesh);
   trelMCTetrahedron* GetTetrahedron() const { return Tetrahedron; }
 
   /** What bounds the medium: the mesh, or the shape of the outermost tissue; null when missing. */
@@ -77,10 +76,17 @@ public:
    * that the mesh finds, 0 without a mesh. A grid that is not ready is built first, without a lock;
    * while it cannot be built each look-up reports that and answers by the grid as far as it got.
    */
-  std::int32_t GetTissueIndex(double x, double y, double z);
+  std::int32_t GetTissueIndex(double x, double y, double z)
+  {
+    if (GridReady && !ShapeIsTetrahedron) {
+      const std::int32_t cell = ReadCell(x, y, z);
+      if (cell < 0) return ~cell;
+    }
+    return ResolveTissueIndex(x, y, z);
+  }
 
   /** What GetTissueIndex answers in a medium of shapes, with settled cells confirmed like all
-   * others. -1 without a grid. */
+   *  others. -1 without a grid. */
   std::int32_t ConfirmTissueIndex(double x, double y, double z) const;
 
   /** The shape of tissue @p i, null if it has none, without a walk through the list. Needs a built
@@ -91,14 +97,23 @@ private:
   /** The cells along one axis. The third axis of a planar medium has one cell without bounds. */
   struct GridAxis
   {
-    double Min;        /**< lower bound of the outermost shape: XMin, YMin, ZMin */
-    double Max;        /**< upper bound: XMax, YMax, ZMax */
-    double Step;       /**< size of a cell: GridStepX, GridStepY, GridStepZ */
-    std::int32_t Size; /**< number of cells: GridSizeX, GridSizeY, GridSizeZ */
-    double Last;       /**< Size - 1 */
+    double Min;          /**< lower bound of the outermost shape: XMin, YMin, ZMin */
+    double Max;          /**< upper bound: XMax, YMax, ZMax */
+    double Step;         /**< size of a cell: GridStepX, GridStepY, GridStepZ */
+    std::ptrdiff_t Size; /**< number of cells: GridSizeX, GridSizeY, GridSizeZ */
+    double Last;         /**< Size - 1 */
 
-    std::int32_t CellOf(double coordinate) const;
-    double FarthestFrom(double center, std::int32_t cell) const;
+    /** The cell that holds the coordinate, the nearest one when it lies beyond the grid; the first
+     *  one for what is not a number, as with a step of 0. */
+    std::ptrdiff_t CellOf(double coordinate) const
+    {
+      double cell = (coordinate - Min) / Step;
+      cell = cell > 0.0 ? cell : 0.0;
+      cell = cell < Last ? cell : Last;
+      return static_cast<std::ptrdiff_t>(cell);
+    }
+    /** Of the two borders of the widened cell the one that is farther away from @p center. */
+    double FarthestFrom(double center, std::ptrdiff_t cell) const;
   };
 
   bool HasOuterShape() const { return GetOutermostTissue() && GetOutermostTissue()->GetShape(); }
@@ -110,11 +125,18 @@ private:
   void ClaimCells(std::int32_t tissue);
   std::int32_t Contend(std::int32_t tissue, std::int32_t holder);
   void SettleCells();
-  bool IsSettled(std::int32_t i, std::int32_t j, std::int32_t k) const;
+  bool IsSettled(std::ptrdiff_t i, std::ptrdiff_t j, std::ptrdiff_t k) const;
   void DropGrid();
 
-  std::size_t CellOffset(std::int32_t i, std::int32_t j, std::int32_t k) const;
-  std::int32_t ReadCell(double x, double y, double z) const;
+  std::ptrdiff_t CellOffset(std::ptrdiff_t i, std::ptrdiff_t j, std::ptrdiff_t k) const
+  {
+    return (i * Axes[1].Size + j) * Axes[2].Size + k;
+  }
+  std::int32_t ReadCell(double x, double y, double z) const
+  {
+    return TissueGrid[CellOffset(Axes[0].CellOf(x), Axes[1].CellOf(y), Axes[2].CellOf(z))];
+  }
+  std::int32_t ResolveTissueIndex(double x, double y, double z);
   bool IsOutsideBox(double x, double y, double z) const;
   bool Holds(std::int32_t tissue, double x, double y, double z) const;
 

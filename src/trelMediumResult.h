@@ -87,7 +87,8 @@ public:
   /** Makes the table of fly times, a zeroed row for each packet to be launched, if it is wanted. A
    *  table that exists is zeroed, or kept if none is wanted any more. */
   bool InitializePhotonFlyTimes(const trelSimulationParameter* parameter);
-  /** Makes room for the faces of a mesh medium and sets its counts; the caller fills the faces. */
+  /** Makes room for the faces of a mesh medium and sets its counts, ahead of the grids; the caller
+   *  fills the faces. False after a report if there is not so much memory. */
   bool AllocateMeshFaces(std::int32_t faces, std::int32_t vertices, bool isTetraMesh);
 
   /** Frees all grids, the table of fly times and the faces of a mesh. */

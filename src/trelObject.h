@@ -16,14 +16,14 @@ extern const char* const trelVersion;
  * @class   trelObject
  * @brief   the root of the class tree: name, type test, debug switch, reference count, dependents
  *
- * A new object has a reference count of 0 and belongs to nobody. A holder calls Register() and, when
- * it lets go, UnRegister(); a creator that never registered calls Delete(), which spares an object
- * that somebody else holds. Counts are not atomic: objects are made, handed over and released on the
- * main thread only.
+ * A new object has a reference count of 0 and belongs to nobody. A holder calls Register() and,
+ * when it lets go, UnRegister(); a creator that never registered calls Delete(), which spares an
+ * object that somebody else holds. Counts are not atomic: objects are made, handed over and
+ * released on the main thread only.
  */
 class trelObject
 {
- public:
+public:
   trelObject() = default;
   virtual ~trelObject();
   trelObject(const trelObject&) = delete;
@@ -56,15 +56,15 @@ class trelObject
   void NotifyDependents();
   void ReleaseDependents();
 
- private:
+private:
   std::int32_t Debug = 0;
   std::int32_t ReferenceCount = 0;
   trelList* Dependents = nullptr;
 };
 
 /**
- * Puts @p next in the place of the held pointer @p held: a null or unchanged argument is ignored, the
- * old object is let go, the new one registered. Every SetInput and every owning setter is this.
+ * Puts @p next in the place of the held pointer @p held: a null or unchanged argument is ignored,
+ * the old object is let go, the new one registered. Every SetInput and every owning setter is this.
  */
 template <class Object>
 void ReplaceReference(Object*& held, Object* next)

@@ -40,7 +40,8 @@ public:
   /** Whether the object is shown at all, default true. */
   trelSetGetMacro(bool, Visible)
 
-      private : trelDisplayGroup Groups[NumberOfGroups];
+private:
+  trelDisplayGroup Groups[NumberOfGroups];
   bool Visible = true;
 };
 

@@ -29,33 +29,43 @@ void BreakOnError();
 std::string ReportPath(const char* file);
 
 /** Declares the run-time name of a class and its type test. */
-#define trelTypeMacro(thisClass, baseClass)                                        \
- public:                                                                           \
-  const char* GetClassName() const override { return #thisClass; }                 \
-  bool IsA(const char* name) const override                                        \
-  {                                                                                \
-    return (name && std::strcmp(name, #thisClass) == 0) || baseClass::IsA(name);   \
+#define trelTypeMacro(thisClass, baseClass)                                      \
+public:                                                                          \
+  const char* GetClassName() const override                                      \
+  {                                                                              \
+    return #thisClass;                                                           \
+  }                                                                              \
+  bool IsA(const char* name) const override                                      \
+  {                                                                              \
+    return (name && std::strcmp(name, #thisClass) == 0) || baseClass::IsA(name); \
   }
 
-/** Plain Set and Get of the field @p name; the comment above the macro says meaning, unit and range. */
-#define trelSetGetMacro(type, name)             \
-  void Set##name(type value) { name = value; } \
-  type Get##name() const { return name; }
+/** Plain Set and Get of the field @p name; the comment above the macro says meaning, unit and
+ * range. */
+#define trelSetGetMacro(type, name) \
+  void Set##name(type value)        \
+  {                                 \
+    name = value;                   \
+  }                                 \
+  type Get##name() const            \
+  {                                 \
+    return name;                    \
+  }
 
-#define trelReportMacro(prefix, className, message)                                           \
-  do {                                                                                        \
-    std::ostringstream trelReport;                                                            \
+#define trelReportMacro(prefix, className, message)                                            \
+  do {                                                                                         \
+    std::ostringstream trelReport;                                                             \
     trelReport << (prefix) << ": In " << ReportPath(__FILE__) << ", line " << __LINE__ << "\n" \
-               << (className) << " (" << static_cast<const void*>(this) << "): " << message   \
-               << "\n\n";                                                                     \
-    DisplayText(trelReport.str());                                                            \
+               << (className) << " (" << static_cast<const void*>(this) << "): " << message    \
+               << "\n\n";                                                                      \
+    DisplayText(trelReport.str());                                                             \
   } while (false)
 
 /** Reports an error; @p message may be a chain of `<<`. The caller decides what to return. */
-#define ErrorMacro(message)                             \
-  do {                                                  \
-    trelReportMacro("ERROR", GetClassName(), message);  \
-    BreakOnError();                                     \
+#define ErrorMacro(message)                            \
+  do {                                                 \
+    trelReportMacro("ERROR", GetClassName(), message); \
+    BreakOnError();                                    \
   } while (false)
 
 /** Reports a warning; the run goes on. */
@@ -65,9 +75,9 @@ std::string ReportPath(const char* file);
  * The debug line of a destructor. The class name is a literal here, since the object's dynamic type
  * has been cut back by the time a base's destructor runs.
  */
-#define DebugMacro(className, message)                             \
-  do {                                                             \
-    if (GetDebug()) trelReportMacro("Debug", className, message);  \
+#define DebugMacro(className, message)                            \
+  do {                                                            \
+    if (GetDebug()) trelReportMacro("Debug", className, message); \
   } while (false)
 
 #endif

@@ -20,16 +20,17 @@ public:
 
   /** Wavelength as the parameter file gives it, an integer; default 0. */
   trelSetGetMacro(std::uint32_t, Wavelength)
-      /** Absorption coefficient in 1/mm, 0 or above, default 0. */
-      trelSetGetMacro(double, Absorption)
-      /** Scattering coefficient in 1/mm, 0 or above, default 0. */
-      trelSetGetMacro(double, Scattering)
-      /** Mean cosine of the scattering angle, dimensionless, [-1, 1], default 0. */
-      trelSetGetMacro(double, Anisotropy)
-      /** Index of refraction, dimensionless, 1 or above, default 0. */
-      trelSetGetMacro(double, RefractiveIndex)
+  /** Absorption coefficient in 1/mm, 0 or above, default 0. */
+  trelSetGetMacro(double, Absorption)
+  /** Scattering coefficient in 1/mm, 0 or above, default 0. */
+  trelSetGetMacro(double, Scattering)
+  /** Mean cosine of the scattering angle, dimensionless, [-1, 1], default 0. */
+  trelSetGetMacro(double, Anisotropy)
+  /** Index of refraction, dimensionless, 1 or above, default 0. */
+  trelSetGetMacro(double, RefractiveIndex)
 
-          private : std::uint32_t Wavelength = 0;
+private:
+  std::uint32_t Wavelength = 0;
   double Absorption = 0.0;
   double Scattering = 0.0;
   double Anisotropy = 0.0;

@@ -8,7 +8,8 @@
 
 static std::string ParameterDirectory;
 
-/** The path with the separators of this platform: elsewhere than on Windows a backslash is one too. */
+/** The path with the separators of this platform: elsewhere than on Windows a backslash is one too.
+ */
 static std::string NativePath(std::string path)
 {
 #ifndef _WIN32

@@ -13,19 +13,22 @@
 /** True exactly if the second character is ':', a drive letter. A leading slash does not count. */
 bool IsAbsolutePath(const std::string& path);
 
-/** The absolute, normalised form of @p path; on failure reports "GetFullPathName failed!" and gives "". */
+/** The absolute, normalised form of @p path; on failure reports "GetFullPathName failed!" and gives
+ * "". */
 std::string GetFullPath(const std::string& path);
 
 /** Stores the directory of @p file, with its last separator, as ParameterDirectory. */
 void SetParameterDirectory(const std::string& file);
 
-/** The directory of the parameter file that is being read, process-wide, with its last separator. */
+/** The directory of the parameter file that is being read, process-wide, with its last separator.
+ */
 const std::string& GetParameterDirectory();
 
 /**
  * Makes @p path absolute, against ParameterDirectory if it is relative. An empty path reports "File
- * path is null!" and stays. A path with a leading slash is first looked for below ParameterDirectory;
- * if nothing is there and the path itself names a file, it is taken as it stands.
+ * path is null!" and stays. A path with a leading slash is first looked for below
+ * ParameterDirectory; if nothing is there and the path itself names a file, it is taken as it
+ * stands.
  */
 void ResolvePath(std::string& path);
 

@@ -13,11 +13,36 @@
  * The change of direction at a scattering event. Inline: it runs once for each interaction.
  */
 
-/** The sine of the azimuth @p phi in [0, 2 pi) from its cosine. */
-inline double SinOfAzimuth(double phi, double cosPhi)
+/**
+ * cos(2 pi @p turn) for @p turn in [0, 1), within 3e-16 of the exact value.
+ *
+ * With u = |turn - 1/2| - 1/4, which is exact, it is sin(2 pi u) on a quarter turn to either side:
+ * one odd polynomial (Taylor's to the 21st order, 2e-18 off at the ends), without the branches and
+ * the tables of a cosine that must take any argument. A quarter of the library's instructions.
+ */
+inline double CosineOfTurn(double turn)
 {
-  const double sine = std::sqrt(1.0 - cosPhi * cosPhi);
-  return Pi - phi < 0.0 ? -sine : sine;
+  const double x = 2.0 * Pi * (std::fabs(turn - 0.5) - 0.25);
+  const double z = x * x;
+  double sum = 1.0 / 51090942171709440000.0;
+  sum = sum * z - 1.0 / 121645100408832000.0;
+  sum = sum * z + 1.0 / 355687428096000.0;
+  sum = sum * z - 1.0 / 1307674368000.0;
+  sum = sum * z + 1.0 / 6227020800.0;
+  sum = sum * z - 1.0 / 39916800.0;
+  sum = sum * z + 1.0 / 362880.0;
+  sum = sum * z - 1.0 / 5040.0;
+  sum = sum * z + 1.0 / 120.0;
+  sum = sum * z - 1.0 / 6.0;
+  return x + x * z * sum;
+}
+
+/** The sine of the same angle from its cosine, which rounding may have carried past 1: negative in
+ * the second half of the turn. */
+inline double SineOfTurn(double turn, double cosine)
+{
+  const double sine = std::sqrt(std::max(0.0, 1.0 - cosine * cosine));
+  return turn > 0.5 ? -sine : sine;
 }
 
 /**
@@ -43,9 +68,9 @@ inline double SampleHenyeyGreenstein(ThreadState& state, double g)
 inline void Scatter2D(ThreadState& state)
 {
   trelPhoton& photon = *state.Photon;
-  const double phi = 2.0 * Pi * state.NextRandom();
-  photon.DirectionX = std::cos(phi);
-  photon.DirectionY = SinOfAzimuth(phi, photon.DirectionX);
+  const double turn = state.NextRandom();
+  photon.DirectionX = CosineOfTurn(turn);
+  photon.DirectionY = SineOfTurn(turn, photon.DirectionX);
 }
 
 /**
@@ -59,9 +84,9 @@ inline void Scatter3D(ThreadState& state, double g)
   const double ux = photon.DirectionX;
   const double uy = photon.DirectionY;
   const double uz = photon.DirectionZ;
-  const double phi = 2.0 * Pi * state.NextRandom();
-  const double cosPhi = std::cos(phi);
-  const double sinPhi = SinOfAzimuth(phi, cosPhi);
+  const double turn = state.NextRandom();
+  const double cosPhi = CosineOfTurn(turn);
+  const double sinPhi = SineOfTurn(turn, cosPhi);
   const double cosTheta = SampleHenyeyGreenstein(state, g);
   const double sinTheta = std::sqrt(1.0 - cosTheta * cosTheta);
   if (std::fabs(uz) > UnitCosineLimit) {

@@ -37,14 +37,15 @@ public:
 
   /** Focal length of the lens, default 55. */
   trelSetGetMacro(double, FocalLength)
-      /** Distance from the lens to the detecting plane, default 72.5403. */
-      trelSetGetMacro(double, ImageDistance)
-      /** The coordinate plane that the detector's orientation is measured from, default PlaneXZ. */
-      trelSetGetMacro(enum VerticalPlane, VerticalPlane)
-      /** Radius of the lens, default 26. */
-      trelSetGetMacro(double, LensRadius)
+  /** Distance from the lens to the detecting plane, default 72.5403. */
+  trelSetGetMacro(double, ImageDistance)
+  /** The coordinate plane that the detector's orientation is measured from, default PlaneXZ. */
+  trelSetGetMacro(enum VerticalPlane, VerticalPlane)
+  /** Radius of the lens, default 26. */
+  trelSetGetMacro(double, LensRadius)
 
-          private : double Center[3] = {15.0, 60.0, 323.0};
+private:
+  double Center[3] = {15.0, 60.0, 323.0};
   double Normal[3] = {0.0, 0.0, -1.0};
   double Size[2] = {27.6, 27.6};
   std::int32_t Resolution[2] = {512, 512};

@@ -16,7 +16,7 @@ class trelProcessObject : public trelObject
 {
   trelTypeMacro(trelProcessObject, trelObject)
 
- public:
+public:
   ~trelProcessObject() override;
 
   /** The stage's work; true for success. The base does nothing. */
@@ -28,12 +28,13 @@ class trelProcessObject : public trelObject
   /** Adds the three method pointers, which no code of the program sets. */
   void PrintSelf(std::ostream& stream) const override;
 
-  /** How far the stage has come, 0 to ProgressMaximum (1000). A display value: threads write it without a lock. */
+  /** How far the stage has come, 0 to ProgressMaximum (1000). A display value: threads write it
+   * without a lock. */
   std::int32_t GetProgress() const { return Progress; }
   std::int32_t GetProgressMaximum() const { return ProgressMaximum; }
   const std::string& GetProgressText() const { return ProgressText; }
 
- protected:
+protected:
   /** Stores @p progress and tells the dependents. */
   void ReportProgress(std::int32_t progress);
 

@@ -18,16 +18,18 @@ int vdRngUniform(int /*method*/, trelRandomStream* stream, int count, double* bl
   constexpr std::uint64_t mask = (std::uint64_t{1} << 59) - 1;
   constexpr double scale = 1.0 / static_cast<double>(std::uint64_t{1} << 59);
   constexpr double largestBelowOne = 1.0 - 1.0 / 9007199254740992.0;
-  const double width = b - a;
   std::uint64_t state = stream->State;
   for (int i = 0; i < count; ++i) {
-    // The state has 59 bits and a double 53: the highest few hundred states would round to 1. The
-    // signed conversion is one instruction; the value is the same.
+    // The state has 59 bits and a double 53: the highest 32 states would round to 1. Converted as a
+    // signed number, which takes one instruction, it has the same value.
     const double u = static_cast<double>(static_cast<std::int64_t>(state)) * scale;
-    block[i] = a + width * std::min(u, largestBelowOne);
+    block[i] = std::min(u, largestBelowOne);
     state = (state * multiplier) & mask;
   }
   stream->State = state;
+  if (a == 0.0 && b == 1.0) return 0;
+  for (int i = 0; i < count; ++i)
+    block[i] = a + (b - a) * block[i];
   return 0;
 }
 

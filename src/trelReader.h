@@ -12,7 +12,7 @@ class trelReader : public trelSource, public trelFileNames
 {
   trelTypeMacro(trelReader, trelSource)
 
- public:
+public:
   ~trelReader() override;
 };
 

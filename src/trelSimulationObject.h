@@ -11,7 +11,7 @@ class trelSimulationObject : public trelObject
 {
   trelTypeMacro(trelSimulationObject, trelObject)
 
- public:
+public:
   ~trelSimulationObject() override;
 };
 

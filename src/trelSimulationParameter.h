@@ -45,8 +45,7 @@ public:
   std::int32_t GetNumberOfTissues() const;
   /** Tissue @p i, from 0; null when there is none. */
   trelTissue* GetTissue(int i) const;
-  /** What bounds the medium: the tetrahedral mesh or the outermost tissue's shape; null if missing.
-   */
+  /** What bounds the medium: the mesh or the outermost tissue's shape; null if missing. */
   trelShapeObject* GetOuterShape() const;
 
   /** The light sources in index order. The list is taken over with its items; the items of a former
@@ -82,51 +81,46 @@ public:
 
   /** Dimension of the model, default DimensionUnset. */
   trelSetGetMacro(SimulationDimension, Dimension)
-      /** Imaging mode, default BLT. */
-      trelSetGetMacro(enum SimulationType, SimulationType)
-      /** Default MediumVRMC; there is no filter for MediumAMC. */
-      trelSetGetMacro(enum MediumAlgorithm, MediumAlgorithm)
-      /** Default FreespacePinhole. */
-      trelSetGetMacro(enum FreespaceAlgorithm, FreespaceAlgorithm)
+  /** Imaging mode, default BLT. */
+  trelSetGetMacro(enum SimulationType, SimulationType)
+  /** Default MediumVRMC; there is no filter for MediumAMC. */
+  trelSetGetMacro(enum MediumAlgorithm, MediumAlgorithm)
+  /** Default FreespacePinhole. */
+  trelSetGetMacro(enum FreespaceAlgorithm, FreespaceAlgorithm)
 
-      /** Cells of the absorption grid, default CoordinateCartesian. */
-      trelSetGetMacro(CoordinateType, AbsorptionCoordinate)
-      /** Cells of the transmittance grids, default CoordinatePolar; Validate fits it to the outer
-         shape. */
-      trelSetGetMacro(CoordinateType, TransmittanceCoordinate)
-      /** Whether the absorption is scored and saved, default true. */
-      trelSetGetMacro(bool, SaveAbsorption)
-      /** Whether the transmittance is scored and saved, default true. */
-      trelSetGetMacro(bool, SaveTransmittance)
-      /** Whether position and fly time of each escaped packet are recorded, default false. */
-      trelSetGetMacro(bool, SavePhotonFlyTime)
-      /** Whether the fluence rate is derived from the absorption after the run, default false. */
-      trelSetGetMacro(bool, SaveFluenceRate)
+  /** Cells of the absorption grid, default CoordinateCartesian. */
+  trelSetGetMacro(CoordinateType, AbsorptionCoordinate)
+  /** Cells of the surface grids, default CoordinatePolar; Validate fits them to the shape. */
+  trelSetGetMacro(CoordinateType, TransmittanceCoordinate)
+  /** Whether the absorption is scored and saved, default true. */
+  trelSetGetMacro(bool, SaveAbsorption)
+  /** Whether the transmittance is scored and saved, default true. */
+  trelSetGetMacro(bool, SaveTransmittance)
+  /** Whether position and fly time of each escaped packet are recorded, default false. */
+  trelSetGetMacro(bool, SavePhotonFlyTime)
+  /** Whether the fluence rate is derived from the absorption after the run, default false. */
+  trelSetGetMacro(bool, SaveFluenceRate)
 
-      /** Whether continuous-wave results are wanted, default true. */
-      trelSetGetMacro(bool, ContinuousWave)
-      /** Whether time-resolved results are wanted, default false. */
-      trelSetGetMacro(bool, TimeDomain)
-      /** Whether frequency-domain results are wanted, default false. */
-      trelSetGetMacro(bool, FrequencyDomain)
-      /** Modulation frequency in MHz, default 0; the phase is 2 pi Frequency FlyTime / 1000000. */
-      trelSetGetMacro(double, Frequency)
+  /** Whether continuous-wave results are wanted, default true. */
+  trelSetGetMacro(bool, ContinuousWave)
+  /** Whether time-resolved results are wanted, default false. */
+  trelSetGetMacro(bool, TimeDomain)
+  /** Whether frequency-domain results are wanted, default false. */
+  trelSetGetMacro(bool, FrequencyDomain)
+  /** Modulation frequency in MHz, default 0; the phase is 2 pi Frequency FlyTime / 1000000. */
+  trelSetGetMacro(double, Frequency)
 
-      /** A packet ends when it has done more steps than this, default 100000. */
-      trelSetGetMacro(std::int32_t, StepNumberMax)
-      /** A packet ends when it has flown longer than this, ps, default 10000. */
-      trelSetGetMacro(double, FlyTimeMax)
-      /** Number of worker threads, default 1. */
-      trelSetGetMacro(std::int32_t, ThreadNumber)
-      /** Keeps a seed of the parameter file. Nothing reads the seeds: streams are seeded by the
-         clock. */
-      void AddThreadSeed(std::int32_t seed)
-  {
-    ThreadSeeds.push_back(seed);
-  }
+  /** A packet ends when it has done more steps than this, default 100000. */
+  trelSetGetMacro(std::int32_t, StepNumberMax)
+  /** A packet ends when it has flown longer than this, ps, default 10000. */
+  trelSetGetMacro(double, FlyTimeMax)
+  /** Number of worker threads, default 1. */
+  trelSetGetMacro(std::int32_t, ThreadNumber)
+  /** Keeps a seed of the parameter file. Nothing reads the seeds: the clock seeds the streams. */
+  void AddThreadSeed(std::int32_t seed) { ThreadSeeds.push_back(seed); }
 
-  /** Size of a cell along each axis, default 1 each; 0 is refused by Validate where the axis
-   * counts, below 0 there are no cells. */
+  /** Size of a cell along each axis, default 1 each. Validate refuses 0 where a grid is divided
+   *  along the axis; a size below 0 gives no cells. */
   void SetSeparations(double x, double y, double z, double radial, double azimuth,
                       double deflection);
   void GetSeparations(double separations[NumberOfAxes]) const;
@@ -170,7 +164,7 @@ public:
   void GetRectangleEdgeFlags(bool flags[NumberOfRectangleEdges]) const;
 
   /** Builds what ray queries and look-ups need: voxel tables of meshes and the medium's grid.
-   * Called on the main thread before the first packet. */
+   *  Called on the main thread before the first packet. */
   void PrepareGeometry();
 
   /**
@@ -180,8 +174,8 @@ public:
   bool Validate();
 
   /** Works out the region of interest, the numbers of cells and of time gates and the face flags,
-   * if there is an outer shape. The getters call it on first demand; flags once cleared stay
-   * cleared. */
+   *  if there is an outer shape. The getters call it on first demand; flags once cleared stay
+   *  cleared. */
   void ComputeCounts() const;
 
 private:

@@ -65,14 +65,13 @@ public:
   std::int32_t GetFormat() const { return Format; }
 
   /** The counts at the head of the file, 0 by default. */
-  trelSetGetMacro(std::int32_t, SpectrumNum) trelSetGetMacro(std::int32_t, LightSourceNum)
-      trelSetGetMacro(std::int32_t, TissueNum) trelSetGetMacro(std::int32_t, DetectorNum)
+  trelSetGetMacro(std::int32_t, SpectrumNum)
+  trelSetGetMacro(std::int32_t, LightSourceNum)
+  trelSetGetMacro(std::int32_t, TissueNum)
+  trelSetGetMacro(std::int32_t, DetectorNum)
 
-      /** The wavelengths read so far, a whole number for each spectrum, in nm as a rule. */
-      const std::vector<std::uint32_t>& GetWavelengthList() const
-  {
-    return WavelengthList;
-  }
+  /** The wavelengths read so far, a whole number for each spectrum, in nm as a rule. */
+  const std::vector<std::uint32_t>& GetWavelengthList() const { return WavelengthList; }
   /** The objects that AllocateModel() made. */
   const trelModelIndex& GetModelIndex() const { return ModelIndex; }
   /** The file, at its current line. */

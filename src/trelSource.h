@@ -11,7 +11,7 @@ class trelSource : public trelProcessObject
 {
   trelTypeMacro(trelSource, trelProcessObject)
 
- public:
+public:
   ~trelSource() override;
 };
 

@@ -22,31 +22,29 @@ class trelSpectrum final : public trelSimulationObject
 public:
   /** Energy of all packets of this entry together, 0 or above, in the user's unit; default 0. */
   trelSetGetMacro(double, Energy)
-      /** Number of packets to launch, default 0. */
-      trelSetGetMacro(std::uint32_t, PhotonNumber)
-      /** Wavelength as the parameter file gives it, an integer; default 0. */
-      trelSetGetMacro(std::uint32_t, Wavelength)
-      /** Place of this entry among the wavelengths, from 0; selects optical parameters and results.
-       */
-      trelSetGetMacro(std::uint32_t, WavelengthIndex)
+  /** Number of packets to launch, default 0. */
+  trelSetGetMacro(std::uint32_t, PhotonNumber)
+  /** Wavelength as the parameter file gives it, an integer; default 0. */
+  trelSetGetMacro(std::uint32_t, Wavelength)
+  /** Place among the wavelengths, from 0; selects optical parameters and results. */
+  trelSetGetMacro(std::uint32_t, WavelengthIndex)
 
-      /** Fluorophore: fraction of the absorbed light that is given off again, [0, 1], default 0. */
-      trelSetGetMacro(double, QuantumYield)
-      /** Fluorophore: the wavelength that excites this emission, default 0. */
-      trelSetGetMacro(std::uint32_t, ExcitationWavelength)
-      /** Fluorophore: its absorption coefficient in 1/mm, default 0. */
-      trelSetGetMacro(double, FluorophoreAbsorption)
-      /** Fluorophore: scale of the exponential delay of the emission in ps, default 0. */
-      trelSetGetMacro(double, LifeTime)
+  /** Fluorophore: fraction of the absorbed light that is given off again, [0, 1], default 0. */
+  trelSetGetMacro(double, QuantumYield)
+  /** Fluorophore: the wavelength that excites this emission, default 0. */
+  trelSetGetMacro(std::uint32_t, ExcitationWavelength)
+  /** Fluorophore: its absorption coefficient in 1/mm, default 0. */
+  trelSetGetMacro(double, FluorophoreAbsorption)
+  /** Fluorophore: scale of the exponential delay of the emission in ps, default 0. */
+  trelSetGetMacro(double, LifeTime)
 
-      /**
-       * The part of the light that the skin of @p medium throws back at normal incidence,
-       * ((n0 - n1) / (n0 + n1))^2 with n0 of the surroundings and n1 of the outermost tissue; 0
-       * without
-       * @p specular. Computed together with the packet weight by the first call of either operation
-       * and kept from then on, whatever later calls say.
-       */
-      double GetSpecularReflectance(bool specular, const trelMedium* medium);
+  /**
+   * The part of the light that the skin of @p medium throws back at normal incidence (Fresnel),
+   * ((n0 - n1) / (n0 + n1))^2 with n0 of the surroundings and n1 of the outermost tissue; 0 if
+   * @p specular is false. Computed together with the packet weight by the first call of either
+   * operation and kept from then on, whatever later calls say.
+   */
+  double GetSpecularReflectance(bool specular, const trelMedium* medium);
 
   /**
    * The start weight of one packet, (Energy - SpecularReflectance) / PhotonNumber. The reflectance

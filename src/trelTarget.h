@@ -11,7 +11,7 @@ class trelTarget : public trelProcessObject
 {
   trelTypeMacro(trelTarget, trelProcessObject)
 
- public:
+public:
   ~trelTarget() override;
 };
 

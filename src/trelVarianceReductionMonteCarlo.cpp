@@ -29,6 +29,7 @@ bool trelVarianceReductionMonteCarlo::Initialize()
   DomainCW = Input->GetContinuousWave();
   DomainTD = Input->GetTimeDomain();
   DomainFD = Input->GetFrequencyDomain();
+  OnlyCW = DomainCW && !DomainTD && !DomainFD;
   Dimension = Input->GetDimension();
   SaveAbsorption = Input->GetSaveAbsorption();
   SaveTransmittance = Input->GetSaveTransmittance();
@@ -239,6 +240,57 @@ double trelVarianceReductionMonteCarlo::NextRandom()
   return GetThreadState().NextRandom();
 }
 
+// Scoring.
+
+/** Adds to a cell that all threads of the team share. */
+static inline void AddToCell(const ThreadState& state, double* cell, double value)
+{
+  if (state.OneThread) {
+    *cell += value;
+    return;
+  }
+#pragma omp atomic
+  *cell += value;
+}
+
+/** The cell of the packet's position, or of the mesh face that it crossed. */
+static inline bool LocateScoreCell(const ThreadState& state, const trelScoreTarget& target,
+                                   std::size_t* cell)
+{
+  if (!target.Locate) {
+    *cell = static_cast<std::size_t>(state.BoundaryFace);
+    return *cell < target.NumberOfCells;
+  }
+  const trelPhoton& photon = *state.Photon;
+  const double position[3] = {photon.PositionX, photon.PositionY, photon.PositionZ};
+  return target.Locate(state.Scores->Window, position, cell);
+}
+
+static inline void ScoreCW(const ThreadState& state, const trelScoreTarget& target, double value)
+{
+  std::size_t cell = 0;
+  if (target.CW && LocateScoreCell(state, target, &cell)) AddToCell(state, target.CW + cell, value);
+}
+
+static inline void ScoreTD(const ThreadState& state, const trelScoreTarget& target, double value)
+{
+  std::int32_t bin = 0;
+  std::size_t cell = 0;
+  if (target.TD && state.Scores->Window.Time.Locate(state.Photon->FlyTime, &bin) &&
+      LocateScoreCell(state, target, &cell)) {
+    AddToCell(state, target.TD + bin * target.NumberOfCells + cell, value);
+  }
+}
+
+static inline void ScoreFD(const ThreadState& state, const trelScoreTarget& target, double value,
+                           double phase)
+{
+  std::size_t cell = 0;
+  if (!target.FDReal || !LocateScoreCell(state, target, &cell)) return;
+  AddToCell(state, target.FDReal + cell, std::cos(phase) * value);
+  if (target.FDImag) AddToCell(state, target.FDImag + cell, std::sin(phase) * value);
+}
+
 // The trace of a packet.
 
 void trelVarianceReductionMonteCarlo::TraceAnalytic(ThreadState& state)
@@ -293,10 +345,28 @@ const trelCoefficients& trelVarianceReductionMonteCarlo::CoefficientsOf(
   return Coefficients[static_cast<std::size_t>(tissue) * NumberOfSpectra + photon.WavelengthIndex];
 }
 
+inline bool trelVarianceReductionMonteCarlo::AdvanceAnalytic(ThreadState& state,
+                                                             const trelCoefficients& start)
+{
+  const trelCoefficients* here = &start;
+  NewStep(state, start);
+  if (CrossesBoundaryAnalytic(state)) {
+    if (MoveToBoundaryAnalytic(state, start)) {
+      ResolveBoundary(state, start);
+    } else {
+      if (!ChangeTissue(state, state.NextTissue)) return false;
+      here = &CoefficientsOf(state.NextTissue, *state.Photon);
+    }
+  }
+  Hop(state, *here);
+  UpdateDirection(state, *here);
+  return true;
+}
+
 void trelVarianceReductionMonteCarlo::StepAnalytic(ThreadState* state)
 {
   const trelCoefficients& start = CoefficientsOf(state->Photon->TissueIndex, *state->Photon);
-  if (!AdvanceAnalytic(*state)) return;
+  if (!AdvanceAnalytic(*state, start)) return;
   if (start.IsNonInteracting()) {
     state->PartialAbsorption = true;  // no roulette where nothing is absorbed
     return;
@@ -307,21 +377,6 @@ void trelVarianceReductionMonteCarlo::StepAnalytic(ThreadState* state)
 void trelVarianceReductionMonteCarlo::StepTetrahedral(ThreadState* state)
 {
   state->Photon->Dead = true;  // no packet starts in a medium that cannot be loaded
-}
-
-bool trelVarianceReductionMonteCarlo::AdvanceAnalytic(ThreadState& state)
-{
-  NewStep(state);
-  if (CrossesBoundaryAnalytic(state)) {
-    if (MoveToBoundaryAnalytic(state)) {
-      ResolveBoundary(state);
-    } else if (!ChangeTissue(state, state.NextTissue)) {
-      return false;
-    }
-  }
-  Hop(state);
-  UpdateDirection(state);
-  return true;
 }
 
 /** The packet finds itself in another tissue without a boundary on its way. False if that is
@@ -335,10 +390,9 @@ bool trelVarianceReductionMonteCarlo::ChangeTissue(ThreadState& state, std::int3
   return false;
 }
 
-void trelVarianceReductionMonteCarlo::NewStep(ThreadState& state)
+void trelVarianceReductionMonteCarlo::NewStep(ThreadState& state, const trelCoefficients& here)
 {
   trelPhoton& photon = *state.Photon;
-  const trelCoefficients& here = CoefficientsOf(photon.TissueIndex, photon);
   if (here.IsNonInteracting()) {
     photon.StepSize = 0.5;  // mm: short enough that the boundary tests see thin tissues
     photon.StepLeft = 0.0;
@@ -350,17 +404,17 @@ void trelVarianceReductionMonteCarlo::NewStep(ThreadState& state)
   }
 }
 
-void trelVarianceReductionMonteCarlo::Hop(ThreadState& state)
+void trelVarianceReductionMonteCarlo::Hop(ThreadState& state, const trelCoefficients& here)
 {
   trelPhoton& photon = *state.Photon;
-  photon.PositionX += photon.StepSize * photon.DirectionX;
-  photon.PositionY += photon.StepSize * photon.DirectionY;
-  photon.PositionZ += photon.StepSize * photon.DirectionZ;
-  photon.PathLength += photon.StepSize;
+  const double step = photon.StepSize;
+  photon.PositionX += step * photon.DirectionX;
+  photon.PositionY += step * photon.DirectionY;
+  photon.PositionZ += step * photon.DirectionZ;
+  photon.PathLength += step;
   // 10 / 3 ps/mm is the reciprocal of the speed of light; the index is that of the tissue being
   // left.
-  const double index = CoefficientsOf(photon.TissueIndex, photon).RefractiveIndex;
-  photon.FlyTime += index * photon.StepSize * 10.0 / 3.0;
+  photon.FlyTime += here.RefractiveIndex * step * 10.0 / 3.0;
 }
 
 /** Brings a direction that rounding has stretched back to unit length; leaves a null vector alone.
@@ -379,7 +433,8 @@ static inline void RenormalizeDirection(trelPhoton& photon)
   photon.DirectionZ /= length;
 }
 
-void trelVarianceReductionMonteCarlo::UpdateDirection(ThreadState& state)
+void trelVarianceReductionMonteCarlo::UpdateDirection(ThreadState& state,
+                                                      const trelCoefficients& here)
 {
   if (state.TransmitPending) {
     Transmit(state);
@@ -387,45 +442,49 @@ void trelVarianceReductionMonteCarlo::UpdateDirection(ThreadState& state)
     Reflect(state);
     state.ReflectPending = false;
   } else {
-    Scatter(state);
-    Deposit(state);
+    Scatter(state, here);
+    Deposit(state, here);
   }
   RenormalizeDirection(*state.Photon);
 }
 
-void trelVarianceReductionMonteCarlo::Scatter(ThreadState& state)
+void trelVarianceReductionMonteCarlo::Scatter(ThreadState& state, const trelCoefficients& here)
 {
   if (Dimension == Dimension2D) {
     Scatter2D(state);  // in non-interacting tissue too
-    return;
+  } else if (!here.IsNonInteracting()) {
+    Scatter3D(state, here.Anisotropy);
   }
-  const trelCoefficients& here = CoefficientsOf(state.Photon->TissueIndex, *state.Photon);
-  if (!here.IsNonInteracting()) Scatter3D(state, here.Anisotropy);
 }
 
-void trelVarianceReductionMonteCarlo::Deposit(ThreadState& state)
+void trelVarianceReductionMonteCarlo::Deposit(ThreadState& state, const trelCoefficients& here)
 {
   trelPhoton& photon = *state.Photon;
-  double deposited = 0.0;
-  if (!state.PartialAbsorption) {
-    deposited = photon.Weight;
-    photon.Weight = 0.0;
-    state.PartialAbsorption = true;
-  } else {
-    const trelCoefficients& here = CoefficientsOf(photon.TissueIndex, photon);
+  double deposited = photon.Weight;
+  if (state.PartialAbsorption) {
     if (std::fabs(photon.StepSize) < GeometryTolerance || here.IsNonInteracting()) return;
     deposited = here.Absorption * photon.Weight / here.Interaction;
-    photon.Weight -= deposited;
   }
-  if (SaveAbsorption) {
-    ScoreInDomains(state, state.Scores->Absorption, state.SourceWeight * deposited);
+  photon.Weight -= deposited;
+  state.PartialAbsorption = true;
+  if (!SaveAbsorption) return;
+  const double value = state.SourceWeight * deposited;
+  if (OnlyCW) {
+    ScoreCW(state, state.Scores->Absorption, value);
+  } else {
+    ScoreInDomains(state, state.Scores->Absorption, value);
   }
 }
 
 void trelVarianceReductionMonteCarlo::Roulette(ThreadState& state)
 {
   trelPhoton& photon = *state.Photon;
-  if (!(photon.Weight < 0.0001) || photon.Dead) return;
+  if (photon.Weight < 0.0001 && !photon.Dead) PlayRoulette(state);
+}
+
+void trelVarianceReductionMonteCarlo::PlayRoulette(ThreadState& state)
+{
+  trelPhoton& photon = *state.Photon;
   if (state.NextRandom() < 0.1) {
     photon.Weight /= 0.1;
     state.PartialAbsorption = true;
@@ -433,7 +492,7 @@ void trelVarianceReductionMonteCarlo::Roulette(ThreadState& state)
   }
   state.PartialAbsorption = false;
   photon.Dead = true;
-  Deposit(state);
+  Deposit(state, CoefficientsOf(photon.TissueIndex, photon));
   state.SpectrumMediumResult->IncrementAbsorpPhotonNum();
 }
 
@@ -454,7 +513,8 @@ bool trelVarianceReductionMonteCarlo::CrossesBoundaryAnalytic(ThreadState& state
   return state.NextTissue != photon.TissueIndex;
 }
 
-bool trelVarianceReductionMonteCarlo::MoveToBoundaryAnalytic(ThreadState& state)
+bool trelVarianceReductionMonteCarlo::MoveToBoundaryAnalytic(ThreadState& state,
+                                                             const trelCoefficients& here)
 {
   trelPhoton& photon = *state.Photon;
   const bool entersInner = photon.TissueIndex == OutermostTissue && state.NextTissue != -1;
@@ -466,13 +526,14 @@ bool trelVarianceReductionMonteCarlo::MoveToBoundaryAnalytic(ThreadState& state)
                            entersInner ? RayEnters : RayLeaves)) {
     return false;
   }
-  CutStep(state, distance);
+  CutStep(state, here, distance);
   return true;
 }
 
 /** Ends the step at @p distance and keeps the rest of it, as an optical depth; turns the normal
  * along the travel. */
-void trelVarianceReductionMonteCarlo::CutStep(ThreadState& state, double distance)
+void trelVarianceReductionMonteCarlo::CutStep(ThreadState& state, const trelCoefficients& here,
+                                              double distance)
 {
   trelPhoton& photon = *state.Photon;
   if (NormalDotDirection(state) < 0.0) {
@@ -480,15 +541,15 @@ void trelVarianceReductionMonteCarlo::CutStep(ThreadState& state, double distanc
     state.NormalY = -state.NormalY;
     state.NormalZ = -state.NormalZ;
   }
-  const trelCoefficients& here = CoefficientsOf(photon.TissueIndex, photon);
   photon.StepLeft = (photon.StepSize - distance) * here.Interaction;
   photon.StepSize = distance;
 }
 
-void trelVarianceReductionMonteCarlo::ResolveBoundary(ThreadState& state)
+void trelVarianceReductionMonteCarlo::ResolveBoundary(ThreadState& state,
+                                                      const trelCoefficients& here)
 {
   const trelPhoton& photon = *state.Photon;
-  state.IndexHere = CoefficientsOf(photon.TissueIndex, photon).RefractiveIndex;
+  state.IndexHere = here.RefractiveIndex;
   state.IndexNext = state.NextTissue == -1
                         ? AmbientRefractiveIndex
                         : CoefficientsOf(state.NextTissue, photon).RefractiveIndex;
@@ -539,8 +600,6 @@ void trelVarianceReductionMonteCarlo::Escape(ThreadState& state)
   }
 }
 
-// Scoring.
-
 const trelScoreTarget* trelVarianceReductionMonteCarlo::TransmittanceTarget(
     const ThreadState& state) const
 {
@@ -553,55 +612,6 @@ double trelVarianceReductionMonteCarlo::GetPhase(const ThreadState& state) const
   // 2 pi f t with f in MHz and t in ps.
   const double time = state.Photon->FlyTime;
   return (time + time) * Pi * Frequency / 1000000.0;
-}
-
-/** Adds to a cell that all threads of the team share. */
-static inline void AddToCell(const ThreadState& state, double* cell, double value)
-{
-  if (state.OneThread) {
-    *cell += value;
-    return;
-  }
-#pragma omp atomic
-  *cell += value;
-}
-
-/** The cell of the packet's position, or of the mesh face that it crossed. */
-static inline bool LocateScoreCell(const ThreadState& state, const trelScoreTarget& target,
-                                   std::size_t* cell)
-{
-  if (!target.Locate) {
-    *cell = static_cast<std::size_t>(state.BoundaryFace);
-    return *cell < target.NumberOfCells;
-  }
-  const trelPhoton& photon = *state.Photon;
-  const double position[3] = {photon.PositionX, photon.PositionY, photon.PositionZ};
-  return target.Locate(state.Scores->Window, position, cell);
-}
-
-static inline void ScoreCW(const ThreadState& state, const trelScoreTarget& target, double value)
-{
-  std::size_t cell = 0;
-  if (target.CW && LocateScoreCell(state, target, &cell)) AddToCell(state, target.CW + cell, value);
-}
-
-static inline void ScoreTD(const ThreadState& state, const trelScoreTarget& target, double value)
-{
-  std::int32_t bin = 0;
-  std::size_t cell = 0;
-  if (target.TD && state.Scores->Window.Time.Locate(state.Photon->FlyTime, &bin) &&
-      LocateScoreCell(state, target, &cell)) {
-    AddToCell(state, target.TD + bin * target.NumberOfCells + cell, value);
-  }
-}
-
-static inline void ScoreFD(const ThreadState& state, const trelScoreTarget& target, double value,
-                           double phase)
-{
-  std::size_t cell = 0;
-  if (!target.FDReal || !LocateScoreCell(state, target, &cell)) return;
-  AddToCell(state, target.FDReal + cell, std::cos(phase) * value);
-  if (target.FDImag) AddToCell(state, target.FDImag + cell, std::sin(phase) * value);
 }
 
 void trelVarianceReductionMonteCarlo::ScoreInDomains(ThreadState& state,

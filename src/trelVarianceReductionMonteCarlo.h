@@ -15,6 +15,13 @@ class trelPhoton;
 class trelSpectrum;
 struct ThreadState;
 
+/** Marks what few steps do, so that the others do not pay for its registers. */
+#if defined(__GNUC__)
+#define TREL_RARE __attribute__((noinline))
+#else
+#define TREL_RARE
+#endif
+
 /** Optical coefficients of one tissue at one spectrum, as the packet loop reads them. */
 struct trelCoefficients
 {
@@ -117,27 +124,31 @@ protected:
   void KeepTrajectoryPoint(const trelPhoton& photon);
   void KeepTrajectoryLength(const ThreadState& state);
 
-  /** Steps 2 to 6 of a step in a medium of shapes: all but the roulette. False if the packet ended.
+  // The parts of a step. `here` are the coefficients of the tissue that the packet is in.
+
+  /** Step, boundary, hop and turn: all but the roulette. False if the packet was lost on the way.
    */
-  bool AdvanceAnalytic(ThreadState& state);
-  bool ChangeTissue(ThreadState& state, std::int32_t tissue);
-  void NewStep(ThreadState& state);
-  void Hop(ThreadState& state);
-  void UpdateDirection(ThreadState& state);
-  void Scatter(ThreadState& state);
-  void Deposit(ThreadState& state);
+  inline bool AdvanceAnalytic(ThreadState& state, const trelCoefficients& start);
+  TREL_RARE bool ChangeTissue(ThreadState& state, std::int32_t tissue);
+  void NewStep(ThreadState& state, const trelCoefficients& here);
+  void Hop(ThreadState& state, const trelCoefficients& here);
+  void UpdateDirection(ThreadState& state, const trelCoefficients& here);
+  void Scatter(ThreadState& state, const trelCoefficients& here);
+  void Deposit(ThreadState& state, const trelCoefficients& here);
   void Roulette(ThreadState& state);
+  TREL_RARE void PlayRoulette(ThreadState& state);
 
   bool CrossesBoundaryAnalytic(ThreadState& state);
-  bool MoveToBoundaryAnalytic(ThreadState& state);
-  void CutStep(ThreadState& state, double distance);
-  void ResolveBoundary(ThreadState& state);
-  void Transmit(ThreadState& state);
-  void Escape(ThreadState& state);
+  TREL_RARE bool MoveToBoundaryAnalytic(ThreadState& state, const trelCoefficients& here);
+  void CutStep(ThreadState& state, const trelCoefficients& here, double distance);
+  TREL_RARE void ResolveBoundary(ThreadState& state, const trelCoefficients& here);
+  TREL_RARE void Transmit(ThreadState& state);
+  TREL_RARE void Escape(ThreadState& state);
 
   /** Scores @p value at the packet's position in all domains that are on: TD, CW, FD. */
   const trelScoreTarget* TransmittanceTarget(const ThreadState& state) const;
-  void ScoreInDomains(ThreadState& state, const trelScoreTarget& target, double value) const;
+  TREL_RARE void ScoreInDomains(ThreadState& state, const trelScoreTarget& target,
+                                double value) const;
   /** The phase of the modulation at the packet's time of flight, rad. */
   double GetPhase(const ThreadState& state) const;
 
@@ -156,6 +167,7 @@ protected:
   bool DomainCW = false;
   bool DomainTD = false;
   bool DomainFD = false;
+  bool OnlyCW = false;  ///< the continuous-wave domain is the one that is on
   bool SaveAbsorption = false;
   bool SaveTransmittance = false;
   bool SavePhotonFlyTime = false;

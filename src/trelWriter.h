@@ -12,7 +12,7 @@ class trelWriter : public trelTarget, public trelFileNames
 {
   trelTypeMacro(trelWriter, trelTarget)
 
- public:
+public:
   ~trelWriter() override;
 };
 

@@ -17,7 +17,7 @@ class ProbeFilter : public trelFilter
 {
   trelTypeMacro(ProbeFilter, trelFilter)
 
- public:
+public:
   explicit ProbeFilter(int* deaths) : Deaths(deaths) {}
   ~ProbeFilter() override { ++*Deaths; }
   bool Execute() override { return ++Runs; }
@@ -25,7 +25,7 @@ class ProbeFilter : public trelFilter
 
   int Runs = 0;
 
- private:
+private:
   int* Deaths;
 };
 
@@ -97,7 +97,8 @@ TEST(Report, HasTheFormThatScriptsMatch)
   filter.Fail();
   const std::string report = GetCapturedStderr();
   EXPECT_EQ(report.find("ERROR: In ..\\..\\src\\frameworkTest, line "), 0u) << report;
-  EXPECT_NE(report.find("\nProbeFilter (" + address.str() + "): it is 42\n\n"), std::string::npos) << report;
+  EXPECT_NE(report.find("\nProbeFilter (" + address.str() + "): it is 42\n\n"), std::string::npos)
+      << report;
 }
 
 TEST(Report, DestructorsReportFromTheMostDerivedDownWhenDebugIsOn)

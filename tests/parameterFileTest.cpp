@@ -362,6 +362,7 @@ TEST_F(ParameterFile, RefusesWhatCannotBeSimulated)
   };
   for (const Case& c : cases) {
     EXPECT_FALSE(Read(File(c.Property, c.Model)));
+    EXPECT_EQ(Parameter->GetMedium(), nullptr) << "the model is let go";
     EXPECT_EQ(Reports, "ERROR trelSimulationParameter: " + c.Report +
                            "\n\nERROR trelSimulationParameterReader: The simulation parameter read"
                            " fail!\n\n");
@@ -495,7 +496,7 @@ TEST_F(ParameterFile, ReadsSources)
                    "lightsourceazimuthalangle 90 180\nlightsourcedeflectangle 0 90\n"
                    "lightsourcespectrumindex 2 2.5 1e6\n"
                    "lightsource 2\nlightsourceaxis 7 7 7\n"
-                   "lightsourceshape ellipsoid\nlightsourceproperty face emission\n"
+                   "lightsourceshape ellipsoid\nlightsourceproperty face emission excitation\n"
                    "lightsourcespectrumindex 2 650.9 0.5 0.25 560 9\n"))
       << Reports;
   const trelLightSource* source = Parameter->GetLightSource(0);

@@ -136,8 +136,10 @@ inline Estimate EstimateOf(const std::vector<double>& sample)
 {
   const double n = static_cast<double>(sample.size());
   double sum = 0.0, squares = 0.0;
-  for (double value : sample) sum += value;
-  for (double value : sample) squares += (value - sum / n) * (value - sum / n);
+  for (double value : sample)
+    sum += value;
+  for (double value : sample)
+    squares += (value - sum / n) * (value - sum / n);
   return {sum / n, std::sqrt(squares / (n - 1.0) / n)};
 }
 

@@ -149,6 +149,21 @@ TEST_F(TransportTest, TheAzimuthOfScatteringIsUniformAboutTheOldDirection)
   EXPECT_LT(chi2, 15.0 + 5.0 * std::sqrt(2 * 15.0)) << "chi-square of 15 degrees of freedom";
 }
 
+TEST_F(TransportTest, TheShortCosineIsTheLibrarys)
+{
+  const double ends[] = {0.0, 0.25, 0.5, 0.75, 1.0 - 0x1p-53, 0x1p-53, 0.5 + 0x1p-53, 1e-9};
+  for (int i = 0; i < 1000000; ++i) {
+    const double turn = i < 8 ? ends[i] : State.NextRandom();
+    const double phi = 2.0 * Pi * turn;
+    const double cosine = CosineOfTurn(turn);
+    // The library's argument is rounded: 4.4e-16 at most for 2 pi.
+    ASSERT_NEAR(cosine, std::cos(phi), 9e-16) << "turn " << turn;
+    const double sine = SineOfTurn(turn, cosine);
+    ASSERT_NEAR(sine, std::sin(phi), 3e-8) << "turn " << turn;
+    ASSERT_EQ(std::signbit(sine) && sine != 0.0, Pi - phi < 0.0 && sine != 0.0) << "turn " << turn;
+  }
+}
+
 TEST_F(TransportTest, TheVerticalBranchKeepsTheSenseOfTravel)
 {
   Photon.DirectionZ = -1.0;
@@ -199,12 +214,37 @@ TEST_F(TransportTest, RefractionObeysSnellAndStaysInThePlaneOfIncidence)
   EXPECT_NEAR(Photon.DirectionZ, -std::sqrt(1 - 0.16), 1e-15);
 }
 
+TEST_F(TransportTest, OneAzimuthBinForTheTurnAnswersAsTheAngleDoes)
+{
+  const trelGridBins turn{0.0, 360.0, 360.0, 1};
+  const double special[][2] = {{0, 0},     {1, 0},    {-1, 0}, {1, -0.0},     {1, -1e-9},
+                               {1, -1e-7}, {1, 1e-9}, {0, -1}, {-1, -1e-300}, {1e-200, -1e-200},
+                               {NAN, 1},   {1, NAN}};
+  int withBin = 0;
+  for (int i = 0; i < 200000; ++i) {
+    double dx = State.NextRandom() - 0.5, dy = State.NextRandom() - 0.5;
+    if (i % 3 == 1) dy *= 1e-8;
+    if (i < 12) dx = special[i][0], dy = special[i][1];
+    const double r = std::sqrt(dx * dx + dy * dy);
+    std::int32_t bin = -1, expected = -1;
+    const bool found = LocateAzimuth(turn, dx, dy, r, &bin);
+    ASSERT_EQ(found, turn.Locate(AzimuthDegrees(dx, dy, r), &expected)) << dx << " " << dy;
+    if (found) {
+      ASSERT_EQ(bin, expected);
+    }
+    withBin += found;
+  }
+  EXPECT_GT(withBin, 190000);
+  EXPECT_LT(withBin, 200000);
+}
+
 /** Opens the steps of the transport to the tests. */
 class ProbeVRMC : public trelVarianceReductionMonteCarlo
 {
   trelTypeMacro(ProbeVRMC, trelVarianceReductionMonteCarlo)
 
 public:
+  using trelVarianceReductionMonteCarlo::CoefficientsOf;
   using trelVarianceReductionMonteCarlo::CrossesBoundaryAnalytic;
   using trelVarianceReductionMonteCarlo::Deposit;
   using trelVarianceReductionMonteCarlo::MakeScoreTables;
@@ -254,13 +294,14 @@ TEST_F(StepTest, TheRestOfACutStepIsWalkedWithTheCoefficientsBehindTheBoundary)
   Photon.StepSize = 4.0;
   ASSERT_TRUE(Filter.CrossesBoundaryAnalytic(State));
   EXPECT_EQ(State.NextTissue, 1);
-  ASSERT_TRUE(Filter.MoveToBoundaryAnalytic(State));
+  ASSERT_TRUE(
+      Filter.MoveToBoundaryAnalytic(State, Filter.CoefficientsOf(Photon.TissueIndex, Photon)));
   EXPECT_DOUBLE_EQ(Photon.StepSize, 3.0);
   EXPECT_DOUBLE_EQ(Photon.StepLeft, 5.0);
   EXPECT_DOUBLE_EQ(State.NormalX, 1.0) << "the normal points along the travel";
   Photon.TissueIndex = 1;
   const int before = State.RandomIndex;
-  Filter.NewStep(State);
+  Filter.NewStep(State, Filter.CoefficientsOf(Photon.TissueIndex, Photon));
   EXPECT_DOUBLE_EQ(Photon.StepSize, 5.0);
   EXPECT_EQ(Photon.StepLeft, 0.0);
   EXPECT_EQ(State.RandomIndex, before) << "no number is drawn for the rest";
@@ -272,9 +313,10 @@ TEST_F(StepTest, LeavingAnInnerTissueLeadsIntoTheOutermostOne)
   Photon.StepSize = 30.0;  // the end lies outside of the medium
   ASSERT_TRUE(Filter.CrossesBoundaryAnalytic(State));
   EXPECT_EQ(State.NextTissue, 0);
-  ASSERT_TRUE(Filter.MoveToBoundaryAnalytic(State));
+  ASSERT_TRUE(
+      Filter.MoveToBoundaryAnalytic(State, Filter.CoefficientsOf(Photon.TissueIndex, Photon)));
   EXPECT_DOUBLE_EQ(Photon.StepSize, 2.0);
-  Filter.ResolveBoundary(State);
+  Filter.ResolveBoundary(State, Filter.CoefficientsOf(Photon.TissueIndex, Photon));
   EXPECT_EQ(State.IndexHere, 1.5);
   EXPECT_EQ(State.IndexNext, 1.4);
 }
@@ -283,18 +325,18 @@ TEST_F(StepTest, ABoundaryDrawsOneNumberUnlessTheIndicesAreEqual)
 {
   State.NormalX = 1.0;
   State.NextTissue = -1;
-  Filter.ResolveBoundary(State);
+  Filter.ResolveBoundary(State, Filter.CoefficientsOf(Photon.TissueIndex, Photon));
   EXPECT_EQ(State.RandomIndex, 1);
   Photon.DirectionX = 0.1;  // total reflection
   Photon.DirectionY = std::sqrt(0.99);
   State.TransmitPending = State.ReflectPending = false;
-  Filter.ResolveBoundary(State);
+  Filter.ResolveBoundary(State, Filter.CoefficientsOf(Photon.TissueIndex, Photon));
   EXPECT_TRUE(State.ReflectPending);
   EXPECT_EQ(State.RandomIndex, 2);
   State.ReflectPending = false;
   State.TransmitAngle = 0.25;
   State.NextTissue = 0;
-  Filter.ResolveBoundary(State);
+  Filter.ResolveBoundary(State, Filter.CoefficientsOf(Photon.TissueIndex, Photon));
   EXPECT_TRUE(State.TransmitPending);
   EXPECT_EQ(State.RandomIndex, 2);
   EXPECT_EQ(State.TransmitAngle, 0.25) << "kept for the next boundary of equal indices";
@@ -303,13 +345,13 @@ TEST_F(StepTest, ABoundaryDrawsOneNumberUnlessTheIndicesAreEqual)
 TEST_F(StepTest, ADepositTakesTheShareOfAbsorption)
 {
   Photon.StepSize = 1.0;
-  Filter.Deposit(State);
+  Filter.Deposit(State, Filter.CoefficientsOf(Photon.TissueIndex, Photon));
   EXPECT_DOUBLE_EQ(Photon.Weight, 0.9);
   Photon.StepSize = 0.0;
-  Filter.Deposit(State);
+  Filter.Deposit(State, Filter.CoefficientsOf(Photon.TissueIndex, Photon));
   EXPECT_DOUBLE_EQ(Photon.Weight, 0.9) << "no step, no interaction";
   State.PartialAbsorption = false;
-  Filter.Deposit(State);
+  Filter.Deposit(State, Filter.CoefficientsOf(Photon.TissueIndex, Photon));
   EXPECT_EQ(Photon.Weight, 0.0);
   EXPECT_TRUE(State.PartialAbsorption);
   const double* cells = State.SpectrumMediumResult->GetGrid(GridCW, AbsorptionXYZ)->GetCells();
@@ -343,9 +385,9 @@ TEST_F(StepTest, TissueOfExactlyTheLimitDoesNotInteract)
   ProbeVRMC filter;
   filter.SetInput(clear.Get());
   filter.Initialize();
-  filter.NewStep(State);
+  filter.NewStep(State, filter.CoefficientsOf(Photon.TissueIndex, Photon));
   EXPECT_EQ(Photon.StepSize, 0.5);
-  filter.Deposit(State);
+  filter.Deposit(State, filter.CoefficientsOf(Photon.TissueIndex, Photon));
   EXPECT_EQ(Photon.Weight, 1.0);
   EXPECT_EQ(State.RandomIndex, 0);
 }
