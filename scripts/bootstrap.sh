@@ -53,7 +53,7 @@ as_root() {
 
 install_packages() {
     as_root apt-get update -qq </dev/null &&
-        as_root apt-get install -y -qq --no-install-recommends "$@" </dev/null
+        as_root apt-get install -y -qq --no-install-recommends "$@" </dev/null >/dev/null
 }
 
 packages=$(missing_packages "$@" | tr '\n' ' ')

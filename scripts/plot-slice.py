@@ -45,6 +45,7 @@ def cut(counts, rows, normal, index):
 
 def gnuplot_script(arguments, names, picture):
     (u, v), cell = arguments.corner, arguments.cell
+    highest = max(float(value) for line in picture for value in line) or 1.0
     width, height = len(picture[0]) * cell, len(picture) * cell
     data = "\n".join(" ".join(line) for line in picture)
     title = arguments.title.replace('"', "'").replace("_", "\\_")
@@ -58,6 +59,7 @@ set xrange [{u}:{u + width}]
 set yrange [{v}:{v + height}]
 set size ratio -1
 set logscale cb
+set cbrange [{highest * 10 ** -arguments.decades}:{highest}]
 set format cb "10^{{%T}}"
 set palette defined (0 "#000004", 1 "#3b0f70", 2 "#8c2981", 3 "#de4968", 4 "#fe9f6d", 5 "#fcfdbf")
 set tics out nomirror
@@ -78,6 +80,7 @@ def parse_arguments():
     parser.add_argument("--from", dest="corner", type=float, nargs=2, default=(0, 0),
                         metavar=("U", "V"), help="lower left corner, mm; default 0 0")
     parser.add_argument("--cell", type=float, default=1.0, help="cell size, mm; default 1")
+    parser.add_argument("--decades", type=int, default=6, help="range of colours; default 6")
     parser.add_argument("--title", default="Absorbed power")
     return parser.parse_args()
 

@@ -1,6 +1,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -72,7 +73,13 @@ public:
     ASSERT_TRUE(initialized) << reports;
   }
 
-  trelMediumResult* GetRecord() { return Result->GetMediumResult(0); }
+  /** The first record; the test ends here if there is none. */
+  trelMediumResult* GetRecord()
+  {
+    trelMediumResult* record = Result->GetMediumResult(0);
+    if (!record) std::abort();
+    return record;
+  }
 
   /** Numbers the cells of grids from @p first on, 10 more for each grid, time bins going on where
    *  the one before ended; the phases 100 above. */
