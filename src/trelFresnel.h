@@ -26,7 +26,7 @@ inline double CosIncidence(const ThreadState& state)
   return std::fabs(NormalDotDirection(state));
 }
 
-/** Below this cosine of incidence all light is reflected; 0 towards the denser side. */
+/** Up to this cosine of incidence all light is reflected; 0 towards the denser side. */
 inline double CriticalCosine(double indexHere, double indexNext)
 {
   if (!(indexNext < indexHere)) return 0.0;

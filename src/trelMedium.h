@@ -70,6 +70,8 @@ public:
    * when memory runs out.
    */
   bool BuildTissueGrid();
+  /** Whether the grid stands; a run does not start without it. */
+  bool IsGridReady() const { return GridReady; }
 
   /**
    * The tissue that holds the point, -1 outside of the medium. In a tetrahedral medium the region
@@ -146,7 +148,6 @@ private:
   bool ShapeIsTetrahedron = false;
   trelMCTetrahedron* Tetrahedron = nullptr;
 
-  /** The grid has been built. */
   bool GridReady = false;
   /** The medium is a planar shape, and the grid stands for TissueGrid2D instead of TissueGrid3D. */
   bool Planar = false;

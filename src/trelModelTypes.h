@@ -88,4 +88,7 @@ enum trelAxis : std::int32_t
   NumberOfAxes
 };
 
+/** More worker threads than this are not started. */
+constexpr std::int32_t MaximumNumberOfThreads = 1024;
+
 #endif

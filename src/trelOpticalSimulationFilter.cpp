@@ -8,8 +8,7 @@
 
 trelOpticalSimulationFilter::~trelOpticalSimulationFilter()
 {
-  // An output that nobody registered dies here if it is ours; the medium filter lets go of its own.
-  if (Output && (!MediumFilter || Output != MediumFilter->GetOutput())) Output->Delete();
+  DropOutput();
   ClearAlgorithms();
   ReleaseReference(Input);
 }
@@ -21,7 +20,10 @@ void trelOpticalSimulationFilter::SetInput(trelSimulationParameter* input)
 
 trelSimulationResult* trelOpticalSimulationFilter::GetOutput()
 {
-  if (!Output) Output = new trelSimulationResult;
+  if (!Output) {
+    Output = new trelSimulationResult;
+    OutputIsOwn = true;
+  }
   return Output;
 }
 
@@ -64,6 +66,7 @@ void trelOpticalSimulationFilter::CreateAlgorithms()
 
 void trelOpticalSimulationFilter::ClearAlgorithms()
 {
+  if (!OutputIsOwn) Output = nullptr;  // it may die with the medium filter
   if (MediumFilter) MediumFilter->Delete();
   MediumFilter = nullptr;
   AlgorithmsCreated = false;
@@ -99,9 +102,17 @@ bool trelOpticalSimulationFilter::Execute()
 
 void trelOpticalSimulationFilter::TakeMediumOutput()
 {
-  trelSimulationResult* result = MediumFilter->GetOutput();
-  if (Output && Output != result) Output->UnRegister();
-  Output = result;
+  DropOutput();
+  Output = MediumFilter->GetOutput();
+}
+
+/** Lets go of the output. One of our own dies unless somebody holds it; the medium filter's is its.
+ */
+void trelOpticalSimulationFilter::DropOutput()
+{
+  if (Output && OutputIsOwn) Output->Delete();
+  Output = nullptr;
+  OutputIsOwn = false;
 }
 
 bool trelOpticalSimulationFilter::SimulateFreespace()

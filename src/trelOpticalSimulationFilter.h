@@ -30,7 +30,7 @@ public:
   trelMediumFilter* GetMediumFilter();
   trelFreespaceFilter* GetFreespaceFilter();
 
-  /** Makes the filters that fit the input, once. */
+  /** Makes the filters that fit the input, once: another input needs ClearAlgorithms() first. */
   void CreateAlgorithms();
   void ClearAlgorithms();
 
@@ -44,6 +44,7 @@ public:
 private:
   /** Lets go of the present output and takes the medium filter's, without a hold on it. */
   void TakeMediumOutput();
+  void DropOutput();
   bool SimulateFreespace();
 
   std::int32_t MediumAlgorithm = 0;
@@ -55,6 +56,7 @@ private:
   bool AlgorithmsCreated = false;
   trelSimulationParameter* Input = nullptr;
   trelSimulationResult* Output = nullptr;
+  bool OutputIsOwn = false;  ///< made by GetOutput(), not the medium filter's
 };
 
 #endif

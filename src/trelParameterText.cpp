@@ -7,6 +7,8 @@
 #include <limits>
 #include <system_error>
 
+#include "trelPaths.h"
+
 static const char* const Separators = " \t\r\n";
 
 /** Lower case in ASCII, whatever the locale says. */
@@ -34,7 +36,7 @@ bool trelParameterText::Open(const char* name)
   std::error_code error;
   // The C library opens a directory without complaint and fails at the first read only.
   if (std::filesystem::is_directory(name, error)) return false;
-  File = std::fopen(name, "r");
+  File = std::fopen(NativePath(name).c_str(), "r");
   return IsOpen();
 }
 

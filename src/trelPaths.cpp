@@ -8,9 +8,7 @@
 
 static std::string ParameterDirectory;
 
-/** The path with the separators of this platform: elsewhere than on Windows a backslash is one too.
- */
-static std::string NativePath(std::string path)
+std::string NativePath(std::string path)
 {
 #ifndef _WIN32
   std::replace(path.begin(), path.end(), '\\', '/');

@@ -13,6 +13,9 @@
 /** True exactly if the second character is ':', a drive letter. A leading slash does not count. */
 bool IsAbsolutePath(const std::string& path);
 
+/** @p path with the separators of this platform: elsewhere than on Windows '/' for a backslash. */
+std::string NativePath(std::string path);
+
 /** The absolute, normalised form of @p path; on failure reports "GetFullPathName failed!" and gives
  * "". */
 std::string GetFullPath(const std::string& path);

@@ -16,7 +16,7 @@
 /**
  * cos(2 pi @p turn) for @p turn in [0, 1), within 3e-16 of the exact value.
  *
- * With u = |turn - 1/2| - 1/4, which is exact, it is sin(2 pi u) on a quarter turn to either side:
+ * With u = |turn - 1/2| - 1/4 it is sin(2 pi u) on a quarter turn to either side:
  * one odd polynomial (Taylor's to the 21st order, 2e-18 off at the ends), without the branches and
  * the tables of a cosine that must take any argument. A quarter of the library's instructions.
  */

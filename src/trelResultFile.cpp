@@ -4,10 +4,12 @@
 #include <charconv>
 #include <cstring>
 
+#include "trelPaths.h"
+
 bool trelResultFile::Open(const std::string& name)
 {
   Close();
-  File = std::fopen(name.c_str(), "w");
+  File = std::fopen(NativePath(name).c_str(), "w");
   Failed = false;
   if (File) std::setvbuf(File, nullptr, _IONBF, 0);
   return File != nullptr;

@@ -1,6 +1,7 @@
 #include "trelScoreTable.h"
 
 #include "trelMediumResult.h"
+#include "trelSimulationParameter.h"
 
 /** The cells of the grid @p id in @p domain; null if it was not allocated. */
 static double* CellsOf(trelMediumResult& result, trelGridDomain domain, trelGridId id)
@@ -32,16 +33,26 @@ static trelScoreTarget MakeTarget(trelMediumResult& result, trelGridId id)
   return target;
 }
 
-trelScoreTable MakeScoreTable(trelMediumResult& result, ShapeType shape, CoordinateType absorption,
-                              CoordinateType transmittance)
+/** Whether the grid belongs to a model of this dimension. */
+static bool HasDimension(trelGridId id, SimulationDimension dimension)
 {
+  const int axes = GetGridDescription(id).Dimension;
+  return axes == 2 ? dimension == Dimension2D : dimension == Dimension3D;
+}
+
+trelScoreTable MakeScoreTable(trelMediumResult& result, const trelSimulationParameter& parameter,
+                              ShapeType shape)
+{
+  const SimulationDimension dimension = parameter.GetDimension();
   trelScoreTable table;
   table.Window = result.GetWindow();
-  for (const trelGridUse& use : GetAbsorptionUses(shape, absorption)) {
-    table.Absorption = MakeTarget(result, use.Grid);
+  for (const trelGridUse& use : GetAbsorptionUses(shape, parameter.GetAbsorptionCoordinate())) {
+    if (HasDimension(use.Grid, dimension)) table.Absorption = MakeTarget(result, use.Grid);
   }
-  for (const trelGridUse& use : GetTransmittanceUses(shape, transmittance)) {
+  for (const trelGridUse& use :
+       GetTransmittanceUses(shape, parameter.GetTransmittanceCoordinate())) {
     if (use.Grid == TransmittanceMeshVertex) continue;  // filled from the faces after the run
+    if (!HasDimension(use.Grid, dimension)) continue;
     table.FaceSelects = use.Face != AnyFace;
     table.Transmittance[table.FaceSelects ? use.Face : 0] = MakeTarget(result, use.Grid);
   }

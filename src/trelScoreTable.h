@@ -4,6 +4,7 @@
 #include "trelGridTable.h"
 
 class trelMediumResult;
+class trelSimulationParameter;
 
 /** Where one kind of event is scored: how its cell is found, and the cells of each domain. */
 struct trelScoreTarget
@@ -31,8 +32,12 @@ struct trelScoreTable
   bool FaceSelects = false;  ///< the face that was hit selects the target, else there is but one
 };
 
-/** Fills a table from the grids of @p result; a mesh has one target, whose cells are the faces. */
-trelScoreTable MakeScoreTable(trelMediumResult& result, ShapeType shape, CoordinateType absorption,
-                              CoordinateType transmittance);
+/**
+ * The table of the grids of @p result that take the light of a medium of this shape, with the
+ * coordinate types of @p parameter. A grid of another dimension than the model's takes nothing. A
+ * mesh has one target, whose cells are the faces.
+ */
+trelScoreTable MakeScoreTable(trelMediumResult& result, const trelSimulationParameter& parameter,
+                              ShapeType shape);
 
 #endif

@@ -227,10 +227,11 @@ KeywordOutcome trelSimulationPropertyBlock::SetThreads(const Keyword&)
 {
   if (Text.GetNumberOfTokens() < 2) return KeywordDone;
   const std::int32_t threads = Text.GetInteger(1);
-  TheParameter.SetThreadNumber(std::clamp(threads, 1, MaximumOfThreads));
-  if (threads > MaximumOfThreads) {
+  TheParameter.SetThreadNumber(std::clamp(threads, 1, MaximumNumberOfThreads));
+  if (threads > MaximumNumberOfThreads) {
     TheReader.ShowWarning("threadnum: got " + std::to_string(threads) + ", expected 1 to " +
-                          std::to_string(MaximumOfThreads) + "; the largest number is taken\n");
+                          std::to_string(MaximumNumberOfThreads) +
+                          "; the largest number is taken\n");
   }
   const int seeds = std::min(threads, Text.GetNumberOfTokens() - 2);
   for (int i = 0; i < seeds; ++i)

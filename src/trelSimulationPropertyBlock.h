@@ -38,9 +38,6 @@ public:
   /** Does what @p row says for the current line; a null row is a keyword that the block lacks. */
   KeywordOutcome Handle(const Keyword* row);
 
-  /** The threads that a file can ask for; the OpenMP runtime may end the process for more. */
-  static constexpr std::int32_t MaximumOfThreads = 1024;
-
 private:
   /** Records @p text and goes on, or ends the block for bad. */
   KeywordOutcome Record(const char* text);

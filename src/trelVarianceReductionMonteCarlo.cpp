@@ -2,6 +2,7 @@
 
 #include <omp.h>
 
+#include <algorithm>
 #include <cmath>
 
 #include "trelClock.h"
@@ -24,6 +25,7 @@ trelVarianceReductionMonteCarlo::~trelVarianceReductionMonteCarlo() = default;
 
 bool trelVarianceReductionMonteCarlo::Initialize()
 {
+  if (!Input || !Input->GetMedium()) return false;
   Input->PrepareGeometry();
   CachedMedium = Input->GetMedium();
   DomainCW = Input->GetContinuousWave();
@@ -52,9 +54,8 @@ void trelVarianceReductionMonteCarlo::CopyTissues()
   NumberOfSpectra = Input->GetNumberOfWavelengths();
   Coefficients.clear();
   TissueShapes.clear();
-  trelList& tissues = *CachedMedium->GetTissues();
-  tissues.InitTraversal();
-  while (auto* tissue = static_cast<trelTissue*>(tissues.GetNextItem())) {
+  for (int i = 0; i < CachedMedium->GetNumberOfTissues(); ++i) {
+    const trelTissue* tissue = CachedMedium->GetTissue(i);
     TissueShapes.push_back(tissue->GetShape());
     for (int spectrum = 0; spectrum < NumberOfSpectra; ++spectrum) {
       const trelOpticalParameter* optics = tissue->GetOpticalParameter(spectrum);
@@ -75,14 +76,12 @@ void trelVarianceReductionMonteCarlo::MakeScoreTables()
 {
   ScoreTables.clear();
   for (int spectrum = 0; spectrum < NumberOfSpectra; ++spectrum) {
-    ScoreTables.push_back(MakeScoreTable(*Output->GetMediumResult(spectrum), MediumShapeType,
-                                         Input->GetAbsorptionCoordinate(),
-                                         Input->GetTransmittanceCoordinate()));
+    ScoreTables.push_back(
+        MakeScoreTable(*Output->GetMediumResult(spectrum), *Input, MediumShapeType));
   }
 }
 
-/** After how many packets progress is told: a thousandth of a large run, a hundredth of a small
- * one. */
+/** After how many packets progress is told: a hundredth of the run, but no more than 1000. */
 static std::uint32_t ProgressIntervalOf(std::uint32_t total)
 {
   if (total >= 100000) return 1000;
@@ -94,7 +93,9 @@ bool trelVarianceReductionMonteCarlo::Execute()
   if (!Input) return false;
   const int fiberDetectors = Input->CountFiberDetectors();
   trelSimulationResult* result = GetOutput();
-  if (!Input->GetMedium() || !Initialize() || !result->Initialize(Input)) {
+  // Without its grid a medium finds wrong tissues, and would say so at every step of every packet.
+  if (!Initialize() || !result->Initialize(Input) ||
+      (!ShapeIsTetrahedron && !CachedMedium->IsGridReady())) {
     ErrorMacro("Initialization of Monte Carlo simulation failed!");
     return false;
   }
@@ -142,12 +143,12 @@ bool trelVarianceReductionMonteCarlo::RunsSource(const trelLightSource& light) c
 void trelVarianceReductionMonteCarlo::RunSource(trelLightSource& light, trelPhotonTask task)
 {
   task.Light = &light;
-  trelList& spectra = *light.GetSpectra();
-  spectra.InitTraversal();
-  while (auto* spectrum = static_cast<trelSpectrum*>(spectra.GetNextItem())) {
-    task.Spectrum = spectrum;
-    task.NumberOfPackets = spectrum->GetPhotonNumber();
-#pragma omp parallel num_threads(Input->GetThreadNumber())
+  // The OpenMP run-time ends the process when it is asked for more threads than it can start.
+  const int threads = std::clamp(Input->GetThreadNumber(), 1, MaximumNumberOfThreads);
+  for (int i = 0; i < light.GetNumberOfSpectra(); ++i) {
+    task.Spectrum = light.GetSpectrum(i);
+    task.NumberOfPackets = task.Spectrum->GetPhotonNumber();
+#pragma omp parallel num_threads(threads)
     PhotonTask(task);
   }
 }
@@ -155,10 +156,9 @@ void trelVarianceReductionMonteCarlo::RunSource(trelLightSource& light, trelPhot
 void trelVarianceReductionMonteCarlo::PhotonTask(const trelPhotonTask& task)
 {
   ThreadState& state = GetThreadState();
-  const int spectrum = static_cast<int>(task.Spectrum->GetWavelengthIndex());
-  state.SpectrumMediumResult = task.Result->GetMediumResult(spectrum);
-  state.SpectrumDetectorResult = task.Result->GetDetectorArrayResult(spectrum);
-  state.Scores = spectrum < NumberOfSpectra ? &ScoreTables[spectrum] : nullptr;
+  SelectRecord(state, task.Spectrum->GetWavelengthIndex());
+  state.SpectrumDetectorResult =
+      task.Result->GetDetectorArrayResult(static_cast<int>(task.Spectrum->GetWavelengthIndex()));
   state.OneThread = omp_get_num_threads() == 1;
   state.Master = omp_get_thread_num() == 0;
   state.FailedLaunches = 0;
@@ -169,9 +169,20 @@ void trelVarianceReductionMonteCarlo::PhotonTask(const trelPhotonTask& task)
 #pragma omp barrier
   state.Photon->Delete();
   state.Photon = nullptr;
+  state.Scores = nullptr;
+  state.SpectrumMediumResult = nullptr;
+  state.SpectrumDetectorResult = nullptr;
   state.CloseStream();
 #pragma omp atomic
   FailedLaunches += state.FailedLaunches;
+}
+
+void trelVarianceReductionMonteCarlo::SelectRecord(ThreadState& state, std::uint32_t spectrum)
+{
+  const bool exists = spectrum < ScoreTables.size();
+  state.SpectrumMediumResult =
+      exists ? Output->GetMediumResult(static_cast<int>(spectrum)) : nullptr;
+  state.Scores = exists ? &ScoreTables[spectrum] : nullptr;
 }
 
 void trelVarianceReductionMonteCarlo::TracePackets(ThreadState& state, const trelPhotonTask& task)
@@ -210,8 +221,9 @@ void trelVarianceReductionMonteCarlo::CountFinishedPacket(const trelPhotonTask& 
 #pragma omp atomic read
   finished = *task.FinishedPackets;
   if (!TrajectoryMode && finished % task.ProgressInterval != 0) return;
-  const double share = static_cast<double>(finished) / task.TotalNumberOfPackets;
-  ReportProgress(static_cast<std::int32_t>(ProgressMaximum * share));
+  // The total is a 32-bit sum and may have wrapped.
+  const double total = std::max(task.TotalNumberOfPackets, finished);
+  ReportProgress(static_cast<std::int32_t>(ProgressMaximum * (finished / total)));
 }
 
 void trelVarianceReductionMonteCarlo::ReportFailedLaunches(std::uint32_t packets)
@@ -286,8 +298,8 @@ static inline void ScoreFD(const ThreadState& state, const trelScoreTarget& targ
                            double phase)
 {
   std::size_t cell = 0;
-  if (!target.FDReal || !LocateScoreCell(state, target, &cell)) return;
-  AddToCell(state, target.FDReal + cell, std::cos(phase) * value);
+  if (!(target.FDReal || target.FDImag) || !LocateScoreCell(state, target, &cell)) return;
+  if (target.FDReal) AddToCell(state, target.FDReal + cell, std::cos(phase) * value);
   if (target.FDImag) AddToCell(state, target.FDImag + cell, std::sin(phase) * value);
 }
 
@@ -345,33 +357,32 @@ const trelCoefficients& trelVarianceReductionMonteCarlo::CoefficientsOf(
   return Coefficients[static_cast<std::size_t>(tissue) * NumberOfSpectra + photon.WavelengthIndex];
 }
 
-inline bool trelVarianceReductionMonteCarlo::AdvanceAnalytic(ThreadState& state,
-                                                             const trelCoefficients& start)
+void trelVarianceReductionMonteCarlo::StepAnalytic(ThreadState* state)
 {
+  TakeAnalyticStep(*state, false);
+}
+
+void trelVarianceReductionMonteCarlo::TakeAnalyticStep(ThreadState& state,
+                                                       bool rouletteInClearTissue)
+{
+  const trelCoefficients& start = CoefficientsOf(state.Photon->TissueIndex, *state.Photon);
   const trelCoefficients* here = &start;
   NewStep(state, start);
   if (CrossesBoundaryAnalytic(state)) {
     if (MoveToBoundaryAnalytic(state, start)) {
       ResolveBoundary(state, start);
     } else {
-      if (!ChangeTissue(state, state.NextTissue)) return false;
+      if (!ChangeTissue(state, state.NextTissue)) return;
       here = &CoefficientsOf(state.NextTissue, *state.Photon);
     }
   }
   Hop(state, *here);
   UpdateDirection(state, *here);
-  return true;
-}
-
-void trelVarianceReductionMonteCarlo::StepAnalytic(ThreadState* state)
-{
-  const trelCoefficients& start = CoefficientsOf(state->Photon->TissueIndex, *state->Photon);
-  if (!AdvanceAnalytic(*state, start)) return;
-  if (start.IsNonInteracting()) {
-    state->PartialAbsorption = true;  // no roulette where nothing is absorbed
-    return;
+  if (start.IsNonInteracting() && !rouletteInClearTissue) {
+    state.PartialAbsorption = true;  // no roulette where nothing is absorbed
+  } else {
+    Roulette(state);
   }
-  Roulette(*state);
 }
 
 void trelVarianceReductionMonteCarlo::StepTetrahedral(ThreadState* state)
@@ -600,9 +611,16 @@ void trelVarianceReductionMonteCarlo::Escape(ThreadState& state)
   }
 }
 
+const trelScoreTarget* trelVarianceReductionMonteCarlo::AbsorptionTarget(
+    const ThreadState& state) const
+{
+  return state.Scores && state.Photon ? &state.Scores->Absorption : nullptr;
+}
+
 const trelScoreTarget* trelVarianceReductionMonteCarlo::TransmittanceTarget(
     const ThreadState& state) const
 {
+  if (!state.Scores || !state.Photon) return nullptr;
   const int face = state.Scores->FaceSelects ? state.BoundaryFace : 0;
   return face >= 0 && face < MaximumNumberOfFaces ? &state.Scores->Transmittance[face] : nullptr;
 }
@@ -623,33 +641,81 @@ void trelVarianceReductionMonteCarlo::ScoreInDomains(ThreadState& state,
   if (DomainFD) ScoreFD(state, target, value, GetPhase(state));
 }
 
-// The entries by name. Which grids a dimension has was settled when the score tables were made.
+// The entries by name. A grid of the other dimension is not in the score table, so that the two
+// forms of an entry are one.
 
-#define TREL_SCORE_ENTRY(name, target, ...)      \
-  {                                              \
-    const ThreadState& state = GetThreadState(); \
-    const trelScoreTarget* found = target;       \
-    if (found) name(state, *found, __VA_ARGS__); \
-  }
-#define TREL_SCORE_ENTRIES(dimension)                                                              \
-  void trelVarianceReductionMonteCarlo::ScoreAbsorptionCW##dimension(double value)                 \
-      TREL_SCORE_ENTRY(                                                                            \
-          ScoreCW, &state.Scores->Absorption,                                                      \
-          value) void trelVarianceReductionMonteCarlo::ScoreAbsorptionTD##dimension(double value)  \
-          TREL_SCORE_ENTRY(ScoreTD, &state.Scores->Absorption, value) void                         \
-              trelVarianceReductionMonteCarlo::ScoreAbsorptionFD##dimension(                       \
-                  double value, double phase) TREL_SCORE_ENTRY(ScoreFD, &state.Scores->Absorption, \
-                                                               value, phase) void                  \
-                  trelVarianceReductionMonteCarlo::ScoreTransmittanceCW##dimension(double value)   \
-                      TREL_SCORE_ENTRY(ScoreCW, TransmittanceTarget(state), value) void            \
-                          trelVarianceReductionMonteCarlo::ScoreTransmittanceTD##dimension(        \
-                              double value) TREL_SCORE_ENTRY(ScoreTD, TransmittanceTarget(state),  \
-                                                             value) void                           \
-                              trelVarianceReductionMonteCarlo::ScoreTransmittanceFD##dimension(    \
-                                  double value, double phase)                                      \
-                                  TREL_SCORE_ENTRY(ScoreFD, TransmittanceTarget(state), value,     \
-                                                   phase)
-TREL_SCORE_ENTRIES(2D)
-TREL_SCORE_ENTRIES(3D)
-#undef TREL_SCORE_ENTRIES
-#undef TREL_SCORE_ENTRY
+void trelVarianceReductionMonteCarlo::ScoreAbsorptionCW2D(double value)
+{
+  const ThreadState& state = GetThreadState();
+  if (const trelScoreTarget* target = AbsorptionTarget(state)) ScoreCW(state, *target, value);
+}
+
+void trelVarianceReductionMonteCarlo::ScoreAbsorptionCW3D(double value)
+{
+  const ThreadState& state = GetThreadState();
+  if (const trelScoreTarget* target = AbsorptionTarget(state)) ScoreCW(state, *target, value);
+}
+
+void trelVarianceReductionMonteCarlo::ScoreAbsorptionTD2D(double value)
+{
+  const ThreadState& state = GetThreadState();
+  if (const trelScoreTarget* target = AbsorptionTarget(state)) ScoreTD(state, *target, value);
+}
+
+void trelVarianceReductionMonteCarlo::ScoreAbsorptionTD3D(double value)
+{
+  const ThreadState& state = GetThreadState();
+  if (const trelScoreTarget* target = AbsorptionTarget(state)) ScoreTD(state, *target, value);
+}
+
+void trelVarianceReductionMonteCarlo::ScoreAbsorptionFD2D(double value, double phase)
+{
+  const ThreadState& state = GetThreadState();
+  if (const trelScoreTarget* target = AbsorptionTarget(state))
+    ScoreFD(state, *target, value, phase);
+}
+
+void trelVarianceReductionMonteCarlo::ScoreAbsorptionFD3D(double value, double phase)
+{
+  const ThreadState& state = GetThreadState();
+  if (const trelScoreTarget* target = AbsorptionTarget(state))
+    ScoreFD(state, *target, value, phase);
+}
+
+void trelVarianceReductionMonteCarlo::ScoreTransmittanceCW2D(double value)
+{
+  const ThreadState& state = GetThreadState();
+  if (const trelScoreTarget* target = TransmittanceTarget(state)) ScoreCW(state, *target, value);
+}
+
+void trelVarianceReductionMonteCarlo::ScoreTransmittanceCW3D(double value)
+{
+  const ThreadState& state = GetThreadState();
+  if (const trelScoreTarget* target = TransmittanceTarget(state)) ScoreCW(state, *target, value);
+}
+
+void trelVarianceReductionMonteCarlo::ScoreTransmittanceTD2D(double value)
+{
+  const ThreadState& state = GetThreadState();
+  if (const trelScoreTarget* target = TransmittanceTarget(state)) ScoreTD(state, *target, value);
+}
+
+void trelVarianceReductionMonteCarlo::ScoreTransmittanceTD3D(double value)
+{
+  const ThreadState& state = GetThreadState();
+  if (const trelScoreTarget* target = TransmittanceTarget(state)) ScoreTD(state, *target, value);
+}
+
+void trelVarianceReductionMonteCarlo::ScoreTransmittanceFD2D(double value, double phase)
+{
+  const ThreadState& state = GetThreadState();
+  if (const trelScoreTarget* target = TransmittanceTarget(state))
+    ScoreFD(state, *target, value, phase);
+}
+
+void trelVarianceReductionMonteCarlo::ScoreTransmittanceFD3D(double value, double phase)
+{
+  const ThreadState& state = GetThreadState();
+  if (const trelScoreTarget* target = TransmittanceTarget(state))
+    ScoreFD(state, *target, value, phase);
+}

@@ -31,8 +31,9 @@ struct trelCoefficients
   double Anisotropy;       ///< g
   double RefractiveIndex;  ///< n
 
-  /** In such tissue packets neither scatter nor are absorbed; the limit itself belongs to it. */
-  bool IsNonInteracting() const { return !(Interaction > 0.1); }
+  /** Such tissue absorbs nothing and, in space, scatters nothing; the limit itself belongs to it.
+   */
+  bool IsNonInteracting() const { return Interaction <= 0.1; }
 };
 
 /**
@@ -42,7 +43,7 @@ struct trelCoefficients
  * Implicit-capture Monte Carlo: a packet is not killed by absorption, a part of its weight is
  * scored at each interaction, and Russian roulette ends the faint ones. For each light source that
  * the simulation type admits and each of its spectra one parallel region deals out the packets one
- * at a time. All threads add to the same grids by atomic adds; there is nothing to merge.
+ * at a time. All threads add to the same grids, atomically; there is nothing to merge.
  *
  * The life of a packet: LaunchPhoton, then the trace: NewStep, the boundary test, MoveToBoundary
  * and ResolveBoundary if the step is cut, Hop, UpdateDirection (reflect, refract or scatter and
@@ -77,16 +78,18 @@ public:
   // Scoring of the calling thread's packet, domain by domain: `value` is a weight in source units,
   // `phase` in rad. The cell follows from the packet's position and, for transmittance, from the
   // face that it crossed; what has no cell is dropped.
-#define TREL_SCORE_ENTRIES(dimension)                            \
-  void ScoreAbsorptionCW##dimension(double value);               \
-  void ScoreAbsorptionTD##dimension(double value);               \
-  void ScoreAbsorptionFD##dimension(double value, double phase); \
-  void ScoreTransmittanceCW##dimension(double value);            \
-  void ScoreTransmittanceTD##dimension(double value);            \
-  void ScoreTransmittanceFD##dimension(double value, double phase);
-  TREL_SCORE_ENTRIES(2D)
-  TREL_SCORE_ENTRIES(3D)
-#undef TREL_SCORE_ENTRIES
+  void ScoreAbsorptionCW2D(double value);
+  void ScoreAbsorptionCW3D(double value);
+  void ScoreAbsorptionTD2D(double value);
+  void ScoreAbsorptionTD3D(double value);
+  void ScoreAbsorptionFD2D(double value, double phase);
+  void ScoreAbsorptionFD3D(double value, double phase);
+  void ScoreTransmittanceCW2D(double value);
+  void ScoreTransmittanceCW3D(double value);
+  void ScoreTransmittanceTD2D(double value);
+  void ScoreTransmittanceTD3D(double value);
+  void ScoreTransmittanceFD2D(double value, double phase);
+  void ScoreTransmittanceFD3D(double value, double phase);
 
 protected:
   /** The eight things that a parallel region needs to know. */
@@ -111,6 +114,8 @@ protected:
   void RunSource(trelLightSource& light, trelPhotonTask task);
   /** The body of the parallel region, run by every thread of the team. */
   void PhotonTask(const trelPhotonTask& task);
+  /** Directs the thread's scoring to the record of a spectrum, both record and flat table. */
+  void SelectRecord(ThreadState& state, std::uint32_t spectrum);
   void TracePackets(ThreadState& state, const trelPhotonTask& task);
   void CountFinishedPacket(const trelPhotonTask& task);
   void ReportFailedLaunches(std::uint32_t packets);
@@ -126,9 +131,8 @@ protected:
 
   // The parts of a step. `here` are the coefficients of the tissue that the packet is in.
 
-  /** Step, boundary, hop and turn: all but the roulette. False if the packet was lost on the way.
-   */
-  inline bool AdvanceAnalytic(ThreadState& state, const trelCoefficients& start);
+  /** A whole step in a medium of shapes. @p rouletteInClearTissue: also where nothing interacts. */
+  void TakeAnalyticStep(ThreadState& state, bool rouletteInClearTissue);
   TREL_RARE bool ChangeTissue(ThreadState& state, std::int32_t tissue);
   void NewStep(ThreadState& state, const trelCoefficients& here);
   void Hop(ThreadState& state, const trelCoefficients& here);
@@ -145,8 +149,10 @@ protected:
   TREL_RARE void Transmit(ThreadState& state);
   TREL_RARE void Escape(ThreadState& state);
 
-  /** Scores @p value at the packet's position in all domains that are on: TD, CW, FD. */
+  /** Where the packet's absorption, and its weight as it leaves, are scored; null for nowhere. */
+  const trelScoreTarget* AbsorptionTarget(const ThreadState& state) const;
   const trelScoreTarget* TransmittanceTarget(const ThreadState& state) const;
+  /** Scores @p value at the packet's position in all domains that are on: TD, CW, FD. */
   TREL_RARE void ScoreInDomains(ThreadState& state, const trelScoreTarget& target,
                                 double value) const;
   /** The phase of the modulation at the packet's time of flight, rad. */
