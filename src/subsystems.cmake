@@ -39,7 +39,7 @@ trel_subsystem(framework
 trel_subsystem(geometry
   MAY_USE framework
   HEADERS trelGeometryTolerance trelSlabSearch trelRayQuadratic
-  CLASSES trelShapeObject trelCube trelCylinder trelEllipsoid trelMCTriangleMesh
+  CLASSES trelShapeObject trelCube trelCylinder trelEllipsoid trelRectangle trelEllipse trelMCTriangleMesh
           trelMCTetrahedron)
 
 # The physical model and all settings of a run: tissues, sources, detectors, spectra, packets.
@@ -70,7 +70,8 @@ trel_subsystem(transport
   MAY_USE framework geometry model results
   HEADERS trelPhaseFunction trelFresnel
   CLASSES trelRandomStream trelThreadState trelScoreTable trelMediumFilter trelMonteCarlo
-          trelVarianceReductionMonteCarlo trelDiffuseVRMC trelBioluminescenceVRMC)
+          trelVarianceReductionMonteCarlo trelDiffuseVRMC trelBioluminescenceVRMC
+          trelFluorescenceVRMC)
 
 # The stages in their order, and what the command line says.
 trel_subsystem(driver

@@ -6,6 +6,7 @@
 
 #include "trelCube.h"
 #include "trelCylinder.h"
+#include "trelEllipse.h"
 #include "trelEllipsoid.h"
 #include "trelFiberDetector.h"
 #include "trelLightSource.h"
@@ -15,6 +16,7 @@
 #include "trelOpticalParameter.h"
 #include "trelPaths.h"
 #include "trelPlaneDetector.h"
+#include "trelRectangle.h"
 #include "trelSimulationParameter.h"
 #include "trelSimulationParameterReader.h"
 #include "trelSpectrum.h"
@@ -31,6 +33,9 @@ static const trelWord<trelShapeObject* (*)()> SolidWords[] = {
     {"cube", Make<trelCube>},
     {"cylinder", Make<trelCylinder>},
     {"mctrianglemesh trianglemesh", Make<trelMCTriangleMesh>}};
+
+static const trelWord<trelShapeObject* (*)()> PlanarWords[] = {{"ellipse", Make<trelEllipse>},
+                                                               {"rectangle", Make<trelRectangle>}};
 
 static const trelWord<trelShapeObject* (*)()> FiberWords[] = {{"ellipsoid", Make<trelEllipsoid>},
                                                               {"cylinder", Make<trelCylinder>}};
@@ -105,11 +110,6 @@ KeywordOutcome trelModelSection::End(const Keyword&)
   return KeywordEndsSection;
 }
 
-KeywordOutcome trelModelSection::Refuse(const Keyword& row)
-{
-  return Fail(row.Message);
-}
-
 // Shapes, of whatever they belong to
 
 template <class Owner, std::size_t N>
@@ -161,6 +161,16 @@ KeywordOutcome trelModelSection::SelectSource(const Keyword& row)
   Current[Source] = source;
   SourceIndex = GetIndex();
   return KeywordDone;
+}
+
+KeywordOutcome trelModelSection::SetPlanarSourceShape(const Keyword& row)
+{
+  return GiveShape<trelLightSource>(row, PlanarWords, SourceShape);
+}
+
+KeywordOutcome trelModelSection::SetPlanarTissueShape(const Keyword& row)
+{
+  return GiveShape<trelTissue>(row, PlanarWords, TissueShape);
 }
 
 KeywordOutcome trelModelSection::SetSourceShape(const Keyword& row)
@@ -395,7 +405,8 @@ bool trelModelSection::Read2D()
       {"lightsource", 2, Nothing, &Section::SelectSource,
        "Index of the light source is incorrect!\n"},
       {"lightsourcetype", 2, Nothing, &Section::Ignore},
-      {"lightsourceshape", 2, Source, &Section::Refuse, "2D light source shape error!\n"},
+      {"lightsourceshape", 2, Source, &Section::SetPlanarSourceShape,
+       "2D light source shape error!\n"},
       {"lightsourceproperty", 1, Source, &Section::SetSourceProperty,
        "3D light source property error!\n"},
       {"lightsourcecenter", 3, SourceShape, &Section::SetCenter},
@@ -405,7 +416,7 @@ bool trelModelSection::Read2D()
       {"lightsourceazimuthalangle lightsourceazimuthangle", 3, SourceShape,
        &Section::SetAzimuthRange},
       {"tissue", 3, Nothing, &Section::SelectTissue, "Index of the tissue is incorrect!\n"},
-      {"tissueshape", 2, Tissue, &Section::Refuse, "2D tissue shape data error!\n"},
+      {"tissueshape", 2, Tissue, &Section::SetPlanarTissueShape, "2D tissue shape data error!\n"},
       {"tissuecenter", 3, TissueShape, &Section::SetCenter},
       {"tissueaxis", 3, TissueShape, &Section::SetHalfAxes},
       {"tissueangle", 2, Nothing, &Section::Ignore},

@@ -82,11 +82,12 @@ private:
 
   KeywordOutcome Ignore(const Keyword& row);
   KeywordOutcome End(const Keyword& row);
-  KeywordOutcome Refuse(const Keyword& row);
   KeywordOutcome SetCenter(const Keyword& row);
   KeywordOutcome SetHalfAxes(const Keyword& row);
 
   KeywordOutcome SelectSource(const Keyword& row);
+  KeywordOutcome SetPlanarSourceShape(const Keyword& row);
+  KeywordOutcome SetPlanarTissueShape(const Keyword& row);
   KeywordOutcome SetSourceShape(const Keyword& row);
   KeywordOutcome LoadSourceShape(const Keyword& row);
   KeywordOutcome SetSourceProperty(const Keyword& row);

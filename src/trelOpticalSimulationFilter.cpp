@@ -2,6 +2,7 @@
 
 #include "trelBioluminescenceVRMC.h"
 #include "trelDiffuseVRMC.h"
+#include "trelFluorescenceVRMC.h"
 #include "trelModelTypes.h"
 #include "trelSimulationParameter.h"
 #include "trelSimulationResult.h"
@@ -44,6 +45,8 @@ static trelMediumFilter* MakeMediumFilter(int simulationType)
   switch (simulationType) {
     case BLT:
       return new trelBioluminescenceVRMC;
+    case FMT:
+      return new trelFluorescenceVRMC;
     case DOT:
       return new trelDiffuseVRMC;
     default:

@@ -19,6 +19,8 @@ class trelPhoton final : public trelSimulationObject
 public:
   /** Puts all fields back to the values that they have here. */
   void ResetPhoton();
+  /** Takes over all fields of @p packet. */
+  void CopyPacket(const trelPhoton& packet);
 
   double PositionX = 0.0;
   double PositionY = 0.0;

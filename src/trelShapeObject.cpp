@@ -71,6 +71,14 @@ void trelShapeObject::Rotate(double x, double y, double z, double turned[3]) con
   turned[2] = (ca * sb) * x - sa * y + (ca * cb) * z;
 }
 
+void trelShapeObject::RotateInPlane(double local[2]) const
+{
+  const double c = std::cos(Rotation[0]), s = std::sin(Rotation[0]);
+  const double x = local[0], y = local[1];
+  local[0] = c * x - s * y;
+  local[1] = c * y + s * x;
+}
+
 void trelShapeObject::RefreshDerived()
 {
   for (int i = 0; i < 3; ++i) {

@@ -157,6 +157,14 @@ protected:
     }
   }
 
+  /** The same in the plane, where only the first angle counts. */
+  void ToLocalInPlane(double x, double y, double local[2]) const
+  {
+    local[0] = x - Center[0];
+    local[1] = y - Center[1];
+    if (Rotated) RotateInPlane(local);
+  }
+
   /** Divides the vector by its length; a zero vector stays. */
   static void Normalize(double v[3]);
 
@@ -168,6 +176,7 @@ protected:
 
 private:
   void Rotate(double x, double y, double z, double turned[3]) const;
+  void RotateInPlane(double local[2]) const;
   /** Brings the box and the flag up to date with the other fields. */
   void RefreshDerived();
 

@@ -1,0 +1,89 @@
+#include "trelRectangle.h"
+
+#include <cmath>
+
+#include "trelSlabSearch.h"
+
+PointRelation trelRectangle::LocatePoint(double x, double y, double /*z*/) const
+{
+  double local[2];
+  ToLocalInPlane(x, y, local);
+  const double u = std::fabs(local[0]) - HalfAxes[0];
+  const double v = std::fabs(local[1]) - HalfAxes[1];
+  const bool insideX = u < -GeometryTolerance, onX = std::fabs(u) < GeometryTolerance;
+  const bool insideY = v < -GeometryTolerance, onY = std::fabs(v) < GeometryTolerance;
+  if (insideX && insideY) return PointInside;
+  if (onX && (insideY || onY)) return PointOnBoundary;
+  if (onY && (insideX || onX)) return PointOnBoundary;
+  return PointOutside;
+}
+
+bool trelRectangle::IntersectRay(double x, double y, double z, double dx, double dy, double /*dz*/,
+                                 double* distance, int* face, double* nx, double* ny,
+                                 double* /*nz*/, int raySide) const
+{
+  double p[3];
+  ToCenter(x, y, z, p);
+  const double d[2] = {dx, dy};
+  trelSlabSearch<2> search;
+  switch (ClassifyRay(LocatePoint(x, y, z), raySide)) {
+    case RayCaseNone:
+      return false;
+    case RayCaseTouching:
+      // The search keeps its distance of 0 and its hit at the centre, which is on no edge.
+      FindFaceOfPoint(p, face);
+      break;
+    case RayCaseEntering:
+      if (!search.FindEntry(p, d, HalfAxes)) return false;
+      break;
+    case RayCaseLeaving:
+      if (!search.FindExit(p, d, HalfAxes)) return false;
+      break;
+  }
+  FindFaceOfHit(search.Hit, face);
+  static const double normals[4][2] = {{0.0, 1.0}, {0.0, -1.0}, {-1.0, 0.0}, {1.0, 0.0}};
+  if (RectangleFaceYMax <= *face && *face <= RectangleFaceXMax) {
+    *nx = normals[*face][0];
+    *ny = normals[*face][1];
+  }
+  if (!(0.0 <= search.Distance && search.Distance <= *distance)) return false;
+  *distance = search.Distance;
+  return true;
+}
+
+/** True if the absolute value @p q is at most @p half, within the tolerance. */
+static bool IsWithin(double q, double half)
+{
+  return q - half < -GeometryTolerance || ToleranceEqual(q, half);
+}
+
+/** The first edge that the boundary point @p p lies on, if any. */
+void trelRectangle::FindFaceOfPoint(const double p[2], int* face) const
+{
+  const double hx = HalfAxes[0], hy = HalfAxes[1];
+  const bool withinX = IsWithin(std::fabs(p[0]), hx);
+  const bool withinY = IsWithin(std::fabs(p[1]), hy);
+  if (ToleranceEqual(p[1], hy) && withinX) {
+    *face = RectangleFaceYMax;
+  } else if (ToleranceEqual(p[1], -hy) && withinX) {
+    *face = RectangleFaceYMin;
+  } else if (ToleranceEqual(p[0], -hx) && withinY) {
+    *face = RectangleFaceXMin;
+  } else if (ToleranceEqual(p[0], hx) && withinY) {
+    *face = RectangleFaceXMax;
+  }
+}
+
+/** The edge of a point from the slab search, if it lies exactly on one. */
+void trelRectangle::FindFaceOfHit(const double hit[2], int* face) const
+{
+  if (hit[0] == HalfAxes[0]) {
+    *face = RectangleFaceXMax;
+  } else if (hit[1] == HalfAxes[1]) {
+    *face = RectangleFaceYMax;
+  } else if (hit[0] == -HalfAxes[0]) {
+    *face = RectangleFaceXMin;
+  } else if (hit[1] == -HalfAxes[1]) {
+    *face = RectangleFaceYMin;
+  }
+}
