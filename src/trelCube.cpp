@@ -66,7 +66,7 @@ void trelCube::FindFaceOfPoint(const double p[3], int* face) const
   const bool withinY = IsWithin(absY, hy);
   const bool withinZ = IsWithin(absZ, hz);
   // On the two z faces the test for "at the edge in y" looks at z. Results depend on it only for a
-  // point that lies beyond the edge by exactly the tolerance.
+  // point that lies off the edge by exactly the tolerance.
   const bool withinYOfZFace = ToleranceLess(absY, hy) || ToleranceEqual(absZ, hy);
   if (ToleranceEqual(p[0], hx) && withinY && withinZ) {
     *face = CubeFaceXMax;

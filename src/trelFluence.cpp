@@ -1,5 +1,6 @@
 #include "trelFluence.h"
 
+#include "trelList.h"
 #include "trelMedium.h"
 #include "trelOpticalParameter.h"
 #include "trelTissue.h"
@@ -7,9 +8,9 @@
 trelFluence::trelFluence(trelMedium& medium, std::int32_t spectrumId, const trelGridWindow& window)
     : Medium(medium), Window(window)
 {
-  for (int i = 0; i < medium.GetNumberOfTissues(); ++i) {
-    const trelOpticalParameter* optics = medium.GetTissue(i)->GetOpticalParameterByWavelength(
-        static_cast<std::uint32_t>(spectrumId));
+  for (const trelTissue* tissue : medium.GetTissues()->GetItems<trelTissue>()) {
+    const trelOpticalParameter* optics =
+        tissue->GetOpticalParameterByWavelength(static_cast<std::uint32_t>(spectrumId));
     Absorption.push_back(optics ? optics->GetAbsorption() : 0.0);
   }
 }

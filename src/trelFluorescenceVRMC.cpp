@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "trelLightSource.h"
+#include "trelList.h"
 #include "trelPhoton.h"
 #include "trelSimulationParameter.h"
 #include "trelSpectrum.h"
@@ -19,12 +20,11 @@ bool trelFluorescenceVRMC::Execute()
 void trelFluorescenceVRMC::CollectFluorophores()
 {
   Fluorophores.clear();
-  const int sources = Input ? Input->GetNumberOfLightSources() : 0;
-  for (int i = 0; i < sources; ++i) {
-    const trelLightSource* light = Input->GetLightSource(i);
+  if (!Input) return;
+  for (const trelLightSource* light : Input->GetLightSources()->GetItems<trelLightSource>()) {
     if (light->GetLuminousType() != LuminousEmission || !light->GetShape()) continue;
-    for (int k = 0; k < light->GetNumberOfSpectra(); ++k) {
-      const trelSpectrum& spectrum = *light->GetSpectrum(k);
+    for (const trelSpectrum* entry : light->GetSpectra()->GetItems<trelSpectrum>()) {
+      const trelSpectrum& spectrum = *entry;
       Fluorophores.push_back({light->GetShape(),
                               static_cast<std::int32_t>(spectrum.GetExcitationWavelength()),
                               static_cast<std::int32_t>(spectrum.GetWavelength()),

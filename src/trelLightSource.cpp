@@ -191,12 +191,21 @@ static double RelativeChord(double d, double halfAxis)
   return std::sqrt(std::max(0.0, 1.0 - d * d / (halfAxis * halfAxis)));
 }
 
+/** A curved shape with a half-axis of 0 holds no point; there is no use in drawing any. */
+static bool IsFlatAndCurved(const trelShapeObject& shape, const double axis[3], int dimensions)
+{
+  const ShapeType type = shape.GetShapeType();
+  if (type != ShapeEllipse && type != ShapeEllipsoid && type != ShapeCylinder) return false;
+  return axis[0] == 0.0 || axis[1] == 0.0 || (dimensions == 3 && axis[2] == 0.0);
+}
+
 bool trelLightSource::SampleVolume(trelLaunchContext* monteCarlo, trelPhoton* photon) const
 {
   if (!Shape || Shape->GetShapeType() > ShapeCube) return false;
   const int dimensions = Shape->GetShapeType() < ShapeEllipsoid ? 2 : 3;
   double axis[3];
   Shape->GetHalfAxes(&axis[0], &axis[1], &axis[2]);
+  if (IsFlatAndCurved(*Shape, axis, dimensions)) return false;
   for (int attempt = 0; attempt < maximumAttempts; ++attempt) {
     double offset[3] = {0.0, 0.0, 0.0};
     for (int i = 0; i < dimensions; ++i)

@@ -2,6 +2,7 @@
 #define trelList_h
 
 #include <cstdint>
+#include <vector>
 
 /**
  * @class   trelList
@@ -28,6 +29,17 @@ public:
   Item* GetItem(int i) const
   {
     return static_cast<Item*>(GetItem(i));
+  }
+
+  /** All items, for a walk that neither moves the cursor nor takes the square of the length. */
+  template <class Item>
+  std::vector<Item*> GetItems() const
+  {
+    std::vector<Item*> items;
+    for (const Node* node = Head; node; node = node->Next) {
+      items.push_back(static_cast<Item*>(node->Item));
+    }
+    return items;
   }
 
   /** Sets the cursor to the head; GetNextItem() then returns the items in turn, and null at the

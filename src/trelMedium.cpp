@@ -67,7 +67,9 @@ void trelMedium::SetTetrahedron(trelMCTetrahedron* mesh)
 trelShapeObject* trelMedium::GetOuterShape() const
 {
   if (ShapeIsTetrahedron) return Tetrahedron;
-  const trelTissue* outermost = GetOutermostTissue();
+  // Asked for each packet from outside: not by a walk of the list once the grid stands.
+  const trelTissue* outermost =
+      GridReady ? TissueOfIndex[OutermostTissueIndex] : GetOutermostTissue();
   return outermost ? outermost->GetShape() : nullptr;
 }
 

@@ -18,8 +18,8 @@ class trelMCTetrahedron;
  * Around it lies the ambient space, which has only a refractive index. Or the medium is one
  * tetrahedral mesh whose regions are the tissues.
  *
- * GetTissueIndex is asked once for every step of every packet. A regular grid over the bounding box
- * of the outermost shape answers it: each cell names a tissue that claims it, and every tissue
+ * GetTissueIndex is asked for every step in the outermost tissue. A regular grid over the bounding
+ * box of the outermost shape answers it: each cell names a tissue that claims it, and every tissue
  * claims the cells of its own bounding box. The exact shapes then confirm, since a box is more than
  * its shape. A cell that lies wholly inside the shape that would be asked first is marked as
  * settled when the grid is built, and its answer needs no shape at all.

@@ -32,14 +32,19 @@ const char* FindLuminousFault(SimulationType simulation, LuminousType luminous)
   return nullptr;
 }
 
+/** Whether a coefficient lies in its range; infinity and what is not a number lie in none. */
+static bool IsWithin(double value, double least,
+                     double greatest = std::numeric_limits<double>::max())
+{
+  return value >= least && value <= greatest;
+}
+
 const char* FindOpticalFault(const trelOpticalParameter& optics)
 {
-  if (optics.GetAbsorption() < 0.0) return "Non-physical absorption coefficient!\n";
-  if (optics.GetScattering() < 0.0) return "Non-physical scattering coefficient!\n";
-  if (optics.GetAnisotropy() < -1.0 || optics.GetAnisotropy() > 1.0) {
-    return "Non-physical anisotropy coefficient!\n";
-  }
-  return optics.GetRefractiveIndex() < 1.0 ? "Index of refraction < 1!\n" : nullptr;
+  if (!IsWithin(optics.GetAbsorption(), 0.0)) return "Non-physical absorption coefficient!\n";
+  if (!IsWithin(optics.GetScattering(), 0.0)) return "Non-physical scattering coefficient!\n";
+  if (!IsWithin(optics.GetAnisotropy(), -1.0, 1.0)) return "Non-physical anisotropy coefficient!\n";
+  return IsWithin(optics.GetRefractiveIndex(), 1.0) ? nullptr : "Index of refraction < 1!\n";
 }
 
 // The rectangle's word is not the coordinate that it gets: logs are

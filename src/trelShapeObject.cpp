@@ -64,8 +64,9 @@ void trelShapeObject::Rotate(double x, double y, double z, double turned[3]) con
   const double ca = std::cos(Rotation[0]), sa = std::sin(Rotation[0]);
   const double cb = std::cos(Rotation[1]), sb = std::sin(Rotation[1]);
   const double cc = std::cos(Rotation[2]), sc = std::sin(Rotation[2]);
-  // Not a proper rotation: in z of the first row and in x and z of the second, ca stands where a
-  // rotation about z, x and y in turn has sa. Turned shapes are defined by these rows as they are.
+  // Not a proper rotation: against one about z, x and y in turn, ca stands for sa in three terms
+  // and sine and cosine of b are exchanged in one. Turned shapes are defined by these rows as they
+  // are.
   turned[0] = (cb * cc + sa * sb * sc) * x + (ca * sc) * y + (ca * cb * sc - cc * sb) * z;
   turned[1] = (ca * sb * cc - cb * sc) * x + (ca * cc) * y + (sb * sc + ca * sb * cc) * z;
   turned[2] = (ca * sb) * x - sa * y + (ca * cb) * z;

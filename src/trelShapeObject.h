@@ -44,7 +44,7 @@ enum RaySide : int
  * is not a number is outside. Shapes do not change once the model has been read: all threads ask
  * the same object at once, and both questions read the members only and allocate nothing.
  *
- * Half-lengths are positive. This is checked where a model is read and not here: with a half-length
+ * Half-lengths are positive, which is not checked here: with a half-length
  * of zero the curved shapes divide by it, which puts every point outside or leaves no hit.
  *
  * The shape is parallel to the axes of the model. LocatePoint() honours the three angles, which

@@ -51,6 +51,7 @@ public:
   /** The light sources in index order. The list is taken over with its items; the items of a former
    *  list are released. */
   void SetLightSources(trelList* sources);
+  trelList* GetLightSources() const { return LightSources; }
   std::int32_t GetNumberOfLightSources() const;
   /** Light source @p i, from 0; null when there is none. */
   trelLightSource* GetLightSource(int i) const;

@@ -8,6 +8,7 @@
 #include "trelClock.h"
 #include "trelFresnel.h"
 #include "trelLightSource.h"
+#include "trelList.h"
 #include "trelMedium.h"
 #include "trelMediumResult.h"
 #include "trelOpticalParameter.h"
@@ -54,8 +55,7 @@ void trelVarianceReductionMonteCarlo::CopyTissues()
   NumberOfSpectra = Input->GetNumberOfWavelengths();
   Coefficients.clear();
   TissueShapes.clear();
-  for (int i = 0; i < CachedMedium->GetNumberOfTissues(); ++i) {
-    const trelTissue* tissue = CachedMedium->GetTissue(i);
+  for (const trelTissue* tissue : CachedMedium->GetTissues()->GetItems<trelTissue>()) {
     TissueShapes.push_back(tissue->GetShape());
     for (int spectrum = 0; spectrum < NumberOfSpectra; ++spectrum) {
       const trelOpticalParameter* optics = tissue->GetOpticalParameter(spectrum);
@@ -108,8 +108,7 @@ bool trelVarianceReductionMonteCarlo::Execute()
   task.FinishedPackets = &finished;
   task.Result = result;
   task.Filter = this;
-  for (int i = 0; i < Input->GetNumberOfLightSources(); ++i) {
-    trelLightSource* light = Input->GetLightSource(i);
+  for (trelLightSource* light : Input->GetLightSources()->GetItems<trelLightSource>()) {
     GetThreadState().CurrentLuminousType = light->GetLuminousType();
     if (RunsSource(*light)) RunSource(*light, task);
   }
@@ -145,9 +144,9 @@ void trelVarianceReductionMonteCarlo::RunSource(trelLightSource& light, trelPhot
   task.Light = &light;
   // The OpenMP run-time ends the process when it is asked for more threads than it can start.
   const int threads = std::clamp(Input->GetThreadNumber(), 1, MaximumNumberOfThreads);
-  for (int i = 0; i < light.GetNumberOfSpectra(); ++i) {
-    task.Spectrum = light.GetSpectrum(i);
-    task.NumberOfPackets = task.Spectrum->GetPhotonNumber();
+  for (trelSpectrum* spectrum : light.GetSpectra()->GetItems<trelSpectrum>()) {
+    task.Spectrum = spectrum;
+    task.NumberOfPackets = spectrum->GetPhotonNumber();
 #pragma omp parallel num_threads(threads)
     PhotonTask(task);
   }

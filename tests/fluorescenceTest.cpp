@@ -1,0 +1,197 @@
+#include <gtest/gtest.h>
+#include <omp.h>
+
+#include <cmath>
+#include <functional>
+#include <vector>
+
+#include "testModel.h"
+#include "trelFluorescenceVRMC.h"
+#include "trelPhoton.h"
+#include "trelThreadState.h"
+
+/** A fluorophore: 1/mm, none, ps. */
+struct Dye
+{
+  double Absorption, Yield, LifeTime;
+};
+
+/** Optics of the box: no boundary reflects, so that all conversions follow an interaction. */
+static const Optics Tissue = {0.1, 2.0, 0.8, 1.0};
+
+/**
+ * Adds a box of 10 mm in air's index, a source of excitation at its centre and one region that
+ * fills the box for each dye. Dye k emits at wavelength k + 1, excitation is wavelength 0.
+ */
+static void BuildDyedBox(TestModel& model, const std::vector<Dye>& dyes, std::uint32_t packets)
+{
+  std::vector<std::uint32_t> wavelengths = {500};
+  for (std::size_t k = 0; k < dyes.size(); ++k)
+    wavelengths.push_back(600 + static_cast<std::uint32_t>(k));
+  model->SetWavelengths(wavelengths);
+  model.AddTissue(TestModel::Make<trelCube>({0, 0, 0}, {5, 5, 5}), Tissue);
+  trelLightSource* light =
+      model.AddSource(TestModel::Make<trelCube>({0, 0, 0}, {1, 1, 1}), 0, LuminousExcitation);
+  light->GetSpectrum(0)->SetPhotonNumber(packets);
+  for (std::size_t k = 0; k < dyes.size(); ++k) {
+    trelSpectrum& emission =
+        *model.AddSource(TestModel::Make<trelCube>({0, 0, 0}, {5, 5, 5}), 0, LuminousEmission)
+             ->GetSpectrum(static_cast<int>(k) + 1);
+    emission.SetExcitationWavelength(500);
+    emission.SetFluorophoreAbsorption(dyes[k].Absorption);
+    emission.SetQuantumYield(dyes[k].Yield);
+    emission.SetLifeTime(dyes[k].LifeTime);
+  }
+}
+
+/** The weight of light that a record accounts for: absorbed and transmitted. */
+static double Light(const trelMediumResult& r)
+{
+  return r.GetTotalAbsorption3D() + r.GetTotalTransmittance3D();
+}
+
+/** Runs batches of a dyed box; one row of the light of each record per batch. */
+static std::vector<std::vector<double>> RunBatches(const std::vector<Dye>& dyes,
+                                                   std::uint32_t packets)
+{
+  std::vector<std::vector<double>> rows;
+  for (int batch = 0; batch < 12; ++batch) {
+    const FixedClock clock(1000003 + 7919 * batch);
+    GetThreadState() = ThreadState{};
+    TestModel model(FMT);
+    BuildDyedBox(model, dyes, packets);
+    trelFluorescenceVRMC run;
+    run.SetInput(model.Get());
+    EXPECT_TRUE(run.Update());
+    rows.emplace_back();
+    for (std::size_t k = 0; k <= dyes.size(); ++k) {
+      rows.back().push_back(Light(*run.GetOutput()->GetMediumResult(static_cast<int>(k))));
+    }
+    rows.back().push_back(run.GetOutput()->GetMediumResult(0)->GetTotalAbsorption3D());
+  }
+  return rows;
+}
+
+static Estimate EstimateOf(const std::vector<std::vector<double>>& rows,
+                           const std::function<double(const std::vector<double>&)>& quantity)
+{
+  std::vector<double> sample;
+  for (const std::vector<double>& row : rows)
+    sample.push_back(quantity(row));
+  return EstimateOf(sample);
+}
+
+TEST(Fluorescence, ExcitationBalancesAndEmissionIsTheYieldOfWhatTheDyeTook)
+{
+  const double yield = 0.6, muf = 0.3;
+  const auto rows = RunBatches({{muf, yield, 0.0}}, 1500);
+  const Estimate balance = EstimateOf(rows, [](const auto& row) { return row[0]; });
+  EXPECT_NEAR(balance.Mean, 1.0, 5.0 * balance.Error + 2e-4) << "roulette moves less than 2e-4";
+
+  // Of what an interaction takes from the excitation the tissue absorbs mua / m and the dye
+  // muf mus / (mf m) of the weight before it; the yield times m / mus of the dye's part is emitted.
+  const double m = Tissue.Absorption + Tissue.Scattering, mf = m + muf;
+  const double dye = muf * Tissue.Scattering / (mf * m), tissue = Tissue.Absorption / m;
+  const auto ratio = [&](double q) {
+    const double expected = q * m / Tissue.Scattering * dye / (dye + tissue);
+    const Estimate e =
+        EstimateOf(rows, [&](const auto& row) { return row[1] - expected * row[2]; });
+    return std::fabs(e.Mean) / (e.Error + 1e-4);
+  };
+  EXPECT_LT(ratio(yield), 5.0);
+  EXPECT_GT(ratio(yield + 0.02), 5.0) << "the test cannot tell another yield";
+}
+
+TEST(Fluorescence, TwoDyesInOnePlaceBothConvert)
+{
+  const Dye first = {0.2, 0.5, 0.0}, second = {0.4, 0.8, 0.0};
+  const auto rows = RunBatches({first, second}, 800);
+  // The second takes from what the first has left: its Wb is m / (m + muf1) of the first's.
+  const double m = Tissue.Absorption + Tissue.Scattering;
+  const double expected = m / (m + second.Absorption) * second.Absorption * second.Yield /
+                          (first.Absorption * first.Yield);
+  const Estimate e = EstimateOf(rows, [&](const auto& row) { return row[2] - expected * row[1]; });
+  EXPECT_NEAR(e.Mean, 0.0, 5.0 * e.Error + 1e-4);
+  EXPECT_GT(rows[0][1], 0.05);
+}
+
+/** Mean time of the light in a record's time gates. */
+static double MeanTime(const trelMediumResult& r)
+{
+  double weight = 0.0, moment = 0.0;
+  for (int t = 0; t < r.GetCountTD(); ++t) {
+    const double light = r.GetTDAbsorption3D()[t] + r.GetTDTransmittance3D()[t];
+    weight += light;
+    moment += light * r.GetWindow().Time.Midpoint(t);
+  }
+  return moment / weight;
+}
+
+TEST(Fluorescence, TheMeanDelayIsTheLifetime)
+{
+  std::vector<double> delays;
+  const double lifeTime = 2000.0;
+  for (int batch = 0; batch < 8; ++batch) {
+    const FixedClock clock(1000003 + 7919 * batch);
+    GetThreadState() = ThreadState{};
+    TestModel model(FMT);
+    BuildDyedBox(model, {{0.3, 1.0, lifeTime}, {0.3, 1.0, 0.0}}, 300);
+    model->SetTimeDomain(true);
+    model->SetTimeRange(0.0, 100000.0, 100.0);
+    model->SetFlyTimeMax(1e6);
+    model->SetSeparations(5, 5, 5, 1, 1, 1);
+    trelFluorescenceVRMC run;
+    run.SetInput(model.Get());
+    ASSERT_TRUE(run.Update());
+    delays.push_back(MeanTime(*run.GetOutput()->GetMediumResult(1)) -
+                     MeanTime(*run.GetOutput()->GetMediumResult(2)));
+  }
+  const Estimate e = EstimateOf(delays);
+  EXPECT_NEAR(e.Mean, lifeTime, 5.0 * e.Error);
+  EXPECT_LT(5.0 * e.Error, 0.1 * lifeTime);
+}
+
+/** Notes what each thread takes for the kind of the current source. */
+class SourceProbe final : public trelVarianceReductionMonteCarlo
+{
+  trelTypeMacro(SourceProbe, trelVarianceReductionMonteCarlo)
+
+public:
+  bool LaunchPhoton(trelVarianceReductionMonteCarlo*, trelPhoton*, trelSpectrum*,
+                    trelLightSource*) override
+  {
+    const bool excited = GetThreadState().CurrentLuminousType == LuminousExcitation;
+    if (excited != (omp_get_thread_num() == 0)) {
+#pragma omp atomic
+      ++Wrong;
+    }
+    return false;
+  }
+  int Wrong = 0;
+};
+
+TEST(Fluorescence, OnlyTheMasterKnowsThatItTracesExcitation)
+{
+  TestModel model(FMT);
+  BuildDyedBox(model, {{0.3, 1.0, 0.0}}, 2000);
+  model->SetThreadNumber(4);
+  SourceProbe probe;
+  probe.SetInput(model.Get());
+  testing::internal::CaptureStderr();
+  ASSERT_TRUE(probe.Update());
+  testing::internal::GetCapturedStderr();  // no packet was launched
+  EXPECT_EQ(probe.Wrong, 0);
+}
+
+TEST(Fluorescence, DyeThatNobodyExcitesStaysDark)
+{
+  GetThreadState() = ThreadState{};
+  TestModel model(FMT);
+  BuildDyedBox(model, {{0.3, 1.0, 0.0}}, 200);
+  model->GetLightSource(1)->GetSpectrum(1)->SetExcitationWavelength(501);
+  trelFluorescenceVRMC run;
+  run.SetInput(model.Get());
+  ASSERT_TRUE(run.Update());
+  EXPECT_EQ(Light(*run.GetOutput()->GetMediumResult(1)), 0.0);
+  EXPECT_GT(Light(*run.GetOutput()->GetMediumResult(0)), 0.9);
+}
