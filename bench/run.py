@@ -3,7 +3,8 @@
 
 Usage: bench/run.py [--build DIR] [--runs N] [--no-instructions] [MODEL...]
 
-Prints a table in Markdown. Instructions are those in user space, counted by valgrind as the
+Prints a table in Markdown: rates, and what comes before the first packet (reading the model with its
+meshes, building the look-up tables) with the peak of memory. Instructions are those in user space, counted by valgrind as the
 difference of two runs of different length, so that reading, set-up and writing cancel; they do not
 depend on what else the machine does, while the times do. The absorbed fraction is checked where it
 is known. Exit status 1 if a check fails.
@@ -28,7 +29,9 @@ class Model:
     absorbed: float | None
 
 
-MODELS = [Model("cube", 100000, 0.2726), Model("box", 40000, 0.7311), Model("nested", 30000, None)]
+MODELS = [Model("cube", 100000, 0.2726), Model("box", 40000, 0.7311), Model("nested", 30000, None),
+          Model("sphere", 20000, None), Model("shells", 10000, None), Model("head", 10000, None)]
+MESHES = ROOT / "build" / "meshes"  # where scripts/make-meshes.py puts the last three
 SHORT, LONG = 300, 1800  # packets under valgrind, which takes fifty times as long
 
 
@@ -41,6 +44,10 @@ class Bench:
 
     def command(self, model, packets, threads, *more):
         path = ROOT / "bench" / f"{model.name}.trl"
+        if not path.exists():
+            path = MESHES / f"{model.name}.trl"
+        if not path.exists():
+            subprocess.run([ROOT / "scripts" / "make-meshes.py", MESHES, model.name], check=True)
         return [str(self.program), str(path), str(packets), str(threads), *more]
 
     def run(self, *arguments):
@@ -90,7 +97,8 @@ def measure(bench, model, arguments):
         rate = model.packets / seconds
         print(f"| {model.name} | {threads} | {rate:,.0f} | {rate * per_packet / 1e6:.2f} | "
               f"{first / seconds:.2f} | {instructions} | {per_packet:.1f} | "
-              f"{runs[0]['absorbed']:.4f} |", flush=True)
+              f"{runs[0]['absorbed']:.4f} | {runs[0]['load']:.2f} | {runs[0]['prepare']:.2f} | "
+              f"{runs[0]['megabytes']:.0f} |", flush=True)
     return good
 
 
@@ -108,8 +116,9 @@ def main():
     bench = Bench(arguments.build)
     chosen = [m for m in MODELS if not arguments.models or m.name in arguments.models]
     print("| Model | Threads | Packets/s | Million scatterings/s | Speed-up | "
-          "Instructions/scattering | Scatterings/packet | Absorbed |")
-    print("| --- | --- | --- | --- | --- | --- | --- | --- |")
+          "Instructions/scattering | Scatterings/packet | Absorbed | Load, s | Prepare, s | "
+          "Peak, MB |")
+    print("|" + " --- |" * 11)
     return 0 if all([measure(bench, model, arguments) for model in chosen]) else 1
 
 

@@ -1,11 +1,14 @@
 // Runs a model on fixed random streams and prints one line of figures:
 //
 //   trelBench MODEL PACKETS THREADS [count]
-//   packets P seconds S absorbed A transmitted T scatterings N
+//   packets P seconds S absorbed A transmitted T scatterings N load L prepare R megabytes M
 //
-// With "count" the scatterings are counted, which costs time, on one thread; else N is -1. The same
-// arguments trace the same packets (on one thread), so that a counting run tells how many
+// L and R are the seconds of reading the model and of building its look-up tables, which S leaves
+// out. With "count" the scatterings are counted, which costs time, on one thread; else N is -1. The
+// same arguments trace the same packets (on one thread), so that a counting run tells how many
 // scatterings another run made.
+
+#include <sys/resource.h>
 
 #include <chrono>
 #include <cstdio>
@@ -43,6 +46,13 @@ public:
     if (state->Photon->Weight != weight) ++Scatterings;
   }
 
+  void StepTetrahedral(ThreadState* state) override
+  {
+    const double weight = state->Photon->Weight;
+    trelVarianceReductionMonteCarlo::StepTetrahedral(state);
+    if (state->Photon->Weight != weight) ++Scatterings;
+  }
+
   long long Scatterings = 0;
 };
 
@@ -59,21 +69,40 @@ static trelSimulationParameter* ReadModel(const char* file, unsigned packets, in
   return parameter;
 }
 
-static int RunModel(trelSimulationParameter* parameter, unsigned packets, bool count)
+using trelBenchClock = std::chrono::steady_clock;
+
+static double SecondsSince(trelBenchClock::time_point start)
 {
-  using clock = std::chrono::steady_clock;
+  return std::chrono::duration<double>(trelBenchClock::now() - start).count();
+}
+
+/** The peak of this process's memory so far, in MB. */
+static double PeakMegabytes()
+{
+  rusage usage{};
+  getrusage(RUSAGE_SELF, &usage);
+  return static_cast<double>(usage.ru_maxrss) / 1024.0;
+}
+
+static int RunModel(trelSimulationParameter* parameter, unsigned packets, bool count, double load)
+{
   trelCountingVRMC counting;
   trelDiffuseVRMC plain;
   trelVarianceReductionMonteCarlo& filter =
       count ? static_cast<trelVarianceReductionMonteCarlo&>(counting) : plain;
   filter.SetInput(parameter);
-  const clock::time_point start = clock::now();
+  trelBenchClock::time_point start = trelBenchClock::now();
+  parameter->PrepareGeometry();
+  const double prepare = SecondsSince(start);
+  start = trelBenchClock::now();
   if (!filter.Update()) return EXIT_FAILURE;
-  const std::chrono::duration<double> seconds = clock::now() - start;
+  const double seconds = SecondsSince(start) - prepare;  // the run prepares anew
   const trelMediumResult& result = *filter.GetOutput()->GetMediumResult(0);
-  std::printf("packets %u seconds %.6f absorbed %.6f transmitted %.6f scatterings %lld\n", packets,
-              seconds.count(), result.GetTotalAbsorption3D(), result.GetTotalTransmittance3D(),
-              count ? counting.Scatterings : -1LL);
+  std::printf(
+      "packets %u seconds %.6f absorbed %.6f transmitted %.6f scatterings %lld "
+      "load %.3f prepare %.3f megabytes %.0f\n",
+      packets, seconds, result.GetTotalAbsorption3D(), result.GetTotalTransmittance3D(),
+      count ? counting.Scatterings : -1LL, load, prepare, PeakMegabytes());
   return EXIT_SUCCESS;
 }
 
@@ -86,9 +115,10 @@ int main(int argc, char** argv)
   const auto packets = static_cast<unsigned>(std::strtoul(argv[2], nullptr, 10));
   const bool count = argc > 4 && std::strcmp(argv[4], "count") == 0;
   SetWallClock([]() -> std::int64_t { return 20240229; });
+  const trelBenchClock::time_point start = trelBenchClock::now();
   trelSimulationParameter* parameter = ReadModel(argv[1], packets, count ? 1 : std::atoi(argv[3]));
   if (!parameter) return EXIT_FAILURE;
-  const int status = RunModel(parameter, packets, count);
+  const int status = RunModel(parameter, packets, count, SecondsSince(start));
   parameter->UnRegister();
   return status;
 }

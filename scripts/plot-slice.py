@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Draws a slice of the absorption in a result file (.A.CW, Cartesian) as a PNG, by gnuplot.
+"""Draws a slice of the absorption in a result file (.A.CW, Cartesian) as a PNG, by gnuplot: any
+slice of a model in space, the whole of one in the plane.
 
 Also an example of reading a result file: see read_block().
 """
@@ -8,27 +9,30 @@ import argparse
 import subprocess
 import sys
 
-LABEL = "3DCWAbsorptionXYZ"
 AXES = "xyz"
 
 
 def read_block(path, spectrum):
-    """The counts (x, y, z) and the rows of the block: rows[ix * count_y + iy][iz]."""
+    """The axes, the counts and the rows of the block: rows[ix * count_y + iy][iz]. A model in the
+    plane has the axes x, z (of one cell) and y."""
     with open(path, encoding="ascii") as file:
         lines = iter(file)
-        counts, current = None, 0
+        axes, counts, current = AXES, None, 0
         for line in lines:
             words = line.split()
             if words[:1] == ["Spectrum"]:
                 current += 1
-            elif words[:3] == ["CountX", "CountY", "CountZ"]:
-                counts = [int(word) for word in words[3:]]
-            elif words == [LABEL] and current == spectrum:
-                return counts, [next(lines).split() for _ in range(counts[0] * counts[1])]
-    sys.exit(f"{path} has no {LABEL} for spectrum {spectrum}")
+            elif words[:2] == ["CountX", "CountY"]:
+                counts = [int(word) for word in words[len(words) // 2:]]
+                if len(counts) == 2:
+                    axes, counts = "xzy", [counts[0], 1, counts[1]]
+            elif words in (["3DCWAbsorptionXYZ"], ["2DCWAbsorptionXY"]) and current == spectrum:
+                rows = [next(lines).split() for _ in range(counts[0] * counts[1])]
+                return axes, counts, rows
+    sys.exit(f"{path} has no Cartesian absorption for spectrum {spectrum}")
 
 
-def cut(counts, rows, normal, index):
+def cut(axes, counts, rows, normal, index):
     """The slice as rows along the second of the two axes that remain, lowest first."""
     remaining = [axis for axis in range(3) if axis != normal]
     across, up = remaining
@@ -40,7 +44,7 @@ def cut(counts, rows, normal, index):
         for place[across] in range(counts[across]):
             line.append(rows[place[0] * counts[1] + place[1]][place[2]])
         picture.append(line)
-    return (AXES[across], AXES[up]), picture
+    return (axes[across], axes[up]), picture
 
 
 def gnuplot_script(arguments, names, picture):
@@ -87,12 +91,12 @@ def parse_arguments():
 
 def main():
     arguments = parse_arguments()
-    counts, rows = read_block(arguments.result, arguments.spectrum)
+    axes, counts, rows = read_block(arguments.result, arguments.spectrum)
     normal = AXES.index(arguments.normal)
     index = counts[normal] // 2 if arguments.slice is None else arguments.slice
     if not 0 <= index < counts[normal]:
         sys.exit(f"--slice: {index} is not one of the {counts[normal]} cells along the axis")
-    names, picture = cut(counts, rows, normal, index)
+    names, picture = cut(axes, counts, rows, normal, index)
     script = gnuplot_script(arguments, names, picture)
     return subprocess.run(["gnuplot"], input=script, text=True, check=False).returncode
 

@@ -35,12 +35,25 @@ trel_subsystem(framework
   CLASSES trelObject trelList trelProcessObject trelDataObject trelSimulationObject trelSource
           trelFilter trelTarget trelReader trelWriter trelPaths trelClock)
 
+# Meshes as files hold them: vertices, triangles, tetrahedra and the faces between regions.
+trel_subsystem(meshes
+  MAY_USE framework
+  HEADERS trelRecordArray trelFaceUnitNormal
+  CLASSES trelMesh trelTriangleMesh trelOuterSurface trelTetrahedron)
+
+# The mesh files: a reader a format.
+trel_subsystem(mesh_files
+  MAY_USE framework meshes
+  HEADERS
+  CLASSES trelMeshText trelMeshReader trelLineMeshReader trelTetrahedronReader trelAMReader
+          trelNeutralReader trelOFFReader trelSURFReader trelSTLReader PlyFileReader trelPLYReader)
+
 # Shapes: where a point lies, how far along a ray the boundary is.
 trel_subsystem(geometry
-  MAY_USE framework
+  MAY_USE framework meshes mesh_files
   HEADERS trelGeometryTolerance trelSlabSearch trelRayQuadratic
-  CLASSES trelShapeObject trelCube trelCylinder trelEllipsoid trelRectangle trelEllipse trelMCTriangleMesh
-          trelMCTetrahedron)
+  CLASSES trelShapeObject trelCube trelCylinder trelEllipsoid trelRectangle trelEllipse
+          trelMeshPredicates trelVoxelTable trelTraceableMesh trelMCTriangleMesh trelMCTetrahedron)
 
 # The physical model and all settings of a run: tissues, sources, detectors, spectra, packets.
 trel_subsystem(model
@@ -65,6 +78,12 @@ trel_subsystem(results
           trelFluence trelMediumResult trelDetectorResult trelDetectorArrayResult
           trelSimulationResult trelResultFile trelSimulationResultWriter)
 
+# What the detectors outside of the medium see of its surface.
+trel_subsystem(free_space
+  MAY_USE framework geometry model results
+  HEADERS
+  CLASSES trelFreespaceFilter trelSurfaceElement trelFreespacePinhole)
+
 # The packets: random streams, launch, steps, boundaries, the parallel run and the imaging modes.
 trel_subsystem(transport
   MAY_USE framework geometry model results
@@ -75,5 +94,5 @@ trel_subsystem(transport
 
 # The stages in their order, and what the command line says.
 trel_subsystem(driver
-  MAY_USE framework model parameter_file results transport
+  MAY_USE framework model parameter_file results free_space transport
   CLASSES trelOpticalSimulationFilter trelDriver)

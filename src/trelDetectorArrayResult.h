@@ -11,7 +11,7 @@ class trelSimulationParameter;
 
 /**
  * @class   trelDetectorArrayResult
- * @brief   the records of all detectors for one spectrum entry; without any in this version
+ * @brief   the records of all detectors for one spectrum entry, in the order of the detectors
  */
 class trelDetectorArrayResult : public trelSimulationObject
 {
@@ -21,7 +21,8 @@ public:
   trelDetectorArrayResult() = default;
   ~trelDetectorArrayResult() override;
 
-  /** Makes the records of the detectors of @p parameter; none are kept yet. True. */
+  /** Makes the records of the detectors of @p parameter anew. False after a report if one of them
+   *  cannot be made; those before it stay. */
   bool Initialize(trelSimulationParameter* parameter);
   /** The record of detector @p i, from 0; null when there is none. */
   trelDetectorResult* GetDetectorResult(int i) const;
@@ -35,9 +36,19 @@ public:
   void SetSpectrumId(std::int32_t id) { SpectrumId = id; }
   std::int32_t GetSpectrumId() const { return SpectrumId; }
 
+  /** The extreme pixels and the extreme cells after ComputeRanges(); -1e15 and 1e15 of none. */
+  float GetPlaneMaximum() const { return PlaneMaximum; }
+  float GetPlaneMinimum() const { return PlaneMinimum; }
+  float GetFiberMaximum() const { return FiberMaximum; }
+  float GetFiberMinimum() const { return FiberMinimum; }
+
 private:
-  trelList DetectorResults;
+  trelList* DetectorResults = nullptr;
   std::int32_t SpectrumId = 0;
+  float PlaneMaximum = -1.0e15f;
+  float PlaneMinimum = 1.0e15f;
+  float FiberMaximum = -1.0e15f;
+  float FiberMinimum = 1.0e15f;
 };
 
 #endif

@@ -48,7 +48,7 @@ void trelFluorescenceVRMC::StepAnalytic(ThreadState* state)
 
 void trelFluorescenceVRMC::StepTetrahedral(ThreadState* state)
 {
-  trelVarianceReductionMonteCarlo::StepTetrahedral(state);
+  TakeTetrahedralStep(*state, false);
   ConvertIfExcited(*state);
 }
 

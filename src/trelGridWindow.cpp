@@ -1,6 +1,7 @@
 #include "trelGridWindow.h"
 
-bool LocateCellDA(const trelGridWindow& window, const double position[3], std::size_t* cell)
+bool LocateBinsDA(const trelGridWindow& window, const double position[3], std::int32_t* binD,
+                  std::int32_t* binA)
 {
   constexpr double pi = 3.141592653589793;
   const double dx = position[0] - window.Center[0];
@@ -8,13 +9,16 @@ bool LocateCellDA(const trelGridWindow& window, const double position[3], std::s
   const double dz = position[2] - window.Center[2];
   const double radius = std::sqrt(dx * dx + dy * dy + dz * dz);
   const double deflection = std::acos(dz / radius) * 180.0 / pi;
-  std::int32_t binD = 0;
-  if (!window.Bins[GridD].Locate(deflection, &binD)) return false;
+  if (!window.Bins[GridD].Locate(deflection, binD)) return false;
   const double sinDeflection = std::sin(deflection * pi / 180.0);
+  return window.Bins[GridA].Locate(AzimuthDegrees(dx, dy, sinDeflection * radius), binA);
+}
+
+bool LocateCellDA(const trelGridWindow& window, const double position[3], std::size_t* cell)
+{
+  std::int32_t binD = 0;
   std::int32_t binA = 0;
-  if (!window.Bins[GridA].Locate(AzimuthDegrees(dx, dy, sinDeflection * radius), &binA)) {
-    return false;
-  }
+  if (!LocateBinsDA(window, position, &binD, &binA)) return false;
   const std::size_t row = static_cast<std::size_t>(window.Bins[GridD].Count - binD - 1);
   *cell = row * static_cast<std::size_t>(window.Bins[GridA].Count) + binA;
   return true;

@@ -134,4 +134,8 @@ bool LocateCell(const trelGridWindow& window, const double position[3], std::siz
  */
 bool LocateCellDA(const trelGridWindow& window, const double position[3], std::size_t* cell);
 
+/** The bins of LocateCellDA() as they are counted, from low deflection to high. */
+bool LocateBinsDA(const trelGridWindow& window, const double position[3], std::int32_t* binD,
+                  std::int32_t* binA);
+
 #endif

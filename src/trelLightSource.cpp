@@ -5,11 +5,13 @@
 
 #include "trelLaunchContext.h"
 #include "trelList.h"
+#include "trelMCTetrahedron.h"
 #include "trelMedium.h"
 #include "trelObjectDisplay.h"
 #include "trelPhoton.h"
 #include "trelShapeObject.h"
 #include "trelSpectrum.h"
+#include "trelTraceableMesh.h"
 
 /** How often a point is drawn, or a position moved, before the launch counts as failed. A ball
  * takes two draws on average; a shape that no draw ever hits would keep the thread for good. */
@@ -280,10 +282,52 @@ static void SampleCubeFace(trelLaunchContext* monteCarlo, const double axis[3], 
   offset[1] = DrawWithin(monteCarlo, axis[1]);
 }
 
-/** A point on the surface of a triangle mesh. Meshes have no triangles in this version: there is no
- *  point, and nothing is drawn. */
-static bool SampleTriangleMeshSurface()
+/** Twice the area of the triangle a, b, p in the plane z = 0, positive if it runs anticlockwise. */
+static double SideOfEdge(const trelTraceableVertex& a, const trelTraceableVertex& b, double x,
+                         double y)
 {
+  return (b.X - a.X) * (y - a.Y) - (b.Y - a.Y) * (x - a.X);
+}
+
+/** True if the point lies in the triangle as seen along z, edges included. */
+static bool IsAboveTriangle(const trelTraceableVertex* const corners[3], double x, double y)
+{
+  bool left = true, right = true;
+  for (int c = 0; c < 3; ++c) {
+    const double side = SideOfEdge(*corners[c], *corners[(c + 1) % 3], x, y);
+    left = left && side >= 0.0;
+    right = right && side <= 0.0;
+  }
+  return left || right;
+}
+
+/** A point on the surface of a triangle mesh: three numbers for a face and x and y in its box,
+ *  drawn anew until the point lies in the face; z follows from the plane. All faces are drawn
+ *  equally often, but small and slanted ones fail more often. Upright faces never emit. */
+static bool SampleTriangleMeshSurface(trelLaunchContext* monteCarlo, const trelTraceableMesh* mesh,
+                                      trelPhoton* photon)
+{
+  const std::uint32_t faces = mesh ? mesh->GetNumberOfTriangles() : 0;
+  if (faces == 0) return false;
+  for (int attempt = 0; attempt < maximumAttempts; ++attempt) {
+    const auto face = static_cast<std::uint32_t>(monteCarlo->NextRandom() * faces);
+    const trelTraceableTriangle& triangle = mesh->GetTriangleArray()[std::min(face, faces - 1)];
+    const trelTraceableVertex* corners[3];
+    for (int c = 0; c < 3; ++c)
+      corners[c] = &mesh->GetVertexArray()[triangle.Vertices[c]];
+    const auto inX = std::minmax({corners[0]->X, corners[1]->X, corners[2]->X});
+    const auto inY = std::minmax({corners[0]->Y, corners[1]->Y, corners[2]->Y});
+    const double x = inX.first + monteCarlo->NextRandom() * (inX.second - inX.first);
+    const double y = inY.first + monteCarlo->NextRandom() * (inY.second - inY.first);
+    const double* normal = triangle.Normal;
+    if (normal[2] == 0.0 || !IsAboveTriangle(corners, x, y)) continue;
+    photon->PositionX = x;
+    photon->PositionY = y;
+    photon->PositionZ =
+        corners[0]->Z -
+        (normal[0] * (x - corners[0]->X) + normal[1] * (y - corners[0]->Y)) / normal[2];
+    return true;
+  }
   return false;
 }
 
@@ -310,7 +354,7 @@ bool trelLightSource::SampleSurface(trelLaunchContext* monteCarlo, trelPhoton* p
       SampleCubeFace(monteCarlo, axis, offset);
       break;
     case ShapeTriangleMesh:
-      return SampleTriangleMeshSurface();
+      return SampleTriangleMeshSurface(monteCarlo, dynamic_cast<trelTraceableMesh*>(Shape), photon);
     default:
       return false;
   }
@@ -318,11 +362,33 @@ bool trelLightSource::SampleSurface(trelLaunchContext* monteCarlo, trelPhoton* p
   return true;
 }
 
-/** Moves the packet to where its direction meets the skin of a tetrahedral medium, and into the
- *  tissue behind that face. Meshes have no elements in this version: there is nothing to meet. */
-static bool EnterTetrahedralMedium()
+/** Moves the packet back along its direction until it is out of a tetrahedral medium, then forward
+ *  to where it meets the outer surface, and into the tissue behind that face. False if it does not
+ *  meet it within its width, or is not out of it after 10,000 moves. */
+static bool EnterTetrahedralMedium(trelMedium* medium, trelPhoton* photon)
 {
-  return false;
+  const trelMCTetrahedron* mesh = medium->GetTetrahedron();
+  if (!mesh) return false;
+  double halfAxis[3];
+  mesh->GetHalfAxes(halfAxis, halfAxis + 1, halfAxis + 2);
+  for (int step = 0;
+       medium->GetTissueIndex(photon->PositionX, photon->PositionY, photon->PositionZ) != -1;
+       ++step) {
+    if (step == maximumAttempts) return false;
+    MovePhoton(photon, -halfAxis[0]);
+  }
+  double distance = 2.0 * halfAxis[0];
+  int triangle = -1, tissue = -1;
+  double normal[3];
+  if (!mesh->IntersectRayInRegion(photon->PositionX, photon->PositionY, photon->PositionZ,
+                                  photon->DirectionX, photon->DirectionY, photon->DirectionZ, -1,
+                                  &distance, &triangle, &normal[0], &normal[1], &normal[2],
+                                  &tissue)) {
+    return false;
+  }
+  photon->TissueIndex = tissue;
+  MovePhoton(photon, distance);
+  return true;
 }
 
 /** Moves the packet back along its direction until it is out of @p skin, and then forward to where
@@ -354,9 +420,9 @@ static bool MoveToSkin(const trelShapeObject& skin, trelPhoton* photon)
 bool trelLightSource::SampleExternalEntry(trelLaunchContext* monteCarlo, trelPhoton* photon) const
 {
   const bool drawn = Solid ? SampleVolume(monteCarlo, photon) : SampleSurface(monteCarlo, photon);
-  const trelMedium* medium = monteCarlo->GetMedium();
+  trelMedium* medium = monteCarlo->GetMedium();
   if (!drawn || !medium) return false;
-  if (medium->GetShapeIsTetrahedron()) return EnterTetrahedralMedium();
+  if (medium->GetShapeIsTetrahedron()) return EnterTetrahedralMedium(medium, photon);
   const trelShapeObject* skin = medium->GetOuterShape();
   if (!skin || !MoveToSkin(*skin, photon)) return false;
   photon->TissueIndex = medium->GetOutermostTissueIndex();

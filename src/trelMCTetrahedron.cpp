@@ -1,8 +1,148 @@
 #include "trelMCTetrahedron.h"
 
+#include <algorithm>
+#include <cmath>
+#include <new>
+
+#include "trelAMReader.h"
+#include "trelNeutralReader.h"
+#include "trelTetrahedron.h"
+
+trelMCTetrahedron::~trelMCTetrahedron() = default;
+
+const trelTraceableMesh::ReaderEnding* trelMCTetrahedron::GetReaderEndings() const
+{
+  static const ReaderEnding endings[] = {
+      {"am", []() -> trelMeshReader* { return new trelAMReader; }},
+      {"mesh", []() -> trelMeshReader* { return new trelNeutralReader; }},
+      {nullptr, nullptr}};
+  return endings;
+}
+
+void trelMCTetrahedron::ClearMesh()
+{
+  trelTraceableMesh::ClearMesh();
+  Tetrahedra = {};
+  FaceOwners = {};
+  RegionOfTetrahedron = {};
+  Regions = {};
+}
+
+std::uint32_t trelMCTetrahedron::GetNumberOfTetrahedra() const
+{
+  return static_cast<std::uint32_t>(Tetrahedra.size());
+}
+
+bool trelMCTetrahedron::ImportData(trelMesh* mesh)
+{
+  return ImportMesh(dynamic_cast<trelTetrahedron*>(mesh));
+}
+
+bool trelMCTetrahedron::ImportMesh(trelTetrahedron* mesh)
+{
+  ClearMesh();
+  if (!mesh || !CopySurface(*mesh) || !CopyElements(*mesh) || !BoundRegions()) {
+    ClearMesh();
+    return false;
+  }
+  double bounds[6];
+  StartBounds(bounds);
+  for (std::uint32_t t = 0; t < GetNumberOfTriangles(); ++t)
+    ExtendBounds(t, bounds);
+  SetBox(bounds);
+  return true;
+}
+
+/** Copies tetrahedra, their regions and the owners of the triangles, if they fit together. */
+bool trelMCTetrahedron::CopyElements(trelTetrahedron& mesh)
+{
+  const auto count = static_cast<std::size_t>(std::max(mesh.GetNumberOfTetrahedra(), 0));
+  const std::int32_t regions = mesh.GetNumberOfRegions();
+  const std::uint32_t* corner = mesh.GetTetrahedronData();
+  const std::int32_t* owner = mesh.GetFaceOwnerData();
+  const std::int32_t* region = mesh.GetRegionData();
+  if (!corner || !owner || !region || regions < 0 || regions > trelVoxelTable::MaximumRegions) {
+    return false;
+  }
+  try {
+    Tetrahedra.resize(count);
+    RegionOfTetrahedron.assign(region, region + count);
+    FaceOwners.resize(Triangles.size());
+    Regions.resize(static_cast<std::size_t>(regions));
+  } catch (const std::bad_alloc&) {
+    ErrorMacro("memory allocate error");
+    return false;
+  }
+  for (auto& tetrahedron : Tetrahedra)
+    for (std::uint32_t& vertex : tetrahedron)
+      vertex = *corner++;
+  for (auto& owners : FaceOwners)
+    for (std::int32_t& tetrahedron : owners)
+      tetrahedron = *owner++;
+  return AreElementsValid();
+}
+
+/** Whether all numbers of tetrahedra, vertices and regions point to something. */
+bool trelMCTetrahedron::AreElementsValid() const
+{
+  const auto count = static_cast<std::int32_t>(Tetrahedra.size());
+  for (const auto& tetrahedron : Tetrahedra)
+    for (const std::uint32_t vertex : tetrahedron)
+      if (vertex >= GetNumberOfVertices()) return false;
+  for (const auto& owners : FaceOwners)
+    if (owners[0] < 0 || owners[0] >= count || owners[1] >= count) return false;
+  return std::all_of(RegionOfTetrahedron.begin(), RegionOfTetrahedron.end(),
+                     [&](std::int32_t r) { return r >= 0 && r < GetNumberOfRegions(); });
+}
+
+/** Finds the box of each region; false if one has no triangle, since packets in it would never come
+ *  to its boundary. */
+bool trelMCTetrahedron::BoundRegions()
+{
+  for (RegionBox& region : Regions)
+    StartBounds(region.Bounds);
+  for (std::uint32_t t = 0; t < GetNumberOfTriangles(); ++t) {
+    std::int32_t regions[2];
+    GetRegionsOfTriangle(t, regions);
+    for (const std::int32_t r : regions)
+      if (r >= 0) ExtendBounds(t, Regions[static_cast<std::size_t>(r)].Bounds);
+  }
+  return std::all_of(Regions.begin(), Regions.end(),
+                     [](const RegionBox& region) { return region.Bounds[0] <= region.Bounds[1]; });
+}
+
+void trelMCTetrahedron::GetRegionsOfTriangle(std::uint32_t t, std::int32_t regions[2]) const
+{
+  for (int side = 0; side < 2; ++side) {
+    const std::int32_t owner = FaceOwners[t][static_cast<std::size_t>(side)];
+    regions[side] = owner < 0 ? -1 : RegionOfTetrahedron[static_cast<std::size_t>(owner)];
+  }
+}
+
+trelVoxelTable::CenterRule trelMCTetrahedron::GetCenterRule() const
+{
+  return trelVoxelTable::CenterMakesNothing;
+}
+
+void trelMCTetrahedron::OnTableBuilt() const
+{
+  const trelVoxelTable& table = GetVoxelTable();
+  for (RegionBox& region : Regions) {
+    for (int a = 0; a < 3; ++a) {
+      region.Voxels.First[a] = table.IndexOf(a, region.Bounds[2 * a]);
+      region.Voxels.Last[a] = table.IndexOf(a, region.Bounds[2 * a + 1]);
+    }
+  }
+}
+
+void trelMCTetrahedron::OnTableFailed() const
+{
+  ErrorMacro("Out of memory!\n");
+}
+
 PointRelation trelMCTetrahedron::LocatePoint(double /*x*/, double /*y*/, double /*z*/) const
 {
-  return PointOutside;
+  return PointUndetermined;
 }
 
 bool trelMCTetrahedron::IntersectRay(double /*x*/, double /*y*/, double /*z*/, double /*dx*/,
@@ -13,13 +153,64 @@ bool trelMCTetrahedron::IntersectRay(double /*x*/, double /*y*/, double /*z*/, d
   return false;
 }
 
-bool trelMCTetrahedron::LoadFromFile(const char* path)
+bool trelMCTetrahedron::IsOutsideRegion(double x, double y, double z, int region) const
 {
-  ErrorMacro("This version cannot read mesh files: \"" << (path ? path : "") << "\"");
-  return false;
+  if (region < 0 || region >= GetNumberOfRegions() || std::isnan(x + y + z)) return true;
+  const double* box = Regions[static_cast<std::size_t>(region)].Bounds;
+  return ToleranceLess(x, box[0]) || ToleranceGreater(x, box[1]) || ToleranceLess(y, box[2]) ||
+         ToleranceGreater(y, box[3]) || ToleranceLess(z, box[4]) || ToleranceGreater(z, box[5]);
 }
 
-int trelMCTetrahedron::FindRegion(double /*x*/, double /*y*/, double /*z*/) const
+PointRelation trelMCTetrahedron::LocatePointInRegion(double x, double y, double z, int region) const
 {
+  if (!EnsureTable()) return PointUndetermined;
+  const trelVoxelTable& table = GetVoxelTable();
+  if (table.IsEmpty() || IsOutsideRegion(x, y, z, region)) return PointOutside;
+  const int i = table.IndexOf(0, x), j = table.IndexOf(1, y), k = table.IndexOf(2, z);
+  const std::int16_t state = table.GetState(table.CellOf(i, j, k));
+  if (state == region) return PointInside;
+  if (state != trelVoxelTable::Surface) return PointOutside;
+  return table.ClassifyPoint(x, y, z, i, j, k, region,
+                             Regions[static_cast<std::size_t>(region)].Voxels);
+}
+
+int trelMCTetrahedron::FindRegion(double x, double y, double z) const
+{
+  if (!EnsureTable()) return PointUndetermined;
+  const trelVoxelTable& table = GetVoxelTable();
+  if (table.IsEmpty()) return -1;
+  // A voxel without triangles has the answer; only its region can hold the point.
+  const std::int16_t state = table.StateAt(x, y, z);
+  if (state >= 0) return IsOutsideRegion(x, y, z, state) ? -1 : state;
+  if (state == trelVoxelTable::NoRegion) return -1;
+  for (int region = 0; region < GetNumberOfRegions(); ++region)
+    if (LocatePointInRegion(x, y, z, region) != PointOutside) return region;
   return -1;
+}
+
+int trelMCTetrahedron::FindNearestBoundaryFace(double x, double y, double z, double dx, double dy,
+                                               double dz, int region, double* distance) const
+{
+  if (!EnsureTable() || region >= GetNumberOfRegions()) return -1;
+  const trelVoxelTable& table = GetVoxelTable();
+  // The side that enters would forget hits at a triangle that the packet stands on.
+  const trelVoxelRange range =
+      region < 0 ? table.GetWholeRange() : Regions[static_cast<std::size_t>(region)].Voxels;
+  return table.FindNearest({{x, y, z}, {dx, dy, dz}}, region, RayLeaves, range, distance);
+}
+
+bool trelMCTetrahedron::IntersectRayInRegion(double x, double y, double z, double dx, double dy,
+                                             double dz, int region, double* distance, int* triangle,
+                                             double* nx, double* ny, double* nz,
+                                             int* nextRegion) const
+{
+  *triangle = FindNearestBoundaryFace(x, y, z, dx, dy, dz, region, distance);
+  if (*triangle < 0) return false;
+  const trelTracedTriangle& face =
+      GetVoxelTable().GetTriangle(static_cast<std::uint32_t>(*triangle));
+  *nx = face.Normal[0];
+  *ny = face.Normal[1];
+  *nz = face.Normal[2];
+  *nextRegion = region < 0 || face.Regions[0] != region ? face.Regions[0] : face.Regions[1];
+  return true;
 }

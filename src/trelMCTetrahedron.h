@@ -1,33 +1,102 @@
 #ifndef trelMCTetrahedron_h
 #define trelMCTetrahedron_h
 
-#include "trelShapeObject.h"
+#include <array>
+
+#include "trelTraceableMesh.h"
+
+class trelTetrahedron;
 
 /**
  * @class   trelMCTetrahedron
- * @brief   a medium of tetrahedra, each of which belongs to a region; empty in this version, which
- * reads no mesh files
+ * @brief   a medium of tetrahedra, each of which belongs to a region, read from an AM or MESH file
  *
- * An empty mesh contains no point and meets no ray.
+ * A packet does not walk from one tetrahedron to the next: only the triangles of the outer surface
+ * and between regions are traced, and a packet knows its region. Each triangle knows the regions on
+ * its two sides; those between regions have no fixed winding. Regions are numbered from 0, and -1
+ * stands for what lies around the mesh.
+ *
+ * There is no answer for the whole shape: LocatePoint() is always undetermined and IntersectRay()
+ * finds nothing. Ask with a region.
+ *
+ * @sa trelVoxelTable trelMedium
  */
-class trelMCTetrahedron final : public trelShapeObject
+class trelMCTetrahedron final : public trelTraceableMesh
 {
-  trelTypeMacro(trelMCTetrahedron, trelShapeObject)
+  trelTypeMacro(trelMCTetrahedron, trelTraceableMesh)
 
 public:
+  ~trelMCTetrahedron() override;
+
   ShapeType GetShapeType() const override { return ShapeTetrahedron; }
   PointRelation LocatePoint(double x, double y, double z) const override;
   bool IntersectRay(double x, double y, double z, double dx, double dy, double dz, double* distance,
                     int* face, double* nx, double* ny, double* nz, int raySide) const override;
 
-  /** Takes the mesh from the file @p path. Reports that it cannot be read, and returns false. */
-  bool LoadFromFile(const char* path);
-  /** Empties the mesh. */
-  void ClearMesh() {}
-  /** Prepares the look-up of points and rays; nothing to do for an empty mesh. */
-  bool BuildVoxelTable() { return true; }
-  /** The number of the region that the point lies in, from 0; -1 outside. */
+  void ClearMesh() override;
+  virtual std::uint32_t GetNumberOfTetrahedra() const;
+  std::int32_t GetNumberOfRegions() const { return static_cast<std::int32_t>(Regions.size()); }
+
+  /** Takes over a copy of @p mesh. False, and empty, if it cannot be traced: a number that
+   *  points nowhere, or a region without a triangle. */
+  bool ImportMesh(trelTetrahedron* mesh);
+
+  /** Where the point lies in relation to the region; outside for a region that there is not, and
+   *  undetermined without a table. */
+  PointRelation LocatePointInRegion(double x, double y, double z, int region) const;
+
+  /** The lowest region that holds the point or has it on its boundary, -1 if none does. 3 if there
+   *  is no table: callers take it for a region that has no tissue. */
   int FindRegion(double x, double y, double z) const;
+
+  /**
+   * Finds where the ray from a point of @p region leaves it, or with -1 where it enters the mesh.
+   *
+   * @param distance in: the hit must be nearer; out: how far it is
+   * @param triangle out: the number of the triangle, -1 on a miss, which leaves the rest alone
+   * @param nx, ny, nz out: its unit normal, to either side
+   * @param nextRegion out: the region behind it, -1 outside
+   */
+  bool IntersectRayInRegion(double x, double y, double z, double dx, double dy, double dz,
+                            int region, double* distance, int* triangle, double* nx, double* ny,
+                            double* nz, int* nextRegion) const;
+
+  /** Number of the nearest triangle that bounds @p region (-1: of the outer surface) along the ray,
+   *  or -1; see trelVoxelTable::FindNearest. */
+  int FindNearestBoundaryFace(double x, double y, double z, double dx, double dy, double dz,
+                              int region, double* distance) const;
+
+  /** True if triangle @p t lies on the outer surface. */
+  bool IsOuterTriangle(std::uint32_t t) const { return FaceOwners[t][1] < 0; }
+
+protected:
+  const ReaderEnding* GetReaderEndings() const override;
+  bool ImportData(trelMesh* mesh) override;
+  void GetRegionsOfTriangle(std::uint32_t t, std::int32_t regions[2]) const override;
+  trelVoxelTable::CenterRule GetCenterRule() const override;
+  void OnTableBuilt() const override;
+  void OnTableFailed() const override;
+
+private:
+  /** The box of a region: mm, and the voxels of the table that cover it. */
+  struct RegionBox
+  {
+    double Bounds[6];
+    trelVoxelRange Voxels;
+  };
+
+  bool CopyElements(trelTetrahedron& mesh);
+  bool AreElementsValid() const;
+  bool BoundRegions();
+  bool IsOutsideRegion(double x, double y, double z, int region) const;
+
+  std::vector<std::array<std::uint32_t, 4>> Tetrahedra;
+  /** For each triangle its tetrahedra; the second is -1 on the outer surface. */
+  std::vector<std::array<std::int32_t, 2>> FaceOwners;
+  /** For each tetrahedron its region. */
+  std::vector<std::int32_t> RegionOfTetrahedron;
+  /** The voxels are filled in when the table is built. */
+  mutable std::vector<RegionBox> Regions;
 };
 
 #endif

@@ -1,20 +1,174 @@
 #include "trelMCTriangleMesh.h"
 
-PointRelation trelMCTriangleMesh::LocatePoint(double /*x*/, double /*y*/, double /*z*/) const
+#include <algorithm>
+#include <cmath>
+#include <iterator>
+#include <new>
+#include <numeric>
+#include <tuple>
+
+#include "trelOFFReader.h"
+#include "trelPLYReader.h"
+#include "trelSTLReader.h"
+#include "trelSURFReader.h"
+#include "trelTriangleMesh.h"
+
+/** The one region of a closed surface. */
+static constexpr std::int32_t insideRegion = 0;
+
+trelMCTriangleMesh::~trelMCTriangleMesh() = default;
+
+const trelTraceableMesh::ReaderEnding* trelMCTriangleMesh::GetReaderEndings() const
 {
-  return PointOutside;
+  static const ReaderEnding endings[] = {
+      {"ply", []() -> trelMeshReader* { return new trelPLYReader; }},
+      {"off", []() -> trelMeshReader* { return new trelOFFReader; }},
+      {"stl", []() -> trelMeshReader* { return new trelSTLReader; }},
+      {"surf", []() -> trelMeshReader* { return new trelSURFReader; }},
+      {nullptr, nullptr}};
+  return endings;
 }
 
-bool trelMCTriangleMesh::IntersectRay(double /*x*/, double /*y*/, double /*z*/, double /*dx*/,
-                                      double /*dy*/, double /*dz*/, double* /*distance*/,
-                                      int* /*face*/, double* /*nx*/, double* /*ny*/, double* /*nz*/,
-                                      int /*raySide*/) const
+bool trelMCTriangleMesh::ImportData(trelMesh* mesh)
 {
-  return false;
+  return ImportMesh(dynamic_cast<trelTriangleMesh*>(mesh));
 }
 
-bool trelMCTriangleMesh::LoadFromFile(const char* path)
+bool trelMCTriangleMesh::ImportMesh(trelTriangleMesh* mesh)
 {
-  ErrorMacro("This version cannot read mesh files: \"" << (path ? path : "") << "\"");
-  return false;
+  ClearMesh();
+  if (!mesh || !CopySurface(*mesh)) {
+    ClearMesh();
+    return false;
+  }
+  double bounds[6];
+  StartBounds(bounds);
+  for (std::uint32_t t = 0; t < GetNumberOfTriangles(); ++t)
+    ExtendBounds(t, bounds);
+  SetBox(bounds);
+  WarnOfOpenEdges();
+  return true;
+}
+
+/** For each vertex the first one at the same position: files may repeat a vertex for each of its
+ *  triangles. May throw std::bad_alloc. */
+static std::vector<std::uint32_t> MergePositions(const std::vector<trelTraceableVertex>& vertices)
+{
+  const auto position = [&](std::uint32_t v) {
+    return std::make_tuple(vertices[v].X, vertices[v].Y, vertices[v].Z);
+  };
+  std::vector<std::uint32_t> order(vertices.size()), first(vertices.size());
+  std::iota(order.begin(), order.end(), 0u);
+  // What is not a number belongs to no triangle, but would spoil the order.
+  order.erase(std::remove_if(order.begin(), order.end(),
+                             [&](std::uint32_t v) {
+                               return std::isnan(vertices[v].X + vertices[v].Y + vertices[v].Z);
+                             }),
+              order.end());
+  std::sort(order.begin(), order.end(), [&](std::uint32_t a, std::uint32_t b) {
+    return std::make_pair(position(a), a) < std::make_pair(position(b), b);
+  });
+  for (std::size_t i = 0; i < order.size(); ++i) {
+    const bool repeated = i > 0 && position(order[i]) == position(order[i - 1]);
+    first[order[i]] = repeated ? first[order[i - 1]] : order[i];
+  }
+  return first;
+}
+
+/** The edges that an odd number of triangles share, by their vertices. May throw std::bad_alloc. */
+static std::vector<std::pair<std::uint32_t, std::uint32_t>> FindOpenEdges(
+    const std::vector<trelTraceableVertex>& vertices,
+    const std::vector<trelTraceableTriangle>& triangles)
+{
+  const std::vector<std::uint32_t> first = MergePositions(vertices);
+  std::vector<std::pair<std::uint32_t, std::uint32_t>> edges, open;
+  edges.reserve(3 * triangles.size());
+  for (const trelTraceableTriangle& triangle : triangles) {
+    for (int c = 0; c < 3; ++c) {
+      edges.push_back(
+          std::minmax({first[triangle.Vertices[c]], first[triangle.Vertices[(c + 1) % 3]]}));
+    }
+  }
+  std::sort(edges.begin(), edges.end());
+  for (auto edge = edges.begin(); edge != edges.end();) {
+    const auto next = std::upper_bound(edge, edges.end(), *edge);
+    if (std::distance(edge, next) % 2 == 1 && edge->first != edge->second) open.push_back(*edge);
+    edge = next;
+  }
+  return open;
+}
+
+/** Warns if the surface is not closed: then the inside cannot be told from the outside reliably. */
+void trelMCTriangleMesh::WarnOfOpenEdges() const
+{
+  try {
+    const auto open = FindOpenEdges(Vertices, Triangles);
+    if (open.empty()) return;
+    const trelTraceableVertex &a = Vertices[open[0].first], &b = Vertices[open[0].second];
+    WarningMacro("the surface \"" << GetFilePath() << "\" is not closed: " << open.size()
+                                  << " edges have an odd number of triangles, for example the one "
+                                  << "from vertex " << open[0].first << " (" << a.X << ", " << a.Y
+                                  << ", " << a.Z << ") to vertex " << open[0].second << " (" << b.X
+                                  << ", " << b.Y << ", " << b.Z
+                                  << "). Points may be taken to lie on the wrong side.");
+  } catch (const std::bad_alloc&) {
+    return;  // The check is a service; the mesh can be traced without it.
+  }
+}
+
+void trelMCTriangleMesh::GetRegionsOfTriangle(std::uint32_t /*t*/, std::int32_t regions[2]) const
+{
+  regions[0] = insideRegion;
+  regions[1] = -1;
+}
+
+trelVoxelTable::CenterRule trelMCTriangleMesh::GetCenterRule() const
+{
+  return trelVoxelTable::CenterMakesSurface;
+}
+
+PointRelation trelMCTriangleMesh::LocatePoint(double x, double y, double z) const
+{
+  if (!EnsureTable()) return PointUndetermined;
+  const trelVoxelTable& table = GetVoxelTable();
+  const double point[3] = {x, y, z};
+  if (IsOutsideBox<3>(point) || table.IsEmpty() || std::isnan(x + y + z)) return PointOutside;
+  const int i = table.IndexOf(0, x), j = table.IndexOf(1, y), k = table.IndexOf(2, z);
+  switch (table.GetState(table.CellOf(i, j, k))) {
+    case insideRegion:
+      return PointInside;
+    case trelVoxelTable::NoRegion:
+      return PointOutside;
+    default:
+      return ClassifyPointInVoxel(x, y, z, i, j, k);
+  }
+}
+
+PointRelation trelMCTriangleMesh::ClassifyPointInVoxel(double x, double y, double z, int i, int j,
+                                                       int k) const
+{
+  const trelVoxelTable& table = GetVoxelTable();
+  return table.ClassifyPoint(x, y, z, i, j, k, insideRegion, table.GetWholeRange());
+}
+
+int trelMCTriangleMesh::FindNearestTriangle(double x, double y, double z, double dx, double dy,
+                                            double dz, double* distance, int raySide) const
+{
+  if (!EnsureTable()) return -1;
+  const trelVoxelTable& table = GetVoxelTable();
+  return table.FindNearest({{x, y, z}, {dx, dy, dz}}, insideRegion, raySide, table.GetWholeRange(),
+                           distance);
+}
+
+bool trelMCTriangleMesh::IntersectRay(double x, double y, double z, double dx, double dy, double dz,
+                                      double* distance, int* face, double* nx, double* ny,
+                                      double* nz, int raySide) const
+{
+  *face = FindNearestTriangle(x, y, z, dx, dy, dz, distance, raySide);
+  if (*face < 0) return false;
+  const double* normal = Triangles[static_cast<std::size_t>(*face)].Normal;
+  *nx = normal[0];
+  *ny = normal[1];
+  *nz = normal[2];
+  return true;
 }

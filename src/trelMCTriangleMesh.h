@@ -1,31 +1,53 @@
 #ifndef trelMCTriangleMesh_h
 #define trelMCTriangleMesh_h
 
-#include "trelShapeObject.h"
+#include "trelTraceableMesh.h"
+
+class trelTriangleMesh;
 
 /**
  * @class   trelMCTriangleMesh
- * @brief   a body bounded by a closed surface of triangles; empty in this version, which reads no
- * mesh files
+ * @brief   a body bounded by a closed surface of triangles, read from a PLY, OFF, STL or SURF file
  *
- * An empty mesh contains no point and meets no ray.
+ * Points and rays are answered with a trelVoxelTable. A point is on the boundary if it lies on a
+ * triangle within 1e-12 along an axis of the grid; a triangle parallel to that axis counts by its
+ * bounding box and outline alone. An empty mesh has every point undetermined and meets no ray.
+ *
+ * IntersectRay() trusts its caller about the side and does not ask where the point lies. Unlike
+ * with the other solids a hit at exactly the given distance is none, and the part of the surface
+ * is the number of the triangle, -1 on a miss. The normal is the triangle's own.
+ *
+ * @sa trelVoxelTable
  */
-class trelMCTriangleMesh final : public trelShapeObject
+class trelMCTriangleMesh final : public trelTraceableMesh
 {
-  trelTypeMacro(trelMCTriangleMesh, trelShapeObject)
+  trelTypeMacro(trelMCTriangleMesh, trelTraceableMesh)
 
 public:
+  ~trelMCTriangleMesh() override;
+
   ShapeType GetShapeType() const override { return ShapeTriangleMesh; }
   PointRelation LocatePoint(double x, double y, double z) const override;
   bool IntersectRay(double x, double y, double z, double dx, double dy, double dz, double* distance,
                     int* face, double* nx, double* ny, double* nz, int raySide) const override;
 
-  /** Takes the mesh from the file @p path. Reports that it cannot be read, and returns false. */
-  bool LoadFromFile(const char* path);
-  /** Empties the mesh. */
-  void ClearMesh() {}
-  /** Prepares the look-up of points and rays; nothing to do for an empty mesh. */
-  bool BuildVoxelTable() { return true; }
+  /** Takes over a copy of @p mesh. False, and empty, if it cannot be traced. */
+  bool ImportMesh(trelTriangleMesh* mesh);
+
+  /** Number of the nearest triangle along the ray, or -1; see trelVoxelTable::FindNearest. */
+  int FindNearestTriangle(double x, double y, double z, double dx, double dy, double dz,
+                          double* distance, int raySide) const;
+  /** Where a point of the voxel (@p i, @p j, @p k) lies, by its triangles. Needs the table. */
+  PointRelation ClassifyPointInVoxel(double x, double y, double z, int i, int j, int k) const;
+
+protected:
+  const ReaderEnding* GetReaderEndings() const override;
+  bool ImportData(trelMesh* mesh) override;
+  void GetRegionsOfTriangle(std::uint32_t t, std::int32_t regions[2]) const override;
+  trelVoxelTable::CenterRule GetCenterRule() const override;
+
+private:
+  void WarnOfOpenEdges() const;
 };
 
 #endif

@@ -226,11 +226,18 @@ void trelMedium::ClaimCells(std::int32_t tissue)
     first[axis] = Axes[axis].CellOf(box.Min(axis));
     last[axis] = Axes[axis].CellOf(box.Max(axis));
   }
+  std::int32_t holder = OutermostTissueIndex;
+  std::int32_t winner = tissue;
   for (std::ptrdiff_t i = first[0]; i <= last[0]; ++i) {
     for (std::ptrdiff_t j = first[1]; j <= last[1]; ++j) {
       for (std::ptrdiff_t k = first[2]; k <= last[2]; ++k) {
         std::int32_t& cell = TissueGrid[CellOffset(i, j, k)];
-        cell = cell == OutermostTissueIndex ? tissue : Contend(tissue, cell);
+        // Neighbouring cells mostly have one holder, and the answer is that of the last one.
+        if (cell != holder) {
+          holder = cell;
+          winner = cell == OutermostTissueIndex ? tissue : Contend(tissue, cell);
+        }
+        cell = winner;
       }
     }
   }

@@ -1,6 +1,9 @@
 #include "trelMediumResult.h"
 
+#include <algorithm>
+
 #include "trelFluence.h"
+#include "trelMCTetrahedron.h"
 #include "trelMedium.h"
 #include "trelShapeObject.h"
 #include "trelSimulationParameter.h"
@@ -73,12 +76,31 @@ void trelMediumResult::CopyWindow(const trelSimulationParameter& parameter)
   }
 }
 
-/** Copies the faces of a mesh that bounds the medium. Meshes are empty so far. */
+/** Copies the faces of a mesh that bounds the medium; other shapes have none. */
 bool trelMediumResult::CopyMesh(const trelShapeObject& shape)
 {
   const ShapeType type = shape.GetShapeType();
   if (type != ShapeTriangleMesh && type != ShapeTetrahedron) return true;
-  return AllocateMeshFaces(0, 0, type == ShapeTetrahedron);
+  const bool isTetraMesh = type == ShapeTetrahedron;
+  const auto* mesh = dynamic_cast<const trelTraceableMesh*>(&shape);
+  if (!mesh) return AllocateMeshFaces(0, 0, isTetraMesh);
+  const auto faces = static_cast<std::int32_t>(mesh->GetNumberOfTriangles());
+  if (!AllocateMeshFaces(faces, static_cast<std::int32_t>(mesh->GetNumberOfVertices()),
+                         isTetraMesh)) {
+    return false;
+  }
+  for (std::int32_t f = 0; f < faces; ++f) {
+    const trelTraceableTriangle& triangle = mesh->GetTriangleArray()[f];
+    std::copy_n(triangle.Vertices, 3, Mesh.GetMeshFaces()[f].Vertices);
+    Mesh.GetMeshFaces()[f].Area = triangle.Area;
+  }
+  if (isTetraMesh) {
+    const auto& tetrahedra = static_cast<const trelMCTetrahedron&>(*mesh);
+    for (std::int32_t f = 0; f < faces; ++f) {
+      Mesh.GetMeshFaceOnBoundary()[f] = tetrahedra.IsOuterTriangle(static_cast<std::uint32_t>(f));
+    }
+  }
+  return true;
 }
 
 bool trelMediumResult::AllocateMeshFaces(std::int32_t faces, std::int32_t vertices,

@@ -168,11 +168,6 @@ KeywordOutcome trelModelSection::SetPlanarSourceShape(const Keyword& row)
   return GiveShape<trelLightSource>(row, PlanarWords, SourceShape);
 }
 
-KeywordOutcome trelModelSection::SetPlanarTissueShape(const Keyword& row)
-{
-  return GiveShape<trelTissue>(row, PlanarWords, TissueShape);
-}
-
 KeywordOutcome trelModelSection::SetSourceShape(const Keyword& row)
 {
   return GiveShape<trelLightSource>(row, SolidWords, SourceShape);
@@ -298,6 +293,11 @@ KeywordOutcome trelModelSection::SelectTissue(const Keyword& row)
   return KeywordDone;
 }
 
+KeywordOutcome trelModelSection::SetPlanarTissueShape(const Keyword& row)
+{
+  return GiveShape<trelTissue>(row, PlanarWords, TissueShape);
+}
+
 KeywordOutcome trelModelSection::SetTissueShape(const Keyword& row)
 {
   if (!Text.IsOneOf(1, "mctetrahedron tetrahedron")) {
@@ -398,8 +398,6 @@ KeywordOutcome trelModelSection::SetFiberShape(const Keyword& row)
 bool trelModelSection::Read2D()
 {
   using Section = trelModelSection;
-  static const char* const spectrumMessage = "2d light source property error!\n";
-  // This version has no planar shape: each word for one is refused.
   static const Keyword table[] = {
       {"endtrl", 1, Nothing, &Section::End},
       {"lightsource", 2, Nothing, &Section::SelectSource,
@@ -412,7 +410,8 @@ bool trelModelSection::Read2D()
       {"lightsourcecenter", 3, SourceShape, &Section::SetCenter},
       {"lightsourceaxis", 3, SourceShape, &Section::SetHalfAxes},
       {"lightsourceangle", 2, Nothing, &Section::Ignore},
-      {"lightsourcespectrumindex", 4, Source, &Section::SetSourceSpectrum2D, spectrumMessage},
+      {"lightsourcespectrumindex", 4, Source, &Section::SetSourceSpectrum2D,
+       "2d light source property error!\n"},
       {"lightsourceazimuthalangle lightsourceazimuthangle", 3, SourceShape,
        &Section::SetAzimuthRange},
       {"tissue", 3, Nothing, &Section::SelectTissue, "Index of the tissue is incorrect!\n"},

@@ -87,7 +87,6 @@ private:
 
   KeywordOutcome SelectSource(const Keyword& row);
   KeywordOutcome SetPlanarSourceShape(const Keyword& row);
-  KeywordOutcome SetPlanarTissueShape(const Keyword& row);
   KeywordOutcome SetSourceShape(const Keyword& row);
   KeywordOutcome LoadSourceShape(const Keyword& row);
   KeywordOutcome SetSourceProperty(const Keyword& row);
@@ -102,6 +101,7 @@ private:
 
   KeywordOutcome LoadTetrahedra(const Keyword& row);
   KeywordOutcome SelectTissue(const Keyword& row);
+  KeywordOutcome SetPlanarTissueShape(const Keyword& row);
   KeywordOutcome SetTissueShape(const Keyword& row);
   KeywordOutcome LoadTissueShape(const Keyword& row);
   KeywordOutcome SetTissueSpectrum(const Keyword& row);

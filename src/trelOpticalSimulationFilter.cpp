@@ -3,6 +3,7 @@
 #include "trelBioluminescenceVRMC.h"
 #include "trelDiffuseVRMC.h"
 #include "trelFluorescenceVRMC.h"
+#include "trelFreespacePinhole.h"
 #include "trelModelTypes.h"
 #include "trelSimulationParameter.h"
 #include "trelSimulationResult.h"
@@ -64,12 +65,15 @@ void trelOpticalSimulationFilter::CreateAlgorithms()
   if (MediumAlgorithm != MediumVRMC) return;
   if (FreespaceAlgorithm < FreespaceVRMC || FreespaceAlgorithm > FreespacePinhole) return;
   MediumFilter = MakeMediumFilter(Input->GetSimulationType());
+  if (FreespaceAlgorithm == FreespacePinhole) FreespaceFilter = new trelFreespacePinhole;
   AlgorithmsCreated = true;
 }
 
 void trelOpticalSimulationFilter::ClearAlgorithms()
 {
   if (!OutputIsOwn) Output = nullptr;  // it may die with the medium filter
+  if (FreespaceFilter) FreespaceFilter->Delete();
+  FreespaceFilter = nullptr;
   if (MediumFilter) MediumFilter->Delete();
   MediumFilter = nullptr;
   AlgorithmsCreated = false;
@@ -120,6 +124,9 @@ void trelOpticalSimulationFilter::DropOutput()
 
 bool trelOpticalSimulationFilter::SimulateFreespace()
 {
+  FreespaceFilter->SetParameter(Input);
+  FreespaceFilter->SetResult(Output);
+  if (FreespaceFilter->Update()) return true;
   ErrorMacro("Error happens while simulating light propagation in freespace!");
   return false;
 }

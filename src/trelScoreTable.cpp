@@ -1,5 +1,6 @@
 #include "trelScoreTable.h"
 
+#include "trelDetectorResult.h"
 #include "trelMediumResult.h"
 #include "trelSimulationParameter.h"
 
@@ -55,6 +56,22 @@ trelScoreTable MakeScoreTable(trelMediumResult& result, const trelSimulationPara
     if (!HasDimension(use.Grid, dimension)) continue;
     table.FaceSelects = use.Face != AnyFace;
     table.Transmittance[table.FaceSelects ? use.Face : 0] = MakeTarget(result, use.Grid);
+  }
+  return table;
+}
+
+trelScoreTable MakeFiberScoreTable(const trelDetectorResult& result)
+{
+  trelScoreTable table;
+  table.Window = result.GetWindow();
+  for (const trelGridUse& use : result.GetUses()) {
+    table.FaceSelects = use.Face != AnyFace;
+    trelScoreTarget& target = table.Transmittance[table.FaceSelects ? use.Face : 0];
+    const trelGridDescription& row = GetGridDescription(use.Grid);
+    trelGrid* grid = result.GetGrid(use.Grid);
+    target.Locate = row.Locate;
+    target.CW = grid ? grid->GetCells() : nullptr;
+    target.NumberOfCells = CountCells(row, table.Window);
   }
   return table;
 }

@@ -3,6 +3,7 @@
 
 #include "trelGridTable.h"
 
+class trelDetectorResult;
 class trelMediumResult;
 class trelSimulationParameter;
 
@@ -39,5 +40,9 @@ struct trelScoreTable
  */
 trelScoreTable MakeScoreTable(trelMediumResult& result, const trelSimulationParameter& parameter,
                               ShapeType shape);
+
+/** The same for the grids of one fibre detector, by the faces of its own shape; it takes the
+ *  continuous-wave domain only. */
+trelScoreTable MakeFiberScoreTable(const trelDetectorResult& result);
 
 #endif

@@ -226,10 +226,10 @@ void trelSimulationParameter::GetRectangleEdgeFlags(bool flags[NumberOfRectangle
 }
 
 /** Builds the voxel table of @p shape if it is a triangle mesh. */
-static void PrepareShape(trelShapeObject* shape)
+static void PrepareShape(trelShapeObject* shape, int threads)
 {
   if (!shape || shape->GetShapeType() != ShapeTriangleMesh) return;
-  static_cast<trelMCTriangleMesh*>(shape)->BuildVoxelTable();
+  static_cast<trelMCTriangleMesh*>(shape)->BuildVoxelTable(threads);
 }
 
 void trelSimulationParameter::PrepareGeometry()
@@ -237,15 +237,15 @@ void trelSimulationParameter::PrepareGeometry()
   if (!Medium) return;
   const bool tetrahedral = Medium->GetShapeIsTetrahedron();
   if (tetrahedral) {
-    if (Medium->GetTetrahedron()) Medium->GetTetrahedron()->BuildVoxelTable();
+    if (Medium->GetTetrahedron()) Medium->GetTetrahedron()->BuildVoxelTable(ThreadNumber);
   } else {
-    VisitAll<trelTissue>(Medium->GetTissues(), [](const trelTissue& tissue) {
-      PrepareShape(tissue.GetShape());
+    VisitAll<trelTissue>(Medium->GetTissues(), [this](const trelTissue& tissue) {
+      PrepareShape(tissue.GetShape(), ThreadNumber);
       return true;
     });
   }
-  VisitAll<trelLightSource>(LightSources, [](const trelLightSource& source) {
-    PrepareShape(source.GetShape());
+  VisitAll<trelLightSource>(LightSources, [this](const trelLightSource& source) {
+    PrepareShape(source.GetShape(), ThreadNumber);
     return true;
   });
   if (!tetrahedral) Medium->BuildTissueGrid();

@@ -1,6 +1,7 @@
 #include "trelSimulationResultWriter.h"
 
 #include "trelDetectorArrayResult.h"
+#include "trelDetectorResult.h"
 #include "trelMediumResult.h"
 #include "trelResultFile.h"
 #include "trelSimulationParameter.h"
@@ -83,20 +84,20 @@ static std::vector<trelGridId> FindShownGrids(const trelMediumResult& result, tr
   return grids;
 }
 
-static void PrintCounts(trelResultFile& file, const trelMediumResult& result, trelGridId grid,
+static void PrintCounts(trelResultFile& file, const trelGridWindow& window, trelGridId grid,
                         const std::string& literal)
 {
   const trelGridDescription& row = GetGridDescription(grid);
   file.Print(literal);
   for (int k = 0; k < row.NumberOfAxes; ++k) {
-    file.Print(k ? " " : "", result.GetWindow().Bins[row.Axes[k]].Count);
+    file.Print(k ? " " : "", window.Bins[row.Axes[k]].Count);
   }
   file.Print("\n");
 }
 
 static void PrintCounts(trelResultFile& file, const trelMediumResult& result, trelGridId grid)
 {
-  PrintCounts(file, result, grid, GetGridDescription(grid).GetCountsLiteral());
+  PrintCounts(file, result.GetWindow(), grid, GetGridDescription(grid).GetCountsLiteral());
 }
 
 static void PrintLabel(trelResultFile& file, trelGridId grid, const trelShownDomain& shown)
@@ -186,6 +187,62 @@ static void PrintMesh(trelResultFile& file, const trelMediumResult& result,
   PrintMeshGrid(file, result, TransmittanceMeshFace, shown, bin);
 }
 
+/** The odd ends of the blocks of a fibre. Programs that read the files depend on them. */
+struct trelFiberLabel
+{
+  trelGridId Grid;
+  const char* BeforeTotal;
+  const char* Label;
+};
+
+/** In the order of the file. */
+static constexpr trelFiberLabel FiberLabels[] = {
+    {TransmittanceSide, "", "2DCWTransmittanceSideA"},
+    {TransmittanceSideAZ, "", "3DCWFiberDetectorSideAZ"},
+    {TransmittanceSideDA, "", "3DCWFiberDetectorsideda"},
+    {TransmittanceTopRA, "", "3DCWTransmittanceTopRA"},
+    {TransmittanceBottomRA, "", "3DCWTransmittanceBottomRA"},
+    {TransmittanceTopXY, "\n", "3DCWFiberDetectorTopXY"},
+    {TransmittanceBottomXY, "\n", "3DCWFiberDetectorBottomXY"},
+    {TransmittanceFrontYZ, "\n", "3DCWFiberDetectorFrontYZ"},
+    {TransmittanceBackYZ, "\n", "3DCWFiberDetectorBackYZ"},
+    {TransmittanceLeftXZ, "\n", "3DCWFiberDetectorLeftXZ"},
+    {TransmittanceRightXZ, "\n", "3DCWFiberDetectorRightXZ"},
+};
+
+static void PrintPlaneDetector(trelResultFile& file, const trelDetectorResult& result,
+                               std::int32_t number)
+{
+  file.Print("TotalDetection ", number, " ", result.GetTotalDetection(), "\n");
+  file.Print("HeightResolution WidthResolution ", result.GetRows(), " ", result.GetColumns(), "\n");
+  file.Print("DetectionMatrix\n");
+  if (const trelGrid* image = result.GetDetectionMatrix()) {
+    file.PrintRows(image->GetCells(), result.GetRows(), result.GetColumns());
+  }
+  file.Print("\n");
+}
+
+static void PrintFiberDetector(trelResultFile& file, const trelDetectorResult& result,
+                               std::int32_t number, std::int32_t dimension)
+{
+  file.Print("TotalDetection ", number, " \n");
+  if (dimension == Dimension2D) {
+    file.Print("2Ddetector ", result.GetFiberTotal2D(), "\n");
+  } else if (dimension == Dimension3D) {
+    file.Print("3DFiberdetector ", result.GetFiberTotal3D(), "\n");
+  }
+  for (const trelFiberLabel& labels : FiberLabels) {
+    if (!result.GetGrid(labels.Grid)) continue;
+    const trelGridDescription& row = GetGridDescription(labels.Grid);
+    file.Print(labels.BeforeTotal, row.Dimension, "DCWFiberDetector", row.Surface, " ",
+               result.GetTotal(row.Total), "\n");
+    PrintCounts(file, result.GetWindow(), labels.Grid, row.GetCountsLiteral());
+    file.Print(labels.Label, "\n");
+    PrintCells(file, result.GetGrids(), labels.Grid, 0, 0,
+               result.GetGrids().GetLayout(labels.Grid).Rows);
+  }
+}
+
 trelSimulationResultWriter::~trelSimulationResultWriter()
 {
   ReleaseReference(Result);
@@ -262,8 +319,7 @@ bool trelSimulationResultWriter::WriteDetectors()
   trelResultFile file;
   if (!OpenFile(file, ".D.CW")) return false;
   for (int i = 0; i < results->GetNumberOfItems(); ++i) {
-    // The blocks of the detectors go here, behind the line of their spectrum.
-    file.Print("Spectrum ", results->GetItem<trelDetectorArrayResult>(i)->GetSpectrumId(), "\n");
+    WriteDetectorBlocks(file, *results->GetItem<trelDetectorArrayResult>(i));
   }
   return CloseFile(file, ".D.CW");
 }
@@ -368,6 +424,19 @@ void trelSimulationResultWriter::WriteFDAbsorptionBlocks(trelResultFile& file,
   }
 }
 
+void trelSimulationResultWriter::WriteDetectorBlocks(trelResultFile& file,
+                                                     const trelDetectorArrayResult& results) const
+{
+  file.Print("Spectrum ", results.GetSpectrumId(), "\n");
+  for (int j = 0; const trelDetectorResult* result = results.GetDetectorResult(j); ++j) {
+    if (result->GetDetectorType() == DetectorPlane) {
+      PrintPlaneDetector(file, *result, j + 1);
+    } else {
+      PrintFiberDetector(file, *result, j + 1, Result->GetDimension());
+    }
+  }
+}
+
 void trelSimulationResultWriter::WriteHeader(trelResultFile& file, const trelMediumResult& result,
                                              const char* domain) const
 {
@@ -457,7 +526,7 @@ void trelSimulationResultWriter::WriteFDTransmittanceBlocks(trelResultFile& file
 {
   WriteHeader(file, result, "FD");
   for (const trelGridId id : FindShownGrids(result, GridTransmittance, ShownFD)) {
-    PrintCounts(file, result, id, CountsLiteralFD(id));
+    PrintCounts(file, result.GetWindow(), id, CountsLiteralFD(id));
     PrintGrid(file, result, id, ShownFD, 0);
   }
   if (HasMesh(result, ShownFD)) PrintMesh(file, result, ShownFD, 0);

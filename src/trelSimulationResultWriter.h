@@ -4,6 +4,7 @@
 #include "trelGridTable.h"
 #include "trelWriter.h"
 
+class trelDetectorArrayResult;
 class trelList;
 class trelMediumResult;
 class trelResultFile;
@@ -56,6 +57,8 @@ private:
   void WriteTDTransmittanceBlocks(trelResultFile& file, const trelMediumResult& result);
   void WriteFDAbsorptionBlocks(trelResultFile& file, const trelMediumResult& result);
   void WriteFDTransmittanceBlocks(trelResultFile& file, const trelMediumResult& result);
+
+  void WriteDetectorBlocks(trelResultFile& file, const trelDetectorArrayResult& results) const;
 
   void WriteHeader(trelResultFile& file, const trelMediumResult& result, const char* domain) const;
   void WriteTimeBin(trelResultFile& file, const trelMediumResult& result, std::int32_t bin) const;

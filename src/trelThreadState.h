@@ -37,7 +37,11 @@ struct ThreadState
   double* RandomBlock;   ///< RandomBlockLength uniform numbers, null between regions
   std::int32_t RandomIndex;  ///< next position in RandomBlock; not reset between regions
 
-  const trelScoreTable* Scores;  ///< the grids of SpectrumMediumResult, flat
+  const trelScoreTable* Scores;       ///< the grids of SpectrumMediumResult, flat
+  const trelScoreTable* FiberScores;  ///< those of SpectrumDetectorResult, by detector
+  /** Index of the fibre detector that the step reached, -1 before. Between the test that finds it
+   *  and the score that needs it no other thread may put its own here, so each has one. */
+  std::int32_t CurrentDetector;
   bool OneThread;                ///< the team is this thread alone: no atomic adds
   bool Master;                   ///< this is thread 0 of its team
   std::uint32_t FailedLaunches;  ///< of this thread in the current region

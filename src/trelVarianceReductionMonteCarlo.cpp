@@ -6,9 +6,13 @@
 #include <cmath>
 
 #include "trelClock.h"
+#include "trelDetectorArrayResult.h"
+#include "trelDetectorResult.h"
+#include "trelFiberDetector.h"
 #include "trelFresnel.h"
 #include "trelLightSource.h"
 #include "trelList.h"
+#include "trelMCTetrahedron.h"
 #include "trelMedium.h"
 #include "trelMediumResult.h"
 #include "trelOpticalParameter.h"
@@ -42,11 +46,13 @@ bool trelVarianceReductionMonteCarlo::Initialize()
   FlyTimeMax = Input->GetFlyTimeMax();
   AmbientRefractiveIndex = CachedMedium->GetAmbientRefractiveIndex();
   ShapeIsTetrahedron = CachedMedium->GetShapeIsTetrahedron();
+  Tetrahedron = CachedMedium->GetTetrahedron();
   OutermostTissue = CachedMedium->GetOutermostTissueIndex();
   if (trelShapeObject* shape = Input->GetOuterShape()) {
     MediumShapeType = static_cast<ShapeType>(shape->GetShapeType());
   }
   CopyTissues();
+  CopyFiberShapes();
   return true;
 }
 
@@ -72,9 +78,27 @@ void trelVarianceReductionMonteCarlo::CopyTissues()
   }
 }
 
+void trelVarianceReductionMonteCarlo::CopyFiberShapes()
+{
+  HasFiberDetectors = Input->CountFiberDetectors() != 0;
+  FiberShapes.clear();
+  for (int i = 0; i < Input->GetNumberOfDetectors(); ++i) {
+    const trelDetector* detector = Input->GetDetector(i);
+    const bool isFiber = detector->GetDetectorType() == DetectorFiber;
+    FiberShapes.push_back(isFiber ? static_cast<const trelFiberDetector*>(detector)->GetShape()
+                                  : nullptr);
+  }
+}
+
 void trelVarianceReductionMonteCarlo::MakeScoreTables()
 {
   ScoreTables.clear();
+  FiberScoreTables.assign(static_cast<std::size_t>(NumberOfSpectra), {});
+  for (int spectrum = 0; HasFiberDetectors && spectrum < NumberOfSpectra; ++spectrum) {
+    const trelDetectorArrayResult* records = Output->GetDetectorArrayResult(spectrum);
+    for (int i = 0; const trelDetectorResult* record = records->GetDetectorResult(i); ++i)
+      FiberScoreTables[spectrum].push_back(MakeFiberScoreTable(*record));
+  }
   for (int spectrum = 0; spectrum < NumberOfSpectra; ++spectrum) {
     ScoreTables.push_back(
         MakeScoreTable(*Output->GetMediumResult(spectrum), *Input, MediumShapeType));
@@ -95,7 +119,7 @@ bool trelVarianceReductionMonteCarlo::Execute()
   trelSimulationResult* result = GetOutput();
   // Without its grid a medium finds wrong tissues, and would say so at every step of every packet.
   if (!Initialize() || !result->Initialize(Input) ||
-      (!ShapeIsTetrahedron && !CachedMedium->IsGridReady())) {
+      !(ShapeIsTetrahedron ? Tetrahedron != nullptr : CachedMedium->IsGridReady())) {
     ErrorMacro("Initialization of Monte Carlo simulation failed!");
     return false;
   }
@@ -158,6 +182,10 @@ void trelVarianceReductionMonteCarlo::PhotonTask(const trelPhotonTask& task)
   SelectRecord(state, task.Spectrum->GetWavelengthIndex());
   state.SpectrumDetectorResult =
       task.Result->GetDetectorArrayResult(static_cast<int>(task.Spectrum->GetWavelengthIndex()));
+  const std::size_t spectrum = task.Spectrum->GetWavelengthIndex();
+  state.FiberScores =
+      spectrum < FiberScoreTables.size() ? FiberScoreTables[spectrum].data() : nullptr;
+  state.CurrentDetector = -1;
   state.OneThread = omp_get_num_threads() == 1;
   state.Master = omp_get_thread_num() == 0;
   state.FailedLaunches = 0;
@@ -169,6 +197,7 @@ void trelVarianceReductionMonteCarlo::PhotonTask(const trelPhotonTask& task)
   state.Photon->Delete();
   state.Photon = nullptr;
   state.Scores = nullptr;
+  state.FiberScores = nullptr;
   state.SpectrumMediumResult = nullptr;
   state.SpectrumDetectorResult = nullptr;
   state.CloseStream();
@@ -197,7 +226,8 @@ void trelVarianceReductionMonteCarlo::TracePackets(ThreadState& state, const tre
       NotifyDependents();
     }
     if (state.Scores && state.RandomBlock &&
-        LaunchPhoton(this, state.Photon, task.Spectrum, task.Light)) {
+        LaunchPhoton(this, state.Photon, task.Spectrum, task.Light) &&
+        IsTissue(state.Photon->TissueIndex)) {
       state.SourceWeight = state.Photon->Weight;
       state.Photon->Weight = 1.0;
       if (ShapeIsTetrahedron) {
@@ -361,18 +391,27 @@ void trelVarianceReductionMonteCarlo::StepAnalytic(ThreadState* state)
   TakeAnalyticStep(*state, false);
 }
 
-void trelVarianceReductionMonteCarlo::TakeAnalyticStep(ThreadState& state,
-                                                       bool rouletteInClearTissue)
+void trelVarianceReductionMonteCarlo::StepTetrahedral(ThreadState* state)
+{
+  TakeTetrahedralStep(*state, true);
+}
+
+template <bool tetrahedral>
+inline void trelVarianceReductionMonteCarlo::TakeStep(ThreadState& state,
+                                                      bool rouletteInClearTissue,
+                                                      bool scoresMissedFiber)
 {
   const trelCoefficients& start = CoefficientsOf(state.Photon->TissueIndex, *state.Photon);
   const trelCoefficients* here = &start;
   NewStep(state, start);
-  if (CrossesBoundaryAnalytic(state)) {
-    if (MoveToBoundaryAnalytic(state, start)) {
+  if (HasFiberDetectors && EndAtFiberDetector(state, scoresMissedFiber)) return;
+  if (tetrahedral ? CrossesBoundaryTetrahedral(state) : CrossesBoundaryAnalytic(state)) {
+    if (tetrahedral ? MoveToBoundaryTetrahedral(state, start)
+                    : MoveToBoundaryAnalytic(state, start)) {
       ResolveBoundary(state, start);
     } else {
-      if (!ChangeTissue(state, state.NextTissue)) return;
-      here = &CoefficientsOf(state.NextTissue, *state.Photon);
+      if (!ChangeTissue(state, tetrahedral ? FindTissueAtEnd(state) : state.NextTissue)) return;
+      here = &CoefficientsOf(state.Photon->TissueIndex, *state.Photon);
     }
   }
   Hop(state, *here);
@@ -384,9 +423,16 @@ void trelVarianceReductionMonteCarlo::TakeAnalyticStep(ThreadState& state,
   }
 }
 
-void trelVarianceReductionMonteCarlo::StepTetrahedral(ThreadState* state)
+void trelVarianceReductionMonteCarlo::TakeAnalyticStep(ThreadState& state,
+                                                       bool rouletteInClearTissue)
 {
-  state->Photon->Dead = true;  // no packet starts in a medium that cannot be loaded
+  TakeStep<false>(state, rouletteInClearTissue, false);
+}
+
+void trelVarianceReductionMonteCarlo::TakeTetrahedralStep(ThreadState& state,
+                                                          bool scoresMissedFiber)
+{
+  TakeStep<true>(state, true, scoresMissedFiber);
 }
 
 /** The packet finds itself in another tissue without a boundary on its way. False if that is
@@ -540,8 +586,46 @@ bool trelVarianceReductionMonteCarlo::MoveToBoundaryAnalytic(ThreadState& state,
   return true;
 }
 
+bool trelVarianceReductionMonteCarlo::CrossesBoundaryTetrahedral(ThreadState& state)
+{
+  const trelPhoton& photon = *state.Photon;
+  const double x = photon.PositionX + photon.StepSize * photon.DirectionX;
+  const double y = photon.PositionY + photon.StepSize * photon.DirectionY;
+  const double z = photon.PositionZ + photon.StepSize * photon.DirectionZ;
+  if (Tetrahedron->LocatePointInRegion(x, y, z, photon.TissueIndex) == PointOutside) return true;
+  state.NextTissue = photon.TissueIndex;
+  return false;
+}
+
+bool trelVarianceReductionMonteCarlo::MoveToBoundaryTetrahedral(ThreadState& state,
+                                                                const trelCoefficients& here)
+{
+  const trelPhoton& photon = *state.Photon;
+  double distance = photon.StepSize;
+  if (!Tetrahedron->IntersectRayInRegion(
+          photon.PositionX, photon.PositionY, photon.PositionZ, photon.DirectionX,
+          photon.DirectionY, photon.DirectionZ, photon.TissueIndex, &distance, &state.BoundaryFace,
+          &state.NormalX, &state.NormalY, &state.NormalZ, &state.NextTissue)) {
+    return false;
+  }
+  if (!IsTissue(state.NextTissue)) state.NextTissue = -1;
+  CutStep(state, here, distance);
+  return true;
+}
+
+/** The tissue at the end of the step in a tetrahedral medium, -1 for outside. */
+std::int32_t trelVarianceReductionMonteCarlo::FindTissueAtEnd(const ThreadState& state) const
+{
+  const trelPhoton& photon = *state.Photon;
+  const std::int32_t region =
+      Tetrahedron->FindRegion(photon.PositionX + photon.StepSize * photon.DirectionX,
+                              photon.PositionY + photon.StepSize * photon.DirectionY,
+                              photon.PositionZ + photon.StepSize * photon.DirectionZ);
+  return IsTissue(region) ? region : -1;
+}
+
 /** Ends the step at @p distance and keeps the rest of it, as an optical depth; turns the normal
- * along the travel. */
+ *  along the travel. */
 void trelVarianceReductionMonteCarlo::CutStep(ThreadState& state, const trelCoefficients& here,
                                               double distance)
 {
@@ -607,6 +691,62 @@ void trelVarianceReductionMonteCarlo::Escape(ThreadState& state)
   if (!SaveTransmittance) return;
   if (const trelScoreTarget* target = TransmittanceTarget(state)) {
     ScoreInDomains(state, *target, state.SourceWeight * photon.Weight);
+  }
+}
+
+bool trelVarianceReductionMonteCarlo::EndAtFiberDetector(ThreadState& state, bool scoresMissedFiber)
+{
+  if (!CrossesFiberDetector(state)) return false;
+  if (IntersectFiberDetector(state) || scoresMissedFiber) {
+    ScoreFiberDetector(state, state.Photon->Weight, state.CurrentDetector);
+  }
+  state.Photon->Dead = true;
+  return true;
+}
+
+bool trelVarianceReductionMonteCarlo::CrossesFiberDetector(ThreadState& state) const
+{
+  const trelPhoton& photon = *state.Photon;
+  const double x = photon.PositionX + photon.StepSize * photon.DirectionX;
+  const double y = photon.PositionY + photon.StepSize * photon.DirectionY;
+  const double z = photon.PositionZ + photon.StepSize * photon.DirectionZ;
+  for (std::size_t i = 0; i < FiberShapes.size(); ++i) {
+    const trelShapeObject* shape = FiberShapes[i];
+    if (!shape || shape->LocatePoint(photon.PositionX, photon.PositionY, photon.PositionZ) ==
+                      shape->LocatePoint(x, y, z)) {
+      continue;
+    }
+    state.CurrentDetector = static_cast<std::int32_t>(i);
+    return true;
+  }
+  return false;
+}
+
+/** The ray is asked as one that enters, also from inside: an ellipsoid around the source is then
+ *  never hit, a cylinder is. The packet is not moved, nor its step cut. */
+bool trelVarianceReductionMonteCarlo::IntersectFiberDetector(ThreadState& state) const
+{
+  const trelPhoton& photon = *state.Photon;
+  double distance = photon.StepSize;
+  return FiberShapes[static_cast<std::size_t>(state.CurrentDetector)]->IntersectRay(
+      photon.PositionX, photon.PositionY, photon.PositionZ, photon.DirectionX, photon.DirectionY,
+      photon.DirectionZ, &distance, &state.BoundaryFace, &state.NormalX, &state.NormalY,
+      &state.NormalZ, RayEnters);
+}
+
+void trelVarianceReductionMonteCarlo::ScoreFiberDetector(const ThreadState& state, double weight,
+                                                         std::int32_t detector) const
+{
+  if (!state.FiberScores) return;
+  const trelPhoton& photon = *state.Photon;
+  const trelScoreTable& scores = state.FiberScores[detector];
+  const int face = scores.FaceSelects ? state.BoundaryFace : 0;
+  if (face < 0 || face >= MaximumNumberOfFaces || !scores.Transmittance[face].CW) return;
+  const trelScoreTarget& target = scores.Transmittance[face];
+  const double position[3] = {photon.PositionX, photon.PositionY, photon.PositionZ};
+  std::size_t cell = 0;
+  if (target.Locate(scores.Window, position, &cell)) {
+    AddToCell(state, target.CW + cell, state.SourceWeight * weight);
   }
 }
 

@@ -10,16 +10,20 @@
 #include "trelShapeObject.h"
 
 class trelLightSource;
+class trelMCTetrahedron;
 class trelMedium;
 class trelPhoton;
 class trelSpectrum;
 struct ThreadState;
 
-/** Marks what few steps do, so that the others do not pay for its registers. */
+/** Marks what few steps do, so that the others do not pay for its registers, and the step into
+ * which all the rest is to be inlined. */
 #if defined(__GNUC__)
 #define TREL_RARE __attribute__((noinline))
+#define TREL_FLAT __attribute__((flatten))
 #else
 #define TREL_RARE
+#define TREL_FLAT
 #endif
 
 /** Optical coefficients of one tissue at one spectrum, as the packet loop reads them. */
@@ -120,6 +124,7 @@ protected:
   void CountFinishedPacket(const trelPhotonTask& task);
   void ReportFailedLaunches(std::uint32_t packets);
   void CopyTissues();
+  void CopyFiberShapes();
   void MakeScoreTables();
 
   void TraceAnalytic(ThreadState& state);
@@ -132,7 +137,12 @@ protected:
   // The parts of a step. `here` are the coefficients of the tissue that the packet is in.
 
   /** A whole step in a medium of shapes. @p rouletteInClearTissue: also where nothing interacts. */
-  void TakeAnalyticStep(ThreadState& state, bool rouletteInClearTissue);
+  TREL_FLAT void TakeAnalyticStep(ThreadState& state, bool rouletteInClearTissue);
+  /** A whole step in a tetrahedral medium, always with roulette. @p scoresMissedFiber: the packet
+   * is scored by a fibre detector also if its surface is not found on the way. */
+  TREL_FLAT void TakeTetrahedralStep(ThreadState& state, bool scoresMissedFiber);
+  template <bool tetrahedral>
+  void TakeStep(ThreadState& state, bool rouletteInClearTissue, bool scoresMissedFiber);
   TREL_RARE bool ChangeTissue(ThreadState& state, std::int32_t tissue);
   void NewStep(ThreadState& state, const trelCoefficients& here);
   void Hop(ThreadState& state, const trelCoefficients& here);
@@ -143,11 +153,29 @@ protected:
   TREL_RARE void PlayRoulette(ThreadState& state);
 
   bool CrossesBoundaryAnalytic(ThreadState& state);
+  bool CrossesBoundaryTetrahedral(ThreadState& state);
+  TREL_RARE bool MoveToBoundaryTetrahedral(ThreadState& state, const trelCoefficients& here);
+  std::int32_t FindTissueAtEnd(const ThreadState& state) const;
+  /** Whether @p tissue is one; a region of a mesh may have none, and counts as outside then. */
+  bool IsTissue(std::int32_t tissue) const
+  {
+    return static_cast<std::size_t>(tissue) < TissueShapes.size() && tissue >= 0;
+  }
   TREL_RARE bool MoveToBoundaryAnalytic(ThreadState& state, const trelCoefficients& here);
   void CutStep(ThreadState& state, const trelCoefficients& here, double distance);
   TREL_RARE void ResolveBoundary(ThreadState& state, const trelCoefficients& here);
   TREL_RARE void Transmit(ThreadState& state);
   TREL_RARE void Escape(ThreadState& state);
+
+  /** Ends the packet at the fibre detector that its step reaches, if any; true if it did. */
+  TREL_RARE bool EndAtFiberDetector(ThreadState& state, bool scoresMissedFiber);
+  /** Whether one end of the step lies in a fibre detector and the other does not: the first such
+   *  detector of the list becomes CurrentDetector. */
+  bool CrossesFiberDetector(ThreadState& state) const;
+  /** Finds the face of CurrentDetector that the step meets. */
+  bool IntersectFiberDetector(ThreadState& state) const;
+  /** Adds the weight, at the place where the step starts, to the grids of a detector. */
+  void ScoreFiberDetector(const ThreadState& state, double weight, std::int32_t detector) const;
 
   /** Where the packet's absorption, and its weight as it leaves, are scored; null for nowhere. */
   const trelScoreTarget* AbsorptionTarget(const ThreadState& state) const;
@@ -165,9 +193,13 @@ protected:
   std::vector<trelCoefficients> Coefficients;  ///< by tissue and spectrum, the spectrum innermost
   std::vector<trelShapeObject*> TissueShapes;  ///< by tissue; null for a tissue without a shape
   std::vector<trelScoreTable> ScoreTables;     ///< by spectrum
+  std::vector<const trelShapeObject*> FiberShapes;  ///< by detector; null for the other detectors
+  std::vector<std::vector<trelScoreTable>> FiberScoreTables;  ///< by spectrum and detector
+  bool HasFiberDetectors = false;
   std::int32_t NumberOfSpectra = 0;
   std::int32_t OutermostTissue = 0;
   bool ShapeIsTetrahedron = false;
+  const trelMCTetrahedron* Tetrahedron = nullptr;
   SimulationDimension Dimension = DimensionUnset;
   ShapeType MediumShapeType = ShapeCube;
   bool DomainCW = false;

@@ -8,6 +8,7 @@ the program: every block has as many numbers as its counts say.
 """
 
 import re
+import shutil
 import subprocess
 import sys
 import tempfile
@@ -25,24 +26,29 @@ def read_blocks(text):
     cells = None
     for i, line in enumerate(lines):
         words = line.split()
-        if words and re.fullmatch("Count[A-Z]", words[0]):
+        if words and re.fullmatch("Count\\w+|HeightResolution", words[0]):
             cells = 1
             for word in words[len(words) // 2:]:
                 cells *= int(word)
-        elif len(words) == 1 and re.fullmatch("[23]D(CW|TD|FDAmp|FDPha)[A-Z]\\w+", words[0]):
+        elif len(words) == 1 and re.fullmatch("[23]D(CW|TD|FDAmp|FDPha)[A-Z]\\w+|DetectionMatrix",
+                                              words[0]):
             numbers = 0
             for row in lines[i + 1:]:
-                if not re.match("[ -]", row):
+                if not re.match("[ -]|\\d+ \\d+ \\d+ ", row):
                     break
                 numbers += len([float(word) for word in row.split()])
-            yield words[0], cells, numbers
+            # A face of a tetrahedral mesh has its three corners in front of its value.
+            per_cell = 4 if words[0].endswith("TetraMeshFace") else 1
+            yield words[0], cells and per_cell * cells, numbers
 
 
 def check_model(program, model, folder):
-    text = re.sub(r"^(lightsourcespectrumindex \d+ \S+) \S+", rf"\g<1> {PACKETS}",
+    text = re.sub(r"^(lightsourcespectrumindex \d+ \S+) \S+$", rf"\g<1> {PACKETS}",
                   model.read_text(), flags=re.MULTILINE)
     path, result = folder / model.name, folder / model.stem
     path.write_text(text)
+    for mesh in re.findall(r"^(?:tissue|mediumtetra|lightsource)path (\S+)$", text, re.MULTILINE):
+        shutil.copy(model.parent / mesh, folder)
     run = subprocess.run([program, path, result, "0.02", "10", "0.9", "1.37"],
                          capture_output=True, text=True, check=True)
     seconds = re.search(r"consuming time is (\d+)", run.stdout)

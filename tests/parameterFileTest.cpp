@@ -300,7 +300,7 @@ TEST_F(ParameterFile, RefusesABadModel)
       {"", "lightsourcespectrumindex -2147483648 1 1\n", spectrum},
       {"", "mediumtetrapath a.am\n", "Medium shape isn't constructed by tetrahedron!\n"},
       {"", "tissue 3 x\n", "Index of the tissue is incorrect!\n"},
-      {"", "tissueshape ball\n", "tissue data error!\n"},
+      {"", "tissueshape ellipse\n", "tissue data error!\n"},
       {"", "tissuepath a.off\n", "3d tissue shape data error!\n"},
       {"", "tissueshape tetrahedron\ntissuepath a.off\n", tissue},
       {"", "tissuespectrumindex 2 0 0 0 1\n", tissue},
@@ -394,6 +394,9 @@ TEST_F(ParameterFile, WarnsAndGoesOn)
                 " expected finite half-lengths above 0 (mm)\n\n\n"},
       {"", "lightsourceshape trianglemesh\nlightsourcepath\n",
        "ERROR trelSimulationParameterReader: Light source shape file is null!\n\n"},
+      // A fluorophore that no source excites.
+      {"simulationtype FMT\n",
+       "lightsourceproperty emission\nlightsourcespectrumindex 1 999 0.5 0.1\n", ""},
   };
   for (const auto& c : cases) {
     EXPECT_TRUE(Read(File(c.Property, c.Model))) << c.Property << c.Model;
@@ -585,25 +588,81 @@ TEST_F(ParameterFile, GoesOnAfterAMeshThatCannotBeRead)
   EXPECT_THAT(Reports, HasSubstr(Directory + "/a b/none.off"));
 }
 
-TEST_F(ParameterFile, ReadsThePlanarSectionAndThenTheOther)
+TEST_F(ParameterFile, RefusesABadPlanarModel)
 {
-  const std::pair<const char*, std::string> cases[] = {
-      {"lightsource 2\n", "Index of the light source is incorrect!\n"},
-      {"lightsourcetype\n", "\"lightsourcetype\"\nThe format of the simulation data is error!\n"},
-      {"lightsource 1\nlightsourceshape ellipsoid\n", "2D light source shape error!\n"},
-      {"lightsource 1\nlightsourceproperty emission\n", "3D light source property error!\n"},
-      {"lightsource 1\nlightsourcespectrumindex 2 1 1\n", "2d light source property error!\n"},
-      {"tissue 3 x\n", "Index of the tissue is incorrect!\n"},
-      {"tissue 1 x\ntissueshape cube\n", "2D tissue shape data error!\n"},
-      {"tissue 1 x\ntissuespectrumindex 2 1 1 1 1\n", "2D tissue data error!\n"},
-      {"endtrl\ntissue 3 x\n", "Index of the tissue is incorrect!\n"},
+  const std::string shape = "2D light source shape error!\n";
+  const std::string spectrum = "2d light source property error!\n";
+  const std::string reflection =
+      "The light soruce in the medium should not have the specular reflection in ";
+  const std::string format = "\nThe format of the simulation data is error!\n";
+  const std::string tissueIndex = "Index of the tissue is incorrect!\n";
+  const Case cases[] = {
+      {"", "lightsource 2\n", "Index of the light source is incorrect!\n"},
+      {"", "lightsourcetype\n", "\"lightsourcetype\"" + format},
+      {"", "lightsourceshape ellipsoid\n", shape},
+      {"", "lightsourceproperty emission\n", "3D light source property error!\n"},
+      {"", "lightsourceproperty internal specular\n", reflection + "DOT!\n"},
+      {"simulationtype FMT\n", "lightsourceproperty emission specular\n", reflection + "FMT!\n"},
+      {"simulationtype BLT\n", "lightsourceproperty external\n",
+       "The light source cannot be outside of the medium in BLT!\n"},
+      {"", "lightsourceaxis 1\n", "\"lightsourceaxis\"" + format},
+      {"", "lightsourcespectrumindex 2 1 1\n", spectrum},
+      {"simulationtype FMT\n", "lightsourceproperty emission\nlightsourcespectrumindex 1 6 1 1\n",
+       spectrum},
+      {"", "lightsourcedeflectangle 0 0\n", "\"lightsourcedeflectangle\"" + format},
+      {"", "tissue 3 x\n", tissueIndex},
+      {"", "tissueshape cube\n", "2D tissue shape data error!\n"},
+      {"", "tissuespectrumindex 1 1 1 1\n", "\"tissuespectrumindex\"" + format},
+      {"", "tissuespectrumindex 2 1 1 1 1\n", "2D tissue data error!\n"},
+      {"", "detectorlens 1\n", "\"detectorlens\"" + format},
+      {"", "endtrl\ntissue 3 x\n", tissueIndex},
+      {"", "endtrl\nlightsourcetype x\n",
+       "\"lightsourcetype\"\nFormat of the simulation data is incorrect!\n"},
   };
-  const std::string before =
-      std::string(Header) + Counts + "dimension 2d\n" + Spectra +
-      "lightsourcetype x\nlightsourceangle 1\ntissueangle 1\ntissueshape cube\n";
-  for (const auto& [lines, error] : cases) {
-    ExpectFailure(before + lines, error + "The simulation parameter read fail!");
+  for (const Case& c : cases) {
+    // The lines up to the source are passed over: nothing is selected yet, or they have no effect.
+    ExpectFailure(Header + std::string(Counts) + "dimension 2d\n" + c.Property + Spectra +
+                      "lightsourcetype x\nlightsourceangle 1\ntissueangle 1\ntissueshape cube\n"
+                      "lightsourceshape cube\nlightsource 1\ntissue 1 x\n" +
+                      c.Model,
+                  c.Report + "The simulation parameter read fail!");
   }
+}
+
+TEST_F(ParameterFile, ReadsAPlanarModelAndThenTheOtherSection)
+{
+  ASSERT_TRUE(Read(Header + std::string(Counts) +
+                   "simulationtype FMT\ndimension 2d\nlightsourcenum 2\n"
+                   "transmittancematrix polar 1\n" +
+                   Spectra +
+                   "lightsource 1\nlightsourceshape Rectangle\n"
+                   "lightsourceproperty excitation external\nlightsourcecenter 1 2 3\n"
+                   "lightsourceaxis 4 5 6\nlightsourceazimuthangle 90 180\n"
+                   "lightsourcespectrumindex 1 2.5 1e6\n"
+                   "lightsource 2\nlightsourceshape ellipse\nlightsourceproperty emission\n"
+                   "lightsourcespectrumindex 1 560.9 0.5 0.25 9\n"
+                   "tissue 1 skin\ntissueshape rectangle\ntissuecenter 1 2 3\ntissueaxis 5 6 7\n"
+                   "tissuespectrumindex 1 0.1 10 0.9 1.37\n"
+                   "tissue 2 bone\ntissueshape ellipse\ntissueaxis 1 1\n"
+                   "tissuespectrumindex 1 0.2 20 0.8 1.4\nendtrl\ndetectorlens 1\n"));
+  EXPECT_EQ(Reports,
+            "Warning trelSimulationParameter: The coordinate type for saving the transmittance is"
+            " modified to the Polar automatically!\n\n\n");
+  EXPECT_EQ(Parameter->GetTransmittanceCoordinate(), CoordinateCartesian);
+  const trelLightSource* source = Parameter->GetLightSource(0);
+  EXPECT_EQ(source->GetShape()->GetShapeType(), ShapeRectangle);
+  EXPECT_THAT(Extent(source->GetShape()), ElementsAre(1, 2, 0, 4, 5, 0));
+  double azimuth[2];
+  source->GetAzimuthRange(&azimuth[0], &azimuth[1]);
+  EXPECT_THAT(azimuth, ElementsAre(Pi / 2, Pi));
+  EXPECT_EQ(source->GetSpectrum(0)->GetPhotonNumber(), 1000000u);
+  source = Parameter->GetLightSource(1);
+  EXPECT_EQ(source->GetShape()->GetShapeType(), ShapeEllipse);
+  EXPECT_EQ(source->GetSpectrum(0)->GetExcitationWavelength(), 560u);
+  EXPECT_EQ(source->GetSpectrum(0)->GetLifeTime(), 9.0);
+  EXPECT_THAT(Extent(Parameter->GetTissue(0)->GetShape()), ElementsAre(1, 2, 0, 5, 6, 0));
+  EXPECT_EQ(Parameter->GetTissue(1)->GetShape()->GetShapeType(), ShapeEllipse);
+  EXPECT_EQ(Parameter->GetNumberOfDetectors(), 1);
 }
 
 // Files of any shape

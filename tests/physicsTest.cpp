@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <functional>
 #include <vector>
 
 #include "testModel.h"
@@ -9,38 +8,13 @@
 #include "trelDiffuseVRMC.h"
 #include "trelThreadState.h"
 
-// Whole runs against known solutions. Each quantity is the mean of independent batches with fixed
-// streams, and its standard error comes from their scatter; a bound of 5 standard errors of 24
-// batches is missed once in 20,000 fresh draws (Student's t). Every test has a twin with a slightly
-// wrong parameter, which must miss the bound.
-
-using ModelOf = std::function<void(TestModel&)>;
-using QuantityOf = std::function<double(const trelMediumResult&)>;
-
-static constexpr int NumberOfBatches = 24;
-
-template <class Filter = trelDiffuseVRMC>
-static std::vector<double> RunBatches(SimulationType type, const ModelOf& build,
-                                      const QuantityOf& quantity)
-{
-  std::vector<double> batches;
-  for (int batch = 0; batch < NumberOfBatches; ++batch) {
-    const FixedClock clock(1000003 + 7919 * batch);
-    GetThreadState().RandomIndex = 0;
-    TestModel model(type);
-    build(model);
-    Filter filter;
-    filter.SetInput(model.Get());
-    EXPECT_TRUE(filter.Update());
-    batches.push_back(quantity(*filter.GetOutput()->GetMediumResult(0)));
-  }
-  return batches;
-}
+// Whole runs against known solutions. Each quantity is the mean of batches, see RunBatches(). Every
+// test has a twin with a slightly wrong parameter, which must miss the bound.
 
 /** How many standard errors the mean of `quantity` lies from `expected`. */
 static double Deviation(const ModelOf& build, const QuantityOf& quantity, double expected)
 {
-  const Estimate e = EstimateOf(RunBatches(DOT, build, quantity));
+  const Estimate e = EstimateOf(RunBatches<trelDiffuseVRMC>(DOT, build, quantity));
   return std::fabs(e.Mean - expected) / (e.Error + 1e-12);
 }
 
@@ -170,7 +144,7 @@ TEST(Physics, NothingIsLostInAnyShapeOrCoordinateSystem)
       return r.GetTotalAbsorption3D() + r.GetTotalTransmittance3D();
     };
     // Roulette keeps the balance in the mean only; what it moves is below a ten-thousandth.
-    const Estimate e = EstimateOf(RunBatches(DOT, build, balance));
+    const Estimate e = EstimateOf(RunBatches<trelDiffuseVRMC>(DOT, build, balance));
     EXPECT_NEAR(e.Mean, 1.0, 5.0 * e.Error + 1e-9) << c.Name;
     EXPECT_LT(e.Error, 1e-3) << c.Name;
   }
@@ -181,7 +155,7 @@ TEST(Physics, WithoutAbsorptionAllWeightLeaves)
   for (const OuterCase& c : OuterCases) {
     const auto build = [&c](TestModel& m) { BuildOuterCase(m, c, 0.0, 100); };
     const auto leaves = [](const trelMediumResult& r) { return r.GetTotalTransmittance3D(); };
-    for (const double total : RunBatches(DOT, build, leaves))
+    for (const double total : RunBatches<trelDiffuseVRMC>(DOT, build, leaves))
       EXPECT_NEAR(total, 1.0, 1e-9) << c.Name;
   }
 }
@@ -265,9 +239,9 @@ TEST(Physics, ThreadsAndPacketNumbersDoNotChangeTheMean)
     };
   };
   const auto absorbed = [](const trelMediumResult& r) { return r.GetTotalAbsorption3D(); };
-  const Estimate one = EstimateOf(RunBatches(DOT, build(1, 200), absorbed));
+  const Estimate one = EstimateOf(RunBatches<trelDiffuseVRMC>(DOT, build(1, 200), absorbed));
   for (const auto& other : {build(3, 200), build(1, 2000)}) {
-    const Estimate e = EstimateOf(RunBatches(DOT, other, absorbed));
+    const Estimate e = EstimateOf(RunBatches<trelDiffuseVRMC>(DOT, other, absorbed));
     EXPECT_NEAR(e.Mean, one.Mean, 5.0 * std::hypot(e.Error, one.Error));
   }
 }

@@ -14,6 +14,10 @@
 
 #include "modelFixtures.h"
 #include "testModel.h"
+#include "trelDetectorArrayResult.h"
+#include "trelDetectorResult.h"
+#include "trelFiberDetector.h"
+#include "trelPlaneDetector.h"
 #include "trelResultFile.h"
 #include "trelSimulationResultWriter.h"
 
@@ -209,6 +213,51 @@ static void MakeMesh(HandMadeResult& made, ShapeType kind)
   made.Fill(10, {TransmittanceMeshVertex});
 }
 
+static void AddFiber(HandMadeResult& made, trelShapeObject* shape)
+{
+  auto* fiber = new trelFiberDetector;
+  fiber->SetShape(shape);
+  made.Model->AddDetector(fiber);
+}
+
+/** A camera of 3 x 2 pixels of 1 mm^2, an ellipsoid of D 3, A 2 and a cylinder of X 1, Y 2, Z 3, A
+ * 2 cells, numbered from 10 with 10 more for each grid. The totals are the sums. */
+static void MakeDetectors(HandMadeResult& made)
+{
+  made.SetModel(ShapeEllipsoid, 1, 1, 0.5);
+  made.Model->SetSeparations(1, 1, 1, 0.5, 180, 60);
+  made.Model->SetSaveAbsorption(false);
+  made.Model->SetTimeDomain(false);
+  made.Model->SetFrequencyDomain(false);
+  auto* plane = new trelPlaneDetector;
+  plane->SetResolution(3, 2);
+  plane->SetSize(3, 2);
+  made.Model->AddDetector(plane);
+  AddFiber(made, TestModel::Make<trelEllipsoid>({0, 0, 0}, {1, 1, 1}));
+  AddFiber(made, TestModel::Make<trelCylinder>({0, 0, 0}, {0.5, 1, 1.5}));
+  made.Initialize();
+  trelDetectorArrayResult* records = made.Result->GetDetectorArrayResult(0);
+  double* pixels = records->GetDetectorResult(0)->GetDetectionMatrix()->GetCells();
+  for (int k = 0; k < 6; ++k)
+    pixels[k] = k + 1;
+  records->GetDetectorResult(0)->ComputeTotalDetection();
+  for (int j = 1; j <= 2; ++j) {
+    trelDetectorResult* record = records->GetDetectorResult(j);
+    const auto fill = [record] {
+      double first = 0.0;
+      for (const trelGridUse& use : record->GetUses()) {
+        trelGrid* grid = record->GetGrid(use.Grid);
+        first += 10.0;
+        for (std::size_t k = 0; k < grid->GetNumberOfCells(); ++k)
+          grid->GetCells()[k] = first + static_cast<double>(k);
+      }
+    };
+    fill();
+    record->FinalizeFiber();
+    fill();
+  }
+}
+
 TEST(ResultFile, IsTheGoldenOne)
 {
   const struct
@@ -226,6 +275,7 @@ TEST(ResultFile, IsTheGoldenOne)
       {"tetrahedra", [](HandMadeResult& made) { MakeMesh(made, ShapeTetrahedron); }},
       // A run that simulates nothing: two files without a block.
       {"nothing", [](HandMadeResult&) {}},
+      {"detectors", MakeDetectors},
   };
   const TemporaryDirectory directory;
   for (const auto& c : cases) {

@@ -1,0 +1,143 @@
+#ifndef PlyFileReader_h
+#define PlyFileReader_h
+
+#include <cstdint>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+/** What a property of a PLY element is, by its name. */
+enum PlyPropertyKind
+{
+  PlyX = 0,
+  PlyY = 1,
+  PlyZ = 2,
+  PlyRed = 3,
+  PlyGreen = 4,
+  PlyBlue = 5,
+  PlyNormalX = 6,
+  PlyNormalY = 7,
+  PlyNormalZ = 8,
+  PlyVertexIndices = 9,
+  PlyOtherList = 10,
+  PlyOtherScalar = 11
+};
+
+/** A column of an element: a number, or a list with its length in front. The types are indices into
+ * the table of PlyFileReader.cpp, in which PlyUnknownType has size 0. */
+struct PlyProperty
+{
+  PlyPropertyKind kind = PlyOtherScalar;
+  int value_type = 8;
+  int list_count_type = 8;
+  int value_size = 0;
+  int list_count_size = 0;
+
+  bool is_list() const { return kind == PlyVertexIndices || kind == PlyOtherList; }
+};
+
+enum PlyElementKind
+{
+  PlyVertexElement = 0,
+  PlyFaceElement = 1,
+  PlyOtherElement = 2
+};
+
+/** A table of the file: how many rows, and their columns. */
+struct PlyElement
+{
+  PlyElementKind kind = PlyOtherElement;
+  std::int32_t count = 0;
+  std::vector<PlyProperty> properties;
+};
+
+enum PlyFormat
+{
+  PlyAscii = 0,
+  PlyLittleEndian = 1,
+  PlyBigEndian = 2,
+  PlyUnknownFormat = 3
+};
+
+/**
+ * @class   PlyFileReader
+ * @brief   a PLY file: its header, its vertices (the first element) and its triangles (the second)
+ *
+ * All operations return false and append to error_text() when something is wrong. Words of the
+ * header are compared without regard to letter case. Further elements are not visited. Numbers of
+ * rows and columns in messages count from 0.
+ */
+class PlyFileReader
+{
+public:
+  PlyFileReader() = default;
+  ~PlyFileReader();
+  PlyFileReader(const PlyFileReader&) = delete;
+  PlyFileReader& operator=(const PlyFileReader&) = delete;
+
+  /** Opens the file, reads the header and stands at the start of the data. */
+  bool OpenPlyFile(const char* file_name);
+  void close();
+
+  /** False if the file is too short for the vertices and faces that it announces. To be asked
+   * before memory is allocated for them. */
+  bool check_counts();
+  /** Fills six floats a vertex: x y z, and the unit normal if the file has one; else the last three
+   * stay. */
+  bool read_vert_data(float* vertices);
+  /** Fills three vertex indices a face, from 0. Reads the vertices before, if nobody has, and keeps
+   * them for read_vert_data(). */
+  bool read_face_data(std::uint32_t* faces);
+
+  std::int32_t number_of_vertices() const { return vertex_count; }
+  std::int32_t number_of_faces() const { return face_count; }
+  /** True unless the vertices have nx, ny and nz; known when they have been read. */
+  bool no_normals() const { return without_normals; }
+  const std::string& error_text() const { return error; }
+
+private:
+  bool fail(const char* text);
+  bool read_line();
+  bool ParsePlyHeader();
+  void parse_format();
+  void parse_element();
+  void parse_property();
+  bool seek_binary_data(const char* file_name);
+  bool find_data_start(long* start);
+
+  bool read_vertex_rows(float* vertices);
+  bool read_ascii_vertex(float* vertex);
+  bool read_binary_vertex(std::int32_t row, float* vertex);
+  bool read_floats(float* values, std::size_t count);
+  bool read_floats_and_more(float* vertex);
+  void keep_number(const PlyProperty& property, float number, float* vertex) const;
+
+  bool seek_faces();
+  bool read_ascii_face(std::int32_t row, std::uint32_t* face);
+  bool read_binary_face(std::int32_t row, std::uint32_t* face);
+  bool fail_polygon(std::int32_t row, std::int64_t corners);
+  bool store_index(double value, std::uint32_t* index);
+
+  bool read_value(int type, double* value);
+  bool read_list_count(const PlyProperty& property, std::int64_t* count);
+  bool skip_property(const PlyProperty& property);
+  bool skip_tokens(const PlyProperty& property, std::size_t* token) const;
+
+  std::string error;
+  std::FILE* file = nullptr;
+  std::int64_t file_size = 0;
+  char line_buffer[4096] = {};
+  std::vector<char*> tokens;
+  std::int32_t vertex_count = 0;
+  std::int32_t face_count = 0;
+  std::vector<float> vertex_cache;
+  long vertex_position = 0;
+  long face_position = 0;
+  bool without_normals = true;
+  bool vertex_position_known = false;
+  bool face_position_known = false;
+  PlyFormat format = PlyUnknownFormat;
+  std::vector<PlyElement> elements;
+};
+
+#endif

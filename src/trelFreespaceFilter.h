@@ -1,0 +1,36 @@
+#ifndef trelFreespaceFilter_h
+#define trelFreespaceFilter_h
+
+#include "trelFilter.h"
+
+class trelSimulationParameter;
+class trelSimulationResult;
+
+/**
+ * @class   trelFreespaceFilter
+ * @brief   carries the light that left the medium to the detectors outside of it; the base does
+ *          nothing
+ *
+ * It reads the finished grids of a result and adds the images to the same result.
+ */
+class trelFreespaceFilter : public trelFilter
+{
+  trelTypeMacro(trelFreespaceFilter, trelFilter)
+
+public:
+  ~trelFreespaceFilter() override;
+
+  /** The model, and the result of its run in the medium; both are held. Null until set. */
+  void SetParameter(trelSimulationParameter* parameter);
+  void SetResult(trelSimulationResult* result);
+
+  /** Asks a running stage to end; it then fails. Nothing in the program does, default false. */
+  trelSetGetMacro(bool, StopRequested)
+
+protected:
+  trelSimulationParameter* Parameter = nullptr;
+  trelSimulationResult* Result = nullptr;
+  bool StopRequested = false;
+};
+
+#endif

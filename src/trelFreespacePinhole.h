@@ -1,0 +1,78 @@
+#ifndef trelFreespacePinhole_h
+#define trelFreespacePinhole_h
+
+#include "trelFreespaceFilter.h"
+#include "trelSurfaceElement.h"
+
+class trelPlaneDetector;
+class trelShapeObject;
+struct trelPinholeView;
+
+/**
+ * @class   trelFreespacePinhole
+ * @brief   images the surface of the medium on the plane detectors through thin lenses
+ *
+ * No packets: each pixel, seen through the lens, looks along its chief ray at one point of the
+ * surface. With i the image distance, f the focal length, C the centre of the detector and N its
+ * normal the lens stands at L = C + i N, and what lies at the object distance o = f i / (i - f)
+ * (thin lens) is in focus. The pixel is the patch of the object plane around the point P that it is
+ * the image of; its chief ray runs from L through P on to the surface. It takes from the element of
+ * the surface there the flux per mm^2 times the Lambert transfer from the element to a patch of
+ * unit area at P. The aperture of the lens has no part in it.
+ *
+ * The surface must have been finished; only the images are written. One ray a pixel, on the calling
+ * thread.
+ * @sa trelSurfaceElement
+ */
+class trelFreespacePinhole final : public trelFreespaceFilter
+{
+  trelTypeMacro(trelFreespacePinhole, trelFreespaceFilter)
+
+public:
+  ~trelFreespacePinhole() override;
+
+  /**
+   * Fills the images and finishes the records of all detectors. Of the n plane detectors those are
+   * imaged that stand among the first n detectors. False without a report, which is the caller's:
+   * if the surface has no continuous-wave transmittance, a detector's normal does not fit its
+   * vertical plane, or a stop is requested.
+   */
+  bool Execute() override;
+
+  /** The element of the surface of @p shape at @p hitPoint, which is of @p face. False if it has
+   *  none there. A shape without elements leaves @p element as it is. */
+  bool GetSurfaceElement(const trelShapeObject* shape, const double hitPoint[3], int face,
+                         SurfaceElement* element) const;
+
+  /** The flux density, weight per mm^2, of an element for spectrum entry @p spectrumIndex; 0 if its
+   *  cell lies outside of the grid or the grid was not saved. */
+  double GetSurfaceValue(int spectrumIndex, int face, const SurfaceElement& element) const;
+
+  /**
+   * The share of what an element emits per mm^2 that reaches a unit area at @p pixelPoint facing
+   * along @p detectorNormal: cos(emission) cos(arrival) area / distance^2, 1/mm^2 times mm^2. It is
+   * not divided by pi.
+   */
+  static double TransferFactor(const double center[3], const double normal[3], double area,
+                               const double pixelPoint[3], const double detectorNormal[3]);
+
+  /**
+   * Whether a ray meets the box (xmin, xmax, ymin, ...), by the plane of the box that it can enter
+   * through last (A. Woo, "Fast ray-box intersection", Graphics Gems, 1990). @p hitPoint is where;
+   * a ray that starts inside hits and leaves it alone.
+   */
+  static bool RayHitsBox(const double origin[3], const double direction[3], const double box[6],
+                         double hitPoint[3]);
+
+private:
+  bool ImageDetector(const trelPlaneDetector& detector, int index);
+  bool ImagePixels(const trelPinholeView& view, int index);
+  bool ImagePixel(const trelPinholeView& view, const double pixelPoint[3], int index, int row,
+                  int column);
+  bool FindSurface(const double p[3], const double d[3], double hitPoint[3], int* face) const;
+  void CountPixel(std::int64_t pixels);
+
+  std::int64_t PixelsDone = 0;  ///< of this run, over all detectors
+};
+
+#endif

@@ -1,0 +1,53 @@
+#include "trelMeshReader.h"
+
+#include <new>
+
+#include "trelTriangleMesh.h"
+
+trelMeshReader::~trelMeshReader()
+{
+  ReleaseReference(Output);
+}
+
+trelMesh* trelMeshReader::GetOutput()
+{
+  if (!Output) ReplaceReference(Output, static_cast<trelMesh*>(new trelTriangleMesh));
+  return Output;
+}
+
+bool trelMeshReader::Execute()
+{
+  if (GetNumberOfFileNames() < 1) {
+    ErrorMacro("There's no file to read!");
+    return false;
+  }
+  if (!OpenFile(GetFileName(0))) return false;
+  bool complete = false;
+  try {
+    complete = ReadMesh();
+  } catch (const std::bad_alloc&) {
+    Fail("memory allocate error");
+  }
+  CloseFile();
+  if (!complete) ErrorMacro(GetFileName(0) << ": \n" << lastError);
+  return complete;
+}
+
+bool trelMeshReader::Fail(const char* details)
+{
+  lastError += details;
+  return false;
+}
+
+bool trelMeshReader::ComputeBounds()
+{
+  return Output->ComputeBounds() || Fail("Error when reading vertex data!\n");
+}
+
+bool trelMeshReader::FinishSurface(bool normals)
+{
+  if (!ComputeBounds()) return false;
+  if (normals) Output->ComputeVertexNormals();
+  Output->CheckFaceOrientation();
+  return true;
+}

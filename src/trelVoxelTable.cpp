@@ -1,0 +1,475 @@
+#include "trelVoxelTable.h"
+
+#include <algorithm>
+#include <cmath>
+#include <new>
+
+/**
+ * The triangles that a question has come upon. Each thread has one, with a mark for each triangle:
+ * the number of the question that came upon it last. It grows to the largest mesh that the thread
+ * has met and allocates nothing after that.
+ */
+class trelSeenTriangles
+{
+public:
+  /** The thread's own, ready for a question about @p count triangles; null without memory. */
+  static trelSeenTriangles* Begin(std::size_t count)
+  {
+    static thread_local trelSeenTriangles seen;
+    return seen.Start(count) ? &seen : nullptr;
+  }
+
+  /** True for the first time in this question. */
+  bool Add(std::uint32_t triangle)
+  {
+    if (Marks[triangle] == Question) return false;
+    Marks[triangle] = Question;
+    return true;
+  }
+
+private:
+  bool Start(std::size_t count)
+  {
+    if (Marks.size() < count) {
+      try {
+        Marks.resize(count, 0);
+      } catch (const std::bad_alloc&) {
+        return false;
+      }
+    }
+    if (++Question == 0) {
+      std::fill(Marks.begin(), Marks.end(), 0u);
+      Question = 1;
+    }
+    return true;
+  }
+
+  std::vector<std::uint32_t> Marks;
+  std::uint32_t Question = 0;
+};
+
+void trelVoxelTable::Release()
+{
+  *this = trelVoxelTable();
+}
+
+bool trelVoxelTable::Build(std::vector<trelTracedTriangle>&& triangles, const double bounds[6],
+                           CenterRule rule, int threads)
+{
+  Release();
+  Triangles = std::move(triangles);
+  threads = std::max(threads, 1);
+  if (!AllocateVoxelTable(bounds) || !RegisterTrianglesInVoxels()) {
+    Release();
+    return false;
+  }
+  ChooseVoxelRayDirections(threads);
+  if (!ClassifyEmptyVoxels(rule, threads)) {
+    Release();
+    return false;
+  }
+  Built = true;
+  return true;
+}
+
+bool trelVoxelTable::LayOutVoxels(const double bounds[6])
+{
+  double extent[3];
+  for (int a = 0; a < 3; ++a) {
+    extent[a] = bounds[2 * a + 1] - bounds[2 * a];
+    if (!std::isfinite(extent[a]) || extent[a] < 0.0) return false;
+    Origin[a] = bounds[2 * a];
+  }
+  double cells[3], total = 0.0;
+  VoxelSize = 0.08;
+  do {
+    VoxelSize *= 1.05;
+    InverseVoxelSize = 1.0 / VoxelSize;
+    for (int a = 0; a < 3; ++a)
+      cells[a] = std::ceil(extent[a] * InverseVoxelSize);
+    // In double precision no product wraps around, and all up to the limit are exact.
+    total = cells[0] * cells[1] * cells[2];
+  } while (!(total <= static_cast<double>(MaximumVoxels)));
+  for (int a = 0; a < 3; ++a) {
+    // Above the limit only in a flat grid, which is never indexed.
+    Size[a] = static_cast<int>(std::min(cells[a], static_cast<double>(MaximumVoxels)));
+    LastIndex[a] = Size[a] - 1.0;
+  }
+  return true;
+}
+
+bool trelVoxelTable::AllocateVoxelTable(const double bounds[6])
+{
+  if (!LayOutVoxels(bounds)) return false;
+  const bool flat = Size[0] == 0 || Size[1] == 0 || Size[2] == 0;
+  const std::size_t voxels = flat ? 0 : CellOf(Size[0] - 1, Size[1] - 1, Size[2] - 1) + 1;
+  try {
+    States.assign(voxels, NoRegion);
+    Axes.assign(voxels, RayAxisXMin);
+    Offsets.assign(voxels + 1, 0);
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+  return true;
+}
+
+trelVoxelRange trelVoxelTable::GetWholeRange() const
+{
+  return {{0, 0, 0}, {Size[0] - 1, Size[1] - 1, Size[2] - 1}};
+}
+
+void trelVoxelTable::GetCorners(const int index[3], double min[3], double max[3]) const
+{
+  for (int a = 0; a < 3; ++a) {
+    min[a] = Origin[a] + index[a] * VoxelSize;
+    max[a] = Origin[a] + (index[a] + 1) * VoxelSize;
+  }
+}
+
+void trelVoxelTable::GetCenter(const int index[3], double center[3]) const
+{
+  for (int a = 0; a < 3; ++a)
+    center[a] = index[a] * VoxelSize + VoxelSize / 2 + Origin[a];
+}
+
+/** Calls @p visit with i, j, k of each voxel of the range, k fastest. */
+template <class Visit>
+static void VisitVoxels(const trelVoxelRange& range, Visit visit)
+{
+  int index[3];
+  for (index[0] = range.First[0]; index[0] <= range.Last[0]; ++index[0])
+    for (index[1] = range.First[1]; index[1] <= range.Last[1]; ++index[1])
+      for (index[2] = range.First[2]; index[2] <= range.Last[2]; ++index[2])
+        visit(index);
+}
+
+/** Appends the voxels that triangle @p t overlaps. May throw std::bad_alloc. */
+void trelVoxelTable::CollectCells(std::uint32_t t, std::vector<std::uint32_t>* cells) const
+{
+  const auto& corners = Triangles[t].Corners;
+  trelVoxelRange range;
+  for (int a = 0; a < 3; ++a) {
+    const auto ends = std::minmax({corners[0][a], corners[1][a], corners[2][a]});
+    range.First[a] = IndexOf(a, ends.first);
+    range.Last[a] = IndexOf(a, ends.second);
+  }
+  const double half[3] = {VoxelSize / 2, VoxelSize / 2, VoxelSize / 2};
+  VisitVoxels(range, [&](const int index[3]) {
+    double center[3];
+    GetCenter(index, center);
+    if (!TriangleBoxOverlap(center, half, corners)) return;
+    cells->push_back(static_cast<std::uint32_t>(CellOf(index[0], index[1], index[2])));
+  });
+}
+
+bool trelVoxelTable::RegisterTrianglesInVoxels()
+{
+  // A gigabyte of lists. Only a crowd of triangles of which each spans the whole box asks for more.
+  constexpr std::size_t maximumEntries = std::size_t{1} << 28;
+  if (IsEmpty()) return true;
+  try {
+    std::vector<std::uint32_t> cells;
+    std::vector<std::uint32_t> ends(Triangles.size());
+    for (std::size_t t = 0; t < Triangles.size(); ++t) {
+      CollectCells(static_cast<std::uint32_t>(t), &cells);
+      if (cells.size() > maximumEntries) return false;
+      ends[t] = static_cast<std::uint32_t>(cells.size());
+    }
+    Entries.resize(cells.size());
+    for (const std::uint32_t cell : cells)
+      ++Offsets[cell];
+    // The offsets become the ends of the lists and, filled from behind, their starts.
+    for (std::size_t cell = 1; cell < Offsets.size(); ++cell)
+      Offsets[cell] += Offsets[cell - 1];
+    std::size_t entry = cells.size();
+    for (std::size_t t = Triangles.size(); t-- > 0;) {
+      for (const std::size_t start = t == 0 ? 0 : ends[t - 1]; entry > start;)
+        Entries[--Offsets[cells[--entry]]] = static_cast<std::uint32_t>(t);
+    }
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+  for (std::size_t cell = 0; cell < States.size(); ++cell)
+    if (Offsets[cell] < Offsets[cell + 1]) States[cell] = Surface;
+  return true;
+}
+
+/** The shortest way out of the grid, the low sides first on a tie. */
+RayAxis trelVoxelTable::ChooseRayAxis(int i, int j, int k) const
+{
+  static constexpr RayAxis sides[] = {RayAxisXMin, RayAxisYMin, RayAxisZMin,
+                                      RayAxisXMax, RayAxisYMax, RayAxisZMax};
+  const int ways[] = {i, j, k, Size[0] - 1 - i, Size[1] - 1 - j, Size[2] - 1 - k};
+  return sides[std::min_element(std::begin(ways), std::end(ways)) - std::begin(ways)];
+}
+
+void trelVoxelTable::ChooseVoxelRayDirections(int threads)
+{
+  if (IsEmpty()) return;
+#pragma omp parallel for schedule(dynamic, 1) num_threads(threads)
+  for (int i = 0; i < Size[0]; ++i) {
+    const trelVoxelRange slab = {{i, 0, 0}, {i, Size[1] - 1, Size[2] - 1}};
+    VisitVoxels(slab, [&](const int index[3]) {
+      const std::size_t cell = CellOf(index[0], index[1], index[2]);
+      if (States[cell] == Surface) Axes[cell] = ChooseRayAxis(index[0], index[1], index[2]);
+    });
+  }
+}
+
+/** What a row of voxels along x is classified with. Each thread has one. */
+struct trelVoxelRow
+{
+  enum Mark : std::uint8_t
+  {
+    OddCrossings = 1,
+    OnSurface = 2
+  };
+
+  /** The triangles of the voxels passed so far, each once. */
+  std::vector<std::uint32_t> Triangles;
+  /** The regions whose marks are not 0, perhaps several times. */
+  std::vector<std::int32_t> Touched;
+  std::vector<std::uint8_t> MarksOfRegion;
+
+  /** Enters that the ray crosses, or starts on, a triangle that bounds @p region. */
+  void Enter(std::int32_t region, int answer)
+  {
+    if (region < 0) return;
+    if (answer == AxisRayCrosses) MarksOfRegion[static_cast<std::size_t>(region)] ^= OddCrossings;
+    if (answer == AxisRayStartsOn) MarksOfRegion[static_cast<std::size_t>(region)] |= OnSurface;
+    Touched.push_back(region);
+  }
+
+  /** The highest region that holds the point, and clears the marks. */
+  std::int16_t TakeState(trelVoxelTable::CenterRule rule)
+  {
+    std::int32_t state = trelVoxelTable::NoRegion;
+    bool onSurface = false;
+    for (const std::int32_t region : Touched) {
+      const std::uint8_t marks = MarksOfRegion[static_cast<std::size_t>(region)];
+      if (marks == OddCrossings) state = std::max(state, region);
+      if (marks & OnSurface) onSurface = true;
+    }
+    for (const std::int32_t region : Touched)
+      MarksOfRegion[static_cast<std::size_t>(region)] = 0;
+    Touched.clear();
+    if (onSurface && rule == trelVoxelTable::CenterMakesSurface) return trelVoxelTable::Surface;
+    return static_cast<std::int16_t>(state);
+  }
+};
+
+/**
+ * Voxels without triangles all look along -x. So one pass along each row, which collects the
+ * triangles of the voxels behind, does what a walk from each voxel would.
+ */
+bool trelVoxelTable::SweepRows(int j, CenterRule rule)
+try {
+  static thread_local trelVoxelRow row;
+  row.MarksOfRegion.resize(MaximumRegions, 0);
+  for (int k = 0; k < Size[2]; ++k) {
+    row.Triangles.clear();
+    trelSeenTriangles* seen = trelSeenTriangles::Begin(Triangles.size());
+    if (!seen) return false;
+    for (int i = 0; i < Size[0]; ++i) {
+      const std::size_t cell = CellOf(i, j, k);
+      for (const std::uint32_t* t = BeginOf(cell); t < EndOf(cell); ++t)
+        if (seen->Add(*t)) row.Triangles.push_back(*t);
+      if (States[cell] == Surface || row.Triangles.empty()) continue;
+      const int index[3] = {i, j, k};
+      double center[3];
+      GetCenter(index, center);
+      for (const std::uint32_t t : row.Triangles) {
+        const trelTracedTriangle& triangle = Triangles[t];
+        const int answer =
+            AxisRayTriangleTest(center[0], center[1], center[2], triangle, RayAxisXMin);
+        if (answer == AxisRayMisses) continue;
+        row.Enter(triangle.Regions[0], answer);
+        // A triangle with the same region on both sides bounds it once.
+        if (triangle.Regions[1] != triangle.Regions[0]) row.Enter(triangle.Regions[1], answer);
+      }
+      States[cell] = row.TakeState(rule);
+    }
+  }
+  return true;
+} catch (const std::bad_alloc&) {
+  return false;
+}
+
+bool trelVoxelTable::ClassifyEmptyVoxels(CenterRule rule, int threads)
+{
+  if (IsEmpty()) return true;
+  bool enough = true;
+#pragma omp parallel for schedule(dynamic, 1) num_threads(threads) reduction(&& : enough)
+  for (int j = 0; j < Size[1]; ++j)
+    enough = SweepRows(j, rule) && enough;
+  return enough;
+}
+
+PointRelation trelVoxelTable::ClassifyPoint(double x, double y, double z, int i, int j, int k,
+                                            std::int32_t region, const trelVoxelRange& range) const
+{
+  trelSeenTriangles* seen = trelSeenTriangles::Begin(Triangles.size());
+  if (!seen) return PointUndetermined;
+  const int axis = Axes[CellOf(i, j, k)];
+  const int along = 2 - axis / 2;
+  int index[3] = {i, j, k};
+  const bool towardsMin = axis % 2 == 1;
+  const int last = towardsMin ? index[along] : range.Last[along];
+  bool odd = false;
+  for (index[along] = towardsMin ? range.First[along] : index[along]; index[along] <= last;
+       ++index[along]) {
+    const std::size_t cell = CellOf(index[0], index[1], index[2]);
+    for (const std::uint32_t* t = BeginOf(cell); t < EndOf(cell); ++t) {
+      if (!Triangles[*t].Bounds(region) || !seen->Add(*t)) continue;
+      const int answer = AxisRayTriangleTest(x, y, z, Triangles[*t], axis);
+      if (answer == AxisRayStartsOn) return PointOnBoundary;
+      if (answer == AxisRayCrosses) odd = !odd;
+    }
+  }
+  return odd ? PointInside : PointOutside;
+}
+
+/** A walk in progress: what is looked for, and what has been found. */
+struct trelVoxelTable::Search
+{
+  const trelVoxelRay& Ray;
+  std::int32_t Region;
+  int RaySide;
+  double Distance;
+  trelSeenTriangles* Seen;
+  bool BoxTest = false;
+  double Best = 1e99;
+  bool Found = false;
+  int Nearest = -1;
+  int ZeroHit = -1;
+};
+
+int trelVoxelTable::FindNearest(const trelVoxelRay& ray, std::int32_t region, int raySide,
+                                const trelVoxelRange& range, double* distance) const
+{
+  if (IsEmpty()) return -1;
+  Search search{ray, region, raySide, *distance, trelSeenTriangles::Begin(Triangles.size())};
+  if (!search.Seen) return -1;
+  const trelVoxelRange cells = FindEndVoxels(ray, *distance, range);
+  search.BoxTest = IsBoxTestUsed(ray, cells);
+  if (search.BoxTest && CanWalkSlabs(ray)) {
+    WalkSlabs(cells, &search);
+  } else {
+    WalkAll(cells, &search);
+  }
+  if (!search.Found && search.ZeroHit < 0) return -1;
+  *distance = search.Found ? search.Best : 0.0;
+  return search.Found ? search.Nearest : search.ZeroHit;
+}
+
+/** The box of voxels between the two ends of the ray. */
+trelVoxelRange trelVoxelTable::FindEndVoxels(const trelVoxelRay& ray, double distance,
+                                             const trelVoxelRange& range) const
+{
+  trelVoxelRange cells;
+  for (int a = 0; a < 3; ++a) {
+    const int start = IndexOf(a, ray.Origin[a]);
+    const int end = IndexOf(a, ray.Origin[a] + distance * ray.Direction[a]);
+    cells.First[a] = std::clamp(std::min(start, end), range.First[a], range.Last[a]);
+    cells.Last[a] = std::clamp(std::max(start, end), range.First[a], range.Last[a]);
+  }
+  return cells;
+}
+
+/** Whether voxels that the ray passes by are left out. Not worth it for a few, and not possible
+ *  where a component of the direction has no useful inverse. */
+bool trelVoxelTable::IsBoxTestUsed(const trelVoxelRay& ray, const trelVoxelRange& cells)
+{
+  std::int64_t number = 1;
+  for (int a = 0; a < 3; ++a) {
+    if (!(std::fabs(ray.Direction[a]) >= GeometryTolerance)) return false;
+    number *= cells.Last[a] - cells.First[a] + 1;
+  }
+  return number > 4;
+}
+
+/** Whether a position along the ray tells its voxel to within one. From far away rounding errors
+ *  are larger than voxels, and each voxel has to be looked at. */
+bool trelVoxelTable::CanWalkSlabs(const trelVoxelRay& ray) const
+{
+  for (int a = 0; a < 3; ++a)
+    if (!((std::fabs(ray.Origin[a]) + std::fabs(Origin[a])) * InverseVoxelSize < 1e9)) return false;
+  return true;
+}
+
+void trelVoxelTable::WalkAll(const trelVoxelRange& cells, Search* search) const
+{
+  VisitVoxels(cells, [&](const int index[3]) { TestVoxel(index, search); });
+}
+
+trelVoxelTable::RayInterval trelVoxelTable::CrossSlab(const trelVoxelRay& ray, int axis,
+                                                      int index) const
+{
+  const double inverse = 1.0 / ray.Direction[axis];
+  const double a = (Origin[axis] + index * VoxelSize - ray.Origin[axis]) * inverse;
+  const double b = (Origin[axis] + (index + 1) * VoxelSize - ray.Origin[axis]) * inverse;
+  return {std::min(a, b), std::max(a, b)};
+}
+
+void trelVoxelTable::NarrowRange(const trelVoxelRay& ray, int axis, const RayInterval& interval,
+                                 const trelVoxelRange& cells, trelVoxelRange* range) const
+{
+  const double a = ray.Origin[axis] + interval.First * ray.Direction[axis];
+  const double b = ray.Origin[axis] + interval.Last * ray.Direction[axis];
+  range->First[axis] = std::max(IndexOf(axis, std::min(a, b)) - 1, cells.First[axis]);
+  range->Last[axis] = std::min(IndexOf(axis, std::max(a, b)) + 1, cells.Last[axis]);
+}
+
+/**
+ * Visits the same voxels in the same order as WalkAll() would after its box test: for each slab of
+ * x the stretch of the ray in it, which spans a few j, and for each of these a few k. One voxel
+ * more on each side makes up for rounding; the box test still decides.
+ */
+void trelVoxelTable::WalkSlabs(const trelVoxelRange& cells, Search* search) const
+{
+  const trelVoxelRay& ray = search->Ray;
+  trelVoxelRange range = cells;
+  int index[3];
+  for (index[0] = cells.First[0]; index[0] <= cells.Last[0]; ++index[0]) {
+    const RayInterval inX = CrossSlab(ray, 0, index[0]);
+    NarrowRange(ray, 1, inX, cells, &range);
+    for (index[1] = range.First[1]; index[1] <= range.Last[1]; ++index[1]) {
+      const RayInterval inY = CrossSlab(ray, 1, index[1]);
+      const RayInterval both = {std::max(inX.First, inY.First), std::min(inX.Last, inY.Last)};
+      if (both.First > both.Last) continue;
+      NarrowRange(ray, 2, both, cells, &range);
+      for (index[2] = range.First[2]; index[2] <= range.Last[2]; ++index[2])
+        TestVoxel(index, search);
+    }
+  }
+}
+
+void trelVoxelTable::TestVoxel(const int index[3], Search* search) const
+{
+  const std::size_t cell = CellOf(index[0], index[1], index[2]);
+  if (States[cell] != Surface) return;
+  const trelVoxelRay& ray = search->Ray;
+  if (search->BoxTest) {
+    double min[3], max[3];
+    GetCorners(index, min, max);
+    if (!RayBoxOverlap(min, max, ray.Origin, ray.Direction)) return;
+  }
+  for (const std::uint32_t* entry = BeginOf(cell); entry < EndOf(cell); ++entry) {
+    const trelTracedTriangle& triangle = Triangles[*entry];
+    if (!triangle.Bounds(search->Region) || !search->Seen->Add(*entry)) continue;
+    const double t = RayTriangleDistance(ray.Origin, ray.Direction, triangle);
+    if (t < -GeometryTolerance) continue;
+    if (std::fabs(t) < GeometryTolerance) {
+      search->ZeroHit = static_cast<int>(*entry);
+      if (search->RaySide != RayEnters) continue;
+      // The packet goes into the surface that it stands on. Best stays: only a nearer hit counts.
+      search->Found = false;
+      return;
+    }
+    if (t - search->Distance < -GeometryTolerance && t - search->Best < -GeometryTolerance) {
+      search->Best = t;
+      search->Found = true;
+      search->Nearest = static_cast<int>(*entry);
+    }
+  }
+}

@@ -1,0 +1,172 @@
+#ifndef trelVoxelTable_h
+#define trelVoxelTable_h
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "trelMeshPredicates.h"
+#include "trelShapeObject.h"
+
+/** A ray as the walk through the voxels takes it. */
+struct trelVoxelRay
+{
+  double Origin[3];
+  double Direction[3];
+};
+
+/** A box of voxels: first and last index along x, y, z. */
+struct trelVoxelRange
+{
+  int First[3];
+  int Last[3];
+};
+
+/**
+ * @class   trelVoxelTable
+ * @brief   a regular grid over a mesh that answers where points lie and what rays meet
+ *
+ * Each voxel lists the triangles that overlap it and has a state: the region that it lies in
+ * wholly, none, or surface. A point in a voxel without triangles is located by one read. In a
+ * surface voxel a ray parallel to an axis, along which the border of the grid is nearest, counts
+ * the triangles that it crosses: an odd number puts the point inside. A ray visits the voxels
+ * between its ends and tests what they list.
+ *
+ * Triangles bound one or two regions, and each question names a region: only its triangles count.
+ * The region -1 is what lies around the mesh. A closed surface alone is region 0.
+ *
+ * The voxels are cubes of the smallest edge in the series 0.084 mm, times 1.05, times 1.05^2, ...
+ * of which 2,000,000 or less cover the box. Two bytes of state, one of direction and four of
+ * offset each, in arrays apart, and four for each entry of a list.
+ */
+class trelVoxelTable
+{
+public:
+  /** State of a voxel in no region, and of one with triangles. Others are numbers of regions. */
+  static constexpr std::int16_t NoRegion = -1;
+  static constexpr std::int16_t Surface = -2;
+  /** As many regions as a state can name. */
+  static constexpr std::int32_t MaximumRegions = 32767;
+  static constexpr std::int64_t MaximumVoxels = 2000000;
+
+  /** What becomes of a voxel without triangles whose centre lies on one of its row: it counts as a
+   *  surface voxel with an empty list, or as one outside of the regions concerned. */
+  enum CenterRule
+  {
+    CenterMakesSurface,
+    CenterMakesNothing
+  };
+
+  /**
+   * Builds the table over @p bounds (xmin, xmax, ymin, ...) for @p triangles, which it takes over,
+   * with @p threads threads. False, and empty, if memory runs out or the box is not finite.
+   */
+  bool Build(std::vector<trelTracedTriangle>&& triangles, const double bounds[6], CenterRule rule,
+             int threads);
+  void Release();
+  bool IsBuilt() const { return Built; }
+
+  /** True if the mesh is flat: the grid then has no voxels. */
+  bool IsEmpty() const { return States.empty(); }
+  double GetVoxelSize() const { return VoxelSize; }
+  int GetSize(int axis) const { return Size[axis]; }
+  trelVoxelRange GetWholeRange() const;
+
+  /** Index of the voxel along @p axis, clamped into the grid; 0 for not-a-number. */
+  int IndexOf(int axis, double coordinate) const
+  {
+    double index = (coordinate - Origin[axis]) * InverseVoxelSize;
+    index = index > 0.0 ? index : 0.0;
+    index = index < LastIndex[axis] ? index : LastIndex[axis];
+    return static_cast<int>(index);
+  }
+  std::size_t CellOf(int i, int j, int k) const
+  {
+    return (static_cast<std::size_t>(i) * static_cast<std::size_t>(Size[1]) +
+            static_cast<std::size_t>(j)) *
+               static_cast<std::size_t>(Size[2]) +
+           static_cast<std::size_t>(k);
+  }
+  std::int16_t GetState(std::size_t cell) const { return States[cell]; }
+  int GetRayAxis(std::size_t cell) const { return Axes[cell]; }
+  /** The triangles of a voxel, ascending. */
+  const std::uint32_t* BeginOf(std::size_t cell) const { return Entries.data() + Offsets[cell]; }
+  const std::uint32_t* EndOf(std::size_t cell) const { return Entries.data() + Offsets[cell + 1]; }
+  const trelTracedTriangle& GetTriangle(std::uint32_t t) const { return Triangles[t]; }
+
+  /** Corners and centre of the voxel (@p i, @p j, @p k). */
+  void GetCorners(const int index[3], double min[3], double max[3]) const;
+  void GetCenter(const int index[3], double center[3]) const;
+
+  /** State of the voxel that holds the point. Not for an empty grid. */
+  std::int16_t StateAt(double x, double y, double z) const
+  {
+    return States[CellOf(IndexOf(0, x), IndexOf(1, y), IndexOf(2, z))];
+  }
+
+  /**
+   * Counts the crossings of the point's ray with triangles that bound @p region, in the voxels from
+   * the point's own, @p i, @p j, @p k, to the end of @p range: where the point lies in relation to
+   * the region. Undetermined if memory runs out.
+   */
+  PointRelation ClassifyPoint(double x, double y, double z, int i, int j, int k,
+                              std::int32_t region, const trelVoxelRange& range) const;
+
+  /**
+   * The nearest triangle ahead that bounds @p region and lies nearer than @p distance by more than
+   * 1e-12, or -1; @p distance receives how far it is. Among those equally far within 1e-12 the
+   * first in the order of the voxels wins. Only voxels in @p range are searched.
+   *
+   * A triangle that the ray starts on is the answer if none lies ahead, at distance 0. A ray that
+   * enters (@p raySide RayEnters) and comes upon such a triangle forgets what it has found so far
+   * and passes to the next voxel; only a nearer hit after that takes its place.
+   */
+  int FindNearest(const trelVoxelRay& ray, std::int32_t region, int raySide,
+                  const trelVoxelRange& range, double* distance) const;
+
+private:
+  struct Search;
+  /** A stretch of a ray, in lengths of its direction. */
+  struct RayInterval
+  {
+    double First;
+    double Last;
+  };
+
+  bool LayOutVoxels(const double bounds[6]);
+  bool AllocateVoxelTable(const double bounds[6]);
+  void CollectCells(std::uint32_t t, std::vector<std::uint32_t>* cells) const;
+  bool RegisterTrianglesInVoxels();
+  RayAxis ChooseRayAxis(int i, int j, int k) const;
+  void ChooseVoxelRayDirections(int threads);
+  bool SweepRows(int j, CenterRule rule);
+  bool ClassifyEmptyVoxels(CenterRule rule, int threads);
+
+  trelVoxelRange FindEndVoxels(const trelVoxelRay& ray, double distance,
+                               const trelVoxelRange& range) const;
+  static bool IsBoxTestUsed(const trelVoxelRay& ray, const trelVoxelRange& cells);
+  bool CanWalkSlabs(const trelVoxelRay& ray) const;
+  RayInterval CrossSlab(const trelVoxelRay& ray, int axis, int index) const;
+  void NarrowRange(const trelVoxelRay& ray, int axis, const RayInterval& interval,
+                   const trelVoxelRange& cells, trelVoxelRange* range) const;
+  void WalkAll(const trelVoxelRange& cells, Search* search) const;
+  void WalkSlabs(const trelVoxelRange& cells, Search* search) const;
+  void TestVoxel(const int index[3], Search* search) const;
+
+  bool Built = false;
+  double Origin[3] = {0.0, 0.0, 0.0};
+  double VoxelSize = 0.1;
+  double InverseVoxelSize = 10.0;
+  int Size[3] = {0, 0, 0};
+  double LastIndex[3] = {0.0, 0.0, 0.0};
+
+  /** By voxel, z fastest. */
+  std::vector<std::int16_t> States;
+  std::vector<std::uint8_t> Axes;
+  /** By voxel, and one more: where its list starts among the entries. */
+  std::vector<std::uint32_t> Offsets;
+  std::vector<std::uint32_t> Entries;
+  std::vector<trelTracedTriangle> Triangles;
+};
+
+#endif
