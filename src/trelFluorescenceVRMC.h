@@ -12,8 +12,9 @@
  * packet of the emission wavelength is traced from there to its end before the excitation goes on.
  *
  * Only packets of the master thread convert, since that thread alone is told that it traces
- * excitation: of T threads' packets about one in T. Results depend on it; docs/physics.md tells
- * users to run quantitative fluorescence with one thread.
+ * excitation: of T threads' packets at best one in T, fewer as emission holds the master up.
+ * Results depend on it; docs/physics.md tells users to run quantitative fluorescence with one
+ * thread.
  */
 class trelFluorescenceVRMC final : public trelVarianceReductionMonteCarlo
 {
