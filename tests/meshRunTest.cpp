@@ -33,16 +33,29 @@ static Mesh* Load(const std::string& ending, const std::string& text)
   return mesh;
 }
 
-/** A cube of the given half-length about the origin, as OFF. */
-static std::string CubeOff(double h)
+/** A cube of half-length `h` about the origin, n x n squares of two triangles on each face, as OFF.
+ */
+static std::string CubeOff(double h, int n)
 {
+  const int perFace = (n + 1) * (n + 1);
   std::ostringstream off;
-  off << "OFF\n8 12 0\n";
-  for (int k = 0; k < 8; ++k) {
-    off << (k & 1 ? h : -h) << " " << (k & 2 ? h : -h) << " " << (k & 4 ? h : -h) << "\n";
+  off << "OFF\n" << 6 * perFace << " " << 12 * n * n << " 0\n";
+  for (int face = 0; face < 6; ++face) {
+    for (int k = 0; k < perFace; ++k) {
+      double p[3];
+      p[face / 2] = face % 2 ? h : -h;
+      p[(face / 2 + 1) % 3] = h * (2.0 * (k / (n + 1)) / n - 1.0);
+      p[(face / 2 + 2) % 3] = h * (2.0 * (k % (n + 1)) / n - 1.0);
+      off << p[0] << " " << p[1] << " " << p[2] << "\n";
+    }
   }
-  off << "3 0 2 3\n3 0 3 1\n3 4 5 7\n3 4 7 6\n3 0 1 5\n3 0 5 4\n3 2 6 7\n3 2 7 3\n"
-         "3 0 4 6\n3 0 6 2\n3 1 3 7\n3 1 7 5\n";
+  for (int k = 0; k < 6 * n * n; ++k) {
+    const int square = k % (n * n);
+    const int a = k / (n * n) * perFace + square / n * (n + 1) + square % n;
+    const bool outward = k / (n * n) % 2 == 1;
+    const int b = outward ? a + n + 1 : a + 1, c = a + n + 2, d = outward ? a + 1 : a + n + 1;
+    off << "3 " << a << " " << b << " " << c << "\n3 " << a << " " << c << " " << d << "\n";
+  }
   return off.str();
 }
 
@@ -82,23 +95,24 @@ static std::string BallOff(double radius, int rings)
   return off.str();
 }
 
-/** A cube of half-length 2 in one of 5, as a MESH file: 27 boxes of six tetrahedra. */
+/** A cube of half-length 2 in one of 5, as a MESH file: boxes of 1 mm, each of six tetrahedra. */
 static std::string CubeInCubeMesh()
 {
-  const double nodes[4] = {-5, -2, 2, 5};
+  constexpr int n = 10, side = n + 1;
   std::ostringstream mesh;
-  mesh << "64\n";
-  for (int k = 0; k < 64; ++k) {
-    mesh << nodes[k / 16] << " " << nodes[k / 4 % 4] << " " << nodes[k % 4] << "\n";
+  mesh << side * side * side << "\n";
+  for (int k = 0; k < side * side * side; ++k) {
+    mesh << k / (side * side) - 5 << " " << k / side % side - 5 << " " << k % side - 5 << "\n";
   }
-  mesh << "162\n";
-  const int steps[3] = {16, 4, 1};
+  mesh << 6 * n * n * n << "\n";
+  const int steps[3] = {side * side, side, 1};
   const int orders[6][3] = {{0, 1, 2}, {0, 2, 1}, {1, 0, 2}, {1, 2, 0}, {2, 0, 1}, {2, 1, 0}};
-  for (int cell = 0; cell < 27; ++cell) {
-    const int start = 1 + cell / 9 * 16 + cell / 3 % 3 * 4 + cell % 3;
+  const auto isInner = [](int i) { return 3 <= i && i < 7; };
+  for (int cell = 0; cell < n * n * n; ++cell) {
+    const int i = cell / (n * n), j = cell / n % n, k = cell % n;
     for (const auto& order : orders) {
-      int corner = start;
-      mesh << (cell == 13 ? 2 : 1) << " " << corner;
+      int corner = 1 + i * steps[0] + j * steps[1] + k;
+      mesh << (isInner(i) && isInner(j) && isInner(k) ? 2 : 1) << " " << corner;
       for (const int axis : order)
         mesh << " " << (corner += steps[axis]);
       mesh << "\n";
@@ -119,13 +133,13 @@ static void BuildCubes(TestModel& m)
 static void BuildMeshInCube(TestModel& m)
 {
   m.AddTissue(TestModel::Make<trelCube>({0, 0, 0}, {5, 5, 5}), Outer);
-  m.AddTissue(Load<trelMCTriangleMesh>("off", CubeOff(2)), Inner);
+  m.AddTissue(Load<trelMCTriangleMesh>("off", CubeOff(2, 1)), Inner);
 }
 
 static void BuildMeshes(TestModel& m)
 {
-  m.AddTissue(Load<trelMCTriangleMesh>("off", CubeOff(5)), Outer);
-  m.AddTissue(Load<trelMCTriangleMesh>("off", CubeOff(2)), Inner);
+  m.AddTissue(Load<trelMCTriangleMesh>("off", CubeOff(5, 10)), Outer);
+  m.AddTissue(Load<trelMCTriangleMesh>("off", CubeOff(2, 1)), Inner);
 }
 
 static void BuildTetrahedra(TestModel& m)
@@ -151,7 +165,7 @@ static Estimate Absorbed(Build build)
 {
   const auto model = [build](TestModel& m) {
     build(m);
-    m.AddSource(TestModel::Make<trelEllipsoid>({0, 0, 0}, {1, 1, 1}), 250);
+    m.AddSource(TestModel::Make<trelEllipsoid>({0, 0, 0}, {1, 1, 1}), 120);
     m->SetSeparations(1, 1, 1, 1, 30, 30);
   };
   const auto absorbed = [](const trelMediumResult& r) {
@@ -190,8 +204,8 @@ static Estimate Imaged(Build build, double area)
     GetThreadState() = ThreadState{};
     TestModel model(DOT);
     build(model);
-    model.AddSource(TestModel::Make<trelEllipsoid>({0, 0, 0}, {1, 1, 1}), 3000);
-    model->SetSeparations(10, 10, 10, 1, 30, 30);
+    model.AddSource(TestModel::Make<trelEllipsoid>({0, 0, 0}, {1, 1, 1}), 1500);
+    model->SetSeparations(1, 1, 1, 1, 30, 30);
     auto* camera = new trelPlaneDetector;
     camera->SetCenter(240, 0, 0);
     camera->SetNormal(-1, 0, 0);
@@ -212,15 +226,13 @@ static Estimate Imaged(Build build, double area)
 
 TEST(MeshRun, ACameraSeesAlikeInAnyForm)
 {
-  // One cell of 100 mm^2 a face; two triangles of half of it; eighteen of 100 / 18 mm^2 on average.
-  const Estimate cubes = Imaged(BuildCubes, 100.0);
+  // Cells of 1 mm^2 on the analytic cube, two triangles for each on the meshed ones.
+  const Estimate cubes = Imaged(BuildCubes, 1.0);
   EXPECT_GT(cubes.Mean, 20.0 * cubes.Error);
-  for (const auto& [build, area] :
-       {std::pair<Build, double>{BuildMeshes, 50.0}, {BuildTetrahedra, 100.0 / 18}}) {
-    const Estimate meshed = Imaged(build, area);
-    // The flux is brighter at the middle of the face, where the elements differ in size and place.
+  for (const Build build : {BuildMeshes, BuildTetrahedra}) {
+    const Estimate meshed = Imaged(build, 0.5);
+    // The centre of a triangle lies a quarter of a millimetre from that of its cell, 13 mm away.
     EXPECT_NEAR(meshed.Mean, cubes.Mean,
-                5.0 * std::hypot(meshed.Error, cubes.Error) + 0.35 * cubes.Mean)
-        << area;
+                5.0 * std::hypot(meshed.Error, cubes.Error) + 0.01 * cubes.Mean);
   }
 }
