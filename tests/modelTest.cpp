@@ -7,7 +7,6 @@
 
 #include "modelFixtures.h"
 #include "trelMCTetrahedron.h"
-#include "trelPhoton.h"
 #include "trelSpectrum.h"
 
 using testing::HasSubstr;
@@ -24,18 +23,16 @@ TEST(Spectrum, TakesTheReflectanceOffTheEnergyOnce)
     double energy;
     std::uint32_t number;
     bool specular;
-    double outside, inside;
+    double inside;
     double reflectance, weight;
-  } cases[] = {{1.0, 1000, false, 1.0, 1.5, 0.0, 1e-3},
-               {1.0, 1000, true, 1.0, 1.5, 0.04, 0.96e-3},
-               {2.0, 10, true, 1.0, 1.5, 0.04, 0.196},
-               {1.0, 1000, true, 1.37, 1.37, 0.0, 1e-3},
-               {1.0, 4000000000u, false, 1.0, 1.5, 0.0, 0.25e-9},
-               {1.0, 0, false, 1.0, 1.5, 0.0, infinity}};
+  } cases[] = {{1.0, 1000, false, 1.5, 0.0, 1e-3},
+               {2.0, 10, true, 1.5, 0.04, 0.196},
+               {1.0, 1000, true, 1.0, 0.0, 1e-3},
+               {1.0, 4000000000u, false, 1.5, 0.0, 0.25e-9},
+               {1.0, 0, false, 1.5, 0.0, infinity}};
   for (const auto& c : cases) {
     trelMedium medium;
     AddTissue(medium, nullptr)->GetOpticalParameter(0)->SetRefractiveIndex(c.inside);
-    medium.SetAmbientRefractiveIndex(c.outside);
     trelSpectrum spectrum;
     spectrum.SetEnergy(c.energy);
     spectrum.SetPhotonNumber(c.number);
@@ -59,48 +56,71 @@ TEST(Tissue, FindsTheFirstEntryOfAWavelengthOrTheLast)
   EXPECT_EQ(tissue.GetOpticalParameterByWavelength(600), tissue.GetOpticalParameter(0));
   EXPECT_EQ(tissue.GetOpticalParameterByWavelength(700), tissue.GetOpticalParameter(1));
   EXPECT_EQ(tissue.GetOpticalParameterByWavelength(123), tissue.GetOpticalParameter(3));
-  EXPECT_EQ(tissue.GetName(), "unNamed");
 }
 
-TEST(Tissue, LetsGoOfWhatItHolds)
+static void OneEllipsoid(trelMedium& medium)
 {
-  trelCube cube;
-  cube.Register();
-  trelEllipsoid ellipsoid;
-  ellipsoid.Register();
-  {
-    trelTissue tissue;
-    tissue.SetShape(&cube);
-    tissue.SetShape(nullptr);
-    EXPECT_EQ(tissue.GetShape(), &cube);
-    tissue.SetShape(&ellipsoid);
-    EXPECT_EQ(cube.GetReferenceCount(), 1);
-    EXPECT_EQ(ellipsoid.GetReferenceCount(), 2);
-    tissue.ClearModel();
-    EXPECT_EQ(tissue.GetShape(), nullptr);
-    EXPECT_EQ(tissue.GetOpticalParameter(0), nullptr);
-    EXPECT_EQ(ellipsoid.GetReferenceCount(), 1);
-    tissue.SetShape(&cube);
-  }
-  EXPECT_EQ(cube.GetReferenceCount(), 1);
-}
-
-TEST(Medium, WithOneTissueAsksTheOutermostShape)
-{
-  trelMedium medium;
   AddTissue(medium, Place(new trelEllipsoid, 1, 2, 3, 10, 20, 30));
+}
+
+/** The ball does not fill the corner of its box, where the larger cube behind it has the point. */
+static void BallInCubes(trelMedium& medium)
+{
+  AddTissue(medium, Place(new trelCube, 0, 0, 0, 10, 10, 10));
+  AddTissue(medium, Place(new trelCube, 0, 0, 0, 6, 6, 6));
+  AddTissue(medium, Place(new trelEllipsoid, 0, 0, 0, 4, 4, 4));
+}
+
+/** A planar model, which looks at no z. */
+static void DiscInRectangle(trelMedium& medium)
+{
+  AddTissue(medium, Place(new BoxOfKind(ShapeRectangle), 0, 0, 0, 10, 5, 0));
+  AddTissue(medium, Place(new BoxOfKind(ShapeEllipse), 1, 1, 0, 2, 2, 0));
+}
+
+static void NoTetrahedra(trelMedium& medium)
+{
+  medium.SetShapeIsTetrahedron(true);
+}
+
+/** A mesh without tetrahedra has no answer. */
+static void EmptyMesh(trelMedium& medium)
+{
+  medium.SetShapeIsTetrahedron(true);
+  medium.SetTetrahedron(new trelMCTetrahedron);
+}
+
+TEST(Medium, FindsTheTissueOfAPoint)
+{
   const struct
   {
+    void (*build)(trelMedium&);
     double x, y, z;
     int tissue;
-  } cases[] = {{1, 2, 3, 0},          {-9, 2, 3, 0},          {11, 2, 3, 0},
-               {11 + 1e-13, 2, 3, 0}, {11 + 1e-11, 2, 3, -1}, {1, 2, 33, 0},
-               {1, 2, -27, 0},        {10.9, 21.9, 3, -1},  // in the box, not in the ellipsoid
-               {1000, 2, 3, -1},      {-1e300, 2, 3, -1},     {infinity, 2, 3, -1},
-               {1, -infinity, 3, -1}, {notANumber, 2, 3, -1}, {1, 2, notANumber, -1}};
+  } cases[] = {{OneEllipsoid, 1, 2, 3, 0},
+               {OneEllipsoid, -9, 2, 3, 0},
+               {OneEllipsoid, 11 + 1e-13, 2, 3, 0},
+               {OneEllipsoid, 11 + 1e-11, 2, 3, -1},
+               {OneEllipsoid, 1, 2, 33, 0},
+               {OneEllipsoid, 10.9, 21.9, 3, -1},
+               {OneEllipsoid, -1e300, 2, 3, -1},
+               {OneEllipsoid, infinity, 2, 3, -1},
+               {OneEllipsoid, 1, 2, notANumber, -1},
+               {BallInCubes, 0, 0, 0, 2},
+               {BallInCubes, 3.9, 3.9, 3.9, 1},
+               {BallInCubes, 7, 7, 7, 0},
+               {DiscInRectangle, 1, 1, 0, 1},
+               {DiscInRectangle, 1, 1, notANumber, 1},
+               {DiscInRectangle, -9, 4, infinity, 0},
+               {DiscInRectangle, 10, 5, -1e300, 0},
+               {DiscInRectangle, 11, 0, 5, -1},
+               {NoTetrahedra, 0, 0, 0, 0},
+               {EmptyMesh, 0, 0, 0, 3}};
   for (const auto& c : cases) {
-    EXPECT_EQ(medium.GetTissueIndex(c.x, c.y, c.z), c.tissue) << c.x << " " << c.y << " " << c.z;
-    EXPECT_EQ(medium.ConfirmTissueIndex(c.x, c.y, c.z), c.tissue);
+    trelMedium medium;
+    c.build(medium);
+    EXPECT_EQ(medium.GetTissueIndex(c.x, c.y, c.z), c.tissue) << "case " << &c - cases;
+    EXPECT_EQ(medium.GetOuterShape() == nullptr, c.build == NoTetrahedra);
   }
 }
 
@@ -117,7 +137,7 @@ static void BuildCrowd(trelMedium& medium, trelShapeObject* outer)
   AddTissue(medium, Place(new trelCube, 17, 0, 0, 3, 3, 3));  // touches the bound at x = 20
 }
 
-/** A tissue whose shape has the point, or the outermost one, by asking all of them. */
+/** The tissues whose shape has the point, or else the outermost one, by asking all of them. */
 static std::vector<int> FindHolders(const trelMedium& medium, double x, double y, double z)
 {
   std::vector<int> holders;
@@ -126,9 +146,8 @@ static std::vector<int> FindHolders(const trelMedium& medium, double x, double y
     if (i == medium.GetOutermostTissueIndex() || !shape) continue;
     if (shape->LocatePoint(x, y, z) != PointOutside) holders.push_back(i);
   }
-  if (!holders.empty()) return holders;
-  const bool outside = medium.GetOuterShape()->LocatePoint(x, y, z) == PointOutside;
-  return {outside ? -1 : medium.GetOutermostTissueIndex()};
+  if (holders.empty()) holders.push_back(medium.GetOutermostTissueIndex());
+  return holders;
 }
 
 /** Points all over a box somewhat larger than the medium, a third of them on borders of cells. */
@@ -141,17 +160,13 @@ public:
   }
   double operator()(int axis)
   {
-    const double extent = Box[2 * axis + 1] - Box[2 * axis];
+    const double min = Box[2 * axis];
+    const double extent = Box[2 * axis + 1] - min;
     const double u = std::uniform_real_distribution<>(-0.02, 1.02)(Generator);
-    const double cell = std::floor(99 * u);
-    switch (Generator() % 6) {
-      case 0:
-        return Box[2 * axis] + cell * (extent / 99);
-      case 1:
-        return std::nextafter(Box[2 * axis] + cell * (extent / 99), -infinity);
-      default:
-        return Box[2 * axis] + u * extent;
-    }
+    const double border = min + std::floor(99 * u) * (extent / 99);
+    const auto choice = Generator() % 6;
+    if (choice > 1) return min + u * extent;
+    return choice == 0 ? border : std::nextafter(border, -infinity);
   }
 
 private:
@@ -187,14 +202,10 @@ TEST(Medium, AgreesWithAskingEveryShape)
 
 TEST(Medium, AsksNoShapeInASettledCell)
 {
-  const struct
-  {
-    ShapeType kind;
-    int outerQuestions, innerQuestions;
-  } cases[] = {{ShapeCube, 0, 0}, {ShapeRectangle, 0, 0}, {ShapeTriangleMesh, 1, 1}};
-  for (const auto& c : cases) {
-    auto* outer = Place(new BoxOfKind(c.kind), 0, 0, 0, 10, 10, 10);
-    auto* inner = Place(new BoxOfKind(c.kind), 5, 5, 5, 2, 2, 2);
+  for (const ShapeType kind : {ShapeCube, ShapeRectangle, ShapeTriangleMesh}) {
+    const int needed = kind == ShapeTriangleMesh ? 1 : 0;
+    auto* outer = Place(new BoxOfKind(kind), 0, 0, 0, 10, 10, 10);
+    auto* inner = Place(new BoxOfKind(kind), 5, 5, 5, 2, 2, 2);
     trelMedium medium;
     AddTissue(medium, outer);
     AddTissue(medium, inner);
@@ -202,10 +213,10 @@ TEST(Medium, AsksNoShapeInASettledCell)
     outer->Questions = inner->Questions = 0;
     EXPECT_EQ(medium.GetTissueIndex(-1, -2, 3), 0);
     EXPECT_EQ(medium.GetTissueIndex(5, 5, 5), 1);
-    EXPECT_EQ(outer->Questions, c.outerQuestions) << c.kind;
-    EXPECT_EQ(inner->Questions, c.innerQuestions) << c.kind;
+    EXPECT_EQ(outer->Questions, needed) << kind;
+    EXPECT_EQ(inner->Questions, needed) << kind;
     medium.GetTissueIndex(9.999, 0, 0);
-    EXPECT_EQ(outer->Questions, c.outerQuestions + 1) << "at the rim";
+    EXPECT_EQ(outer->Questions, needed + 1) << "at the rim";
   }
 }
 
@@ -235,64 +246,33 @@ TEST(Medium, GivesACellToTheSmallerOfTwoTissues)
   {
     double first[3], second[3];
     int solid, planar;
-  } cases[] = {{{3, 3, 3}, {2, 2, 2}, 2, 2}, {{2, 2, 2}, {3, 3, 3}, 1, 1},
-               {{3, 1, 1}, {2, 8, 8}, 1, 2}, {{2, 8, 8}, {3, 1, 1}, 2, 1},
-               {{2, 4, 1}, {4, 2, 1}, 1, 1}, {{4, 2, 1}, {2, 4, 1}, 1, 2}};
+  } cases[] = {{{3, 3, 3}, {2, 2, 2}, 2, 2},
+               {{2, 2, 2}, {3, 3, 3}, 1, 1},
+               {{3, 1, 1}, {2, 8, 8}, 1, 2},
+               {{2, 4, 1}, {4, 2, 1}, 1, 1}};
   for (const auto& c : cases) {
     for (const bool planar : {false, true}) {
       const ShapeType kind = planar ? ShapeRectangle : ShapeTriangleMesh;
       trelMedium medium;
       AddTissue(medium, Place(new BoxOfKind(kind), 0, 0, 0, 10, 10, 10));
-      AddTissue(medium, Place(new BoxOfKind(kind), 0, 0, 0, c.first[0], c.first[1], c.first[2]));
-      AddTissue(medium, Place(new BoxOfKind(kind), 0, 0, 0, c.second[0], c.second[1], c.second[2]));
+      for (const double* half : {c.first, c.second})
+        AddTissue(medium, Place(new BoxOfKind(kind), 0, 0, 0, half[0], half[1], half[2]));
       EXPECT_EQ(medium.GetTissueIndex(0, 0, 0), planar ? c.planar : c.solid)
           << (planar ? "planar " : "solid ") << c.first[0] << " against " << c.second[0];
     }
   }
 }
 
-TEST(Medium, AsksRelatedTissuesFirstAndAllAtLast)
-{
-  // The ball does not fill the corner of its box, where the larger cube behind it has the point.
-  trelMedium medium;
-  AddTissue(medium, Place(new trelCube, 0, 0, 0, 10, 10, 10));
-  AddTissue(medium, Place(new trelCube, 0, 0, 0, 6, 6, 6));
-  AddTissue(medium, Place(new trelEllipsoid, 0, 0, 0, 4, 4, 4));
-  EXPECT_EQ(medium.GetTissueIndex(0, 0, 0), 2);
-  EXPECT_EQ(medium.GetTissueIndex(3.9, 3.9, 3.9), 1);
-  EXPECT_EQ(medium.GetTissueIndex(7, 7, 7), 0);
-  EXPECT_EQ(medium.GetTissueShape(2), medium.GetTissue(2)->GetShape());
-}
-
-TEST(Medium, LooksAtNoZInAPlanarModel)
-{
-  trelMedium medium;
-  AddTissue(medium, Place(new BoxOfKind(ShapeRectangle), 0, 0, 0, 10, 5, 0));
-  AddTissue(medium, Place(new BoxOfKind(ShapeEllipse), 1, 1, 0, 2, 2, 0));
-  for (const double z : {0.0, 5.0, -1e300, infinity, notANumber}) {
-    EXPECT_EQ(medium.GetTissueIndex(1, 1, z), 1) << z;
-    EXPECT_EQ(medium.GetTissueIndex(-9, 4, z), 0) << z;
-    EXPECT_EQ(medium.GetTissueIndex(10, 5, z), 0) << z;
-    EXPECT_EQ(medium.GetTissueIndex(11, 0, z), -1) << z;
-  }
-}
-
 TEST(Medium, ReportsATissueThatSticksOutAtEachLookUp)
 {
-  const struct
-  {
-    ShapeType kind;
-    const char* report;
-  } cases[] = {
-      {ShapeCube,
-       "): tissue shape is outside the outermost tissue shape, initial model error!\n\n"},
-      {ShapeEllipse, "): tissue shape is outside the Medium shape, initial model error!\n\n"}};
-  for (const auto& c : cases) {
+  for (const ShapeType kind : {ShapeCube, ShapeEllipse}) {
+    const std::string report = std::string("):  tissue shape is outside the ") +
+                               (kind == ShapeCube ? "outermost tissue shape" : "Medium shape") +
+                               ", initial model error!\n\n";
     trelMedium medium;
-    AddTissue(medium, Place(new BoxOfKind(c.kind), 0, 0, 0, 10, 10, 10));
-    AddTissue(medium, Place(new BoxOfKind(c.kind), 5, 5, 5, 1, 1, 1));
-    trelTissue* out = AddTissue(medium, Place(new BoxOfKind(c.kind), 9, 0, 0, 2, 1, 1));
-    const std::string report = std::string(c.report).insert(2, " ");
+    AddTissue(medium, Place(new BoxOfKind(kind), 0, 0, 0, 10, 10, 10));
+    AddTissue(medium, Place(new BoxOfKind(kind), 5, 5, 5, 1, 1, 1));
+    trelTissue* out = AddTissue(medium, Place(new BoxOfKind(kind), 9, 0, 0, 2, 1, 1));
     CaptureStderr();
     EXPECT_FALSE(medium.BuildTissueGrid());
     EXPECT_THAT(GetCapturedStderr(), HasSubstr(report));
@@ -308,51 +288,22 @@ TEST(Medium, ReportsATissueThatSticksOutAtEachLookUp)
 
 TEST(Medium, SurvivesModelsThatHoldNothing)
 {
-  const double points[][3] = {{0, 0, 0}, {1, 2, 3}, {notANumber, 0, 0}, {0, infinity, 1e300}};
+  CaptureStderr();
   for (const double half : {0.0, -1.0, 1e308, infinity, notANumber}) {
     trelMedium medium;
     AddTissue(medium, Place(new trelEllipsoid, 0, 0, 0, half, 1, half));
     AddTissue(medium, Place(new trelCube, 0, 0, 0, 0, 0, 0));
-    CaptureStderr();
     medium.BuildTissueGrid();
-    for (const auto& p : points) {
-      EXPECT_EQ(medium.GetTissueIndex(p[0], p[1], p[2]),
-                medium.ConfirmTissueIndex(p[0], p[1], p[2]));
-    }
-    GetCapturedStderr();
+    for (const double x : {0.0, 1.0, 1e300, infinity, notANumber})
+      EXPECT_EQ(medium.GetTissueIndex(x, 0, x), medium.ConfirmTissueIndex(x, 0, x)) << half;
   }
+  GetCapturedStderr();
   for (const int outermost : {0, -1, 99}) {
     trelMedium medium;
     AddTissue(medium, nullptr);
     medium.SetOutermostTissueIndex(outermost);
     CaptureStderr();
-    EXPECT_FALSE(medium.BuildTissueGrid());
     EXPECT_EQ(medium.GetTissueIndex(0, 0, 0), -1);
     EXPECT_THAT(GetCapturedStderr(), HasSubstr("): initial model error!\n\n"));
-    EXPECT_EQ(medium.ConfirmTissueIndex(0, 0, 0), -1);
   }
-}
-
-TEST(Medium, OfTetrahedraAsksTheMesh)
-{
-  trelMedium medium;
-  medium.SetShapeIsTetrahedron(true);
-  EXPECT_EQ(medium.GetTissueIndex(0, 0, 0), 0);
-  EXPECT_EQ(medium.GetOuterShape(), nullptr);
-  medium.SetTetrahedron(new trelMCTetrahedron);
-  EXPECT_EQ(medium.GetTissueIndex(0, 0, 0), 3) << "an empty mesh has no answer";
-  EXPECT_EQ(medium.GetOuterShape(), medium.GetTetrahedron());
-}
-
-TEST(Photon, ResetsToAPacketOutsideOfTheMedium)
-{
-  trelPhoton photon;
-  photon.PositionX = photon.DirectionX = photon.DirectionZ = photon.StepLeft = 5.0;
-  photon.Dead = true;
-  photon.TissueIndex = 3;
-  photon.ResetPhoton();
-  EXPECT_EQ(photon.PositionX + photon.DirectionX + photon.StepLeft, 0.0);
-  EXPECT_EQ(photon.DirectionZ, 1.0);
-  EXPECT_EQ(photon.TissueIndex, -1);
-  EXPECT_FALSE(photon.Dead);
 }
