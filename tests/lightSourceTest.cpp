@@ -1,7 +1,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <numeric>
 #include <random>
+#include <string>
 #include <vector>
 
 #include "modelFixtures.h"
@@ -14,12 +16,11 @@
 #include "trelTetrahedron.h"
 #include "trelTriangleMesh.h"
 
-/** Gives numbers written in a test, then those of a seeded generator; counts what is taken. */
+/** Gives numbers written in a test, then those of a fixed stream; counts what is taken. */
 class TestContext final : public trelLaunchContext
 {
 public:
-  explicit TestContext(unsigned seed) : Generator(seed) {}
-  explicit TestContext(std::vector<double> script) : Script(std::move(script)) {}
+  explicit TestContext(std::vector<double> script = {}) : Script(std::move(script)) {}
 
   double NextRandom() override
   {
@@ -33,97 +34,77 @@ public:
 
 private:
   std::vector<double> Script;
-  std::mt19937_64 Generator;
+  std::mt19937_64 Generator{1};
 };
 
-/** The mean of samples, against its expected value in units of its own standard error. */
-class Mean
+/** Whether the mean of @p sample is @p expected within 5 of its own standard errors: yes in all but
+ *  one of 1.7 million right cases. */
+static testing::AssertionResult IsMean(double expected, const std::vector<double>& sample)
+{
+  const auto n = static_cast<double>(sample.size());
+  const double mean = std::accumulate(sample.begin(), sample.end(), 0.0) / n;
+  const double square = std::inner_product(sample.begin(), sample.end(), sample.begin(), 0.0) / n;
+  const double error = std::sqrt((square - mean * mean) / (n - 1));
+  const bool within = std::fabs(mean - expected) < 5 * error;
+  return (within ? testing::AssertionSuccess() : testing::AssertionFailure())
+         << mean << " +- " << error << ", expected " << expected;
+}
+
+/** A source that shines into the medium, in @p shape or in a box of a kind at (1, 2, 3) with the
+ *  half-axes 10, 20 and 40. */
+class Lamp
 {
 public:
-  void Add(double value)
+  explicit Lamp(trelShapeObject* shape)
   {
-    ++Count;
-    Sum += value;
-    SumOfSquares += value * value;
+    Source.SetShape(shape);
+    Source.SetLuminousType(LuminousDiffuse);
   }
-  double Value() const { return Sum / Count; }
-  double Error() const
-  {
-    return std::sqrt((SumOfSquares / Count - Value() * Value()) / (Count - 1));
-  }
-  /** True in all but one of 1.7 million right cases. */
-  bool IsWithin5Sigma(double expected) const { return std::fabs(Value() - expected) < 5 * Error(); }
+  explicit Lamp(ShapeType kind) : Lamp(Place(new BoxOfKind(kind), 1, 2, 3, 10, 20, 40)) {}
 
-private:
-  double Count = 0, Sum = 0, SumOfSquares = 0;
+  bool Launch(TestContext& context) { return Source.LaunchPhoton(&context, &Photon, &Spectrum); }
+
+  trelLightSource Source;
+  trelSpectrum Spectrum;
+  trelPhoton Photon;
 };
-
-/** A new shape of a kind at (1, 2, 3) with the half-axes 10, 20 and 40. */
-static trelShapeObject* NewShape(ShapeType kind)
-{
-  switch (kind) {
-    case ShapeEllipsoid:
-      return Place(new trelEllipsoid, 1, 2, 3, 10, 20, 40);
-    case ShapeCylinder:
-      return Place(new trelCylinder, 1, 2, 3, 10, 20, 40);
-    case ShapeCube:
-      return Place(new trelCube, 1, 2, 3, 10, 20, 40);
-    default:
-      return Place(new BoxOfKind(kind), 1, 2, 3, 10, 20, 40);
-  }
-}
 
 TEST(LightSource, DrawsTheAzimuthThenTheDeflection)
 {
   const double half = std::sqrt(0.5);
-  const struct
-  {
-    ShapeType kind;
-    std::size_t taken;
-    double x, y, z;
-  } cases[] = {{ShapeRectangle, 1, 0, 1, 0},          {ShapeEllipse, 1, 0, 1, 0},
-               {ShapeEllipsoid, 2, 0, half, half},    {ShapeCylinder, 2, 0, half, half},
-               {ShapeTriangleMesh, 2, 0, half, half}, {ShapeCube, 2, 0, half, half}};
-  for (const auto& c : cases) {
+  for (const ShapeType kind : {ShapeRectangle, ShapeEllipse, ShapeEllipsoid, ShapeCylinder,
+                               ShapeTriangleMesh, ShapeCube}) {
+    const bool planar = kind < ShapeEllipsoid;
     TestContext context({0.5, 0.25});
-    trelLightSource source;
-    source.SetShape(NewShape(c.kind));
-    source.SetAzimuthRange(45, 135);
-    source.SetDeflectionRange(0, 180);
-    trelPhoton photon;
-    EXPECT_TRUE(source.SampleDirection(&context, &photon));
-    EXPECT_EQ(context.Taken, c.taken) << c.kind;
-    EXPECT_NEAR(photon.DirectionX, c.x, 1e-15);
-    EXPECT_NEAR(photon.DirectionY, c.y, 1e-15);
-    EXPECT_NEAR(photon.DirectionZ, c.z, 1e-15);
+    Lamp lamp(kind);
+    lamp.Source.SetAzimuthRange(45, 135);
+    lamp.Source.SetDeflectionRange(0, 180);
+    EXPECT_TRUE(lamp.Source.SampleDirection(&context, &lamp.Photon));
+    EXPECT_EQ(context.Taken, planar ? 1u : 2u) << kind;
+    EXPECT_NEAR(lamp.Photon.DirectionX, 0, 1e-15);
+    EXPECT_NEAR(lamp.Photon.DirectionY, planar ? 1 : half, 1e-15);
+    EXPECT_NEAR(lamp.Photon.DirectionZ, planar ? 0 : half, 1e-15);
   }
-  double min, max;
-  trelLightSource source;
-  source.GetAzimuthRange(&min, &max);
-  EXPECT_EQ(max, 2 * Pi);
-  source.GetDeflectionRange(&min, &max);
-  EXPECT_EQ(max, Pi);
 }
 
 /** The deflection is uniform in the angle: the mean of its squared cosine is 1/2. An isotropic
  * source has 1/3, and one that stops at 178 degrees 0.4944: both are told apart. */
 TEST(LightSource, PrefersThePoles)
 {
-  TestContext context(1);
-  trelLightSource source;
-  source.SetShape(NewShape(ShapeCube));
-  trelPhoton photon;
-  Mean cosine, square, x;
+  TestContext context;
+  Lamp lamp(ShapeCube);
+  const trelPhoton& photon = lamp.Photon;
+  std::vector<double> cosine, square, x;
   for (int n = 0; n < 200000; ++n) {
-    ASSERT_TRUE(source.SampleDirection(&context, &photon));
-    cosine.Add(photon.DirectionZ);
-    square.Add(photon.DirectionZ * photon.DirectionZ);
-    x.Add(photon.DirectionX * photon.DirectionX);
+    ASSERT_TRUE(lamp.Source.SampleDirection(&context, &lamp.Photon));
+    cosine.push_back(photon.DirectionZ);
+    square.push_back(photon.DirectionZ * photon.DirectionZ);
+    x.push_back(photon.DirectionX * photon.DirectionX);
   }
-  EXPECT_TRUE(cosine.IsWithin5Sigma(0.0)) << cosine.Value() << " +- " << cosine.Error();
-  EXPECT_TRUE(square.IsWithin5Sigma(0.5)) << square.Value() << " +- " << square.Error();
-  EXPECT_TRUE(x.IsWithin5Sigma(0.25)) << x.Value() << " +- " << x.Error();
-  EXPECT_FALSE(square.IsWithin5Sigma(0.4944));
+  EXPECT_TRUE(IsMean(0.0, cosine));
+  EXPECT_TRUE(IsMean(0.5, square));
+  EXPECT_TRUE(IsMean(0.25, x));
+  EXPECT_FALSE(IsMean(0.4944, square));
 }
 
 TEST(LightSource, DrawsSurfacePointsInAFixedOrder)
@@ -135,81 +116,73 @@ TEST(LightSource, DrawsSurfacePointsInAFixedOrder)
     std::vector<double> draws;
     double x, y, z;  // from the centre, in half-axes; planar shapes end at z = 0
   } cases[] = {{ShapeRectangle, {0.4, 0.4, 0.75}, 1, 0.5, 0},
-               {ShapeRectangle, {0.4, 0.5, 0.75}, -1, 0.5, 0},
-               {ShapeRectangle, {0.5, 0.4, 0.75}, 0.5, 1, 0},
                {ShapeRectangle, {0.5, 0.5, 0.75}, 0.5, -1, 0},
-               {ShapeEllipse, {0.4, 0.4, 0.75}, 0.5, chord, 0},
                {ShapeEllipse, {0.4, 0.5, 0.25}, -0.5, -chord, 0},
                {ShapeEllipse, {0.5, 0.4, 0.75}, chord, 0.5, 0},
-               {ShapeEllipse, {0.5, 0.5, 0.75}, -chord, 0.5, 0},
                {ShapeEllipsoid, {0.4, 0.75, 0.5}, 0.5, 0, chord},
                {ShapeEllipsoid, {0.5, 0.75, 0.75}, 0.5, 0.5 * chord, -0.75},
-               {ShapeCylinder, {0.4, 0.4, 0.4, 0.75, 0.75}, 0.5, 0.5 * chord, 1},
                {ShapeCylinder, {0.4, 0.4, 0.5, 0.75, 0.25}, 0.5, -0.5 * chord, -1},
                {ShapeCylinder, {0.4, 0.5, 0.4, 0.75, 0.25}, -0.5 * chord, 0.5, 1},
                {ShapeCylinder, {0.5, 0.4, 0.4, 0.75, 0.25}, 0.5, chord, -0.5},
-               {ShapeCylinder, {0.5, 0.4, 0.5, 0.75, 0.25}, 0.5, -chord, -0.5},
-               {ShapeCylinder, {0.5, 0.5, 0.4, 0.75, 0.25}, chord, 0.5, -0.5},
                {ShapeCylinder, {0.5, 0.5, 0.5, 0.75, 0.25}, -chord, 0.5, -0.5},
                {ShapeCube, {0.4, 0.4, 0.75, 0.25}, 0.5, -0.5, 1},
                {ShapeCube, {0.9, 0.5, 0.75, 0.25}, 0.5, -0.5, -1}};
-  int row = 0;
   for (const auto& c : cases) {
-    SCOPED_TRACE(row++);
+    SCOPED_TRACE(&c - cases);
     TestContext context(c.draws);
-    trelLightSource source;
-    source.SetShape(NewShape(c.kind));
-    trelPhoton photon;
-    ASSERT_TRUE(source.SampleSurface(&context, &photon));
+    Lamp lamp(c.kind);
+    ASSERT_TRUE(lamp.Source.SampleSurface(&context, &lamp.Photon));
     EXPECT_EQ(context.Taken, c.draws.size());
-    EXPECT_NEAR(photon.PositionX, 1 + 10 * c.x, 1e-13);
-    EXPECT_NEAR(photon.PositionY, 2 + 20 * c.y, 1e-13);
-    EXPECT_NEAR(photon.PositionZ, c.kind < ShapeEllipsoid ? 0 : 3 + 40 * c.z, 1e-13);
+    EXPECT_NEAR(lamp.Photon.PositionX, 1 + 10 * c.x, 1e-13);
+    EXPECT_NEAR(lamp.Photon.PositionY, 2 + 20 * c.y, 1e-13);
+    EXPECT_NEAR(lamp.Photon.PositionZ, c.kind < ShapeEllipsoid ? 0 : 3 + 40 * c.z, 1e-13);
   }
 }
 
 TEST(LightSource, KeepsTheRimOfAnEllipsoidANumber)
 {
-  trelLightSource source;
-  source.SetShape(NewShape(ShapeEllipsoid));
+  Lamp lamp(ShapeEllipsoid);
   for (int n = 0; n <= 1000; ++n) {
     TestContext context({0.0, n / 1000.0, 0.0});
-    trelPhoton photon;
-    ASSERT_TRUE(source.SampleSurface(&context, &photon));
-    EXPECT_NEAR(photon.PositionZ, 3.0, 1e-5) << n;
+    ASSERT_TRUE(lamp.Source.SampleSurface(&context, &lamp.Photon));
+    EXPECT_NEAR(lamp.Photon.PositionZ, 3.0, 1e-5) << n;
   }
 }
 
+/** Uniform in a ball of radius 1: the mean of the squared radius is 3/5. */
 TEST(LightSource, FillsTheShape)
 {
-  TestContext scripted({0.99, 0.99, 0.99, 0.5, 0.75, 0.25});
-  trelLightSource source;
-  source.SetShape(NewShape(ShapeEllipsoid));
-  trelPhoton photon;
-  ASSERT_TRUE(source.SampleVolume(&scripted, &photon));
-  EXPECT_EQ(scripted.Taken, 6u) << "the first point lies outside";
-  EXPECT_DOUBLE_EQ(photon.PositionY, 12.0);
-  EXPECT_DOUBLE_EQ(photon.PositionZ, -17.0);
-
-  // Uniform in a ball of radius 1: the mean of the squared radius is 3/5.
-  TestContext context(2);
-  Mean square;
+  Lamp ball(Place(new trelEllipsoid, 1, 2, 3, 10, 20, 40));
+  TestContext context({0.99, 0.99, 0.99, 0.5, 0.75, 0.25});
+  ASSERT_TRUE(ball.Source.SampleVolume(&context, &ball.Photon));
+  EXPECT_EQ(context.Taken, 6u) << "the first point lies outside";
+  EXPECT_DOUBLE_EQ(ball.Photon.PositionY, 12.0);
+  EXPECT_DOUBLE_EQ(ball.Photon.PositionZ, -17.0);
+  std::vector<double> square;
   for (int n = 0; n < 100000; ++n) {
-    ASSERT_TRUE(source.SampleVolume(&context, &photon));
-    const double x = (photon.PositionX - 1) / 10;
-    const double y = (photon.PositionY - 2) / 20;
-    const double z = (photon.PositionZ - 3) / 40;
-    square.Add(x * x + y * y + z * z);
+    ASSERT_TRUE(ball.Source.SampleVolume(&context, &ball.Photon));
+    const double x = (ball.Photon.PositionX - 1) / 10;
+    const double y = (ball.Photon.PositionY - 2) / 20;
+    const double z = (ball.Photon.PositionZ - 3) / 40;
+    square.push_back(x * x + y * y + z * z);
   }
-  EXPECT_TRUE(square.IsWithin5Sigma(0.6)) << square.Value() << " +- " << square.Error();
-  EXPECT_FALSE(square.IsWithin5Sigma(0.6 * 1.01));
+  EXPECT_TRUE(IsMean(0.6, square));
+  EXPECT_FALSE(IsMean(0.6 * 1.01, square));
 
   TestContext planar({0.75, 0.25});
-  source.SetShape(NewShape(ShapeRectangle));
-  ASSERT_TRUE(source.SampleVolume(&planar, &photon));
+  Lamp panel(ShapeRectangle);
+  ASSERT_TRUE(panel.Source.SampleVolume(&planar, &panel.Photon));
   EXPECT_EQ(planar.Taken, 2u);
-  EXPECT_DOUBLE_EQ(photon.PositionX, 6.0);
-  EXPECT_EQ(photon.PositionZ, 0.0);
+  EXPECT_DOUBLE_EQ(panel.Photon.PositionX, 6.0);
+  EXPECT_EQ(panel.Photon.PositionZ, 0.0);
+}
+
+static const char* WhereIs(const trelPhoton& photon, const trelShapeObject& skin,
+                           const trelShapeObject& shape)
+{
+  const double x = photon.PositionX, y = photon.PositionY, z = photon.PositionZ;
+  if (skin.LocatePoint(x, y, z) == PointOnBoundary) return "skin";
+  return shape.LocatePoint(x, y, z) == PointOnBoundary ? "surface" : "inside";
 }
 
 TEST(LightSource, LaunchesByItsKind)
@@ -218,52 +191,47 @@ TEST(LightSource, LaunchesByItsKind)
   {
     LuminousType type;
     bool internal, solid, launchable;
-    bool launched, onSurface, onSkin;
-  } cases[] = {{LuminousBioluminescence, true, true, true, true, false, false},
-               {LuminousBioluminescence, false, true, true, true, false, false},
-               {LuminousBioluminescence, true, false, true, true, true, false},
-               {LuminousDiffuse, true, false, true, true, true, false},
-               {LuminousExcitation, true, true, true, true, false, false},
-               {LuminousDiffuse, false, true, true, true, false, true},
-               {LuminousExcitation, false, false, true, true, false, true},
-               {LuminousEmission, true, true, true, false, false, false},
-               {LuminousDiffuse, true, true, false, false, false, false},
-               {LuminousExcitation, false, true, false, false, false, false}};
-  int row = 0;
+    const char* place;
+  } cases[] = {{LuminousBioluminescence, true, true, true, "inside"},
+               {LuminousBioluminescence, false, true, true, "inside"},
+               {LuminousBioluminescence, true, false, true, "surface"},
+               {LuminousDiffuse, true, false, true, "surface"},
+               {LuminousExcitation, true, true, true, "inside"},
+               {LuminousDiffuse, false, true, true, "skin"},
+               {LuminousExcitation, false, false, true, "skin"},
+               {LuminousEmission, true, true, true, nullptr},
+               {LuminousDiffuse, true, true, false, nullptr},
+               {LuminousExcitation, false, true, false, nullptr}};
   for (const auto& c : cases) {
-    SCOPED_TRACE(row++);
-    TestContext context(3);
+    SCOPED_TRACE(&c - cases);
+    TestContext context;
     trelShapeObject* skin = Place(new trelCube, 0, 0, 0, 50, 50, 50);
     AddTissue(context.Medium, skin);
-    trelLightSource source;
-    source.SetShape(NewShape(ShapeCylinder));
-    source.SetLuminousType(c.type);
-    source.SetInternal(c.internal);
-    source.SetSolid(c.solid);
-    source.SetLaunchable(c.launchable);
-    trelSpectrum spectrum;
-    spectrum.SetEnergy(1);
-    spectrum.SetPhotonNumber(4);
-    spectrum.SetWavelength(650);
-    spectrum.SetWavelengthIndex(1);
-    trelPhoton photon;
-    photon.StepCount = 5;
-    ASSERT_EQ(source.LaunchPhoton(&context, &photon, &spectrum), c.launched);
-    EXPECT_EQ(photon.StepCount, 0u);
-    if (!c.launched) continue;
-    EXPECT_EQ(photon.Weight, 0.25);
-    EXPECT_EQ(photon.Wavelength, 650);
-    EXPECT_EQ(photon.WavelengthIndex, 1);
-    const double x = photon.PositionX, y = photon.PositionY, z = photon.PositionZ;
-    EXPECT_EQ(skin->LocatePoint(x, y, z) == PointOnBoundary, c.onSkin);
-    EXPECT_EQ(photon.TissueIndex, c.onSkin ? 0 : -1) << "only an external launch knows the tissue";
-    EXPECT_EQ(source.GetShape()->LocatePoint(x, y, z) == PointOnBoundary, c.onSurface);
+    Lamp lamp(ShapeCube);
+    lamp.Source.SetLuminousType(c.type);
+    lamp.Source.SetInternal(c.internal);
+    lamp.Source.SetSolid(c.solid);
+    lamp.Source.SetLaunchable(c.launchable);
+    lamp.Spectrum.SetEnergy(1);
+    lamp.Spectrum.SetPhotonNumber(4);
+    lamp.Spectrum.SetWavelength(650);
+    lamp.Spectrum.SetWavelengthIndex(1);
+    lamp.Photon.StepCount = 5;
+    ASSERT_EQ(lamp.Launch(context), c.place != nullptr);
+    EXPECT_EQ(lamp.Photon.StepCount, 0u);
+    if (!c.place) continue;
+    EXPECT_STREQ(WhereIs(lamp.Photon, *skin, *lamp.Source.GetShape()), c.place);
+    const bool onSkin = std::string(c.place) == "skin";
+    EXPECT_EQ(lamp.Photon.TissueIndex, onSkin ? 0 : -1) << "only the skin tells";
+    EXPECT_EQ(lamp.Photon.Weight, 0.25);
+    EXPECT_EQ(lamp.Photon.Wavelength, 650);
+    EXPECT_EQ(lamp.Photon.WavelengthIndex, 1);
   }
 }
 
+/** A point-like source that shines along +x, at different places about a cube of half-edge 10. */
 TEST(LightSource, EntersTheMediumAlongItsDirection)
 {
-  // A point-like source that shines along +x, at different places about a cube of half-edge 10.
   const struct
   {
     double x, y;
@@ -277,57 +245,50 @@ TEST(LightSource, EntersTheMediumAlongItsDirection)
                {15, 1, false, 0},     // beyond it
                {-15, 11, false, 0}};  // beside it
   for (const auto& c : cases) {
-    TestContext context(4);
+    TestContext context;
     AddTissue(context.Medium, nullptr);
     AddTissue(context.Medium, Place(new trelCube, 0, 0, 0, 10, 10, 10));
     context.Medium.SetOutermostTissueIndex(1);
-    trelLightSource source;
-    source.SetShape(Place(new trelCube, c.x, c.y, 0, 0, 0, 0));
-    source.SetAzimuthRange(0, 0);
-    source.SetDeflectionRange(90, 90);
-    source.SetInternal(false);
-    source.SetLuminousType(LuminousDiffuse);
-    trelSpectrum spectrum;
-    trelPhoton photon;
-    EXPECT_EQ(source.LaunchPhoton(&context, &photon, &spectrum), c.enters) << c.x << " " << c.y;
-    EXPECT_EQ(photon.TissueIndex, c.enters ? 1 : -1);
-    if (c.enters) {
-      EXPECT_NEAR(photon.PositionX, c.atX, 1e-12);
-      EXPECT_NEAR(photon.PositionY, c.y, 1e-12);
-    }
+    Lamp lamp(Place(new trelCube, c.x, c.y, 0, 0, 0, 0));
+    lamp.Source.SetAzimuthRange(0, 0);
+    lamp.Source.SetDeflectionRange(90, 90);
+    lamp.Source.SetInternal(false);
+    EXPECT_EQ(lamp.Launch(context), c.enters) << c.x << " " << c.y;
+    EXPECT_EQ(lamp.Photon.TissueIndex, c.enters ? 1 : -1);
+    if (!c.enters) continue;
+    EXPECT_NEAR(lamp.Photon.PositionX, c.atX, 1e-12);
+    EXPECT_NEAR(lamp.Photon.PositionY, c.y, 1e-12);
   }
 }
 
-/** The tetrahedron of the origin and the ends of the unit vectors, as a mesh of either kind. */
+/** Gives a mesh the origin and the ends of the unit vectors. */
 template <class Mesh>
-static Mesh* FillCorner(Mesh* mesh)
+static void AddCorner(Mesh& mesh)
 {
   for (int v = 0; v < 4; ++v) {
     const float record[6] = {float(v == 1), float(v == 2), float(v == 3), 0, 0, 0};
-    mesh->AddVertex(record);
+    mesh.AddVertex(record);
   }
-  return mesh;
 }
 
 TEST(LightSource, DrawsFacePointsOfAMesh)
 {
   static const std::uint32_t faces[4][3] = {{0, 2, 1}, {0, 1, 3}, {0, 3, 2}, {1, 2, 3}};
   trelTriangleMesh corner;
-  FillCorner(&corner);
+  AddCorner(corner);
   for (const auto& face : faces)
     corner.AddFace(face);
   auto* mesh = new trelMCTriangleMesh;
   ASSERT_TRUE(mesh->ImportMesh(&corner));
-  trelLightSource source;
-  source.SetShape(mesh);
-  trelPhoton photon;
+  Lamp lamp(mesh);
+  const trelPhoton& photon = lamp.Photon;
   // Upright faces and points beside the face cost an attempt of three numbers each; an edge is in.
   TestContext context({0.3, 0.5, 0.5, 0.6, 0.5, 0.5, 0.8, 0.7, 0.7, 0.8, 0.25, 0.5, 0.1, 0.5, 0.5});
-  EXPECT_TRUE(source.SampleSurface(&context, &photon));
+  EXPECT_TRUE(lamp.Source.SampleSurface(&context, &lamp.Photon));
   EXPECT_EQ(context.Taken, 12u);
   EXPECT_NEAR(photon.PositionX + photon.PositionY + photon.PositionZ, 1.0, 1e-15);
   EXPECT_NEAR(photon.PositionZ, 0.25, 1e-15);
-  EXPECT_TRUE(source.SampleSurface(&context, &photon));
+  EXPECT_TRUE(lamp.Source.SampleSurface(&context, &lamp.Photon));
   EXPECT_EQ(context.Taken, 15u);
   EXPECT_EQ(photon.PositionZ, 0.0);
 }
@@ -335,66 +296,51 @@ TEST(LightSource, DrawsFacePointsOfAMesh)
 TEST(LightSource, EntersATetrahedralMedium)
 {
   trelTetrahedron corner;
-  FillCorner(&corner)->SetNumberOfTetrahedra(1);
+  AddCorner(corner);
+  corner.SetNumberOfTetrahedra(1);
   for (std::uint32_t v = 0; v < 4; ++v)
     corner.GetTetrahedronData()[v] = v;
   corner.SetNumberOfRegions(1);
   ASSERT_TRUE(corner.BuildFaces());
   auto* mesh = new trelMCTetrahedron;
   ASSERT_TRUE(mesh->ImportMesh(&corner));
-  TestContext context(6);
+  TestContext context;
   context.Medium.SetShapeIsTetrahedron(true);
   context.Medium.SetTetrahedron(mesh);
-  trelLightSource source;
-  source.SetInternal(false);
-  source.SetLuminousType(LuminousDiffuse);
-  // Within the mesh, and below it: half the width of the mesh is the longest way in.
-  const struct
-  {
-    double z;
-    bool enters;
-  } cases[] = {{0.3, true}, {-0.3, true}, {-1.3, false}, {2, false}};
-  for (const auto& c : cases) {
-    source.SetShape(Place(new trelCube, 0.2, 0.2, c.z, 1e-6, 1e-6, 1e-6));
-    trelPhoton photon;
-    photon.DirectionZ = 1;
-    EXPECT_EQ(source.SampleExternalEntry(&context, &photon), c.enters) << c.z;
-    if (!c.enters) continue;
-    EXPECT_NEAR(photon.PositionZ, 0, 1e-12);
-    EXPECT_EQ(photon.TissueIndex, 0);
+  // Within the mesh, below it, too far below and above: half its width is the longest way in.
+  for (const double z : {0.3, -0.3, -1.3, 2.0}) {
+    const bool enters = std::fabs(z) < 1;
+    Lamp lamp(Place(new trelCube, 0.2, 0.2, z, 1e-6, 1e-6, 1e-6));
+    lamp.Photon.DirectionZ = 1;
+    EXPECT_EQ(lamp.Source.SampleExternalEntry(&context, &lamp.Photon), enters) << z;
+    if (!enters) continue;
+    EXPECT_NEAR(lamp.Photon.PositionZ, 0, 1e-12);
+    EXPECT_EQ(lamp.Photon.TissueIndex, 0);
   }
 }
 
 /** Each ends, and says that it failed. */
 TEST(LightSource, GivesUpWhereThereIsNoPoint)
 {
-  trelPhoton photon;
-  trelSpectrum spectrum;
-  TestContext context(5);
-  trelLightSource source;
-  EXPECT_FALSE(source.LaunchPhoton(&context, &photon, &spectrum)) << "no shape";
-  EXPECT_FALSE(source.SampleVolume(&context, &photon));
-  EXPECT_FALSE(source.SampleSurface(&context, &photon));
-
-  source.SetShape(NewShape(ShapeTetrahedron));
-  EXPECT_FALSE(source.SampleDirection(&context, &photon));
-  EXPECT_FALSE(source.SampleVolume(&context, &photon));
-  EXPECT_FALSE(source.SampleSurface(&context, &photon));
-  EXPECT_EQ(context.Taken, 0u);
-
-  source.SetShape(Place(new trelEllipsoid, 0, 0, 0, 0, 0, 0));
-  EXPECT_FALSE(source.LaunchPhoton(&context, &photon, &spectrum)) << "no point is inside";
+  TestContext context;
+  for (trelShapeObject* shape : {static_cast<trelShapeObject*>(nullptr),
+                                 static_cast<trelShapeObject*>(new BoxOfKind(ShapeTetrahedron))}) {
+    Lamp dark(shape);
+    EXPECT_FALSE(dark.Launch(context));
+    EXPECT_FALSE(dark.Source.SampleVolume(&context, &dark.Photon));
+    EXPECT_FALSE(dark.Source.SampleSurface(&context, &dark.Photon));
+    EXPECT_EQ(context.Taken, 0u);
+  }
+  Lamp point(new trelEllipsoid);
+  EXPECT_FALSE(point.Launch(context)) << "no point is inside";
   EXPECT_EQ(context.Taken, 2u) << "a flat ball is not searched";
-  source.SetSolid(false);
-  EXPECT_TRUE(source.LaunchPhoton(&context, &photon, &spectrum));
 
-  source.SetShape(Place(new trelCube, 0, 0, 0, 1, 1, 1));
-  source.SetInternal(false);
-  source.SetLuminousType(LuminousDiffuse);
-  EXPECT_FALSE(source.LaunchPhoton(&context, &photon, &spectrum)) << "no medium to enter";
+  Lamp lamp(Place(new trelCube, 0, 0, 0, 1, 1, 1));
+  lamp.Source.SetInternal(false);
+  EXPECT_FALSE(lamp.Launch(context)) << "no medium to enter";
   AddTissue(context.Medium, Place(new trelCube, 0, 0, 0, 1e-9, 9, 9));
-  source.SetAzimuthRange(90, 90);
-  EXPECT_FALSE(source.LaunchPhoton(&context, &photon, &spectrum)) << "steps too small to get out";
+  lamp.Source.SetAzimuthRange(90, 90);
+  EXPECT_FALSE(lamp.Launch(context)) << "steps too small to get out";
   context.Medium.SetShapeIsTetrahedron(true);
-  EXPECT_FALSE(source.LaunchPhoton(&context, &photon, &spectrum));
+  EXPECT_FALSE(lamp.Launch(context));
 }

@@ -37,13 +37,13 @@ struct ModelCase
 {
   std::string Base, Stage;
   int Line = 0;
-  std::string Block = {}, Model = {}, Head = {}, Report = {}, Values = {};
+  std::string Block = {}, Model = {}, Head = {}, Report = {}, Values = {}, Points = {};
 
   /** What the lines that begin with @p mark are added to; throws for any other mark. */
   std::string& PartOf(char mark)
   {
-    const std::array<std::string*, 5> parts = {&Head, &Block, &Model, &Report, &Values};
-    return *parts.at(std::string_view("<+>!=").find(mark));
+    const std::array<std::string*, 6> parts = {&Head, &Block, &Model, &Report, &Values, &Points};
+    return *parts.at(std::string_view("<+>!=@").find(mark));
   }
 
   /** The file to be read. */

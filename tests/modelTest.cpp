@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "modelFixtures.h"
-#include "trelMCTetrahedron.h"
 #include "trelSpectrum.h"
 
 using testing::HasSubstr;
@@ -58,71 +57,7 @@ TEST(Tissue, FindsTheFirstEntryOfAWavelengthOrTheLast)
   EXPECT_EQ(tissue.GetOpticalParameterByWavelength(123), tissue.GetOpticalParameter(3));
 }
 
-static void OneEllipsoid(trelMedium& medium)
-{
-  AddTissue(medium, Place(new trelEllipsoid, 1, 2, 3, 10, 20, 30));
-}
-
-/** The ball does not fill the corner of its box, where the larger cube behind it has the point. */
-static void BallInCubes(trelMedium& medium)
-{
-  AddTissue(medium, Place(new trelCube, 0, 0, 0, 10, 10, 10));
-  AddTissue(medium, Place(new trelCube, 0, 0, 0, 6, 6, 6));
-  AddTissue(medium, Place(new trelEllipsoid, 0, 0, 0, 4, 4, 4));
-}
-
-/** A planar model, which looks at no z. */
-static void DiscInRectangle(trelMedium& medium)
-{
-  AddTissue(medium, Place(new BoxOfKind(ShapeRectangle), 0, 0, 0, 10, 5, 0));
-  AddTissue(medium, Place(new BoxOfKind(ShapeEllipse), 1, 1, 0, 2, 2, 0));
-}
-
-static void NoTetrahedra(trelMedium& medium)
-{
-  medium.SetShapeIsTetrahedron(true);
-}
-
-/** A mesh without tetrahedra has no answer. */
-static void EmptyMesh(trelMedium& medium)
-{
-  medium.SetShapeIsTetrahedron(true);
-  medium.SetTetrahedron(new trelMCTetrahedron);
-}
-
-TEST(Medium, FindsTheTissueOfAPoint)
-{
-  const struct
-  {
-    void (*build)(trelMedium&);
-    double x, y, z;
-    int tissue;
-  } cases[] = {{OneEllipsoid, 1, 2, 3, 0},
-               {OneEllipsoid, -9, 2, 3, 0},
-               {OneEllipsoid, 11 + 1e-13, 2, 3, 0},
-               {OneEllipsoid, 11 + 1e-11, 2, 3, -1},
-               {OneEllipsoid, 1, 2, 33, 0},
-               {OneEllipsoid, 10.9, 21.9, 3, -1},
-               {OneEllipsoid, -1e300, 2, 3, -1},
-               {OneEllipsoid, infinity, 2, 3, -1},
-               {OneEllipsoid, 1, 2, notANumber, -1},
-               {BallInCubes, 0, 0, 0, 2},
-               {BallInCubes, 3.9, 3.9, 3.9, 1},
-               {BallInCubes, 7, 7, 7, 0},
-               {DiscInRectangle, 1, 1, 0, 1},
-               {DiscInRectangle, 1, 1, notANumber, 1},
-               {DiscInRectangle, -9, 4, infinity, 0},
-               {DiscInRectangle, 10, 5, -1e300, 0},
-               {DiscInRectangle, 11, 0, 5, -1},
-               {NoTetrahedra, 0, 0, 0, 0},
-               {EmptyMesh, 0, 0, 0, 3}};
-  for (const auto& c : cases) {
-    trelMedium medium;
-    c.build(medium);
-    EXPECT_EQ(medium.GetTissueIndex(c.x, c.y, c.z), c.tissue) << "case " << &c - cases;
-    EXPECT_EQ(medium.GetOuterShape() == nullptr, c.build == NoTetrahedra);
-  }
-}
+// Single points in simple media stand in tests/models/sound.txt.
 
 /** Nested and overlapping tissues of all analytic kinds, one without a shape. */
 static void BuildCrowd(trelMedium& medium, trelShapeObject* outer)
@@ -234,31 +169,6 @@ TEST(Medium, SettledCellsDoNotChangeAnAnswerFarFromTheOrigin)
       const double x = next(0), y = next(1), z = next(2);
       ASSERT_EQ(medium.GetTissueIndex(x, y, z), medium.ConfirmTissueIndex(x, y, z))
           << offset << ": " << x - offset << " " << y + offset << " " << z;
-    }
-  }
-}
-
-TEST(Medium, GivesACellToTheSmallerOfTwoTissues)
-{
-  // Both hold the origin. Solids are compared by volume; of planar shapes the narrower wins,
-  // whatever its height; the first keeps the cell when they are equal.
-  const struct
-  {
-    double first[3], second[3];
-    int solid, planar;
-  } cases[] = {{{3, 3, 3}, {2, 2, 2}, 2, 2},
-               {{2, 2, 2}, {3, 3, 3}, 1, 1},
-               {{3, 1, 1}, {2, 8, 8}, 1, 2},
-               {{2, 4, 1}, {4, 2, 1}, 1, 1}};
-  for (const auto& c : cases) {
-    for (const bool planar : {false, true}) {
-      const ShapeType kind = planar ? ShapeRectangle : ShapeTriangleMesh;
-      trelMedium medium;
-      AddTissue(medium, Place(new BoxOfKind(kind), 0, 0, 0, 10, 10, 10));
-      for (const double* half : {c.first, c.second})
-        AddTissue(medium, Place(new BoxOfKind(kind), 0, 0, 0, half[0], half[1], half[2]));
-      EXPECT_EQ(medium.GetTissueIndex(0, 0, 0), planar ? c.planar : c.solid)
-          << (planar ? "planar " : "solid ") << c.first[0] << " against " << c.second[0];
     }
   }
 }

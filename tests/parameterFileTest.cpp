@@ -107,6 +107,12 @@ TEST_F(ParameterFile, ReadsSoundModels)
     std::istringstream values(c.Values);
     for (std::string value; std::getline(values, value);)
       EXPECT_THAT(rows, HasSubstr('\n' + value + '\n'));
+    std::istringstream points(c.Points);
+    for (std::string x, y, z, tissue; points >> x >> y >> z >> tissue;) {
+      EXPECT_EQ(Parameter->GetMedium()->GetTissueIndex(std::stod(x), std::stod(y), std::stod(z)),
+                std::stoi(tissue))
+          << x << ' ' << y << ' ' << z;
+    }
   }
 }
 
