@@ -54,6 +54,9 @@ public:
   }
 
   long long Scatterings = 0;
+
+protected:
+  bool HasOwnSteps() const override { return true; }
 };
 
 static trelSimulationParameter* ReadModel(const char* file, unsigned packets, int threads)

@@ -30,6 +30,9 @@ public:
   void StepAnalytic(ThreadState* state) override;
   void StepTetrahedral(ThreadState* state) override;
 
+protected:
+  bool HasOwnSteps() const override { return true; }
+
 private:
   /** One conversion: the region and wavelength that it takes light from, and what it emits. */
   struct trelFluorophore

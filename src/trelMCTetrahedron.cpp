@@ -100,12 +100,12 @@ bool trelMCTetrahedron::AreElementsValid() const
 bool trelMCTetrahedron::BoundRegions()
 {
   for (RegionBox& region : Regions)
-    StartBounds(region.Bounds);
+    StartBounds(region.Bounds.data());
   for (std::uint32_t t = 0; t < GetNumberOfTriangles(); ++t) {
     std::int32_t regions[2];
     GetRegionsOfTriangle(t, regions);
     for (const std::int32_t r : regions)
-      if (r >= 0) ExtendBounds(t, Regions[static_cast<std::size_t>(r)].Bounds);
+      if (r >= 0) ExtendBounds(t, Regions[static_cast<std::size_t>(r)].Bounds.data());
   }
   return std::all_of(Regions.begin(), Regions.end(),
                      [](const RegionBox& region) { return region.Bounds[0] <= region.Bounds[1]; });
@@ -124,15 +124,17 @@ trelVoxelTable::CenterRule trelMCTetrahedron::GetCenterRule() const
   return trelVoxelTable::CenterMakesNothing;
 }
 
-void trelMCTetrahedron::OnTableBuilt() const
+void trelMCTetrahedron::OnTableBuilt(trelVoxelTable& table) const
 {
-  const trelVoxelTable& table = GetVoxelTable();
+  std::vector<trelVoxelTable::Box> boxes;
   for (RegionBox& region : Regions) {
+    boxes.push_back(region.Bounds);
     for (int a = 0; a < 3; ++a) {
       region.Voxels.First[a] = table.IndexOf(a, region.Bounds[2 * a]);
       region.Voxels.Last[a] = table.IndexOf(a, region.Bounds[2 * a + 1]);
     }
   }
+  table.Settle(boxes);
 }
 
 void trelMCTetrahedron::OnTableFailed() const
@@ -156,22 +158,22 @@ bool trelMCTetrahedron::IntersectRay(double /*x*/, double /*y*/, double /*z*/, d
 bool trelMCTetrahedron::IsOutsideRegion(double x, double y, double z, int region) const
 {
   if (region < 0 || region >= GetNumberOfRegions() || std::isnan(x + y + z)) return true;
-  const double* box = Regions[static_cast<std::size_t>(region)].Bounds;
+  const trelVoxelTable::Box& box = Regions[static_cast<std::size_t>(region)].Bounds;
   return ToleranceLess(x, box[0]) || ToleranceGreater(x, box[1]) || ToleranceLess(y, box[2]) ||
          ToleranceGreater(y, box[3]) || ToleranceLess(z, box[4]) || ToleranceGreater(z, box[5]);
 }
 
 PointRelation trelMCTetrahedron::LocatePointInRegion(double x, double y, double z, int region) const
 {
-  if (!EnsureTable()) return PointUndetermined;
   const trelVoxelTable& table = GetVoxelTable();
+  if (table.IsSettledIn(x, y, z, region)) return PointInside;
+  if (!EnsureTable()) return PointUndetermined;
   if (table.IsEmpty() || IsOutsideRegion(x, y, z, region)) return PointOutside;
-  const int i = table.IndexOf(0, x), j = table.IndexOf(1, y), k = table.IndexOf(2, z);
-  const std::int16_t state = table.GetState(table.CellOf(i, j, k));
+  const std::size_t cell = table.CellAt(x, y, z);
+  const std::int16_t state = table.GetState(cell);
   if (state == region) return PointInside;
   if (state != trelVoxelTable::Surface) return PointOutside;
-  return table.ClassifyPoint(x, y, z, i, j, k, region,
-                             Regions[static_cast<std::size_t>(region)].Voxels);
+  return table.ClassifyPointInVoxel(x, y, z, cell, region);
 }
 
 int trelMCTetrahedron::FindRegion(double x, double y, double z) const
@@ -180,7 +182,7 @@ int trelMCTetrahedron::FindRegion(double x, double y, double z) const
   const trelVoxelTable& table = GetVoxelTable();
   if (table.IsEmpty()) return -1;
   // A voxel without triangles has the answer; only its region can hold the point.
-  const std::int16_t state = table.StateAt(x, y, z);
+  const std::int16_t state = table.GetState(table.CellAt(x, y, z));
   if (state >= 0) return IsOutsideRegion(x, y, z, state) ? -1 : state;
   if (state == trelVoxelTable::NoRegion) return -1;
   for (int region = 0; region < GetNumberOfRegions(); ++region)

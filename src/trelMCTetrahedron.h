@@ -74,14 +74,14 @@ protected:
   bool ImportData(trelMesh* mesh) override;
   void GetRegionsOfTriangle(std::uint32_t t, std::int32_t regions[2]) const override;
   trelVoxelTable::CenterRule GetCenterRule() const override;
-  void OnTableBuilt() const override;
+  void OnTableBuilt(trelVoxelTable& table) const override;
   void OnTableFailed() const override;
 
 private:
   /** The box of a region: mm, and the voxels of the table that cover it. */
   struct RegionBox
   {
-    double Bounds[6];
+    trelVoxelTable::Box Bounds;
     trelVoxelRange Voxels;
   };
 

@@ -127,28 +127,29 @@ trelVoxelTable::CenterRule trelMCTriangleMesh::GetCenterRule() const
   return trelVoxelTable::CenterMakesSurface;
 }
 
+void trelMCTriangleMesh::OnTableBuilt(trelVoxelTable& table) const
+{
+  trelVoxelTable::Box box;
+  std::copy_n(Bounds, box.size(), box.begin());
+  table.Settle({box});
+}
+
 PointRelation trelMCTriangleMesh::LocatePoint(double x, double y, double z) const
 {
-  if (!EnsureTable()) return PointUndetermined;
   const trelVoxelTable& table = GetVoxelTable();
+  if (table.IsSettledIn(x, y, z, insideRegion)) return PointInside;
+  if (!EnsureTable()) return PointUndetermined;
   const double point[3] = {x, y, z};
   if (IsOutsideBox<3>(point) || table.IsEmpty() || std::isnan(x + y + z)) return PointOutside;
-  const int i = table.IndexOf(0, x), j = table.IndexOf(1, y), k = table.IndexOf(2, z);
-  switch (table.GetState(table.CellOf(i, j, k))) {
+  const std::size_t cell = table.CellAt(x, y, z);
+  switch (table.GetState(cell)) {
     case insideRegion:
       return PointInside;
     case trelVoxelTable::NoRegion:
       return PointOutside;
     default:
-      return ClassifyPointInVoxel(x, y, z, i, j, k);
+      return table.ClassifyPointInVoxel(x, y, z, cell, insideRegion);
   }
-}
-
-PointRelation trelMCTriangleMesh::ClassifyPointInVoxel(double x, double y, double z, int i, int j,
-                                                       int k) const
-{
-  const trelVoxelTable& table = GetVoxelTable();
-  return table.ClassifyPoint(x, y, z, i, j, k, insideRegion, table.GetWholeRange());
 }
 
 int trelMCTriangleMesh::FindNearestTriangle(double x, double y, double z, double dx, double dy,

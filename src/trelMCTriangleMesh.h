@@ -37,14 +37,13 @@ public:
   /** Number of the nearest triangle along the ray, or -1; see trelVoxelTable::FindNearest. */
   int FindNearestTriangle(double x, double y, double z, double dx, double dy, double dz,
                           double* distance, int raySide) const;
-  /** Where a point of the voxel (@p i, @p j, @p k) lies, by its triangles. Needs the table. */
-  PointRelation ClassifyPointInVoxel(double x, double y, double z, int i, int j, int k) const;
 
 protected:
   const ReaderEnding* GetReaderEndings() const override;
   bool ImportData(trelMesh* mesh) override;
   void GetRegionsOfTriangle(std::uint32_t t, std::int32_t regions[2]) const override;
   trelVoxelTable::CenterRule GetCenterRule() const override;
+  void OnTableBuilt(trelVoxelTable& table) const override;
 
 private:
   void WarnOfOpenEdges() const;

@@ -169,12 +169,44 @@ static EdgeCrossing CrossEdge(double ua, double wa, double ub, double wb)
   return w > GeometryTolerance ? EdgeCrossed : EdgeMissed;
 }
 
+/**
+ * What ProjectedCrossingTest() answers where no corner is level with the point and no edge close to
+ * it, so that no move is in question; -1 otherwise. The same differences and quotients, each once.
+ */
+static int CrossAtFirstSight(double a, double b, const trelTracedTriangle& triangle, int u, int w)
+{
+  const auto& corners = triangle.Corners;
+  const double du[3] = {corners[0][u] - a, corners[1][u] - a, corners[2][u] - a};
+  const double dw[3] = {corners[0][w] - b, corners[1][w] - b, corners[2][w] - b};
+  int sides = 0;
+  for (int v = 0; v < 3; ++v) {
+    if (!(std::fabs(du[v]) > GeometryTolerance && std::fabs(dw[v]) > GeometryTolerance)) return -1;
+    sides |= (du[v] > 0.0 ? 1 : 0) << v;
+  }
+  if (sides == 0 || sides == 7) return 2;
+  bool odd = false;
+  for (int start = 0; start < 3; ++start) {
+    const int end = (start + 1) % 3;
+    if (((sides >> start) & 1) == ((sides >> end) & 1)) continue;
+    if (dw[start] > 0.0 && dw[end] > 0.0) {
+      odd = !odd;
+    } else if (dw[start] > 0.0 || dw[end] > 0.0) {
+      const double height = dw[start] - du[start] / (du[end] - du[start]) * (dw[end] - dw[start]);
+      if (!(std::fabs(height) > GeometryTolerance)) return -1;
+      if (height > 0.0) odd = !odd;
+    }
+  }
+  return odd ? 0 : 2;
+}
+
 int ProjectedCrossingTest(double a, double b, const trelTracedTriangle& triangle, int axis,
                           int toggle)
 {
   constexpr int maximumMoves = 1000;
   int u = 0, w = 0;
   PlaneOfAxis(axis, &u, &w);
+  const int answer = CrossAtFirstSight(a, b, triangle, u, w);
+  if (answer >= 0) return answer;
   for (int move = 0; move <= maximumMoves; ++move) {
     if (IsBeyondCorners(a, triangle, u) || IsBeyondCorners(b, triangle, w)) return 2;
     int crossings = 0;

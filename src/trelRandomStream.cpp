@@ -19,6 +19,7 @@ int vdRngUniform(int /*method*/, trelRandomStream* stream, int count, double* bl
   constexpr double scale = 1.0 / static_cast<double>(std::uint64_t{1} << 59);
   constexpr double largestBelowOne = 1.0 - 1.0 / 9007199254740992.0;
   std::uint64_t state = stream->State;
+#pragma GCC unroll 4
   for (int i = 0; i < count; ++i) {
     // The state has 59 bits and a double 53: the highest 32 states would round to 1. Converted as a
     // signed number, which takes one instruction, it has the same value.

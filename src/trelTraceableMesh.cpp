@@ -156,7 +156,7 @@ bool trelTraceableMesh::BuildVoxelTable(int threads) const
   if (Triangles.empty()) return false;
   TableTried = true;
   if (FillTable(threads)) {
-    OnTableBuilt();
+    OnTableBuilt(Table);
     return true;
   }
   ErrorMacro("Out of memory while allocate memory for voxel table in " << GetClassName() << "!\n");

@@ -75,7 +75,7 @@ protected:
   /** What a voxel becomes whose centre lies on a triangle of its row. */
   virtual trelVoxelTable::CenterRule GetCenterRule() const = 0;
   /** Called when the table stands, before it is asked. */
-  virtual void OnTableBuilt() const {}
+  virtual void OnTableBuilt(trelVoxelTable& table) const = 0;
   /** Called after the report of a table that found no memory. */
   virtual void OnTableFailed() const {}
 

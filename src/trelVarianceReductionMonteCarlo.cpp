@@ -337,22 +337,30 @@ static inline void ScoreFD(const ThreadState& state, const trelScoreTarget& targ
 void trelVarianceReductionMonteCarlo::TraceAnalytic(ThreadState& state)
 {
   state.Photon->Dead = SingleStepMode;
-  do {
-    StepAnalytic(&state);
-  } while (EndStep(state));
+  if (HasOwnSteps()) {
+    do {
+      StepAnalytic(&state);
+    } while (EndStep(state));
+  } else {
+    TakeAnalyticSteps(state);
+  }
   KeepTrajectoryLength(state);
 }
 
 void trelVarianceReductionMonteCarlo::TraceTetrahedral(ThreadState& state)
 {
   state.Photon->Dead = SingleStepMode;
-  do {
-    StepTetrahedral(&state);
-  } while (EndStep(state));
+  if (HasOwnSteps()) {
+    do {
+      StepTetrahedral(&state);
+    } while (EndStep(state));
+  } else {
+    TakeTetrahedralSteps(state);
+  }
   KeepTrajectoryLength(state);
 }
 
-bool trelVarianceReductionMonteCarlo::EndStep(ThreadState& state)
+inline bool trelVarianceReductionMonteCarlo::EndStep(ThreadState& state)
 {
   trelPhoton& photon = *state.Photon;
   if (TrajectoryMode && state.Master) {
@@ -391,9 +399,31 @@ void trelVarianceReductionMonteCarlo::StepAnalytic(ThreadState* state)
   TakeAnalyticStep(*state, false);
 }
 
+void trelVarianceReductionMonteCarlo::TakeAnalyticSteps(ThreadState& state)
+{
+  do {
+    TakeStep<false>(state, false, false);
+  } while (EndStep(state));
+}
+
 void trelVarianceReductionMonteCarlo::StepTetrahedral(ThreadState* state)
 {
   TakeTetrahedralStep(*state, true);
+}
+
+void trelVarianceReductionMonteCarlo::TakeTetrahedralSteps(ThreadState& state)
+{
+  do {
+    TakeStep<true>(state, true, true);
+  } while (EndStep(state));
+}
+
+/** Where the packet's step ends. */
+static inline void FindEnd(const trelPhoton& photon, double end[3])
+{
+  end[0] = photon.PositionX + photon.StepSize * photon.DirectionX;
+  end[1] = photon.PositionY + photon.StepSize * photon.DirectionY;
+  end[2] = photon.PositionZ + photon.StepSize * photon.DirectionZ;
 }
 
 template <bool tetrahedral>
@@ -405,16 +435,19 @@ inline void trelVarianceReductionMonteCarlo::TakeStep(ThreadState& state,
   const trelCoefficients* here = &start;
   NewStep(state, start);
   if (HasFiberDetectors && EndAtFiberDetector(state, scoresMissedFiber)) return;
-  if (tetrahedral ? CrossesBoundaryTetrahedral(state) : CrossesBoundaryAnalytic(state)) {
+  double end[3];
+  FindEnd(*state.Photon, end);
+  if (tetrahedral ? CrossesBoundaryTetrahedral(state, end) : CrossesBoundaryAnalytic(state, end)) {
     if (tetrahedral ? MoveToBoundaryTetrahedral(state, start)
                     : MoveToBoundaryAnalytic(state, start)) {
       ResolveBoundary(state, start);
+      FindEnd(*state.Photon, end);
     } else {
-      if (!ChangeTissue(state, tetrahedral ? FindTissueAtEnd(state) : state.NextTissue)) return;
+      if (!ChangeTissue(state, tetrahedral ? FindTissueAt(end) : state.NextTissue)) return;
       here = &CoefficientsOf(state.Photon->TissueIndex, *state.Photon);
     }
   }
-  Hop(state, *here);
+  Hop(state, *here, end);
   UpdateDirection(state, *here);
   if (start.IsNonInteracting() && !rouletteInClearTissue) {
     state.PartialAbsorption = true;  // no roulette where nothing is absorbed
@@ -460,13 +493,14 @@ void trelVarianceReductionMonteCarlo::NewStep(ThreadState& state, const trelCoef
   }
 }
 
-void trelVarianceReductionMonteCarlo::Hop(ThreadState& state, const trelCoefficients& here)
+void trelVarianceReductionMonteCarlo::Hop(ThreadState& state, const trelCoefficients& here,
+                                          const double end[3])
 {
   trelPhoton& photon = *state.Photon;
   const double step = photon.StepSize;
-  photon.PositionX += step * photon.DirectionX;
-  photon.PositionY += step * photon.DirectionY;
-  photon.PositionZ += step * photon.DirectionZ;
+  photon.PositionX = end[0];
+  photon.PositionY = end[1];
+  photon.PositionZ = end[2];
   photon.PathLength += step;
   // 10 / 3 ps/mm is the reciprocal of the speed of light; the index is that of the tissue being
   // left.
@@ -554,16 +588,15 @@ void trelVarianceReductionMonteCarlo::PlayRoulette(ThreadState& state)
 
 // Boundaries.
 
-bool trelVarianceReductionMonteCarlo::CrossesBoundaryAnalytic(ThreadState& state)
+bool trelVarianceReductionMonteCarlo::CrossesBoundaryAnalytic(ThreadState& state,
+                                                              const double end[3])
 {
   const trelPhoton& photon = *state.Photon;
-  const double x = photon.PositionX + photon.StepSize * photon.DirectionX;
-  const double y = photon.PositionY + photon.StepSize * photon.DirectionY;
-  const double z = photon.PositionZ + photon.StepSize * photon.DirectionZ;
   if (photon.TissueIndex == OutermostTissue) {
-    state.NextTissue = CachedMedium->GetTissueIndex(x, y, z);
+    state.NextTissue = CachedMedium->GetTissueIndex(end[0], end[1], end[2]);
   } else {
-    const bool leaves = TissueShapes[photon.TissueIndex]->LocatePoint(x, y, z) == PointOutside;
+    const bool leaves =
+        TissueShapes[photon.TissueIndex]->LocatePoint(end[0], end[1], end[2]) == PointOutside;
     state.NextTissue = leaves ? OutermostTissue : photon.TissueIndex;
   }
   return state.NextTissue != photon.TissueIndex;
@@ -586,13 +619,14 @@ bool trelVarianceReductionMonteCarlo::MoveToBoundaryAnalytic(ThreadState& state,
   return true;
 }
 
-bool trelVarianceReductionMonteCarlo::CrossesBoundaryTetrahedral(ThreadState& state)
+bool trelVarianceReductionMonteCarlo::CrossesBoundaryTetrahedral(ThreadState& state,
+                                                                 const double end[3])
 {
   const trelPhoton& photon = *state.Photon;
-  const double x = photon.PositionX + photon.StepSize * photon.DirectionX;
-  const double y = photon.PositionY + photon.StepSize * photon.DirectionY;
-  const double z = photon.PositionZ + photon.StepSize * photon.DirectionZ;
-  if (Tetrahedron->LocatePointInRegion(x, y, z, photon.TissueIndex) == PointOutside) return true;
+  if (Tetrahedron->LocatePointInRegion(end[0], end[1], end[2], photon.TissueIndex) ==
+      PointOutside) {
+    return true;
+  }
   state.NextTissue = photon.TissueIndex;
   return false;
 }
@@ -613,14 +647,10 @@ bool trelVarianceReductionMonteCarlo::MoveToBoundaryTetrahedral(ThreadState& sta
   return true;
 }
 
-/** The tissue at the end of the step in a tetrahedral medium, -1 for outside. */
-std::int32_t trelVarianceReductionMonteCarlo::FindTissueAtEnd(const ThreadState& state) const
+/** The tissue at @p end in a tetrahedral medium, -1 for outside. */
+std::int32_t trelVarianceReductionMonteCarlo::FindTissueAt(const double end[3]) const
 {
-  const trelPhoton& photon = *state.Photon;
-  const std::int32_t region =
-      Tetrahedron->FindRegion(photon.PositionX + photon.StepSize * photon.DirectionX,
-                              photon.PositionY + photon.StepSize * photon.DirectionY,
-                              photon.PositionZ + photon.StepSize * photon.DirectionZ);
+  const std::int32_t region = Tetrahedron->FindRegion(end[0], end[1], end[2]);
   return IsTissue(region) ? region : -1;
 }
 

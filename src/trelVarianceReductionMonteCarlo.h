@@ -26,6 +26,17 @@ struct ThreadState;
 #define TREL_FLAT
 #endif
 
+/** Marks the loop over steps, of which there are two forms: one that every x86-64 processor runs,
+ * and one with the three-operand instructions of the newer, which moves fewer registers about. The
+ * program takes the one that fits when it starts. Both round alike, since products and sums are
+ * never fused. */
+#if defined(__GNUC__) && !defined(__clang__) && defined(__x86_64__) && defined(__OPTIMIZE__) && \
+    !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#define TREL_CLONED __attribute__((target_clones("avx2", "default")))
+#else
+#define TREL_CLONED
+#endif
+
 /** Optical coefficients of one tissue at one spectrum, as the packet loop reads them. */
 struct trelCoefficients
 {
@@ -129,12 +140,18 @@ protected:
 
   void TraceAnalytic(ThreadState& state);
   void TraceTetrahedral(ThreadState& state);
+  /** True if a derived class has steps of its own: they are then asked for one by one. */
+  virtual bool HasOwnSteps() const { return false; }
+  /** All steps of a packet, without a call for each. */
+  TREL_CLONED TREL_FLAT void TakeAnalyticSteps(ThreadState& state);
+  TREL_CLONED TREL_FLAT void TakeTetrahedralSteps(ThreadState& state);
   /** What follows a step: count it and look at the limits. True if the packet goes on. */
   bool EndStep(ThreadState& state);
   void KeepTrajectoryPoint(const trelPhoton& photon);
   void KeepTrajectoryLength(const ThreadState& state);
 
-  // The parts of a step. `here` are the coefficients of the tissue that the packet is in.
+  // The parts of a step. `here` are the coefficients of the tissue that the packet is in, `end` is
+  // where the step ends, mm.
 
   /** A whole step in a medium of shapes. @p rouletteInClearTissue: also where nothing interacts. */
   TREL_FLAT void TakeAnalyticStep(ThreadState& state, bool rouletteInClearTissue);
@@ -145,17 +162,17 @@ protected:
   void TakeStep(ThreadState& state, bool rouletteInClearTissue, bool scoresMissedFiber);
   TREL_RARE bool ChangeTissue(ThreadState& state, std::int32_t tissue);
   void NewStep(ThreadState& state, const trelCoefficients& here);
-  void Hop(ThreadState& state, const trelCoefficients& here);
+  void Hop(ThreadState& state, const trelCoefficients& here, const double end[3]);
   void UpdateDirection(ThreadState& state, const trelCoefficients& here);
   void Scatter(ThreadState& state, const trelCoefficients& here);
   void Deposit(ThreadState& state, const trelCoefficients& here);
   void Roulette(ThreadState& state);
   TREL_RARE void PlayRoulette(ThreadState& state);
 
-  bool CrossesBoundaryAnalytic(ThreadState& state);
-  bool CrossesBoundaryTetrahedral(ThreadState& state);
+  bool CrossesBoundaryAnalytic(ThreadState& state, const double end[3]);
+  bool CrossesBoundaryTetrahedral(ThreadState& state, const double end[3]);
   TREL_RARE bool MoveToBoundaryTetrahedral(ThreadState& state, const trelCoefficients& here);
-  std::int32_t FindTissueAtEnd(const ThreadState& state) const;
+  std::int32_t FindTissueAt(const double end[3]) const;
   /** Whether @p tissue is one; a region of a mesh may have none, and counts as outside then. */
   bool IsTissue(std::int32_t tissue) const
   {

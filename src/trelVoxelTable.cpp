@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <new>
 
 /**
@@ -64,7 +65,7 @@ bool trelVoxelTable::Build(std::vector<trelTracedTriangle>&& triangles, const do
     return false;
   }
   ChooseVoxelRayDirections(threads);
-  if (!ClassifyEmptyVoxels(rule, threads)) {
+  if (!ClassifyEmptyVoxels(rule, threads) || !ListRows() || !BoundTriangles()) {
     Release();
     return false;
   }
@@ -105,8 +106,8 @@ bool trelVoxelTable::AllocateVoxelTable(const double bounds[6])
   const std::size_t voxels = flat ? 0 : CellOf(Size[0] - 1, Size[1] - 1, Size[2] - 1) + 1;
   try {
     States.assign(voxels, NoRegion);
-    Axes.assign(voxels, RayAxisXMin);
-    Offsets.assign(voxels + 1, 0);
+    Numbers.assign(voxels, 0);
+    SurfaceVoxels.assign(1, {0, 0, 0, 0, RayAxisXMin});
   } catch (const std::bad_alloc&) {
     return false;
   }
@@ -162,36 +163,44 @@ void trelVoxelTable::CollectCells(std::uint32_t t, std::vector<std::uint32_t>* c
   });
 }
 
+/** A gigabyte of lists. Only a crowd of triangles of which each spans the whole box asks for more.
+ */
+static constexpr std::size_t maximumEntries = std::size_t{1} << 28;
+
 bool trelVoxelTable::RegisterTrianglesInVoxels()
-{
-  // A gigabyte of lists. Only a crowd of triangles of which each spans the whole box asks for more.
-  constexpr std::size_t maximumEntries = std::size_t{1} << 28;
+try {
   if (IsEmpty()) return true;
-  try {
-    std::vector<std::uint32_t> cells;
-    std::vector<std::uint32_t> ends(Triangles.size());
-    for (std::size_t t = 0; t < Triangles.size(); ++t) {
-      CollectCells(static_cast<std::uint32_t>(t), &cells);
-      if (cells.size() > maximumEntries) return false;
-      ends[t] = static_cast<std::uint32_t>(cells.size());
-    }
-    Entries.resize(cells.size());
-    for (const std::uint32_t cell : cells)
-      ++Offsets[cell];
-    // The offsets become the ends of the lists and, filled from behind, their starts.
-    for (std::size_t cell = 1; cell < Offsets.size(); ++cell)
-      Offsets[cell] += Offsets[cell - 1];
-    std::size_t entry = cells.size();
-    for (std::size_t t = Triangles.size(); t-- > 0;) {
-      for (const std::size_t start = t == 0 ? 0 : ends[t - 1]; entry > start;)
-        Entries[--Offsets[cells[--entry]]] = static_cast<std::uint32_t>(t);
-    }
-  } catch (const std::bad_alloc&) {
-    return false;
+  std::vector<std::uint32_t> cells;
+  std::vector<std::uint32_t> ends(Triangles.size());
+  for (std::size_t t = 0; t < Triangles.size(); ++t) {
+    CollectCells(static_cast<std::uint32_t>(t), &cells);
+    if (cells.size() > maximumEntries) return false;
+    ends[t] = static_cast<std::uint32_t>(cells.size());
   }
-  for (std::size_t cell = 0; cell < States.size(); ++cell)
-    if (Offsets[cell] < Offsets[cell + 1]) States[cell] = Surface;
+  for (const std::uint32_t cell : cells) {
+    if (Numbers[cell] == 0) {
+      Numbers[cell] = static_cast<std::uint32_t>(SurfaceVoxels.size());
+      SurfaceVoxels.push_back({0, 0, 0, 0, RayAxisXMin});
+      States[cell] = Surface;
+    }
+    ++SurfaceVoxels[Numbers[cell]].Last;
+  }
+  // From lengths to the places of the lists, which are then filled one by one.
+  std::uint32_t place = 0;
+  for (trelSurfaceVoxel& voxel : SurfaceVoxels) {
+    voxel.First = place;
+    place += voxel.Last;
+    voxel.Last = voxel.First;
+  }
+  Entries.resize(cells.size());
+  std::size_t entry = 0;
+  for (std::size_t t = 0; t < Triangles.size(); ++t) {
+    for (; entry < ends[t]; ++entry)
+      Entries[SurfaceVoxels[Numbers[cells[entry]]].Last++] = static_cast<std::uint32_t>(t);
+  }
   return true;
+} catch (const std::bad_alloc&) {
+  return false;
 }
 
 /** The shortest way out of the grid, the low sides first on a tie. */
@@ -211,7 +220,8 @@ void trelVoxelTable::ChooseVoxelRayDirections(int threads)
     const trelVoxelRange slab = {{i, 0, 0}, {i, Size[1] - 1, Size[2] - 1}};
     VisitVoxels(slab, [&](const int index[3]) {
       const std::size_t cell = CellOf(index[0], index[1], index[2]);
-      if (States[cell] == Surface) Axes[cell] = ChooseRayAxis(index[0], index[1], index[2]);
+      if (States[cell] != Surface) return;
+      SurfaceVoxels[Numbers[cell]].Axis = ChooseRayAxis(index[0], index[1], index[2]);
     });
   }
 }
@@ -305,26 +315,142 @@ bool trelVoxelTable::ClassifyEmptyVoxels(CenterRule rule, int threads)
   return enough;
 }
 
-PointRelation trelVoxelTable::ClassifyPoint(double x, double y, double z, int i, int j, int k,
-                                            std::int32_t region, const trelVoxelRange& range) const
+/**
+ * Lists the triangles that the parity rays of surface voxels may meet. The voxels of a row whose
+ * rays make for the same border share one list, which starts at that border: each has a part of it
+ * from the start, the longer the farther it lies from there.
+ */
+bool trelVoxelTable::ListRows()
+try {
+  if (IsEmpty()) return true;
+  for (std::size_t cell = 0; cell < States.size(); ++cell) {
+    if (States[cell] != Surface || Numbers[cell] != 0) continue;
+    // One whose centre lies on a triangle of its row.
+    Numbers[cell] = static_cast<std::uint32_t>(SurfaceVoxels.size());
+    SurfaceVoxels.push_back({0, 0, 0, 0, RayAxisXMin});
+  }
+  for (int axis = RayAxisZMax; axis <= RayAxisXMin; ++axis) {
+    const int along = 2 - axis / 2;
+    trelVoxelRange border = GetWholeRange();
+    border.First[along] = border.Last[along] = axis % 2 == 1 ? 0 : Size[along] - 1;
+    VisitVoxels(border, [&](const int index[3]) { ListRow(static_cast<RayAxis>(axis), index); });
+    if (RowEntries.size() > maximumEntries) return false;
+  }
+  RowEntries.shrink_to_fit();
+  return true;
+} catch (const std::bad_alloc&) {
+  return false;
+}
+
+/** Lists the row that starts at the border voxel @p start for those of its surface voxels whose
+ * rays run along @p axis. May throw std::bad_alloc. */
+void trelVoxelTable::ListRow(RayAxis axis, const int start[3])
 {
-  trelSeenTriangles* seen = trelSeenTriangles::Begin(Triangles.size());
-  if (!seen) return PointUndetermined;
-  const int axis = Axes[CellOf(i, j, k)];
   const int along = 2 - axis / 2;
-  int index[3] = {i, j, k};
-  const bool towardsMin = axis % 2 == 1;
-  const int last = towardsMin ? index[along] : range.Last[along];
-  bool odd = false;
-  for (index[along] = towardsMin ? range.First[along] : index[along]; index[along] <= last;
-       ++index[along]) {
+  const int inwards = axis % 2 == 1 ? 1 : -1;
+  const auto first = static_cast<std::uint32_t>(RowEntries.size());
+  trelSeenTriangles* seen = trelSeenTriangles::Begin(Triangles.size());
+  if (!seen) throw std::bad_alloc();
+  std::uint32_t used = first;
+  int index[3] = {start[0], start[1], start[2]};
+  // A ray makes for the nearest border; only voxels that became surface by their centre all look
+  // along -x.
+  const int reach = axis == RayAxisXMin ? Size[along] : (Size[along] + 1) / 2;
+  for (int n = 0; n < reach; ++n, index[along] += inwards) {
     const std::size_t cell = CellOf(index[0], index[1], index[2]);
-    for (const std::uint32_t* t = BeginOf(cell); t < EndOf(cell); ++t) {
-      if (!Triangles[*t].Bounds(region) || !seen->Add(*t)) continue;
-      const int answer = AxisRayTriangleTest(x, y, z, Triangles[*t], axis);
-      if (answer == AxisRayStartsOn) return PointOnBoundary;
-      if (answer == AxisRayCrosses) odd = !odd;
+    if (States[cell] != Surface) continue;
+    for (const std::uint32_t* t = BeginOf(cell); t < EndOf(cell); ++t)
+      if (seen->Add(*t)) RowEntries.push_back(*t);
+    trelSurfaceVoxel& voxel = SurfaceVoxels[Numbers[cell]];
+    if (voxel.Axis != axis) continue;
+    used = static_cast<std::uint32_t>(RowEntries.size());
+    voxel.RowFirst = first;
+    voxel.RowLast = used;
+  }
+  RowEntries.resize(used);
+}
+
+bool trelVoxelTable::BoundTriangles()
+try {
+  constexpr float all = std::numeric_limits<float>::infinity();
+  TriangleBounds.resize(Triangles.size());
+  for (std::size_t t = 0; t < Triangles.size(); ++t) {
+    trelTriangleBounds& bounds = TriangleBounds[t];
+    for (int a = 0; a < 3; ++a) {
+      const auto& corners = Triangles[t].Corners;
+      const auto ends = std::minmax({corners[0][a], corners[1][a], corners[2][a]});
+      bounds.Low[a] = std::nextafter(static_cast<float>(ends.first), -all);
+      bounds.High[a] = std::nextafter(static_cast<float>(ends.second), all);
     }
+    for (int side = 0; side < 2; ++side)
+      bounds.Regions[side] = static_cast<std::int16_t>(Triangles[t].Regions[side]);
+  }
+  return true;
+} catch (const std::bad_alloc&) {
+  return false;
+}
+
+/** The voxels wholly within @p box. */
+trelVoxelRange trelVoxelTable::FindVoxelsWithin(const Box& box) const
+{
+  constexpr double margin = 1e-6;  // the rounding of an index, of which Settle() makes sure
+  trelVoxelRange range;
+  for (int a = 0; a < 3; ++a) {
+    const auto index = [&](double coordinate, double shift) {
+      const double cell = (coordinate - Origin[a]) * InverseVoxelSize + shift;
+      return std::clamp(cell, 0.0, static_cast<double>(Size[a]));
+    };
+    range.First[a] = static_cast<int>(std::ceil(index(box[2 * a], margin)));
+    range.Last[a] = static_cast<int>(index(box[2 * a + 1], -margin)) - 1;
+  }
+  return range;
+}
+
+void trelVoxelTable::Settle(const std::vector<Box>& boxes)
+try {
+  if (IsEmpty()) return;
+  for (int a = 0; a < 3; ++a)
+    if (!(std::fabs(Origin[a]) * InverseVoxelSize + Size[a] < 1e8)) return;
+  std::vector<trelVoxelRange> ranges;
+  for (const Box& box : boxes)
+    ranges.push_back(FindVoxelsWithin(box));
+  const auto regions = static_cast<std::int16_t>(std::min<std::size_t>(ranges.size(), Unsettled));
+  Settled.assign(States.size(), Unsettled);
+  std::size_t cell = 0;
+  VisitVoxels(GetWholeRange(), [&](const int index[3]) {
+    const std::int16_t region = States[cell++];
+    if (region < 0 || region >= regions) return;
+    const trelVoxelRange& within = ranges[static_cast<std::size_t>(region)];
+    for (int a = 0; a < 3; ++a)
+      if (index[a] < within.First[a] || index[a] > within.Last[a]) return;
+    Settled[cell - 1] = static_cast<std::uint8_t>(region);
+  });
+  std::copy_n(Size, 3, SettledSize);
+} catch (const std::bad_alloc&) {
+  return;  // The table answers without it, if slower.
+}
+
+PointRelation trelVoxelTable::ClassifyPointInVoxel(double x, double y, double z, std::size_t cell,
+                                                   std::int32_t region) const
+{
+  const trelSurfaceVoxel& voxel = GetSurfaceVoxel(cell);
+  const int along = 2 - voxel.Axis / 2;
+  const bool towardsMin = voxel.Axis % 2 == 1;
+  // Rounding keeps the order: a float beyond a bound was a double beyond it.
+  const float point[3] = {static_cast<float>(x), static_cast<float>(y), static_cast<float>(z)};
+  const int u = along == 0 ? 1 : 0, w = along == 2 ? 1 : 2;
+  bool odd = false;
+  for (std::uint32_t entry = voxel.RowFirst; entry < voxel.RowLast; ++entry) {
+    const std::uint32_t t = RowEntries[entry];
+    const trelTriangleBounds& bounds = TriangleBounds[t];
+    if (!bounds.Bounds(region)) continue;
+    // A triangle that the ray passes by, or has behind it, is neither crossed nor started on.
+    if (point[u] < bounds.Low[u] || point[u] > bounds.High[u]) continue;
+    if (point[w] < bounds.Low[w] || point[w] > bounds.High[w]) continue;
+    if (towardsMin ? point[along] < bounds.Low[along] : point[along] > bounds.High[along]) continue;
+    const int answer = AxisRayTriangleTest(x, y, z, Triangles[t], voxel.Axis);
+    if (answer == AxisRayStartsOn) return PointOnBoundary;
+    if (answer == AxisRayCrosses) odd = !odd;
   }
   return odd ? PointInside : PointOutside;
 }

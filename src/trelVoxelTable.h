@@ -1,6 +1,7 @@
 #ifndef trelVoxelTable_h
 #define trelVoxelTable_h
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -13,6 +14,27 @@ struct trelVoxelRay
 {
   double Origin[3];
   double Direction[3];
+};
+
+/** A voxel with triangles, by its ranges in two arrays of triangle numbers. */
+struct trelSurfaceVoxel
+{
+  /** Those that overlap the voxel, ascending. */
+  std::uint32_t First, Last;
+  /** Those that overlap it or a voxel of its row between it and the border that its ray makes for,
+   *  each once. */
+  std::uint32_t RowFirst, RowLast;
+  RayAxis Axis;
+};
+
+/** What the parity count looks at first: the box of a triangle, and the regions that it bounds. */
+struct trelTriangleBounds
+{
+  /** x, y, z, mm, rounded away from the triangle. */
+  float Low[3], High[3];
+  std::int16_t Regions[2];
+
+  bool Bounds(std::int32_t region) const { return Regions[0] == region || Regions[1] == region; }
 };
 
 /** A box of voxels: first and last index along x, y, z. */
@@ -36,8 +58,8 @@ struct trelVoxelRange
  * The region -1 is what lies around the mesh. A closed surface alone is region 0.
  *
  * The voxels are cubes of the smallest edge in the series 0.084 mm, times 1.05, times 1.05^2, ...
- * of which 2,000,000 or less cover the box. Two bytes of state, one of direction and four of
- * offset each, in arrays apart, and four for each entry of a list.
+ * of which 2,000,000 or less cover the box. Each has a byte that answers most questions, two of
+ * state and a number of four, in arrays apart; lists exist for surface voxels only.
  */
 class trelVoxelTable
 {
@@ -63,6 +85,10 @@ public:
    */
   bool Build(std::vector<trelTracedTriangle>&& triangles, const double bounds[6], CenterRule rule,
              int threads);
+  /** A box as xmin, xmax, ymin, ... */
+  using Box = std::array<double, 6>;
+  /** Lets IsSettledIn() answer for the regions from 0 on, whose points lie within @p boxes. */
+  void Settle(const std::vector<Box>& boxes);
   void Release();
   bool IsBuilt() const { return Built; }
 
@@ -88,29 +114,58 @@ public:
            static_cast<std::size_t>(k);
   }
   std::int16_t GetState(std::size_t cell) const { return States[cell]; }
-  int GetRayAxis(std::size_t cell) const { return Axes[cell]; }
+  /** Lists and direction of a surface voxel; for another voxel one with empty lists. */
+  const trelSurfaceVoxel& GetSurfaceVoxel(std::size_t cell) const
+  {
+    return SurfaceVoxels[Numbers[cell]];
+  }
+  int GetRayAxis(std::size_t cell) const { return GetSurfaceVoxel(cell).Axis; }
   /** The triangles of a voxel, ascending. */
-  const std::uint32_t* BeginOf(std::size_t cell) const { return Entries.data() + Offsets[cell]; }
-  const std::uint32_t* EndOf(std::size_t cell) const { return Entries.data() + Offsets[cell + 1]; }
+  const std::uint32_t* BeginOf(std::size_t cell) const
+  {
+    return Entries.data() + GetSurfaceVoxel(cell).First;
+  }
+  const std::uint32_t* EndOf(std::size_t cell) const
+  {
+    return Entries.data() + GetSurfaceVoxel(cell).Last;
+  }
   const trelTracedTriangle& GetTriangle(std::uint32_t t) const { return Triangles[t]; }
 
   /** Corners and centre of the voxel (@p i, @p j, @p k). */
   void GetCorners(const int index[3], double min[3], double max[3]) const;
   void GetCenter(const int index[3], double center[3]) const;
 
-  /** State of the voxel that holds the point. Not for an empty grid. */
-  std::int16_t StateAt(double x, double y, double z) const
+  /** The voxel that holds the point, or is nearest to it. Not for an empty grid. */
+  std::size_t CellAt(double x, double y, double z) const
   {
-    return States[CellOf(IndexOf(0, x), IndexOf(1, y), IndexOf(2, z))];
+    return CellOf(IndexOf(0, x), IndexOf(1, y), IndexOf(2, z));
   }
 
   /**
-   * Counts the crossings of the point's ray with triangles that bound @p region, in the voxels from
-   * the point's own, @p i, @p j, @p k, to the end of @p range: where the point lies in relation to
-   * the region. Undetermined if memory runs out.
+   * True if one read tells that the point lies in @p region: in a voxel wholly in the region and in
+   * its box. False says nothing, and is all that a table says which is not built or has no box of
+   * that region. With this question most steps are done.
    */
-  PointRelation ClassifyPoint(double x, double y, double z, int i, int j, int k,
-                              std::int32_t region, const trelVoxelRange& range) const;
+  bool IsSettledIn(double x, double y, double z, std::int32_t region) const
+  {
+    // As in IndexOf(), where a point in the grid needs no clamp.
+    const double u = (x - Origin[0]) * InverseVoxelSize;
+    const double v = (y - Origin[1]) * InverseVoxelSize;
+    const double w = (z - Origin[2]) * InverseVoxelSize;
+    if (!(u >= 0.0 && v >= 0.0 && w >= 0.0)) return false;
+    if (!(u < SettledSize[0] && v < SettledSize[1] && w < SettledSize[2])) return false;
+    const std::uint8_t settled =
+        Settled[CellOf(static_cast<int>(u), static_cast<int>(v), static_cast<int>(w))];
+    return settled == region && region != Unsettled;
+  }
+
+  /**
+   * Counts the crossings of the point's ray with triangles that bound @p region, 0 or above, in the
+   * voxels from @p cell, the point's own, to the border of the grid: where the point lies in
+   * relation to the region.
+   */
+  PointRelation ClassifyPointInVoxel(double x, double y, double z, std::size_t cell,
+                                     std::int32_t region) const;
 
   /**
    * The nearest triangle ahead that bounds @p region and lies nearer than @p distance by more than
@@ -139,6 +194,10 @@ private:
   bool RegisterTrianglesInVoxels();
   RayAxis ChooseRayAxis(int i, int j, int k) const;
   void ChooseVoxelRayDirections(int threads);
+  bool ListRows();
+  void ListRow(RayAxis axis, const int start[3]);
+  bool BoundTriangles();
+  trelVoxelRange FindVoxelsWithin(const Box& box) const;
   bool SweepRows(int j, CenterRule rule);
   bool ClassifyEmptyVoxels(CenterRule rule, int threads);
 
@@ -160,13 +219,21 @@ private:
   int Size[3] = {0, 0, 0};
   double LastIndex[3] = {0.0, 0.0, 0.0};
 
+  /** In Settled: a region beyond the byte, or a voxel that is not wholly in one and in its box. */
+  static constexpr std::uint8_t Unsettled = 255;
+  /** Size, or 0 until a region has been settled. */
+  double SettledSize[3] = {0.0, 0.0, 0.0};
+
   /** By voxel, z fastest. */
+  std::vector<std::uint8_t> Settled;
   std::vector<std::int16_t> States;
-  std::vector<std::uint8_t> Axes;
-  /** By voxel, and one more: where its list starts among the entries. */
-  std::vector<std::uint32_t> Offsets;
+  /** By voxel: where its lists are among the surface voxels, 0 if it has none. */
+  std::vector<std::uint32_t> Numbers;
+  std::vector<trelSurfaceVoxel> SurfaceVoxels;
   std::vector<std::uint32_t> Entries;
+  std::vector<std::uint32_t> RowEntries;
   std::vector<trelTracedTriangle> Triangles;
+  std::vector<trelTriangleBounds> TriangleBounds;
 };
 
 #endif
