@@ -233,7 +233,17 @@ bool PlyFileReader::find_data_start(long* start)
 bool PlyFileReader::check_counts()
 {
   if (vertex_count > file_size) return fail(VertexReadError);
-  return face_count <= file_size || fail(FaceReadError);
+  if (face_count > file_size) return fail(FaceReadError);
+  // A number has a byte at least. Those of unknown type have none; a header full of them must not
+  // keep us busy for longer than the file is.
+  constexpr std::int64_t most = 16;
+  for (const PlyElement& element : elements) {
+    const auto width = static_cast<std::int64_t>(element.properties.size());
+    if (width * element.count <= most * file_size) continue;
+    if (element.kind == PlyVertexElement) return fail(VertexReadError);
+    if (element.kind == PlyFaceElement) return fail(FaceReadError);
+  }
+  return true;
 }
 
 bool PlyFileReader::read_vert_data(float* vertices)
@@ -419,8 +429,8 @@ bool PlyFileReader::read_binary_face(std::int32_t row, std::uint32_t* face)
 bool PlyFileReader::fail_polygon(std::int32_t row, std::int64_t corners)
 {
   fail("Only triangle face is supported!\n");
-  return fail(("face no." + std::to_string(row) +
-               "\nnumber of vertices in this face : " + std::to_string(corners))
+  return fail(("face no." + std::to_string(row) + "\nnumber of vertices in this face : " +
+               std::to_string(static_cast<std::int32_t>(corners)))
                   .c_str());
 }
 

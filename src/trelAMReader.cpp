@@ -9,7 +9,7 @@ bool trelAMReader::ReadMesh()
 {
   const char* vertexError = "Error when reading vertex data!\n";
   trelTetrahedron* mesh = GetTetrahedra();
-  if (!ReadHeader() || !CheckCount(NumberOfVertices, vertexError) ||
+  if (!ReadHeader() || !CheckCount(NumberOfVertices, 6, vertexError) ||
       !mesh->SetNumberOfVertices(NumberOfVertices))
     return false;
   float* vertices = mesh->GetVertexData();
@@ -18,7 +18,8 @@ bool trelAMReader::ReadMesh()
   };
   if (!ReadSection(NumberOfVertices, false, storeVertex)) return Fail(vertexError);
 
-  if (!CheckCount(NumberOfFaces, "") || !mesh->SetNumberOfTetrahedra(NumberOfFaces)) return false;
+  if (!CheckCount(NumberOfFaces, 8, "") || !mesh->SetNumberOfTetrahedra(NumberOfFaces))
+    return false;
   std::uint32_t* corners = mesh->GetTetrahedronData();
   const auto storeTetrahedron = [&](std::int32_t i) {
     return Tokens.size() == 4 && StoreIndices(0, 4, IntegerOf, 1, corners + std::ptrdiff_t{4} * i);

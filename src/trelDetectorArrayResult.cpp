@@ -4,6 +4,7 @@
 
 #include "trelDetector.h"
 #include "trelDetectorResult.h"
+#include "trelList.h"
 #include "trelSimulationParameter.h"
 
 trelDetectorArrayResult::~trelDetectorArrayResult()
@@ -16,11 +17,11 @@ bool trelDetectorArrayResult::Initialize(trelSimulationParameter* parameter)
   if (!parameter || !parameter->GetDetectors()) return true;
   ReleaseList<trelDetectorResult>(DetectorResults, &trelDetectorResult::UnRegister);
   DetectorResults = new trelList;
-  for (int i = 0; i < parameter->GetNumberOfDetectors(); ++i) {
+  for (trelDetector* detector : parameter->GetDetectors()->GetItems<trelDetector>()) {
     auto* result = new trelDetectorResult;
     result->Register();
     DetectorResults->Append(result);
-    if (!result->Initialize(parameter, parameter->GetDetector(i))) {
+    if (!result->Initialize(parameter, detector)) {
       ErrorMacro("Initial detector result error!");
       return false;
     }

@@ -27,6 +27,9 @@ public:
   /** The record of detector @p i, from 0; null when there is none. */
   trelDetectorResult* GetDetectorResult(int i) const;
 
+  /** The records in the order of the detectors; null before Initialize(). */
+  const trelList* GetDetectorResults() const { return DetectorResults; }
+
   /** Totals and measures of all records, after the run. */
   void Finalize(trelSimulationParameter* parameter);
   /** The extreme values of all records. */

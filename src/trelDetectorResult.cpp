@@ -11,6 +11,11 @@
 static_assert(static_cast<int>(GridMeshFace) == NumberOfAxes,
               "the window takes over the axes of the fibre");
 
+trelDetectorResult::trelDetectorResult()
+{
+  std::fill(std::begin(Save), std::end(Save), true);
+}
+
 trelDetectorResult::~trelDetectorResult() = default;
 
 void trelDetectorResult::ReleasePlaneResult()
@@ -137,7 +142,6 @@ void trelDetectorResult::InitializeFiberRoi(const trelSimulationParameter& param
 bool trelDetectorResult::InitializeFiberGrids()
 {
   ReleaseFiberResult();
-  std::fill(std::begin(Save), std::end(Save), true);
   const bool isServed = FiberShape == ShapeEllipsoid || FiberShape == ShapeCylinder;
   const bool allocated = isServed && FiberGrids.Allocate(GetUses(), Save, Window);
   if (isServed && !allocated) {

@@ -43,7 +43,7 @@ class trelDetectorResult : public trelSimulationObject
   trelTypeMacro(trelDetectorResult, trelSimulationObject)
 
 public:
-  trelDetectorResult() = default;
+  trelDetectorResult();
   ~trelDetectorResult() override;
 
   /** Frees the image of a plane detector; of another detector nothing. */

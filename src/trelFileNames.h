@@ -9,7 +9,10 @@ class trelFileNames
 {
 public:
   void AddFileName(const char* name) { FileNames.emplace_back(name ? name : ""); }
+  /** Makes @p name the only one. */
+  void SetFileName(const char* name) { FileNames.assign(1, name ? name : ""); }
   int GetNumberOfFileNames() const { return static_cast<int>(FileNames.size()); }
+  int GetNumberOfFiles() const { return GetNumberOfFileNames(); }
   /** The text of entry @p i, from 0; null when out of range. */
   const char* GetFileName(int i) const
   {

@@ -22,11 +22,11 @@ void trelFluorescenceVRMC::CollectFluorophores()
   Fluorophores.clear();
   if (!Input) return;
   for (const trelLightSource* light : Input->GetLightSources()->GetItems<trelLightSource>()) {
-    if (light->GetLuminousType() != LuminousEmission || !light->GetShape()) continue;
+    const trelShapeObject* region = light->GetShape();
+    if (light->GetLuminousType() != LuminousEmission || !region || region->IsEmpty()) continue;
     for (const trelSpectrum* entry : light->GetSpectra()->GetItems<trelSpectrum>()) {
       const trelSpectrum& spectrum = *entry;
-      Fluorophores.push_back({light->GetShape(),
-                              static_cast<std::int32_t>(spectrum.GetExcitationWavelength()),
+      Fluorophores.push_back({region, static_cast<std::int32_t>(spectrum.GetExcitationWavelength()),
                               static_cast<std::int32_t>(spectrum.GetWavelength()),
                               spectrum.GetWavelengthIndex(), spectrum.GetFluorophoreAbsorption(),
                               spectrum.GetQuantumYield(), spectrum.GetLifeTime()});

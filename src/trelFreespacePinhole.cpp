@@ -5,6 +5,7 @@
 
 #include "trelDetectorArrayResult.h"
 #include "trelDetectorResult.h"
+#include "trelList.h"
 #include "trelMCTetrahedron.h"
 #include "trelMedium.h"
 #include "trelMediumResult.h"
@@ -39,13 +40,29 @@ bool trelFreespacePinhole::Execute()
   if (!Parameter->GetContinuousWave() || !Parameter->GetSaveTransmittance()) return false;
   if (!Result || !Result->GetMediumResult(0) || !Parameter->GetOuterShape()) return false;
   PixelsDone = 0;
-  for (int i = 0; i < planes; ++i) {
-    const trelDetector* detector = Parameter->GetDetector(i);
+  const auto detectors = Parameter->GetDetectors()->GetItems<trelDetector>();
+  CollectImages();
+  for (std::int32_t i = 0; i < planes; ++i) {
+    const trelDetector* detector = detectors[static_cast<std::size_t>(i)];
     if (detector->GetDetectorType() != DetectorPlane) continue;
     if (!ImageDetector(*static_cast<const trelPlaneDetector*>(detector), i)) return false;
   }
   Result->FinalizeDetectorResults(Parameter);
   return true;
+}
+
+/** Looks up the image of each detector at each spectrum, null where there is none: pixels are many.
+ */
+void trelFreespacePinhole::CollectImages()
+{
+  Images.clear();
+  for (int k = 0; k < Parameter->GetNumberOfWavelengths(); ++k) {
+    const trelDetectorArrayResult* records = Result->GetDetectorArrayResult(k);
+    Images.emplace_back();
+    if (!records || !records->GetDetectorResults()) continue;
+    for (const auto* record : records->GetDetectorResults()->GetItems<trelDetectorResult>())
+      Images.back().push_back(record->GetDetectionMatrix());
+  }
 }
 
 /**
@@ -151,11 +168,11 @@ bool trelFreespacePinhole::ImagePixel(const trelPinholeView& view, const double 
   if (!(Dot(element.Normal, view.Normal) < 0.0)) return false;
   const double factor =
       TransferFactor(element.Center, element.Normal, element.Area, pixelPoint, view.Normal);
-  for (int k = 0; k < Parameter->GetNumberOfWavelengths(); ++k) {
-    const double value = GetSurfaceValue(k, face, element);
-    const trelDetectorArrayResult* records = Result->GetDetectorArrayResult(k);
-    const trelDetectorResult* record = records ? records->GetDetectorResult(index) : nullptr;
-    if (value != 0.0 && record) (*record->GetDetectionMatrix())(row, column) = factor * value;
+  const auto detector = static_cast<std::size_t>(index);
+  for (std::size_t k = 0; k < Images.size(); ++k) {
+    const double value = GetSurfaceValue(static_cast<int>(k), face, element);
+    trelGrid* image = detector < Images[k].size() ? Images[k][detector] : nullptr;
+    if (value != 0.0 && image) (*image)(row, column) = factor * value;
   }
   return true;
 }

@@ -1,9 +1,12 @@
 #ifndef trelFreespacePinhole_h
 #define trelFreespacePinhole_h
 
+#include <vector>
+
 #include "trelFreespaceFilter.h"
 #include "trelSurfaceElement.h"
 
+class trelGrid;
 class trelPlaneDetector;
 class trelShapeObject;
 struct trelPinholeView;
@@ -65,6 +68,7 @@ public:
                          double hitPoint[3]);
 
 private:
+  void CollectImages();
   bool ImageDetector(const trelPlaneDetector& detector, int index);
   bool ImagePixels(const trelPinholeView& view, int index);
   bool ImagePixel(const trelPinholeView& view, const double pixelPoint[3], int index, int row,
@@ -72,7 +76,8 @@ private:
   bool FindSurface(const double p[3], const double d[3], double hitPoint[3], int* face) const;
   void CountPixel(std::int64_t pixels);
 
-  std::int64_t PixelsDone = 0;  ///< of this run, over all detectors
+  std::vector<std::vector<trelGrid*>> Images;  ///< by spectrum and detector, for this run
+  std::int64_t PixelsDone = 0;                 ///< of this run, over all detectors
 };
 
 #endif

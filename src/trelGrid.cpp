@@ -1,5 +1,6 @@
 #include "trelGrid.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <fstream>
 #include <limits>
@@ -32,10 +33,11 @@ static std::size_t MeasureAvailableBytes()
 {
   std::size_t available = ReadMemInfo("/proc/meminfo", "MemAvailable:");
   if (available == 0) available = std::numeric_limits<std::size_t>::max();
-  std::ifstream limit("/sys/fs/cgroup/memory.max");
-  std::size_t bytes = 0;
-  if (limit >> bytes && bytes < available) available = bytes;
-  return available;
+  std::ifstream limit("/sys/fs/cgroup/memory.max"), used("/sys/fs/cgroup/memory.current");
+  std::size_t most = 0, current = 0;
+  if (!(limit >> most)) return available;
+  used >> current;
+  return std::min(available, most - std::min(current, most));
 }
 
 static std::size_t GetAvailableBytes()

@@ -129,8 +129,7 @@ bool LocateCell(const trelGridWindow& window, const double position[3], std::siz
 
 /**
  * The cell on the surface of an ellipsoid, by deflection and azimuth about its centre. The rows are
- * stored from high deflection to low; files and the imaging of detectors depend on it. The azimuth
- * divides by sin(D) R, which is the distance from the axis only on a sphere.
+ * stored from high deflection to low; files and the imaging of detectors depend on it.
  */
 bool LocateCellDA(const trelGridWindow& window, const double position[3], std::size_t* cell);
 

@@ -203,7 +203,7 @@ static bool IsFlatAndCurved(const trelShapeObject& shape, const double axis[3], 
 
 bool trelLightSource::SampleVolume(trelLaunchContext* monteCarlo, trelPhoton* photon) const
 {
-  if (!Shape || Shape->GetShapeType() > ShapeCube) return false;
+  if (!Shape || Shape->IsEmpty() || Shape->GetShapeType() > ShapeCube) return false;
   const int dimensions = Shape->GetShapeType() < ShapeEllipsoid ? 2 : 3;
   double axis[3];
   Shape->GetHalfAxes(&axis[0], &axis[1], &axis[2]);
@@ -368,7 +368,7 @@ bool trelLightSource::SampleSurface(trelLaunchContext* monteCarlo, trelPhoton* p
 static bool EnterTetrahedralMedium(trelMedium* medium, trelPhoton* photon)
 {
   const trelMCTetrahedron* mesh = medium->GetTetrahedron();
-  if (!mesh) return false;
+  if (!mesh || mesh->IsEmpty()) return false;
   double halfAxis[3];
   mesh->GetHalfAxes(halfAxis, halfAxis + 1, halfAxis + 2);
   for (int step = 0;

@@ -47,15 +47,16 @@ bool trelLineMeshReader::ReadKeyword(const char* keyword, const char* details)
   return found || Fail(details);
 }
 
-bool trelLineMeshReader::CheckCount(std::int32_t count, const char* cut)
+bool trelLineMeshReader::CheckCount(std::int32_t count, int shortest, const char* cut)
 {
-  if (count > FileSize) return Fail(cut);
+  // The last line may lack its end.
+  if (std::int64_t{count} * shortest - 1 > FileSize) return Fail(cut);
   return count > 0;
 }
 
 bool trelLineMeshReader::ReadVertices()
 {
-  return CheckCount(NumberOfVertices, "Error when reading vertex data!\n") &&
+  return CheckCount(NumberOfVertices, 6, "Error when reading vertex data!\n") &&
          GetOutput()->SetNumberOfVertices(NumberOfVertices) &&
          ReadVertexLines(Output->GetVertexData());
 }

@@ -39,9 +39,10 @@ protected:
   bool ReadKeyword(const char* keyword, const char* details);
   /**
    * Refuses a count of records that cannot be, before memory is allocated for it: not positive, or
-   * more than the file has bytes, which fails with @p cut, as the end of the file would.
+   * more than the file has room for with @p shortest bytes each, which fails with @p cut, as the
+   * end of the file would.
    */
-  bool CheckCount(std::int32_t count, const char* cut);
+  bool CheckCount(std::int32_t count, int shortest, const char* cut);
 
   /** Sizes the vertex array for NumberOfVertices and fills it from as many lines. */
   bool ReadVertices();

@@ -75,7 +75,7 @@ static std::vector<std::uint32_t> MergePositions(const std::vector<trelTraceable
   return first;
 }
 
-/** The edges that an odd number of triangles share, by their vertices. May throw std::bad_alloc. */
+/** The edges that not just two triangles share, by their vertices. May throw std::bad_alloc. */
 static std::vector<std::pair<std::uint32_t, std::uint32_t>> FindOpenEdges(
     const std::vector<trelTraceableVertex>& vertices,
     const std::vector<trelTraceableTriangle>& triangles)
@@ -92,25 +92,26 @@ static std::vector<std::pair<std::uint32_t, std::uint32_t>> FindOpenEdges(
   std::sort(edges.begin(), edges.end());
   for (auto edge = edges.begin(); edge != edges.end();) {
     const auto next = std::upper_bound(edge, edges.end(), *edge);
-    if (std::distance(edge, next) % 2 == 1 && edge->first != edge->second) open.push_back(*edge);
+    if (std::distance(edge, next) != 2 && edge->first != edge->second) open.push_back(*edge);
     edge = next;
   }
   return open;
 }
 
-/** Warns if the surface is not closed: then the inside cannot be told from the outside reliably. */
+/** Warns if the surface is not closed or meets itself along an edge: then the inside cannot be told
+ *  from the outside reliably. */
 void trelMCTriangleMesh::WarnOfOpenEdges() const
 {
   try {
     const auto open = FindOpenEdges(Vertices, Triangles);
     if (open.empty()) return;
     const trelTraceableVertex &a = Vertices[open[0].first], &b = Vertices[open[0].second];
-    WarningMacro("the surface \"" << GetFilePath() << "\" is not closed: " << open.size()
-                                  << " edges have an odd number of triangles, for example the one "
-                                  << "from vertex " << open[0].first << " (" << a.X << ", " << a.Y
-                                  << ", " << a.Z << ") to vertex " << open[0].second << " (" << b.X
-                                  << ", " << b.Y << ", " << b.Z
-                                  << "). Points may be taken to lie on the wrong side.");
+    WarningMacro(
+        "the surface \"" << GetFilePath() << "\" is not closed: " << open.size()
+                         << " edges have one triangle or more than two, for example the one "
+                         << "from vertex " << open[0].first << " (" << a.X << ", " << a.Y << ", "
+                         << a.Z << ") to vertex " << open[0].second << " (" << b.X << ", " << b.Y
+                         << ", " << b.Z << "). Points may be taken to lie on the wrong side.");
   } catch (const std::bad_alloc&) {
     return;  // The check is a service; the mesh can be traced without it.
   }

@@ -183,11 +183,17 @@ bool trelMedium::ClaimAllCells()
 {
   const auto count = static_cast<std::int32_t>(TissueOfIndex.size());
   for (std::int32_t tissue = 0; tissue < count; ++tissue) {
-    if (tissue == OutermostTissueIndex || !GetTissueShape(tissue)) continue;
+    if (tissue == OutermostTissueIndex || !HasBody(tissue)) continue;
     if (ReportIfOutside(tissue)) return false;
     ClaimCells(tissue);
   }
   return true;
+}
+
+bool trelMedium::HasBody(std::int32_t i) const
+{
+  const trelShapeObject* shape = GetTissueShape(i);
+  return shape && !shape->IsEmpty();
 }
 
 /** Whether the box of this tissue sticks out of the medium's, after a report if it does. */
@@ -210,7 +216,7 @@ void trelMedium::RetryBuild()
 {
   const auto count = static_cast<std::int32_t>(TissueOfIndex.size());
   for (std::int32_t tissue = 0; tissue < count; ++tissue) {
-    if (tissue == OutermostTissueIndex || !GetTissueShape(tissue)) continue;
+    if (tissue == OutermostTissueIndex || !HasBody(tissue)) continue;
     if (ReportIfOutside(tissue)) return;
   }
   BuildTissueGrid();

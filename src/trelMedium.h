@@ -96,6 +96,8 @@ public:
   trelShapeObject* GetTissueShape(std::int32_t i) const { return TissueOfIndex[i]->GetShape(); }
 
 private:
+  /** Whether tissue @p i takes part in the grid: a mesh that could not be loaded does not. */
+  bool HasBody(std::int32_t i) const;
   /** The cells along one axis. The third axis of a planar medium has one cell without bounds. */
   struct GridAxis
   {

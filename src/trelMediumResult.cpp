@@ -47,6 +47,7 @@ bool trelMediumResult::Initialize(const trelSimulationParameter* parameter)
 bool trelMediumResult::InitializeRoi(const trelSimulationParameter* parameter)
 {
   CopyWindow(*parameter);
+  Window.Time = {};
   DomainCW = parameter->GetContinuousWave();
   DomainTD = parameter->GetTimeDomain();
   DomainFD = parameter->GetFrequencyDomain();

@@ -17,7 +17,7 @@ trelMesh* trelMeshReader::GetOutput()
 
 bool trelMeshReader::Execute()
 {
-  if (GetNumberOfFileNames() < 1) {
+  if (GetNumberOfFiles() < 1) {
     ErrorMacro("There's no file to read!");
     return false;
   }

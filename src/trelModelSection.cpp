@@ -362,7 +362,7 @@ KeywordOutcome trelModelSection::SetDetectorNormal(const Keyword& row)
   double normal[3];
   TakePoint(row, normal);
   const double length = std::hypot(normal[0], normal[1], normal[2]);
-  if (length == 0.0 || std::isinf(length)) return KeywordFails;
+  if (!(length > 0.0 && std::isfinite(length))) return KeywordFails;
   for (double& component : normal)
     component /= length;
   Get<trelPlaneDetector>(PlaneDetector)->SetNormal(normal[0], normal[1], normal[2]);

@@ -14,7 +14,7 @@ bool trelNeutralReader::ReadMesh()
 bool trelNeutralReader::ReadTetrahedra()
 {
   trelTetrahedron* mesh = GetTetrahedra();
-  if (!CheckCount(NumberOfFaces, NotNeutral) || !mesh->SetNumberOfTetrahedra(NumberOfFaces))
+  if (!CheckCount(NumberOfFaces, 10, NotNeutral) || !mesh->SetNumberOfTetrahedra(NumberOfFaces))
     return false;
   std::uint32_t* corners = mesh->GetTetrahedronData();
   for (std::int32_t i = 0; i < NumberOfFaces; ++i, corners += 4) {

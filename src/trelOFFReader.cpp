@@ -24,7 +24,7 @@ bool trelOFFReader::ReadHeader()
 
 bool trelOFFReader::ReadFaces()
 {
-  if (!CheckCount(NumberOfFaces, FaceError) || !Output->SetNumberOfFaces(NumberOfFaces))
+  if (!CheckCount(NumberOfFaces, 2, FaceError) || !Output->SetNumberOfFaces(NumberOfFaces))
     return false;
   std::uint32_t* face = Output->GetFaceData();
   for (std::int32_t i = 0; i < NumberOfFaces; ++i) {

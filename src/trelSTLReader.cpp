@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cmath>
 #include <cstring>
 
 #include "trelMesh.h"
@@ -66,7 +67,12 @@ bool trelSTLReader::ReadFacets()
       return false;
   }
   if (FaceIndices.empty()) return Fail(NoFacet);
-  return CornersRead == FaceIndices.size() || Fail("A facet has less than three vertices!\n");
+  if (Vertices.empty()) return Fail("There's no vertex in the file!\n");
+  if (CornersRead < FaceIndices.size()) {
+    WarningMacro("\"" << GetFileName(0) << "\" has " << FaceIndices.size() / 3 << " facets but "
+                      << CornersRead << " corners; those that lack are taken for the first one");
+  }
+  return true;
 }
 
 bool trelSTLReader::ReadCorner()
@@ -76,6 +82,8 @@ bool trelSTLReader::ReadCorner()
   for (float& coordinate : point) {
     if (!ReadWord()) return Fail("The file ends inside a vertex!\n");
     coordinate = FloatOf(Word);
+    // What is not a number equals nothing, itself neither, and would fill one place of the hash.
+    if (!std::isfinite(coordinate)) return Fail("Error when reading vertex data!\n");
   }
   const auto next = static_cast<std::uint32_t>(Vertices.size());
   const auto [known, isNew] = VertexOf.emplace(point, next);

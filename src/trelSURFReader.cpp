@@ -14,11 +14,12 @@ bool trelSURFReader::ReadMesh()
 bool trelSURFReader::ReadFaces()
 {
   const char* cut = "Error when reading face data!\n";
-  if (!CheckCount(NumberOfFaces, cut) || !Output->SetNumberOfFaces(NumberOfFaces)) return false;
+  if (!CheckCount(NumberOfFaces, 6, cut) || !Output->SetNumberOfFaces(NumberOfFaces)) return false;
   std::uint32_t* face = Output->GetFaceData();
   for (std::int32_t i = 0; i < NumberOfFaces; ++i, face += 3) {
     if (!ReadLine()) return Fail(cut);
-    if (Tokens.size() != 3 || !StoreIndices(0, 3, IntegerOf, 1, face)) return false;
+    if (Tokens.size() != 3) return false;
+    if (!StoreIndices(0, 3, IntegerOf, 1, face)) return Fail(cut);
   }
   return true;
 }

@@ -61,6 +61,8 @@ public:
 
   /** The kind of shape, a ShapeType. */
   virtual ShapeType GetShapeType() const = 0;
+  /** True for a mesh without triangles, as one that could not be loaded: it bounds nothing. */
+  virtual bool IsEmpty() const { return false; }
 
   /** Where the point (@p x, @p y, @p z) lies; a function of point and shape alone. */
   virtual PointRelation LocatePoint(double x, double y, double z) const = 0;

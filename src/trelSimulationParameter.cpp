@@ -348,7 +348,8 @@ bool trelSimulationParameter::ValidateSeparations()
 
 bool trelSimulationParameter::ValidateROI()
 {
-  // The deflection range is not tested: a reversed one gives no cells.
+  // The deflection range is not tested: a reversed one has a negative number of cells, or none, and
+  // the grids that need it then find no memory.
   for (const trelAxis axis : {AxisX, AxisY, AxisZ, AxisRadial, AxisAzimuth}) {
     if (ROI[2 * axis + 1] < ROI[2 * axis]) {
       ErrorMacro("The minimum cannot be greater than maximum in the setting of ROI along "

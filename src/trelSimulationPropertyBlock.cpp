@@ -1,5 +1,7 @@
 #include "trelSimulationPropertyBlock.h"
 
+#include <omp.h>
+
 #include <algorithm>
 #include <limits>
 #include <string>
@@ -274,5 +276,8 @@ bool trelSimulationPropertyBlock::Read()
       {"mediumshapetetratype", 2, &Block::SetShapeIsTetrahedron},
       {"threadnum", 1, &Block::SetThreads},
       {"endsimulationproperty", 1, &Block::End}};
-  return ReadSection(Text, *this, table);
+  const bool complete = ReadSection(Text, *this, table);
+  // The meshes that the model names are taken apart by as many threads as trace it.
+  omp_set_num_threads(TheParameter.GetThreadNumber());
+  return complete;
 }

@@ -95,6 +95,7 @@ bool trelSimulationResult::InitializeMediumResults(trelSimulationParameter* para
 bool trelSimulationResult::InitializeDetectorResults(trelSimulationParameter* parameter)
 {
   DeleteDetectorResults();
+  if (!parameter->GetDetectors()) return true;
   DetectorResults = new trelList;
   if (parameter->GetNumberOfDetectors() == 0) return true;
   for (int i = 0; i < parameter->GetNumberOfWavelengths(); ++i) {

@@ -41,7 +41,7 @@ bool trelTraceableMesh::ReadFile(const char* path)
   trelMeshReader* reader = MakeReader(path);
   if (!reader) return false;
   reader->Register();
-  reader->AddFileName(path);
+  reader->SetFileName(path);
   trelMesh* mesh = reader->Update() ? reader->GetOutput() : nullptr;
   if (mesh) mesh->Register();
   reader->UnRegister();

@@ -41,6 +41,7 @@ public:
   /** The path of the file; empty if none was loaded. */
   const std::string& GetFilePath() const { return FilePath; }
 
+  bool IsEmpty() const override { return Triangles.empty(); }
   /** Lets go of all arrays and of the table; the box stays. */
   virtual void ClearMesh();
 

@@ -76,6 +76,11 @@ void trelVarianceReductionMonteCarlo::CopyTissues()
       Coefficients.push_back(c);
     }
   }
+  NumberOfTissues = static_cast<std::int32_t>(TissueShapes.size());
+  // A mesh that could not be loaded has no regions, but an answer to which region a point is in.
+  if (ShapeIsTetrahedron && Tetrahedron) {
+    NumberOfTissues = std::min(NumberOfTissues, Tetrahedron->GetNumberOfRegions());
+  }
 }
 
 void trelVarianceReductionMonteCarlo::CopyFiberShapes()

@@ -174,10 +174,7 @@ protected:
   TREL_RARE bool MoveToBoundaryTetrahedral(ThreadState& state, const trelCoefficients& here);
   std::int32_t FindTissueAt(const double end[3]) const;
   /** Whether @p tissue is one; a region of a mesh may have none, and counts as outside then. */
-  bool IsTissue(std::int32_t tissue) const
-  {
-    return static_cast<std::size_t>(tissue) < TissueShapes.size() && tissue >= 0;
-  }
+  bool IsTissue(std::int32_t tissue) const { return tissue >= 0 && tissue < NumberOfTissues; }
   TREL_RARE bool MoveToBoundaryAnalytic(ThreadState& state, const trelCoefficients& here);
   void CutStep(ThreadState& state, const trelCoefficients& here, double distance);
   TREL_RARE void ResolveBoundary(ThreadState& state, const trelCoefficients& here);
@@ -214,6 +211,7 @@ protected:
   std::vector<std::vector<trelScoreTable>> FiberScoreTables;  ///< by spectrum and detector
   bool HasFiberDetectors = false;
   std::int32_t NumberOfSpectra = 0;
+  std::int32_t NumberOfTissues = 0;  ///< in a tetrahedral medium only those that have a region
   std::int32_t OutermostTissue = 0;
   bool ShapeIsTetrahedron = false;
   const trelMCTetrahedron* Tetrahedron = nullptr;

@@ -78,7 +78,8 @@ bool trelVoxelTable::LayOutVoxels(const double bounds[6])
   double extent[3];
   for (int a = 0; a < 3; ++a) {
     extent[a] = bounds[2 * a + 1] - bounds[2 * a];
-    if (!std::isfinite(extent[a]) || extent[a] < 0.0) return false;
+    if (!std::isfinite(extent[a])) return false;
+    extent[a] = std::max(extent[a], 0.0);  // turned inside out by its half-lengths, it is flat
     Origin[a] = bounds[2 * a];
   }
   double cells[3], total = 0.0;
@@ -144,6 +145,14 @@ static void VisitVoxels(const trelVoxelRange& range, Visit visit)
         visit(index);
 }
 
+double trelVoxelTable::GetReach(int axis) const
+{
+  constexpr double relative = 1e-9;
+  constexpr double rounding = 1e-15;
+  const double farthest = std::fabs(Origin[axis]) + Size[axis] * VoxelSize;
+  return VoxelSize / 2 * (1.0 + relative) + farthest * rounding;
+}
+
 /** Appends the voxels that triangle @p t overlaps. May throw std::bad_alloc. */
 void trelVoxelTable::CollectCells(std::uint32_t t, std::vector<std::uint32_t>* cells) const
 {
@@ -154,7 +163,7 @@ void trelVoxelTable::CollectCells(std::uint32_t t, std::vector<std::uint32_t>* c
     range.First[a] = IndexOf(a, ends.first);
     range.Last[a] = IndexOf(a, ends.second);
   }
-  const double half[3] = {VoxelSize / 2, VoxelSize / 2, VoxelSize / 2};
+  const double half[3] = {GetReach(0), GetReach(1), GetReach(2)};
   VisitVoxels(range, [&](const int index[3]) {
     double center[3];
     GetCenter(index, center);
@@ -245,9 +254,9 @@ struct trelVoxelRow
   void Enter(std::int32_t region, int answer)
   {
     if (region < 0) return;
+    Touched.push_back(region);  // may throw: before a mark that nobody would clear
     if (answer == AxisRayCrosses) MarksOfRegion[static_cast<std::size_t>(region)] ^= OddCrossings;
     if (answer == AxisRayStartsOn) MarksOfRegion[static_cast<std::size_t>(region)] |= OnSurface;
-    Touched.push_back(region);
   }
 
   /** The highest region that holds the point, and clears the marks. */

@@ -131,6 +131,14 @@ public:
   }
   const trelTracedTriangle& GetTriangle(std::uint32_t t) const { return Triangles[t]; }
 
+  /**
+   * Half the length, mm, along @p axis of the box that a triangle must overlap to be listed: half a
+   * voxel and a billionth of it, and what rounding makes of positions far from the origin. The
+   * overlap test takes touching for overlap within 1e-12, but of products with edges and normals
+   * that are not of unit length: of faces of several mm along the border of a voxel, rounding alone
+   * would make it miss some, and the body would be open there.
+   */
+  double GetReach(int axis) const;
   /** Corners and centre of the voxel (@p i, @p j, @p k). */
   void GetCorners(const int index[3], double min[3], double max[3]) const;
   void GetCenter(const int index[3], double center[3]) const;

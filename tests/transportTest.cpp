@@ -292,7 +292,8 @@ TEST_F(StepTest, TheRestOfACutStepIsWalkedWithTheCoefficientsBehindTheBoundary)
 {
   Photon.PositionX = -5.0;
   Photon.StepSize = 4.0;
-  ASSERT_TRUE(Filter.CrossesBoundaryAnalytic(State));
+  const double end[3] = {Photon.PositionX + Photon.StepSize, Photon.PositionY, Photon.PositionZ};
+  ASSERT_TRUE(Filter.CrossesBoundaryAnalytic(State, end));
   EXPECT_EQ(State.NextTissue, 1);
   ASSERT_TRUE(
       Filter.MoveToBoundaryAnalytic(State, Filter.CoefficientsOf(Photon.TissueIndex, Photon)));
@@ -311,7 +312,8 @@ TEST_F(StepTest, LeavingAnInnerTissueLeadsIntoTheOutermostOne)
 {
   Photon.TissueIndex = 1;
   Photon.StepSize = 30.0;  // the end lies outside of the medium
-  ASSERT_TRUE(Filter.CrossesBoundaryAnalytic(State));
+  const double end[3] = {Photon.PositionX + Photon.StepSize, Photon.PositionY, Photon.PositionZ};
+  ASSERT_TRUE(Filter.CrossesBoundaryAnalytic(State, end));
   EXPECT_EQ(State.NextTissue, 0);
   ASSERT_TRUE(
       Filter.MoveToBoundaryAnalytic(State, Filter.CoefficientsOf(Photon.TissueIndex, Photon)));
