@@ -78,9 +78,10 @@ static std::unique_ptr<trelMCTriangleMesh> Trace(const SurfacePointer& surface)
 static std::unique_ptr<trelMCTetrahedron> CubeInCube(int n, int from, int to)
 {
   CubeGrid grid({{n, n, n}});
-  std::int32_t* region = grid.Mesh.GetRegionData();
-  for (const auto& [cube, corners] : grid.Tetrahedra)
-    *region++ = std::all_of(cube.begin(), cube.end(), [&](int i) { return i >= from && i < to; });
+  const auto within = [&](int i) { return i >= from && i < to; };
+  for (int t = 0; t < 6 * n * n * n; ++t)  // the cubes stand in the order of x, y, z
+    grid.Mesh.GetRegionData()[t] =
+        within(t / 6 / n / n) && within(t / 6 / n % n) && within(t / 6 % n);
   auto traced = std::make_unique<trelMCTetrahedron>();
   EXPECT_TRUE(grid.Mesh.BuildFaces() && traced->ImportMesh(&grid.Mesh) &&
               traced->BuildVoxelTable(2));
@@ -117,16 +118,13 @@ public:
       run.First[along] = 0;
     else
       run.Last[along] = Table.GetSize(along) - 1;
-    std::vector<std::uint32_t> seen;
     int crossings = 0;
     bool on = false;
-    Visit(run, [&](const int* cell) {
-      for (const std::uint32_t t : List(cell)) {
-        if (!Table.GetTriangle(t).Bounds(region) || !IsNew(t, &seen)) continue;
-        const int answer = AxisRayTriangleTest(p[0], p[1], p[2], Table.GetTriangle(t), axis);
-        on = on || answer == AxisRayStartsOn;
-        crossings += answer == AxisRayCrosses;
-      }
+    VisitTriangles(run, region, nullptr, [&](std::uint32_t t) {
+      const int answer = AxisRayTriangleTest(p[0], p[1], p[2], Table.GetTriangle(t), axis);
+      on = on || answer == AxisRayStartsOn;
+      crossings += answer == AxisRayCrosses;
+      return true;
     });
     return on ? PointOnBoundary : crossings % 2 ? PointInside : PointOutside;
   }
@@ -147,25 +145,18 @@ public:
     boxTest = boxTest && cells > 4;
     double best = 1e99;
     int found = -1, zero = -1;
-    std::vector<std::uint32_t> seen;
-    Visit(walk, [&](const int* cell) {
-      double min[3], max[3];
-      Table.GetCorners(cell, min, max);
-      if (boxTest && !RayBoxOverlap(min, max, ray.Origin, ray.Direction)) return;
-      for (const std::uint32_t t : List(cell)) {
-        if (!IsNew(t, &seen)) continue;
-        const double d = RayTriangleDistance(ray.Origin, ray.Direction, Table.GetTriangle(t));
-        if (d < -1e-12) continue;
-        if (std::fabs(d) < 1e-12) {
-          zero = int(t);
-          if (side != RayEnters) continue;
-          found = -1;
-          return;
-        }
-        if (!(d - *distance < -1e-12 && d - best < -1e-12)) continue;
-        best = d;
-        found = int(t);
+    VisitTriangles(walk, 0, boxTest ? &ray : nullptr, [&](std::uint32_t t) {
+      const double d = RayTriangleDistance(ray.Origin, ray.Direction, Table.GetTriangle(t));
+      if (d < -1e-12) return true;
+      if (std::fabs(d) < 1e-12) {
+        zero = int(t);
+        if (side == RayEnters) found = -1;
+        return side != RayEnters;
       }
+      if (!(d - *distance < -1e-12 && d - best < -1e-12)) return true;
+      best = d;
+      found = int(t);
+      return true;
     });
     if (found >= 0 || zero >= 0) *distance = found >= 0 ? best : 0;
     return found >= 0 ? found : zero;
@@ -187,11 +178,23 @@ public:
   }
 
 private:
-  static bool IsNew(std::uint32_t t, std::vector<std::uint32_t>* seen)
+  /** Calls f for each of the region's triangles once, in the voxels that the ray overlaps if there
+   * is one. If f returns false, what is left of the voxel is passed over. */
+  template <class F>
+  void VisitTriangles(const trelVoxelRange& range, int region, const trelVoxelRay* ray, F f) const
   {
-    if (std::find(seen->begin(), seen->end(), t) != seen->end()) return false;
-    seen->push_back(t);
-    return true;
+    std::vector<std::uint32_t> seen;
+    Visit(range, [&](const int* cell) {
+      double min[3], max[3];
+      Table.GetCorners(cell, min, max);
+      if (ray && !RayBoxOverlap(min, max, ray->Origin, ray->Direction)) return;
+      for (const std::uint32_t t : List(cell)) {
+        const bool isNew = std::find(seen.begin(), seen.end(), t) == seen.end();
+        if (!isNew || !Table.GetTriangle(t).Bounds(region)) continue;
+        seen.push_back(t);
+        if (!f(t)) return;
+      }
+    });
   }
 
   const trelVoxelTable& Table;

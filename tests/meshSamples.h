@@ -140,17 +140,17 @@ struct CubeGrid
             AddCube({static_cast<int>(b) * 100 + x, y, z});
     std::vector<std::uint32_t> names(Places.size());
     std::iota(names.begin(), names.end(), 0u);
-    if (random) {
-      std::shuffle(names.begin(), names.end(), *random);
-      std::shuffle(Tetrahedra.begin(), Tetrahedra.end(), *random);
-    }
+    if (random) std::shuffle(names.begin(), names.end(), *random);
     Mesh.SetNumberOfVertices(static_cast<int>(names.size()));
     for (const auto& [place, index] : Places)
       std::copy(place.begin(), place.end(), Mesh.GetVertexData() + 6 * names[index]);
+    for (auto& tetrahedron : Tetrahedra)
+      for (std::uint32_t& corner : tetrahedron)
+        corner = names[corner];
+    if (random) std::shuffle(Tetrahedra.begin(), Tetrahedra.end(), *random);
     Mesh.SetNumberOfTetrahedra(static_cast<int>(Tetrahedra.size()));
+    std::copy_n(Tetrahedra[0].data(), 4 * Tetrahedra.size(), Mesh.GetTetrahedronData());
     Mesh.SetNumberOfRegions(2);
-    for (std::size_t i = 0; i < 4 * Tetrahedra.size(); ++i)
-      Mesh.GetTetrahedronData()[i] = names[Tetrahedra[i / 4].corners[i % 4]];
   }
 
   /** Each order of the axes is a way along the edges from the lowest to the highest corner. */
@@ -159,23 +159,17 @@ struct CubeGrid
     std::array<std::size_t, 3> axes = {0, 1, 2};
     do {
       Place place = cube;
-      Tetrahedron tetrahedron = {cube, {}};
+      Tetrahedra.emplace_back();
       for (std::size_t i = 0; i < 4; ++i) {
         const auto next = static_cast<std::uint32_t>(Places.size());
-        tetrahedron.corners[i] = Places.emplace(place, next).first->second;
+        Tetrahedra.back()[i] = Places.emplace(place, next).first->second;
         if (i < 3) ++place[axes[i]];
       }
-      Tetrahedra.push_back(tetrahedron);
     } while (std::next_permutation(axes.begin(), axes.end()));
   }
 
-  struct Tetrahedron
-  {
-    Place cube;
-    std::uint32_t corners[4];
-  };
   std::map<Place, std::uint32_t> Places;
-  std::vector<Tetrahedron> Tetrahedra;
+  std::vector<std::array<std::uint32_t, 4>> Tetrahedra;
   trelTetrahedron Mesh;
 };
 
