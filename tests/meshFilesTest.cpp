@@ -1,5 +1,3 @@
-#include "meshSamples.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -7,6 +5,7 @@
 #include <regex>
 #include <set>
 
+#include "meshSamples.h"
 #include "trelFaceUnitNormal.h"
 
 using testing::internal::CaptureStderr;
