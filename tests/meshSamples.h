@@ -4,11 +4,15 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstring>
+#include <array>
+#include <cctype>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <memory>
-#include <regex>
+#include <numeric>
+#include <random>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -21,13 +25,6 @@
 #include "trelTetrahedron.h"
 #include "trelTriangleMesh.h"
 
-/** A mesh file: its name's ending chooses the reader. */
-struct MeshSample
-{
-  const char* ending;
-  std::string bytes;
-};
-
 inline std::unique_ptr<trelMeshReader> MakeMeshReader(const std::string& ending)
 {
   if (ending == "off") return std::make_unique<trelOFFReader>();
@@ -38,28 +35,33 @@ inline std::unique_ptr<trelMeshReader> MakeMeshReader(const std::string& ending)
   return std::make_unique<trelNeutralReader>();
 }
 
+/** A mesh file. The first word of its name is its ending, which chooses the reader. */
+struct MeshSample
+{
+  std::string name, bytes;
+
+  std::string GetEnding() const { return name.substr(0, name.find(' ')); }
+  bool IsVolume() const { return GetEnding() == "am" || GetEnding() == "mesh"; }
+};
+
 /** A file of this process that is removed at the end. */
 class TemporaryFile
 {
 public:
-  TemporaryFile()
-      : Path((std::filesystem::temp_directory_path() / ("mesh " + std::to_string(getpid())))
-                 .string())
-  {
-  }
   ~TemporaryFile() { std::filesystem::remove(Path); }
 
   /** A reader for the format of @p sample that has read its bytes; @p read tells the result. */
   std::unique_ptr<trelMeshReader> Read(const MeshSample& sample, bool* read) const
   {
     std::ofstream(Path, std::ios::binary) << sample.bytes;
-    auto reader = MakeMeshReader(sample.ending);
+    auto reader = MakeMeshReader(sample.GetEnding());
     reader->AddFileName(Path.c_str());
     *read = reader->Update();
     return reader;
   }
 
-  const std::string Path;
+  const std::string Path =
+      (std::filesystem::temp_directory_path() / ("mesh " + std::to_string(getpid()))).string();
 };
 
 /** What is wrong with a mesh that was read successfully; "" if nothing. */
@@ -83,115 +85,92 @@ inline std::string MeshFault(const trelMesh& mesh)
   return "";
 }
 
-inline std::string Replaced(const std::string& text, const char* pattern, const char* by)
+/** The bytes that @p digits name, two digits each. */
+inline std::string BytesOf(const std::string& digits)
 {
-  return std::regex_replace(text, std::regex(pattern), by);
-}
-
-/** The bytes of @p value in either order. */
-template <class Number>
-std::string Bytes(Number value, bool bigEndian)
-{
-  std::string bytes(sizeof value, '\0');
-  std::memcpy(&bytes[0], &value, sizeof value);
-  if (bigEndian) std::reverse(bytes.begin(), bytes.end());
+  std::istringstream words(digits);
+  std::string bytes;
+  for (std::string word; words >> word;)
+    for (std::size_t i = 0; i < word.size(); i += 2)
+      bytes += static_cast<char>(std::stoi(word.substr(i, 2), nullptr, 16));
   return bytes;
 }
 
-static const float SampleVertices[4][3] = {{0, 0, 0}, {0, 0.5f, 0}, {1, 0, 0}, {0, 0, 2.25f}};
-static const int SampleFaces[4][3] = {{0, 1, 2}, {0, 2, 3}, {2, 1, 3}, {0, 3, 1}};
-static const char* const SampleVertexLines = "0 0 0\n0 0.5 0\n1 0 0\n0 0 2.25\n";
-
-/** One tetrahedron's surface as a binary PLY file: coordinates of type Coordinate, then a colour
- * and a list; faces of a colour and a list with lengths of type Count and indices of type Index. */
-template <class Coordinate, class Count, class Index>
-std::string BinaryPly(const std::string& header, bool bigEndian)
+/** The files in tests/meshes/@p file: each stands behind a line "=== NAME", bytes that are no text
+ * behind "0x ". The texts are in capitals and have the line ends of DOS if @p dos is true. */
+inline std::vector<MeshSample> ReadSamples(const char* file, bool dos = false)
 {
-  std::string bytes = header;
-  for (const auto& vertex : SampleVertices) {
-    for (const float x : vertex)
-      bytes += Bytes(static_cast<Coordinate>(x), bigEndian);
-    bytes += 'c' + Bytes<std::uint16_t>(2, bigEndian) + "listlist";
-  }
-  for (const auto& face : SampleFaces) {
-    bytes += 'c' + Bytes<Count>(3, bigEndian);
-    for (const int i : face)
-      bytes += Bytes(static_cast<Index>(i), bigEndian);
-  }
-  return bytes;
-}
-
-/** The surface of one tetrahedron in each format and its variants. */
-inline std::vector<MeshSample> SurfaceSamples()
-{
-  const std::string vertices = SampleVertexLines;
-  const std::string off = "OFF\n\n4 4 6\n" + vertices + "3 0 1 2\n3 0 2 3\n3 2 1 3\n3 0 3 1\n";
-  const std::string ply =
-      "ply\nformat ascii 1.0\ncomment made by hand\nelement vertex 4\nproperty float x\n"
-      "property float y\nproperty float z\nelement face 4\n"
-      "property list uchar int vertex_indices\nend_header\n" +
-      vertices + "3 0 1 2\n3 0 2 3\n3 2 1 3 left over\n3 0 3 1\n";
-  const std::string rich =
-      "PLY\r\nFORMAT ASCII 1.0\r\nelement vertex 4\r\nproperty uchar red\r\n"
-      "property list uchar float weights\r\nproperty double x\r\nproperty double y\r\n"
-      "property double z\r\nelement face 4\r\nproperty list uchar int flags\r\n"
-      "property int id\r\nproperty list int int vertex_index\r\nelement edge 1\r\n"
-      "property int a\r\nEND_HEADER\r\n"
-      "7 0 0 0 0\r\n7 2 5 5 0 .5 0\r\n7 1 9 1 0 0\r\n7 0 0 0 2.25\r\n"
-      "0 1 3 0 1 2\r\n1 9 1 3 0 2 3\r\n0 1 3 2 1 3\r\n0 1 3 0 3 1\r\n5\r\n";
-  const std::string binary =
-      "ply\nformat binary_F_endian 1.0\ncomment \nelement vertex 4\nproperty T x\n"
-      "property T y\nproperty T z\nproperty uchar red\nproperty list ushort int marks\n"
-      "element face 4\nproperty uchar green\nproperty list C I vertex_index\nEnd_Header\n";
-  const auto header = [&](const char* order, const char* type, const char* count,
-                          const char* index) {
-    std::string text = Replaced(Replaced(binary, "F", order), "T", type);
-    text = Replaced(Replaced(text, "C", count), "I", index);
-    // The mark that ends the header lies across the byte 1024.
-    return text.insert(text.find("comment ") + 8, 1019 - text.find("End_Header"), '.');
-  };
-  std::string stl = "solid a tetrahedron\n";
-  for (const auto& face : SampleFaces) {
-    stl += "facet normal 0 0 1\nouter loop\n";
-    for (const int i : face) {
-      stl += "vertex";
-      for (const float x : SampleVertices[i])
-        stl += x == 0 && &face != SampleFaces ? " -0" : " " + std::to_string(x);
-      stl += "\n";
+  std::ifstream stream(std::string(TREL_SOURCE_DIR "/tests/meshes/") + file);
+  std::vector<MeshSample> samples;
+  for (std::string line; std::getline(stream, line);) {
+    if (line.rfind("=== ", 0) == 0) {
+      samples.push_back({line.substr(4), ""});
+    } else if (line.rfind("0x ", 0) == 0) {
+      samples.back().bytes += BytesOf(line.substr(3));
+    } else if (!samples.empty()) {
+      for (char& c : line)
+        c = static_cast<char>(dos ? std::toupper(c) : c);
+      samples.back().bytes += line + (dos ? "\r\n" : "\n");
     }
-    stl += "endloop\nendfacet\n";
   }
-  std::string upper = stl;
-  for (char& c : upper)
-    c = static_cast<char>(std::toupper(c));
-  const std::string surf = "SurfaceMesh\n4\n" + vertices + "4\n1 2 3\n1 3 4\n3 2 4\n1 4 2\n";
-  return {
-      {"off", off},
-      {"off", Replaced(Replaced(off, "OFF", "off x"), "\n", "\t\r\n")},
-      {"surf", surf},
-      {"surf", Replaced(surf, "\n", " \r\n")},
-      {"stl", stl},
-      {"stl", upper},
-      {"ply", ply},
-      {"ply", rich},
-      {"ply", BinaryPly<float, std::uint8_t, std::int32_t>(
-                  header("little", "float", "uchar", "int"), false)},
-      {"ply", BinaryPly<double, std::int32_t, std::int16_t>(
-                  header("big", "float64", "int32", "int16"), true)},
-      {"ply", BinaryPly<double, float, double>(header("big", "double", "float", "double"), true)}};
+  return samples;
 }
 
-/** Two tetrahedra of two regions in each format and its variants. */
-inline std::vector<MeshSample> VolumeSamples()
+/** One mesh in each format and its variants: a tetrahedron's surface, and two tetrahedra. */
+inline std::vector<MeshSample> ReadGoodFiles()
 {
-  const std::string vertices = std::string(SampleVertexLines) + "0 0 -1.5\n";
-  const std::string am = "a mesh\n# nNodes 9\nnnodes 5\n\nnTetrahedra 2\nsomething else\n@3 x\n" +
-                         vertices + "\n@1\n1 2 3 4\n1 3 2 5\n@2\n0\n1\n";
-  const std::string mesh = "5 vertices\n" + vertices + "2\n1 1 2.0 3 4\n2 1 3 2 5\n0 triangles\n";
-  return {{"am", am},
-          {"am", Replaced(am, "\n", "\t\r\n") + "@4\nrest"},
-          {"mesh", mesh},
-          {"mesh", Replaced(mesh, "\n", "\r\n")}};
+  std::vector<MeshSample> samples = ReadSamples("good.txt");
+  for (const MeshSample& sample : ReadSamples("good.txt", true))
+    samples.push_back(sample);
+  return samples;
 }
+
+/** A volume of blocks of cubes of edge 1, six tetrahedra each; vertices and tetrahedra are in
+ * random order if there is @p random. The caller tells the regions. */
+struct CubeGrid
+{
+  using Place = std::array<int, 3>;
+
+  explicit CubeGrid(const std::vector<Place>& blocks, std::mt19937* random = nullptr)
+  {
+    for (std::size_t b = 0; b < blocks.size(); ++b)
+      for (int x = 0; x < blocks[b][0]; ++x)
+        for (int y = 0; y < blocks[b][1]; ++y)
+          for (int z = 0; z < blocks[b][2]; ++z)
+            AddCube({static_cast<int>(b) * 100 + x, y, z});
+    std::vector<std::uint32_t> names(Places.size());
+    std::iota(names.begin(), names.end(), 0u);
+    if (random) std::shuffle(names.begin(), names.end(), *random);
+    Mesh.SetNumberOfVertices(static_cast<int>(names.size()));
+    for (const auto& [place, index] : Places)
+      std::copy(place.begin(), place.end(), Mesh.GetVertexData() + 6 * names[index]);
+    for (auto& tetrahedron : Tetrahedra)
+      for (std::uint32_t& corner : tetrahedron)
+        corner = names[corner];
+    if (random) std::shuffle(Tetrahedra.begin(), Tetrahedra.end(), *random);
+    Mesh.SetNumberOfTetrahedra(static_cast<int>(Tetrahedra.size()));
+    std::copy_n(Tetrahedra[0].data(), 4 * Tetrahedra.size(), Mesh.GetTetrahedronData());
+    Mesh.SetNumberOfRegions(2);
+  }
+
+  /** Each order of the axes is a way along the edges from the lowest to the highest corner. */
+  void AddCube(const Place& cube)
+  {
+    std::array<std::size_t, 3> axes = {0, 1, 2};
+    do {
+      Place place = cube;
+      Tetrahedra.emplace_back();
+      for (std::size_t i = 0; i < 4; ++i) {
+        const auto next = static_cast<std::uint32_t>(Places.size());
+        Tetrahedra.back()[i] = Places.emplace(place, next).first->second;
+        if (i < 3) ++place[axes[i]];
+      }
+    } while (std::next_permutation(axes.begin(), axes.end()));
+  }
+
+  std::map<Place, std::uint32_t> Places;
+  std::vector<std::array<std::uint32_t, 4>> Tetrahedra;
+  trelTetrahedron Mesh;
+};
 
 #endif

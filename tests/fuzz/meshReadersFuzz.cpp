@@ -42,9 +42,7 @@ int main(int argc, char** argv)
   const long files = argc > 1 ? std::atol(argv[1]) : 100000;
   std::mt19937 random(argc > 2 ? static_cast<unsigned>(std::atol(argv[2])) : 1u);
   stderr = std::fopen("/dev/null", "w");  // the reports; the descriptor stays for the sanitizers
-  std::vector<MeshSample> samples = SurfaceSamples();
-  for (const MeshSample& sample : VolumeSamples())
-    samples.push_back(sample);
+  const std::vector<MeshSample> samples = ReadGoodFiles();
   const TemporaryFile file;
   long accepted = 0;
   for (long i = 0; i < files; ++i) {
@@ -57,7 +55,7 @@ int main(int argc, char** argv)
     const std::string fault = read ? MeshFault(*reader->GetOutput()) : "";
     if (read) ++accepted;
     if (fault.empty()) continue;
-    std::cout << "file " << i << " (" << sample.ending << "): " << fault << "\n" << sample.bytes;
+    std::cout << "file " << i << " (" << sample.name << "): " << fault << "\n" << sample.bytes;
     return EXIT_FAILURE;
   }
   std::cout << files << " files, " << accepted << " of them accepted\n";
