@@ -103,9 +103,24 @@ TEST(MeshFiles, BadFilesAreReported)
       EXPECT_EQ(ReportOf(file, bad), start + text + "\n\n") << bad.name << ":\n" << bad.bytes;
     }
   }
-  EXPECT_EQ(tests, 77);
+  EXPECT_EQ(tests, 78);
   const std::string binary = "solid" + std::string(75, ' ') + '\1' + std::string(53, '\0');
   EXPECT_EQ(ReportOf(file, {"stl", binary}), start + "Binary STL isn't supported!\n\n\n");
+}
+
+TEST(MeshFiles, StlFacetsMayLackCorners)
+{
+  const TemporaryFile file;
+  for (const MeshSample& good : ReadSamples("good.txt")) {
+    if (good.name != "stl") continue;
+    bool read = false;
+    CaptureStderr();
+    const auto reader = file.Read({"stl", "solid facet\n" + good.bytes}, &read);
+    EXPECT_THAT(GetCapturedStderr(), testing::HasSubstr("has 5 facets but 12 corners"));
+    ASSERT_TRUE(read);
+    const std::uint32_t* last = reader->GetOutput()->GetFaceData() + 12;
+    EXPECT_TRUE(std::all_of(last, last + 3, [](std::uint32_t corner) { return corner == 0; }));
+  }
 }
 
 TEST(MeshFiles, FilesThatCannotBeOpened)

@@ -74,10 +74,13 @@ static std::unique_ptr<trelMCTriangleMesh> Trace(const SurfacePointer& surface)
   return traced;
 }
 
-/** The cube [0, n]^3; [from, to)^3 is region 1, the rest region 0. */
-static std::unique_ptr<trelMCTetrahedron> CubeInCube(int n, int from, int to)
+/** The cube [0, n]^3; [from, to)^3 is region 1, the rest region 0. The unit of length is
+ * @p edge. */
+static std::unique_ptr<trelMCTetrahedron> CubeInCube(int n, int from, int to, float edge = 1)
 {
   CubeGrid grid({{n, n, n}});
+  for (int i = 0; i < 6 * grid.Mesh.GetNumberOfVertices(); ++i)
+    grid.Mesh.GetVertexData()[i] *= edge;
   const auto within = [&](int i) { return i >= from && i < to; };
   for (int t = 0; t < 6 * n * n * n; ++t)  // the cubes stand in the order of x, y, z
     grid.Mesh.GetRegionData()[t] =
@@ -129,7 +132,24 @@ public:
     return on ? PointOnBoundary : crossings % 2 ? PointInside : PointOutside;
   }
 
-  int FindNearest(const trelVoxelRay& ray, int side, double* distance) const
+  /** The voxels between the ends of what bounds @p region; all for -1. */
+  trelVoxelRange RangeOf(int region, std::uint32_t triangles) const
+  {
+    trelVoxelRange range = Table.GetWholeRange();
+    if (region < 0) return range;
+    std::swap(range.First, range.Last);
+    for (std::uint32_t t = 0; t < triangles; ++t) {
+      for (int k = 0; Table.GetTriangle(t).Bounds(region) && k < 9; ++k) {
+        const int a = k % 3, i = Table.IndexOf(a, Table.GetTriangle(t).Corners[k / 3][a]);
+        range.First[a] = std::min(range.First[a], i);
+        range.Last[a] = std::max(range.Last[a], i);
+      }
+    }
+    return range;
+  }
+
+  int FindNearest(const trelVoxelRay& ray, int region, const trelVoxelRange& range, int side,
+                  double* distance) const
   {
     trelVoxelRange walk;
     int cells = 1;
@@ -137,15 +157,15 @@ public:
     for (int a = 0; a < 3; ++a) {
       const int p = Table.IndexOf(a, ray.Origin[a]);
       const int q = Table.IndexOf(a, PointAt(ray, *distance)[a]);
-      walk.First[a] = std::min(p, q);
-      walk.Last[a] = std::max(p, q);
+      walk.First[a] = std::clamp(std::min(p, q), range.First[a], range.Last[a]);
+      walk.Last[a] = std::clamp(std::max(p, q), range.First[a], range.Last[a]);
       cells *= walk.Last[a] - walk.First[a] + 1;
       boxTest = boxTest && std::fabs(ray.Direction[a]) >= 1e-12;
     }
     boxTest = boxTest && cells > 4;
     double best = 1e99;
     int found = -1, zero = -1;
-    VisitTriangles(walk, 0, boxTest ? &ray : nullptr, [&](std::uint32_t t) {
+    VisitTriangles(walk, region, boxTest ? &ray : nullptr, [&](std::uint32_t t) {
       const double d = RayTriangleDistance(ray.Origin, ray.Direction, Table.GetTriangle(t));
       if (d < -1e-12) return true;
       if (std::fabs(d) < 1e-12) {
@@ -313,6 +333,7 @@ static bool IsOnBoxEdge(const trelTraceableMesh& mesh, const Point& p)
 static void CheckQueries(const trelMCTriangleMesh& mesh, int rays, int bruteEvery)
 {
   const PlainLookUp plain(mesh);
+  const trelVoxelRange whole = mesh.GetVoxelTable().GetWholeRange();
   Queries next(mesh, 1);
   int hits = 0, zeros = 0, relations[3] = {};
   for (int n = 0; n < rays; ++n) {
@@ -325,7 +346,7 @@ static void CheckQueries(const trelMCTriangleMesh& mesh, int rays, int bruteEver
     double fast = limit, slow = limit;
     const int got = mesh.FindNearestTriangle(p[0], p[1], p[2], d[0], d[1], d[2], &fast, raySide);
     ASSERT_EQ(relation, plain.Locate(PointAt(ray, 0)));
-    ASSERT_EQ(got, plain.FindNearest(ray, raySide, &slow));
+    ASSERT_EQ(got, plain.FindNearest(ray, 0, whole, raySide, &slow));
     ASSERT_EQ(fast, slow);
     ++relations[relation];
     hits += got >= 0;
@@ -350,6 +371,32 @@ TEST(VoxelTable, AnswersLikeThePlainForm)
   CheckQueries(*Trace(Sphere(0.5, 5)), 100000, 100);
   CheckQueries(*Trace(Box(0.7, 0.42, 0.9)), 100000, 10);
   CheckQueries(*Trace(Sphere(10, 41)), 200, 1);
+}
+
+/** The same of a tetrahedral mesh, for what lies around it, and for each of its regions. */
+TEST(MCTetrahedron, AnswersLikeThePlainForm)
+{
+  const auto mesh = CubeInCube(3, 1, 2, 0.21f);
+  const PlainLookUp plain(*mesh);
+  Queries next(*mesh, 5);
+  trelVoxelRange ranges[3];
+  for (const int region : {-1, 0, 1})
+    ranges[region + 1] = plain.RangeOf(region, mesh->GetNumberOfTriangles());
+  int hits = 0;
+  for (int n = 0; n < 120000; ++n) {
+    SCOPED_TRACE(n);
+    const trelVoxelRay ray = next.Ray();
+    const double *o = ray.Origin, *d = ray.Direction;
+    const int region = n % 3 - 1;
+    const double limit = n % 4 ? 1000 : next.Uniform(0, 0.3);
+    double fast = limit, slow = limit;
+    const int got =
+        mesh->FindNearestBoundaryFace(o[0], o[1], o[2], d[0], d[1], d[2], region, &fast);
+    ASSERT_EQ(got, plain.FindNearest(ray, region, ranges[region + 1], RayLeaves, &slow));
+    ASSERT_EQ(fast, slow);
+    hits += got >= 0;
+  }
+  EXPECT_GT(hits, 30000);
 }
 
 /** The voxels' lists, directions and states against their definitions. */
@@ -404,7 +451,7 @@ TEST(VoxelTable, ChoosesTheVoxelSize)
     double size;  ///< 0: any of the series; -1: no table
   } cases[] = {{1, 1, 1, 0.084},      {10, 10, 10, 0.084},   {12, 10, 10, 0.0882},
                {1000, 1000, 1000, 0}, {1e30, 1e30, 1e30, 0}, {1e30, 1, 1e-3, 0},
-               {1, infinite_, 1, -1}, {1, nan_, 1, -1},      {1, -1, 1, -1}};
+               {1, infinite_, 1, -1}, {1, nan_, 1, -1},      {1, -1, 1, 0}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.y);
     trelVoxelTable table;
@@ -473,7 +520,7 @@ TEST(MCTriangleMesh, TakesOrRefusesWhatItIsGiven)
     PointRelation relation;
     const char* warning = "";
   } cases[] = {{box.get(), 0.3, PointInside},
-               {flat.get(), 0, PointOutside},
+               {flat.get(), 0, PointOutside, "is not closed: 5 edges"},
                {open.get(), 0.3, PointInside, "is not closed: 3 edges"},
                {wrong.get(), 0.3, PointUndetermined},
                {infinite.get(), 0.3, PointUndetermined},
@@ -489,6 +536,95 @@ TEST(MCTriangleMesh, TakesOrRefusesWhatItIsGiven)
     EXPECT_NE(said.find(c.warning), std::string::npos) << said;
     EXPECT_EQ(mesh.LocatePoint(0.5, 0.4, c.z), c.relation);
   }
+}
+
+/** Large faces that lie along the borders of voxels, at any rounding. */
+TEST(MCTriangleMesh, BoxesAreClosedWhereverTheyStand)
+{
+  std::mt19937 random(7);
+  const auto uniform = [&](double a, double b) {
+    return std::uniform_real_distribution<>(a, b)(random);
+  };
+  for (int n = 0; n < 12; ++n) {
+    SCOPED_TRACE(n);
+    Point center, half;
+    for (int a = 0; a < 3; ++a) {
+      center[a] = static_cast<float>(uniform(-60, 60) * (n % 4 ? 1 : 20));
+      half[a] = static_cast<float>(uniform(2, 60));
+    }
+    const auto mesh = Trace(MovedCube(1, [&](const Point& p) {
+      return Point{center[0] + p[0] * half[0], center[1] + p[1] * half[1],
+                   center[2] + p[2] * half[2]};
+    }));
+    double box[6];
+    mesh->GetBoundingBox(box);
+    for (int k = 0; k < 2000; ++k) {
+      Point p;
+      bool inside = true;
+      for (int a = 0; a < 3; ++a) {
+        p[a] = center[a] + uniform(-1.01, 1.01) * half[a];
+        inside = inside && p[a] > box[2 * a] && p[a] < box[2 * a + 1];
+      }
+      ASSERT_EQ(mesh->LocatePoint(p[0], p[1], p[2]), inside ? PointInside : PointOutside);
+    }
+  }
+}
+
+/** 0 or 2 as the definition has it: the half-line over the point crosses an odd number of edges,
+ * and what comes too close to an edge or a corner is moved, now in one direction, now in the other.
+ */
+static int PlainCrossing(double a, double b, const trelTracedTriangle& t, int u, int w, int toggle)
+{
+  constexpr double tolerance = 1e-12;
+  const auto sideOf = [](double x) {
+    return std::fabs(x) < tolerance ? 0 : x > tolerance ? 1 : x < -tolerance ? 2 : 3;
+  };
+  for (int move = 0; move <= 1000; ++move) {
+    int crossings = 0, beyond[4] = {};
+    bool tooClose = false;
+    for (int e = 0; e < 3; ++e) {
+      const double *p = t.Corners[e], *q = t.Corners[(e + 1) % 3];
+      beyond[0] += a<p[u], beyond[1] += a> p[u], beyond[2] += b<p[w], beyond[3] += b> p[w];
+      const double ua = p[u] - a, wa = p[w] - b, ub = q[u] - a, wb = q[w] - b;
+      if (sideOf(ua) == 0 || sideOf(ub) == 0) tooClose = true;
+      if (sideOf(ua) + sideOf(ub) != 3 || sideOf(ua) % 3 == 0) continue;
+      const double height = wa - ua / (ub - ua) * (wb - wa);
+      const bool above = sideOf(wa) == 1 && sideOf(wb) == 1;
+      const bool below = sideOf(wa) == 2 && sideOf(wb) == 2;
+      if (!above && !below && sideOf(height) == 0) tooClose = true;
+      crossings += above || (!below && sideOf(height) == 1);
+    }
+    if (*std::max_element(beyond, beyond + 4) == 3) return 2;
+    if (!tooClose) return crossings % 2 ? 0 : 2;
+    (toggle == 1 ? b : a) += 2 * tolerance;
+    toggle = 1 - toggle;
+  }
+  return 2;
+}
+
+TEST(MeshPredicates, CrossingsAgreeWithThePlainForm)
+{
+  std::mt19937 random(3);
+  const auto uniform = [&] { return std::uniform_real_distribution<>(-1, 1)(random); };
+  int counts[3] = {};
+  for (int n = 0; n < 300000; ++n) {
+    trelTracedTriangle triangle = {};
+    for (auto& corner : triangle.Corners)
+      for (double& coordinate : corner)
+        coordinate = n % 2 ? uniform() : std::round(2 * uniform()) / 2;
+    // On a corner, an edge or its line, and the same by a little; or anywhere.
+    const double along = n % 7 ? uniform() : 0, little = n % 5 ? 0 : (n % 11 - 5) * 0.5e-12;
+    const auto &p = triangle.Corners[n % 3], &q = triangle.Corners[(n + 1) % 3];
+    const int axis = n % 6, u = axis >= RayAxisXMax ? 1 : 0, w = axis >= RayAxisYMax ? 2 : 1;
+    const bool anywhere = n % 4 == 0;
+    const double a = anywhere ? uniform() : p[u] + along * (q[u] - p[u]) + little;
+    const double b = anywhere ? uniform() : p[w] + along * (q[w] - p[w]) - little;
+    const int expected = PlainCrossing(a, b, triangle, u, w, n % 2);
+    ASSERT_EQ(ProjectedCrossingTest(a, b, triangle, axis, n % 2), expected) << n;
+    ++counts[expected];
+  }
+  EXPECT_GT(counts[0], 30000);
+  EXPECT_GT(counts[2], 30000);
 }
 
 TEST(MeshPredicates, GiveUpTheNudgeAtLargeCoordinates)
