@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "trelAxisRay.h"
 #include "trelGeometryTolerance.h"
 
 static void Subtract(const double a[3], const double b[3], double difference[3])
@@ -131,13 +132,6 @@ int PointInTriangle(double x, double y, double z, const trelTracedTriangle& tria
   return 0;
 }
 
-/** The two coordinates that are left when the one of the ray is dropped, ascending. */
-static void PlaneOfAxis(int axis, int* u, int* w)
-{
-  *u = axis >= RayAxisXMax ? 1 : 0;
-  *w = axis >= RayAxisYMax ? 2 : 1;
-}
-
 /** 0 near zero, 1 above, 2 below; 3 at exactly the tolerance and for what is not a number. */
 static int SignClass(double value)
 {
@@ -169,42 +163,11 @@ static EdgeCrossing CrossEdge(double ua, double wa, double ub, double wb)
   return w > GeometryTolerance ? EdgeCrossed : EdgeMissed;
 }
 
-/**
- * What ProjectedCrossingTest() answers where no corner is level with the point and no edge close to
- * it, so that no move is in question; -1 otherwise. The same differences and quotients, each once.
- */
-static int CrossAtFirstSight(double a, double b, const trelTracedTriangle& triangle, int u, int w)
-{
-  const auto& corners = triangle.Corners;
-  const double du[3] = {corners[0][u] - a, corners[1][u] - a, corners[2][u] - a};
-  const double dw[3] = {corners[0][w] - b, corners[1][w] - b, corners[2][w] - b};
-  int sides = 0;
-  for (int v = 0; v < 3; ++v) {
-    if (!(std::fabs(du[v]) > GeometryTolerance && std::fabs(dw[v]) > GeometryTolerance)) return -1;
-    sides |= (du[v] > 0.0 ? 1 : 0) << v;
-  }
-  if (sides == 0 || sides == 7) return 2;
-  bool odd = false;
-  for (int start = 0; start < 3; ++start) {
-    const int end = (start + 1) % 3;
-    if (((sides >> start) & 1) == ((sides >> end) & 1)) continue;
-    if (dw[start] > 0.0 && dw[end] > 0.0) {
-      odd = !odd;
-    } else if (dw[start] > 0.0 || dw[end] > 0.0) {
-      const double height = dw[start] - du[start] / (du[end] - du[start]) * (dw[end] - dw[start]);
-      if (!(std::fabs(height) > GeometryTolerance)) return -1;
-      if (height > 0.0) odd = !odd;
-    }
-  }
-  return odd ? 0 : 2;
-}
-
 int ProjectedCrossingTest(double a, double b, const trelTracedTriangle& triangle, int axis,
                           int toggle)
 {
   constexpr int maximumMoves = 1000;
-  int u = 0, w = 0;
-  PlaneOfAxis(axis, &u, &w);
+  const int u = FirstAcross(axis), w = SecondAcross(axis);
   const int answer = CrossAtFirstSight(a, b, triangle, u, w);
   if (answer >= 0) return answer;
   for (int move = 0; move <= maximumMoves; ++move) {
@@ -227,28 +190,23 @@ int ProjectedCrossingTest(double a, double b, const trelTracedTriangle& triangle
 
 int AxisRayTriangleTest(double x, double y, double z, const trelTracedTriangle& triangle, int axis)
 {
-  if (axis < RayAxisZMax || axis > RayAxisXMin) return AxisRayUnknown;
   const double point[3] = {x, y, z};
-  const int along = 2 - axis / 2;
-  const bool towardsMin = axis % 2 == 1;
-  const auto& corners = triangle.Corners;
-  const double p = point[along];
-  const double a = corners[0][along], b = corners[1][along], c = corners[2][along];
-  if (towardsMin ? p < a && p < b && p < c : p > a && p > b && p > c) return AxisRayMisses;
-
-  const double* normal = triangle.Normal;
-  if (normal[along] == 0.0) {
-    return PointInTriangle(x, y, z, triangle) == 0 ? AxisRayStartsOn : AxisRayMisses;
+  switch (axis) {
+    case RayAxisZMax:
+      return TestAxisRay<RayAxisZMax>(point, triangle);
+    case RayAxisZMin:
+      return TestAxisRay<RayAxisZMin>(point, triangle);
+    case RayAxisYMax:
+      return TestAxisRay<RayAxisYMax>(point, triangle);
+    case RayAxisYMin:
+      return TestAxisRay<RayAxisYMin>(point, triangle);
+    case RayAxisXMax:
+      return TestAxisRay<RayAxisXMax>(point, triangle);
+    case RayAxisXMin:
+      return TestAxisRay<RayAxisXMin>(point, triangle);
+    default:
+      return AxisRayUnknown;
   }
-  int u = 0, w = 0;
-  PlaneOfAxis(axis, &u, &w);
-  if (ProjectedCrossingTest(point[u], point[w], triangle, axis, 1) != 0) return AxisRayMisses;
-  const double crossing = corners[0][along] - ((point[u] - corners[0][u]) * normal[u] +
-                                               (point[w] - corners[0][w]) * normal[w]) /
-                                                  normal[along];
-  const double t = towardsMin ? p - crossing : crossing - p;
-  if (t > GeometryTolerance) return AxisRayCrosses;
-  return std::fabs(t) < GeometryTolerance ? AxisRayStartsOn : AxisRayMisses;
 }
 
 double RayTriangleDistance(const double origin[3], const double direction[3],

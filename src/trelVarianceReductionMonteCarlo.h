@@ -3,6 +3,7 @@
 
 #include <vector>
 
+#include "trelInlining.h"
 #include "trelLaunchContext.h"
 #include "trelModelTypes.h"
 #include "trelMonteCarlo.h"
@@ -15,27 +16,6 @@ class trelMedium;
 class trelPhoton;
 class trelSpectrum;
 struct ThreadState;
-
-/** Marks what few steps do, so that the others do not pay for its registers, and the step into
- * which all the rest is to be inlined. */
-#if defined(__GNUC__)
-#define TREL_RARE __attribute__((noinline))
-#define TREL_FLAT __attribute__((flatten))
-#else
-#define TREL_RARE
-#define TREL_FLAT
-#endif
-
-/** Marks the loop over steps, of which there are two forms: one that every x86-64 processor runs,
- * and one with the three-operand instructions of the newer, which moves fewer registers about. The
- * program takes the one that fits when it starts. Both round alike, since products and sums are
- * never fused. */
-#if defined(__GNUC__) && !defined(__clang__) && defined(__x86_64__) && defined(__OPTIMIZE__) && \
-    !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-#define TREL_CLONED __attribute__((target_clones("avx2", "default")))
-#else
-#define TREL_CLONED
-#endif
 
 /** Optical coefficients of one tissue at one spectrum, as the packet loop reads them. */
 struct trelCoefficients

@@ -5,6 +5,8 @@
 #include <limits>
 #include <new>
 
+#include "trelAxisRay.h"
+
 /**
  * The triangles that a question has come upon. Each thread has one, with a mark for each triangle:
  * the number of the question that came upon it last. It grows to the largest mesh that the thread
@@ -299,8 +301,7 @@ try {
       GetCenter(index, center);
       for (const std::uint32_t t : row.Triangles) {
         const trelTracedTriangle& triangle = Triangles[t];
-        const int answer =
-            AxisRayTriangleTest(center[0], center[1], center[2], triangle, RayAxisXMin);
+        const int answer = TestAxisRay<RayAxisXMin>(center, triangle);
         if (answer == AxisRayMisses) continue;
         row.Enter(triangle.Regions[0], answer);
         // A triangle with the same region on both sides bounds it once.
@@ -339,9 +340,9 @@ try {
     SurfaceVoxels.push_back({0, 0, 0, 0, RayAxisXMin});
   }
   for (int axis = RayAxisZMax; axis <= RayAxisXMin; ++axis) {
-    const int along = 2 - axis / 2;
+    const int along = AxisAlong(axis);
     trelVoxelRange border = GetWholeRange();
-    border.First[along] = border.Last[along] = axis % 2 == 1 ? 0 : Size[along] - 1;
+    border.First[along] = border.Last[along] = IsTowardsMin(axis) ? 0 : Size[along] - 1;
     VisitVoxels(border, [&](const int index[3]) { ListRow(static_cast<RayAxis>(axis), index); });
     if (RowEntries.size() > maximumEntries) return false;
   }
@@ -355,8 +356,8 @@ try {
  * rays run along @p axis. May throw std::bad_alloc. */
 void trelVoxelTable::ListRow(RayAxis axis, const int start[3])
 {
-  const int along = 2 - axis / 2;
-  const int inwards = axis % 2 == 1 ? 1 : -1;
+  const int along = AxisAlong(axis);
+  const int inwards = IsTowardsMin(axis) ? 1 : -1;
   const auto first = static_cast<std::uint32_t>(RowEntries.size());
   trelSeenTriangles* seen = trelSeenTriangles::Begin(Triangles.size());
   if (!seen) throw std::bad_alloc();
@@ -439,29 +440,50 @@ try {
   return;  // The table answers without it, if slower.
 }
 
-PointRelation trelVoxelTable::ClassifyPointInVoxel(double x, double y, double z, std::size_t cell,
-                                                   std::int32_t region) const
+template <int axis>
+PointRelation trelVoxelTable::CountCrossings(const trelSurfaceVoxel& voxel, const double point[3],
+                                             std::int32_t region) const
 {
-  const trelSurfaceVoxel& voxel = GetSurfaceVoxel(cell);
-  const int along = 2 - voxel.Axis / 2;
-  const bool towardsMin = voxel.Axis % 2 == 1;
+  constexpr int along = AxisAlong(axis), u = FirstAcross(axis), w = SecondAcross(axis);
   // Rounding keeps the order: a float beyond a bound was a double beyond it.
-  const float point[3] = {static_cast<float>(x), static_cast<float>(y), static_cast<float>(z)};
-  const int u = along == 0 ? 1 : 0, w = along == 2 ? 1 : 2;
+  const auto atU = static_cast<float>(point[u]), atW = static_cast<float>(point[w]);
+  const auto start = static_cast<float>(point[along]);
   bool odd = false;
   for (std::uint32_t entry = voxel.RowFirst; entry < voxel.RowLast; ++entry) {
     const std::uint32_t t = RowEntries[entry];
     const trelTriangleBounds& bounds = TriangleBounds[t];
     if (!bounds.Bounds(region)) continue;
     // A triangle that the ray passes by, or has behind it, is neither crossed nor started on.
-    if (point[u] < bounds.Low[u] || point[u] > bounds.High[u]) continue;
-    if (point[w] < bounds.Low[w] || point[w] > bounds.High[w]) continue;
-    if (towardsMin ? point[along] < bounds.Low[along] : point[along] > bounds.High[along]) continue;
-    const int answer = AxisRayTriangleTest(x, y, z, Triangles[t], voxel.Axis);
+    if (atU < bounds.Low[u] || atU > bounds.High[u]) continue;
+    if (atW < bounds.Low[w] || atW > bounds.High[w]) continue;
+    if (IsTowardsMin(axis) ? start < bounds.Low[along] : start > bounds.High[along]) continue;
+    const int answer = TestAxisRay<axis>(point, Triangles[t]);
     if (answer == AxisRayStartsOn) return PointOnBoundary;
     if (answer == AxisRayCrosses) odd = !odd;
   }
   return odd ? PointInside : PointOutside;
+}
+
+PointRelation trelVoxelTable::ClassifyPointInVoxel(double x, double y, double z, std::size_t cell,
+                                                   std::int32_t region) const
+{
+  const trelSurfaceVoxel& voxel = GetSurfaceVoxel(cell);
+  const double point[3] = {x, y, z};
+  switch (voxel.Axis) {
+    case RayAxisZMax:
+      return CountCrossings<RayAxisZMax>(voxel, point, region);
+    case RayAxisZMin:
+      return CountCrossings<RayAxisZMin>(voxel, point, region);
+    case RayAxisYMax:
+      return CountCrossings<RayAxisYMax>(voxel, point, region);
+    case RayAxisYMin:
+      return CountCrossings<RayAxisYMin>(voxel, point, region);
+    case RayAxisXMax:
+      return CountCrossings<RayAxisXMax>(voxel, point, region);
+    case RayAxisXMin:
+      break;
+  }
+  return CountCrossings<RayAxisXMin>(voxel, point, region);
 }
 
 /** A walk in progress: what is looked for, and what has been found. */

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "trelInlining.h"
 #include "trelMeshPredicates.h"
 #include "trelShapeObject.h"
 
@@ -172,8 +173,8 @@ public:
    * voxels from @p cell, the point's own, to the border of the grid: where the point lies in
    * relation to the region.
    */
-  PointRelation ClassifyPointInVoxel(double x, double y, double z, std::size_t cell,
-                                     std::int32_t region) const;
+  TREL_RARE PointRelation ClassifyPointInVoxel(double x, double y, double z, std::size_t cell,
+                                               std::int32_t region) const;
 
   /**
    * The nearest triangle ahead that bounds @p region and lies nearer than @p distance by more than
@@ -202,6 +203,9 @@ private:
   bool RegisterTrianglesInVoxels();
   RayAxis ChooseRayAxis(int i, int j, int k) const;
   void ChooseVoxelRayDirections(int threads);
+  template <int axis>
+  PointRelation CountCrossings(const trelSurfaceVoxel& voxel, const double point[3],
+                               std::int32_t region) const;
   bool ListRows();
   void ListRow(RayAxis axis, const int start[3]);
   bool BoundTriangles();
