@@ -1,10 +1,10 @@
 #include <functional>
-#include <sstream>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "testModel.h"
+#include "testTools.h"
 #include "trelDetectorArrayResult.h"
 #include "trelDetectorResult.h"
 #include "trelFiberDetector.h"
@@ -19,17 +19,10 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Pointwise;
 
-static std::string ReportsOf(const std::function<void()>& action)
-{
-  testing::internal::CaptureStderr();
-  action();
-  return testing::internal::GetCapturedStderr();
-}
-
-static void ExpectNear(const double (&got)[3], std::initializer_list<double> expected)
+static void ExpectNear(const double (&got)[3], const double (&expected)[3])
 {
   // The normals have the digits of 32-bit floats.
-  EXPECT_THAT(got, Pointwise(DoubleNear(1e-6), std::vector<double>(expected)));
+  EXPECT_THAT(got, Pointwise(DoubleNear(1e-6), expected));
 }
 
 // The geometry of one pixel
@@ -68,82 +61,50 @@ TEST(Pinhole, FindsTheBoxOnItsWay)
   }
 }
 
-/** Half-lengths 2, 1, 3 about 0; cells of 1, 0.5 and 2 mm and 90 degrees. */
-static trelGridWindow MakeWindow()
+// One cell of the surface
+
+/** Cells as the table of surface elements has them. */
+static trelGridWindow MakeWindow(const double (&halfAxes)[3])
 {
   trelGridWindow window;
-  const double ends[6][2] = {{-2, 2}, {-1, 1}, {-3, 3}, {0, 2}, {0, 360}, {0, 180}};
-  const double separations[6] = {1, 0.5, 2, 0.5, 90, 90};
-  for (int axis = 0; axis < 6; ++axis) {
-    window.Bins[axis] = {
-        ends[axis][0], ends[axis][1], separations[axis],
-        static_cast<std::int32_t>((ends[axis][1] - ends[axis][0]) / separations[axis])};
-  }
-  const double halfAxes[3] = {2, 1, 3};
+  window.Bins[GridX] = {-2, 2, 1, 4};
+  window.Bins[GridY] = {-1, 1, 0.5, 4};
+  window.Bins[GridZ] = {-3, 3, 2, 3};
+  window.Bins[GridR] = {0, 2, 0.5, 4};
+  window.Bins[GridA] = {0, 360, 90, 4};
+  window.Bins[GridD] = {0, 180, 90, 2};
   std::copy_n(halfAxes, 3, window.HalfAxis);
   return window;
 }
 
-TEST(SurfaceElement, OfAnEllipsoidLiesAtTheMiddleOfItsAngles)
+static std::istream& operator>>(std::istream& row, double (&vector)[3])
 {
-  trelGridWindow window = MakeWindow();
-  window.HalfAxis[0] = 1;
-  window.HalfAxis[1] = 2;
-  SurfaceElement element;
-  const double hit[3] = {0.5, 0.2, 2.5};
-  ASSERT_TRUE(MakeEllipsoidElement(window, hit, &element));
-  EXPECT_THAT(element.Index, ElementsAre(0, 0));
-  ExpectNear(element.Center, {0.5, 1.0, 3 * std::sqrt(0.5)});
-  ExpectNear(element.Normal, {0.8241634, 0.4120817, 0.3885143});
-  EXPECT_NEAR(element.Area, 10.032117, 2e-6);
-  window.Bins[GridA].Minimum = 45;
-  EXPECT_FALSE(MakeEllipsoidElement(window, hit, &element)) << "outside of the window";
+  return row >> vector[0] >> vector[1] >> vector[2];
 }
 
-TEST(SurfaceElement, OfACylinderIsOfItsSideOrItsEnds)
+TEST(SurfaceElement, IsTheCellOfThePoint)
 {
-  const trelGridWindow window = MakeWindow();
-  const double side[3] = {-0.1, 0.99, 2.9}, end[3] = {-0.1, 0.6, 3};
-  SurfaceElement element;
-  MakeCylinderElement(window, CoordinateCartesian, side, 2, &element);
-  EXPECT_THAT(element.Index, ElementsAre(1, 2));
-  ExpectNear(element.Center, {-1.4142136, 0.7071068, 2});
-  ExpectNear(element.Normal, {-0.4472136, 0.8944272, 0});
-  EXPECT_NEAR(element.Area, 6.2831853, 1e-6);
-  MakeCylinderElement(window, CoordinateCylindrical, end, 0, &element);
-  EXPECT_THAT(element.Index, ElementsAre(1, 1));
-  ExpectNear(element.Center, {-0.75 * std::sqrt(0.5), 0.75 * std::sqrt(0.5), 3});
-  ExpectNear(element.Normal, {0, 0, 1});
-  EXPECT_NEAR(element.Area, 0.1963495, 1e-7);
-  MakeCylinderElement(window, CoordinateCartesian, end, 1, &element);
-  EXPECT_THAT(element.Index, ElementsAre(1, 3));
-  ExpectNear(element.Center, {-0.5, 0.75, 3});
-  ExpectNear(element.Normal, {0, 0, -1});
-  EXPECT_DOUBLE_EQ(element.Area, 0.5);
-}
-
-TEST(SurfaceElement, OfACubeLiesInItsFace)
-{
-  const trelGridWindow window = MakeWindow();
-  const double hit[3] = {0.2, 0.7, -2.9};
-  const struct
-  {
-    std::initializer_list<double> Center, Normal;
-    double Area;
-  } faces[] = {{{0.2, 0.75, -2}, {1, 0, 0}, 1},     {{0.2, 0.75, -2}, {-1, 0, 0}, 1},
-               {{0.5, 0.7, -2}, {0, -1, 0}, 2},     {{0.5, 0.7, -2}, {0, 1, 0}, 2},
-               {{0.5, 0.75, -2.9}, {0, 0, 1}, 0.5}, {{0.5, 0.75, -2.9}, {0, 0, -1}, 0.5}};
-  SurfaceElement element;
-  for (int face = 0; face < 6; ++face) {
-    MakeCubeElement(window, hit, face, &element);
-    ExpectNear(element.Center, faces[face].Center);
-    ExpectNear(element.Normal, faces[face].Normal);
-    EXPECT_DOUBLE_EQ(element.Area, faces[face].Area);
+  for (std::istringstream& row : ReadTable("surface-elements.txt")) {
+    SCOPED_TRACE(row.str());
+    std::string shape;
+    int coordinate = 0, face = 0, index[2];
+    double halfAxes[3], hit[3], center[3], normal[3], area = 0.0;
+    row >> shape >> coordinate >> face >> halfAxes >> hit >> index[0] >> index[1] >> center;
+    ASSERT_TRUE(row >> normal >> area);
+    const trelGridWindow window = MakeWindow(halfAxes);
+    SurfaceElement element;
+    if (shape == "ellipsoid") {
+      EXPECT_TRUE(MakeEllipsoidElement(window, hit, &element));
+    } else if (shape == "cylinder") {
+      MakeCylinderElement(window, static_cast<CoordinateType>(coordinate), hit, face, &element);
+    } else {
+      MakeCubeElement(window, hit, face, &element);
+    }
+    EXPECT_THAT(element.Index, ElementsAre(index[0], index[1]));
+    ExpectNear(element.Center, center);
+    ExpectNear(element.Normal, normal);
+    EXPECT_NEAR(element.Area, area, 3e-7 * area);
   }
-  SurfaceElement untouched;
-  for (const int face : {-1, 6, 1 << 30})
-    MakeCubeElement(window, hit, face, &untouched);
-  EXPECT_EQ(untouched.Area, 0.0);
 }
 
 TEST(SurfaceElement, OfAMeshIsItsTriangle)
@@ -158,14 +119,25 @@ TEST(SurfaceElement, OfAMeshIsItsTriangle)
   trelMCTriangleMesh mesh;
   ASSERT_TRUE(mesh.ImportMesh(source));
   source->Delete();
-  SurfaceElement element;
+  SurfaceElement element, untouched;
   MakeMeshElement(mesh, 3, &element);
   ExpectNear(element.Center, {1, 1, 1});
   ExpectNear(element.Normal, {std::sqrt(1.0 / 3), std::sqrt(1.0 / 3), std::sqrt(1.0 / 3)});
   EXPECT_NEAR(element.Area, 4.5 * std::sqrt(3.0), 1e-6);
-  SurfaceElement untouched;
   MakeMeshElement(mesh, 4, &untouched);
   EXPECT_EQ(untouched.Area, 0.0);
+}
+
+TEST(SurfaceElement, IsNotMadeOutsideOfTheWindowOrWithoutAFace)
+{
+  const double hit[3] = {0.5, 0.2, 2.5};
+  trelGridWindow window = MakeWindow({1, 2, 3});
+  window.Bins[GridA].Minimum = 45;
+  SurfaceElement element;
+  EXPECT_FALSE(MakeEllipsoidElement(window, hit, &element));
+  for (const int face : {-1, 6, 1 << 30})
+    MakeCubeElement(window, hit, face, &element);
+  EXPECT_EQ(element.Area, 0.0);
 }
 
 // Images
