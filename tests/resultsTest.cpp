@@ -131,37 +131,41 @@ static const std::string TransmittanceFailure =
 class MediumResult : public testing::Test
 {
 protected:
-  MediumResult() { Record.SetSpectrumId(600); }
-
-  /** A box of a kind, 4 x 6 x 8 mm about (1, 2, 3), that absorbs 0.5 per mm; unit cells. */
+  /** A new model: a box of a kind, 4 x 6 x 8 mm about (1, 2, 3), that absorbs 0.5 per mm, and in it
+   *  one of 2 mm about (2, 3, 4) that does not; cells of 1 mm. */
   void SetMedium(ShapeType kind)
   {
-    Model.AddTissue(Place(new BoxOfKind(kind), 1, 2, 3, 2, 3, 4), {0.5, 1.0, 0.0, 1.0});
-    Model->SetDimension(kind < ShapeEllipsoid ? Dimension2D : Dimension3D);
-    Model->SetSeparations(1.0, 1.0, 1.0, 1.0, 90.0, 60.0);
+    Model = std::make_unique<TestModel>();
+    Model->AddTissue(Place(new BoxOfKind(kind), 1, 2, 3, 2, 3, 4), {0.5, 1.0, 0.0, 1.0});
+    Model->AddTissue(Place(new BoxOfKind(kind), 2, 3, 4, 1, 1, 1), {0.0, 1.0, 0.0, 1.0});
+    Parameter().SetDimension(kind < ShapeEllipsoid ? Dimension2D : Dimension3D);
+    Parameter().SetSeparations(1.0, 1.0, 1.0, 1.0, 90.0, 60.0);
+    Record.SetSpectrumId(600);
   }
   void SetTwoTimeBins()
   {
-    Model->SetTimeDomain(true);
-    Model->SetTimeRange(0, 20, 10);
+    Parameter().SetTimeDomain(true);
+    Parameter().SetTimeRange(0, 20, 10);
   }
-  bool Initialize() { return Record.Initialize(Model.Get()); }
+  trelSimulationParameter& Parameter() { return *Model->Get(); }
+  bool Initialize() { return Record.Initialize(Model->Get()); }
   std::string MessagesOfFailure()
   {
     return MessagesOf(ReportsOf([this] { EXPECT_FALSE(Initialize()); }));
   }
+  void SetMedium(std::istream& row, bool* fluence);
 
-  TestModel Model;
+  std::unique_ptr<TestModel> Model = std::make_unique<TestModel>();
   trelMediumResult Record;
 };
 
 TEST_F(MediumResult, LeavesOutWhatIsNotSavedOrNotInTheWindow)
 {
   SetMedium(ShapeCube);
-  Model->SetSaveAbsorption(false);
+  Parameter().SetSaveAbsorption(false);
   // Short of the box at the lower x and the upper y.
   const double roi[12] = {0, 3, -1, 4, -1, 7, 0, 9, 0, 360, 0, 180};
-  Model->SetROI(roi);
+  Parameter().SetROI(roi);
   ASSERT_TRUE(Initialize());
   EXPECT_FALSE(Record.GetAbsorptionXYZ());
   EXPECT_FALSE(Record.GetTransmittanceBackYZ());
@@ -169,7 +173,7 @@ TEST_F(MediumResult, LeavesOutWhatIsNotSavedOrNotInTheWindow)
   EXPECT_TRUE(Record.GetTransmittanceFrontYZ());
   EXPECT_TRUE(Record.GetTransmittanceLeftXZ());
   EXPECT_FALSE(Record.GetTDTransmittanceFrontYZ());
-  Model->SetSaveAbsorption(true);
+  Parameter().SetSaveAbsorption(true);
   ASSERT_TRUE(Initialize()) << "a second time";
   EXPECT_TRUE(Record.GetAbsorptionXYZ());
 }
@@ -178,9 +182,9 @@ TEST_F(MediumResult, ReportsGridsThatDoNotGoWithTheShape)
 {
   EXPECT_EQ(MessagesOfFailure(), AbsorptionFailure) << "no shape";
   SetMedium(ShapeCylinder);
-  Model->SetTransmittanceCoordinate(CoordinateSpherical);
+  Parameter().SetTransmittanceCoordinate(CoordinateSpherical);
   EXPECT_EQ(MessagesOfFailure(), TransmittanceFailure);
-  Model->SetAbsorptionCoordinate(CoordinatePolar);
+  Parameter().SetAbsorptionCoordinate(CoordinatePolar);
   EXPECT_EQ(MessagesOfFailure(), AbsorptionFailure);
   const std::string reports = ReportsOf([this] { Initialize(); });
   EXPECT_THAT(reports, HasSubstr("ERROR: In ..\\..\\src\\trelMediumResult, line "));
@@ -197,8 +201,8 @@ TEST_F(MediumResult, ReportsTheGridsOfAMeshInItsOwnWords)
             "Out of memory while intializing ROI, the number of mesh is too big!\n");
   ASSERT_TRUE(Record.AllocateMeshFaces(1, std::numeric_limits<std::int32_t>::max(), true));
   const std::string reports = ReportsOf([this] {
-    EXPECT_FALSE(Record.InitializeCWTransmittance(Model.Get()));
-    EXPECT_FALSE(Record.InitializeFDTransmittance(Model.Get()));
+    EXPECT_FALSE(Record.InitializeCWTransmittance(&Parameter()));
+    EXPECT_FALSE(Record.InitializeFDTransmittance(&Parameter()));
   });
   EXPECT_EQ(MessagesOf(reports),
             memory + "Initial transmit result error!\n" + memory + TransmittanceFailure);
@@ -209,7 +213,7 @@ TEST_F(MediumResult, ReportsTheGridsOfAMeshInItsOwnWords)
 TEST_F(MediumResult, SumsRawWeightsBeforeItDivides)
 {
   SetMedium(ShapeCube);
-  Model->SetSeparations(0.5, 1, 1, 1, 1, 1);
+  Parameter().SetSeparations(0.5, 1, 1, 1, 1, 1);
   SetTwoTimeBins();
   ASSERT_TRUE(Initialize());
   trelGrid &absorption = *Record.GetAbsorptionXYZ(), &left = *Record.GetTransmittanceLeftXZ();
@@ -221,7 +225,7 @@ TEST_F(MediumResult, SumsRawWeightsBeforeItDivides)
   topTD(1, 0, 0) = 1.0;
   leftTD(1, 1, 1) = 2.0;
   leftTD(0, 1, 1) = 4.0;
-  Record.Finalize(Model.Get(), false);
+  Record.Finalize(&Parameter(), false);
   EXPECT_EQ(Record.GetTotalAbsorption3D(), 0.75);
   EXPECT_EQ(Record.GetTotalTransmittance3D(), 2.0);
   EXPECT_EQ(absorption(7, 5, 7), 1.0);
@@ -256,28 +260,24 @@ TEST_F(MediumResult, SettlesFacesAndVerticesOfAMesh)
   const std::vector<double> flux = {0.5, 2.0, 0.0};
   for (const bool isTetra : {false, true}) {
     SCOPED_TRACE(isTetra);
-    TestModel model;
-    model.AddTissue(
-        Place(new BoxOfKind(isTetra ? ShapeTetrahedron : ShapeTriangleMesh), 0, 0, 0, 1, 1, 1),
-        {0.5, 1.0, 0.0, 1.0});
-    model->SetTimeRange(0, 20, 10);
-    model->SetTimeDomain(true);
-    ASSERT_TRUE(Record.InitializeRoi(model.Get()));
+    SetMedium(isTetra ? ShapeTetrahedron : ShapeTriangleMesh);
+    SetTwoTimeBins();
+    ASSERT_TRUE(Record.InitializeRoi(&Parameter()));
     ASSERT_TRUE(Record.AllocateMeshFaces(3, 5, isTetra));
     for (int f = 0; f < 3; ++f) {
       std::copy_n(corners[f], 3, Record.GetMeshFaces()[f].Vertices);
       Record.GetMeshFaces()[f].Area = areas[f];
       if (isTetra) Record.GetMeshFaceOnBoundary()[f] = f == 0;
     }
-    ASSERT_TRUE(Record.InitializeCWTransmittance(model.Get()));
-    ASSERT_TRUE(Record.InitializeTDTransmittance(model.Get()));
+    ASSERT_TRUE(Record.InitializeCWTransmittance(&Parameter()));
+    ASSERT_TRUE(Record.InitializeTDTransmittance(&Parameter()));
     double* faces[2] = {Record.GetTransmittanceMeshFace()->GetCells(),
                         Record.GetTDTransmittanceMeshFace()->GetCells() + 3};
     const double* vertices[2] = {Record.GetTransmittanceMeshVertex()->GetCells(),
                                  Record.GetTDTransmittanceMeshVertex()->GetCells() + 5};
     for (double* cells : faces)
       std::copy_n(weights, 3, cells);
-    Record.Finalize(model.Get(), false);
+    Record.Finalize(&Parameter(), false);
     EXPECT_EQ(Record.GetTransmittanceMeshTotal(), 18.0);
     EXPECT_EQ(Record.GetTotalTransmittance3D(), 18.0);
     const std::vector<double> fluxAround =
@@ -291,86 +291,13 @@ TEST_F(MediumResult, SettlesFacesAndVerticesOfAMesh)
   }
 }
 
-TEST_F(MediumResult, ConvertsToFluenceByTheTissueOfTheMidpoint)
-{
-  // mua is 0.5 in the box and 0 in a smaller one inside; the window reaches over both.
-  Model.AddTissue(TestModel::Make<trelCube>({0, 0, 0}, {4, 4, 4}), {0.5, 1.0, 0.0, 1.0});
-  Model.AddTissue(TestModel::Make<trelCube>({2, 2, 2}, {1, 1, 1}), {0.0, 1.0, 0.0, 1.0});
-  Model->SetSaveTransmittance(false);
-  Model->SetFrequencyDomain(true);
-  SetTwoTimeBins();
-  ASSERT_TRUE(Initialize());
-  trelGrid* grids[] = {Record.GetAbsorptionXYZ(), Record.GetFDAbsorptionXYZReal(),
-                       Record.GetFDAbsorptionXYZImag(), Record.GetTDAbsorptionXYZ()};
-  for (trelGrid* grid : grids)
-    std::fill_n(grid->GetCells(), grid->GetNumberOfCells(), 3.0);
-  Record.Finalize(Model.Get(), true);
-  const int nothingAbsorbs = (6 * 8 + 6) * 8 + 6, secondBin = 8 * 8 * 8;
-  for (int k = 0; k < 4; ++k) {
-    const double* cells = grids[k]->GetCells() + (k == 3 ? secondBin : 0);
-    EXPECT_EQ(cells[0], 6.0) << k;
-    EXPECT_EQ(cells[nothingAbsorbs], 3.0) << k;
-  }
-}
-
-TEST_F(MediumResult, ConvertsPlanarAndPolarGridsInTheirOwnWays)
-{
-  SetMedium(ShapeRectangle);
-  Model->SetFrequencyDomain(true);
-  Model->SetSaveTransmittance(false);
-  ASSERT_TRUE(Initialize());
-  (*Record.GetFDAbsorptionXYReal())(0, 0) = 3.0;
-  (*Record.GetFDAbsorptionXYImag())(0, 0) = 3.0;
-  Record.Finalize(Model.Get(), true);
-  EXPECT_EQ((*Record.GetFDAbsorptionXYReal())(0, 0), 12.0) << "divided twice";
-  EXPECT_EQ((*Record.GetFDAbsorptionXYImag())(0, 0), 3.0) << "not divided";
-  EXPECT_EQ((*Record.GetFDAbsorptionXYAmp())(0, 0), std::sqrt(153.0));
-
-  // Polar midpoints lie about the origin: (0.35, 0.35) is in the medium, (-0.35, -0.35) is too, and
-  // of the third ring (1.77, -1.77) is not.
-  Model->SetAbsorptionCoordinate(CoordinatePolar);
-  Model->SetSeparations(1.0, 1.0, 1.0, 1.0, 90.0, 60.0);
-  ASSERT_TRUE(Initialize());
-  trelGrid& rings = *Record.GetAbsorptionRA();
-  ASSERT_EQ(rings.GetNumberOfCells(), 16u);
-  std::fill_n(rings.GetCells(), 16, 3.0);
-  Record.ConvertToFluence(Model.Get());
-  EXPECT_EQ(rings(0, 0), 6.0);
-  EXPECT_EQ(rings(0, 2), 6.0);
-  EXPECT_EQ(rings(2, 3), 3.0);
-}
-
-TEST_F(MediumResult, GivesAmplitudeAndPhaseWithoutTheQuadrant)
-{
-  const double cases[][4] = {{3, 4, 5, 53.13010235415598},
-                             {-3, 4, 5, -53.13010235415598},
-                             {-3, -4, 5, 53.13010235415598},
-                             {0, 2, 2, 90},
-                             {0, -2, 2, -90},
-                             {0, 0, 0, 0},
-                             {-2, 0, 2, 0}};
-  SetMedium(ShapeEllipse);
-  Model->SetFrequencyDomain(true);
-  Model->SetTransmittanceCoordinate(CoordinatePolar);
-  ASSERT_TRUE(Initialize());
-  for (const auto& [real, imag, amplitude, phase] : cases) {
-    for (const trelGridId id : {AbsorptionXY, TransmittanceSide}) {
-      Record.GetGrid(GridFDReal, id)->GetCells()[1] = real;
-      Record.GetGrid(GridFDImag, id)->GetCells()[1] = imag;
-      Record.ComputeAmplitudeAndPhase();
-      EXPECT_DOUBLE_EQ(Record.GetGrid(GridFDAmp, id)->GetCells()[1], amplitude);
-      EXPECT_DOUBLE_EQ(Record.GetGrid(GridFDPha, id)->GetCells()[1], phase);
-    }
-  }
-}
-
 TEST_F(MediumResult, KeepsFlyTimesWithinTheirTable)
 {
   SetMedium(ShapeCube);
   Record.SetPhotonNumber(2);
   ASSERT_TRUE(Initialize());
   Record.RecordFlyTime(1, 2, 3, 4);  // without a table
-  Model->SetSavePhotonFlyTime(true);
+  Parameter().SetSavePhotonFlyTime(true);
   ASSERT_TRUE(Initialize());
   for (int packet = 0; packet < 3; ++packet) {
     Record.RecordFlyTime(packet, 2, 3, 4);
@@ -382,9 +309,61 @@ TEST_F(MediumResult, KeepsFlyTimesWithinTheirTable)
   // Most of a run's packets are not expected to leave: room for them costs nothing until it is
   // used.
   Record.SetPhotonNumber(1000000000);
-  EXPECT_TRUE(Record.InitializePhotonFlyTimes(Model.Get()));
+  EXPECT_TRUE(Record.InitializePhotonFlyTimes(&Parameter()));
   Record.SetPhotonNumber(-5);
   EXPECT_EQ(MessagesOfFailure(), "Out of memory while allocating memory for TOF!\n");
+}
+
+/** The place of @p word in a list of names. */
+template <std::size_t size>
+static int IndexOf(const char* const (&names)[size], const std::string& word)
+{
+  return static_cast<int>(std::find(names, names + size, word) - names);
+}
+
+/** Reads what a case of the finished cells starts with, all domains on. */
+void MediumResult::SetMedium(std::istream& row, bool* fluence)
+{
+  static const char* const shapes[] = {"rectangle", "ellipse",   "ellipsoid",
+                                       "cylinder",  "triangles", "cube"};
+  static const char* const coordinates[] = {"polar", "cartesian", "cylindrical", "spherical"};
+  std::string shape, absorption, transmittance;
+  ASSERT_TRUE(row >> shape >> absorption >> transmittance >> *fluence);
+  SetMedium(static_cast<ShapeType>(IndexOf(shapes, shape)));
+  Parameter().SetAbsorptionCoordinate(
+      static_cast<CoordinateType>(IndexOf(coordinates, absorption)));
+  Parameter().SetTransmittanceCoordinate(
+      static_cast<CoordinateType>(IndexOf(coordinates, transmittance)));
+  Parameter().SetSeparations(1.0, 1.0, 1.0, 1.0, 90.0, 60.0);
+  Parameter().SetFrequencyDomain(true);
+  SetTwoTimeBins();
+  ASSERT_TRUE(Initialize());
+}
+
+TEST_F(MediumResult, FinishesItsCells)
+{
+  static const char* const domains[] = {"CW", "TD", "FDReal", "FDImag", "FDAmp", "FDPha"};
+  bool fluence = false, isFinished = false;
+  for (std::istringstream& row : ReadTable("finished-cells.txt")) {
+    SCOPED_TRACE(row.str());
+    std::string what, domain, grid;
+    row >> what;
+    if (what == "model") {
+      SetMedium(row, &fluence);
+      isFinished = false;
+      continue;
+    }
+    std::size_t first = 0;
+    ASSERT_TRUE(row >> domain >> grid >> first);
+    const auto id = static_cast<trelGridDomain>(IndexOf(domains, domain));
+    double* cell = Record.GetGrid(id, FindGrid(grid))->GetCells() + first;
+    if (what == "done" && !isFinished) Record.Finalize(&Parameter(), fluence);
+    isFinished = what == "done";
+    for (double value = 0.0; row >> value; ++cell) {
+      if (!isFinished) *cell = value;
+      EXPECT_NEAR(*cell, value, 1e-14 * std::fabs(value));
+    }
+  }
 }
 
 // The container
