@@ -131,19 +131,16 @@ protected:
 
   /** A camera 4 mm wide of 4 x 4 pixels, 320 mm away: f 55, i 110, so that the lens stands at 210,
    *  the object plane at 100, and a pixel there is 1 mm wide. */
-  trelPlaneDetector* AddCamera(const double (&normal)[3] = {0, 0, -1},
-                               VerticalPlane vertical = PlaneXZ)
+  void AddCamera()
   {
     auto* plane = new trelPlaneDetector;
-    plane->SetCenter(-320 * normal[0], -320 * normal[1], -320 * normal[2]);
-    plane->SetNormal(normal[0], normal[1], normal[2]);
-    plane->SetVerticalPlane(vertical);
+    plane->SetCenter(0, 0, 320);
+    plane->SetNormal(0, 0, -1);
     plane->SetSize(4, 4);
     plane->SetResolution(4, 4);
     plane->SetFocalLength(55);
     plane->SetImageDistance(110);
     Model->AddDetector(plane);
-    return plane;
   }
 
   void Initialize(trelShapeObject* shape = TestModel::Make<trelCube>({0, 0, 0}, {10, 10, 10}))
@@ -198,35 +195,6 @@ TEST_F(Imaging, OfAGlowingFaceFollowsFromTheDistances)
   EXPECT_FLOAT_EQ(Result->GetDetectorArrayResult(0)->GetPlaneMaximum(), 3.0f / 8100);
 }
 
-TEST_F(Imaging, PutsAPointWhereTheLensDoes)
-{
-  const struct
-  {
-    double Normal[3];
-    VerticalPlane Vertical;
-    trelGridId Grid;
-    int Pixel;  ///< four a row
-  } cases[] = {
-      {{0, 0, -1}, PlaneXZ, TransmittanceTopXY, 3},    // columns +x, rows +y
-      {{0, 0, 1}, PlaneXZ, TransmittanceBottomXY, 0},  // columns -x, rows +y
-      {{0, 0, -1}, PlaneYZ, TransmittanceTopXY, 15},   // columns -y, rows +x
-      {{-1, 0, 0}, PlaneXY, TransmittanceFrontYZ, 3},  // columns +y, rows +z
-      {{0, 1, 0}, PlaneXY, TransmittanceLeftXZ, 3},    // columns +x, rows +z
-  };
-  for (const auto& c : cases)
-    AddCamera(c.Normal, c.Vertical);
-  Initialize();
-  // The cell at (2.5, -2.5) mm across and up in each grid.
-  for (const auto& c : cases)
-    (*Result->GetMediumResult(0)->GetGrid(GridCW, c.Grid))(12, 7) = 1.0;
-  ASSERT_TRUE(Image());
-  for (int k = 0; k < 5; ++k) {
-    const double* pixels = Record(k).GetDetectionMatrix()->GetCells();
-    for (int pixel = 0; pixel < 16; ++pixel)
-      EXPECT_EQ(pixels[pixel] > 0.0, pixel == cases[k].Pixel) << k << ", pixel " << pixel;
-  }
-}
-
 TEST_F(Imaging, OfAnEllipsoidReadsItsRowsFromHighToLow)
 {
   Model->SetTransmittanceCoordinate(CoordinateSpherical);
@@ -237,35 +205,6 @@ TEST_F(Imaging, OfAnEllipsoidReadsItsRowsFromHighToLow)
     (*Result->GetMediumResult(0)->GetTransmittanceSideDA())(3, a) = 1.0;  // up to 45 degrees
   ASSERT_TRUE(Image());
   EXPECT_GT(Record(0).GetDetectionMinimum(), 0.0);
-}
-
-TEST_F(Imaging, StaysDarkWithoutFailing)
-{
-  // Inside the tissue a camera is not asked for its orientation, which is wrong here.
-  AddCamera({0, 0, -1}, PlaneXY)->SetCenter(0, 0, 9);
-  AddCamera()->SetImageDistance(55);  // in the focus
-  AddCamera()->SetCenter(1000, 0, 320);
-  Initialize();
-  Emit(TransmittanceTopXY, 3.0);
-  ASSERT_TRUE(Image());
-  for (int k = 0; k < 3; ++k)
-    EXPECT_EQ(Record(k).GetTotalDetection(), 0.0) << k;
-}
-
-TEST_F(Imaging, CountsPlanesFromTheHeadOfTheList)
-{
-  auto* fiber = new trelFiberDetector;
-  fiber->SetShape(TestModel::Make<trelCylinder>({0, 0, 0}, {1, 1, 1}));
-  AddCamera();
-  Model->AddDetector(fiber);
-  AddCamera();
-  AddCamera();
-  Initialize();
-  Emit(TransmittanceTopXY, 3.0);
-  ASSERT_TRUE(Image());
-  EXPECT_GT(Record(0).GetTotalDetection(), 0.0);
-  EXPECT_GT(Record(2).GetTotalDetection(), 0.0);
-  EXPECT_EQ(Record(3).GetTotalDetection(), 0.0) << "of three planes the fourth entry is none";
 }
 
 TEST_F(Imaging, ReadsNothingOutsideOfTheGrid)
@@ -282,65 +221,6 @@ TEST_F(Imaging, ReadsNothingOutsideOfTheGrid)
   for (const std::int32_t index : {-1, 20, 2147483647, -2147483647}) {
     element.Index[0] = index;
     EXPECT_EQ(Pinhole.GetSurfaceValue(0, 0, element), 0.0);
-  }
-}
-
-// Fibres
-
-/** A new fibre of 2 mm radius about 0, or of 0.5 mm out of the way. */
-static trelFiberDetector* MakeFiber(ShapeType shape, double center = 0.0, double radius = 2.0)
-{
-  auto* fiber = new trelFiberDetector;
-  if (shape == ShapeCylinder) {
-    fiber->SetShape(Place(new trelCylinder, center, center, center, radius, radius, radius));
-  } else {
-    fiber->SetShape(Place(new trelEllipsoid, center, center, center, radius, radius, radius));
-  }
-  return fiber;
-}
-
-TEST(FiberDetector, CollectsTheWeightThatEntersByFaceAndCell)
-{
-  const struct
-  {
-    ShapeType Shape;
-    double Start[3], Deflection;  ///< of a thin beam at azimuth 0
-    trelGridId Grid;              ///< cells of 1 mm, 90 and 60 degrees; none if not scored
-    std::size_t Cell;
-  } cases[] = {
-      {ShapeCylinder, {0.5, -1.5, -4.3}, 0, TransmittanceBottomXY, 2 * 4 + 0},
-      {ShapeCylinder, {0.5, -1.5, 4.3}, 180, TransmittanceTopXY, 2 * 4 + 0},
-      {ShapeCylinder, {-4.3, 0.5, 1.5}, 90, TransmittanceSideAZ, 1 * 4 + 3},
-      {ShapeEllipsoid, {0.5, 0.5, -4.3}, 0, TransmittanceSideDA, 0},       // deflection above 120
-      {ShapeEllipsoid, {0.5, 0.5, 4.3}, 180, TransmittanceSideDA, 2 * 4},  // and below 60
-      {ShapeEllipsoid, {-4.3, 0.5, 0.5}, 90, TransmittanceSideDA, 1 * 4 + 1},
-      // From inside a ray is asked as one that enters: the cylinder answers.
-      {ShapeCylinder, {0.5, 0.5, 0.2}, 0, TransmittanceTopXY, 2 * 4 + 2},
-      {ShapeEllipsoid, {0.5, 0.5, 0.2}, 0, NumberOfGrids, 0},
-  };
-  const FixedClock clock(7);
-  for (const auto& c : cases) {
-    SCOPED_TRACE(testing::PrintToString(c.Start));
-    TestModel model;  // a clear medium: the beam goes straight, 0.5 mm a step
-    model->SetSeparations(1, 1, 1, 1, 90, 60);
-    model.AddTissue(TestModel::Make<trelCube>({0, 0, 0}, {5, 5, 5}), {0.05, 0.0, 0.0, 1.0});
-    trelLightSource* beam = model.AddSource(
-        TestModel::Make<trelCube>({c.Start[0], c.Start[1], c.Start[2]}, {1e-9, 1e-9, 1e-9}), 50);
-    beam->SetAzimuthRange(0.0, 0.0);
-    beam->SetDeflectionRange(c.Deflection, c.Deflection);
-    model->AddDetector(MakeFiber(ShapeEllipsoid, -4.0, 0.5));
-    model->AddDetector(MakeFiber(c.Shape));
-    trelOpticalSimulationFilter filter;
-    filter.SetInput(model.Get());
-    const std::string reports = ReportsOf([&] { EXPECT_TRUE(filter.Update()); });
-    const trelDetectorArrayResult& records = *filter.GetOutput()->GetDetectorArrayResult(0);
-    const trelDetectorResult& record = *records.GetDetectorResult(1);
-    const bool isScored = c.Grid != NumberOfGrids;
-    EXPECT_EQ(records.GetDetectorResult(0)->GetFiberTotal3D(), 0.0);
-    EXPECT_NEAR(record.GetFiberTotal3D(), isScored ? 1.0 : 0.0, 1e-12) << reports;
-    EXPECT_EQ(filter.GetOutput()->GetMediumResult(0)->GetTransmitPhotonNum(), 0)
-        << "the packet ends there, scored or not";
-    EXPECT_TRUE(!isScored || record.GetGrid(c.Grid)->GetCells()[c.Cell] > 0.0);
   }
 }
 

@@ -49,7 +49,7 @@ TEST(Object, LivesByItsReferenceCount)
   EXPECT_EQ(deaths, 5);
 }
 
-TEST(Object, NotifiesItsDependentsAndLetsThemGo)
+TEST(Object, KnowsItsBasesAndNotifiesItsDependents)
 {
   int deaths = 0;
   auto* dependent = new ProbeFilter(&deaths);
@@ -60,6 +60,8 @@ TEST(Object, NotifiesItsDependentsAndLetsThemGo)
     stage.NotifyDependents();
     stage.NotifyDependents();
     EXPECT_EQ(dependent->Runs, 2);
+    EXPECT_TRUE(dependent->IsA("ProbeFilter") && dependent->IsA("trelObject"));
+    EXPECT_FALSE(dependent->IsA("trelSource") || dependent->IsA(nullptr));
   }
   EXPECT_EQ(deaths, 1);
 }

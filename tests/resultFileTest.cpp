@@ -26,16 +26,12 @@ static void NumberCells(trelGrid* grid, double first)
     grid->GetCells()[k] = first + static_cast<double>(k);
 }
 
-/** A case of the golden files: a solid about 0 with both quantities in all domains. */
-struct GoldenSolid
+static void NumberFiber(trelDetectorResult& record)
 {
-  const char* Name;
-  ShapeType Shape;
-  double HalfAxes[3];
-  CoordinateType Absorption, Transmittance;
-  std::vector<std::uint32_t> Wavelengths = {600};
-  int PacketsLaunched = 0, PacketsOut = 0;
-};
+  double first = 0.0;
+  for (const trelGridUse& use : record.GetUses())
+    NumberCells(record.GetGrid(use.Grid), first += 10.0);
+}
 
 /** A result whose cells are numbered instead of scored; cells of 1 mm, 180 and 60 degrees. */
 class NumberedResult
@@ -44,18 +40,11 @@ public:
   NumberedResult() { Result->Register(); }
   ~NumberedResult() { Result->UnRegister(); }
 
-  void SetModel(const GoldenSolid& solid)
+  void SetModel(ShapeType shape, double hx, double hy, double hz)
   {
-    const auto& [hx, hy, hz] = solid.HalfAxes;
-    Model->SetWavelengths(solid.Wavelengths);
-    Model.AddTissue(Place(new BoxOfKind(solid.Shape), 0, 0, 0, hx, hy, hz), {0.5, 1.0, 0.0, 1.0});
-    Model->SetDimension(solid.Shape < ShapeEllipsoid ? Dimension2D : Dimension3D);
+    Model.AddTissue(Place(new BoxOfKind(shape), 0, 0, 0, hx, hy, hz), {0.5, 1.0, 0.0, 1.0});
+    Model->SetDimension(shape < ShapeEllipsoid ? Dimension2D : Dimension3D);
     Model->SetSeparations(1, 1, 1, 1, 180, 60);
-    Model->SetAbsorptionCoordinate(solid.Absorption);
-    Model->SetTransmittanceCoordinate(solid.Transmittance);
-    Model->SetTimeDomain(true);
-    Model->SetTimeRange(0, 20, 10);
-    Model->SetFrequencyDomain(true);
   }
 
   void Initialize()
@@ -82,16 +71,6 @@ public:
     const std::uint32_t vertices[2][3] = {{0, 1, 2}, {2, 1, 4294967295u}};
     for (int f = 0; f < 2; ++f)
       std::copy_n(vertices[f], 3, GetRecord().GetMeshFaces()[f].Vertices);
-  }
-
-  void AddPacketsOut(int packets)
-  {
-    for (int packet = 1; packet <= packets; ++packet) {
-      GetRecord().RecordFlyTime(packet, -0.5, 1e-10, 12345.678);
-      GetRecord().IncrementTransmitPhotonNum();
-    }
-    GetRecord().IncrementAbsorpPhotonNum();
-    GetRecord().SetSpecularReflectance(0.25);
   }
 
   /** Absorption from 1 on, the surfaces from 10, 20, ... on in the order of the table of grids;
@@ -135,42 +114,44 @@ public:
   trelSimulationResult* Result = new trelSimulationResult;
 };
 
+/** Makes the solid of a row of the golden ones, with both quantities in all domains. */
+static void MakeSolid(NumberedResult& made, std::istream& row)
+{
+  int shape = 0, absorption = 0, transmittance = 0, wavelengths = 0, launched = 0, left = 0;
+  double hx = 0.0, hy = 0.0, hz = 0.0;
+  row >> shape >> hx >> hy >> hz >> absorption >> transmittance >> wavelengths >> launched >> left;
+  ASSERT_TRUE(row);
+  if (wavelengths == 2) made.Model->SetWavelengths({600, 700});
+  made.SetModel(static_cast<ShapeType>(shape), hx, hy, hz);
+  made.Model->SetAbsorptionCoordinate(static_cast<CoordinateType>(absorption));
+  made.Model->SetTransmittanceCoordinate(static_cast<CoordinateType>(transmittance));
+  made.Model->SetTimeDomain(true);
+  made.Model->SetTimeRange(0, 20, 10);
+  made.Model->SetFrequencyDomain(true);
+  made.Model->SetSavePhotonFlyTime(launched > 0);
+  if (launched) made.Model.AddSource(TestModel::Make<trelCube>({0, 0, 0}, {1, 1, 1}), launched);
+  made.Initialize();
+  trelMediumResult& record = made.GetRecord();
+  for (int packet = 1; packet <= left; ++packet) {
+    record.RecordFlyTime(packet, -0.5, 1e-10, 12345.678);
+    record.IncrementTransmitPhotonNum();
+    record.SetSpecularReflectance(0.25);
+  }
+  if (launched) record.IncrementAbsorpPhotonNum();
+  if (shape == ShapeTriangleMesh || shape == ShapeTetrahedron) {
+    made.AddMesh(shape == ShapeTetrahedron);
+  }
+}
+
 TEST(ResultFile, IsTheGoldenOne)
 {
-  const GoldenSolid solids[] = {
-      {"rectangle", ShapeRectangle, {0.5, 1, 0}, CoordinateCartesian, CoordinateCartesian},
-      // The second wavelength has nothing but zeros.
-      {"ellipse", ShapeEllipse, {1, 1, 0}, CoordinatePolar, CoordinatePolar, {600, 700}},
-      {"ellipsoid", ShapeEllipsoid, {2, 2, 0.5}, CoordinateCylindrical, CoordinateSpherical},
-      {"cylinder-cylindrical",
-       ShapeCylinder,
-       {1, 1, 1.5},
-       CoordinateCylindrical,
-       CoordinateCylindrical},
-      {"cylinder-cartesian",
-       ShapeCylinder,
-       {0.5, 1, 1.5},
-       CoordinateCartesian,
-       CoordinateCartesian},
-      {"triangles", ShapeTriangleMesh, {0.5, 1, 1.5}, CoordinateCartesian, CoordinateCartesian},
-      {"tetrahedra", ShapeTetrahedron, {0.5, 1, 1.5}, CoordinateCartesian, CoordinateCartesian},
-      // With times of flight: two of the packets that left find room.
-      {"cube", ShapeCube, {0.5, 1, 1.5}, CoordinateCartesian, CoordinateCartesian, {600}, 2, 4},
-  };
-  for (const GoldenSolid& solid : solids) {
+  for (std::istringstream& row : ReadTable("../golden/solids.txt")) {
+    std::string name;
+    row >> name;
     NumberedResult made;
-    made.SetModel(solid);
-    if (solid.PacketsLaunched) {
-      made.Model.AddSource(TestModel::Make<trelCube>({0, 0, 0}, {0.1, 0.1, 0.1}),
-                           solid.PacketsLaunched);
-      made.Model->SetSavePhotonFlyTime(true);
-    }
-    made.Initialize();
-    if (solid.PacketsOut) made.AddPacketsOut(solid.PacketsOut);
-    const bool isTetra = solid.Shape == ShapeTetrahedron;
-    if (isTetra || solid.Shape == ShapeTriangleMesh) made.AddMesh(isTetra);
+    MakeSolid(made, row);
     made.Number();
-    made.ExpectGoldenFiles(solid.Name);
+    made.ExpectGoldenFiles(name);
   }
   NumberedResult nothing;  // a run that simulates nothing: two files without a block
   nothing.ExpectGoldenFiles("nothing");
@@ -179,35 +160,27 @@ TEST(ResultFile, IsTheGoldenOne)
 TEST(ResultFile, OfDetectorsIsTheGoldenOne)
 {
   NumberedResult made;
-  made.SetModel({"", ShapeEllipsoid, {1, 1, 0.5}, CoordinateCylindrical, CoordinateSpherical});
+  made.SetModel(ShapeEllipsoid, 1, 1, 0.5);
   made.Model->SetSaveAbsorption(false);
-  made.Model->SetTimeDomain(false);
-  made.Model->SetFrequencyDomain(false);
+  made.Model->SetTransmittanceCoordinate(CoordinateSpherical);
   auto* plane = new trelPlaneDetector;
+  auto* ellipsoid = new trelFiberDetector;
+  auto* cylinder = new trelFiberDetector;
   plane->SetResolution(3, 2);
   plane->SetSize(3, 2);
-  made.Model->AddDetector(plane);
-  for (trelShapeObject* shape :
-       {static_cast<trelShapeObject*>(TestModel::Make<trelEllipsoid>({0, 0, 0}, {1, 1, 1})),
-        static_cast<trelShapeObject*>(TestModel::Make<trelCylinder>({0, 0, 0}, {0.5, 1, 1.5}))}) {
-    auto* fiber = new trelFiberDetector;
-    fiber->SetShape(shape);
-    made.Model->AddDetector(fiber);
-  }
+  ellipsoid->SetShape(TestModel::Make<trelEllipsoid>({0, 0, 0}, {1, 1, 1}));
+  cylinder->SetShape(TestModel::Make<trelCylinder>({0, 0, 0}, {0.5, 1, 1.5}));
+  for (trelDetector* detector : std::initializer_list<trelDetector*>{plane, ellipsoid, cylinder})
+    made.Model->AddDetector(detector);
   made.Initialize();
   trelDetectorArrayResult* records = made.Result->GetDetectorArrayResult(0);
   NumberCells(records->GetDetectorResult(0)->GetDetectionMatrix(), 1.0);
   records->GetDetectorResult(0)->ComputeTotalDetection();
   for (int j = 1; j <= 2; ++j) {
     trelDetectorResult* record = records->GetDetectorResult(j);
-    const auto number = [record] {
-      double first = 0.0;
-      for (const trelGridUse& use : record->GetUses())
-        NumberCells(record->GetGrid(use.Grid), first += 10.0);
-    };
-    number();
+    NumberFiber(*record);
     record->FinalizeFiber();  // the totals are the raw sums; the cells are numbered again
-    number();
+    NumberFiber(*record);
   }
   made.ExpectGoldenFiles("detectors");
 }
@@ -249,7 +222,9 @@ TEST_F(ResultWriter, ReportsWhatItMisses)
 
 TEST_F(ResultWriter, SaysWhichFileItCannotWrite)
 {
-  Made.SetModel({"", ShapeCube, {0.5, 1, 1.5}, CoordinateCartesian, CoordinateCartesian});
+  Made.SetModel(ShapeCube, 0.5, 1, 1.5);
+  Made.Model->SetTimeDomain(true);
+  Made.Model->SetTimeRange(0, 20, 10);
   Made.Initialize();
   Writer.SetInput(Made.Result, Made.Model.Get());
   fs::create_symlink("/dev/full", Base + ".T.CW");  // a disk without room
@@ -266,12 +241,17 @@ TEST_F(ResultWriter, SaysWhichFileItCannotWrite)
 TEST(ResultNumbers, HaveTheFormOfPrintf)
 {
   using limits = std::numeric_limits<double>;
-  std::vector<double> values = {0.0, -0.0, 9.999995, 9.9999949999999, -1e-300, 1e300};
-  for (const double special : {limits::infinity(), limits::quiet_NaN(), limits::denorm_min(),
-                               limits::min(), limits::max()}) {
-    values.push_back(special);
-    values.push_back(-special);
-  }
+  std::vector<double> values = {0.0,
+                                -0.0,
+                                9.999995,
+                                9.9999949999999,
+                                -1e-300,
+                                1e300,
+                                limits::infinity(),
+                                -limits::infinity(),
+                                limits::quiet_NaN(),
+                                limits::denorm_min(),
+                                limits::max()};
   std::mt19937_64 random(20);
   std::uniform_real_distribution<double> ordinary(-20.0, 20.0);
   for (int k = 0; k < 100000; ++k) {
@@ -292,7 +272,7 @@ TEST(ResultNumbers, HaveTheFormOfPrintf)
 TEST(ResultNumbers, GoThroughTheBufferWhole)
 {
   const TemporaryDirectory directory;
-  const std::string name = (directory.Path / "run.txt").string();
+  const std::string name = directory.PathOf("run.txt");
   trelResultFile file;
   ASSERT_TRUE(file.Open(name));
   const std::string longText(200001, 'x');
@@ -300,7 +280,7 @@ TEST(ResultNumbers, GoThroughTheBufferWhole)
   file.Print(longText, -7, "\n");
   file.PrintRows(cells.data(), 3, 10000);
   ASSERT_TRUE(file.Close());
-  const std::string text = ReadFiles(directory.Path, "run")[".txt"];
+  const std::string text = ReadText(name);
   EXPECT_EQ(text.size(), 200001u + 3 + 30000 * 13 + 3);
   EXPECT_EQ(text.substr(0, 200004), longText + "-7\n");
   EXPECT_EQ(text.substr(text.size() - 14), " 1.50000e+00 \n");
