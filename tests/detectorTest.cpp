@@ -58,13 +58,10 @@ TEST(Pinhole, FindsTheBoxOnItsWay)
 /** Cells as the table of surface elements has them. */
 static trelGridWindow MakeWindow(const double (&halfAxes)[3])
 {
+  const trelGridBins bins[] = {{-2, 2, 1, 4},  {-1, 1, 0.5, 4}, {-3, 3, 2, 3},
+                               {0, 2, 0.5, 4}, {0, 360, 90, 4}, {0, 180, 90, 2}};
   trelGridWindow window;
-  window.Bins[GridX] = {-2, 2, 1, 4};
-  window.Bins[GridY] = {-1, 1, 0.5, 4};
-  window.Bins[GridZ] = {-3, 3, 2, 3};
-  window.Bins[GridR] = {0, 2, 0.5, 4};
-  window.Bins[GridA] = {0, 360, 90, 4};
-  window.Bins[GridD] = {0, 180, 90, 2};
+  std::copy_n(bins, 6, window.Bins);
   std::copy_n(halfAxes, 3, window.HalfAxis);
   return window;
 }
@@ -146,9 +143,7 @@ protected:
   void Initialize(trelShapeObject* shape = TestModel::Make<trelCube>({0, 0, 0}, {10, 10, 10}))
   {
     Model.AddTissue(shape, {0.5, 1.0, 0.0, 1.0});
-    bool initialized = false;
-    const std::string reports = ReportsOf([&] { initialized = Result->Initialize(Model.Get()); });
-    ASSERT_TRUE(initialized) << reports;
+    ReportsOf([this] { ASSERT_TRUE(Result->Initialize(Model.Get())); });
     ASSERT_TRUE(Model->GetMedium()->BuildTissueGrid());
   }
   /** Lets each cell of a grid emit @p flux. */

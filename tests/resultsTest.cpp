@@ -1,6 +1,5 @@
 #include <limits>
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "modelFixtures.h"
@@ -8,10 +7,6 @@
 #include "testTools.h"
 #include "trelGrid.h"
 #include "trelGridSet.h"
-
-using testing::HasSubstr;
-
-// Bins and cells
 
 TEST(GridWindow, BinsHoldTheirLowerEdgeAndSlackBelow)
 {
@@ -61,16 +56,13 @@ TEST(GridWindow, CellsFollowTheAnglesAboutTheCentre)
 /** The window of the table of measures. */
 static trelGridWindow MakeMeasuredWindow()
 {
-  trelGridWindow window;
-  window.Bins[GridX] = {0, 1.5, 0.5, 3};
-  window.Bins[GridY] = {0, 1, 0.25, 4};
-  window.Bins[GridZ] = {0, 10, 2, 5};
-  window.Bins[GridR] = {1, 2.2, 0.4, 3};
-  window.Bins[GridA] = {10, 130, 30, 4};
-  window.Bins[GridD] = {5, 65, 20, 3};
-  window.Time = {0, 20, 10, 2};
+  const trelGridBins bins[] = {{0, 1.5, 0.5, 3}, {0, 1, 0.25, 4},  {0, 10, 2, 5},
+                               {1, 2.2, 0.4, 3}, {10, 130, 30, 4}, {5, 65, 20, 3}};
   const double halfAxes[3] = {3, 4, 5};
+  trelGridWindow window;
+  std::copy_n(bins, 6, window.Bins);
   std::copy_n(halfAxes, 3, window.HalfAxis);
+  window.Time = {0, 20, 10, 2};
   return window;
 }
 
@@ -161,7 +153,6 @@ TEST_F(MediumResult, LeavesOutWhatIsNotSavedOrNotInTheWindow)
   EXPECT_FALSE(Record.GetTransmittanceRightXZ());
   EXPECT_TRUE(Record.GetTransmittanceFrontYZ());
   EXPECT_TRUE(Record.GetTransmittanceLeftXZ());
-  EXPECT_FALSE(Record.GetTDTransmittanceFrontYZ());
   Parameter().SetSaveAbsorption(true);
   ASSERT_TRUE(Initialize()) << "a second time";
   EXPECT_TRUE(Record.GetAbsorptionXYZ());
@@ -175,9 +166,6 @@ TEST_F(MediumResult, ReportsGridsThatDoNotGoWithTheShape)
   EXPECT_EQ(MessagesOfFailure(), TransmittanceFailure);
   Parameter().SetAbsorptionCoordinate(CoordinatePolar);
   EXPECT_EQ(MessagesOfFailure(), AbsorptionFailure);
-  const std::string reports = ReportsOf([this] { Initialize(); });
-  EXPECT_THAT(reports, HasSubstr("ERROR: In ..\\..\\src\\trelMediumResult, line "));
-  EXPECT_THAT(reports, HasSubstr("\ntrelMediumResult ("));
 }
 
 TEST_F(MediumResult, ReportsTheGridsOfAMeshInItsOwnWords)
@@ -331,12 +319,9 @@ TEST(SimulationResult, MakesARecordForEachWavelength)
   for (const std::uint32_t packets : {10, 5})
     model.AddSource(TestModel::Make<trelCube>({0, 0, 0}, {1, 1, 1}), packets)->SetSpecular(true);
   trelSimulationResult result;
-  bool initialized = false;
-  const std::string reports = ReportsOf([&] { initialized = result.Initialize(model.Get()); });
-  ASSERT_TRUE(initialized) << reports;
+  ReportsOf([&] { ASSERT_TRUE(result.Initialize(model.Get())); });
   ASSERT_TRUE(result.GetMediumResult(2));
   EXPECT_FALSE(result.GetMediumResult(3));
-  EXPECT_FALSE(result.GetDetectorArrayResult(0));
   EXPECT_EQ(result.GetMediumResult(1)->GetSpectrumId(), 700);
   EXPECT_EQ(result.GetMediumResult(1)->GetPhotonNumber(), 15);
   EXPECT_DOUBLE_EQ(result.GetMediumResult(1)->GetSpecularReflectance(), 0.08);
@@ -345,14 +330,12 @@ TEST(SimulationResult, MakesARecordForEachWavelength)
   EXPECT_EQ(result.GetMediumResultBySpectrum(5), result.GetMediumResult(2)) << "the last";
 
   // A path is as long as a packet may live, and costs nothing until it is walked.
-  const std::pair<std::int32_t, std::size_t> paths[] = {
-      {std::numeric_limits<std::int32_t>::max(), 2147483647u}, {0, 0u}, {-7, 0u}};
-  for (const auto& [steps, size] : paths) {
-    model->SetStepNumberMax(steps);
-    ASSERT_TRUE(result.InitializeTrajectory(model.Get()));
-    EXPECT_EQ(result.GetTrajectorySize(), size);
-    EXPECT_EQ(size ? result.GetTrajectory()[size - 1][2] : 0.0, 0.0);
-  }
+  model->SetStepNumberMax(std::numeric_limits<std::int32_t>::max());
+  ASSERT_TRUE(result.InitializeTrajectory(model.Get()));
+  EXPECT_EQ(result.GetTrajectory()[2147483646][2], 0.0);
+  model->SetStepNumberMax(-7);
+  ASSERT_TRUE(result.InitializeTrajectory(model.Get()));
+  EXPECT_EQ(result.GetTrajectorySize(), 0u);
   result.ClearModel();
   EXPECT_FALSE(result.GetMediumResultBySpectrum(600));
 }
