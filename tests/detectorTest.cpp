@@ -213,9 +213,12 @@ TEST_F(Imaging, ReadsNothingOutsideOfTheGrid)
   EXPECT_EQ(Record(0).GetTotalDetection(), 0.0);
   SurfaceElement element;
   EXPECT_EQ(Pinhole.GetSurfaceValue(0, 0, element), 1.0);
-  for (const std::int32_t index : {-1, 20, 2147483647, -2147483647}) {
-    element.Index[0] = index;
-    EXPECT_EQ(Pinhole.GetSurfaceValue(0, 0, element), 0.0);
+  for (const int axis : {0, 1}) {
+    for (const std::int32_t index : {-1, 20 - axis, 2147483647, -2147483647}) {
+      element.Index[axis] = index;
+      EXPECT_EQ(Pinhole.GetSurfaceValue(0, 0, element), 0.0);
+    }
+    element.Index[axis] = 0;
   }
 }
 

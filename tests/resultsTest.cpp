@@ -17,10 +17,18 @@ TEST(GridWindow, BinsHoldTheirLowerEdgeAndSlackBelow)
     const trelGridBins& Bins;
     double Position;
     int Bin;  // -1: none
-  } cases[] = {{even, 1.0, 0},  {even, 1.0 - 5e-13, 0}, {even, 1.0 - 2e-12, -1},
-               {even, 1.5, 1},  {even, 2.9999, 3},      {even, 3.0, -1},
-               {even, 4.0, -1}, {even, nan, -1},        {even, 1e300, -1},
-               {none, 0.0, -1}, {wideLast, 1.0, 2},     {even, 3.0 + 5e-13, -1}};
+  } cases[] = {{even, 1.0, 0},
+               {even, 1.0 - 5e-13, 0},
+               {even, 1.0 - 2e-12, -1},
+               {even, 1.5, 1},
+               {even, 2.9999, 3},
+               {even, 3.0, -1},
+               {even, 4.0, -1},
+               {even, nan, -1},
+               {even, 1e300, -1},
+               {none, 0.0, -1},
+               {wideLast, 1.0 + 5e-13, 2},
+               {wideLast, 1.0 + 2e-12, -1}};
   for (const auto& c : cases) {
     std::int32_t bin = -1;
     EXPECT_EQ(c.Bins.Locate(c.Position, &bin), c.Bin >= 0) << c.Position;
@@ -221,6 +229,7 @@ TEST_F(MediumResult, SumsRawWeightsBeforeItDivides)
   Record.SumTDTransmittance();
   Record.SumCWTransmittance();
   EXPECT_EQ(Record.GetTotalTDTransmittance3D(), 7.0 + 14.0);
+  EXPECT_EQ(Record.GetTDTransmittanceLeft3DTotal()[0], 4.0 + 8.0);
   EXPECT_EQ(Record.GetTotalTransmittance3D(), 4.0);
   ASSERT_TRUE(Initialize());
   EXPECT_EQ(Record.GetTotalTDTransmittance3D(), 0.0);
