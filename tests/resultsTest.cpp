@@ -11,24 +11,16 @@
 TEST(GridWindow, BinsHoldTheirLowerEdgeAndSlackBelow)
 {
   const double nan = std::numeric_limits<double>::quiet_NaN();
-  const trelGridBins even{1.0, 3.0, 0.5, 4}, wideLast{0.0, 1.0, 0.4, 3}, none{0.0, 1.0, 0.0, 0};
+  const trelGridBins even{1.0, 3.0, 0.5, 4}, wide{0.0, 1.0, 0.4, 3}, none{0.0, 1.0, 0.0, 0};
   const struct
   {
     const trelGridBins& Bins;
     double Position;
     int Bin;  // -1: none
-  } cases[] = {{even, 1.0, 0},
-               {even, 1.0 - 5e-13, 0},
-               {even, 1.0 - 2e-12, -1},
-               {even, 1.5, 1},
-               {even, 2.9999, 3},
-               {even, 3.0, -1},
-               {even, 4.0, -1},
-               {even, nan, -1},
-               {even, 1e300, -1},
-               {none, 0.0, -1},
-               {wideLast, 1.0 + 5e-13, 2},
-               {wideLast, 1.0 + 2e-12, -1}};
+  } cases[] = {{even, 1.0, 0},  {even, 1.0 - 5e-13, 0}, {even, 1.0 - 2e-12, -1},
+               {even, 1.5, 1},  {even, 2.9999, 3},      {even, 3.0, -1},
+               {even, 4.0, -1}, {even, nan, -1},        {even, 1e300, -1},
+               {none, 0.0, -1}, {wide, 1.0 + 5e-13, 2}, {wide, 1.0 + 2e-12, -1}};
   for (const auto& c : cases) {
     std::int32_t bin = -1;
     EXPECT_EQ(c.Bins.Locate(c.Position, &bin), c.Bin >= 0) << c.Position;
@@ -58,8 +50,6 @@ TEST(GridWindow, CellsFollowTheAnglesAboutTheCentre)
     EXPECT_EQ(c.Cell < 0 ? 99 : c.Cell, static_cast<int>(cell));
   }
 }
-
-// Measures
 
 /** The window of the table of measures. */
 static trelGridWindow MakeMeasuredWindow()
@@ -193,8 +183,6 @@ TEST_F(MediumResult, ReportsTheGridsOfAMeshInItsOwnWords)
             memory + "Initial transmit result error!\n" + memory + TransmittanceFailure);
 }
 
-// After the run
-
 TEST_F(MediumResult, SumsRawWeightsBeforeItDivides)
 {
   SetMedium(ShapeCube);
@@ -317,8 +305,6 @@ TEST_F(MediumResult, FinishesItsCells)
     }
   }
 }
-
-// The container
 
 TEST(SimulationResult, MakesARecordForEachWavelength)
 {
