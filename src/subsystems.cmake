@@ -31,7 +31,7 @@ endfunction()
 
 # The root class, reports, reference counts, the pipeline of stages, lists, paths and the clock.
 trel_subsystem(framework
-  HEADERS trelObjectMacros trelFileNames
+  HEADERS trelObjectMacros trelFileNames trelInlining
   CLASSES trelObject trelList trelProcessObject trelDataObject trelSimulationObject trelSource
           trelFilter trelTarget trelReader trelWriter trelPaths trelClock)
 
@@ -51,7 +51,7 @@ trel_subsystem(mesh_files
 # Shapes: where a point lies, how far along a ray the boundary is.
 trel_subsystem(geometry
   MAY_USE framework meshes mesh_files
-  HEADERS trelGeometryTolerance trelSlabSearch trelRayQuadratic
+  HEADERS trelGeometryTolerance trelSlabSearch trelRayQuadratic trelAxisRay
   CLASSES trelShapeObject trelCube trelCylinder trelEllipsoid trelRectangle trelEllipse
           trelMeshPredicates trelVoxelTable trelTraceableMesh trelMCTriangleMesh trelMCTetrahedron)
 

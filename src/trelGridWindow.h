@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "trelInlining.h"
+
 /** The axes along which a grid has bins, in the order of separations and counts. */
 enum trelGridAxis
 {
@@ -33,10 +35,19 @@ constexpr double PiSingle = 3.1415927410125732;
  */
 struct trelGridBins
 {
+  trelGridBins() = default;
+  trelGridBins(double minimum, double maximum, double separation, std::int32_t count)
+      : Minimum(minimum), Maximum(maximum), Separation(separation), Count(count)
+  {
+    if (separation > 0.0 && count > 0) EndIndex = count;
+  }
+
   double Minimum = 0.0;
   double Maximum = 0.0;
   double Separation = 0.0;
   std::int32_t Count = 0;
+  /** Count, for LocateWithin() to compare with; below all indices if it cannot tell. */
+  double EndIndex = -1.0;
 
   /**
    * The bin of @p q: trunc((q - Minimum) / Separation). False, and @p bin without a meaning, if q
@@ -51,6 +62,16 @@ struct trelGridBins
     if (!(index > -1.0 && index < Count)) return false;
     *bin = static_cast<std::int32_t>(index);
     return *bin < Count;  // without bins nothing has one
+  }
+
+  /** Locate() in half the instructions; false also where that has to tell, at the edges. */
+  bool LocateWithin(double q, std::int32_t* bin) const
+  {
+    const double offset = q - Minimum;
+    const double index = offset / Separation;
+    if (!(offset >= 0.0 && q <= Maximum && index < EndIndex)) return false;
+    *bin = static_cast<std::int32_t>(index);
+    return true;
   }
 
   double Midpoint(std::int32_t bin) const { return (bin + 0.5) * Separation + Minimum; }
@@ -93,19 +114,44 @@ inline bool LocateAzimuth(const trelGridBins& bins, double dx, double dy, double
   return bins.Locate(AzimuthDegrees(dx, dy, r), bin);
 }
 
-/** The bin of the point @p position along @p axis. */
-template <trelGridAxis axis>
+/** The bin of the point @p position along @p axis, within the window or also at its edges. */
+template <trelGridAxis axis, bool within>
 inline bool LocateBin(const trelGridWindow& window, const double position[3], std::int32_t* bin)
 {
   const trelGridBins& bins = window.Bins[axis];
+  const auto locate = [&](double q) {
+    return within ? bins.LocateWithin(q, bin) : bins.Locate(q, bin);
+  };
   if constexpr (axis <= GridZ) {
-    return bins.Locate(position[axis], bin);
+    return locate(position[axis]);
   } else {
     const double dx = position[0] - window.Center[0];
     const double dy = position[1] - window.Center[1];
     const double r = std::sqrt(dx * dx + dy * dy);
-    return axis == GridR ? bins.Locate(r, bin) : LocateAzimuth(bins, dx, dy, r, bin);
+    return axis == GridR ? locate(r) : LocateAzimuth(bins, dx, dy, r, bin);
   }
+}
+
+/** The cell of LocateCell(), if @p within from bins that LocateWithin() finds. */
+template <bool within, trelGridAxis... axes>
+inline bool CombineBins(const trelGridWindow& window, const double position[3], std::size_t* cell)
+{
+  std::size_t index = 0;
+  std::int32_t bin = 0;
+  const bool found = ((LocateBin<axes, within>(window, position, &bin) &&
+                       (index = index * static_cast<std::uint32_t>(window.Bins[axes].Count) +
+                                static_cast<std::uint32_t>(bin),
+                        true)) &&
+                      ...);
+  if (found) *cell = index;
+  return found;
+}
+
+template <trelGridAxis... axes>
+TREL_RARE bool LocateCellAtEdge(const trelGridWindow& window, const double position[3],
+                                std::size_t* cell)
+{
+  return CombineBins<false, axes...>(window, position, cell);
 }
 
 /**
@@ -115,16 +161,8 @@ inline bool LocateBin(const trelGridWindow& window, const double position[3], st
 template <trelGridAxis... axes>
 bool LocateCell(const trelGridWindow& window, const double position[3], std::size_t* cell)
 {
-  std::size_t index = 0;
-  std::int32_t bin = 0;
-  const bool found = ((LocateBin<axes>(window, position, &bin) &&
-                       (index = index * static_cast<std::uint32_t>(window.Bins[axes].Count) +
-                                static_cast<std::uint32_t>(bin),
-                        true)) &&
-                      ...);
-  if (!found) return false;
-  *cell = index;
-  return true;
+  return CombineBins<true, axes...>(window, position, cell) ||
+         LocateCellAtEdge<axes...>(window, position, cell);
 }
 
 /**

@@ -1,4 +1,6 @@
+#include <cmath>
 #include <limits>
+#include <random>
 
 #include <gtest/gtest.h>
 
@@ -26,6 +28,33 @@ TEST(GridWindow, BinsHoldTheirLowerEdgeAndSlackBelow)
     EXPECT_EQ(c.Bins.Locate(c.Position, &bin), c.Bin >= 0) << c.Position;
     EXPECT_EQ(bin, c.Bin) << c.Position;
   }
+}
+
+/** What the short form finds, the full one finds too, and inside of the window it misses nothing.
+ */
+TEST(GridWindow, TheShortFormAgreesWithTheFull)
+{
+  std::mt19937 random(11);
+  const auto uniform = [&](double a, double b) {
+    return std::uniform_real_distribution<>(a, b)(random);
+  };
+  int found = 0;
+  for (int n = 0; n < 200000; ++n) {
+    const double minimum = uniform(-5, 5), range = uniform(0, 5);
+    const double separation = n % 10 ? uniform(0.01, 3) : uniform(-1, 1);
+    const auto count = static_cast<std::int32_t>(std::ceil(range / separation)) - (n % 7 == 0);
+    const trelGridBins bins(minimum, minimum + range, separation, count);
+    // Anywhere, or on the edge of a bin or beside it.
+    const double edge = minimum + (n % 5) * separation + (n % 3 - 1) * 1e-12;
+    const double q = n % 2 ? uniform(minimum - 1, minimum + range + 1) : edge;
+    std::int32_t within = -1, bin = -1;
+    const bool inside = separation > 0 && q >= minimum && q <= minimum + range;
+    const bool expected = bins.Locate(q, &bin);
+    const bool got = bins.LocateWithin(q, &within);
+    ASSERT_TRUE(got ? expected && bin == within : !(expected && inside)) << n;
+    found += got;
+  }
+  EXPECT_GT(found, 50000);
 }
 
 TEST(GridWindow, CellsFollowTheAnglesAboutTheCentre)
