@@ -1,6 +1,6 @@
-// Reads damaged copies of good mesh files with all readers: meshReadersFuzz [files [seed]]. Each
-// file must be refused, or give a mesh without a fault. Meant to run under the sanitizers; the same
-// arguments give the same files.
+// Reads damaged copies of good mesh files of one format: meshReadersFuzz FORMAT [files [seed]],
+// where the format is the end of a file's name. Each file must be refused, or give a mesh without a
+// fault. Meant to run under the sanitizers; the same arguments give the same files.
 #include <cstdlib>
 #include <iostream>
 #include <random>
@@ -39,10 +39,17 @@ static void Mutate(std::string& bytes, const std::string& other, std::mt19937& r
 
 int main(int argc, char** argv)
 {
-  const long files = argc > 1 ? std::atol(argv[1]) : 100000;
-  std::mt19937 random(argc > 2 ? static_cast<unsigned>(std::atol(argv[2])) : 1u);
+  const std::string format = argc > 1 ? argv[1] : "";
+  const long files = argc > 2 ? std::atol(argv[2]) : 100000;
+  std::mt19937 random(argc > 3 ? static_cast<unsigned>(std::atol(argv[3])) : 1u);
+  std::vector<MeshSample> samples;
+  for (const MeshSample& sample : ReadGoodFiles())
+    if (sample.GetEnding() == format) samples.push_back(sample);
+  if (samples.empty()) {
+    std::cerr << "usage: meshReadersFuzz off|ply|stl|surf|am|mesh [files [seed]]\n";
+    return EXIT_FAILURE;
+  }
   stderr = std::fopen("/dev/null", "w");  // the reports; the descriptor stays for the sanitizers
-  const std::vector<MeshSample> samples = ReadGoodFiles();
   const TemporaryFile file;
   long accepted = 0;
   for (long i = 0; i < files; ++i) {
