@@ -30,21 +30,10 @@ bool trelCube::IntersectRay(double x, double y, double z, double dx, double dy, 
   ToCenter(x, y, z, p);
   const double d[3] = {dx, dy, dz};
   trelSlabSearch<3> search;
-  switch (ClassifyRay(LocatePoint(x, y, z), raySide)) {
-    case RayCaseNone:
-      return false;
-    case RayCaseTouching:
-      // The search keeps its distance of 0 and its hit at the centre, which is on no face: the
-      // normal stays as the caller had it, and callers rely on that.
-      FindFaceOfPoint(p, face);
-      break;
-    case RayCaseEntering:
-      if (!search.FindEntry(p, d, HalfAxes)) return false;
-      break;
-    case RayCaseLeaving:
-      if (!search.FindExit(p, d, HalfAxes)) return false;
-      break;
-  }
+  const RayCase rayCase = ClassifyRay(LocatePoint(x, y, z), raySide);
+  // The normal stays as the caller had it then, and callers rely on that.
+  if (rayCase == RayCaseTouching) FindFaceOfPoint(p, face);
+  if (!search.Find(rayCase, p, d, HalfAxes)) return false;
   FindFaceOfHit(search.Hit, face, nx, ny, nz);
   if (!(0.0 <= search.Distance && search.Distance <= *distance)) return false;
   *distance = search.Distance;

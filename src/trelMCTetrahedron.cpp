@@ -45,11 +45,7 @@ bool trelMCTetrahedron::ImportMesh(trelTetrahedron* mesh)
     ClearMesh();
     return false;
   }
-  double bounds[6];
-  StartBounds(bounds);
-  for (std::uint32_t t = 0; t < GetNumberOfTriangles(); ++t)
-    ExtendBounds(t, bounds);
-  SetBox(bounds);
+  SetBox();
   return true;
 }
 

@@ -41,11 +41,7 @@ bool trelMCTriangleMesh::ImportMesh(trelTriangleMesh* mesh)
     ClearMesh();
     return false;
   }
-  double bounds[6];
-  StartBounds(bounds);
-  for (std::uint32_t t = 0; t < GetNumberOfTriangles(); ++t)
-    ExtendBounds(t, bounds);
-  SetBox(bounds);
+  SetBox();
   WarnOfOpenEdges();
   return true;
 }

@@ -26,20 +26,9 @@ bool trelRectangle::IntersectRay(double x, double y, double z, double dx, double
   ToCenter(x, y, z, p);
   const double d[2] = {dx, dy};
   trelSlabSearch<2> search;
-  switch (ClassifyRay(LocatePoint(x, y, z), raySide)) {
-    case RayCaseNone:
-      return false;
-    case RayCaseTouching:
-      // The search keeps its distance of 0 and its hit at the centre, which is on no edge.
-      FindFaceOfPoint(p, face);
-      break;
-    case RayCaseEntering:
-      if (!search.FindEntry(p, d, HalfAxes)) return false;
-      break;
-    case RayCaseLeaving:
-      if (!search.FindExit(p, d, HalfAxes)) return false;
-      break;
-  }
+  const RayCase rayCase = ClassifyRay(LocatePoint(x, y, z), raySide);
+  if (rayCase == RayCaseTouching) FindFaceOfPoint(p, face);
+  if (!search.Find(rayCase, p, d, HalfAxes)) return false;
   FindFaceOfHit(search.Hit, face);
   static const double normals[4][2] = {{0.0, 1.0}, {0.0, -1.0}, {-1.0, 0.0}, {1.0, 0.0}};
   if (RectangleFaceYMax <= *face && *face <= RectangleFaceXMax) {

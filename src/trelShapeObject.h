@@ -33,6 +33,15 @@ enum RaySide : int
   RayEnters = 2
 };
 
+/** What a ray does at its start, from the point's relation and the caller's knowledge together. */
+enum RayCase
+{
+  RayCaseNone,
+  RayCaseLeaving,
+  RayCaseTouching,
+  RayCaseEntering
+};
+
 /**
  * @class   trelShapeObject
  * @brief   everything with a boundary: where a point lies, how far along a ray the boundary is
@@ -108,16 +117,7 @@ public:
   void GetBoundingBox(double bounds[6]) const;
 
 protected:
-  /** What a ray does at its start, from the point's relation and the caller's knowledge together.
-   */
-  enum RayCase
-  {
-    RayCaseNone,
-    RayCaseLeaving,
-    RayCaseTouching,
-    RayCaseEntering
-  };
-
+  /** The case of a ray; none where relation and knowledge disagree flatly. */
   static RayCase ClassifyRay(PointRelation relation, int raySide)
   {
     if (relation == PointInside) return raySide == RayEnters ? RayCaseNone : RayCaseLeaving;

@@ -1,6 +1,8 @@
 #ifndef trelSlabSearch_h
 #define trelSlabSearch_h
 
+#include "trelShapeObject.h"
+
 /**
  * @class   trelSlabSearch
  * @brief   where a ray enters or leaves an axis-parallel box of N axes about the origin
@@ -18,6 +20,15 @@ struct trelSlabSearch
   double Distance = 0.0;
   /** The point there. */
   double Hit[N] = {};
+
+  /** Searches as the case of the ray asks; false if it hits nothing. For a ray that starts on the
+   *  surface the distance stays 0 and the hit at the centre, which is on no face. */
+  bool Find(RayCase rayCase, const double* p, const double* d, const double* h)
+  {
+    if (rayCase == RayCaseTouching) return true;
+    if (rayCase == RayCaseEntering) return FindEntry(p, d, h);
+    return rayCase == RayCaseLeaving && FindExit(p, d, h);
+  }
 
   /** Searches from outside; false if the ray passes beside the box or leads away from it. */
   bool FindEntry(const double* p, const double* d, const double* h)

@@ -123,8 +123,12 @@ void trelTraceableMesh::ExtendBounds(std::uint32_t t, double bounds[6]) const
   }
 }
 
-void trelTraceableMesh::SetBox(const double bounds[6])
+void trelTraceableMesh::SetBox()
 {
+  double bounds[6];
+  StartBounds(bounds);
+  for (std::uint32_t t = 0; t < GetNumberOfTriangles(); ++t)
+    ExtendBounds(t, bounds);
   double center[3], half[3];
   for (int a = 0; a < 3; ++a) {
     center[a] = (bounds[2 * a + 1] + bounds[2 * a]) / 2;

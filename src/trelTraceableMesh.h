@@ -90,8 +90,8 @@ protected:
   void ExtendBounds(std::uint32_t t, double bounds[6]) const;
   /** Bounds that any point extends. */
   static void StartBounds(double bounds[6]);
-  /** Sets centre and half-lengths of the shape. */
-  void SetBox(const double bounds[6]);
+  /** Sets centre and half-lengths of the shape by its triangles. */
+  void SetBox();
   /** True if the table stands; builds it if nobody has tried yet. */
   bool EnsureTable() const { return Table.IsBuilt() || (!TableTried && BuildVoxelTable()); }
 

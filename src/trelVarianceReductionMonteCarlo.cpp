@@ -818,78 +818,25 @@ void trelVarianceReductionMonteCarlo::ScoreInDomains(ThreadState& state,
 // The entries by name. A grid of the other dimension is not in the score table, so that the two
 // forms of an entry are one.
 
-void trelVarianceReductionMonteCarlo::ScoreAbsorptionCW2D(double value)
-{
-  const ThreadState& state = GetThreadState();
-  if (const trelScoreTarget* target = AbsorptionTarget(state)) ScoreCW(state, *target, value);
-}
+#define TREL_SCORE_ENTRIES(Kind, dimension)                                                    \
+  void trelVarianceReductionMonteCarlo::Score##Kind##CW##dimension(double value)               \
+  {                                                                                            \
+    const ThreadState& state = GetThreadState();                                               \
+    if (const auto* target = Kind##Target(state)) ScoreCW(state, *target, value);              \
+  }                                                                                            \
+  void trelVarianceReductionMonteCarlo::Score##Kind##TD##dimension(double value)               \
+  {                                                                                            \
+    const ThreadState& state = GetThreadState();                                               \
+    if (const auto* target = Kind##Target(state)) ScoreTD(state, *target, value);              \
+  }                                                                                            \
+  void trelVarianceReductionMonteCarlo::Score##Kind##FD##dimension(double value, double phase) \
+  {                                                                                            \
+    const ThreadState& state = GetThreadState();                                               \
+    if (const auto* target = Kind##Target(state)) ScoreFD(state, *target, value, phase);       \
+  }
 
-void trelVarianceReductionMonteCarlo::ScoreAbsorptionCW3D(double value)
-{
-  const ThreadState& state = GetThreadState();
-  if (const trelScoreTarget* target = AbsorptionTarget(state)) ScoreCW(state, *target, value);
-}
-
-void trelVarianceReductionMonteCarlo::ScoreAbsorptionTD2D(double value)
-{
-  const ThreadState& state = GetThreadState();
-  if (const trelScoreTarget* target = AbsorptionTarget(state)) ScoreTD(state, *target, value);
-}
-
-void trelVarianceReductionMonteCarlo::ScoreAbsorptionTD3D(double value)
-{
-  const ThreadState& state = GetThreadState();
-  if (const trelScoreTarget* target = AbsorptionTarget(state)) ScoreTD(state, *target, value);
-}
-
-void trelVarianceReductionMonteCarlo::ScoreAbsorptionFD2D(double value, double phase)
-{
-  const ThreadState& state = GetThreadState();
-  if (const trelScoreTarget* target = AbsorptionTarget(state))
-    ScoreFD(state, *target, value, phase);
-}
-
-void trelVarianceReductionMonteCarlo::ScoreAbsorptionFD3D(double value, double phase)
-{
-  const ThreadState& state = GetThreadState();
-  if (const trelScoreTarget* target = AbsorptionTarget(state))
-    ScoreFD(state, *target, value, phase);
-}
-
-void trelVarianceReductionMonteCarlo::ScoreTransmittanceCW2D(double value)
-{
-  const ThreadState& state = GetThreadState();
-  if (const trelScoreTarget* target = TransmittanceTarget(state)) ScoreCW(state, *target, value);
-}
-
-void trelVarianceReductionMonteCarlo::ScoreTransmittanceCW3D(double value)
-{
-  const ThreadState& state = GetThreadState();
-  if (const trelScoreTarget* target = TransmittanceTarget(state)) ScoreCW(state, *target, value);
-}
-
-void trelVarianceReductionMonteCarlo::ScoreTransmittanceTD2D(double value)
-{
-  const ThreadState& state = GetThreadState();
-  if (const trelScoreTarget* target = TransmittanceTarget(state)) ScoreTD(state, *target, value);
-}
-
-void trelVarianceReductionMonteCarlo::ScoreTransmittanceTD3D(double value)
-{
-  const ThreadState& state = GetThreadState();
-  if (const trelScoreTarget* target = TransmittanceTarget(state)) ScoreTD(state, *target, value);
-}
-
-void trelVarianceReductionMonteCarlo::ScoreTransmittanceFD2D(double value, double phase)
-{
-  const ThreadState& state = GetThreadState();
-  if (const trelScoreTarget* target = TransmittanceTarget(state))
-    ScoreFD(state, *target, value, phase);
-}
-
-void trelVarianceReductionMonteCarlo::ScoreTransmittanceFD3D(double value, double phase)
-{
-  const ThreadState& state = GetThreadState();
-  if (const trelScoreTarget* target = TransmittanceTarget(state))
-    ScoreFD(state, *target, value, phase);
-}
+TREL_SCORE_ENTRIES(Absorption, 2D)
+TREL_SCORE_ENTRIES(Absorption, 3D)
+TREL_SCORE_ENTRIES(Transmittance, 2D)
+TREL_SCORE_ENTRIES(Transmittance, 3D)
+#undef TREL_SCORE_ENTRIES
