@@ -183,7 +183,10 @@ bool trelMedium::ClaimAllCells()
 {
   const auto count = static_cast<std::int32_t>(TissueOfIndex.size());
   for (std::int32_t tissue = 0; tissue < count; ++tissue) {
-    if (tissue == OutermostTissueIndex || !HasBody(tissue)) continue;
+    if (tissue == OutermostTissueIndex || !HasBody(tissue)) {
+      WarnOfEmptyMesh(tissue);
+      continue;
+    }
     if (ReportIfOutside(tissue)) return false;
     ClaimCells(tissue);
   }
@@ -194,6 +197,13 @@ bool trelMedium::HasBody(std::int32_t i) const
 {
   const trelShapeObject* shape = GetTissueShape(i);
   return shape && !shape->IsEmpty();
+}
+
+void trelMedium::WarnOfEmptyMesh(std::int32_t tissue)
+{
+  const trelShapeObject* shape = GetTissueShape(tissue);
+  if (!shape || !shape->IsEmpty()) return;
+  WarningMacro("the mesh of tissue " << tissue + 1 << " has no triangles: the tissue is nowhere");
 }
 
 /** Whether the box of this tissue sticks out of the medium's, after a report if it does. */

@@ -98,6 +98,7 @@ public:
 private:
   /** Whether tissue @p i takes part in the grid: a mesh that could not be loaded does not. */
   bool HasBody(std::int32_t i) const;
+  void WarnOfEmptyMesh(std::int32_t tissue);
   /** The cells along one axis. The third axis of a planar medium has one cell without bounds. */
   struct GridAxis
   {

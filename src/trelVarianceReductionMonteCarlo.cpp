@@ -130,6 +130,7 @@ bool trelVarianceReductionMonteCarlo::Execute()
   }
   MakeScoreTables();
   FailedLaunches = 0;
+  EndedByLimit = 0;
   std::uint32_t finished = 0;
   trelPhotonTask task{};
   task.TotalNumberOfPackets = Input->ComputeTotalPhotons();
@@ -147,6 +148,7 @@ bool trelVarianceReductionMonteCarlo::Execute()
   }
   if (finished % task.ProgressInterval != 0) ReportProgress(ProgressMaximum);
   ReportFailedLaunches(finished);
+  ReportEndedByLimit();
   result->FinalizeMediumResults(Input, Input->GetSaveFluenceRate());
   if (fiberDetectors != 0 && Input->GetNumberOfDetectors() == fiberDetectors) {
     result->FinalizeDetectorResults(Input);
@@ -194,6 +196,7 @@ void trelVarianceReductionMonteCarlo::PhotonTask(const trelPhotonTask& task)
   state.OneThread = omp_get_num_threads() == 1;
   state.Master = omp_get_thread_num() == 0;
   state.FailedLaunches = 0;
+  state.EndedByLimit = 0;
   state.Photon = new trelPhoton;
   const std::int64_t seed = WallClockSeconds() + 113 * omp_get_thread_num();
   state.OpenStream(static_cast<std::uint32_t>(seed));
@@ -208,6 +211,8 @@ void trelVarianceReductionMonteCarlo::PhotonTask(const trelPhotonTask& task)
   state.CloseStream();
 #pragma omp atomic
   FailedLaunches += state.FailedLaunches;
+#pragma omp atomic
+  EndedByLimit += state.EndedByLimit;
 }
 
 void trelVarianceReductionMonteCarlo::SelectRecord(ThreadState& state, std::uint32_t spectrum)
@@ -266,6 +271,15 @@ void trelVarianceReductionMonteCarlo::ReportFailedLaunches(std::uint32_t packets
   WarningMacro(FailedLaunches << " of " << packets
                               << " packets could not be launched: the light source does not lie in "
                                  "the medium, or its light does not meet it");
+}
+
+/** They are in no total and no counter. On concave surfaces and flush ones a packet can be held
+ *  where it is, in steps of no length. */
+void trelVarianceReductionMonteCarlo::ReportEndedByLimit()
+{
+  if (EndedByLimit == 0 || SingleStepMode) return;
+  WarningMacro(EndedByLimit << " packets reached the limit of " << StepNumberMax
+                            << " steps (stepnummax): what is left of them is in no result");
 }
 
 bool trelVarianceReductionMonteCarlo::LaunchFromAnySource(trelVarianceReductionMonteCarlo* filter,
@@ -372,7 +386,10 @@ inline bool trelVarianceReductionMonteCarlo::EndStep(ThreadState& state)
     KeepTrajectoryPoint(photon);
   }
   ++photon.StepCount;
-  if (static_cast<std::int64_t>(photon.StepCount) > StepNumberMax) photon.Dead = true;
+  if (static_cast<std::int64_t>(photon.StepCount) > StepNumberMax) {
+    if (!photon.Dead) ++state.EndedByLimit;
+    photon.Dead = true;
+  }
   if (photon.FlyTime > FlyTimeMax) photon.Dead = true;
   return !photon.Dead;
 }

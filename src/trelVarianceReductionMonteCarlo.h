@@ -114,6 +114,7 @@ protected:
   void TracePackets(ThreadState& state, const trelPhotonTask& task);
   void CountFinishedPacket(const trelPhotonTask& task);
   void ReportFailedLaunches(std::uint32_t packets);
+  void ReportEndedByLimit();
   void CopyTissues();
   void CopyFiberShapes();
   void MakeScoreTables();
@@ -209,6 +210,7 @@ protected:
   std::int32_t StepNumberMax = 0;
   double FlyTimeMax = 0.0;
   std::uint32_t FailedLaunches = 0;  ///< of the whole run
+  std::uint32_t EndedByLimit = 0;    ///< packets of the whole run that took too many steps
 };
 
 #endif
