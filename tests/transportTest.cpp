@@ -1,7 +1,8 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <omp.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 
 #include "testModel.h"
@@ -11,6 +12,15 @@
 #include "trelPhoton.h"
 #include "trelRandomStream.h"
 #include "trelThreadState.h"
+
+using testing::DoubleNear;
+using testing::Pointwise;
+using Vector = std::array<double, 3>;
+
+static double Dot(const Vector& a, const Vector& b)
+{
+  return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
+}
 
 /** The calling thread's state with a packet and a stream of the given seed. */
 class TransportTest : public testing::Test
@@ -29,28 +39,27 @@ protected:
     State = ThreadState{};
   }
 
-  /** Scatters the packet that travels along @p u; writes where it travels then. */
-  void Scatter(const double u[3], double g, double direction[3])
+  void SetDirection(const Vector& u)
   {
     Photon.DirectionX = u[0];
     Photon.DirectionY = u[1];
     Photon.DirectionZ = u[2];
-    Scatter3D(State, g);
-    direction[0] = Photon.DirectionX;
-    direction[1] = Photon.DirectionY;
-    direction[2] = Photon.DirectionZ;
-    ASSERT_NEAR(std::hypot(direction[0], direction[1], direction[2]), 1.0, 1e-12);
   }
+  Vector GetDirection() const { return {Photon.DirectionX, Photon.DirectionY, Photon.DirectionZ}; }
 
-  /** Mean cosine of the scattering angle. */
-  Estimate MeanCosine(double g, const double u[3])
+  /** Where a packet that travels along @p u is scattered to. */
+  Vector Scatter(const Vector& u, double g)
+  {
+    SetDirection(u);
+    Scatter3D(State, g);
+    EXPECT_NEAR(Dot(GetDirection(), GetDirection()), 1.0, 1e-12);
+    return GetDirection();
+  }
+  Estimate MeanCosine(double g, const Vector& u)
   {
     std::vector<double> cosines(20000);
-    for (double& cosine : cosines) {
-      double d[3];
-      Scatter(u, g, d);
-      cosine = u[0] * d[0] + u[1] * d[1] + u[2] * d[2];
-    }
+    for (double& cosine : cosines)
+      cosine = Dot(u, Scatter(u, g));
     return EstimateOf(cosines);
   }
 
@@ -111,7 +120,7 @@ TEST_F(TransportTest, TheBlockIsRefilledAndItsIndexOutlivesTheStream)
 
 TEST_F(TransportTest, TheMeanCosineOfScatteringIsG)
 {
-  const double directions[][3] = {{0, 0, 1}, {0, 0, -1}, {1, 0, 0}, {0.48, -0.6, 0.64}};
+  const Vector directions[] = {{0, 0, 1}, {0, 0, -1}, {1, 0, 0}, {0.48, -0.6, 0.64}};
   for (const double g : {-1.0, -0.7, 0.0, 0.01, 0.75, 0.9, 1.0}) {
     for (const auto& u : directions) {
       // 5 sigma: one wrong alarm in 1.7 million; the stream is fixed all the same.
@@ -125,18 +134,14 @@ TEST_F(TransportTest, TheMeanCosineOfScatteringIsG)
 
 TEST_F(TransportTest, TheAzimuthOfScatteringIsUniformAboutTheOldDirection)
 {
-  const double u[3] = {0.48, -0.6, 0.64};
-  const double side[3] = {0.6 / std::hypot(0.48, 0.6), 0.48 / std::hypot(0.48, 0.6), 0.0};
-  const double up[3] = {u[1] * side[2] - u[2] * side[1], u[2] * side[0] - u[0] * side[2],
-                        u[0] * side[1] - u[1] * side[0]};
+  const Vector u = {2.0 / 3, 1.0 / 3, 2.0 / 3};
+  const Vector side = {1.0 / 3, 2.0 / 3, -2.0 / 3}, up = {-2.0 / 3, 2.0 / 3, 1.0 / 3};
   const int n = 40000, bins = 16;
   int counts[bins] = {};
   for (int i = 0; i < n; ++i) {
-    double d[3];
-    Scatter(u, 0.5, d);
-    const double s = d[0] * side[0] + d[1] * side[1] + d[2] * side[2];
-    const double t = d[0] * up[0] + d[1] * up[1] + d[2] * up[2];
-    ++counts[std::min(bins - 1, static_cast<int>((std::atan2(t, s) + Pi) / (2 * Pi) * bins))];
+    const Vector d = Scatter(u, 0.5);
+    const double turn = (std::atan2(Dot(d, up), Dot(d, side)) + Pi) / (2 * Pi);
+    ++counts[std::min(bins - 1, static_cast<int>(turn * bins))];
   }
   double chi2 = 0.0;
   for (const int count : counts)
@@ -189,17 +194,19 @@ TEST(Fresnel, AgreesWithTheFieldAmplitudes)
 
 TEST_F(TransportTest, RefractionObeysSnellAndStaysInThePlaneOfIncidence)
 {
-  Photon.DirectionX = 0.6;
-  Photon.DirectionY = 0.0;
-  Photon.DirectionZ = 0.8;
-  State.NormalZ = 1.0;
-  State.TransmitAngle = std::asin(0.6 * 1.0 / 1.5);
+  const Vector n = {2.0 / 3, 1.0 / 3, 2.0 / 3}, side = {1.0 / 3, 2.0 / 3, -2.0 / 3};
+  const auto turned = [&](double along, double aside) {
+    return Vector{along * n[0] + aside * side[0], along * n[1] + aside * side[1],
+                  along * n[2] + aside * side[2]};
+  };
+  State.NormalX = n[0], State.NormalY = n[1], State.NormalZ = n[2];
+  State.TransmitAngle = std::asin(0.6 / 1.5);
+  SetDirection(turned(0.8, 0.6));
+  EXPECT_NEAR(CosIncidence(State), 0.8, 1e-15);
   Refract(State);
-  EXPECT_NEAR(Photon.DirectionX, 0.4, 1e-15);
-  EXPECT_NEAR(Photon.DirectionY, 0.0, 1e-15);
-  EXPECT_NEAR(Photon.DirectionZ, std::sqrt(1 - 0.16), 1e-15);
+  EXPECT_THAT(GetDirection(), Pointwise(DoubleNear(1e-15), turned(std::sqrt(0.84), 0.4)));
   Reflect(State);
-  EXPECT_NEAR(Photon.DirectionZ, -std::sqrt(1 - 0.16), 1e-15);
+  EXPECT_THAT(GetDirection(), Pointwise(DoubleNear(1e-15), turned(-std::sqrt(0.84), 0.4)));
 }
 
 TEST_F(TransportTest, OneAzimuthBinForTheTurnAnswersAsTheAngleDoes)
