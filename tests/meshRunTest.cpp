@@ -63,6 +63,7 @@ static void BuildTetrahedra(TestModel& m)
   m->GetMedium()->SetTetrahedron(mesh);
   m.AddTissue(nullptr, Outer);
   m.AddTissue(nullptr, Inner);
+  m->GetMedium()->SetOutermostTissueIndex(1);  // means nothing to a mesh
 }
 
 static void BuildBall(TestModel& m)

@@ -259,6 +259,14 @@ TEST(Physics, ThreadsAndPacketNumbersDoNotChangeTheMean)
     EXPECT_NEAR(e.Mean, one.Mean, 5.0 * std::hypot(e.Error, one.Error));
 }
 
+TEST(Physics, ThreadsLoseNothingInACellThatTheyShare)
+{
+  TestModel model;
+  BuildSlab(model, 0.2, {0.0, 0.05, 0.0, 1.0}, false, 200000);
+  model->SetThreadNumber(4);
+  EXPECT_NEAR(Traced<trelDiffuseVRMC>(model)[0].GetTransmittanceTopTotal(), 1.0, 1e-8);
+}
+
 TEST(Physics, ScatteringInThePlaneLooksAtNoAnisotropy)
 {
   const OuterCase c = MakeOuterCases().back();
