@@ -29,13 +29,14 @@ static void BuildDyedBox(TestModel& model, const std::vector<Dye>& dyes, std::ui
   for (std::size_t k = 0; k < dyes.size(); ++k)
     wavelengths.push_back(600 + static_cast<std::uint32_t>(k));
   model->SetWavelengths(wavelengths);
-  model.AddTissue(TestModel::Make<trelCube>({0, 0, 0}, {5, 5, 5}), Tissue);
-  trelLightSource* light =
-      model.AddSource(TestModel::Make<trelCube>({0, 0, 0}, {1, 1, 1}), 0, LuminousExcitation);
-  light->GetSpectrum(0)->SetPhotonNumber(packets);
+  const ShapeType box = model->GetDimension() == Dimension2D ? ShapeRectangle : ShapeCube;
+  model.AddTissue(MakeShape(box, {0, 0, 0}, {5, 5, 5}), Tissue);
+  model.AddSource(MakeShape(box, {0, 0, 0}, {1, 1, 1}), 0, LuminousExcitation)
+      ->GetSpectrum(0)
+      ->SetPhotonNumber(packets);
   for (std::size_t k = 0; k < dyes.size(); ++k) {
     trelSpectrum& emission =
-        *model.AddSource(TestModel::Make<trelCube>({0, 0, 0}, {5, 5, 5}), 0, LuminousEmission)
+        *model.AddSource(MakeShape(box, {0, 0, 0}, {5, 5, 5}), 100, LuminousEmission)
              ->GetSpectrum(static_cast<int>(k) + 1);
     emission.SetExcitationWavelength(500);
     emission.SetFluorophoreAbsorption(dyes[k].Absorption);
@@ -44,30 +45,18 @@ static void BuildDyedBox(TestModel& model, const std::vector<Dye>& dyes, std::ui
   }
 }
 
-/** The weight of light that a record accounts for: absorbed and transmitted. */
-static double Light(const trelMediumResult& r)
+/** Runs batches of a dyed box; one row per batch of the light of each record, excitation first. */
+static std::vector<std::vector<double>> RunDyedBoxes(const std::vector<Dye>& dyes,
+                                                     std::uint32_t packets)
 {
-  return r.GetTotalAbsorption3D() + r.GetTotalTransmittance3D();
-}
-
-/** Runs batches of a dyed box; one row of the light of each record per batch. */
-static std::vector<std::vector<double>> RunBatches(const std::vector<Dye>& dyes,
-                                                   std::uint32_t packets)
-{
-  std::vector<std::vector<double>> rows;
-  for (int batch = 0; batch < 12; ++batch) {
-    const FixedClock clock(1000003 + 7919 * batch);
-    GetThreadState() = ThreadState{};
+  std::vector<std::vector<double>> rows(12);
+  for (std::size_t batch = 0; batch < rows.size(); ++batch) {
     TestModel model(FMT);
     BuildDyedBox(model, dyes, packets);
-    trelFluorescenceVRMC run;
-    run.SetInput(model.Get());
-    EXPECT_TRUE(run.Update());
-    rows.emplace_back();
-    for (std::size_t k = 0; k <= dyes.size(); ++k) {
-      rows.back().push_back(Light(*run.GetOutput()->GetMediumResult(static_cast<int>(k))));
-    }
-    rows.back().push_back(run.GetOutput()->GetMediumResult(0)->GetTotalAbsorption3D());
+    Traced<trelFluorescenceVRMC> run(model, static_cast<int>(batch));
+    for (std::size_t k = 0; k <= dyes.size(); ++k)
+      rows[batch].push_back(Light(run[static_cast<int>(k)]));
+    rows[batch].push_back(run[0].GetTotalAbsorption3D());
   }
   return rows;
 }
@@ -84,7 +73,7 @@ static Estimate EstimateOf(const std::vector<std::vector<double>>& rows,
 TEST(Fluorescence, ExcitationBalancesAndEmissionIsTheYieldOfWhatTheDyeTook)
 {
   const double yield = 0.6, muf = 0.3;
-  const auto rows = RunBatches({{muf, yield, 0.0}}, 1500);
+  const auto rows = RunDyedBoxes({{muf, yield, 0.0}}, 1500);
   const Estimate balance = EstimateOf(rows, [](const auto& row) { return row[0]; });
   EXPECT_NEAR(balance.Mean, 1.0, 5.0 * balance.Error + 2e-4) << "roulette moves less than 2e-4";
 
@@ -105,7 +94,7 @@ TEST(Fluorescence, ExcitationBalancesAndEmissionIsTheYieldOfWhatTheDyeTook)
 TEST(Fluorescence, TwoDyesInOnePlaceBothConvert)
 {
   const Dye first = {0.2, 0.5, 0.0}, second = {0.4, 0.8, 0.0};
-  const auto rows = RunBatches({first, second}, 800);
+  const auto rows = RunDyedBoxes({first, second}, 800);
   // The second takes from what the first has left: its Wb is m / (m + muf1) of the first's.
   const double m = Tissue.Absorption + Tissue.Scattering;
   const double expected = m / (m + second.Absorption) * second.Absorption * second.Yield /
@@ -132,19 +121,14 @@ TEST(Fluorescence, TheMeanDelayIsTheLifetime)
   std::vector<double> delays;
   const double lifeTime = 2000.0;
   for (int batch = 0; batch < 8; ++batch) {
-    const FixedClock clock(1000003 + 7919 * batch);
-    GetThreadState() = ThreadState{};
     TestModel model(FMT);
     BuildDyedBox(model, {{0.3, 1.0, lifeTime}, {0.3, 1.0, 0.0}}, 300);
     model->SetTimeDomain(true);
     model->SetTimeRange(0.0, 100000.0, 100.0);
     model->SetFlyTimeMax(1e6);
     model->SetSeparations(5, 5, 5, 1, 1, 1);
-    trelFluorescenceVRMC run;
-    run.SetInput(model.Get());
-    ASSERT_TRUE(run.Update());
-    delays.push_back(MeanTime(*run.GetOutput()->GetMediumResult(1)) -
-                     MeanTime(*run.GetOutput()->GetMediumResult(2)));
+    Traced<trelFluorescenceVRMC> run(model, batch);
+    delays.push_back(MeanTime(run[1]) - MeanTime(run[2]));
   }
   const Estimate e = EstimateOf(delays);
   EXPECT_NEAR(e.Mean, lifeTime, 5.0 * e.Error);
@@ -183,15 +167,22 @@ TEST(Fluorescence, OnlyTheMasterKnowsThatItTracesExcitation)
   EXPECT_EQ(probe.Wrong, 0);
 }
 
-TEST(Fluorescence, DyeThatNobodyExcitesStaysDark)
+TEST(Fluorescence, ADyeEmitsWhenItIsExcited)
 {
-  GetThreadState() = ThreadState{};
-  TestModel model(FMT);
-  BuildDyedBox(model, {{0.3, 1.0, 0.0}}, 200);
-  model->GetLightSource(1)->GetSpectrum(1)->SetExcitationWavelength(501);
-  trelFluorescenceVRMC run;
-  run.SetInput(model.Get());
-  ASSERT_TRUE(run.Update());
-  EXPECT_EQ(Light(*run.GetOutput()->GetMediumResult(1)), 0.0);
-  EXPECT_GT(Light(*run.GetOutput()->GetMediumResult(0)), 0.9);
+  for (const SimulationDimension dimension : {Dimension2D, Dimension3D}) {
+    const struct
+    {
+      std::uint32_t Packets, ExcitationWavelength;
+      bool IsLit, Emits;
+    } cases[] = {{0, 500, false, false}, {200, 501, true, false}, {200, 500, true, true}};
+    for (const auto& c : cases) {
+      TestModel model(FMT, dimension);
+      BuildDyedBox(model, {{0.3, 1.0, 0.0}}, c.Packets);
+      model->GetLightSource(1)->GetSpectrum(1)->SetExcitationWavelength(c.ExcitationWavelength);
+      Traced<trelFluorescenceVRMC> run(model);
+      EXPECT_EQ(Light(run[0]) > 0.9, c.IsLit);
+      EXPECT_EQ(Light(run[1]) > 0.1, c.Emits);
+      EXPECT_EQ(Light(run[1]) == 0.0, !c.Emits);
+    }
+  }
 }

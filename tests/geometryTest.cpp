@@ -111,48 +111,10 @@ TEST(Shape, LocatesPointsWithinTheTolerance)
   }
 }
 
-/** Gives a test what nothing in the program has: angles. */
-class TurnedProbe final : public trelShapeObject
-{
-public:
-  ShapeType GetShapeType() const override { return ShapeCube; }
-  PointRelation LocatePoint(double, double, double) const override { return PointOutside; }
-  bool IntersectRay(double, double, double, double, double, double, double*, int*, double*, double*,
-                    double*, int) const override
-  {
-    return false;
-  }
-  using trelShapeObject::Rotation;
-  using trelShapeObject::ToLocal;
-  using trelShapeObject::ToLocalInPlane;
-};
-
-TEST(Shape, TurnsPointsByItsOddMatrix)
-{
-  const double right = Pi / 2;
-  const struct
-  {
-    double angles[3], expected[5];
-  } cases[] = {{{right, 0, 0}, {1, 0, -2, -2, 1}},
-               {{0, right, 0}, {-3, 6, 1, 1, 2}},
-               {{0, 0, right}, {5, -1, 3, 1, 2}},
-               {{right, right, right}, {1, 3, -2, -2, 1}}};
-  for (const auto& c : cases) {
-    TurnedProbe probe;
-    std::copy_n(c.angles, 3, probe.Rotation);
-    probe.SetCenter(10, 20, 30);
-    double turned[5];
-    probe.ToLocal(11, 22, 33, turned);
-    probe.ToLocalInPlane(11, 22, turned + 3);
-    for (int i = 0; i < 5; ++i)
-      EXPECT_NEAR(turned[i], c.expected[i], 1e-14) << "case " << &c - cases << ", value " << i;
-  }
-}
-
 TEST(Ray, AnswersTheKnownCases)
 {
   std::vector<ShapeRow> rows = ReadRows("rays.txt");
-  ASSERT_EQ(rows.size(), 45u);
+  ASSERT_EQ(rows.size(), 46u);
   for (ShapeRow& row : rows) {
     SCOPED_TRACE(row.Line);
     double v[9], furthest, distance;
@@ -234,19 +196,7 @@ struct Solid
     return Value(p, d, a);
   }
 
-  /** The number of the face with the normal @p n. */
-  int FaceOf(const double n[3]) const
-  {
-    const bool isX = std::fabs(n[0]) > 0.9, isY = std::fabs(n[1]) > 0.9,
-               isZ = std::fabs(n[2]) > 0.9;
-    const ShapeType type = Shape->GetShapeType();
-    if (type == ShapeRectangle) return isX ? (n[0] > 0 ? 3 : 2) : (n[1] > 0 ? 0 : 1);
-    if (type == ShapeCylinder) return isZ ? (n[2] > 0 ? 0 : 1) : 2;
-    if (type != ShapeCube) return -7;
-    return isX ? (n[0] > 0 ? 0 : 1) : isY ? (n[1] > 0 ? 3 : 2) : (n[2] > 0 ? 4 : 5);
-  }
-
-  /** Checks face and normal at the place @p t by the function's gradient. A cube keeps the normal
+  /** Checks the normal at the place @p t by the function's gradient. A cube keeps the normal
    * that the caller has if it is @p touched. */
   void CheckNormal(const RayAnswer& got, const double p[3], const double d[3], bool touched) const
   {
@@ -264,7 +214,6 @@ struct Solid
           i < DimensionsOf(*Shape) && !(touched && Shape->GetShapeType() == ShapeCube);
       EXPECT_NEAR(got.Normal[i], written ? n[i] : unwritten, 1e-5);
     }
-    EXPECT_EQ(got.Face, FaceOf(n));
   }
 };
 

@@ -12,7 +12,6 @@
 
 static const double nan_ = std::numeric_limits<double>::quiet_NaN();
 static const double infinite_ = std::numeric_limits<double>::infinity();
-using Point = std::array<double, 3>;
 
 static Point PointAt(const trelVoxelRay& ray, double t)
 {
@@ -22,48 +21,10 @@ static Point PointAt(const trelVoxelRay& ray, double t)
   return p;
 }
 
-using SurfacePointer = std::unique_ptr<trelTriangleMesh>;
-
-/** The cube [-1, 1]^3, n x n squares of two triangles on each side, its points moved by `move`. The
- *  sides repeat the vertices that they share. */
-static SurfacePointer MovedCube(int n, const std::function<Point(const Point&)>& move)
-{
-  auto cube = std::make_unique<trelTriangleMesh>();
-  for (int side = 0; side < 6; ++side) {
-    const int axis = side / 2, first = side * (n + 1) * (n + 1);
-    for (int k = 0; k < (n + 1) * (n + 1); ++k) {
-      Point p;
-      p[axis] = side % 2 ? 1 : -1;
-      p[(axis + 1) % 3] = 2.0 * (k / (n + 1)) / n - 1;
-      p[(axis + 2) % 3] = 2.0 * (k % (n + 1)) / n - 1;
-      p = move(p);
-      const float vertex[6] = {float(p[0]), float(p[1]), float(p[2])};
-      cube->AddVertex(vertex);
-    }
-    for (int k = 0; k < n * n; ++k) {
-      const auto a = std::uint32_t(first + k / n * (n + 1) + k % n), c = a + n + 2;
-      const std::uint32_t b = side % 2 ? a + n + 1 : a + 1, d = side % 2 ? a + 1 : a + n + 1;
-      const std::uint32_t faces[2][3] = {{a, b, c}, {a, c, d}};
-      cube->AddFace(faces[0]);
-      cube->AddFace(faces[1]);
-    }
-  }
-  return cube;
-}
-
 static SurfacePointer Box(double x, double y, double z)
 {
   return MovedCube(1, [&](const Point& p) {
     return Point{(p[0] + 1) / 2 * x, (p[1] + 1) / 2 * y, (p[2] + 1) / 2 * z};
-  });
-}
-
-/** A sphere of 12 n^2 triangles about (0, 0, 0). */
-static SurfacePointer Sphere(double radius, int n)
-{
-  return MovedCube(n, [&](const Point& p) {
-    const double scale = radius / std::hypot(p[0], p[1], p[2]);
-    return Point{p[0] * scale, p[1] * scale, p[2] * scale};
   });
 }
 
@@ -81,12 +42,8 @@ static std::unique_ptr<trelMCTetrahedron> CubeInCube(int n, int from, int to, fl
   CubeGrid grid({{n, n, n}});
   for (int i = 0; i < 6 * grid.Mesh.GetNumberOfVertices(); ++i)
     grid.Mesh.GetVertexData()[i] *= edge;
-  const auto within = [&](int i) { return i >= from && i < to; };
-  for (int t = 0; t < 6 * n * n * n; ++t)  // the cubes stand in the order of x, y, z
-    grid.Mesh.GetRegionData()[t] =
-        within(t / 6 / n / n) && within(t / 6 / n % n) && within(t / 6 % n);
   auto traced = std::make_unique<trelMCTetrahedron>();
-  EXPECT_TRUE(grid.Mesh.BuildFaces() && traced->ImportMesh(&grid.Mesh) &&
+  EXPECT_TRUE(grid.BuildCore(n, from, to) && traced->ImportMesh(&grid.Mesh) &&
               traced->BuildVoxelTable(2));
   return traced;
 }

@@ -6,8 +6,10 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <cmath>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <map>
 #include <memory>
 #include <numeric>
@@ -168,9 +170,58 @@ struct CubeGrid
     } while (std::next_permutation(axes.begin(), axes.end()));
   }
 
+  /** In one block of @p n cubes along each axis, in order, makes [from, to)^3 region 1 and the rest
+   * region 0, and builds the faces. */
+  bool BuildCore(int n, int from, int to)
+  {
+    const auto within = [&](int i) { return i >= from && i < to; };
+    for (int t = 0; t < 6 * n * n * n; ++t)  // the cubes stand in the order of x, y, z
+      Mesh.GetRegionData()[t] = within(t / 6 / n / n) && within(t / 6 / n % n) && within(t / 6 % n);
+    return Mesh.BuildFaces();
+  }
+
   std::map<Place, std::uint32_t> Places;
   std::vector<std::array<std::uint32_t, 4>> Tetrahedra;
   trelTetrahedron Mesh;
 };
+
+using Point = std::array<double, 3>;
+using SurfacePointer = std::unique_ptr<trelTriangleMesh>;
+
+/** The cube [-1, 1]^3, n x n squares of two triangles on each side, its points moved by `move`. The
+ *  sides repeat the vertices that they share. */
+inline SurfacePointer MovedCube(int n, const std::function<Point(const Point&)>& move)
+{
+  auto cube = std::make_unique<trelTriangleMesh>();
+  for (int side = 0; side < 6; ++side) {
+    const int axis = side / 2, first = side * (n + 1) * (n + 1);
+    for (int k = 0; k < (n + 1) * (n + 1); ++k) {
+      Point p;
+      p[axis] = side % 2 ? 1 : -1;
+      p[(axis + 1) % 3] = 2.0 * (k / (n + 1)) / n - 1;
+      p[(axis + 2) % 3] = 2.0 * (k % (n + 1)) / n - 1;
+      p = move(p);
+      const float vertex[6] = {float(p[0]), float(p[1]), float(p[2])};
+      cube->AddVertex(vertex);
+    }
+    for (int k = 0; k < n * n; ++k) {
+      const auto a = std::uint32_t(first + k / n * (n + 1) + k % n), c = a + n + 2;
+      const std::uint32_t b = side % 2 ? a + n + 1 : a + 1, d = side % 2 ? a + 1 : a + n + 1;
+      const std::uint32_t faces[2][3] = {{a, b, c}, {a, c, d}};
+      cube->AddFace(faces[0]);
+      cube->AddFace(faces[1]);
+    }
+  }
+  return cube;
+}
+
+/** A sphere of 12 n^2 triangles about (0, 0, 0). */
+inline SurfacePointer Sphere(double radius, int n)
+{
+  return MovedCube(n, [&](const Point& p) {
+    const double scale = radius / std::hypot(p[0], p[1], p[2]);
+    return Point{p[0] * scale, p[1] * scale, p[2] * scale};
+  });
+}
 
 #endif

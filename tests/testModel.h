@@ -12,12 +12,14 @@
 #include "trelClock.h"
 #include "trelCube.h"
 #include "trelCylinder.h"
+#include "trelEllipse.h"
 #include "trelEllipsoid.h"
 #include "trelLightSource.h"
 #include "trelList.h"
 #include "trelMedium.h"
 #include "trelMediumResult.h"
 #include "trelOpticalParameter.h"
+#include "trelRectangle.h"
 #include "trelSimulationParameter.h"
 #include "trelSimulationResult.h"
 #include "trelSpectrum.h"
@@ -44,12 +46,7 @@ public:
     Parameter->SetAbsorptionCoordinate(CoordinateCartesian);
     Parameter->SetTransmittanceCoordinate(CoordinateCartesian);
   }
-  ~TestModel()
-  {
-    for (trelLightSource* source : Sources)
-      source->UnRegister();
-    Parameter->UnRegister();
-  }
+  ~TestModel() { Parameter->UnRegister(); }
   TestModel(const TestModel&) = delete;
   TestModel& operator=(const TestModel&) = delete;
 
@@ -100,8 +97,7 @@ public:
       source->GetSpectra()->Append(spectrum);
     }
     source->Register();
-    Sources.push_back(source);
-    Parameter->SetLightSources(ListOfSources());
+    Parameter->GetLightSources()->Append(source);
     return source;
   }
 
@@ -116,19 +112,18 @@ public:
   }
 
 private:
-  trelList* ListOfSources()
-  {
-    auto* list = new trelList;
-    for (trelLightSource* source : Sources) {
-      source->Register();
-      list->Append(source);
-    }
-    return list;
-  }
-
   trelSimulationParameter* Parameter;
-  std::vector<trelLightSource*> Sources;
 };
+
+inline trelShapeObject* MakeShape(ShapeType type, std::initializer_list<double> center,
+                                  std::initializer_list<double> halfAxes)
+{
+  if (type == ShapeCube) return TestModel::Make<trelCube>(center, halfAxes);
+  if (type == ShapeCylinder) return TestModel::Make<trelCylinder>(center, halfAxes);
+  if (type == ShapeRectangle) return TestModel::Make<trelRectangle>(center, halfAxes);
+  if (type == ShapeEllipse) return TestModel::Make<trelEllipse>(center, halfAxes);
+  return TestModel::Make<trelEllipsoid>(center, halfAxes);
+}
 
 /** Mean and standard error of a sample. */
 struct Estimate
@@ -166,6 +161,34 @@ private:
   }
 };
 
+/** The weight of light that a record accounts for: absorbed and transmitted. */
+inline double Light(const trelMediumResult& r)
+{
+  return r.GetTotalAbsorption2D() + r.GetTotalAbsorption3D() + r.GetTotalTransmittance2D() +
+         r.GetTotalTransmittance3D();
+}
+
+/** A model that has been run on the streams of @p batch by a fresh thread, but for the angle of the
+ * last refraction; holds the results, which are asked for by wavelength. */
+template <class Filter>
+class Traced
+{
+public:
+  explicit Traced(TestModel& model, int batch = 0, double transmitAngle = 0.0)
+  {
+    const FixedClock clock(1000003 + 7919 * batch);
+    GetThreadState() = ThreadState{};
+    GetThreadState().TransmitAngle = transmitAngle;
+    Ran.SetInput(model.Get());
+    EXPECT_TRUE(Ran.Update());
+  }
+  trelSimulationResult* operator->() { return Ran.GetOutput(); }
+  const trelMediumResult& operator[](int i) { return *Ran.GetOutput()->GetMediumResult(i); }
+
+private:
+  Filter Ran;
+};
+
 using ModelOf = std::function<void(TestModel&)>;
 using QuantityOf = std::function<double(const trelMediumResult&)>;
 
@@ -176,19 +199,13 @@ using QuantityOf = std::function<double(const trelMediumResult&)>;
  */
 template <class Filter>
 std::vector<double> RunBatches(SimulationType type, const ModelOf& build,
-                               const QuantityOf& quantity)
+                               const QuantityOf& quantity, int numberOfBatches = 24)
 {
-  constexpr int numberOfBatches = 24;
   std::vector<double> batches;
   for (int batch = 0; batch < numberOfBatches; ++batch) {
-    const FixedClock clock(1000003 + 7919 * batch);
-    GetThreadState() = ThreadState{};
     TestModel model(type);
     build(model);
-    Filter filter;
-    filter.SetInput(model.Get());
-    EXPECT_TRUE(filter.Update());
-    batches.push_back(quantity(*filter.GetOutput()->GetMediumResult(0)));
+    batches.push_back(quantity(Traced<Filter>(model, batch)[0]));
   }
   return batches;
 }
