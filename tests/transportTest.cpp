@@ -389,7 +389,11 @@ TEST(Transport, LimitsDropAPacketWithItsWeight)
     model->SetSeparations(100, 100, 100, 1, 1, 1);
     // The test is "greater than": two steps are walked.
     bySteps ? model->SetStepNumberMax(1) : model->SetFlyTimeMax(1e-9);
+    testing::internal::CaptureStderr();
     Traced<trelDiffuseVRMC> run(model);
+    EXPECT_EQ(testing::internal::GetCapturedStderr().find("packets reached the limit of 1 steps") !=
+                  std::string::npos,
+              bySteps);
     EXPECT_LT(run[0].GetTransmitPhotonNum() + run[0].GetAbsorpPhotonNum(), 60) << bySteps;
     EXPECT_EQ(run[0].GetTotalAbsorption3D(), 0.0);
   }
