@@ -162,10 +162,12 @@ bool trelMCTetrahedron::IsOutsideRegion(double x, double y, double z, int region
 PointRelation trelMCTetrahedron::LocatePointInRegion(double x, double y, double z, int region) const
 {
   const trelVoxelTable& table = GetVoxelTable();
-  if (table.IsSettledIn(x, y, z, region)) return PointInside;
+  std::size_t cell = 0;
+  const bool isInGrid = table.FindCell(x, y, z, &cell);
+  if (isInGrid && table.IsSettledIn(cell, region)) return PointInside;
   if (!EnsureTable()) return PointUndetermined;
   if (table.IsEmpty() || IsOutsideRegion(x, y, z, region)) return PointOutside;
-  const std::size_t cell = table.CellAt(x, y, z);
+  if (!isInGrid) cell = table.CellAt(x, y, z);
   const std::int16_t state = table.GetState(cell);
   if (state == region) return PointInside;
   if (state != trelVoxelTable::Surface) return PointOutside;

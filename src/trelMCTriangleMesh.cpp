@@ -134,11 +134,13 @@ void trelMCTriangleMesh::OnTableBuilt(trelVoxelTable& table) const
 PointRelation trelMCTriangleMesh::LocatePoint(double x, double y, double z) const
 {
   const trelVoxelTable& table = GetVoxelTable();
-  if (table.IsSettledIn(x, y, z, insideRegion)) return PointInside;
+  std::size_t cell = 0;
+  const bool isInGrid = table.FindCell(x, y, z, &cell);
+  if (isInGrid && table.IsSettledIn(cell, insideRegion)) return PointInside;
   if (!EnsureTable()) return PointUndetermined;
   const double point[3] = {x, y, z};
   if (IsOutsideBox<3>(point) || table.IsEmpty() || std::isnan(x + y + z)) return PointOutside;
-  const std::size_t cell = table.CellAt(x, y, z);
+  if (!isInGrid) cell = table.CellAt(x, y, z);
   switch (table.GetState(cell)) {
     case insideRegion:
       return PointInside;

@@ -16,7 +16,7 @@ void trelTraceableMesh::ClearMesh()
 {
   Vertices = {};
   Triangles = {};
-  Table.Release();
+  VoxelTable.Release();
   TableTried = false;
 }
 
@@ -152,7 +152,7 @@ bool trelTraceableMesh::FillTable(int threads) const
     std::copy_n(Triangles[t].Normal, 3, traced[t].Normal);
     GetRegionsOfTriangle(t, traced[t].Regions);
   }
-  return Table.Build(std::move(traced), Bounds, GetCenterRule(), threads);
+  return VoxelTable.Build(std::move(traced), Bounds, GetCenterRule(), threads);
 }
 
 bool trelTraceableMesh::BuildVoxelTable(int threads) const
@@ -160,7 +160,7 @@ bool trelTraceableMesh::BuildVoxelTable(int threads) const
   if (Triangles.empty()) return false;
   TableTried = true;
   if (FillTable(threads)) {
-    OnTableBuilt(Table);
+    OnTableBuilt(VoxelTable);
     return true;
   }
   ErrorMacro("Out of memory while allocate memory for voxel table in " << GetClassName() << "!\n");

@@ -51,7 +51,7 @@ public:
    */
   bool BuildVoxelTable(int threads = 1) const;
   /** The table, empty until it has been built. */
-  const trelVoxelTable& GetVoxelTable() const { return Table; }
+  const trelVoxelTable& GetVoxelTable() const { return VoxelTable; }
 
   virtual std::uint32_t GetNumberOfVertices() const { return Count(Vertices); }
   virtual std::uint32_t GetNumberOfTriangles() const { return Count(Triangles); }
@@ -93,7 +93,7 @@ protected:
   /** Sets centre and half-lengths of the shape by its triangles. */
   void SetBox();
   /** True if the table stands; builds it if nobody has tried yet. */
-  bool EnsureTable() const { return Table.IsBuilt() || (!TableTried && BuildVoxelTable()); }
+  bool EnsureTable() const { return VoxelTable.IsBuilt() || (!TableTried && BuildVoxelTable()); }
 
   std::vector<trelTraceableVertex> Vertices;
   std::vector<trelTraceableTriangle> Triangles;
@@ -110,7 +110,7 @@ private:
 
   std::string FilePath;
   /** Built on demand, hence mutable. */
-  mutable trelVoxelTable Table;
+  mutable trelVoxelTable VoxelTable;
   mutable bool TableTried = false;
 };
 

@@ -98,6 +98,7 @@ bool trelVoxelTable::LayOutVoxels(const double bounds[6])
     // Above the limit only in a flat grid, which is never indexed.
     Size[a] = static_cast<int>(std::min(cells[a], static_cast<double>(MaximumVoxels)));
     LastIndex[a] = Size[a] - 1.0;
+    EndIndex[a] = Size[a];
   }
   return true;
 }
@@ -108,6 +109,7 @@ bool trelVoxelTable::AllocateVoxelTable(const double bounds[6])
   const bool flat = Size[0] == 0 || Size[1] == 0 || Size[2] == 0;
   const std::size_t voxels = flat ? 0 : CellOf(Size[0] - 1, Size[1] - 1, Size[2] - 1) + 1;
   try {
+    Settled.assign(voxels, Unsettled);
     States.assign(voxels, NoRegion);
     Numbers.assign(voxels, 0);
     SurfaceVoxels.assign(1, {0, 0, 0, 0, RayAxisXMin});
@@ -198,7 +200,7 @@ try {
   }
   // From lengths to the places of the lists, which are then filled one by one.
   std::uint32_t place = 0;
-  for (trelSurfaceVoxel& voxel : SurfaceVoxels) {
+  for (VoxelCell& voxel : SurfaceVoxels) {
     voxel.First = place;
     place += voxel.Last;
     voxel.Last = voxel.First;
@@ -371,7 +373,7 @@ void trelVoxelTable::ListRow(RayAxis axis, const int start[3])
     if (States[cell] != Surface) continue;
     for (const std::uint32_t* t = BeginOf(cell); t < EndOf(cell); ++t)
       if (seen->Add(*t)) RowEntries.push_back(*t);
-    trelSurfaceVoxel& voxel = SurfaceVoxels[Numbers[cell]];
+    VoxelCell& voxel = SurfaceVoxels[Numbers[cell]];
     if (voxel.Axis != axis) continue;
     used = static_cast<std::uint32_t>(RowEntries.size());
     voxel.RowFirst = first;
@@ -425,7 +427,6 @@ try {
   for (const Box& box : boxes)
     ranges.push_back(FindVoxelsWithin(box));
   const auto regions = static_cast<std::int16_t>(std::min<std::size_t>(ranges.size(), Unsettled));
-  Settled.assign(States.size(), Unsettled);
   std::size_t cell = 0;
   VisitVoxels(GetWholeRange(), [&](const int index[3]) {
     const std::int16_t region = States[cell++];
@@ -435,13 +436,12 @@ try {
       if (index[a] < within.First[a] || index[a] > within.Last[a]) return;
     Settled[cell - 1] = static_cast<std::uint8_t>(region);
   });
-  std::copy_n(Size, 3, SettledSize);
 } catch (const std::bad_alloc&) {
   return;  // The table answers without it, if slower.
 }
 
 template <int axis>
-PointRelation trelVoxelTable::CountCrossings(const trelSurfaceVoxel& voxel, const double point[3],
+PointRelation trelVoxelTable::CountCrossings(const VoxelCell& voxel, const double point[3],
                                              std::int32_t region) const
 {
   constexpr int along = AxisAlong(axis), u = FirstAcross(axis), w = SecondAcross(axis);
@@ -467,7 +467,7 @@ PointRelation trelVoxelTable::CountCrossings(const trelSurfaceVoxel& voxel, cons
 PointRelation trelVoxelTable::ClassifyPointInVoxel(double x, double y, double z, std::size_t cell,
                                                    std::int32_t region) const
 {
-  const trelSurfaceVoxel& voxel = GetSurfaceVoxel(cell);
+  const VoxelCell& voxel = GetCell(cell);
   const double point[3] = {x, y, z};
   switch (voxel.Axis) {
     case RayAxisZMax:

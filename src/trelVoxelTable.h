@@ -18,7 +18,7 @@ struct trelVoxelRay
 };
 
 /** A voxel with triangles, by its ranges in two arrays of triangle numbers. */
-struct trelSurfaceVoxel
+struct VoxelCell
 {
   /** Those that overlap the voxel, ascending. */
   std::uint32_t First, Last;
@@ -116,20 +116,14 @@ public:
   }
   std::int16_t GetState(std::size_t cell) const { return States[cell]; }
   /** Lists and direction of a surface voxel; for another voxel one with empty lists. */
-  const trelSurfaceVoxel& GetSurfaceVoxel(std::size_t cell) const
-  {
-    return SurfaceVoxels[Numbers[cell]];
-  }
-  int GetRayAxis(std::size_t cell) const { return GetSurfaceVoxel(cell).Axis; }
+  const VoxelCell& GetCell(std::size_t cell) const { return SurfaceVoxels[Numbers[cell]]; }
+  int GetRayAxis(std::size_t cell) const { return GetCell(cell).Axis; }
   /** The triangles of a voxel, ascending. */
   const std::uint32_t* BeginOf(std::size_t cell) const
   {
-    return Entries.data() + GetSurfaceVoxel(cell).First;
+    return Entries.data() + GetCell(cell).First;
   }
-  const std::uint32_t* EndOf(std::size_t cell) const
-  {
-    return Entries.data() + GetSurfaceVoxel(cell).Last;
-  }
+  const std::uint32_t* EndOf(std::size_t cell) const { return Entries.data() + GetCell(cell).Last; }
   const trelTracedTriangle& GetTriangle(std::uint32_t t) const { return Triangles[t]; }
 
   /**
@@ -150,22 +144,24 @@ public:
     return CellOf(IndexOf(0, x), IndexOf(1, y), IndexOf(2, z));
   }
 
-  /**
-   * True if one read tells that the point lies in @p region: in a voxel wholly in the region and in
-   * its box. False says nothing, and is all that a table says which is not built or has no box of
-   * that region. With this question most steps are done.
-   */
-  bool IsSettledIn(double x, double y, double z, std::int32_t region) const
+  /** The voxel that holds the point. False beside the grid, and before it has been laid out. */
+  bool FindCell(double x, double y, double z, std::size_t* cell) const
   {
     // As in IndexOf(), where a point in the grid needs no clamp.
     const double u = (x - Origin[0]) * InverseVoxelSize;
     const double v = (y - Origin[1]) * InverseVoxelSize;
     const double w = (z - Origin[2]) * InverseVoxelSize;
     if (!(u >= 0.0 && v >= 0.0 && w >= 0.0)) return false;
-    if (!(u < SettledSize[0] && v < SettledSize[1] && w < SettledSize[2])) return false;
-    const std::uint8_t settled =
-        Settled[CellOf(static_cast<int>(u), static_cast<int>(v), static_cast<int>(w))];
-    return settled == region && region != Unsettled;
+    if (!(u < EndIndex[0] && v < EndIndex[1] && w < EndIndex[2])) return false;
+    *cell = CellOf(static_cast<int>(u), static_cast<int>(v), static_cast<int>(w));
+    return true;
+  }
+
+  /** True if all points of the voxel are known to lie in @p region. With this question most steps
+   *  are done. */
+  bool IsSettledIn(std::size_t cell, std::int32_t region) const
+  {
+    return Settled[cell] == region && region != Unsettled;
   }
 
   /**
@@ -204,7 +200,7 @@ private:
   RayAxis ChooseRayAxis(int i, int j, int k) const;
   void ChooseVoxelRayDirections(int threads);
   template <int axis>
-  PointRelation CountCrossings(const trelSurfaceVoxel& voxel, const double point[3],
+  PointRelation CountCrossings(const VoxelCell& voxel, const double point[3],
                                std::int32_t region) const;
   bool ListRows();
   void ListRow(RayAxis axis, const int start[3]);
@@ -233,15 +229,15 @@ private:
 
   /** In Settled: a region beyond the byte, or a voxel that is not wholly in one and in its box. */
   static constexpr std::uint8_t Unsettled = 255;
-  /** Size, or 0 until a region has been settled. */
-  double SettledSize[3] = {0.0, 0.0, 0.0};
+  /** Size, for FindCell(). */
+  double EndIndex[3] = {0.0, 0.0, 0.0};
 
   /** By voxel, z fastest. */
   std::vector<std::uint8_t> Settled;
   std::vector<std::int16_t> States;
   /** By voxel: where its lists are among the surface voxels, 0 if it has none. */
   std::vector<std::uint32_t> Numbers;
-  std::vector<trelSurfaceVoxel> SurfaceVoxels;
+  std::vector<VoxelCell> SurfaceVoxels;
   std::vector<std::uint32_t> Entries;
   std::vector<std::uint32_t> RowEntries;
   std::vector<trelTracedTriangle> Triangles;
