@@ -6,12 +6,9 @@
 #include "testTools.h"
 #include "trelDetectorArrayResult.h"
 #include "trelDetectorResult.h"
-#include "trelFiberDetector.h"
 #include "trelFreespacePinhole.h"
 #include "trelMCTriangleMesh.h"
-#include "trelOpticalSimulationFilter.h"
 #include "trelPlaneDetector.h"
-#include "trelTriangleMesh.h"
 
 using testing::DoubleNear;
 using testing::ElementsAre;
@@ -66,20 +63,6 @@ static trelGridWindow MakeWindow(const double (&halfAxes)[3])
   return window;
 }
 
-/** The corner of a cube of 3 mm, cut off by its fourth face. */
-static void ImportCorner(trelMCTriangleMesh& mesh)
-{
-  auto* source = new trelTriangleMesh;
-  const float corners[4][6] = {{0, 0, 0}, {3, 0, 0}, {0, 3, 0}, {0, 0, 3}};
-  const std::uint32_t faces[4][3] = {{0, 2, 1}, {0, 1, 3}, {0, 3, 2}, {1, 2, 3}};
-  for (int k = 0; k < 4; ++k)
-    source->AddVertex(corners[k]);
-  for (int k = 0; k < 4; ++k)
-    source->AddFace(faces[k]);
-  ASSERT_TRUE(mesh.ImportMesh(source));
-  source->Delete();
-}
-
 static std::istream& operator>>(std::istream& row, double (&vector)[3])
 {
   return row >> vector[0] >> vector[1] >> vector[2];
@@ -88,7 +71,7 @@ static std::istream& operator>>(std::istream& row, double (&vector)[3])
 TEST(SurfaceElement, IsTheCellOfThePoint)
 {
   trelMCTriangleMesh mesh;
-  ImportCorner(mesh);
+  ASSERT_TRUE(ImportCorner(mesh, 3));
   const auto near = [](const double(&expected)[3]) {
     return Pointwise(DoubleNear(1e-6), expected);  // normals have the digits of 32-bit floats
   };
@@ -220,14 +203,4 @@ TEST_F(Imaging, ReadsNothingOutsideOfTheGrid)
     }
     element.Index[axis] = 0;
   }
-}
-
-TEST(FiberDetector, IsACylinderOrAnEllipsoid)
-{
-  const trelSimulationParameter parameter;
-  trelFiberDetector fiber;
-  fiber.SetShape(TestModel::Make<trelCube>({0, 0, 0}, {1, 1, 1}));
-  trelDetectorResult record;
-  EXPECT_EQ(MessagesOf(ReportsOf([&] { EXPECT_FALSE(record.Initialize(&parameter, &fiber)); })),
-            "Error happens while initializing FiberDetectortance results!\n");
 }

@@ -4,9 +4,8 @@
 #include "trelFilter.h"
 #include "trelList.h"
 #include "trelPaths.h"
-#include "trelReader.h"
 
-/** Counts its runs and tells of its death. */
+/** Tells of its death. */
 class ProbeFilter : public trelFilter
 {
   trelTypeMacro(ProbeFilter, trelFilter)
@@ -14,10 +13,8 @@ class ProbeFilter : public trelFilter
 public:
   explicit ProbeFilter(int* deaths) : Deaths(deaths) {}
   ~ProbeFilter() override { ++*Deaths; }
-  bool Execute() override { return ++Runs; }
+  bool Execute() override { return true; }
   void Fail() { ErrorMacro("it is " << 42); }
-
-  int Runs = 0;
 
 private:
   int* Deaths;
@@ -49,21 +46,12 @@ TEST(Object, LivesByItsReferenceCount)
   EXPECT_EQ(deaths, 5);
 }
 
-TEST(Object, KnowsItsBasesAndNotifiesItsDependents)
+TEST(Object, KnowsItsBases)
 {
   int deaths = 0;
-  auto* dependent = new ProbeFilter(&deaths);
-  {
-    trelFilter stage;
-    stage.NotifyDependents();
-    stage.AddDependent(dependent);
-    stage.NotifyDependents();
-    stage.NotifyDependents();
-    EXPECT_EQ(dependent->Runs, 2);
-    EXPECT_TRUE(dependent->IsA("ProbeFilter") && dependent->IsA("trelObject"));
-    EXPECT_FALSE(dependent->IsA("trelSource") || dependent->IsA(nullptr));
-  }
-  EXPECT_EQ(deaths, 1);
+  const ProbeFilter probe(&deaths);
+  EXPECT_TRUE(probe.IsA("ProbeFilter") && probe.IsA("trelObject"));
+  EXPECT_FALSE(probe.IsA("trelSource") || probe.IsA(nullptr));
 }
 
 TEST(Report, HasTheFormThatScriptsMatch)
@@ -76,15 +64,6 @@ TEST(Report, HasTheFormThatScriptsMatch)
   EXPECT_EQ(report.find("ERROR: In ..\\..\\src\\frameworkTest, line "), 0u) << report;
   EXPECT_NE(report.find("\nProbeFilter (" + address.str() + "): it is 42\n\n"), std::string::npos)
       << report;
-}
-
-TEST(Report, OfDestructorsGoesFromTheMostDerivedDownWhenDebugIsOn)
-{
-  auto* reader = new trelReader;
-  reader->DebugOn();
-  EXPECT_EQ(MessagesOf(ReportsOf([&] { reader->Delete(); })),
-            "Destructing trelReader!\nDestructing trelSource!\nDestructing trelProcessObject!\n"
-            "Destructing trelObject!\n");
 }
 
 TEST(List, GivesItemsByIndexAndInTurn)

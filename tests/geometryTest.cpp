@@ -84,19 +84,6 @@ static std::vector<ShapeRow> ReadRows(const std::string& file)
   return rows;
 }
 
-TEST(Shape, KeepsItsBoxUpToDate)
-{
-  trelCube cube;
-  cube.SetHalfAxes(2, 6, 12);
-  cube.SetCenter(1, 2, 3);
-  const std::vector<double> box = {-1, 3, -4, 8, -9, 15};
-  std::vector<double> got(6);
-  cube.GetBoundingBox(got.data());
-  EXPECT_EQ(got, box);
-  cube.GetBoundingBox(&got[5], &got[4], &got[3], &got[2], &got[1], &got[0]);
-  EXPECT_EQ(got, std::vector<double>(box.rbegin(), box.rend()));
-}
-
 TEST(Shape, LocatesPointsWithinTheTolerance)
 {
   const std::map<std::string, int> relations = {

@@ -1,20 +1,19 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <numeric>
 #include <random>
 #include <string>
 #include <vector>
 
 #include "modelFixtures.h"
+#include "testModel.h"
+#include "testTools.h"
 #include "trelLaunchContext.h"
 #include "trelLightSource.h"
 #include "trelMCTetrahedron.h"
-#include "trelMCTriangleMesh.h"
 #include "trelPhoton.h"
 #include "trelSpectrum.h"
 #include "trelTetrahedron.h"
-#include "trelTriangleMesh.h"
 
 /** Gives numbers written in a test, then those of a fixed stream; counts what is taken. */
 class TestContext final : public trelLaunchContext
@@ -41,10 +40,7 @@ private:
  *  one of 1.7 million right cases. */
 static testing::AssertionResult IsMean(double expected, const std::vector<double>& sample)
 {
-  const auto n = static_cast<double>(sample.size());
-  const double mean = std::accumulate(sample.begin(), sample.end(), 0.0) / n;
-  const double square = std::inner_product(sample.begin(), sample.end(), sample.begin(), 0.0) / n;
-  const double error = std::sqrt((square - mean * mean) / (n - 1));
+  const auto [mean, error] = EstimateOf(sample);
   const bool within = std::fabs(mean - expected) < 5 * error;
   return (within ? testing::AssertionSuccess() : testing::AssertionFailure())
          << mean << " +- " << error << ", expected " << expected;
@@ -109,33 +105,19 @@ TEST(LightSource, PrefersThePoles)
 
 TEST(LightSource, DrawsSurfacePointsInAFixedOrder)
 {
-  const double chord = std::sqrt(0.75);  // at half the half-axis
-  const struct
-  {
-    ShapeType kind;
-    std::vector<double> draws;
-    double x, y, z;  // from the centre, in half-axes; planar shapes end at z = 0
-  } cases[] = {{ShapeRectangle, {0.4, 0.4, 0.75}, 1, 0.5, 0},
-               {ShapeRectangle, {0.5, 0.5, 0.75}, 0.5, -1, 0},
-               {ShapeEllipse, {0.4, 0.5, 0.25}, -0.5, -chord, 0},
-               {ShapeEllipse, {0.5, 0.4, 0.75}, chord, 0.5, 0},
-               {ShapeEllipsoid, {0.4, 0.75, 0.5}, 0.5, 0, chord},
-               {ShapeEllipsoid, {0.5, 0.75, 0.75}, 0.5, 0.5 * chord, -0.75},
-               {ShapeCylinder, {0.4, 0.4, 0.5, 0.75, 0.25}, 0.5, -0.5 * chord, -1},
-               {ShapeCylinder, {0.4, 0.5, 0.4, 0.75, 0.25}, -0.5 * chord, 0.5, 1},
-               {ShapeCylinder, {0.5, 0.4, 0.4, 0.75, 0.25}, 0.5, chord, -0.5},
-               {ShapeCylinder, {0.5, 0.5, 0.5, 0.75, 0.25}, -chord, 0.5, -0.5},
-               {ShapeCube, {0.4, 0.4, 0.75, 0.25}, 0.5, -0.5, 1},
-               {ShapeCube, {0.9, 0.5, 0.75, 0.25}, 0.5, -0.5, -1}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(&c - cases);
-    TestContext context(c.draws);
-    Lamp lamp(c.kind);
+  for (std::istringstream& row : ReadTable("surface-points.txt")) {
+    SCOPED_TRACE(row.str());
+    int kind = 0;
+    double x, y, z;
+    ASSERT_TRUE(row >> kind >> x >> y >> z);
+    const std::vector<double> draws(std::istream_iterator<double>(row), {});
+    TestContext context(draws);
+    Lamp lamp(static_cast<ShapeType>(kind));
     ASSERT_TRUE(lamp.Source.SampleSurface(&context, &lamp.Photon));
-    EXPECT_EQ(context.Taken, c.draws.size());
-    EXPECT_NEAR(lamp.Photon.PositionX, 1 + 10 * c.x, 1e-13);
-    EXPECT_NEAR(lamp.Photon.PositionY, 2 + 20 * c.y, 1e-13);
-    EXPECT_NEAR(lamp.Photon.PositionZ, c.kind < ShapeEllipsoid ? 0 : 3 + 40 * c.z, 1e-13);
+    EXPECT_EQ(context.Taken, draws.size());
+    EXPECT_NEAR(lamp.Photon.PositionX, 1 + 10 * x, 1e-13);
+    EXPECT_NEAR(lamp.Photon.PositionY, 2 + 20 * y, 1e-13);
+    EXPECT_NEAR(lamp.Photon.PositionZ, kind < ShapeEllipsoid ? 0 : 3 + 40 * z, 1e-13);
   }
 }
 
@@ -187,42 +169,30 @@ static const char* WhereIs(const trelPhoton& photon, const trelShapeObject& skin
 
 TEST(LightSource, LaunchesByItsKind)
 {
-  const struct
-  {
-    LuminousType type;
+  for (std::istringstream& row : ReadTable("launches.txt")) {
+    SCOPED_TRACE(row.str());
+    int type = 0;
     bool internal, solid, launchable;
-    const char* place;
-  } cases[] = {{LuminousBioluminescence, true, true, true, "inside"},
-               {LuminousBioluminescence, false, true, true, "inside"},
-               {LuminousBioluminescence, true, false, true, "surface"},
-               {LuminousDiffuse, true, false, true, "surface"},
-               {LuminousExcitation, true, true, true, "inside"},
-               {LuminousDiffuse, false, true, true, "skin"},
-               {LuminousExcitation, false, false, true, "skin"},
-               {LuminousEmission, true, true, true, nullptr},
-               {LuminousDiffuse, true, true, false, nullptr},
-               {LuminousExcitation, false, true, false, nullptr}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(&c - cases);
+    std::string place;
+    ASSERT_TRUE(row >> type >> internal >> solid >> launchable >> place);
     TestContext context;
     trelShapeObject* skin = Place(new trelCube, 0, 0, 0, 50, 50, 50);
     AddTissue(context.Medium, skin);
     Lamp lamp(ShapeCube);
-    lamp.Source.SetLuminousType(c.type);
-    lamp.Source.SetInternal(c.internal);
-    lamp.Source.SetSolid(c.solid);
-    lamp.Source.SetLaunchable(c.launchable);
+    lamp.Source.SetLuminousType(static_cast<LuminousType>(type));
+    lamp.Source.SetInternal(internal);
+    lamp.Source.SetSolid(solid);
+    lamp.Source.SetLaunchable(launchable);
     lamp.Spectrum.SetEnergy(1);
     lamp.Spectrum.SetPhotonNumber(4);
     lamp.Spectrum.SetWavelength(650);
     lamp.Spectrum.SetWavelengthIndex(1);
     lamp.Photon.StepCount = 5;
-    ASSERT_EQ(lamp.Launch(context), c.place != nullptr);
+    ASSERT_EQ(lamp.Launch(context), place != "none");
     EXPECT_EQ(lamp.Photon.StepCount, 0u);
-    if (!c.place) continue;
-    EXPECT_STREQ(WhereIs(lamp.Photon, *skin, *lamp.Source.GetShape()), c.place);
-    const bool onSkin = std::string(c.place) == "skin";
-    EXPECT_EQ(lamp.Photon.TissueIndex, onSkin ? 0 : -1) << "only the skin tells";
+    if (place == "none") continue;
+    EXPECT_EQ(WhereIs(lamp.Photon, *skin, *lamp.Source.GetShape()), place);
+    EXPECT_EQ(lamp.Photon.TissueIndex, place == "skin" ? 0 : -1) << "only the skin tells";
     EXPECT_EQ(lamp.Photon.Weight, 0.25);
     EXPECT_EQ(lamp.Photon.Wavelength, 650);
     EXPECT_EQ(lamp.Photon.WavelengthIndex, 1);
@@ -261,25 +231,10 @@ TEST(LightSource, EntersTheMediumAlongItsDirection)
   }
 }
 
-/** Gives a mesh the origin and the ends of the unit vectors. */
-template <class Mesh>
-static void AddCorner(Mesh& mesh)
-{
-  for (int v = 0; v < 4; ++v) {
-    const float record[6] = {float(v == 1), float(v == 2), float(v == 3), 0, 0, 0};
-    mesh.AddVertex(record);
-  }
-}
-
 TEST(LightSource, DrawsFacePointsOfAMesh)
 {
-  static const std::uint32_t faces[4][3] = {{0, 2, 1}, {0, 1, 3}, {0, 3, 2}, {1, 2, 3}};
-  trelTriangleMesh corner;
-  AddCorner(corner);
-  for (const auto& face : faces)
-    corner.AddFace(face);
   auto* mesh = new trelMCTriangleMesh;
-  ASSERT_TRUE(mesh->ImportMesh(&corner));
+  ASSERT_TRUE(ImportCorner(*mesh, 1));
   Lamp lamp(mesh);
   const trelPhoton& photon = lamp.Photon;
   // Upright faces and points beside the face cost an attempt of three numbers each; an edge is in.
@@ -296,7 +251,7 @@ TEST(LightSource, DrawsFacePointsOfAMesh)
 TEST(LightSource, EntersATetrahedralMedium)
 {
   trelTetrahedron corner;
-  AddCorner(corner);
+  AddCorner(corner, 1);
   corner.SetNumberOfTetrahedra(1);
   for (std::uint32_t v = 0; v < 4; ++v)
     corner.GetTetrahedronData()[v] = v;

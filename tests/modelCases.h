@@ -2,12 +2,12 @@
 #define modelCases_h
 
 #include <array>
-#include <fstream>
 #include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "testTools.h"
 #include "trelFiberDetector.h"
 #include "trelLightSource.h"
 #include "trelMedium.h"
@@ -23,14 +23,6 @@
  * Reads the cases of tests/models, whose README.md has their format, and says in lines what a model
  * holds.
  */
-
-inline std::string FileText(const std::string& name)
-{
-  std::ifstream file(name, std::ios::binary);
-  std::ostringstream all;
-  all << file.rdbuf();
-  return all.str();
-}
 
 /** A paragraph of a text file of cases. */
 struct ModelCase
@@ -50,7 +42,7 @@ struct ModelCase
   std::string Text() const
   {
     if (Base == "nothing") return Model;
-    std::string text = FileText(TREL_SOURCE_DIR "/tests/models/" + Base + ".trl");
+    std::string text = ReadText(TREL_SOURCE_DIR "/tests/models/" + Base + ".trl");
     text.insert(text.find("endtrl"), Model);
     text.insert(text.find("endsimulationproperty"), Block);
     return Head.empty() ? text : Head + text.substr(text.find("simulationtype"));
@@ -59,7 +51,7 @@ struct ModelCase
 
 inline std::vector<ModelCase> ReadModelCases(const std::string& name)
 {
-  std::istringstream file(FileText(TREL_SOURCE_DIR "/tests/models/" + name));
+  std::istringstream file(ReadText(TREL_SOURCE_DIR "/tests/models/" + name));
   std::vector<ModelCase> cases;
   std::string base, stage, line;
   bool within = false;

@@ -5,9 +5,11 @@
 #include "trelCylinder.h"
 #include "trelEllipsoid.h"
 #include "trelList.h"
+#include "trelMCTriangleMesh.h"
 #include "trelMedium.h"
 #include "trelOpticalParameter.h"
 #include "trelTissue.h"
+#include "trelTriangleMesh.h"
 
 /**
  * @file modelFixtures.h
@@ -56,6 +58,27 @@ Shape* Place(Shape* shape, double x, double y, double z, double hx, double hy, d
   shape->SetCenter(x, y, z);
   shape->SetHalfAxes(hx, hy, hz);
   return shape;
+}
+
+/** Gives a mesh the origin and the points at @p size along each axis. */
+template <class Mesh>
+void AddCorner(Mesh& mesh, float size)
+{
+  for (int v = 0; v < 4; ++v) {
+    const float record[6] = {size * (v == 1), size * (v == 2), size * (v == 3)};
+    mesh.AddVertex(record);
+  }
+}
+
+/** The corner of a cube, cut off by the fourth face. */
+inline bool ImportCorner(trelMCTriangleMesh& mesh, float size)
+{
+  const std::uint32_t faces[4][3] = {{0, 2, 1}, {0, 1, 3}, {0, 3, 2}, {1, 2, 3}};
+  trelTriangleMesh corner;
+  AddCorner(corner, size);
+  for (const auto& face : faces)
+    corner.AddFace(face);
+  return mesh.ImportMesh(&corner);
 }
 
 /** Adds a tissue with @p shape, which may be null, and one entry of coefficients. */

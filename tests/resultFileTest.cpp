@@ -138,73 +138,36 @@ TEST(ResultFile, IsTheGoldenOne)
   nothing.ExpectGoldenFiles("nothing");
 }
 
-/** A writer on a directory of its own, and what it reports. */
-class ResultWriter : public testing::Test
+TEST(ResultFile, IsNamedWhenItCannotBeWritten)
 {
-protected:
-  ResultWriter() { Writer.AddFileName(Base.c_str()); }
-
-  std::string ReportOfUpdate()
-  {
-    return ReportsOf([this] { EXPECT_FALSE(Writer.Update()); });
-  }
-
-  TemporaryDirectory Directory;
-  const std::string Base = Directory.PathOf("run");
-  NumberedResult Made;
-  trelSimulationResultWriter Writer;
-};
-
-TEST_F(ResultWriter, ReportsWhatItMisses)
-{
-  EXPECT_THAT(ReportOfUpdate(), HasSubstr("): No data to write!\n\n"));
-  Writer.SetInput(Made.Result, nullptr);
-  Made.Result->GetMediumResults()->Append(nullptr);
-  const std::string report = ReportOfUpdate();
-  EXPECT_THAT(report, HasSubstr("ERROR: In ..\\..\\src\\trelSimulationResultWriter, line "));
-  EXPECT_THAT(report, HasSubstr("): No Medium result data to write!\n\n"));
-  EXPECT_THAT(ReportsOf([this] { EXPECT_FALSE(Writer.WriteCWTransmittance()); }),
-              HasSubstr("): No Medium result to write!\n\n"));
-  Made.Result->ClearModel();
-  EXPECT_THAT(ReportOfUpdate(), HasSubstr("): No data to write!\n\n"));
-  trelSimulationResultWriter nameless;
-  nameless.SetInput(Made.Result, nullptr);
-  EXPECT_THAT(ReportsOf([&] { EXPECT_FALSE(nameless.Update()); }),
-              HasSubstr("): No file name specified!\n\n"));
-}
-
-TEST_F(ResultWriter, SaysWhichFileItCannotWrite)
-{
-  Made.SetModel(ShapeCube, 0.5, 1, 1.5);
-  Made.Model->SetTimeDomain(true);
-  Made.Model->SetTimeRange(0, 20, 10);
-  Made.Initialize();
-  Writer.SetInput(Made.Result, Made.Model.Get());
-  fs::create_symlink("/dev/full", Base + ".T.CW");  // a disk without room
-  EXPECT_THAT(ReportOfUpdate(),
-              HasSubstr("): Could not write all of file : " + Base + ".T.CW\n\n"));
-  EXPECT_TRUE(fs::exists(Base + ".A.CW")) << "what was written stays";
-  EXPECT_EQ(Writer.GetProgressText(), "Storing absorption data...  100%");
-  EXPECT_FALSE(fs::exists(Base + ".A.TD"));
-  fs::remove(Base + ".A.CW");
-  fs::create_directory(Base + ".A.CW");
-  EXPECT_THAT(ReportOfUpdate(), HasSubstr("): Cannot open file : " + Base + ".A.CW\n\n"));
+  const TemporaryDirectory directory;
+  const std::string base = directory.PathOf("run");
+  NumberedResult made;
+  made.SetModel(ShapeCube, 0.5, 1, 1.5);
+  made.Model->SetTimeDomain(true);
+  made.Model->SetTimeRange(0, 20, 10);
+  made.Initialize();
+  trelSimulationResultWriter writer;
+  writer.AddFileName(base.c_str());
+  writer.SetInput(made.Result, made.Model.Get());
+  const auto reportOfUpdate = [&] { return ReportsOf([&] { EXPECT_FALSE(writer.Update()); }); };
+  fs::create_symlink("/dev/full", base + ".T.CW");  // a disk without room
+  EXPECT_THAT(reportOfUpdate(),
+              HasSubstr("): Could not write all of file : " + base + ".T.CW\n\n"));
+  EXPECT_TRUE(fs::exists(base + ".A.CW")) << "what was written stays";
+  EXPECT_EQ(writer.GetProgressText(), "Storing absorption data...  100%");
+  EXPECT_FALSE(fs::exists(base + ".A.TD"));
+  fs::remove(base + ".A.CW");
+  fs::create_directory(base + ".A.CW");
+  EXPECT_THAT(reportOfUpdate(), HasSubstr("): Cannot open file : " + base + ".A.CW\n\n"));
 }
 
 TEST(ResultNumbers, HaveTheFormOfPrintf)
 {
   using limits = std::numeric_limits<double>;
-  std::vector<double> values = {0.0,
-                                -0.0,
-                                9.999995,
-                                9.9999949999999,
-                                -1e-300,
-                                1e300,
-                                limits::infinity(),
-                                -limits::infinity(),
-                                limits::quiet_NaN(),
-                                limits::denorm_min(),
-                                limits::max()};
+  std::vector<double> values = {0.0, -0.0, 9.999995, 9.9999949999999, -1e-300, 1e300};
+  values.insert(values.end(), {limits::infinity(), -limits::infinity(), limits::quiet_NaN(),
+                               limits::denorm_min(), limits::max()});
   std::mt19937_64 random(20);
   std::uniform_real_distribution<double> ordinary(-20.0, 20.0);
   for (int k = 0; k < 100000; ++k) {
