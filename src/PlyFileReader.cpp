@@ -4,6 +4,7 @@
 #include <cctype>
 #include <cmath>
 #include <cstring>
+#include <iterator>
 #include <new>
 
 #include "trelFaceUnitNormal.h"
@@ -448,8 +449,12 @@ bool PlyFileReader::read_value(int type, double* value)
   unsigned char bytes[8] = {};
   const auto size = static_cast<std::size_t>(SizeOf(type));
   if (size == 0 || std::fread(bytes, 1, size, file) != size) return false;
-  if (format == PlyBigEndian) std::reverse(bytes, bytes + size);
-  *value = PlyTypes[type].decode(bytes);
+  const unsigned char* first = bytes;
+  if (format == PlyBigEndian) {
+    std::reverse(std::begin(bytes), std::end(bytes));
+    first = std::end(bytes) - size;
+  }
+  *value = PlyTypes[type].decode(first);
   return true;
 }
 
