@@ -130,9 +130,9 @@ protected:
     ASSERT_TRUE(Model->GetMedium()->BuildTissueGrid());
   }
   /** Lets each cell of a grid emit @p flux. */
-  void Emit(trelGridId id, double flux)
+  void Emit(trelGridId id, double flux, int spectrum = 0)
   {
-    trelGrid* grid = Result->GetMediumResult(0)->GetGrid(GridCW, id);
+    trelGrid* grid = Result->GetMediumResult(spectrum)->GetGrid(GridCW, id);
     std::fill_n(grid->GetCells(), grid->GetNumberOfCells(), flux);
   }
   bool Image()
@@ -141,9 +141,9 @@ protected:
     Pinhole.SetResult(Result);
     return Pinhole.Update();
   }
-  const trelDetectorResult& Record(int i)
+  const trelDetectorResult& Record(int i, int spectrum = 0)
   {
-    return *Result->GetDetectorArrayResult(0)->GetDetectorResult(i);
+    return *Result->GetDetectorArrayResult(spectrum)->GetDetectorResult(i);
   }
 
   TestModel Model;
@@ -153,9 +153,11 @@ protected:
 
 TEST_F(Imaging, OfAGlowingFaceFollowsFromTheDistances)
 {
+  Model->SetWavelengths({600, 700});
   AddCamera();
   Initialize();
   Emit(TransmittanceTopXY, 3.0);
+  Emit(TransmittanceTopXY, 6.0, 1);
   ASSERT_TRUE(Image());
   // Pixels at 0.5 and 1.5 mm see the face 200/110 as far out: cells with centres at 0.5 and 2.5.
   double sum = 0.0;
@@ -169,6 +171,7 @@ TEST_F(Imaging, OfAGlowingFaceFollowsFromTheDistances)
     }
   }
   EXPECT_NEAR(Record(0).GetTotalDetection(), sum, 1e-14);
+  EXPECT_NEAR(Record(0, 1).GetTotalDetection(), 2 * sum, 2e-14);
   EXPECT_DOUBLE_EQ(Record(0).GetDetectionMaximum(), 3.0 / 8100);
   EXPECT_FLOAT_EQ(Result->GetDetectorArrayResult(0)->GetPlaneMaximum(), 3.0f / 8100);
 }
