@@ -15,14 +15,14 @@
  */
 static std::size_t BytesInUse = 0;
 
-/** The number behind @p key in a file of lines "key number kB", in bytes; 0 if there is none. */
-static std::size_t ReadMemInfo(const char* file, const std::string& key)
+/** The number behind @p key in a file of lines "key number", times @p unit; 0 if there is none. */
+static std::size_t ReadMemInfo(const char* file, const std::string& key, std::size_t unit)
 {
   std::ifstream stream(file);
   std::string word;
   while (stream >> word) {
-    std::size_t kilobytes = 0;
-    if (word == key && stream >> kilobytes) return kilobytes * 1024;
+    std::size_t number = 0;
+    if (word == key && stream >> number) return number * unit;
   }
   return 0;
 }
@@ -31,12 +31,14 @@ static std::size_t ReadMemInfo(const char* file, const std::string& key)
  * one. */
 static std::size_t MeasureAvailableBytes()
 {
-  std::size_t available = ReadMemInfo("/proc/meminfo", "MemAvailable:");
+  std::size_t available = ReadMemInfo("/proc/meminfo", "MemAvailable:", 1024);
   if (available == 0) available = std::numeric_limits<std::size_t>::max();
   std::ifstream limit("/sys/fs/cgroup/memory.max"), used("/sys/fs/cgroup/memory.current");
   std::size_t most = 0, current = 0;
   if (!(limit >> most)) return available;
   used >> current;
+  // Pages of files that nobody has touched for a while are given back when they are needed.
+  current -= std::min(current, ReadMemInfo("/sys/fs/cgroup/memory.stat", "inactive_file", 1));
   return std::min(available, most - std::min(current, most));
 }
 

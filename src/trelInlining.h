@@ -20,8 +20,8 @@
  * and one with the three-operand instructions of the newer, which moves fewer registers about. The
  * program takes the one that fits when it starts. Both round alike, since products and sums are
  * never fused. */
-#if defined(__GNUC__) && !defined(__clang__) && defined(__x86_64__) && defined(__OPTIMIZE__) && \
-    !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#if defined(__GNUC__) && !defined(__clang__) && defined(__gnu_linux__) && defined(__x86_64__) && \
+    defined(__OPTIMIZE__) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 #define TREL_CLONED __attribute__((target_clones("avx2", "default")))
 #else
 #define TREL_CLONED

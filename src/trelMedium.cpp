@@ -183,10 +183,9 @@ bool trelMedium::ClaimAllCells()
 {
   const auto count = static_cast<std::int32_t>(TissueOfIndex.size());
   for (std::int32_t tissue = 0; tissue < count; ++tissue) {
-    if (tissue == OutermostTissueIndex || !HasBody(tissue)) {
-      WarnOfEmptyMesh(tissue);
-      continue;
-    }
+    if (tissue == OutermostTissueIndex) continue;
+    WarnOfEmptyMesh(tissue);
+    if (!HasBody(tissue)) continue;
     if (ReportIfOutside(tissue)) return false;
     ClaimCells(tissue);
   }

@@ -70,7 +70,8 @@ bool trelSTLReader::ReadFacets()
   if (Vertices.empty()) return Fail("There's no vertex in the file!\n");
   if (CornersRead < FaceIndices.size()) {
     WarningMacro("\"" << GetFileName(0) << "\" has " << FaceIndices.size() / 3 << " facets but "
-                      << CornersRead << " corners; those that lack are taken for the first one");
+                      << CornersRead << " corners: those behind a gap move up, and the places left "
+                      << "at the end take the first corner");
   }
   return true;
 }

@@ -19,6 +19,8 @@ class trelMeshReader;
  * Empty after construction and after a file that could not be loaded. The box of the shape is that
  * of the triangles; setting another centre moves box and look-up, not the vertices.
  *
+ * Once the table stands the box is fixed: a change of centre or half-lengths needs a new table.
+ *
  * The voxel table is built by BuildVoxelTable() before the run, on the main thread. A question that
  * finds none builds it, which is not safe on several threads; one that could not be built is not
  * tried again by a question. After that all questions are read-only and safe from all threads.

@@ -61,6 +61,8 @@ public:
   /** Starts @p photon from @p light; true if it stands in a tissue then. */
   virtual bool LaunchPhoton(trelVarianceReductionMonteCarlo* filter, trelPhoton* photon,
                             trelSpectrum* spectrum, trelLightSource* light) = 0;
+  // A class that overrides the steps says so by HasOwnSteps(); else they are not asked one by one.
+
   /** One step in a medium of shapes. */
   virtual void StepAnalytic(ThreadState* state);
   /** One step in a medium that is one tetrahedral mesh. */

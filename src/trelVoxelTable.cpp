@@ -176,8 +176,8 @@ void trelVoxelTable::CollectCells(std::uint32_t t, std::vector<std::uint32_t>* c
   });
 }
 
-/** A gigabyte of lists. Only a crowd of triangles of which each spans the whole box asks for more.
- */
+/** A gigabyte of lists of either kind. Only a crowd of triangles of which each spans the whole box
+ * asks for more. */
 static constexpr std::size_t maximumEntries = std::size_t{1} << 28;
 
 bool trelVoxelTable::RegisterTrianglesInVoxels()
@@ -346,7 +346,6 @@ try {
     trelVoxelRange border = GetWholeRange();
     border.First[along] = border.Last[along] = IsTowardsMin(axis) ? 0 : Size[along] - 1;
     VisitVoxels(border, [&](const int index[3]) { ListRow(static_cast<RayAxis>(axis), index); });
-    if (RowEntries.size() > maximumEntries) return false;
   }
   RowEntries.shrink_to_fit();
   return true;
@@ -380,6 +379,7 @@ void trelVoxelTable::ListRow(RayAxis axis, const int start[3])
     voxel.RowLast = used;
   }
   RowEntries.resize(used);
+  if (used > maximumEntries) throw std::bad_alloc();
 }
 
 bool trelVoxelTable::BoundTriangles()
