@@ -131,6 +131,18 @@ TEST_F(ParameterFile, GoesOnAfterAMeshThatCannotBeRead)
   }
 }
 
+TEST_F(ParameterFile, ReadsAMeshByAPathWithBlanks)
+{
+  std::filesystem::create_directory(Directory.PathOf("a b"));
+  std::filesystem::copy_file(TREL_SOURCE_DIR "/examples/nodule.off",
+                             Directory.PathOf("a b/c d.off"));
+  for (const char* path : {"\"a b/c d.off\" more", "\"a b\\c d.off\""}) {
+    EXPECT_TRUE(Read(Box("", "tissueshape trianglemesh\ntissuepath " + std::string(path) + "\n")));
+    EXPECT_EQ(Reports, "");
+    EXPECT_FALSE(Parameter->GetMedium()->GetTissue(0)->GetShape()->IsEmpty()) << path;
+  }
+}
+
 TEST_F(ParameterFile, ReadsTheExampleOfItsDocumentWholeAndCutAtEveryByte)
 {
   const std::string all = ReadText(TREL_SOURCE_DIR "/docs/parameter-file.md");
