@@ -2,6 +2,7 @@
 #define trelAxisRay_h
 
 #include <cmath>
+#include <type_traits>
 
 #include "trelGeometryTolerance.h"
 #include "trelMeshPredicates.h"
@@ -32,6 +33,26 @@ constexpr int FirstAcross(int axis)
 constexpr int SecondAcross(int axis)
 {
   return axis >= RayAxisYMax ? 2 : 1;
+}
+
+/** Calls @p visit with the direction @p axis, a RayAxis, as a constant of its own type. */
+template <class Visit>
+inline auto VisitAxis(int axis, Visit visit)
+{
+  switch (axis) {
+    case RayAxisZMax:
+      return visit(std::integral_constant<int, RayAxisZMax>());
+    case RayAxisZMin:
+      return visit(std::integral_constant<int, RayAxisZMin>());
+    case RayAxisYMax:
+      return visit(std::integral_constant<int, RayAxisYMax>());
+    case RayAxisYMin:
+      return visit(std::integral_constant<int, RayAxisYMin>());
+    case RayAxisXMax:
+      return visit(std::integral_constant<int, RayAxisXMax>());
+    default:
+      return visit(std::integral_constant<int, RayAxisXMin>());
+  }
 }
 
 /**

@@ -190,23 +190,11 @@ int ProjectedCrossingTest(double a, double b, const trelTracedTriangle& triangle
 
 int AxisRayTriangleTest(double x, double y, double z, const trelTracedTriangle& triangle, int axis)
 {
+  if (axis < RayAxisZMax || axis > RayAxisXMin) return AxisRayUnknown;
   const double point[3] = {x, y, z};
-  switch (axis) {
-    case RayAxisZMax:
-      return TestAxisRay<RayAxisZMax>(point, triangle);
-    case RayAxisZMin:
-      return TestAxisRay<RayAxisZMin>(point, triangle);
-    case RayAxisYMax:
-      return TestAxisRay<RayAxisYMax>(point, triangle);
-    case RayAxisYMin:
-      return TestAxisRay<RayAxisYMin>(point, triangle);
-    case RayAxisXMax:
-      return TestAxisRay<RayAxisXMax>(point, triangle);
-    case RayAxisXMin:
-      return TestAxisRay<RayAxisXMin>(point, triangle);
-    default:
-      return AxisRayUnknown;
-  }
+  return VisitAxis(axis, [&](auto direction) {
+    return TestAxisRay<decltype(direction)::value>(point, triangle);
+  });
 }
 
 double RayTriangleDistance(const double origin[3], const double direction[3],

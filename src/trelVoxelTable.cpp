@@ -469,21 +469,9 @@ PointRelation trelVoxelTable::ClassifyPointInVoxel(double x, double y, double z,
 {
   const VoxelCell& voxel = GetCell(cell);
   const double point[3] = {x, y, z};
-  switch (voxel.Axis) {
-    case RayAxisZMax:
-      return CountCrossings<RayAxisZMax>(voxel, point, region);
-    case RayAxisZMin:
-      return CountCrossings<RayAxisZMin>(voxel, point, region);
-    case RayAxisYMax:
-      return CountCrossings<RayAxisYMax>(voxel, point, region);
-    case RayAxisYMin:
-      return CountCrossings<RayAxisYMin>(voxel, point, region);
-    case RayAxisXMax:
-      return CountCrossings<RayAxisXMax>(voxel, point, region);
-    case RayAxisXMin:
-      break;
-  }
-  return CountCrossings<RayAxisXMin>(voxel, point, region);
+  return VisitAxis(voxel.Axis, [&](auto direction) {
+    return CountCrossings<decltype(direction)::value>(voxel, point, region);
+  });
 }
 
 /** A walk in progress: what is looked for, and what has been found. */
