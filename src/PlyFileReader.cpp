@@ -9,6 +9,7 @@
 
 #include "trelFaceUnitNormal.h"
 #include "trelMeshText.h"
+#include "trelPaths.h"
 
 static const char* const VertexReadError = "Error when reading vertex data!\n";
 static const char* const FaceReadError = "Error when reading face data!\n";
@@ -119,7 +120,7 @@ bool PlyFileReader::OpenPlyFile(const char* file_name)
   without_normals = true;
   vertex_position_known = face_position_known = false;
   format = PlyUnknownFormat;
-  file = std::fopen(file_name, "r");
+  file = OpenRegularFile(file_name);
   if (!file) return fail("Can not open file!\n");
   file_size = MeasureFile(file);
   if (!ParsePlyHeader()) return false;
@@ -204,7 +205,7 @@ void PlyFileReader::parse_property()
 bool PlyFileReader::seek_binary_data(const char* file_name)
 {
   close();
-  file = std::fopen(file_name, "rb");
+  file = OpenRegularFile(file_name, "rb");
   if (!file) return fail("Can not open file!\n");
   long start = 0;
   if (find_data_start(&start) && std::fseek(file, start, SEEK_SET) == 0) return true;

@@ -2,6 +2,7 @@
 
 #include "trelMesh.h"
 #include "trelMeshText.h"
+#include "trelPaths.h"
 
 trelLineMeshReader::~trelLineMeshReader()
 {
@@ -11,9 +12,9 @@ trelLineMeshReader::~trelLineMeshReader()
 bool trelLineMeshReader::OpenFile(const char* name)
 {
   CloseFile();
-  File = std::fopen(name, "r");
+  File = OpenRegularFile(name);
   if (!File) return false;
-  // A device may give lines without end; no file has more lines than bytes.
+  // A file that grows may give lines without end; no file has more lines than bytes.
   FileSize = LinesLeft = MeasureFile(File);
   NumberOfVertices = NumberOfFaces = -1;
   return true;

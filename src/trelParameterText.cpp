@@ -3,9 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
-#include <filesystem>
 #include <limits>
-#include <system_error>
 
 #include "trelPaths.h"
 
@@ -33,10 +31,7 @@ static std::string_view WithoutPlus(std::string_view token)
 bool trelParameterText::Open(const char* name)
 {
   Close();
-  std::error_code error;
-  // The C library opens a directory without complaint and fails at the first read only.
-  if (std::filesystem::is_directory(name, error)) return false;
-  File = std::fopen(NativePath(name).c_str(), "r");
+  File = OpenRegularFile(NativePath(name));
   return IsOpen();
 }
 

@@ -6,6 +6,12 @@
 
 #include "trelObjectMacros.h"
 
+#ifndef _WIN32
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#endif
+
 static std::string ParameterDirectory;
 
 std::string NativePath(std::string path)
@@ -58,3 +64,27 @@ void ResolvePath(std::string& path)
                               std::filesystem::exists(asItStands, error);
   path = takeAsItStands ? GetFullPath(asItStands) : below;
 }
+
+#ifdef _WIN32
+
+std::FILE* OpenRegularFile(const std::string& name, const char* mode)
+{
+  std::error_code error;
+  return std::filesystem::is_regular_file(name, error) ? std::fopen(name.c_str(), mode) : nullptr;
+}
+
+#else
+
+std::FILE* OpenRegularFile(const std::string& name, const char* mode)
+{
+  // Opened first and asked then, so that nothing else can come under the name in between.
+  const int descriptor = open(name.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+  if (descriptor < 0) return nullptr;
+  struct stat status;
+  const bool isRegular = fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
+  std::FILE* file = isRegular ? fdopen(descriptor, mode) : nullptr;
+  if (!file) close(descriptor);
+  return file;
+}
+
+#endif

@@ -1,13 +1,14 @@
 #ifndef trelPaths_h
 #define trelPaths_h
 
+#include <cstdio>
 #include <string>
 
 /**
  * @file trelPaths.h
- * How a path in a parameter file finds its file: relative paths start at the directory of the
- * parameter file, not at the working directory. A backslash separates like a slash, so that files
- * written on Windows work.
+ * How a path in a parameter file finds its file, and how input files are opened. Relative paths
+ * start at the directory of the parameter file, not at the working directory. A backslash separates
+ * like a slash, so that files written on Windows work.
  */
 
 /** True exactly if the second character is ':', a drive letter. A leading slash does not count. */
@@ -34,5 +35,12 @@ const std::string& GetParameterDirectory();
  * stands.
  */
 void ResolvePath(std::string& path);
+
+/**
+ * Opens the regular file @p name for reading, in text mode or as @p mode says; null if it cannot be
+ * opened or is anything else. A pipe would keep the program waiting for a writer, a device may
+ * never end, and of a folder only the first read fails.
+ */
+std::FILE* OpenRegularFile(const std::string& name, const char* mode = "r");
 
 #endif

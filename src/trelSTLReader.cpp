@@ -7,6 +7,7 @@
 
 #include "trelMesh.h"
 #include "trelMeshText.h"
+#include "trelPaths.h"
 
 static const char* const NoFacet = "There's no facet in the file!\n";
 
@@ -18,7 +19,7 @@ trelSTLReader::~trelSTLReader()
 bool trelSTLReader::OpenFile(const char* name)
 {
   CloseFile();
-  File = std::fopen(name, "r");
+  File = OpenRegularFile(name);
   if (!File) ErrorMacro("Can not open file!\n");
   return File != nullptr;
 }

@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include "testModel.h"
 #include "testTools.h"
@@ -102,9 +103,12 @@ TEST_F(Driver, NamesMissingArgumentsAndRunsNothing)
 TEST_F(Driver, KeepsTheFormOfTheLogWhenNoModelIsRead)
 {
   const std::string empty = Directory.PathOf("empty.trl"), none = Directory.PathOf("none.trl");
+  const std::string pipe = Directory.PathOf("pipe");
   std::ofstream{empty};
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0666), 0);
   const std::pair<std::string, const char*> cases[] = {{empty, "Not a valid TRL file!"},
                                                        {none, "Can not open file!"},
+                                                       {pipe, "Can not open file!"},
                                                        {Directory.Path, "Can not open file!"}};
   for (const auto& [file, report] : cases) {
     Run({file, Base, "0.1", "1", "0.5", "1.37"});

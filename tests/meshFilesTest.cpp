@@ -1,11 +1,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <iomanip>
 #include <regex>
 #include <set>
 
 #include "meshSamples.h"
+#include "testTools.h"
 #include "trelFaceUnitNormal.h"
 
 using testing::internal::CaptureStderr;
@@ -125,17 +127,21 @@ TEST(MeshFiles, StlFacetsMayLackCorners)
 
 TEST(MeshFiles, FilesThatCannotBeOpened)
 {
+  const TemporaryDirectory directory;
+  const std::string pipe = directory.PathOf("pipe");
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0666), 0);
   for (const std::string ending : {"off", "ply", "stl", "surf", "am", "mesh"}) {
     CaptureStderr();
     EXPECT_FALSE(MakeMeshReader(ending)->Update());
     EXPECT_THAT(GetCapturedStderr(), testing::HasSubstr("There's no file to read!\n\n"));
-    for (const char* path : {"/dev/zero", "/tmp", "/nowhere/mesh"}) {
+    for (const std::string& path :
+         {std::string("/dev/zero"), directory.PathOf(""), pipe, directory.PathOf("nowhere")}) {
+      SCOPED_TRACE(path);
       const auto reader = MakeMeshReader(ending);
-      reader->AddFileName(path);
+      reader->AddFileName(path.c_str());
       CaptureStderr();
       EXPECT_FALSE(reader->Update());
       const std::string report = GetCapturedStderr();
-      if (path != std::string("/nowhere/mesh")) continue;
       EXPECT_EQ(report.empty(), ending != "stl");
       EXPECT_THAT(report, testing::HasSubstr(ending == "stl" ? "Can not open file!\n\n\n" : ""));
     }
