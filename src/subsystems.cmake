@@ -76,7 +76,8 @@ trel_subsystem(results
   HEADERS
   CLASSES trelGridWindow trelGrid trelGridTable trelMeshSurface trelGridSet trelTimeTotals
           trelFluence trelMediumResult trelDetectorResult trelDetectorArrayResult
-          trelSimulationResult trelResultFile trelSimulationResultWriter)
+          trelSimulationResult trelTemporaryFiles trelResultFileSet trelResultFile
+          trelSimulationResultWriter)
 
 # What the detectors outside of the medium see of its surface.
 trel_subsystem(free_space

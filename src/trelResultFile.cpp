@@ -4,12 +4,10 @@
 #include <charconv>
 #include <cstring>
 
-#include "trelPaths.h"
-
-bool trelResultFile::Open(const std::string& name)
+bool trelResultFile::Open(std::FILE* stream)
 {
   Close();
-  File = std::fopen(NativePath(name).c_str(), "w");
+  File = stream;
   Failed = false;
   if (File) std::setvbuf(File, nullptr, _IONBF, 0);
   return File != nullptr;

@@ -4,7 +4,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
-#include <string>
 #include <string_view>
 
 /**
@@ -22,8 +21,8 @@ public:
   trelResultFile(const trelResultFile&) = delete;
   trelResultFile& operator=(const trelResultFile&) = delete;
 
-  /** Opens @p name for writing in text mode, truncating; false if that fails. */
-  bool Open(const std::string& name);
+  /** Writes to @p stream from now on, and closes it in the end; false for null. */
+  bool Open(std::FILE* stream);
   /** Writes what is left and closes. False if any byte did not get through; true without a file. */
   bool Close();
 

@@ -4,6 +4,7 @@
 #include "trelDetectorResult.h"
 #include "trelMediumResult.h"
 #include "trelResultFile.h"
+#include "trelResultFileSet.h"
 #include "trelSimulationParameter.h"
 #include "trelSimulationResult.h"
 
@@ -259,6 +260,17 @@ void trelSimulationResultWriter::SetInput(trelSimulationResult* result,
 bool trelSimulationResultWriter::Execute()
 {
   if (!Result) return CheckInput(nullptr);
+  trelResultFileSet files;
+  Files = &files;
+  const bool written = WriteFiles();
+  Files = nullptr;
+  if (!written || !CommitFiles(files)) return false;
+  ReportProgress(ProgressMaximum);
+  return true;
+}
+
+bool trelSimulationResultWriter::WriteFiles()
+{
   const bool absorption = Result->GetAbsorptionOutput();
   const bool transmittance = Result->GetTransmittanceOutput();
   const bool cw = Result->GetDomainCW();
@@ -270,9 +282,7 @@ bool trelSimulationResultWriter::Execute()
   if (td && transmittance && !WriteTDTransmittance()) return false;
   if (fd && absorption && !WriteFDAbsorption()) return false;
   if (fd && transmittance && !WriteFDTransmittance()) return false;
-  if (Result->GetDimension() == Dimension3D && !WriteDetectors()) return false;
-  ReportProgress(ProgressMaximum);
-  return true;
+  return Result->GetDimension() != Dimension3D || WriteDetectors();
 }
 
 bool trelSimulationResultWriter::WriteCWAbsorption()
@@ -311,34 +321,61 @@ bool trelSimulationResultWriter::WriteFDTransmittance()
                          "No Medium result data to write!");
 }
 
+template <class Blocks>
+bool trelSimulationResultWriter::WriteFile(const char* ending, const Blocks& writeBlocks)
+{
+  const std::string name = std::string(GetFileName(0)) + ending;
+  trelResultFileSet alone;
+  trelResultFile file;
+  if (!file.Open((Files ? *Files : alone).Open(name))) {
+    ErrorMacro("Cannot open file : " << name);
+    return false;
+  }
+  if (!writeBlocks(file)) return false;
+  if (!file.Close()) {
+    ErrorMacro("Could not write all of file : " << name);
+    return false;
+  }
+  return CommitFiles(alone);
+}
+
+bool trelSimulationResultWriter::CommitFiles(trelResultFileSet& files)
+{
+  std::string failed;
+  if (files.Commit(failed)) return true;
+  ErrorMacro("Could not write all of file : " << failed);
+  return false;
+}
+
 bool trelSimulationResultWriter::WriteDetectors()
 {
   const trelList* results = Result ? Result->GetDetectorResults() : nullptr;
   if (!CheckInput(results)) return false;
   if (results->GetNumberOfItems() == 0) return true;
-  trelResultFile file;
-  if (!OpenFile(file, ".D.CW")) return false;
-  for (int i = 0; i < results->GetNumberOfItems(); ++i) {
-    WriteDetectorBlocks(file, *results->GetItem<trelDetectorArrayResult>(i));
-  }
-  return CloseFile(file, ".D.CW");
+  return WriteFile(".D.CW", [&](trelResultFile& file) {
+    for (int i = 0; i < results->GetNumberOfItems(); ++i) {
+      WriteDetectorBlocks(file, *results->GetItem<trelDetectorArrayResult>(i));
+    }
+    return true;
+  });
 }
 
 bool trelSimulationResultWriter::WriteMediumFile(const char* ending, trelBlockWriter writeBlocks,
                                                  const char* missingItem)
 {
   const trelList* results = Result ? Result->GetMediumResults() : nullptr;
-  trelResultFile file;
-  if (!CheckInput(results) || !OpenFile(file, ending)) return false;
-  for (int i = 0; i < results->GetNumberOfItems(); ++i) {
-    const trelMediumResult* result = results->GetItem<trelMediumResult>(i);
-    if (!result) {
-      ErrorMacro(missingItem);
-      return false;
+  if (!CheckInput(results)) return false;
+  return WriteFile(ending, [&](trelResultFile& file) {
+    for (int i = 0; i < results->GetNumberOfItems(); ++i) {
+      const trelMediumResult* result = results->GetItem<trelMediumResult>(i);
+      if (!result) {
+        ErrorMacro(missingItem);
+        return false;
+      }
+      (this->*writeBlocks)(file, *result);
     }
-    (this->*writeBlocks)(file, *result);
-  }
-  return CloseFile(file, ending);
+    return true;
+  });
 }
 
 bool trelSimulationResultWriter::CheckInput(const trelList* results)
@@ -352,21 +389,6 @@ bool trelSimulationResultWriter::CheckInput(const trelList* results)
     return false;
   }
   return true;
-}
-
-bool trelSimulationResultWriter::OpenFile(trelResultFile& file, const char* ending)
-{
-  const std::string name = std::string(GetFileName(0)) + ending;
-  if (file.Open(name)) return true;
-  ErrorMacro("Cannot open file : " << name);
-  return false;
-}
-
-bool trelSimulationResultWriter::CloseFile(trelResultFile& file, const char* ending)
-{
-  if (file.Close()) return true;
-  ErrorMacro("Could not write all of file : " << GetFileName(0) << ending);
-  return false;
 }
 
 void trelSimulationResultWriter::ReportStoring(std::int32_t done, std::int32_t steps)

@@ -8,6 +8,7 @@ class trelDetectorArrayResult;
 class trelList;
 class trelMediumResult;
 class trelResultFile;
+class trelResultFileSet;
 class trelSimulationParameter;
 class trelSimulationResult;
 
@@ -30,10 +31,11 @@ public:
   void SetInput(trelSimulationResult* result, trelSimulationParameter* parameter);
 
   /** Writes the files of the domains and quantities that are on. The first file name is the base
-   *  that a file's ending is appended to. False after a report; what is written by then stays. */
+   *  that a file's ending is appended to. Either all of them are there afterwards or, false after a
+   *  report, what was there before. */
   bool Execute() override;
 
-  /** One file each; false after a report. */
+  /** One file each, whole or not at all; false after a report. */
   bool WriteCWAbsorption();
   bool WriteCWTransmittance();
   bool WriteTDAbsorption();
@@ -47,9 +49,13 @@ private:
   using trelBlockWriter = void (trelSimulationResultWriter::*)(trelResultFile&,
                                                                const trelMediumResult&);
   bool WriteMediumFile(const char* ending, trelBlockWriter writeBlocks, const char* missingItem);
+  bool WriteFiles();
   bool CheckInput(const trelList* results);
-  bool OpenFile(trelResultFile& file, const char* ending);
-  bool CloseFile(trelResultFile& file, const char* ending);
+  /** Writes a file of the set that is being written, or of a set of its own; @p writeBlocks takes
+   *  the file and returns false after a report. */
+  template <class Blocks>
+  bool WriteFile(const char* ending, const Blocks& writeBlocks);
+  bool CommitFiles(trelResultFileSet& files);
 
   void WriteCWAbsorptionBlocks(trelResultFile& file, const trelMediumResult& result);
   void WriteCWTransmittanceBlocks(trelResultFile& file, const trelMediumResult& result);
@@ -67,6 +73,8 @@ private:
 
   trelSimulationResult* Result = nullptr;
   trelSimulationParameter* Parameter = nullptr;
+  /** The files that Execute writes, while it runs. */
+  trelResultFileSet* Files = nullptr;
 };
 
 #endif

@@ -1,4 +1,5 @@
 #include <cstring>
+#include <functional>
 #include <limits>
 #include <random>
 
@@ -9,6 +10,7 @@
 #include "testModel.h"
 #include "testTools.h"
 #include "trelResultFile.h"
+#include "trelResultFileSet.h"
 #include "trelSimulationResultWriter.h"
 
 using testing::HasSubstr;
@@ -154,12 +156,53 @@ TEST(ResultFile, IsNamedWhenItCannotBeWritten)
   fs::create_symlink("/dev/full", base + ".T.CW");  // a disk without room
   EXPECT_THAT(reportOfUpdate(),
               HasSubstr("): Could not write all of file : " + base + ".T.CW\n\n"));
-  EXPECT_TRUE(fs::exists(base + ".A.CW")) << "what was written stays";
   EXPECT_EQ(writer.GetProgressText(), "Storing absorption data...  100%");
-  EXPECT_FALSE(fs::exists(base + ".A.TD"));
-  fs::remove(base + ".A.CW");
+  EXPECT_EQ(directory.Count(), 1) << "the link alone";
   fs::create_directory(base + ".A.CW");
   EXPECT_THAT(reportOfUpdate(), HasSubstr("): Cannot open file : " + base + ".A.CW\n\n"));
+}
+
+/** Writes "new" to the files @p names of one set; whether they were put in their places, after
+ * @p before, which sees them complete. */
+static bool WriteSet(const std::vector<std::string>& names, const std::function<void()>& before)
+{
+  trelResultFileSet files;
+  for (const std::string& name : names) {
+    std::FILE* stream = files.Open(name);
+    if (!stream) return false;
+    std::fputs("new", stream);
+    std::fclose(stream);
+  }
+  before();
+  std::string failed;
+  const bool placed = files.Commit(failed);
+  EXPECT_EQ(failed, placed ? "" : names.back());
+  return placed;
+}
+
+TEST(ResultFileSet, IsPlacedWholeOrNotAtAll)
+{
+  const TemporaryDirectory directory;
+  const std::string a = directory.PathOf("a"), b = directory.PathOf("b"), c = directory.PathOf("c");
+  const auto writeOld = [&] { std::ofstream(a) << "old"; };
+  writeOld();
+  fs::permissions(a, fs::perms(0640));
+  EXPECT_FALSE(WriteSet({a, b, c}, [&] { fs::create_directory(c); }));
+  EXPECT_EQ(ReadText(a), "old");
+  EXPECT_EQ(directory.Count(), 2) << "neither b nor a temporary file";
+  fs::remove(c);
+  fs::create_symlink("d", c);  // to nothing so far
+  EXPECT_TRUE(WriteSet({a, b, c}, [&] { EXPECT_EQ(ReadText(a), "old"); }));
+  for (const std::string& name : {a, b, directory.PathOf("d")})
+    EXPECT_EQ(ReadText(name), "new") << name;
+  EXPECT_EQ(fs::status(a).permissions(), fs::perms(0640));
+  EXPECT_TRUE(fs::is_symlink(c));
+  EXPECT_EQ(directory.Count(), 4);
+  writeOld();
+  EXPECT_FALSE(WriteSet({a, directory.PathOf("none/b")}, [] {})) << "the second has no folder";
+  RemoveTemporaryFiles();
+  EXPECT_EQ(ReadText(a), "old");
+  EXPECT_EQ(directory.Count(), 4);
 }
 
 TEST(ResultNumbers, HaveTheFormOfPrintf)
@@ -190,7 +233,7 @@ TEST(ResultNumbers, GoThroughTheBufferWhole)
   const TemporaryDirectory directory;
   const std::string name = directory.PathOf("run.txt");
   trelResultFile file;
-  ASSERT_TRUE(file.Open(name));
+  ASSERT_TRUE(file.Open(std::fopen(name.c_str(), "w")));
   const std::string longText(200001, 'x');
   const std::vector<double> cells(30000, 1.5);
   file.Print(longText, -7, "\n");

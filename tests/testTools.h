@@ -81,6 +81,12 @@ public:
   ~TemporaryDirectory() { std::filesystem::remove_all(Path); }
 
   std::string PathOf(const std::string& name) const { return (Path / name).string(); }
+  /** The number of files in it, hidden ones too. */
+  std::ptrdiff_t Count() const
+  {
+    namespace fs = std::filesystem;
+    return std::distance(fs::directory_iterator(Path), fs::directory_iterator());
+  }
 
   std::filesystem::path Path;
 };
