@@ -11,8 +11,8 @@
 #include <sys/mman.h>
 #endif
 
-/** Bytes that the grids of this process hold at the moment; they are made on the main thread only.
- */
+/** Bytes that the grids and tables of this process hold at the moment; they are made on the main
+ *  thread only. */
 static std::size_t BytesInUse = 0;
 
 /** The number behind @p key in a file of lines "key number", times @p unit; 0 if there is none. */
@@ -48,6 +48,13 @@ static std::size_t GetAvailableBytes()
   return available;
 }
 
+/** Whether @p bytes more fit beside what grids and tables hold. */
+static bool FitsInMemory(std::size_t bytes)
+{
+  const std::size_t available = GetAvailableBytes();
+  return bytes <= available && BytesInUse <= available - bytes;
+}
+
 /** The product of the extents in bytes; false if it is no size of a grid. */
 static bool SizeInBytes(const std::vector<std::int32_t>& extents, std::size_t* bytes)
 {
@@ -65,9 +72,7 @@ static bool SizeInBytes(const std::vector<std::int32_t>& extents, std::size_t* b
 trelGrid* trelGrid::Allocate(const std::vector<std::int32_t>& extents)
 {
   std::size_t bytes = 0;
-  if (!SizeInBytes(extents, &bytes)) return nullptr;
-  const std::size_t available = GetAvailableBytes();
-  if (bytes > available || BytesInUse > available - bytes) return nullptr;
+  if (!SizeInBytes(extents, &bytes) || !FitsInMemory(bytes)) return nullptr;
   auto* cells = static_cast<double*>(std::calloc(bytes ? bytes : 1, 1));
   if (!cells) return nullptr;
   auto* grid = new (std::nothrow) trelGrid(cells, bytes / sizeof(double), extents);
@@ -105,4 +110,22 @@ void FreeUntouchedBlock(void* block, std::size_t bytes)
 #else
   munmap(block, bytes ? bytes : 1);
 #endif
+}
+
+void* AllocateTable(std::int64_t rows, std::size_t rowSize)
+{
+  const auto number = static_cast<std::size_t>(rows);
+  if (rows < 0 || number > std::numeric_limits<std::size_t>::max() / rowSize) return nullptr;
+  if (!FitsInMemory(number * rowSize)) return nullptr;
+  void* table = AllocateUntouchedBlock(number * rowSize);
+  if (table) BytesInUse += number * rowSize;
+  return table;
+}
+
+void FreeTable(void* table, std::int64_t rows, std::size_t rowSize)
+{
+  if (!table) return;
+  const std::size_t bytes = static_cast<std::size_t>(rows) * rowSize;
+  BytesInUse -= bytes;
+  FreeUntouchedBlock(table, bytes);
 }

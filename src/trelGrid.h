@@ -74,4 +74,12 @@ private:
 void* AllocateUntouchedBlock(std::size_t bytes);
 void FreeUntouchedBlock(void* block, std::size_t bytes);
 
+/**
+ * Such a block for a table of @p rows rows of @p rowSize bytes that a run may well fill: it is held
+ * to the memory of the machine together with all grids, and null beyond it or for a negative number
+ * of rows. FreeTable() takes the same numbers.
+ */
+void* AllocateTable(std::int64_t rows, std::size_t rowSize);
+void FreeTable(void* table, std::int64_t rows, std::size_t rowSize);
+
 #endif

@@ -79,7 +79,7 @@ std::uint32_t trelLightSource::GetNumberOfPhotonsAt(std::uint32_t wavelength) co
   return number;
 }
 
-std::uint32_t trelLightSource::ComputePhotonTotal()
+std::uint64_t trelLightSource::ComputePhotonTotal()
 {
   PhotonTotal = 0;
   if (!Spectra) return PhotonTotal;

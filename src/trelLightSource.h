@@ -49,8 +49,8 @@ public:
   /** Number of packets of the last entry with this wavelength; 0 when none has it. */
   std::uint32_t GetNumberOfPhotonsAt(std::uint32_t wavelength) const;
   /** Sets PhotonTotal to the sum of the numbers of packets of all entries, and returns it. */
-  std::uint32_t ComputePhotonTotal();
-  std::uint32_t GetPhotonTotal() const { return PhotonTotal; }
+  std::uint64_t ComputePhotonTotal();
+  std::uint64_t GetPhotonTotal() const { return PhotonTotal; }
 
   /** Whether the source lies in the medium, default true; else packets start on the skin. */
   void SetInternal(bool internal) { Internal = internal; }
@@ -117,7 +117,7 @@ public:
 private:
   trelShapeObject* Shape = nullptr;
   trelList* Spectra;
-  std::uint32_t PhotonTotal = 0;
+  std::uint64_t PhotonTotal = 0;
   trelObjectDisplay* Display;
   bool Internal = true;
   bool Solid = true;

@@ -212,22 +212,19 @@ bool trelMediumResult::InitializePhotonFlyTimes(const trelSimulationParameter* p
 {
   if (!parameter->GetSavePhotonFlyTime()) return true;
   ReleaseFlyTimes();
-  const bool isNumber = PhotonNumber >= 0;
-  const std::size_t bytes = isNumber ? PhotonNumber * sizeof(trelFlyTimeRow) : 0;
-  void* block = isNumber ? AllocateUntouchedBlock(bytes) : nullptr;
-  if (!block) {
+  PhotonFlyTimes =
+      static_cast<trelFlyTimeRow*>(AllocateTable(PhotonNumber, sizeof(trelFlyTimeRow)));
+  if (!PhotonFlyTimes) {
     ErrorMacro("Out of memory while allocating memory for TOF!");
     return false;
   }
-  PhotonFlyTimes = static_cast<trelFlyTimeRow*>(block);
   NumberOfFlyTimes = PhotonNumber;
   return true;
 }
 
 void trelMediumResult::ReleaseFlyTimes()
 {
-  FreeUntouchedBlock(PhotonFlyTimes,
-                     static_cast<std::size_t>(NumberOfFlyTimes) * sizeof(trelFlyTimeRow));
+  FreeTable(PhotonFlyTimes, NumberOfFlyTimes, sizeof(trelFlyTimeRow));
   PhotonFlyTimes = nullptr;
   NumberOfFlyTimes = 0;
 }

@@ -172,8 +172,8 @@ public:
   }
 
   /** Packets of this spectrum; sizes the table of fly times. Default 0. */
-  void SetPhotonNumber(std::int32_t number) { PhotonNumber = number; }
-  std::int32_t GetPhotonNumber() const { return PhotonNumber; }
+  void SetPhotonNumber(std::int64_t number) { PhotonNumber = number; }
+  std::int64_t GetPhotonNumber() const { return PhotonNumber; }
   /** The wavelength of the spectrum entry. Default 0. */
   void SetSpectrumId(std::int32_t id) { SpectrumId = id; }
   std::int32_t GetSpectrumId() const { return SpectrumId; }
@@ -182,18 +182,18 @@ public:
   double GetSpecularReflectance() const { return SpecularReflectance; }
 
   /** Packets that left the medium, and packets that lost the roulette. */
-  std::int32_t GetTransmitPhotonNum() const { return TransmitPhotonNum; }
-  std::int32_t GetAbsorpPhotonNum() const { return AbsorpPhotonNum; }
-  void IncrementTransmitPhotonNum();
+  std::int64_t GetTransmitPhotonNum() const { return TransmitPhotonNum; }
+  std::int64_t GetAbsorpPhotonNum() const { return AbsorpPhotonNum; }
+  /** Counts a packet that left; the number of those before it, which no other packet gets. */
+  std::int64_t IncrementTransmitPhotonNum();
   void IncrementAbsorpPhotonNum();
 
   /** The table of fly times, null if there is none, and its length. */
   trelFlyTimeRow* GetPhotonFlyTimes() const { return PhotonFlyTimes; }
-  std::int32_t GetNumberOfFlyTimes() const { return NumberOfFlyTimes; }
-  /** Stores a packet that leaves, before it is counted. Nothing happens without a table or behind
-   *  its end. Two threads may pick the same row; there is no lock, and one of the packets is lost.
-   */
-  void RecordFlyTime(double x, double y, double z, double time);
+  std::int64_t GetNumberOfFlyTimes() const { return NumberOfFlyTimes; }
+  /** Stores a packet that leaves in row @p row, its number among those that left: each packet has
+   *  a row of its own. Nothing happens without a table or behind its end. */
+  void RecordFlyTime(std::int64_t row, double x, double y, double z, double time);
 
 private:
   bool InitializeGrids(const trelSimulationParameter& parameter, trelGridKind kind,
@@ -207,9 +207,9 @@ private:
   bool CopyMesh(const trelShapeObject& shape);
   void Normalize(trelGridKind kind, trelGridDomains domains);
 
-  std::int32_t PhotonNumber = 0;
-  std::int32_t TransmitPhotonNum = 0;
-  std::int32_t AbsorpPhotonNum = 0;
+  std::int64_t PhotonNumber = 0;
+  std::int64_t TransmitPhotonNum = 0;
+  std::int64_t AbsorpPhotonNum = 0;
   std::int32_t SpectrumId = 0;
   bool DomainCW = false;
   bool DomainTD = false;
@@ -228,7 +228,7 @@ private:
   trelTimeTotals TimeTotals;
   trelGridRange Ranges[NumberOfGridDomains][NumberOfGridKinds];
   trelFlyTimeRow* PhotonFlyTimes = nullptr;
-  std::int32_t NumberOfFlyTimes = 0;
+  std::int64_t NumberOfFlyTimes = 0;
 
 public:
   // What the tables name: GetAbsorptionXYZ, GetTDAbsorptionXYZ, GetFDAbsorptionXYZReal, ...Imag,
@@ -249,10 +249,12 @@ public:
 #undef TREL_SAVE_GETTER
 #undef TREL_GETTER
 
-inline void trelMediumResult::IncrementTransmitPhotonNum()
+inline std::int64_t trelMediumResult::IncrementTransmitPhotonNum()
 {
-#pragma omp atomic
-  ++TransmitPhotonNum;
+  std::int64_t before = 0;
+#pragma omp atomic capture
+  before = TransmitPhotonNum++;
+  return before;
 }
 
 inline void trelMediumResult::IncrementAbsorpPhotonNum()
@@ -261,11 +263,9 @@ inline void trelMediumResult::IncrementAbsorpPhotonNum()
   ++AbsorpPhotonNum;
 }
 
-inline void trelMediumResult::RecordFlyTime(double x, double y, double z, double time)
+inline void trelMediumResult::RecordFlyTime(std::int64_t row, double x, double y, double z,
+                                            double time)
 {
-  std::int32_t row = 0;
-#pragma omp atomic read
-  row = TransmitPhotonNum;
   if (!PhotonFlyTimes || row < 0 || row >= NumberOfFlyTimes) return;
   double* values = PhotonFlyTimes[row];
   values[0] = x;

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <limits>
+#include <sstream>
 
 #include "trelCube.h"
 #include "trelCylinder.h"
@@ -260,7 +262,7 @@ KeywordOutcome trelModelSection::SetSourceSpectrum(const Keyword& row, int emiss
                      Get<trelLightSource>(Source)->GetLuminousType() == LuminousEmission;
   if (!emits) {
     spectrum->SetEnergy(Text.GetReal(2));
-    spectrum->SetPhotonNumber(Text.GetTruncated(3));
+    SetPacketNumber(*spectrum);
     return KeywordDone;
   }
   if (Text.GetNumberOfTokens() < emissionNeeds) return Fail(emissionMessage);
@@ -269,6 +271,21 @@ KeywordOutcome trelModelSection::SetSourceSpectrum(const Keyword& row, int emiss
   spectrum->SetFluorophoreAbsorption(Text.GetReal(4));
   if (Text.GetNumberOfTokens() > 5) spectrum->SetLifeTime(Text.GetReal(5));
   return KeywordDone;
+}
+
+/** A number that is out of range, or none, is taken as the nearest that there is, with a warning.
+ */
+void trelModelSection::SetPacketNumber(trelSpectrum& spectrum)
+{
+  spectrum.SetPhotonNumber(Text.GetTruncated(3));
+  const double given = Text.GetReal(3);
+  if (Text.HasNumber(3) && given >= 0.0 && given < Text.LargestTruncated + 1.0) return;
+  std::ostringstream text;
+  text << "lightsource " << SourceIndex + 1 << ", lightsourcespectrumindex " << GetIndex() + 1
+       << ": got \"" << Text.GetToken(3) << "\", expected a number of packets from 0 to "
+       << std::numeric_limits<std::uint32_t>::max() << "; taken as " << spectrum.GetPhotonNumber()
+       << "\n";
+  Reader.ShowWarning(text.str());
 }
 
 // Medium and tissues

@@ -12,6 +12,7 @@ class trelPlaneDetector;
 class trelShapeObject;
 class trelSimulationParameter;
 class trelSimulationParameterReader;
+class trelSpectrum;
 
 /**
  * @class   trelModelSection
@@ -96,6 +97,7 @@ private:
   KeywordOutcome SetDeflectionRange(const Keyword& row);
   KeywordOutcome SetSourceSpectrum2D(const Keyword& row);
   KeywordOutcome SetSourceSpectrum3D(const Keyword& row);
+  void SetPacketNumber(trelSpectrum& spectrum);
   KeywordOutcome SetSourceSpectrum(const Keyword& row, int emissionNeeds,
                                    const char* emissionMessage);
 

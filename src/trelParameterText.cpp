@@ -95,6 +95,14 @@ std::int32_t trelParameterText::GetInteger(int i) const
   return digits[0] == '-' ? Limits::min() : Limits::max();
 }
 
+bool trelParameterText::HasNumber(int i) const
+{
+  const std::string_view digits = WithoutPlus(GetToken(i));
+  double value = 0.0;
+  const auto parsed = std::from_chars(digits.data(), digits.data() + digits.size(), value);
+  return parsed.ec != std::errc::invalid_argument && !std::isnan(value);
+}
+
 double trelParameterText::GetReal(int i) const
 {
   const std::string_view digits = WithoutPlus(GetToken(i));
@@ -111,8 +119,7 @@ double trelParameterText::GetReal(int i) const
 
 std::uint32_t trelParameterText::GetTruncated(int i) const
 {
-  constexpr double largest = std::numeric_limits<std::uint32_t>::max();
-  return static_cast<std::uint32_t>(std::clamp(GetReal(i), 0.0, largest));
+  return static_cast<std::uint32_t>(std::clamp(GetReal(i), 0.0, LargestTruncated));
 }
 
 bool trelParameterText::GetPath(std::string& path) const

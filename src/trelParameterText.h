@@ -46,11 +46,14 @@ public:
   /** The decimal integer at the start of token @p i: 0 without one, the nearest 32-bit number if
    * huge. */
   std::int32_t GetInteger(int i) const;
+  /** True if token @p i starts with a number, infinities among them; "nan" is none. */
+  bool HasNumber(int i) const;
   /** The real number at the start of token @p i: 0 without one, and for "nan". Huge ones are
    * infinite. */
   double GetReal(int i) const;
   /** GetReal() truncated toward zero; the nearest unsigned 32-bit number if out of range. */
   std::uint32_t GetTruncated(int i) const;
+  static constexpr double LargestTruncated = 4294967295.0;
 
   /**
    * The path on this line: the text between the first two double quotes, or token 1 if there is no

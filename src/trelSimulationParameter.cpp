@@ -123,9 +123,9 @@ std::uint32_t trelSimulationParameter::GetWavelength(int i) const
   return i < 0 || i >= GetNumberOfWavelengths() ? 0 : Wavelengths[i];
 }
 
-std::uint32_t trelSimulationParameter::GetNumberOfPhotons(std::uint32_t wavelength) const
+std::uint64_t trelSimulationParameter::GetNumberOfPhotons(std::uint32_t wavelength) const
 {
-  std::uint32_t number = 0;
+  std::uint64_t number = 0;
   VisitAll<trelLightSource>(LightSources, [&](const trelLightSource& source) {
     number += source.GetNumberOfPhotonsAt(wavelength);
     return true;
@@ -133,7 +133,7 @@ std::uint32_t trelSimulationParameter::GetNumberOfPhotons(std::uint32_t waveleng
   return number;
 }
 
-std::uint32_t trelSimulationParameter::ComputeTotalPhotons()
+std::uint64_t trelSimulationParameter::ComputeTotalPhotons()
 {
   TotalPhotons = 0;
   VisitAll<trelLightSource>(LightSources, [this](trelLightSource& source) {

@@ -75,10 +75,10 @@ public:
   std::uint32_t GetWavelength(int i) const;
 
   /** Packets at this wavelength: the sum over the sources, each with its last entry that has it. */
-  std::uint32_t GetNumberOfPhotons(std::uint32_t wavelength) const;
+  std::uint64_t GetNumberOfPhotons(std::uint32_t wavelength) const;
   /** Sets TotalPhotons to the number of packets of all entries of all sources, and returns it. */
-  std::uint32_t ComputeTotalPhotons();
-  std::uint32_t GetTotalPhotons() const { return TotalPhotons; }
+  std::uint64_t ComputeTotalPhotons();
+  std::uint64_t GetTotalPhotons() const { return TotalPhotons; }
 
   /** Dimension of the model, default DimensionUnset. */
   trelSetGetMacro(SimulationDimension, Dimension)
@@ -201,7 +201,7 @@ private:
   std::vector<std::uint32_t> Wavelengths;
   SimulationDimension Dimension = DimensionUnset;
   enum SimulationType SimulationType = BLT;
-  std::uint32_t TotalPhotons = 0;
+  std::uint64_t TotalPhotons = 0;
   enum MediumAlgorithm MediumAlgorithm = MediumVRMC;
   enum FreespaceAlgorithm FreespaceAlgorithm = FreespacePinhole;
   CoordinateType AbsorptionCoordinate = CoordinateCartesian;

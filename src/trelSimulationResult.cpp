@@ -82,7 +82,7 @@ bool trelSimulationResult::InitializeMediumResults(trelSimulationParameter* para
     auto* result = new trelMediumResult;
     MediumResults->Append(result);
     result->SetSpectrumId(static_cast<std::int32_t>(wavelength));
-    result->SetPhotonNumber(static_cast<std::int32_t>(parameter->GetNumberOfPhotons(wavelength)));
+    result->SetPhotonNumber(static_cast<std::int64_t>(parameter->GetNumberOfPhotons(wavelength)));
     result->SetSpecularReflectance(SumSpecularReflectance(*parameter, i));
     if (!result->Initialize(parameter)) {
       ErrorMacro("initial simulation result (Absorption and Trasnmeittance) error!");

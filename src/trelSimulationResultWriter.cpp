@@ -477,8 +477,8 @@ static void PrintFlyTimes(trelResultFile& file, const trelMediumResult& result)
 {
   if (!result.GetPhotonFlyTimes()) return;
   file.Print("\nPhotonFlyTime\n");
-  const std::int32_t rows = std::min(result.GetTransmitPhotonNum(), result.GetNumberOfFlyTimes());
-  for (std::int32_t row = 0; row < rows; ++row) {
+  const std::int64_t rows = std::min(result.GetTransmitPhotonNum(), result.GetNumberOfFlyTimes());
+  for (std::int64_t row = 0; row < rows; ++row) {
     const trelFlyTimeRow& values = result.GetPhotonFlyTimes()[row];
     file.Print(values[0], " ", values[1], " ", values[2], " ", values[3], "\n");
   }

@@ -44,8 +44,8 @@ struct ThreadState
   std::int32_t CurrentDetector;
   bool OneThread;                ///< the team is this thread alone: no atomic adds
   bool Master;                   ///< this is thread 0 of its team
-  std::uint32_t FailedLaunches;  ///< of this thread in the current region
-  std::uint32_t EndedByLimit;    ///< packets of this thread in this region, after too many steps
+  std::uint64_t FailedLaunches;  ///< of this thread in the current region
+  std::uint64_t EndedByLimit;    ///< packets of this thread in this region, after too many steps
 
   /** The next uniform number on [0, 1): the only way in which the transport reads random numbers.
    */

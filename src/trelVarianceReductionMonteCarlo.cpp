@@ -111,7 +111,7 @@ void trelVarianceReductionMonteCarlo::MakeScoreTables()
 }
 
 /** After how many packets progress is told: a hundredth of the run, but no more than 1000. */
-static std::uint32_t ProgressIntervalOf(std::uint32_t total)
+static std::uint64_t ProgressIntervalOf(std::uint64_t total)
 {
   if (total >= 100000) return 1000;
   return total / 100 > 1 ? total / 100 : 1;
@@ -131,7 +131,7 @@ bool trelVarianceReductionMonteCarlo::Execute()
   MakeScoreTables();
   FailedLaunches = 0;
   EndedByLimit = 0;
-  std::uint32_t finished = 0;
+  std::uint64_t finished = 0;
   trelPhotonTask task{};
   task.TotalNumberOfPackets = Input->ComputeTotalPhotons();
   task.ProgressInterval = ProgressIntervalOf(task.TotalNumberOfPackets);
@@ -254,18 +254,15 @@ void trelVarianceReductionMonteCarlo::TracePackets(ThreadState& state, const tre
 
 void trelVarianceReductionMonteCarlo::CountFinishedPacket(const trelPhotonTask& task)
 {
-  std::uint32_t finished = 0;
-#pragma omp atomic
-  ++*task.FinishedPackets;
-#pragma omp atomic read
-  finished = *task.FinishedPackets;
+  std::uint64_t finished = 0;
+#pragma omp atomic capture
+  finished = ++*task.FinishedPackets;
   if (!TrajectoryMode && finished % task.ProgressInterval != 0) return;
-  // The total is a 32-bit sum and may have wrapped.
-  const double total = std::max(task.TotalNumberOfPackets, finished);
-  ReportProgress(static_cast<std::int32_t>(ProgressMaximum * (finished / total)));
+  const auto part = static_cast<double>(finished) / static_cast<double>(task.TotalNumberOfPackets);
+  ReportProgress(static_cast<std::int32_t>(ProgressMaximum * part));
 }
 
-void trelVarianceReductionMonteCarlo::ReportFailedLaunches(std::uint32_t packets)
+void trelVarianceReductionMonteCarlo::ReportFailedLaunches(std::uint64_t packets)
 {
   if (FailedLaunches == 0) return;
   WarningMacro(FailedLaunches << " of " << packets
@@ -736,10 +733,10 @@ void trelVarianceReductionMonteCarlo::Escape(ThreadState& state)
   trelPhoton& photon = *state.Photon;
   photon.Dead = true;
   trelMediumResult& result = *state.SpectrumMediumResult;
+  const std::int64_t row = result.IncrementTransmitPhotonNum();
   if (SavePhotonFlyTime) {
-    result.RecordFlyTime(photon.PositionX, photon.PositionY, photon.PositionZ, photon.FlyTime);
+    result.RecordFlyTime(row, photon.PositionX, photon.PositionY, photon.PositionZ, photon.FlyTime);
   }
-  result.IncrementTransmitPhotonNum();
   if (!SaveTransmittance) return;
   if (const trelScoreTarget* target = TransmittanceTarget(state)) {
     ScoreInDomains(state, *target, state.SourceWeight * photon.Weight);

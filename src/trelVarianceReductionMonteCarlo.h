@@ -95,9 +95,9 @@ protected:
     std::uint32_t NumberOfPackets;
     trelSpectrum* Spectrum;
     trelLightSource* Light;
-    std::uint32_t ProgressInterval;
-    std::uint32_t TotalNumberOfPackets;
-    std::uint32_t* FinishedPackets;
+    std::uint64_t ProgressInterval;
+    std::uint64_t TotalNumberOfPackets;
+    std::uint64_t* FinishedPackets;
     trelSimulationResult* Result;
     trelVarianceReductionMonteCarlo* Filter;
   };
@@ -115,7 +115,7 @@ protected:
   void SelectRecord(ThreadState& state, std::uint32_t spectrum);
   void TracePackets(ThreadState& state, const trelPhotonTask& task);
   void CountFinishedPacket(const trelPhotonTask& task);
-  void ReportFailedLaunches(std::uint32_t packets);
+  void ReportFailedLaunches(std::uint64_t packets);
   void ReportEndedByLimit();
   void CopyTissues();
   void CopyFiberShapes();
@@ -211,8 +211,8 @@ protected:
   double AmbientRefractiveIndex = 1.0;
   std::int32_t StepNumberMax = 0;
   double FlyTimeMax = 0.0;
-  std::uint32_t FailedLaunches = 0;  ///< of the whole run
-  std::uint32_t EndedByLimit = 0;    ///< packets of the whole run that took too many steps
+  std::uint64_t FailedLaunches = 0;  ///< of the whole run
+  std::uint64_t EndedByLimit = 0;    ///< packets of the whole run that took too many steps
 };
 
 #endif

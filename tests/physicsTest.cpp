@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <vector>
 
@@ -65,7 +66,7 @@ TEST(Physics, BallisticTransmissionFallsExponentially)
   model->SetSavePhotonFlyTime(true);
   Traced<trelDiffuseVRMC> run(model);
   int ballistic = 0;
-  for (int i = 0; i < run[0].GetTransmitPhotonNum(); ++i) {
+  for (std::int64_t i = 0; i < run[0].GetTransmitPhotonNum(); ++i) {
     const trelFlyTimeRow& row = run[0].GetPhotonFlyTimes()[i];
     if (std::fabs(row[2] - 2.0) < 1e-9 && std::fabs(row[3] - 2.0 * 10 / 3) < 1e-6) ++ballistic;
   }
@@ -264,7 +265,13 @@ TEST(Physics, ThreadsLoseNothingInACellThatTheyShare)
   TestModel model;
   BuildSlab(model, 0.2, {0.0, 0.05, 0.0, 1.0}, false, 200000);
   model->SetThreadNumber(4);
-  EXPECT_NEAR(Traced<trelDiffuseVRMC>(model)[0].GetTransmittanceTopTotal(), 1.0, 1e-8);
+  model->SetSavePhotonFlyTime(true);
+  Traced<trelDiffuseVRMC> run(model);
+  EXPECT_NEAR(run[0].GetTransmittanceTopTotal(), 1.0, 1e-8);
+  EXPECT_EQ(run[0].GetTransmitPhotonNum(), 200000);
+  const trelFlyTimeRow* rows = run[0].GetPhotonFlyTimes();
+  EXPECT_TRUE(std::all_of(rows, rows + 200000, [](const auto& row) { return row[3] > 0.0; }))
+      << "packets that leave at once have a row each";
 }
 
 TEST(Physics, ScatteringInThePlaneLooksAtNoAnisotropy)

@@ -69,7 +69,7 @@ TEST(Planar, AnInnerEdgeRefractsOrTurnsToTheFormerAngle)
       const double exit[] = {x + further * vx, y + further * vy, 0,
                              (index * edge.Away + 1.4 * further) * 10 / 3};
       int expected = 0;
-      for (int i = 0; i < run[0].GetTransmitPhotonNum(); ++i) {
+      for (std::int64_t i = 0; i < run[0].GetTransmitPhotonNum(); ++i) {
         expected += std::equal(exit, exit + 4, run[0].GetPhotonFlyTimes()[i],
                                [](double a, double b) { return std::fabs(a - b) < 1e-12; });
       }

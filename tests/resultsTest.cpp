@@ -207,16 +207,19 @@ TEST_F(MediumResult, SumsRawWeightsBeforeItDivides)
   EXPECT_EQ(Record.GetRange(GridFDAmp, GridAbsorption).Minimum, 999999986991104.0);
 }
 
-/** Few of a run's packets may leave: room for them costs nothing until it is used. */
+/** All of a run's packets may leave, each with 32 bytes: more than the machine has is refused. */
 TEST_F(MediumResult, HasRoomForTheFlyTimesOfAllPackets)
 {
   SetMedium(ShapeCube);
   Parameter().SetSavePhotonFlyTime(true);
-  Record.SetPhotonNumber(1000000000);
-  EXPECT_TRUE(Initialize());
-  Record.SetPhotonNumber(-5);
-  EXPECT_EQ(MessagesOf(ReportsOf([this] { EXPECT_FALSE(Initialize()); })),
-            "Out of memory while allocating memory for TOF!\n");
+  for (const std::int64_t packets : {1000000000000LL, 1LL << 62, 1LL << 59, -5LL}) {
+    Record.SetPhotonNumber(packets);
+    EXPECT_EQ(MessagesOf(ReportsOf([this] { EXPECT_FALSE(Initialize()); })),
+              "Out of memory while allocating memory for TOF!\n");
+  }
+  Record.SetPhotonNumber(1000000);
+  for (int time = 0; time < 2; ++time)
+    EXPECT_TRUE(Initialize());
 }
 
 // The end of a run, by a table
@@ -287,14 +290,14 @@ TEST(SimulationResult, MakesARecordForEachWavelength)
   TestModel model;
   model->SetWavelengths({600, 700, 600});
   model.AddTissue(TestModel::Make<trelCube>({0, 0, 0}, {4, 4, 4}), {0.5, 1.0, 0.0, 1.5});
-  for (const std::uint32_t packets : {10, 5})
+  for (const std::uint32_t packets : {4000000000u, 500000000u})
     model.AddSource(TestModel::Make<trelCube>({0, 0, 0}, {1, 1, 1}), packets)->SetSpecular(true);
   trelSimulationResult result;
   ReportsOf([&] { ASSERT_TRUE(result.Initialize(model.Get())); });
   ASSERT_TRUE(result.GetMediumResult(2));
   EXPECT_FALSE(result.GetMediumResult(3));
   EXPECT_EQ(result.GetMediumResult(1)->GetSpectrumId(), 700);
-  EXPECT_EQ(result.GetMediumResult(1)->GetPhotonNumber(), 15);
+  EXPECT_EQ(result.GetMediumResult(1)->GetPhotonNumber(), 4500000000);
   EXPECT_DOUBLE_EQ(result.GetMediumResult(1)->GetSpecularReflectance(), 0.08);
   EXPECT_EQ(result.GetMediumResultBySpectrum(600), result.GetMediumResult(0));
   EXPECT_EQ(result.GetMediumResultBySpectrum(700), result.GetMediumResult(1));
