@@ -29,11 +29,11 @@ function(trel_subsystem name)
   set(TREL_CLOSURE_${name} ${closure} PARENT_SCOPE)
 endfunction()
 
-# The root class, reports, reference counts, the pipeline of stages, lists, paths and the clock.
+# The root class, reports, reference counts, the pipeline of stages, lists, paths, clock and threads.
 trel_subsystem(framework
   HEADERS trelObjectMacros trelFileNames trelInlining
   CLASSES trelObject trelList trelProcessObject trelDataObject trelSimulationObject trelSource
-          trelFilter trelTarget trelReader trelWriter trelPaths trelClock)
+          trelFilter trelTarget trelReader trelWriter trelPaths trelClock trelThreads)
 
 # Meshes as files hold them: vertices, triangles, tetrahedra and the faces between regions.
 trel_subsystem(meshes

@@ -1,6 +1,8 @@
 #include "trelDriver.h"
 
 #include <cstdlib>
+#include <memory>
+#include <new>
 #include <ostream>
 #include <string>
 
@@ -56,19 +58,41 @@ static void OverrideFirstTissue(trelSimulationParameter& parameter,
   first->SetScattering(optics.Scattering);
 }
 
+#define trelOutOfMemory(where) \
+  "ERROR: In ..\\..\\src\\trelDriver\ntrelDriver: Out of memory while " where "!\n\n"
+
+/** Does a part of a run; shows @p report if it breaks off for lack of memory. */
+template <class Work>
+static void GuardMemory(const char* report, Work work)
+{
+  try {
+    work();
+  } catch (const std::bad_alloc&) {
+    DisplayLiteral(report);
+  }
+}
+
+/** Holds a stage, which nobody registers, to the end of its run. */
+struct trelStageDeleter
+{
+  void operator()(trelObject* stage) const { stage->Delete(); }
+};
+template <class Stage>
+using trelStageHolder = std::unique_ptr<Stage, trelStageDeleter>;
+
 /** The read stage; the registered parameter, or null. */
 static trelSimulationParameter* ReadParameter(const char* file, const trelCommandLineOptics& optics,
                                               std::ostream& log)
 {
   trelSimulationParameter* parameter = nullptr;
-  auto* reader = new trelSimulationParameterReader;
-  reader->AddFileName(file);
-  if (reader->Update()) {
+  GuardMemory(trelOutOfMemory("reading the parameter file"), [&] {
+    const trelStageHolder<trelSimulationParameterReader> reader(new trelSimulationParameterReader);
+    reader->AddFileName(file);
+    if (!reader->Update()) return;
     ReplaceReference(parameter, reader->GetOutput());
     OverrideFirstTissue(*parameter, optics);
     log << "parameter read ok " << std::endl;
-  }
-  reader->Delete();
+  });
   return parameter;
 }
 
@@ -76,11 +100,12 @@ static trelSimulationParameter* ReadParameter(const char* file, const trelComman
 static trelSimulationResult* Simulate(trelSimulationParameter* parameter, std::ostream& log)
 {
   trelSimulationResult* result = nullptr;
-  auto* filter = new trelOpticalSimulationFilter;
-  filter->SetInput(parameter);
   const std::int64_t start = WallClockSeconds();
-  if (filter->Update()) ReplaceReference(result, filter->GetOutput());
-  filter->Delete();
+  GuardMemory(trelOutOfMemory("simulating"), [&] {
+    const trelStageHolder<trelOpticalSimulationFilter> filter(new trelOpticalSimulationFilter);
+    filter->SetInput(parameter);
+    if (filter->Update()) ReplaceReference(result, filter->GetOutput());
+  });
   log << "consuming time is " << WallClockSeconds() - start << std::endl;
   return result;
 }
@@ -88,17 +113,19 @@ static trelSimulationResult* Simulate(trelSimulationParameter* parameter, std::o
 static void WriteResult(const char* baseName, trelSimulationResult* result,
                         trelSimulationParameter* parameter, std::ostream& log)
 {
-  auto* writer = new trelSimulationResultWriter;
-  writer->AddFileName(baseName);
-  writer->SetInput(result, parameter);
-  if (writer->Update()) log << "write ok " << std::endl;
-  writer->Delete();
+  GuardMemory(trelOutOfMemory("writing the results"), [&] {
+    const trelStageHolder<trelSimulationResultWriter> writer(new trelSimulationResultWriter);
+    writer->AddFileName(baseName);
+    writer->SetInput(result, parameter);
+    if (writer->Update()) log << "write ok " << std::endl;
+  });
 }
 
 int RunDriver(int count, const char* const* arguments, std::ostream& log)
 {
   if (count <= NumberOfArguments) {
-    ReportMissingArguments(count > 0 ? count - 1 : 0);
+    GuardMemory(trelOutOfMemory("reading the command line"),
+                [&] { ReportMissingArguments(count > 0 ? count - 1 : 0); });
     return 0;
   }
   const trelCommandLineOptics optics = {std::atof(arguments[3]), std::atof(arguments[4]),

@@ -88,7 +88,4 @@ enum trelAxis : std::int32_t
   NumberOfAxes
 };
 
-/** More worker threads than this are not started. */
-constexpr std::int32_t MaximumNumberOfThreads = 1024;
-
 #endif

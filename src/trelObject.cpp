@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <ostream>
+#include <sstream>
 
 #include "trelList.h"
 #include "trelProcessObject.h"
@@ -21,6 +22,22 @@ void DisplayText(const std::string& text)
   std::fwrite(text.data(), 1, text.size(), stderr);
   std::fflush(stderr);
 #endif
+}
+
+void DisplayLiteral(const char* text)
+{
+#ifdef _WIN32
+  MessageBoxA(nullptr, text, "Information", 0);
+#else
+  std::fputs(text, stderr);
+  std::fflush(stderr);
+#endif
+}
+
+void DisplayReport(const std::ostringstream& report)
+{
+  DisplayText(report.str());
+  if (!report) DisplayLiteral(" ... (out of memory for the rest of the report)\n\n");
 }
 
 void BreakOnError() {}

@@ -22,6 +22,13 @@
  *  Windows in a modal box titled "Information". Every report goes through here. */
 void DisplayText(const std::string& text);
 
+/** The same for a text that stands in the program: needs no memory, so that it can tell of its
+ * lack. */
+void DisplayLiteral(const char* text);
+
+/** Shows what @p report holds. A stream drops what it has no memory for; that is said then. */
+void DisplayReport(const std::ostringstream& report);
+
 /** Does nothing. Called after every error report, so that a debugger has a place to stop. */
 void BreakOnError();
 
@@ -58,7 +65,7 @@ public:                                                                         
     trelReport << (prefix) << ": In " << ReportPath(__FILE__) << ", line " << __LINE__ << "\n" \
                << (className) << " (" << static_cast<const void*>(this) << "): " << message    \
                << "\n\n";                                                                      \
-    DisplayText(trelReport.str());                                                             \
+    DisplayReport(trelReport);                                                                 \
   } while (false)
 
 /** Reports an error; @p message may be a chain of `<<`. The caller decides what to return. */

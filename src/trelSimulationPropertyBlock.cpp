@@ -10,6 +10,7 @@
 #include "trelParameterText.h"
 #include "trelSimulationParameter.h"
 #include "trelSimulationParameterReader.h"
+#include "trelThreads.h"
 
 static const trelWord<SimulationType> SimulationTypeWords[] = {
     {"BLT", BLT}, {"DOT", DOT}, {"FMT", FMT}};

@@ -1,11 +1,14 @@
 #include "trelTetrahedron.h"
 
+#include <omp.h>
+
 #include <algorithm>
 #include <new>
 #include <tuple>
 #include <vector>
 
 #include "trelOuterSurface.h"
+#include "trelThreads.h"
 
 /** A face of a tetrahedron, vertex indices ascending. */
 struct trelTetrahedronFace
@@ -65,11 +68,11 @@ bool trelTetrahedron::SetNumberOfTetrahedra(std::int32_t n)
 
 /** All faces of all tetrahedra, equal ones side by side, in the order of their tetrahedra. */
 static std::vector<trelTetrahedronFace> SortedFaces(const std::uint32_t* tetrahedra,
-                                                    std::int32_t count)
+                                                    std::int32_t count, int threads)
 {
   static constexpr int corners[4][3] = {{0, 1, 2}, {0, 1, 3}, {0, 2, 3}, {1, 2, 3}};
   std::vector<trelTetrahedronFace> faces(static_cast<std::size_t>(count) * 4);
-#pragma omp parallel for
+#pragma omp parallel for num_threads(threads)
   for (std::int32_t t = 0; t < count; ++t) {
     const std::size_t first = static_cast<std::size_t>(t) * 4;
     std::uint32_t sorted[4];
@@ -119,12 +122,13 @@ bool trelTetrahedron::BuildFaces()
 
 bool trelTetrahedron::KeepBoundaryFaces()
 {
-  const auto faces = SortedFaces(GetTetrahedronData(), GetNumberOfTetrahedra());
+  const int threads = StartableThreads(omp_get_max_threads());
+  const auto faces = SortedFaces(GetTetrahedronData(), GetNumberOfTetrahedra(), threads);
   const auto kept = BoundaryFaces(faces, GetRegionData());
   // A number beyond the range turns negative, which is refused.
   const auto count = static_cast<std::int32_t>(kept.size());
   if (!SetNumberOfFaces(count)) return false;
-#pragma omp parallel for
+#pragma omp parallel for num_threads(threads)
   for (std::int32_t i = 0; i < count; ++i) {
     const trelKeptFace& face = kept[static_cast<std::size_t>(i)];
     std::copy_n(faces[face.Record].Corners, 3, Faces.GetRecord(i));

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <new>
 
 #include "trelClock.h"
 #include "trelDetectorArrayResult.h"
@@ -22,6 +23,7 @@
 #include "trelSimulationResult.h"
 #include "trelSpectrum.h"
 #include "trelThreadState.h"
+#include "trelThreads.h"
 #include "trelTissue.h"
 
 trelVarianceReductionMonteCarlo::~trelVarianceReductionMonteCarlo() = default;
@@ -138,10 +140,7 @@ bool trelVarianceReductionMonteCarlo::Execute()
   task.FinishedPackets = &finished;
   task.Result = result;
   task.Filter = this;
-  for (trelLightSource* light : Input->GetLightSources()->GetItems<trelLightSource>()) {
-    GetThreadState().CurrentLuminousType = light->GetLuminousType();
-    if (RunsSource(*light)) RunSource(*light, task);
-  }
+  if (!RunSources(task)) return false;
   if (TrajectoryMode) {
     result->SetTrajectoryStepNum(0);
     NotifyDependents();
@@ -170,22 +169,57 @@ bool trelVarianceReductionMonteCarlo::RunsSource(const trelLightSource& light) c
   return true;
 }
 
-void trelVarianceReductionMonteCarlo::RunSource(trelLightSource& light, trelPhotonTask task)
+bool trelVarianceReductionMonteCarlo::RunSources(trelPhotonTask task)
+{
+  for (trelLightSource* light : Input->GetLightSources()->GetItems<trelLightSource>()) {
+    GetThreadState().CurrentLuminousType = light->GetLuminousType();
+    if (RunsSource(*light) && !RunSource(*light, task)) return false;
+  }
+  return true;
+}
+
+bool trelVarianceReductionMonteCarlo::RunSource(trelLightSource& light, trelPhotonTask task)
 {
   task.Light = &light;
-  // The OpenMP run-time ends the process when it is asked for more threads than it can start.
-  const int threads = std::clamp(Input->GetThreadNumber(), 1, MaximumNumberOfThreads);
+  OutOfMemory = false;
+  const int threads = StartableThreads(Input->GetThreadNumber());
   for (trelSpectrum* spectrum : light.GetSpectra()->GetItems<trelSpectrum>()) {
     task.Spectrum = spectrum;
     task.NumberOfPackets = spectrum->GetPhotonNumber();
 #pragma omp parallel num_threads(threads)
     PhotonTask(task);
+    if (OutOfMemory) {
+      ErrorMacro("Out of memory while starting the threads!");
+      return false;
+    }
   }
+  return true;
 }
 
+/** No exception may leave the region: what cannot be made is told by OutOfMemory, and then no
+ * thread traces a packet. */
 void trelVarianceReductionMonteCarlo::PhotonTask(const trelPhotonTask& task)
 {
   ThreadState& state = GetThreadState();
+  bool outOfMemory = !OpenThread(state, task);
+  if (outOfMemory) {
+#pragma omp atomic write
+    OutOfMemory = true;
+  }
+#pragma omp barrier
+#pragma omp atomic read
+  outOfMemory = OutOfMemory;
+  if (!outOfMemory) TracePackets(state, task);
+#pragma omp barrier
+  CloseThread(state);
+#pragma omp atomic
+  FailedLaunches += state.FailedLaunches;
+#pragma omp atomic
+  EndedByLimit += state.EndedByLimit;
+}
+
+bool trelVarianceReductionMonteCarlo::OpenThread(ThreadState& state, const trelPhotonTask& task)
+{
   SelectRecord(state, task.Spectrum->GetWavelengthIndex());
   state.SpectrumDetectorResult =
       task.Result->GetDetectorArrayResult(static_cast<int>(task.Spectrum->GetWavelengthIndex()));
@@ -197,22 +231,21 @@ void trelVarianceReductionMonteCarlo::PhotonTask(const trelPhotonTask& task)
   state.Master = omp_get_thread_num() == 0;
   state.FailedLaunches = 0;
   state.EndedByLimit = 0;
-  state.Photon = new trelPhoton;
+  state.Photon = new (std::nothrow) trelPhoton;
   const std::int64_t seed = WallClockSeconds() + 113 * omp_get_thread_num();
-  state.OpenStream(static_cast<std::uint32_t>(seed));
-  TracePackets(state, task);
-#pragma omp barrier
-  state.Photon->Delete();
+  const bool opened = state.OpenStream(static_cast<std::uint32_t>(seed));
+  return state.Photon && opened && trelVoxelTable::PrepareThread();
+}
+
+void trelVarianceReductionMonteCarlo::CloseThread(ThreadState& state)
+{
+  if (state.Photon) state.Photon->Delete();
   state.Photon = nullptr;
   state.Scores = nullptr;
   state.FiberScores = nullptr;
   state.SpectrumMediumResult = nullptr;
   state.SpectrumDetectorResult = nullptr;
   state.CloseStream();
-#pragma omp atomic
-  FailedLaunches += state.FailedLaunches;
-#pragma omp atomic
-  EndedByLimit += state.EndedByLimit;
 }
 
 void trelVarianceReductionMonteCarlo::SelectRecord(ThreadState& state, std::uint32_t spectrum)
@@ -235,8 +268,7 @@ void trelVarianceReductionMonteCarlo::TracePackets(ThreadState& state, const tre
       task.Result->SetTrajectoryStepNum(0);
       NotifyDependents();
     }
-    if (state.Scores && state.RandomBlock &&
-        LaunchPhoton(this, state.Photon, task.Spectrum, task.Light) &&
+    if (state.Scores && LaunchPhoton(this, state.Photon, task.Spectrum, task.Light) &&
         IsTissue(state.Photon->TissueIndex)) {
       state.SourceWeight = state.Photon->Weight;
       state.Photon->Weight = 1.0;

@@ -108,9 +108,14 @@ protected:
                            trelSpectrum* spectrum, trelLightSource* light);
   /** True if the simulation type runs sources of this kind. */
   bool RunsSource(const trelLightSource& light) const;
-  void RunSource(trelLightSource& light, trelPhotonTask task);
+  /** False, with a report, if the threads do not have the memory to start. */
+  bool RunSource(trelLightSource& light, trelPhotonTask task);
+  bool RunSources(trelPhotonTask task);
   /** The body of the parallel region, run by every thread of the team. */
   void PhotonTask(const trelPhotonTask& task);
+  /** Makes what the thread needs for the region; false without memory. */
+  bool OpenThread(ThreadState& state, const trelPhotonTask& task);
+  void CloseThread(ThreadState& state);
   /** Directs the thread's scoring to the record of a spectrum, both record and flat table. */
   void SelectRecord(ThreadState& state, std::uint32_t spectrum);
   void TracePackets(ThreadState& state, const trelPhotonTask& task);
@@ -211,6 +216,7 @@ protected:
   double AmbientRefractiveIndex = 1.0;
   std::int32_t StepNumberMax = 0;
   double FlyTimeMax = 0.0;
+  bool OutOfMemory = false;          ///< some thread of the region could not be opened
   std::uint64_t FailedLaunches = 0;  ///< of the whole run
   std::uint64_t EndedByLimit = 0;    ///< packets of the whole run that took too many steps
 };

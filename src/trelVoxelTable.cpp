@@ -6,6 +6,7 @@
 #include <new>
 
 #include "trelAxisRay.h"
+#include "trelThreads.h"
 
 /**
  * The triangles that a question has come upon. Each thread has one, with a mark for each triangle:
@@ -51,6 +52,9 @@ private:
   std::uint32_t Question = 0;
 };
 
+/** Triangles of the largest mesh that this process has built a table for. */
+static std::size_t LargestMesh = 0;
+
 void trelVoxelTable::Release()
 {
   *this = trelVoxelTable();
@@ -61,7 +65,7 @@ bool trelVoxelTable::Build(std::vector<trelTracedTriangle>&& triangles, const do
 {
   Release();
   Triangles = std::move(triangles);
-  threads = std::max(threads, 1);
+  threads = StartableThreads(threads);
   if (!AllocateVoxelTable(bounds) || !RegisterTrianglesInVoxels()) {
     Release();
     return false;
@@ -72,7 +76,13 @@ bool trelVoxelTable::Build(std::vector<trelTracedTriangle>&& triangles, const do
     return false;
   }
   Built = true;
+  LargestMesh = std::max(LargestMesh, Triangles.size());
   return true;
+}
+
+bool trelVoxelTable::PrepareThread()
+{
+  return LargestMesh == 0 || trelSeenTriangles::Begin(LargestMesh);
 }
 
 bool trelVoxelTable::LayOutVoxels(const double bounds[6])

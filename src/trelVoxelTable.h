@@ -86,6 +86,9 @@ public:
    */
   bool Build(std::vector<trelTracedTriangle>&& triangles, const double bounds[6], CenterRule rule,
              int threads);
+  /** Makes what the calling thread needs for questions to any table built so far, which then
+   *  allocate nothing. False without memory. */
+  static bool PrepareThread();
   /** A box as xmin, xmax, ymin, ... */
   using Box = std::array<double, 6>;
   /** Lets IsSettledIn() answer for the regions from 0 on, whose points lie within @p boxes. */
