@@ -187,19 +187,18 @@ const trelGridDescription& GetGridDescription(trelGridId grid)
   return GridTable[grid];
 }
 
-static std::vector<trelGridId> FindGridIds(trelGridKind kind)
+static trelGridIds FindGridIds(trelGridKind kind)
 {
-  std::vector<trelGridId> ids;
+  trelGridIds ids;
   for (int id = 0; id < NumberOfGrids; ++id) {
-    if (GridTable[id].Kind == kind) ids.push_back(static_cast<trelGridId>(id));
+    if (GridTable[id].Kind == kind) ids.Ids[ids.Number++] = static_cast<trelGridId>(id);
   }
   return ids;
 }
 
-const std::vector<trelGridId>& GetGridIds(trelGridKind kind)
+const trelGridIds& GetGridIds(trelGridKind kind)
 {
-  static const std::vector<trelGridId> ids[] = {FindGridIds(GridAbsorption),
-                                                FindGridIds(GridTransmittance)};
+  static const trelGridIds ids[] = {FindGridIds(GridAbsorption), FindGridIds(GridTransmittance)};
   return ids[kind];
 }
 

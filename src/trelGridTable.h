@@ -175,8 +175,19 @@ struct trelGridDescription
 };
 
 const trelGridDescription& GetGridDescription(trelGridId grid);
+
+/** A list of grids that needs no memory: destructors walk it. */
+struct trelGridIds
+{
+  trelGridId Ids[NumberOfGrids] = {};
+  int Number = 0;
+
+  const trelGridId* begin() const { return Ids; }
+  const trelGridId* end() const { return Ids + Number; }
+};
+
 /** The grids of @p kind in the order of the table. */
-const std::vector<trelGridId>& GetGridIds(trelGridKind kind);
+const trelGridIds& GetGridIds(trelGridKind kind);
 /** The measure of a cell of @p grid in @p domain; null for the grids of a mesh. */
 trelCellMeasure GetCellMeasure(trelGridId grid, trelGridDomain domain);
 

@@ -14,11 +14,20 @@ struct trelShownDomain
   trelGridDomain Domain;
   const char* Name;
 };
-using trelShownDomains = std::vector<trelShownDomain>;
 
-static const trelShownDomains ShownCW = {{GridCW, "CW"}};
-static const trelShownDomains ShownTD = {{GridTD, "TD"}};
-static const trelShownDomains ShownFD = {{GridFDAmp, "FDAmp"}, {GridFDPha, "FDPha"}};
+struct trelShownDomains
+{
+  trelShownDomain Parts[2];
+  int Number;
+
+  const trelShownDomain* begin() const { return Parts; }
+  const trelShownDomain* end() const { return Parts + Number; }
+  const trelShownDomain& operator[](int i) const { return Parts[i]; }
+};
+
+static constexpr trelShownDomains ShownCW = {{{GridCW, "CW"}}, 1};
+static constexpr trelShownDomains ShownTD = {{{GridTD, "TD"}}, 1};
+static constexpr trelShownDomains ShownFD = {{{GridFDAmp, "FDAmp"}, {GridFDPha, "FDPha"}}, 2};
 
 // The odd ends of lines and counts. Programs that read the files depend on them.
 

@@ -1,7 +1,9 @@
 #include "trelTimeTotals.h"
 
+#include <array>
+
 /** The totals over all of @p kind: in two dimensions, then in three. */
-static std::vector<trelGridTotal> OverallTotals(trelGridKind kind)
+static std::array<trelGridTotal, 2> OverallTotals(trelGridKind kind)
 {
   if (kind == GridAbsorption) return {TotalOfAbsorption2D, TotalOfAbsorption3D};
   return {TotalOfTransmittance2D, TotalOfTransmittance3D};
