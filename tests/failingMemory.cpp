@@ -6,7 +6,6 @@
 //
 // operator new of the C++ library calls malloc. Blocks of the C library's own are not seen.
 
-#include <dlfcn.h>
 #include <sys/types.h>
 
 #include <atomic>

@@ -3,13 +3,15 @@
 
 Usage: scarcityTest.py TREL FAILING_MEMORY_LIBRARY [STRIDE]
 
-On each of three models allocation k fails, once or from then on, for every k up to 150 and for every
-STRIDE-th (default 37) beyond. A run that reports nothing must have written what a whole run writes.
+On each of three models allocation k fails, once or from then on, for every k up to 100 and for every
+STRIDE-th (default 7) beyond. A run that reports nothing must have written what a whole run writes.
+Where the system starts fewer threads than wanted, the run takes those and says so, once.
 """
 
 import os
 import re
 import resource
+import shutil
 import subprocess
 import sys
 import tempfile
@@ -17,7 +19,7 @@ from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
 TREL, LIBRARY = (str(Path(argument).resolve()) for argument in sys.argv[1:3])
-STRIDE = int(sys.argv[3]) if len(sys.argv) > 3 else 37
+STRIDE = int(sys.argv[3]) if len(sys.argv) > 3 else 7
 HEAD = """trl
 simulationproperty
 simulationtype DOT
@@ -107,10 +109,34 @@ def check_model(folder, name, pool):
             return f"{variable}={k}: status {status}, files {sorted(files)}: {report}"
         return None
 
-    ks = [k for k in range(1, count + 1) if k <= 150 or k % STRIDE == 0]
+    ks = [k for k in range(1, count + 1) if k <= 100 or k % STRIDE == 0]
     yield from filter(None, pool.map(lambda job: check(*job),
                                      [(v, k) for v in ("TREL_FAIL_AT", "TREL_FAIL_FROM") for k in ks]))
     print(f"{name}: {count} allocations, {2 * len(ks)} runs")
+
+
+def check_threads(folder):
+    """A stack that does not fit, and a limit on processes, which only others than root are under."""
+    folder.chmod(0o777)
+    program = shutil.copy(TREL, folder)
+    is_root = os.geteuid() == 0
+    few = 3 if is_root else 1  # of a user without other processes, or with many
+    limits = [({"OMP_STACKSIZE": "200000G"}, 1, {}),
+              ({"OMP_STACKSIZE": "rubbish", "GOMP_STACKSIZE": " 200000 g "}, 1, {}),
+              ({}, few, {"preexec_fn": lambda: resource.setrlimit(resource.RLIMIT_NPROC, (few, few)),
+                         **({"user": 64321} if is_root else {})}),
+              ({"OMP_STACKSIZE": "512"}, 8, {})]
+    for name in ("shapes", "triangles", "tetrahedra"):
+        model = folder / f"{name}8.trl"
+        model.write_text(re.sub(r"threadnum \d", "threadnum 8", (folder / f"{name}.trl").read_text()))
+        for environment, threads, more in limits:
+            run = subprocess.run([program, model, folder / "out", "0.1", "10", "0.9", "1.37"],
+                                 env=os.environ | environment, capture_output=True, text=True, **more)
+            said = re.findall(r"threadnum: got 8 threads, of which the system starts (\d+)", run.stderr)
+            if said != [str(threads)] * (threads < 8) or "write ok" not in run.stdout:
+                yield f"{name}, {environment}: expected {threads} threads: {run.stderr}{run.stdout}"
+            for file in folder.glob("out.*"):
+                file.unlink()
 
 
 def main():
@@ -118,6 +144,7 @@ def main():
     with tempfile.TemporaryDirectory() as folder, ThreadPoolExecutor(2) as pool:
         for name in write_models(Path(folder)):
             problems += [f"{name}: {problem}" for problem in check_model(Path(folder), name, pool)]
+        problems += check_threads(Path(folder))
     print("\n".join(problems) or "as expected")
     return 1 if problems else 0
 
