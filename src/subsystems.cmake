@@ -61,7 +61,7 @@ trel_subsystem(model
   HEADERS trelModelTypes trelLaunchContext
   CLASSES trelOpticalParameter trelSpectrum trelTissue trelMedium trelLightSource trelDetector
           trelPlaneDetector trelFiberDetector trelObjectDisplay trelPhoton trelParameterValidation
-          trelSimulationParameter)
+          trelSimulationParameter trelTissueTraps trelModelTraps)
 
 # The parameter file (.trl) and how it becomes a model.
 trel_subsystem(parameter_file

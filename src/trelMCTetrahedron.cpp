@@ -115,6 +115,17 @@ void trelMCTetrahedron::GetRegionsOfTriangle(std::uint32_t t, std::int32_t regio
   }
 }
 
+std::set<std::pair<std::int32_t, std::int32_t>> trelMCTetrahedron::FindTouchingRegions() const
+{
+  std::set<std::pair<std::int32_t, std::int32_t>> pairs;
+  for (std::uint32_t t = 0; t < GetNumberOfTriangles(); ++t) {
+    std::int32_t regions[2];
+    GetRegionsOfTriangle(t, regions);
+    if (regions[0] >= 0 && regions[1] >= 0) pairs.insert(std::minmax(regions[0], regions[1]));
+  }
+  return pairs;
+}
+
 trelVoxelTable::CenterRule trelMCTetrahedron::GetCenterRule() const
 {
   return trelVoxelTable::CenterMakesNothing;

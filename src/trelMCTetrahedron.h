@@ -2,6 +2,8 @@
 #define trelMCTetrahedron_h
 
 #include <array>
+#include <set>
+#include <utility>
 
 #include "trelTraceableMesh.h"
 
@@ -65,6 +67,9 @@ public:
    *  or -1; see trelVoxelTable::FindNearest. */
   int FindNearestBoundaryFace(double x, double y, double z, double dx, double dy, double dz,
                               int region, double* distance) const;
+
+  /** The pairs of regions with a triangle in common, each once, the lower number first. */
+  std::set<std::pair<std::int32_t, std::int32_t>> FindTouchingRegions() const;
 
   /** True if triangle @p t lies on the outer surface. */
   bool IsOuterTriangle(std::uint32_t t) const { return FaceOwners[t][1] < 0; }

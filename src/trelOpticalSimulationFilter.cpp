@@ -4,6 +4,7 @@
 #include "trelDiffuseVRMC.h"
 #include "trelFluorescenceVRMC.h"
 #include "trelFreespacePinhole.h"
+#include "trelModelTraps.h"
 #include "trelModelTypes.h"
 #include "trelSimulationParameter.h"
 #include "trelSimulationResult.h"
@@ -97,6 +98,8 @@ bool trelOpticalSimulationFilter::Execute()
   MediumFilter->SetMediumFilterMode(2);
   InMedium = true;
   InFreespace = false;
+  for (const std::string& trap : FindModelTraps(*Input))
+    WarningMacro(trap);
   const bool simulated = MediumFilter->Update();
   if (!simulated) ErrorMacro("Error happens while simulating light propagation in medium!");
   TakeMediumOutput();

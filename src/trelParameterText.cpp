@@ -31,6 +31,7 @@ static std::string_view WithoutPlus(std::string_view token)
 bool trelParameterText::Open(const char* name)
 {
   Close();
+  CommaNote.clear();
   File = OpenRegularFile(NativePath(name));
   return IsOpen();
 }
@@ -85,8 +86,25 @@ bool trelParameterText::IsOneOf(int i, std::string_view words) const
   return false;
 }
 
+static bool IsDigit(char c)
+{
+  return c >= '0' && c <= '9';
+}
+
+void trelParameterText::NoteComma(int i) const
+{
+  const std::string_view token = GetToken(i);
+  const std::size_t comma = token.find(',');
+  if (!CommaNote.empty() || comma == 0 || comma >= token.size() - 1) return;
+  if (!IsDigit(token[comma - 1]) || !IsDigit(token[comma + 1])) return;
+  CommaNote = std::string(GetToken(0)) + ": got " + std::string(token) + ", which is read as " +
+              std::string(token.substr(0, comma)) +
+              ": the decimal sign is a point, and digits are not grouped";
+}
+
 std::int32_t trelParameterText::GetInteger(int i) const
 {
+  NoteComma(i);
   const std::string_view digits = WithoutPlus(GetToken(i));
   std::int32_t value = 0;
   const auto parsed = std::from_chars(digits.data(), digits.data() + digits.size(), value);
@@ -105,6 +123,7 @@ bool trelParameterText::HasNumber(int i) const
 
 double trelParameterText::GetReal(int i) const
 {
+  NoteComma(i);
   const std::string_view digits = WithoutPlus(GetToken(i));
   double value = 0.0;
   const auto parsed = std::from_chars(digits.data(), digits.data() + digits.size(), value);

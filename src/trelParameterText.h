@@ -56,16 +56,26 @@ public:
   static constexpr double LargestTruncated = 4294967295.0;
 
   /**
+   * "KEYWORD: got NUMBER, which is read as ..." of the first number so far that has a comma between
+   * two digits, where reading it ends; empty if there is none.
+   */
+  const std::string& GetCommaNote() const { return CommaNote; }
+
+  /**
    * The path on this line: the text between the first two double quotes, or token 1 if there is no
    * quote. False if there is no token 1 or no second quote.
    */
   bool GetPath(std::string& path) const;
 
 private:
+  void NoteComma(int i) const;
+
   std::FILE* File = nullptr;
   char LineBuffer[255] = "";
   /** Views into LineBuffer, which stays as it was read. */
   std::vector<std::string_view> Tokens;
+  /** Written when a number is read. */
+  mutable std::string CommaNote;
 };
 
 #endif

@@ -182,8 +182,9 @@ std::int32_t trelSimulationParameter::GetNumberOfTimeSteps() const
   return NumberOfTimeSteps;
 }
 
-void trelSimulationParameter::SetROI(const double roi[2 * NumberOfAxes])
+void trelSimulationParameter::SetROI(const double roi[2 * NumberOfAxes], std::int32_t given)
 {
+  ROINumbersGiven = given;
   std::copy_n(roi, 2 * NumberOfAxes, ROI);
   CountsValid = false;
   ROIGiven = true;
@@ -321,7 +322,6 @@ void trelSimulationParameter::FitTransmittanceCoordinate()
   TransmittanceCoordinate = rule->Accepted;
 }
 
-/** The axes of the grids to be saved, the absorption's first. An axis may stand twice. */
 std::vector<trelAxis> trelSimulationParameter::AxesInUse() const
 {
   std::vector<trelAxis> axes;

@@ -143,10 +143,15 @@ public:
   /**
    * The region of interest: minimum and maximum along each axis in the order of trelAxis. What is
    * not set becomes the bounding box, all radii and all angles; what is set is cut to these.
+   * @p given is how many of the numbers, in their order, the user gave; the others are defaults.
    */
-  void SetROI(const double roi[2 * NumberOfAxes]);
+  void SetROI(const double roi[2 * NumberOfAxes], std::int32_t given = 2 * NumberOfAxes);
+  /** How many numbers of the region were given, default all: none is missing. */
+  std::int32_t GetROINumbersGiven() const { return ROINumbersGiven; }
   void GetROI(double roi[2 * NumberOfAxes]) const;
 
+  /** The axes of the grids to be saved, the absorption's first. An axis may stand twice. */
+  std::vector<trelAxis> AxesInUse() const;
   /** Number of cells along an axis; 0 where no grid needs the axis. */
   std::int32_t GetNumberX() const { return GetCount(AxisX); }
   std::int32_t GetNumberY() const { return GetCount(AxisY); }
@@ -181,7 +186,6 @@ public:
 
 private:
   std::int32_t GetCount(trelAxis axis) const;
-  std::vector<trelAxis> AxesInUse() const;
 
   bool ValidateLuminousTypes();
   bool ValidateEnergies();
@@ -214,6 +218,7 @@ private:
   bool FrequencyDomain = false;
   double Separations[NumberOfAxes] = {1.0, 1.0, 1.0, 1.0, 1.0, 1.0};
   bool ROIGiven = false;
+  std::int32_t ROINumbersGiven = 2 * NumberOfAxes;
   double TimeStart = 0.0;
   double TimeEnd = 0.0;
   double TimeStep = 10.0;

@@ -48,6 +48,7 @@ bool trelSimulationParameterReader::Execute()
   SetParameterDirectory(name);
   BeginRead();
   const bool done = ReadFile(name);
+  if (!Text.GetCommaNote().empty()) WarningMacro(Text.GetCommaNote());
   Text.Close();
   return done;
 }

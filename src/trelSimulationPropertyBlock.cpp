@@ -64,11 +64,12 @@ int trelSimulationPropertyBlock::GetSwitch(int i) const
   return Text.IsOneOf(i, "0") ? 0 : -1;
 }
 
-void trelSimulationPropertyBlock::TakeNumbers(double* values, int count) const
+int trelSimulationPropertyBlock::TakeNumbers(double* values, int count) const
 {
   const int given = std::min(count, Text.GetNumberOfTokens() - 1);
   for (int i = 0; i < given; ++i)
     values[i] = Text.GetReal(i + 1);
+  return given;
 }
 
 KeywordOutcome trelSimulationPropertyBlock::Ignore(const Keyword&)
@@ -151,17 +152,17 @@ KeywordOutcome trelSimulationPropertyBlock::SetROI(const Keyword&)
   roi[2 * AxisAzimuth + 1] = 360.0;
   roi[2 * AxisDeflection + 1] = 180.0;
   if (IsThreeDimensional()) {
-    TakeNumbers(roi, 12);
-    TheParameter.SetROI(roi);
+    const int given = TakeNumbers(roi, 12);
+    TheParameter.SetROI(roi, given);
     return KeywordDone;
   }
   // In the plane the line has no z: x, y, radial and azimuth follow each other, and the defaults
   // above stand where no number reaches. Files depend on it: the largest azimuth of a short line is
   // 0.
-  TakeNumbers(roi, 8);
+  const int given = TakeNumbers(roi, 8);
   const double planar[2 * NumberOfAxes] = {roi[0], roi[1], roi[2], roi[3], 0.0, 0.0,
                                            roi[4], roi[5], roi[6], roi[7], 0.0, 0.0};
-  TheParameter.SetROI(planar);
+  TheParameter.SetROI(planar, given > 4 ? given + 2 : given);
   return KeywordDone;
 }
 

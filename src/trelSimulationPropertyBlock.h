@@ -46,8 +46,8 @@ private:
   /** Token @p i as a switch: 1 for "1", 0 for "0", -1 for any other word. */
   int GetSwitch(int i) const;
   /** Puts the numbers behind the keyword into @p values, from the start, at most @p count of them.
-   */
-  void TakeNumbers(double* values, int count) const;
+   *  @return how many there were */
+  int TakeNumbers(double* values, int count) const;
 
   KeywordOutcome Ignore(const Keyword& row);
   KeywordOutcome End(const Keyword& row);

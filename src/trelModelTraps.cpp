@@ -1,0 +1,318 @@
+#include "trelModelTraps.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <map>
+#include <sstream>
+
+#include "trelFiberDetector.h"
+#include "trelLightSource.h"
+#include "trelList.h"
+#include "trelMedium.h"
+#include "trelParameterValidation.h"
+#include "trelShapeObject.h"
+#include "trelSimulationParameter.h"
+#include "trelSpectrum.h"
+#include "trelTissue.h"
+#include "trelTissueTraps.h"
+
+/** Lengths that differ by this factor are taken to be in different units. */
+static constexpr double otherUnit = 1000.0;
+
+/** The light sources for which @p isConcerned holds, counted from 1. */
+template <class Test>
+static std::vector<int> SelectSources(const trelSimulationParameter& parameter, Test isConcerned)
+{
+  std::vector<int> found;
+  int number = 0;
+  for (const trelLightSource* source : parameter.GetLightSources()->GetItems<trelLightSource>()) {
+    ++number;
+    if (isConcerned(*source)) found.push_back(number);
+  }
+  return found;
+}
+
+static bool IsFluorophore(const trelLightSource& source)
+{
+  return source.GetLuminousType() == LuminousEmission;
+}
+
+/** Whether an entry of a source that shines by itself has what @p isConcerned looks for. */
+template <class Test>
+static bool HasEntry(const trelLightSource& source, Test isConcerned)
+{
+  if (IsFluorophore(source)) return false;
+  const auto entries = source.GetSpectra()->GetItems<trelSpectrum>();
+  return std::any_of(entries.begin(), entries.end(),
+                     [&](const trelSpectrum* entry) { return isConcerned(*entry); });
+}
+
+static std::string FindMissingPackets(const trelSimulationParameter& parameter)
+{
+  const auto hasPackets = [](const trelSpectrum& entry) { return entry.GetPhotonNumber() > 0; };
+  if (SelectSources(parameter, [&](const trelLightSource& source) {
+        return HasEntry(source, hasPackets);
+      }).empty()) {
+    return "lightsourcespectrumindex: got 0 packets in all: every result is 0; give a source that"
+           " shines by itself a number of packets";
+  }
+  const std::vector<int> found = SelectSources(parameter, [&](const trelLightSource& source) {
+    return HasEntry(source, [&](const trelSpectrum& entry) {
+      return entry.GetEnergy() > 0.0 && !hasPackets(entry);
+    });
+  });
+  if (found.empty()) return "";
+  return "lightsourcespectrumindex: " + ListNumbers("light source", found) +
+         " has energy but 0 packets: it stays dark; give it a number of packets";
+}
+
+static std::string FindMissingEnergy(const trelSimulationParameter& parameter)
+{
+  const std::vector<int> found = SelectSources(parameter, [](const trelLightSource& source) {
+    return HasEntry(source, [](const trelSpectrum& entry) {
+      return entry.GetPhotonNumber() > 0 && entry.GetEnergy() == 0.0;
+    });
+  });
+  if (found.empty()) return "";
+  return "lightsourcespectrumindex: " + ListNumbers("light source", found) +
+         " has packets of energy 0: they are traced and add nothing to a result; give it an energy";
+}
+
+static std::string FindFluorescenceOnThreads(const trelSimulationParameter& parameter)
+{
+  if (parameter.GetSimulationType() != FMT || parameter.GetThreadNumber() <= 1) return "";
+  if (SelectSources(parameter, IsFluorophore).empty()) return "";
+  return "threadnum: got " + std::to_string(parameter.GetThreadNumber()) +
+         " with FMT: only packets of the first thread make a fluorophore emit, and the emission is"
+         " too weak by an unknown factor; write threadnum 1";
+}
+
+/** Kind and box of a shape: two analytic shapes that agree in them are the same. */
+using trelModelTrapsKey = std::array<double, 7>;
+
+static trelModelTrapsKey GetKey(const trelShapeObject& shape)
+{
+  trelModelTrapsKey key;
+  shape.GetBoundingBox(key.data());
+  key[6] = shape.GetShapeType();
+  return key;
+}
+
+static std::string FindDyesOnTissues(const trelSimulationParameter& parameter)
+{
+  std::map<trelModelTrapsKey, int> tissues;
+  int number = 0;
+  for (const trelTissue* tissue : parameter.GetMedium()->GetTissues()->GetItems<trelTissue>()) {
+    ++number;
+    if (tissue->GetShape()) tissues.emplace(GetKey(*tissue->GetShape()), number);
+  }
+  const std::vector<int> found = SelectSources(parameter, [&](const trelLightSource& source) {
+    return IsFluorophore(source) && source.GetShape() &&
+           tissues.count(GetKey(*source.GetShape())) > 0;
+  });
+  if (found.empty()) return "";
+  return "lightsourceaxis: fluorophore of " + ListNumbers("light source", found) +
+         " has exactly the shape of a tissue: packets that stop at the boundary convert there too,"
+         " and the emission is too strong; make the fluorophore 1e-6 mm smaller";
+}
+
+/** Whether all packets start on the line along z through @p axis and stay on it until they scatter.
+ *  A half turn has a sine of 1e-16, which is lost or not in the sum, as in a packet's coordinate.
+ */
+static bool ShinesAlong(const trelLightSource& source, const double axis[3])
+{
+  if (IsFluorophore(source) || !source.GetShape()) return false;
+  double center[3];
+  double halfAxes[3];
+  double deflection[2];
+  source.GetShape()->GetCenter(center);
+  source.GetShape()->GetHalfAxes(&halfAxes[0], &halfAxes[1], &halfAxes[2]);
+  source.GetDeflectionRange(&deflection[0], &deflection[1]);
+  for (int i = 0; i < 2; ++i) {
+    if (center[i] != axis[i] || halfAxes[i] != 0.0) return false;
+    for (const double angle : deflection) {
+      if (axis[i] + std::sin(angle) != axis[i]) return false;
+    }
+  }
+  return true;
+}
+
+static bool HasCellsAboutAxis(const trelSimulationParameter& parameter)
+{
+  return parameter.GetDimension() == Dimension3D &&
+         ((parameter.GetSaveAbsorption() &&
+           parameter.GetAbsorptionCoordinate() == CoordinateCylindrical) ||
+          (parameter.GetSaveTransmittance() &&
+           parameter.GetTransmittanceCoordinate() == CoordinateCylindrical));
+}
+
+static std::string FindSourcesOnAxis(const trelSimulationParameter& parameter)
+{
+  const trelShapeObject* outer = parameter.GetOuterShape();
+  if (!outer || !HasCellsAboutAxis(parameter)) return "";
+  double axis[3];
+  outer->GetCenter(axis);
+  const std::vector<int> found = SelectSources(
+      parameter, [&](const trelLightSource& source) { return ShinesAlong(source, axis); });
+  if (found.empty()) return "";
+  return "lightsourcecenter: " + ListNumbers("light source", found) +
+         " shines along the axis of the cylindrical cells: what is scored exactly on the axis is in"
+         " no cell; shift it by 1e-5 mm";
+}
+
+/** Whether a cell is larger than the solid that it cuts, along an axis of the solid's grids. */
+static bool HasTooLargeCells(const trelShapeObject& fiber, const double separations[NumberOfAxes])
+{
+  double halfAxes[3];
+  fiber.GetHalfAxes(&halfAxes[0], &halfAxes[1], &halfAxes[2]);
+  bool tooLarge = separations[AxisAzimuth] > 360.0;
+  if (fiber.GetShapeType() == ShapeEllipsoid)
+    return tooLarge || separations[AxisDeflection] > 180.0;
+  for (int axis = 0; axis < 3; ++axis)
+    tooLarge = tooLarge || separations[axis] > 2.0 * halfAxes[axis];
+  return tooLarge;
+}
+
+static std::string FindTooLargeFiberCells(const trelSimulationParameter& parameter)
+{
+  double separations[NumberOfAxes];
+  parameter.GetSeparations(separations);
+  std::vector<int> found;
+  int number = 0;
+  for (const trelDetector* detector : parameter.GetDetectors()->GetItems<trelDetector>()) {
+    ++number;
+    if (detector->GetDetectorType() != DetectorFiber) continue;
+    const auto* shape = static_cast<const trelFiberDetector*>(detector)->GetShape();
+    if (shape && HasTooLargeCells(*shape, separations)) found.push_back(number);
+  }
+  if (found.empty()) return "";
+  return "roiseparation: its cells are larger than the fibre of " + ListNumbers("detector", found) +
+         ": what it collects is divided by the area of a whole cell and comes out too small; make"
+         " the cells no larger than the fibre";
+}
+
+/** Whether the region, as cut to the medium, is the whole of it along an axis in space. */
+static bool IsWholeAlong(const trelSimulationParameter& parameter, trelAxis axis)
+{
+  double roi[2 * NumberOfAxes];
+  double box[6];
+  parameter.GetROI(roi);
+  parameter.GetOuterShape()->GetBoundingBox(box);
+  return axis <= AxisZ && roi[2 * axis] == box[2 * axis] && roi[2 * axis + 1] == box[2 * axis + 1];
+}
+
+/** How many numbers of a line "roi" reach the largest value along the axis; a plane has no z. */
+static int CountNumbersUpTo(trelAxis axis, SimulationDimension dimension)
+{
+  return 2 * axis + (dimension == Dimension2D && axis > AxisZ ? 0 : 2);
+}
+
+static std::string FindShortRegion(const trelSimulationParameter& parameter)
+{
+  if (!parameter.GetOuterShape()) return "";
+  const SimulationDimension dimension = parameter.GetDimension();
+  std::string words;
+  int needed = 0;
+  for (const trelAxis axis : parameter.AxesInUse()) {
+    // In space the angles that are left out are those of a whole turn.
+    if (dimension == Dimension3D && axis >= AxisAzimuth) continue;
+    if (2 * axis + 2 <= parameter.GetROINumbersGiven() || IsWholeAlong(parameter, axis)) continue;
+    const std::string word = GetAxisWord(axis);
+    if (words.find(word) == std::string::npos) words += (words.empty() ? "" : ", ") + word;
+    needed = std::max(needed, CountNumbersUpTo(axis, dimension));
+  }
+  if (words.empty()) return "";
+  return "roi: got fewer than the " + std::to_string(needed) +
+         " numbers that the cells need: those left out are 0, and along " + words +
+         " nothing or only a part of the medium is saved; write all of them, or no roi";
+}
+
+static std::string FindMissingTimeGates(const trelSimulationParameter& parameter)
+{
+  if (!parameter.GetTimeDomain() || parameter.GetNumberOfTimeSteps() != 0) return "";
+  std::ostringstream text;
+  text << "domain: got td " << parameter.GetTimeStart() << " " << parameter.GetTimeEnd() << " "
+       << parameter.GetTimeStep()
+       << ": there is no time gate, and nothing is saved by time; write an end after the start and"
+          " a step above 0 ps";
+  return text.str();
+}
+
+/** The longest edge of the shape's box, mm. */
+static double GetSize(const trelShapeObject& shape)
+{
+  double halfAxes[3];
+  shape.GetHalfAxes(&halfAxes[0], &halfAxes[1], &halfAxes[2]);
+  return 2.0 * *std::max_element(halfAxes, halfAxes + 3);
+}
+
+static bool IsMesh(const trelShapeObject& shape)
+{
+  return shape.GetShapeType() == ShapeTriangleMesh || shape.GetShapeType() == ShapeTetrahedron;
+}
+
+/** Whether a shape in a body is a thousandth or a thousand times as large, one of them a mesh. */
+static bool IsOutOfScale(const trelShapeObject* shape, const trelShapeObject& body)
+{
+  if (!shape || shape == &body || shape->IsEmpty() || !(IsMesh(*shape) || IsMesh(body))) {
+    return false;
+  }
+  const double size = GetSize(*shape);
+  const double bodySize = GetSize(body);
+  return size > 0.0 && (size * otherUnit <= bodySize || size >= otherUnit * bodySize);
+}
+
+/** The same of a source, which may be as small as it likes unless it is a mesh, but not that far
+ *  from a body that is one. */
+static bool IsSourceOutOfScale(const trelLightSource& source, const trelShapeObject& body)
+{
+  const trelShapeObject* shape = source.GetShape();
+  if (!shape) return false;
+  if (IsMesh(*shape) || !IsMesh(body)) return IsOutOfScale(shape, body);
+  double center[3];
+  double middle[3];
+  shape->GetCenter(center);
+  body.GetCenter(middle);
+  const double distance =
+      std::hypot(center[0] - middle[0], center[1] - middle[1], center[2] - middle[2]);
+  // A light source within reach of a body lies no further from its middle than a few of its sizes.
+  return std::max(distance, GetSize(*shape)) >= 0.1 * otherUnit * GetSize(body);
+}
+
+static std::string FindMeshesOutOfScale(const trelSimulationParameter& parameter)
+{
+  const trelShapeObject* body = parameter.GetOuterShape();
+  if (!body || body->IsEmpty()) return "";
+  std::vector<int> tissues;
+  int number = 0;
+  for (const trelTissue* tissue : parameter.GetMedium()->GetTissues()->GetItems<trelTissue>()) {
+    ++number;
+    if (IsOutOfScale(tissue->GetShape(), *body)) tissues.push_back(number);
+  }
+  const std::vector<int> sources = SelectSources(
+      parameter, [&](const trelLightSource& source) { return IsSourceOutOfScale(source, *body); });
+  if (tissues.empty() && sources.empty()) return "";
+  std::string names = tissues.empty() ? "" : ListNumbers("tissue", tissues);
+  if (!sources.empty()) names += (names.empty() ? "" : ", ") + ListNumbers("light source", sources);
+  return "tissuepath: between the medium and " + names +
+         ", of which one is a mesh, lies a factor of a thousand or so: a mesh in other units is not"
+         " converted; write its vertices in mm";
+}
+
+std::vector<std::string> FindModelTraps(const trelSimulationParameter& parameter)
+{
+  static std::string (*const checks[])(const trelSimulationParameter&) = {
+      FindEqualIndices,   FindSharedFaces,           FindNestedTissues,
+      FindThinTissues,    FindNearlyClearTissues,    FindMeshesOutOfScale,
+      FindMissingPackets, FindMissingEnergy,         FindSourcesOnAxis,
+      FindDyesOnTissues,  FindFluorescenceOnThreads, FindTooLargeFiberCells,
+      FindShortRegion,    FindMissingTimeGates};
+  std::vector<std::string> traps;
+  if (!parameter.GetMedium() || !parameter.GetLightSources()) return traps;
+  for (const auto check : checks) {
+    std::string text = check(parameter);
+    if (!text.empty()) traps.push_back(std::move(text));
+  }
+  return traps;
+}
