@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include "modelCases.h"
 #include "testModel.h"
 #include "testTools.h"
 #include "trelDriver.h"
@@ -151,6 +152,44 @@ TEST_F(Driver, SimulatesNothingWithAFreespaceAlgorithmOtherThanPinhole)
     auto files = ReadFiles(Directory.Path, word);
     EXPECT_EQ(files.size(), 2u);
     EXPECT_EQ(files[".A.CW"] + files[".T.CW"], "");
+  }
+}
+
+/** The lines in which the run told of a trap, before its packets. */
+static std::vector<std::string> TrapsIn(const std::string& report)
+{
+  std::istringstream lines(report);
+  std::vector<std::string> traps;
+  std::string place, line;
+  for (; std::getline(lines, line); place = line) {
+    const bool warns = place.rfind("Warning", 0) == 0;
+    if (warns && (place.find("trelOpticalSimulationFilter,") < place.size() ||
+                  place.find("trelSimulationParameterReader,") < place.size())) {
+      traps.push_back(line);
+    }
+  }
+  return traps;
+}
+
+TEST_F(Driver, TellsOfModelsThatDoNotMeanWhatTheySay)
+{
+  for (const char* mesh : {"nodule.off", "ball-in-box.mesh"})
+    std::filesystem::copy(std::string(TREL_SOURCE_DIR "/examples/") + mesh, Directory.Path);
+  std::vector<ModelCase> cases = ReadModelCases("traps.txt");
+  EXPECT_GT(cases.size(), 30u);
+  const std::string ball =
+      Replace(ReadText(TREL_SOURCE_DIR "/examples/ball-in-box.trl"), "50000", "9");
+  cases.push_back({"nothing", "told", 0, "", ball});
+  cases.push_back(
+      {"nothing", "told", 0, "", Replace(ball, "1.36", "1.37"), "", "tissues 1 and 2 touch\n"});
+  for (const ModelCase& c : cases) {
+    SCOPED_TRACE("traps.txt:" + std::to_string(c.Line));
+    RunModel(c.Text());
+    std::vector<testing::Matcher<std::string>> told;
+    std::istringstream words(c.Report);
+    for (std::string line; std::getline(words, line);)
+      told.push_back(HasSubstr(line));
+    EXPECT_THAT(TrapsIn(Report), testing::UnorderedElementsAreArray(told));
   }
 }
 
