@@ -63,8 +63,8 @@ static std::string FindMissingPackets(const trelSimulationParameter& parameter)
     });
   });
   if (found.empty()) return "";
-  return "lightsourcespectrumindex: " + ListNumbers("light source", found) +
-         " has energy but 0 packets: it stays dark; give it a number of packets";
+  return "lightsourcespectrumindex: got an energy but 0 packets for " +
+         ListNumbers("light source", found) + ": nothing starts there; write a number of packets";
 }
 
 static std::string FindMissingEnergy(const trelSimulationParameter& parameter)
@@ -75,8 +75,9 @@ static std::string FindMissingEnergy(const trelSimulationParameter& parameter)
     });
   });
   if (found.empty()) return "";
-  return "lightsourcespectrumindex: " + ListNumbers("light source", found) +
-         " has packets of energy 0: they are traced and add nothing to a result; give it an energy";
+  return "lightsourcespectrumindex: got packets but an energy of 0 for " +
+         ListNumbers("light source", found) +
+         ": they are traced and add nothing to a result; write an energy";
 }
 
 static std::string FindFluorescenceOnThreads(const trelSimulationParameter& parameter)
@@ -112,8 +113,8 @@ static std::string FindDyesOnTissues(const trelSimulationParameter& parameter)
            tissues.count(GetKey(*source.GetShape())) > 0;
   });
   if (found.empty()) return "";
-  return "lightsourceaxis: fluorophore of " + ListNumbers("light source", found) +
-         " has exactly the shape of a tissue: packets that stop at the boundary convert there too,"
+  return "lightsourceaxis: the fluorophore of " + ListNumbers("light source", found) +
+         " is exactly the shape of a tissue: packets that stop at the boundary convert there too,"
          " and the emission is too strong; make the fluorophore 1e-6 mm smaller";
 }
 
@@ -156,9 +157,9 @@ static std::string FindSourcesOnAxis(const trelSimulationParameter& parameter)
   const std::vector<int> found = SelectSources(
       parameter, [&](const trelLightSource& source) { return ShinesAlong(source, axis); });
   if (found.empty()) return "";
-  return "lightsourcecenter: " + ListNumbers("light source", found) +
-         " shines along the axis of the cylindrical cells: what is scored exactly on the axis is in"
-         " no cell; shift it by 1e-5 mm";
+  return "lightsourcecenter: all packets of " + ListNumbers("light source", found) +
+         " start on the axis of the cylindrical cells and along it: what is scored exactly on the"
+         " axis is in no cell; shift the source by 1e-5 mm";
 }
 
 /** Whether a cell is larger than the solid that it cuts, along an axis of the solid's grids. */
@@ -230,7 +231,8 @@ static std::string FindShortRegion(const trelSimulationParameter& parameter)
 
 static std::string FindMissingTimeGates(const trelSimulationParameter& parameter)
 {
-  if (!parameter.GetTimeDomain() || parameter.GetNumberOfTimeSteps() != 0) return "";
+  if (!parameter.GetOuterShape() || !parameter.GetTimeDomain()) return "";
+  if (parameter.GetNumberOfTimeSteps() != 0) return "";
   std::ostringstream text;
   text << "domain: got td " << parameter.GetTimeStart() << " " << parameter.GetTimeEnd() << " "
        << parameter.GetTimeStep()

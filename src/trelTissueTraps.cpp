@@ -293,8 +293,8 @@ std::string FindNearlyClearTissues(const trelSimulationParameter& parameter)
   }
   if (found.empty()) return "";
   return "tissuespectrumindex: absorption and scattering of " + ListNumbers("tissue", found) +
-         " add up to no more than 0.1: it counts as clear, absorbs nothing, and packets scatter"
-         " right behind it; write 0 0 for clear tissue";
+         " add up to no more than 0.1: such tissue counts as clear, absorbs nothing, and packets"
+         " scatter right behind it; write 0 0 for clear tissue";
 }
 
 /** The longest mean free path of the wavelengths, mm. */
@@ -349,7 +349,7 @@ std::string FindThinTissues(const trelSimulationParameter& parameter)
     if (IsThin(GetThickness(bodies[i]), longest)) found.push_back(bodies[i].Number);
   }
   if (found.empty()) return "";
-  return "tissueaxis: " + ListNumbers("tissue", found) +
-         " is thinner than three free paths (its own, or those around it; in clear tissue 0.5 mm):"
-         " steps cross it, or what it surrounds, unseen; make it thicker";
+  return "tissueaxis: steps cross " + ListNumbers("tissue", found) +
+         ", thinner than three free paths (its own, or those around it; in clear tissue 0.5 mm), or"
+         " what it surrounds, unseen; make it thicker";
 }
