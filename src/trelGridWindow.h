@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 
 #include "trelInlining.h"
 
@@ -46,8 +47,9 @@ struct trelGridBins
   double Maximum = 0.0;
   double Separation = 0.0;
   std::int32_t Count = 0;
-  /** Count, for LocateWithin() to compare with; below all indices if it cannot tell. */
-  double EndIndex = -1.0;
+  /** Count, for LocateWithin() to compare with; below all indices if it cannot tell, as with a
+   *  negative separation, which has no bins. */
+  double EndIndex = -std::numeric_limits<double>::infinity();
 
   /**
    * The bin of @p q: trunc((q - Minimum) / Separation). False, and @p bin without a meaning, if q
@@ -67,9 +69,8 @@ struct trelGridBins
   /** Locate() in half the instructions; false also where that has to tell, at the edges. */
   bool LocateWithin(double q, std::int32_t* bin) const
   {
-    const double offset = q - Minimum;
-    const double index = offset / Separation;
-    if (!(offset >= 0.0 && q <= Maximum && index < EndIndex)) return false;
+    const double index = (q - Minimum) / Separation;
+    if (!(index >= 0.0 && q <= Maximum && index < EndIndex)) return false;
     *bin = static_cast<std::int32_t>(index);
     return true;
   }

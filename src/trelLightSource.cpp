@@ -193,12 +193,13 @@ static double RelativeChord(double d, double halfAxis)
   return std::sqrt(std::max(0.0, 1.0 - d * d / (halfAxis * halfAxis)));
 }
 
-/** A curved shape with a half-axis of 0 holds no point; there is no use in drawing any. */
-static bool IsFlatAndCurved(const trelShapeObject& shape, const double axis[3], int dimensions)
+/** A curved shape holds no point if a half-axis that its equation divides by is 0; there is no use
+ *  in drawing any. A cylinder of no height is a disc and has its points. */
+static bool IsFlatAndCurved(const trelShapeObject& shape, const double axis[3])
 {
   const ShapeType type = shape.GetShapeType();
   if (type != ShapeEllipse && type != ShapeEllipsoid && type != ShapeCylinder) return false;
-  return axis[0] == 0.0 || axis[1] == 0.0 || (dimensions == 3 && axis[2] == 0.0);
+  return axis[0] == 0.0 || axis[1] == 0.0 || (type == ShapeEllipsoid && axis[2] == 0.0);
 }
 
 bool trelLightSource::SampleVolume(trelLaunchContext* monteCarlo, trelPhoton* photon) const
@@ -207,7 +208,7 @@ bool trelLightSource::SampleVolume(trelLaunchContext* monteCarlo, trelPhoton* ph
   const int dimensions = Shape->GetShapeType() < ShapeEllipsoid ? 2 : 3;
   double axis[3];
   Shape->GetHalfAxes(&axis[0], &axis[1], &axis[2]);
-  if (IsFlatAndCurved(*Shape, axis, dimensions)) return false;
+  if (IsFlatAndCurved(*Shape, axis)) return false;
   for (int attempt = 0; attempt < maximumAttempts; ++attempt) {
     double offset[3] = {0.0, 0.0, 0.0};
     for (int i = 0; i < dimensions; ++i)

@@ -274,6 +274,17 @@ TEST(LightSource, EntersATetrahedralMedium)
   }
 }
 
+TEST(LightSource, FillsADisc)
+{
+  TestContext context;
+  Lamp disc(Place(new trelCylinder, 1, 2, 3, 10, 20, 0));
+  for (int n = 0; n < 100; ++n) {
+    ASSERT_TRUE(disc.Launch(context));
+    EXPECT_EQ(disc.Photon.PositionZ, 3.0);
+    EXPECT_LE(std::hypot((disc.Photon.PositionX - 1) / 10, (disc.Photon.PositionY - 2) / 20), 1.0);
+  }
+}
+
 /** Each ends, and says that it failed. */
 TEST(LightSource, GivesUpWhereThereIsNoPoint)
 {
