@@ -57,3 +57,5 @@ bool trelAMReader::ReadSection(std::int32_t count, bool last, StoreRecord store)
   }
   return last && stored == count;
 }
+
+trelReportErrorMacro(trelAMReader)

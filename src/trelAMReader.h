@@ -18,6 +18,7 @@ class trelAMReader final : public trelTetrahedronReader
 
 protected:
   bool ReadMesh() override;
+  void ReportError(const std::string& message) const override;
 
 private:
   bool ReadHeader();

@@ -225,3 +225,5 @@ bool trelMCTetrahedron::IntersectRayInRegion(double x, double y, double z, doubl
   *nextRegion = region < 0 || face.Regions[0] != region ? face.Regions[0] : face.Regions[1];
   return true;
 }
+
+trelReportErrorMacro(trelMCTetrahedron)

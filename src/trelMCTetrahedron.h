@@ -78,6 +78,7 @@ protected:
   const ReaderEnding* GetReaderEndings() const override;
   bool ImportData(trelMesh* mesh) override;
   void GetRegionsOfTriangle(std::uint32_t t, std::int32_t regions[2]) const override;
+  void ReportError(const std::string& message) const override;
   trelVoxelTable::CenterRule GetCenterRule() const override;
   void OnTableBuilt(trelVoxelTable& table) const override;
   void OnTableFailed() const override;

@@ -172,3 +172,5 @@ bool trelMCTriangleMesh::IntersectRay(double x, double y, double z, double dx, d
   *nz = normal[2];
   return true;
 }
+
+trelReportErrorMacro(trelMCTriangleMesh)

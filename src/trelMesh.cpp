@@ -27,25 +27,25 @@ void trelMesh::PrintSelf(std::ostream& stream) const
 bool trelMesh::SetNumberOfVertices(std::int32_t n)
 {
   if (Vertices.SetCount(n)) return true;
-  ErrorMacro("your vertex data's memory is not right allocated");
+  ReportError("your vertex data's memory is not right allocated");
   return false;
 }
 
 bool trelMesh::SetNumberOfFaces(std::int32_t n)
 {
   if (Faces.SetCount(n)) return true;
-  ErrorMacro("your face data's memory is not right allocated");
+  ReportError("your face data's memory is not right allocated");
   return false;
 }
 
 void trelMesh::AddVertex(const float* vertex)
 {
-  if (!Vertices.Append(vertex)) ErrorMacro("your vertex Data's memory is not right allocated");
+  if (!Vertices.Append(vertex)) ReportError("your vertex Data's memory is not right allocated");
 }
 
 void trelMesh::AddFace(const std::uint32_t* face)
 {
-  if (!Faces.Append(face)) ErrorMacro("your face data's memory is not right allocated");
+  if (!Faces.Append(face)) ReportError("your face data's memory is not right allocated");
 }
 
 /** The record of vertex @p index. */

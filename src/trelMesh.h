@@ -72,6 +72,8 @@ public:
 
 protected:
   trelMesh() = default;
+  /** Reports an error as the concrete class, which defines it by trelReportErrorMacro. */
+  virtual void ReportError(const std::string& message) const = 0;
 
   float Bounds[6] = {-1.0f, 1.0f, -1.0f, 1.0f, -1.0f, 1.0f};
   bool NormalsReversed = false;

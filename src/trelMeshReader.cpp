@@ -18,7 +18,7 @@ trelMesh* trelMeshReader::GetOutput()
 bool trelMeshReader::Execute()
 {
   if (GetNumberOfFiles() < 1) {
-    ErrorMacro("There's no file to read!");
+    ReportError("There's no file to read!");
     return false;
   }
   if (!OpenFile(GetFileName(0))) return false;
@@ -29,7 +29,7 @@ bool trelMeshReader::Execute()
     Fail("memory allocate error");
   }
   CloseFile();
-  if (!complete) ErrorMacro(GetFileName(0) << ": \n" << lastError);
+  if (!complete) ReportError(std::string(GetFileName(0)) + ": \n" + lastError);
   return complete;
 }
 

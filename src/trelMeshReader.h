@@ -34,6 +34,9 @@ protected:
   /** Reads the opened file into the mesh; false with the details in lastError. */
   virtual bool ReadMesh() = 0;
 
+  /** Reports an error as the concrete class, which defines it by trelReportErrorMacro. */
+  virtual void ReportError(const std::string& message) const = 0;
+
   /** Appends @p details, which may be "", to lastError. @return false. */
   bool Fail(const char* details);
   /** Stores the bounds of the mesh; fails if a coordinate is not finite. */

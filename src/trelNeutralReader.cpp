@@ -25,3 +25,5 @@ bool trelNeutralReader::ReadTetrahedra()
   }
   return true;
 }
+
+trelReportErrorMacro(trelNeutralReader)

@@ -16,6 +16,7 @@ class trelNeutralReader final : public trelTetrahedronReader
 
 protected:
   bool ReadMesh() override;
+  void ReportError(const std::string& message) const override;
 
 private:
   bool ReadTetrahedra();

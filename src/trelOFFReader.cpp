@@ -36,3 +36,5 @@ bool trelOFFReader::ReadFaces()
   }
   return true;
 }
+
+trelReportErrorMacro(trelOFFReader)

@@ -17,6 +17,7 @@ class trelOFFReader final : public trelLineMeshReader
 
 protected:
   bool ReadMesh() override;
+  void ReportError(const std::string& message) const override;
 
 private:
   bool ReadHeader();

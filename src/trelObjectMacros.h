@@ -75,6 +75,16 @@ public:                                                                         
     BreakOnError();                                    \
   } while (false)
 
+/**
+ * Defines, in the source of @p thisClass, the operation by which the code of a base reports: a
+ * report names the source of the concrete class, as scripts expect.
+ */
+#define trelReportErrorMacro(thisClass)                         \
+  void thisClass::ReportError(const std::string& message) const \
+  {                                                             \
+    ErrorMacro(message);                                        \
+  }
+
 /** Reports a warning; the run goes on. */
 #define WarningMacro(message) trelReportMacro("Warning", GetClassName(), message)
 

@@ -25,3 +25,5 @@ bool trelPLYReader::ReadMesh()
     return Fail(Ply.error_text().c_str());
   return FinishSurface(Ply.no_normals());
 }
+
+trelReportErrorMacro(trelPLYReader)

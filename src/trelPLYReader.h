@@ -19,6 +19,7 @@ protected:
   bool OpenFile(const char* name) override;
   void CloseFile() override;
   bool ReadMesh() override;
+  void ReportError(const std::string& message) const override;
 
 private:
   PlyFileReader Ply;

@@ -124,3 +124,5 @@ bool trelSTLReader::FillMesh()
   std::copy(FaceIndices.begin(), FaceIndices.end(), mesh->GetFaceData());
   return true;
 }
+
+trelReportErrorMacro(trelSTLReader)

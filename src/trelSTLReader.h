@@ -29,6 +29,7 @@ protected:
   bool OpenFile(const char* name) override;
   void CloseFile() override;
   bool ReadMesh() override;
+  void ReportError(const std::string& message) const override;
 
 private:
   using Point = std::array<float, 3>;

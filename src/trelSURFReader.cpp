@@ -23,3 +23,5 @@ bool trelSURFReader::ReadFaces()
   }
   return true;
 }
+
+trelReportErrorMacro(trelSURFReader)

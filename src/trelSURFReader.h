@@ -16,6 +16,7 @@ class trelSURFReader final : public trelLineMeshReader
 
 protected:
   bool ReadMesh() override;
+  void ReportError(const std::string& message) const override;
 
 private:
   bool ReadFaces();

@@ -13,6 +13,10 @@
 #include "trelSimulationPropertyBlock.h"
 #include "trelTissue.h"
 
+/** Ends the reports that close a failed read, ahead of the two line ends that end all reports;
+ *  scripts that cut the error stream into reports depend on it. */
+static const char* const endOfReport = "\n\n";
+
 trelSimulationParameterReader::~trelSimulationParameterReader()
 {
   ReleaseReference(Output);
@@ -68,13 +72,13 @@ bool trelSimulationParameterReader::ReadFile(const char* name)
   trelSimulationParameter* output = GetOutput();
   if (!ReadHeader() || !ReadSimulationProperty(output) || !AllocateModel(output) ||
       !ReadSpectrumData(output)) {
-    ErrorMacro(name << ": \n" << ReaderErrorText);
+    ErrorMacro(name << ": \n" << ReaderErrorText << endOfReport);
     return false;
   }
   if (output->GetDimension() == DimensionUnset) return false;
   if (!ReadModel(output) || !output->Validate()) {
     output->ClearModel();
-    ErrorMacro(ReaderErrorText << "The simulation parameter read fail!");
+    ErrorMacro(ReaderErrorText << "The simulation parameter read fail!" << endOfReport);
     return false;
   }
   return true;

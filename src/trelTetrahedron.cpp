@@ -150,3 +150,5 @@ void trelTetrahedron::OrientOuterSurface()
   surface.Orient();
   ComputeVertexNormals();
 }
+
+trelReportErrorMacro(trelTetrahedron)

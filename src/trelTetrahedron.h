@@ -54,6 +54,9 @@ public:
    */
   bool BuildFaces();
 
+protected:
+  void ReportError(const std::string& message) const override;
+
 private:
   bool KeepBoundaryFaces();
   void OrientOuterSurface();

@@ -57,7 +57,7 @@ bool trelTraceableMesh::LoadFromFile(const char* path)
   // A copy, since the caller may have got the path from here.
   const std::string file = FilePath;
   if (ReadFile(file.c_str())) return true;
-  ErrorMacro("Can't find \"" << file << "\", please check the file path!\n");
+  ReportError("Can't find \"" + file + "\", please check the file path!\n");
   ClearMesh();
   FilePath.clear();
   return false;
@@ -74,7 +74,7 @@ bool trelTraceableMesh::CopySurface(trelMesh& mesh)
     Vertices.resize(vertices);
     Triangles.resize(faces);
   } catch (const std::bad_alloc&) {
-    ErrorMacro("memory allocate error");
+    ReportError("memory allocate error");
     return false;
   }
   for (trelTraceableVertex& vertex : Vertices) {
@@ -163,7 +163,8 @@ bool trelTraceableMesh::BuildVoxelTable(int threads) const
     OnTableBuilt(VoxelTable);
     return true;
   }
-  ErrorMacro("Out of memory while allocate memory for voxel table in " << GetClassName() << "!\n");
+  ReportError(std::string("Out of memory while allocate memory for voxel table in ") +
+              GetClassName() + "!\n");
   OnTableFailed();
   return false;
 }

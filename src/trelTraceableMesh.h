@@ -79,6 +79,8 @@ protected:
   virtual trelVoxelTable::CenterRule GetCenterRule() const = 0;
   /** Called when the table stands, before it is asked. */
   virtual void OnTableBuilt(trelVoxelTable& table) const = 0;
+  /** Reports an error as the concrete class, which defines it by trelReportErrorMacro. */
+  virtual void ReportError(const std::string& message) const = 0;
   /** Called after the report of a table that found no memory. */
   virtual void OnTableFailed() const {}
 

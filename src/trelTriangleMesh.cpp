@@ -44,3 +44,5 @@ void trelTriangleMesh::DeepCopy(trelDataObject* source)
               GetVertexData());
   std::copy_n(mesh->GetFaceData(), static_cast<std::size_t>(GetNumberOfFaces()) * 3, GetFaceData());
 }
+
+trelReportErrorMacro(trelTriangleMesh)

@@ -24,6 +24,9 @@ public:
   void ShallowCopy(trelDataObject* source) override;
   /** Takes counts, bounds and records of another triangle mesh. */
   void DeepCopy(trelDataObject* source) override;
+
+protected:
+  void ReportError(const std::string& message) const override;
 };
 
 #endif

@@ -73,9 +73,10 @@ static std::string ReportOf(const TemporaryFile& file, const MeshSample& sample)
 {
   bool read = true;
   CaptureStderr();
-  file.Read(sample, &read);
+  const auto reader = file.Read(sample, &read);
   const std::string report = GetCapturedStderr();
   EXPECT_FALSE(read);
+  EXPECT_THAT(report, testing::StartsWith(StartOfError(reader->GetClassName())));
   return report.substr(std::min(report.find("): "), report.size()));
 }
 
@@ -366,8 +367,9 @@ TEST(TriangleMesh, RecordsAreKeptAndAppended)
 
   CaptureStderr();
   EXPECT_FALSE(mesh.SetNumberOfFaces(-1));
-  EXPECT_THAT(GetCapturedStderr(),
-              testing::HasSubstr("your face data's memory is not right allocated\n\n"));
+  const std::string report = GetCapturedStderr();
+  EXPECT_THAT(report, testing::StartsWith(StartOfError("trelTriangleMesh")));
+  EXPECT_THAT(report, testing::EndsWith("): your face data's memory is not right allocated\n\n"));
   std::ostringstream text;
   mesh.PrintSelf(text);
   EXPECT_THAT(text.str(), testing::HasSubstr("Bounding Box x_max: 1\n"));

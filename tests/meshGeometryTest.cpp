@@ -693,9 +693,10 @@ TEST(TraceableMesh, ChoosesItsReaderByTheEnd)
     for (const std::string& path : {bad, std::string("off"), std::string()}) {
       testing::internal::CaptureStderr();
       EXPECT_FALSE(mesh->LoadFromFile(path.c_str()));
-      EXPECT_THAT(
-          testing::internal::GetCapturedStderr(),
-          testing::HasSubstr("Can't find \"" + path + "\", please check the file path!\n\n\n"));
+      const std::string report = testing::internal::GetCapturedStderr();
+      EXPECT_THAT(report, testing::StartsWith(StartOfError(mesh->GetClassName())));
+      EXPECT_THAT(report, testing::EndsWith("): Can't find \"" + path +
+                                            "\", please check the file path!\n\n\n"));
       EXPECT_EQ(mesh->GetFilePath(), "");
       EXPECT_EQ(mesh->GetNumberOfTriangles(), 0u);
       EXPECT_EQ(mesh->LocatePoint(0.2, 0.1, 0.2), PointUndetermined);

@@ -46,6 +46,12 @@ struct MeshSample
   bool IsVolume() const { return GetEnding() == "am" || GetEnding() == "mesh"; }
 };
 
+/** How an error report that names the source of the class @p source begins. */
+inline std::string StartOfError(const std::string& source)
+{
+  return "ERROR: In ..\\..\\src\\" + source + ", line ";
+}
+
 /** A file of this process that is removed at the end. */
 class TemporaryFile
 {

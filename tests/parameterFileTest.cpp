@@ -58,10 +58,10 @@ protected:
 TEST_F(ParameterFile, RefusesBrokenModels)
 {
   const std::string reader = "ERROR trelSimulationParameterReader: ";
-  const std::string end = "The simulation parameter read fail!\n\n";
+  const std::string end = "The simulation parameter read fail!\n\n\n\n";
   const std::map<std::string, std::pair<std::string, std::string>> around = {
       {"without a word", {"", ""}},
-      {"while reading the block", {reader + "FILE: \n", "\n\n"}},
+      {"while reading the block", {reader + "FILE: \n", "\n\n\n\n"}},
       {"while reading the model", {reader, end}},
       {"when the model is checked", {"ERROR trelSimulationParameter: ", "\n\n" + reader + end}}};
   const std::vector<ModelCase> cases = ReadModelCases("broken.txt");
