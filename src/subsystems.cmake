@@ -59,7 +59,7 @@ trel_subsystem(geometry
 trel_subsystem(model
   MAY_USE framework geometry
   HEADERS trelModelTypes trelLaunchContext
-  CLASSES trelOpticalParameter trelSpectrum trelTissue trelMedium trelLightSource trelDetector
+  CLASSES trelOpticalParameter trelSpectrum trelTissue trelTissueClaims trelTissueReach trelMedium trelLightSource trelDetector
           trelPlaneDetector trelFiberDetector trelObjectDisplay trelPhoton trelParameterValidation
           trelSimulationParameter trelTissueTraps trelModelTraps)
 

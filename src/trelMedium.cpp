@@ -5,11 +5,13 @@
 #include <limits>
 #include <new>
 
+#include "trelGeometryTolerance.h"
 #include "trelList.h"
 #include "trelMCTetrahedron.h"
 #include "trelShapeObject.h"
+#include "trelTissueClaims.h"
 
-/** Cells along each axis: a look-up reads one of a million, 4 MB, whatever the model. */
+/** Cells along each axis: a look-up reads one of a million, 1 MB, whatever the model. */
 static constexpr int gridSize = 100;
 
 /**
@@ -20,6 +22,10 @@ static constexpr int gridSize = 100;
  */
 static constexpr double marginOfStep = 1e-6;
 static constexpr double marginOfCoordinate = 1e-9;
+
+/** The most pairs of related tissues, 0.5 GB. A hundred thousand tissues have as many if each meets
+ *  more than a thousand others. */
+static constexpr std::size_t maximumOfRelations = std::size_t{1} << 27;
 
 trelMedium::trelMedium() : Tissues(new trelList) {}
 
@@ -67,9 +73,7 @@ void trelMedium::SetTetrahedron(trelMCTetrahedron* mesh)
 trelShapeObject* trelMedium::GetOuterShape() const
 {
   if (ShapeIsTetrahedron) return Tetrahedron;
-  // Asked for each packet from outside: not by a walk of the list once the grid stands.
-  const trelTissue* outermost =
-      GridReady ? TissueOfIndex[OutermostTissueIndex] : GetOutermostTissue();
+  const trelTissue* outermost = GetOutermostTissue();
   return outermost ? outermost->GetShape() : nullptr;
 }
 
@@ -77,7 +81,9 @@ void trelMedium::DropGrid()
 {
   GridReady = false;
   TissueGrid.clear();
+  SettledGrid.clear();
   TissueRelation.clear();
+  RelationStart.clear();
   TissueOfIndex.clear();
 }
 
@@ -133,35 +139,48 @@ double trelMedium::GridAxis::FarthestFrom(double center, std::ptrdiff_t cell) co
 
 bool trelMedium::BuildTissueGrid()
 {
+  GridReady = false;
   if (!HasOuterShape()) {
     ErrorMacro("initial model error!");
     return false;
   }
-  GridReady = false;
   try {
     AllocateGrid(*GetOutermostTissue()->GetShape());
-    if (!ClaimAllCells()) return false;
+    GridReady = FillGrid();
   } catch (const std::bad_alloc&) {
-    DropGrid();
-    ErrorMacro("Out of memory while building the grid of tissues!");
-    return false;
+    ReportNoMemory();
   }
-  SettleCells();
-  GridReady = true;
-  return true;
+  return GridReady;
+}
+
+void trelMedium::ReportNoMemory()
+{
+  DropGrid();
+  ErrorMacro("Out of memory while building the grid of tissues!");
 }
 
 void trelMedium::AllocateGrid(const trelShapeObject& outer)
 {
   LayOutAxes(outer);
-  TissueGrid.assign(CellOffset(Axes[0].Size, 0, 0), OutermostTissueIndex);
-  TissueRelation.assign(GetNumberOfTissues(), {});
-  TissueOfIndex.clear();
-  TissueOfIndex.reserve(GetNumberOfTissues());
-  Tissues->InitTraversal();
-  while (void* tissue = Tissues->GetNextItem()) {
-    TissueOfIndex.push_back(static_cast<trelTissue*>(tissue));
+  TissueRelation.clear();
+  RelationStart.assign(1, 0);
+  TissueOfIndex = Tissues->GetItems<trelTissue>();
+}
+
+/** Fills the grid, as far as it gets if a tissue sticks out. */
+bool trelMedium::FillGrid()
+{
+  const std::ptrdiff_t size[3] = {Axes[0].Size, Axes[1].Size, Axes[2].Size};
+  trelTissueClaims claims(size, OutermostTissueIndex);
+  const bool complete = ClaimAllCells(claims);
+  if (TissueRelation.size() > maximumOfRelations) {
+    ReportNoMemory();
+    return false;
   }
+  TissueGrid = claims.GetHolders();
+  ListReach();
+  if (complete) SettleCells();
+  return complete;
 }
 
 /** The last cell of an axis begins at the upper bound: a point there has a cell of its own. */
@@ -179,15 +198,21 @@ void trelMedium::LayOutAxes(const trelShapeObject& outer)
   if (Planar) Axes[2] = {-infinity, infinity, 1.0, 1, 0.0};
 }
 
-bool trelMedium::ClaimAllCells()
+/** False if a tissue sticks out, or if there are too many relations. */
+bool trelMedium::ClaimAllCells(trelTissueClaims& claims)
 {
   const auto count = static_cast<std::int32_t>(TissueOfIndex.size());
+  RelationStart.reserve(TissueOfIndex.size() + 1);
   for (std::int32_t tissue = 0; tissue < count; ++tissue) {
-    if (tissue == OutermostTissueIndex) continue;
-    WarnOfEmptyMesh(tissue);
-    if (!HasBody(tissue)) continue;
-    if (ReportIfOutside(tissue)) return false;
-    ClaimCells(tissue);
+    if (tissue != OutermostTissueIndex) {
+      WarnOfEmptyMesh(tissue);
+      if (HasBody(tissue)) {
+        if (ReportIfOutside(tissue)) return false;
+        ClaimCells(tissue, claims);
+      }
+    }
+    RelationStart.push_back(TissueRelation.size());
+    if (TissueRelation.size() > maximumOfRelations) return false;
   }
   return true;
 }
@@ -231,57 +256,101 @@ void trelMedium::RetryBuild()
   BuildTissueGrid();
 }
 
-/** Enters a tissue in all cells of its box. */
-void trelMedium::ClaimCells(std::int32_t tissue)
+/** The cells of the tissue's box, which it claims; none if the box is turned inside out. */
+trelCellRange trelMedium::CellsOf(std::int32_t tissue) const
 {
   const trelMediumBox box(*GetTissueShape(tissue));
-  std::ptrdiff_t first[3];
-  std::ptrdiff_t last[3];
+  trelCellRange range;
   for (int axis = 0; axis < 3; ++axis) {
-    first[axis] = Axes[axis].CellOf(box.Min(axis));
-    last[axis] = Axes[axis].CellOf(box.Max(axis));
+    range.First[axis] = Axes[axis].CellOf(box.Min(axis));
+    range.Last[axis] = Axes[axis].CellOf(box.Max(axis));
   }
-  std::int32_t holder = OutermostTissueIndex;
-  std::int32_t winner = tissue;
-  for (std::ptrdiff_t i = first[0]; i <= last[0]; ++i) {
-    for (std::ptrdiff_t j = first[1]; j <= last[1]; ++j) {
-      for (std::ptrdiff_t k = first[2]; k <= last[2]; ++k) {
-        std::int32_t& cell = TissueGrid[CellOffset(i, j, k)];
-        // Neighbouring cells mostly have one holder, and the answer is that of the last one.
-        if (cell != holder) {
-          holder = cell;
-          winner = cell == OutermostTissueIndex ? tissue : Contend(tissue, cell);
-        }
-        cell = winner;
-      }
-    }
-  }
-  std::sort(TissueRelation[tissue].begin(), TissueRelation[tissue].end());
+  return range;
 }
 
-/** Relates a tissue and the holder of a cell that it claims; returns which of them gets it. */
-std::int32_t trelMedium::Contend(std::int32_t tissue, std::int32_t holder)
+/**
+ * The cells in which a point may lie that the tissue's shape has: more than it claims by the
+ * tolerance of the shapes, by the rounding of a point and of the shape's bounds, and, for a planar
+ * shape in a solid medium, by all z, at which that does not look.
+ */
+trelCellRange trelMedium::CellsInReach(std::int32_t tissue) const
 {
-  // Tissues claim in ascending order: a holder that met this one before has it as its last entry.
-  std::vector<std::int32_t>& holderRelation = TissueRelation[holder];
-  if (holderRelation.empty() || holderRelation.back() != tissue) {
-    holderRelation.push_back(tissue);
-    TissueRelation[tissue].push_back(holder);
+  const trelShapeObject& shape = *GetTissueShape(tissue);
+  const trelMediumBox box(shape);
+  trelCellRange range;
+  for (int axis = 0; axis < 3; ++axis) {
+    const double largest = std::max({std::fabs(Axes[axis].Min), std::fabs(Axes[axis].Max),
+                                     std::fabs(box.Min(axis)), std::fabs(box.Max(axis))});
+    double margin = 2.0 * GeometryTolerance + marginOfCoordinate * largest;
+    if (axis == 2 && IsPlanarShape(shape)) margin = std::numeric_limits<double>::infinity();
+    const std::ptrdiff_t low = Axes[axis].CellOf(box.Min(axis) - margin);
+    const std::ptrdiff_t high = Axes[axis].CellOf(box.Max(axis) + margin);
+    range.First[axis] = std::min(low, high);
+    range.Last[axis] = std::max(low, high);
   }
+  return range;
+}
+
+/** Enters a tissue in all cells of its box and relates it to those that it finds there. */
+void trelMedium::ClaimCells(std::int32_t tissue, trelTissueClaims& claims)
+{
+  const auto first = static_cast<std::ptrdiff_t>(TissueRelation.size());
+  for (const std::int32_t group : claims.PartGroups(CellsOf(tissue))) {
+    const std::int32_t holder = claims.GetHolder(group);
+    if (holder == OutermostTissueIndex) {
+      claims.SetHolder(group, tissue);
+    } else {
+      claims.SetHolder(group, Contend(tissue, holder));
+      TissueRelation.push_back(holder);
+    }
+  }
+  std::sort(TissueRelation.begin() + first, TissueRelation.end());
+  const auto last = std::unique(TissueRelation.begin() + first, TissueRelation.end());
+  TissueRelation.erase(last, TissueRelation.end());
+}
+
+/** Which of a tissue and the holder of a cell that it claims gets the cell. */
+std::int32_t trelMedium::Contend(std::int32_t tissue, std::int32_t holder) const
+{
   const trelMediumBox box(*GetTissueShape(tissue));
   const trelMediumBox holderBox(*GetTissueShape(holder));
   const bool smaller = Planar ? IsSmallerPlanar(box, holderBox) : IsSmallerSolid(box, holderBox);
   return smaller ? tissue : holder;
 }
 
+/** Of those that the grid does not know, since one ahead of them sticks out, none is related. */
+bool trelMedium::AreRelated(std::int32_t tissue, std::int32_t other) const
+{
+  const auto later = static_cast<std::size_t>(std::max(tissue, other));
+  if (later + 1 >= RelationStart.size()) return false;
+  const std::int32_t* relation = TissueRelation.data();
+  return std::binary_search(relation + RelationStart[later], relation + RelationStart[later + 1],
+                            std::min(tissue, other));
+}
+
+void trelMedium::ListReach()
+{
+  const auto count = static_cast<std::int32_t>(TissueOfIndex.size());
+  std::vector<trelCellRange> ranges;
+  ranges.reserve(TissueOfIndex.size());
+  for (std::int32_t tissue = 0; tissue < count; ++tissue) {
+    const bool isAsked = tissue != OutermostTissueIndex && HasBody(tissue);
+    ranges.push_back(isAsked ? CellsInReach(tissue) : trelCellRange{{0, 0, 0}, {-1, -1, -1}});
+  }
+  const std::ptrdiff_t size[3] = {Axes[0].Size, Axes[1].Size, Axes[2].Size};
+  TissueReach.Build(size, ranges);
+}
+
 void trelMedium::SettleCells()
 {
+  SettledGrid.assign(TissueGrid.size(), NotSettled);
   for (std::ptrdiff_t i = 0; i < Axes[0].Size; ++i) {
     for (std::ptrdiff_t j = 0; j < Axes[1].Size; ++j) {
       for (std::ptrdiff_t k = 0; k < Axes[2].Size; ++k) {
         if (!IsSettled(i, j, k)) continue;
-        std::int32_t& cell = TissueGrid[CellOffset(i, j, k)];
-        cell = ~cell;
+        const std::ptrdiff_t cell = CellOffset(i, j, k);
+        SettledGrid[cell] =
+            static_cast<std::uint8_t>(std::min<std::int32_t>(TissueGrid[cell], SettledByIndex));
       }
     }
   }
@@ -325,6 +394,10 @@ std::int32_t trelMedium::ResolveTissueIndex(double x, double y, double z)
 {
   if (ShapeIsTetrahedron) return Tetrahedron ? Tetrahedron->FindRegion(x, y, z) : 0;
   if (!GridReady) RetryBuild();
+  if (GridReady) {
+    const std::ptrdiff_t cell = CellAt(x, y, z);
+    if (SettledGrid[cell] != NotSettled) return TissueGrid[cell];
+  }
   return ConfirmTissueIndex(x, y, z);
 }
 
@@ -339,21 +412,18 @@ bool trelMedium::Holds(std::int32_t tissue, double x, double y, double z) const
 std::int32_t trelMedium::ConfirmTissueIndex(double x, double y, double z) const
 {
   if (TissueGrid.empty() || IsOutsideBox(x, y, z)) return -1;
-  const std::int32_t cell = ReadCell(x, y, z);
-  const std::int32_t claimant = cell < 0 ? ~cell : cell;
+  const std::ptrdiff_t cell[3] = {Axes[0].CellOf(x), Axes[1].CellOf(y), Axes[2].CellOf(z)};
+  const std::int32_t claimant = TissueGrid[CellOffset(cell[0], cell[1], cell[2])];
+  if (claimant != OutermostTissueIndex && Holds(claimant, x, y, z)) return claimant;
+  std::int32_t holder = OutermostTissueIndex;
+  if (claimant != OutermostTissueIndex) {
+    for (const std::int32_t tissue : TissueReach.GetTissues(cell[0], cell[1], cell[2])) {
+      if (tissue == claimant || !Holds(tissue, x, y, z)) continue;
+      // Those that are related to the claimant come ahead of the outermost and of all others.
+      if (AreRelated(tissue, claimant)) return tissue;
+      if (holder == OutermostTissueIndex) holder = tissue;
+    }
+  }
   const trelShapeObject* outer = GetTissueShape(OutermostTissueIndex);
-  if (claimant == OutermostTissueIndex) {
-    return outer->LocatePoint(x, y, z) == PointOutside ? -1 : claimant;
-  }
-  if (Holds(claimant, x, y, z)) return claimant;
-  for (const std::int32_t related : TissueRelation[claimant]) {
-    if (Holds(related, x, y, z)) return related;
-  }
-  if (outer->LocatePoint(x, y, z) == PointOutside) return -1;
-  const auto count = static_cast<std::int32_t>(TissueOfIndex.size());
-  for (std::int32_t tissue = 0; tissue < count; ++tissue) {
-    if (tissue == OutermostTissueIndex || tissue == claimant) continue;
-    if (Holds(tissue, x, y, z)) return tissue;
-  }
-  return OutermostTissueIndex;
+  return outer->LocatePoint(x, y, z) == PointOutside ? -1 : holder;
 }

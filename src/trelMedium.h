@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "trelTissue.h"
+#include "trelTissueReach.h"
 
 class trelList;
 class trelMCTetrahedron;
@@ -22,7 +23,9 @@ class trelMCTetrahedron;
  * box of the outermost shape answers it: each cell names a tissue that claims it, and every tissue
  * claims the cells of its own bounding box. The exact shapes then confirm, since a box is more than
  * its shape. A cell that lies wholly inside the shape that would be asked first is marked as
- * settled when the grid is built, and its answer needs no shape at all.
+ * settled when the grid is built, and its answer needs no shape at all: a grid of bytes tells these
+ * cells, a quarter of the memory that the look-ups of a run would else draw into the cache. Where
+ * the first shape does not have the point, those are asked that reach into its part of the grid.
  *
  * The grid is built on the main thread before the run and only read after that. It knows the shapes
  * as they were then: a change of a shape needs a new build.
@@ -50,7 +53,11 @@ public:
   void SetOutermostTissueIndex(std::int32_t i);
   std::int32_t GetOutermostTissueIndex() const { return OutermostTissueIndex; }
   /** The tissue at that index; null when there is none. */
-  trelTissue* GetOutermostTissue() const { return GetTissue(OutermostTissueIndex); }
+  trelTissue* GetOutermostTissue() const
+  {
+    // Asked for each packet from outside: not by a walk of the list once the grid stands.
+    return GridReady ? TissueOfIndex[OutermostTissueIndex] : GetTissue(OutermostTissueIndex);
+  }
 
   /** Refractive index of the space around the medium, default 1. */
   trelSetGetMacro(double, AmbientRefractiveIndex)
@@ -67,7 +74,8 @@ public:
   /**
    * Builds the grid. Reports and returns false when there is no outermost shape, when a tissue's
    * box sticks out of the outermost one's (the grid then holds the tissues ahead of that one), or
-   * when memory runs out.
+   * when memory runs out, which more than 134 million pairs of tissues that meet in a cell count
+   * as.
    */
   bool BuildTissueGrid();
   /** Whether the grid stands; a run does not start without it. */
@@ -81,8 +89,8 @@ public:
   std::int32_t GetTissueIndex(double x, double y, double z)
   {
     if (GridReady && !ShapeIsTetrahedron) {
-      const std::int32_t cell = ReadCell(x, y, z);
-      if (cell < 0) return ~cell;
+      const std::uint8_t cell = SettledGrid[CellAt(x, y, z)];
+      if (cell < SettledByIndex) return cell;
     }
     return ResolveTissueIndex(x, y, z);
   }
@@ -122,13 +130,19 @@ private:
   };
 
   bool HasOuterShape() const { return GetOutermostTissue() && GetOutermostTissue()->GetShape(); }
+  void ReportNoMemory();
   void AllocateGrid(const trelShapeObject& outer);
   void LayOutAxes(const trelShapeObject& outer);
-  bool ClaimAllCells();
+  bool FillGrid();
+  bool ClaimAllCells(trelTissueClaims& claims);
   bool ReportIfOutside(std::int32_t tissue);
   void RetryBuild();
-  void ClaimCells(std::int32_t tissue);
-  std::int32_t Contend(std::int32_t tissue, std::int32_t holder);
+  trelCellRange CellsOf(std::int32_t tissue) const;
+  trelCellRange CellsInReach(std::int32_t tissue) const;
+  void ClaimCells(std::int32_t tissue, trelTissueClaims& claims);
+  std::int32_t Contend(std::int32_t tissue, std::int32_t holder) const;
+  bool AreRelated(std::int32_t tissue, std::int32_t other) const;
+  void ListReach();
   void SettleCells();
   bool IsSettled(std::ptrdiff_t i, std::ptrdiff_t j, std::ptrdiff_t k) const;
   void DropGrid();
@@ -137,9 +151,9 @@ private:
   {
     return (i * Axes[1].Size + j) * Axes[2].Size + k;
   }
-  std::int32_t ReadCell(double x, double y, double z) const
+  std::ptrdiff_t CellAt(double x, double y, double z) const
   {
-    return TissueGrid[CellOffset(Axes[0].CellOf(x), Axes[1].CellOf(y), Axes[2].CellOf(z))];
+    return CellOffset(Axes[0].CellOf(x), Axes[1].CellOf(y), Axes[2].CellOf(z));
   }
   std::int32_t ResolveTissueIndex(double x, double y, double z);
   bool IsOutsideBox(double x, double y, double z) const;
@@ -155,11 +169,20 @@ private:
   /** The medium is a planar shape, and the grid stands for TissueGrid2D instead of TissueGrid3D. */
   bool Planar = false;
   GridAxis Axes[3] = {};
-  /** The cells, the last axis fastest: a tissue index, or its complement where the cell is settled.
-   *  Empty until built. */
+  /** The cells, the last axis fastest: the index of the tissue whose shape is asked first. Empty
+   *  until built. */
   std::vector<std::int32_t> TissueGrid;
-  /** For each tissue those that claim a common cell with it, ascending; never the outermost. */
-  std::vector<std::vector<std::int32_t>> TissueRelation;
+  /** The same cells: the tissue of a settled one, or one of the values below. */
+  std::vector<std::uint8_t> SettledGrid;
+  /** Settled, but the index of the tissue is too large for a byte: it stands in TissueGrid. */
+  static constexpr std::uint8_t SettledByIndex = 254;
+  static constexpr std::uint8_t NotSettled = 255;
+  /** Two tissues are related if the later one claimed a cell that the earlier one held. For each
+   *  tissue the earlier ones that are related to it, ascending, in one array with its starts; never
+   *  the outermost. */
+  std::vector<std::int32_t> TissueRelation;
+  std::vector<std::size_t> RelationStart;
+  trelTissueReach TissueReach;
   /** The items of the list as of the last build. */
   std::vector<trelTissue*> TissueOfIndex;
 };

@@ -57,19 +57,19 @@ bool trelSimulationResult::Initialize(trelSimulationParameter* parameter)
          InitializeTrajectory(parameter);
 }
 
-/** What the skin of the medium throws back of all sources at spectrum entry @p i. The query also
- *  fixes the weight of a packet of that entry. */
-static double SumSpecularReflectance(const trelSimulationParameter& parameter, int i)
+/** What the skin of the medium throws back of all sources, by spectrum entry. The query also fixes
+ *  the weight of a packet of that entry. */
+static std::vector<double> SumSpecularReflectances(const trelSimulationParameter& parameter)
 {
-  double sum = 0.0;
-  for (int k = 0; k < parameter.GetNumberOfLightSources(); ++k) {
-    const trelLightSource* source = parameter.GetLightSource(k);
-    trelSpectrum* spectrum = source->GetSpectrum(i);
-    if (spectrum) {
-      sum += spectrum->GetSpecularReflectance(source->IsSpecular(), parameter.GetMedium());
-    }
+  std::vector<double> sums(static_cast<std::size_t>(parameter.GetNumberOfWavelengths()), 0.0);
+  if (!parameter.GetLightSources()) return sums;
+  for (const trelLightSource* source : parameter.GetLightSources()->GetItems<trelLightSource>()) {
+    if (!source->GetSpectra()) continue;
+    const auto spectra = source->GetSpectra()->GetItems<trelSpectrum>();
+    for (std::size_t i = 0; i < std::min(spectra.size(), sums.size()); ++i)
+      sums[i] += spectra[i]->GetSpecularReflectance(source->IsSpecular(), parameter.GetMedium());
   }
-  return sum;
+  return sums;
 }
 
 bool trelSimulationResult::InitializeMediumResults(trelSimulationParameter* parameter)
@@ -77,13 +77,14 @@ bool trelSimulationResult::InitializeMediumResults(trelSimulationParameter* para
   DeleteMediumResults();
   MediumResults = new trelList;
   if (!parameter->GetMedium()) return true;
+  const std::vector<double> specular = SumSpecularReflectances(*parameter);
   for (int i = 0; i < parameter->GetNumberOfWavelengths(); ++i) {
     const std::uint32_t wavelength = parameter->GetWavelength(i);
     auto* result = new trelMediumResult;
     MediumResults->Append(result);
     result->SetSpectrumId(static_cast<std::int32_t>(wavelength));
     result->SetPhotonNumber(static_cast<std::int64_t>(parameter->GetNumberOfPhotons(wavelength)));
-    result->SetSpecularReflectance(SumSpecularReflectance(*parameter, i));
+    result->SetSpecularReflectance(specular[static_cast<std::size_t>(i)]);
     if (!result->Initialize(parameter)) {
       ErrorMacro("initial simulation result (Absorption and Trasnmeittance) error!");
       return false;
