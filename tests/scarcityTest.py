@@ -30,6 +30,7 @@ tissuenum {tissues}
 detectornum 2
 transmittancematrix 1 cartesian
 photonflytime 1
+roiseparation 0.4 0.4 0.4
 domain td 0 100 50
 threadnum {threads}
 {more}endsimulationproperty
@@ -71,7 +72,7 @@ def write_models(folder):
     """The models by name: shapes, a triangle mesh, and tetrahedra on two threads."""
     (folder / "cube.off").write_text(f"OFF\n8 12 0\n{rows(CORNERS)}{rows(TRIANGLES, 0, '3 ')}")
     (folder / "cube.mesh").write_text(f"8\n{rows(CORNERS)}6\n{rows(TETRAHEDRA, 1, '1 ')}")
-    inner = "tissue 2 core\ntissueshape ellipsoid\n" + BODY.replace("1 1 1", "0.3 0.3 0.3")
+    inner = "tissue 2 core\ntissueshape ellipsoid\n" + BODY.replace("1 1 1", "0.3 0.3 0.3").replace("1.37", "1.4")
     models = {
         "shapes": HEAD.format(tissues=2, threads=1, more="") + "tissueshape cube\n" + BODY + inner +
         DETECTORS,
