@@ -42,7 +42,7 @@ static void CopyOwner(const fs::path&, const fs::path&) {}
 
 /**
  * While it lives, other runs do not rename files in the folder, and this thread receives no signal
- * to end. The lock is given up on after some seconds: it only parts runs that end at the same
+ * to end. The lock is given up on after two seconds: it only parts runs that end at the same
  * moment, and a script may hold it while it waits for this run.
  */
 class trelRenaming
@@ -91,7 +91,7 @@ static void CopyOwner(const fs::path& from, const fs::path& to)
 {
   struct stat file;
   if (stat(from.c_str(), &file) != 0) return;
-  if (chown(to.c_str(), file.st_uid, file.st_gid) != 0) errno = 0;
+  [[maybe_unused]] const bool isGiven = chown(to.c_str(), file.st_uid, file.st_gid) == 0;
 }
 
 #endif
