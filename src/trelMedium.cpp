@@ -171,13 +171,13 @@ void trelMedium::AllocateGrid(const trelShapeObject& outer)
 bool trelMedium::FillGrid()
 {
   const std::ptrdiff_t size[3] = {Axes[0].Size, Axes[1].Size, Axes[2].Size};
-  trelTissueClaims claims(size, OutermostTissueIndex);
+  trelTissueClaims claims(size, TissueOfIndex.size(), OutermostTissueIndex);
   const bool complete = ClaimAllCells(claims);
   if (TissueRelation.size() > maximumOfRelations) {
     ReportNoMemory();
     return false;
   }
-  TissueGrid = claims.GetHolders();
+  TissueGrid = claims.TakeHolders();
   ListReach();
   if (complete) SettleCells();
   return complete;
@@ -295,27 +295,19 @@ trelCellRange trelMedium::CellsInReach(std::int32_t tissue) const
 void trelMedium::ClaimCells(std::int32_t tissue, trelTissueClaims& claims)
 {
   const auto first = static_cast<std::ptrdiff_t>(TissueRelation.size());
-  for (const std::int32_t group : claims.PartGroups(CellsOf(tissue))) {
-    const std::int32_t holder = claims.GetHolder(group);
-    if (holder == OutermostTissueIndex) {
-      claims.SetHolder(group, tissue);
-    } else {
-      claims.SetHolder(group, Contend(tissue, holder));
-      TissueRelation.push_back(holder);
-    }
-  }
+  claims.Claim(tissue, CellsOf(tissue), [&](std::int32_t holder) {
+    TissueRelation.push_back(holder);
+    return IsSmaller(tissue, holder);
+  });
   std::sort(TissueRelation.begin() + first, TissueRelation.end());
-  const auto last = std::unique(TissueRelation.begin() + first, TissueRelation.end());
-  TissueRelation.erase(last, TissueRelation.end());
 }
 
-/** Which of a tissue and the holder of a cell that it claims gets the cell. */
-std::int32_t trelMedium::Contend(std::int32_t tissue, std::int32_t holder) const
+/** Whether a tissue gets the cells that it claims from their holder. */
+bool trelMedium::IsSmaller(std::int32_t tissue, std::int32_t holder) const
 {
   const trelMediumBox box(*GetTissueShape(tissue));
   const trelMediumBox holderBox(*GetTissueShape(holder));
-  const bool smaller = Planar ? IsSmallerPlanar(box, holderBox) : IsSmallerSolid(box, holderBox);
-  return smaller ? tissue : holder;
+  return Planar ? IsSmallerPlanar(box, holderBox) : IsSmallerSolid(box, holderBox);
 }
 
 /** Of those that the grid does not know, since one ahead of them sticks out, none is related. */

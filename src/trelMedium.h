@@ -140,7 +140,7 @@ private:
   trelCellRange CellsOf(std::int32_t tissue) const;
   trelCellRange CellsInReach(std::int32_t tissue) const;
   void ClaimCells(std::int32_t tissue, trelTissueClaims& claims);
-  std::int32_t Contend(std::int32_t tissue, std::int32_t holder) const;
+  bool IsSmaller(std::int32_t tissue, std::int32_t holder) const;
   bool AreRelated(std::int32_t tissue, std::int32_t other) const;
   void ListReach();
   void SettleCells();

@@ -1,26 +1,18 @@
 #include "trelTissueClaims.h"
 
+#include <utility>
+
 /** The most groups that all answers together keep, 64 MB; beyond it they are forgotten. */
 static constexpr std::size_t maximumOfAnswers = std::size_t{1} << 24;
 
-trelTissueClaims::trelTissueClaims(const std::ptrdiff_t size[3], std::int32_t holder)
+trelTissueClaims::trelTissueClaims(const std::ptrdiff_t size[3], std::size_t tissues,
+                                   std::int32_t outermost)
     : Size{size[0], size[1], size[2]},
-      GroupOfCell(static_cast<std::size_t>(size[0] * size[1] * size[2]), 0)
+      Outermost(outermost),
+      Meetings(tissues),
+      Cells(static_cast<std::size_t>(size[0] * size[1] * size[2]), 0)
 {
-  Groups.push_back({holder, static_cast<std::int32_t>(GroupOfCell.size()), 0, 0});
-}
-
-/** Calls @p visit with the group of each cell in the range, to be read or changed. */
-template <class Visit>
-void trelTissueClaims::VisitCells(const trelCellRange& range, Visit visit)
-{
-  for (std::ptrdiff_t i = range.First[0]; i <= range.Last[0]; ++i) {
-    for (std::ptrdiff_t j = range.First[1]; j <= range.Last[1]; ++j) {
-      std::int32_t* row = GroupOfCell.data() + (i * Size[1] + j) * Size[2];
-      for (std::ptrdiff_t k = range.First[2]; k <= range.Last[2]; ++k)
-        visit(row[k]);
-    }
-  }
+  Groups.push_back({outermost, static_cast<std::int32_t>(Cells.size()), 0, 0});
 }
 
 void trelTissueClaims::CollectGroups(const trelCellRange& range, std::vector<std::int32_t>& groups)
@@ -64,6 +56,8 @@ trelTissueClaims::Answer& trelTissueClaims::FindAnswer(const trelCellRange& rang
   return Answers[key];
 }
 
+/** The groups that make up the cells of the range, after those that reach beyond it have been
+ *  parted. Valid until the next call. */
 const std::vector<std::int32_t>& trelTissueClaims::PartGroups(const trelCellRange& range)
 {
   Answer& answer = FindAnswer(range);
@@ -79,11 +73,16 @@ const std::vector<std::int32_t>& trelTissueClaims::PartGroups(const trelCellRang
   return answer.Groups;
 }
 
-std::vector<std::int32_t> trelTissueClaims::GetHolders() const
+void trelTissueClaims::DissolveGroups()
 {
-  std::vector<std::int32_t> holders;
-  holders.reserve(GroupOfCell.size());
-  for (const std::int32_t group : GroupOfCell)
-    holders.push_back(Groups[group].Holder);
-  return holders;
+  for (std::int32_t& cell : Cells)
+    cell = Groups[cell].Holder;
+  Groups.clear();
+  Answers.clear();
+}
+
+std::vector<std::int32_t> trelTissueClaims::TakeHolders()
+{
+  if (!Groups.empty()) DissolveGroups();
+  return std::move(Cells);
 }
