@@ -1,0 +1,90 @@
+#ifndef trelVector_h
+#define trelVector_h
+
+#include <cmath>
+
+/**
+ * @file trelVector.h
+ * The words of geometry: a vector, a ray, and where a ray hits a surface.
+ *
+ * Plain aggregates in double precision, lengths in mm. Sums run x, y, z: results depend on the
+ * order of the terms, since nothing is fused or rearranged.
+ */
+
+/** A point, a direction or a displacement. */
+struct trelVector
+{
+  double X = 0.0;
+  double Y = 0.0;
+  double Z = 0.0;
+
+  /** The component along @p axis: 0, 1 or 2 for x, y or z. */
+  double operator[](int axis) const { return axis == 0 ? X : axis == 1 ? Y : Z; }
+};
+
+inline trelVector operator+(const trelVector& a, const trelVector& b)
+{
+  return {a.X + b.X, a.Y + b.Y, a.Z + b.Z};
+}
+
+inline trelVector operator-(const trelVector& a, const trelVector& b)
+{
+  return {a.X - b.X, a.Y - b.Y, a.Z - b.Z};
+}
+
+inline trelVector operator-(const trelVector& a)
+{
+  return {-a.X, -a.Y, -a.Z};
+}
+
+inline trelVector operator*(double factor, const trelVector& a)
+{
+  return {factor * a.X, factor * a.Y, factor * a.Z};
+}
+
+inline trelVector operator/(const trelVector& a, double divisor)
+{
+  return {a.X / divisor, a.Y / divisor, a.Z / divisor};
+}
+
+inline double Dot(const trelVector& a, const trelVector& b)
+{
+  return a.X * b.X + a.Y * b.Y + a.Z * b.Z;
+}
+
+inline trelVector Cross(const trelVector& a, const trelVector& b)
+{
+  return {a.Y * b.Z - a.Z * b.Y, a.Z * b.X - a.X * b.Z, a.X * b.Y - a.Y * b.X};
+}
+
+inline double Length(const trelVector& a)
+{
+  return std::sqrt(Dot(a, a));
+}
+
+/** @p a divided by its length; a zero vector stays. */
+inline trelVector Normalized(const trelVector& a)
+{
+  const double length = Length(a);
+  return length == 0.0 ? a : a / length;
+}
+
+/** A half-line. The direction is a unit vector unless a function says otherwise; distances along
+ * the ray are counted in its length. */
+struct trelRay
+{
+  trelVector Origin;
+  trelVector Direction;
+
+  trelVector At(double distance) const { return Origin + distance * Direction; }
+};
+
+/** Where a ray meets a surface. */
+struct trelHit
+{
+  double Distance = 0.0;
+  int Face = 0;       ///< the part of the surface, numbered by each shape; of a mesh its triangle
+  trelVector Normal;  ///< unit normal of the surface there, away from the solid
+};
+
+#endif
