@@ -65,32 +65,6 @@ TEST(Tissue, FindsTheFirstEntryOfAWavelengthOrTheLast)
 
 // Single points in simple media stand in tests/models/sound.txt.
 
-/** Nested and overlapping tissues of all analytic kinds, one without a shape. */
-static void BuildCrowd(trelMedium& medium, trelShapeObject* outer)
-{
-  medium.SetOutermostTissueIndex(2);
-  AddTissue(medium, Place(new trelEllipsoid, 5, 5, 5, 12, 9, 7));
-  AddTissue(medium, nullptr);
-  AddTissue(medium, outer);
-  AddTissue(medium, Place(new trelCube, 8, 5, 4, 7, 6, 5));
-  AddTissue(medium, Place(new trelCylinder, -9, -8, 0, 4, 6, 11));
-  AddTissue(medium, Place(new trelEllipsoid, 6, 6, 5, 2, 2, 2));
-  AddTissue(medium, Place(new trelCube, 17, 0, 0, 3, 3, 3));  // touches the bound at x = 20
-}
-
-/** The tissues whose shape has the point, or else the outermost one, by asking all of them. */
-static std::vector<int> FindHolders(const trelMedium& medium, double x, double y, double z)
-{
-  std::vector<int> holders;
-  for (int i = 0; i < medium.GetNumberOfTissues(); ++i) {
-    const trelShapeObject* shape = medium.GetTissue(i)->GetShape();
-    if (i == medium.GetOutermostTissueIndex() || !shape) continue;
-    if (shape->LocatePoint(x, y, z) != PointOutside) holders.push_back(i);
-  }
-  if (holders.empty()) holders.push_back(medium.GetOutermostTissueIndex());
-  return holders;
-}
-
 /** Points all over a box somewhat larger than the medium, a third of them on borders of cells. */
 class PointsInAndAround
 {
@@ -114,32 +88,6 @@ private:
   std::mt19937 Generator;
   double Box[6];
 };
-
-TEST(Medium, AgreesWithAskingEveryShape)
-{
-  trelShapeObject* const outers[] = {Place(new trelCube, 0, 0, 0, 20, 20, 20),
-                                     Place(new trelCylinder, 0, 0, 0, 20, 18, 16),
-                                     Place(new trelEllipsoid, 0, 0, 0, 25, 18, 16)};
-  for (trelShapeObject* outer : outers) {
-    SCOPED_TRACE(outer->GetClassName());
-    trelMedium medium;
-    BuildCrowd(medium, outer);
-    ASSERT_TRUE(medium.BuildTissueGrid());
-    PointsInAndAround next(*outer, 1);
-    int inside = 0;
-    for (int n = 0; n < 100000; ++n) {
-      const double x = next(0), y = next(1), z = next(2);
-      const int found = medium.GetTissueIndex(x, y, z);
-      ASSERT_EQ(found, medium.ConfirmTissueIndex(x, y, z)) << x << " " << y << " " << z;
-      inside += found >= 0;
-      // Holders outside of the outermost shape count only where their own cells say so.
-      if (outer->LocatePoint(x, y, z) == PointOutside) continue;
-      ASSERT_THAT(FindHolders(medium, x, y, z), testing::Contains(found))
-          << x << " " << y << " " << z;
-    }
-    EXPECT_GT(inside, 30000);
-  }
-}
 
 /** The look-up as one would tell it: the grid, cell by cell, and then every tissue in turn. Who
  *  claims a cell, and who gets it, is looked up in the boxes. */
