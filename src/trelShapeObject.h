@@ -3,6 +3,7 @@
 
 #include "trelGeometryTolerance.h"
 #include "trelObject.h"
+#include "trelVector.h"
 
 /** The kinds of shapes. Planar ones stand below 2; the transport and the results branch on it. */
 enum ShapeType : int
@@ -97,6 +98,18 @@ public:
   virtual bool IntersectRay(double x, double y, double z, double dx, double dy, double dz,
                             double* distance, int* face, double* nx, double* ny, double* nz,
                             int raySide) const = 0;
+
+  /** The two questions in the words of geometry. Of @p hit the distance goes in, too. */
+  PointRelation LocatePoint(const trelVector& point) const
+  {
+    return LocatePoint(point.X, point.Y, point.Z);
+  }
+  bool FindHit(const trelRay& ray, RaySide side, trelHit* hit) const
+  {
+    return IntersectRay(ray.Origin.X, ray.Origin.Y, ray.Origin.Z, ray.Direction.X, ray.Direction.Y,
+                        ray.Direction.Z, &hit->Distance, &hit->Face, &hit->Normal.X, &hit->Normal.Y,
+                        &hit->Normal.Z, side);
+  }
 
   /** Centre of the shape, mm, default the origin. Setting it moves the bounding box. */
   void SetCenter(double x, double y, double z);
