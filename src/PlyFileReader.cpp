@@ -5,9 +5,9 @@
 #include <cmath>
 #include <cstring>
 #include <iterator>
-#include <new>
 
 #include "trelFaceUnitNormal.h"
+#include "trelMemory.h"
 #include "trelMeshText.h"
 #include "trelPaths.h"
 
@@ -375,11 +375,10 @@ bool PlyFileReader::seek_faces()
     return std::fseek(file, face_position, SEEK_SET) == 0 || fail(FaceReadError);
   if (!vertex_position_known) {
     std::vector<float> vertices;
-    try {
+    const bool fits = FitsInMemory([&] {
       if (check_counts()) vertices.resize(static_cast<std::size_t>(std::max(vertex_count, 0)) * 6);
-    } catch (const std::bad_alloc&) {
-      return fail("Please call PlyFileReader::read_vert_data() first!");
-    }
+    });
+    if (!fits) return fail("Please call PlyFileReader::read_vert_data() first!");
     if (!read_vert_data(vertices.data())) return false;
     vertex_cache.swap(vertices);
   }

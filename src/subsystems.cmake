@@ -31,9 +31,10 @@ endfunction()
 
 # The root class, reports, reference counts, the pipeline of stages, lists, paths, clock and threads.
 trel_subsystem(framework
-  HEADERS trelObjectMacros trelFileNames trelInlining trelVector
+  HEADERS trelObjectMacros trelFileNames trelInlining trelVector trelUntouchedTable
   CLASSES trelObject trelList trelProcessObject trelDataObject trelSimulationObject trelSource
-          trelFilter trelTarget trelReader trelWriter trelPaths trelClock trelThreads)
+          trelFilter trelTarget trelReader trelWriter trelPaths trelClock trelThreads
+          trelMemory)
 
 # Meshes as files hold them: vertices, triangles, tetrahedra and the faces between regions.
 trel_subsystem(meshes

@@ -2,11 +2,11 @@
 
 #include <cstdlib>
 #include <memory>
-#include <new>
 #include <ostream>
 #include <string>
 
 #include "trelClock.h"
+#include "trelMemory.h"
 #include "trelObjectMacros.h"
 #include "trelOpticalParameter.h"
 #include "trelOpticalSimulationFilter.h"
@@ -65,11 +65,7 @@ static void OverrideFirstTissue(trelSimulationParameter& parameter,
 template <class Work>
 static void GuardMemory(const char* report, Work work)
 {
-  try {
-    work();
-  } catch (const std::bad_alloc&) {
-    DisplayLiteral(report);
-  }
+  if (!FitsInMemory(work)) DisplayLiteral(report);
 }
 
 /** Holds a stage, which nobody registers, to the end of its run. */

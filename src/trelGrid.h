@@ -11,16 +11,14 @@
  *
  * The first dimension is outermost; in the time domain it is the time bin. The pages of a fresh
  * grid cost no memory until they are written, but all grids of the process together are held to
- * what the machine has (see Allocate), so that a run is refused before its first packet and not
- * killed in its last.
+ * what the machine has (TakeMemory).
  */
 class trelGrid
 {
 public:
   /**
    * A zeroed grid of the given extents, or null: if an extent is negative or its row alone exceeds
-   * 32 bits of bytes, or if the grids of the process would together exceed the memory available
-   * when the first of them was made. An extent of 0 gives a grid without cells.
+   * 32 bits of bytes, or if memory is short. An extent of 0 gives a grid without cells.
    */
   static trelGrid* Allocate(const std::vector<std::int32_t>& extents);
   ~trelGrid();
@@ -65,21 +63,5 @@ private:
   std::size_t NumberOfCells;
   std::vector<std::int32_t> Extents;
 };
-
-/**
- * A zeroed block of @p bytes that costs no memory until it is written, whatever its size; null if
- * not even the addresses are to be had. For tables whose length is a limit that a run hardly
- * reaches. FreeUntouchedBlock() takes the same size.
- */
-void* AllocateUntouchedBlock(std::size_t bytes);
-void FreeUntouchedBlock(void* block, std::size_t bytes);
-
-/**
- * Such a block for a table of @p rows rows of @p rowSize bytes that a run may well fill: it is held
- * to the memory of the machine together with all grids, and null beyond it or for a negative number
- * of rows. FreeTable() takes the same numbers.
- */
-void* AllocateTable(std::int64_t rows, std::size_t rowSize);
-void FreeTable(void* table, std::int64_t rows, std::size_t rowSize);
 
 #endif

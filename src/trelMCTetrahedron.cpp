@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
-#include <new>
 
 #include "trelAMReader.h"
+#include "trelMemory.h"
 #include "trelNeutralReader.h"
 #include "trelTetrahedron.h"
 
@@ -60,12 +60,13 @@ bool trelMCTetrahedron::CopyElements(trelTetrahedron& mesh)
   if (!corner || !owner || !region || regions < 0 || regions > trelVoxelTable::MaximumRegions) {
     return false;
   }
-  try {
+  const bool fits = FitsInMemory([&] {
     Tetrahedra.resize(count);
     RegionOfTetrahedron.assign(region, region + count);
     FaceOwners.resize(Triangles.size());
     Regions.resize(static_cast<std::size_t>(regions));
-  } catch (const std::bad_alloc&) {
+  });
+  if (!fits) {
     ErrorMacro("memory allocate error");
     return false;
   }

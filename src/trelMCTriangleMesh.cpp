@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <cmath>
 #include <iterator>
-#include <new>
 #include <numeric>
 #include <tuple>
 
+#include "trelMemory.h"
 #include "trelOFFReader.h"
 #include "trelPLYReader.h"
 #include "trelSTLReader.h"
@@ -95,10 +95,11 @@ static std::vector<std::pair<std::uint32_t, std::uint32_t>> FindOpenEdges(
 }
 
 /** Warns if the surface is not closed or meets itself along an edge: then the inside cannot be told
- *  from the outside reliably. */
+ *  from the outside reliably. The check is a service: without memory for it the mesh can be traced.
+ */
 void trelMCTriangleMesh::WarnOfOpenEdges() const
 {
-  try {
+  FitsInMemory([&] {
     const auto open = FindOpenEdges(Vertices, Triangles);
     if (open.empty()) return;
     const trelTraceableVertex &a = Vertices[open[0].first], &b = Vertices[open[0].second];
@@ -108,9 +109,7 @@ void trelMCTriangleMesh::WarnOfOpenEdges() const
                          << "from vertex " << open[0].first << " (" << a.X << ", " << a.Y << ", "
                          << a.Z << ") to vertex " << open[0].second << " (" << b.X << ", " << b.Y
                          << ", " << b.Z << "). Points may be taken to lie on the wrong side.");
-  } catch (const std::bad_alloc&) {
-    return;  // The check is a service; the mesh can be traced without it.
-  }
+  });
 }
 
 void trelMCTriangleMesh::GetRegionsOfTriangle(std::uint32_t /*t*/, std::int32_t regions[2]) const

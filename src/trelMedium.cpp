@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <new>
 
 #include "trelGeometryTolerance.h"
 #include "trelList.h"
 #include "trelMCTetrahedron.h"
+#include "trelMemory.h"
 #include "trelShapeObject.h"
 #include "trelTissueClaims.h"
 
@@ -144,12 +144,11 @@ bool trelMedium::BuildTissueGrid()
     ErrorMacro("initial model error!");
     return false;
   }
-  try {
+  const bool fits = FitsInMemory([&] {
     AllocateGrid(*GetOutermostTissue()->GetShape());
     GridReady = FillGrid();
-  } catch (const std::bad_alloc&) {
-    ReportNoMemory();
-  }
+  });
+  if (!fits) ReportNoMemory();
   return GridReady;
 }
 

@@ -211,22 +211,9 @@ void trelMediumResult::CopySaveFlags(const trelSimulationParameter& parameter)
 bool trelMediumResult::InitializePhotonFlyTimes(const trelSimulationParameter* parameter)
 {
   if (!parameter->GetSavePhotonFlyTime()) return true;
-  ReleaseFlyTimes();
-  PhotonFlyTimes =
-      static_cast<trelFlyTimeRow*>(AllocateTable(PhotonNumber, sizeof(trelFlyTimeRow)));
-  if (!PhotonFlyTimes) {
-    ErrorMacro("Out of memory while allocating memory for TOF!");
-    return false;
-  }
-  NumberOfFlyTimes = PhotonNumber;
-  return true;
-}
-
-void trelMediumResult::ReleaseFlyTimes()
-{
-  FreeTable(PhotonFlyTimes, NumberOfFlyTimes, sizeof(trelFlyTimeRow));
-  PhotonFlyTimes = nullptr;
-  NumberOfFlyTimes = 0;
+  const bool allocated = PhotonFlyTimes.AllocateWithinMemory(PhotonNumber);
+  if (!allocated) ErrorMacro("Out of memory while allocating memory for TOF!");
+  return allocated;
 }
 
 void trelMediumResult::ReleaseGrids(trelGridKind kind, trelGridDomains domains)
@@ -247,7 +234,7 @@ void trelMediumResult::ReleaseResults()
     for (const trelGridDomains domains : {DomainsCW, DomainsTD, DomainsFD})
       ReleaseGrids(kind, domains);
   }
-  ReleaseFlyTimes();
+  PhotonFlyTimes.Release();
   Mesh.Release();
 }
 

@@ -7,6 +7,7 @@
 #include "trelMeshSurface.h"
 #include "trelSimulationObject.h"
 #include "trelTimeTotals.h"
+#include "trelUntouchedTable.h"
 
 class trelSimulationParameter;
 
@@ -189,8 +190,8 @@ public:
   void IncrementAbsorpPhotonNum();
 
   /** The table of fly times, null if there is none, and its length. */
-  trelFlyTimeRow* GetPhotonFlyTimes() const { return PhotonFlyTimes; }
-  std::int64_t GetNumberOfFlyTimes() const { return NumberOfFlyTimes; }
+  trelFlyTimeRow* GetPhotonFlyTimes() const { return PhotonFlyTimes.GetRows(); }
+  std::int64_t GetNumberOfFlyTimes() const { return PhotonFlyTimes.GetNumberOfRows(); }
   /** Stores a packet that leaves in row @p row, its number among those that left: each packet has
    *  a row of its own. Nothing happens without a table or behind its end. */
   void RecordFlyTime(std::int64_t row, double x, double y, double z, double time);
@@ -201,7 +202,6 @@ private:
   bool AllocateGrids(const trelGridUses& uses, trelGridKind kind, trelGridDomains domains);
   bool AllocateTimeTotals(trelGridKind kind);
   void ReleaseGrids(trelGridKind kind, trelGridDomains domains);
-  void ReleaseFlyTimes();
   void CopyWindow(const trelSimulationParameter& parameter);
   void CopySaveFlags(const trelSimulationParameter& parameter);
   bool CopyMesh(const trelShapeObject& shape);
@@ -227,8 +227,7 @@ private:
   double Totals[NumberOfTotals] = {};
   trelTimeTotals TimeTotals;
   trelGridRange Ranges[NumberOfGridDomains][NumberOfGridKinds];
-  trelFlyTimeRow* PhotonFlyTimes = nullptr;
-  std::int64_t NumberOfFlyTimes = 0;
+  trelUntouchedTable<trelFlyTimeRow> PhotonFlyTimes;
 
 public:
   // What the tables name: GetAbsorptionXYZ, GetTDAbsorptionXYZ, GetFDAbsorptionXYZReal, ...Imag,
@@ -266,8 +265,8 @@ inline void trelMediumResult::IncrementAbsorpPhotonNum()
 inline void trelMediumResult::RecordFlyTime(std::int64_t row, double x, double y, double z,
                                             double time)
 {
-  if (!PhotonFlyTimes || row < 0 || row >= NumberOfFlyTimes) return;
-  double* values = PhotonFlyTimes[row];
+  if (row < 0 || row >= PhotonFlyTimes.GetNumberOfRows()) return;
+  double* values = PhotonFlyTimes.GetRows()[row];
   values[0] = x;
   values[1] = y;
   values[2] = z;

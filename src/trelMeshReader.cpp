@@ -1,7 +1,6 @@
 #include "trelMeshReader.h"
 
-#include <new>
-
+#include "trelMemory.h"
 #include "trelTriangleMesh.h"
 
 trelMeshReader::~trelMeshReader()
@@ -23,11 +22,7 @@ bool trelMeshReader::Execute()
   }
   if (!OpenFile(GetFileName(0))) return false;
   bool complete = false;
-  try {
-    complete = ReadMesh();
-  } catch (const std::bad_alloc&) {
-    Fail("memory allocate error");
-  }
+  if (!FitsInMemory([&] { complete = ReadMesh(); })) Fail("memory allocate error");
   CloseFile();
   if (!complete) ReportError(std::string(GetFileName(0)) + ": \n" + lastError);
   return complete;

@@ -1,11 +1,11 @@
 #include "trelModelIndex.h"
 
 #include <algorithm>
-#include <new>
 
 #include "trelLightSource.h"
 #include "trelList.h"
 #include "trelMedium.h"
+#include "trelMemory.h"
 #include "trelOpticalParameter.h"
 #include "trelSimulationParameter.h"
 #include "trelSpectrum.h"
@@ -52,12 +52,7 @@ bool trelModelIndex::Allocate(trelSimulationParameter& parameter, std::int32_t s
   *this = trelModelIndex();
   if (CountObjects(sources, tissues, spectra) > MaximumOfObjects) return false;
   NumberOfSpectra = std::max(spectra, 0);
-  try {
-    AllocateAll(parameter, sources, tissues);
-  } catch (const std::bad_alloc&) {
-    return false;
-  }
-  return true;
+  return FitsInMemory([&] { AllocateAll(parameter, sources, tissues); });
 }
 
 void trelModelIndex::AllocateAll(trelSimulationParameter& parameter, std::int32_t sources,

@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "trelDetectorArrayResult.h"
-#include "trelGrid.h"
 #include "trelLightSource.h"
 #include "trelMedium.h"
 #include "trelMediumResult.h"
@@ -24,7 +23,7 @@ void trelSimulationResult::ReleaseResults()
 {
   DeleteMediumResults();
   DeleteDetectorResults();
-  ReleaseTrajectory();
+  Trajectory.Release();
 }
 
 void trelSimulationResult::DeleteMediumResults()
@@ -35,13 +34,6 @@ void trelSimulationResult::DeleteMediumResults()
 void trelSimulationResult::DeleteDetectorResults()
 {
   ReleaseList<trelDetectorArrayResult>(DetectorResults, &trelDetectorArrayResult::Delete);
-}
-
-void trelSimulationResult::ReleaseTrajectory()
-{
-  FreeUntouchedBlock(Trajectory, TrajectorySize * sizeof(trelTrajectoryRow));
-  Trajectory = nullptr;
-  TrajectorySize = 0;
 }
 
 bool trelSimulationResult::Initialize(trelSimulationParameter* parameter)
@@ -113,16 +105,9 @@ bool trelSimulationResult::InitializeDetectorResults(trelSimulationParameter* pa
 
 bool trelSimulationResult::InitializeTrajectory(trelSimulationParameter* parameter)
 {
-  ReleaseTrajectory();
-  const auto size = static_cast<std::uint32_t>(std::max(parameter->GetStepNumberMax(), 0));
-  void* block = AllocateUntouchedBlock(size * sizeof(trelTrajectoryRow));
-  if (!block) {
-    ErrorMacro("initial photon trajectory result error!");
-    return false;
-  }
-  Trajectory = static_cast<trelTrajectoryRow*>(block);
-  TrajectorySize = size;
-  return true;
+  const bool allocated = Trajectory.Allocate(std::max(parameter->GetStepNumberMax(), 0));
+  if (!allocated) ErrorMacro("initial photon trajectory result error!");
+  return allocated;
 }
 
 trelMediumResult* trelSimulationResult::GetMediumResult(int i) const

@@ -5,6 +5,7 @@
 
 #include "trelDataObject.h"
 #include "trelList.h"
+#include "trelUntouchedTable.h"
 
 class trelDetectorArrayResult;
 class trelMediumResult;
@@ -73,15 +74,16 @@ public:
   std::int32_t GetRuntime() const { return Runtime; }
 
   /** The path of one packet, a row for each step that a packet may do; null before Initialize(). */
-  trelTrajectoryRow* GetTrajectory() const { return Trajectory; }
-  std::uint32_t GetTrajectorySize() const { return TrajectorySize; }
+  trelTrajectoryRow* GetTrajectory() const { return Trajectory.GetRows(); }
+  std::uint32_t GetTrajectorySize() const
+  {
+    return static_cast<std::uint32_t>(Trajectory.GetNumberOfRows());
+  }
   /** The number of rows in use. */
   void SetTrajectoryStepNum(std::int32_t count) { TrajectoryStepNum = count; }
   std::int32_t GetTrajectoryStepNum() const { return TrajectoryStepNum; }
 
 private:
-  void ReleaseTrajectory();
-
   std::int32_t Dimension = 1;
   bool DomainCW = true;
   bool DomainTD = false;
@@ -91,8 +93,7 @@ private:
   trelList* MediumResults;
   trelList* DetectorResults;
   std::int32_t Runtime = 0;
-  std::uint32_t TrajectorySize = 0;
-  trelTrajectoryRow* Trajectory = nullptr;
+  trelUntouchedTable<trelTrajectoryRow> Trajectory;
   std::int32_t TrajectoryStepNum = 0;
 };
 

@@ -3,10 +3,10 @@
 #include <omp.h>
 
 #include <algorithm>
-#include <new>
 #include <tuple>
 #include <vector>
 
+#include "trelMemory.h"
 #include "trelOuterSurface.h"
 #include "trelThreads.h"
 
@@ -110,14 +110,14 @@ static std::vector<trelKeptFace> BoundaryFaces(const std::vector<trelTetrahedron
 
 bool trelTetrahedron::BuildFaces()
 {
-  try {
-    if (!KeepBoundaryFaces()) return false;
+  bool built = false;
+  const bool fits = FitsInMemory([&] {
+    if (!KeepBoundaryFaces()) return;
     OrientOuterSurface();
-    return true;
-  } catch (const std::bad_alloc&) {
-    ErrorMacro("your face data's memory is not right allocated");
-    return false;
-  }
+    built = true;
+  });
+  if (!fits) ErrorMacro("your face data's memory is not right allocated");
+  return built;
 }
 
 bool trelTetrahedron::KeepBoundaryFaces()

@@ -4,9 +4,9 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
-#include <new>
 #include <utility>
 
+#include "trelMemory.h"
 #include "trelMesh.h"
 #include "trelMeshReader.h"
 
@@ -70,10 +70,11 @@ bool trelTraceableMesh::CopySurface(trelMesh& mesh)
   const float* v = mesh.GetVertexData();
   const std::uint32_t* f = mesh.GetFaceData();
   if (!v || !f || faces == 0) return false;
-  try {
+  const bool fits = FitsInMemory([&] {
     Vertices.resize(vertices);
     Triangles.resize(faces);
-  } catch (const std::bad_alloc&) {
+  });
+  if (!fits) {
     ReportError("memory allocate error");
     return false;
   }
@@ -141,11 +142,7 @@ void trelTraceableMesh::SetBox()
 bool trelTraceableMesh::FillTable(int threads) const
 {
   std::vector<trelTracedTriangle> traced;
-  try {
-    traced.resize(Triangles.size());
-  } catch (const std::bad_alloc&) {
-    return false;
-  }
+  if (!FitsInMemory([&] { traced.resize(Triangles.size()); })) return false;
   for (std::uint32_t t = 0; t < GetNumberOfTriangles(); ++t) {
     for (int c = 0; c < 3; ++c)
       GetPosition(Triangles[t].Vertices[c], traced[t].Corners[c]);

@@ -1,0 +1,45 @@
+#ifndef trelMemory_h
+#define trelMemory_h
+
+#include <cstddef>
+#include <new>
+
+/**
+ * @file trelMemory.h
+ * Memory in one place: what may run out of it, what all large tables together may take, and blocks
+ * that cost nothing until they are written.
+ */
+
+/**
+ * Does @p action, which may allocate by the standard library, and tells whether the memory was
+ * enough. If not, the action broke off where the allocation failed: what it made by then belongs to
+ * its owners. The only place where an exception ends; no operation throws one itself.
+ */
+template <class Action>
+bool FitsInMemory(const Action& action)
+{
+  try {
+    action();
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+  return true;
+}
+
+/**
+ * Takes @p bytes from what the machine can give: free memory and caches, cut by the limit of a
+ * container if there is one, measured at the first call. False, and nothing taken, if less is left:
+ * so that a run is refused before its first packet and not killed in its last. Main thread only.
+ */
+bool TakeMemory(std::size_t bytes);
+/** Gives back what TakeMemory() took. */
+void ReturnMemory(std::size_t bytes);
+
+/**
+ * A zeroed block of @p bytes whose pages cost no memory until they are written, whatever its size;
+ * null if there are not even enough addresses. FreeUntouchedBlock() takes the same size.
+ */
+void* AllocateUntouchedBlock(std::size_t bytes);
+void FreeUntouchedBlock(void* block, std::size_t bytes);
+
+#endif
