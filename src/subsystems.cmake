@@ -62,7 +62,7 @@ trel_subsystem(model
   HEADERS trelModelTypes trelLaunchContext
   CLASSES trelOpticalParameter trelSpectrum trelTissue trelTissueClaims trelTissueReach trelMedium trelLightSource trelDetector
           trelPlaneDetector trelFiberDetector trelObjectDisplay trelPhoton trelParameterValidation
-          trelSimulationParameter trelTissueTraps trelModelTraps)
+          trelScoringRegion trelSimulationParameter trelTissueTraps trelModelTraps)
 
 # The parameter file (.trl) and how it becomes a model.
 trel_subsystem(parameter_file

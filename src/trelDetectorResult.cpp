@@ -4,7 +4,6 @@
 #include <cmath>
 
 #include "trelFiberDetector.h"
-#include "trelParameterValidation.h"
 #include "trelPlaneDetector.h"
 #include "trelSimulationParameter.h"
 

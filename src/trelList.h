@@ -65,6 +65,13 @@ private:
   Node* Cursor = nullptr;
 };
 
+/** All items of @p list; none of a null list. */
+template <class Item>
+std::vector<Item*> ItemsOf(const trelList* list)
+{
+  return list ? list->GetItems<Item>() : std::vector<Item*>();
+}
+
 /**
  * Lets go of every item of @p list (of the class @p Item) with @p release, a member such as
  * &trelObject::UnRegister, destroys the list and sets the pointer to null. A null list is fine.

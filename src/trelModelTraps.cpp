@@ -215,7 +215,7 @@ static std::string FindShortRegion(const trelSimulationParameter& parameter)
   const SimulationDimension dimension = parameter.GetDimension();
   std::string words;
   int needed = 0;
-  for (const trelAxis axis : parameter.AxesInUse()) {
+  for (const trelAxis axis : parameter.GetScoringDemand().Axes) {
     // In space the angles that are left out are those of a whole turn.
     if (dimension == Dimension3D && axis >= AxisAzimuth) continue;
     if (2 * axis + 2 <= parameter.GetROINumbersGiven() || IsWholeAlong(parameter, axis)) continue;

@@ -1,10 +1,15 @@
 #include "trelParameterValidation.h"
 
 #include <algorithm>
-#include <cmath>
 #include <limits>
 
+#include "trelLightSource.h"
+#include "trelList.h"
+#include "trelMedium.h"
 #include "trelOpticalParameter.h"
+#include "trelSimulationParameter.h"
+#include "trelSpectrum.h"
+#include "trelTissue.h"
 
 /** The kinds of light that the sources of a simulation may have, and what is said of any other. */
 struct trelParameterValidationLuminousRule
@@ -23,7 +28,8 @@ static const trelParameterValidationLuminousRule luminousRules[] = {
     {DOT, LuminousDiffuse, LuminousDiffuse,
      "The luminous type of the light source in DOT is wrong!\n"}};
 
-const char* FindLuminousFault(SimulationType simulation, LuminousType luminous)
+/** What is wrong with a light source of this kind in a simulation of this type; null if nothing. */
+static const char* FindLuminousFault(SimulationType simulation, LuminousType luminous)
 {
   for (const trelParameterValidationLuminousRule& rule : luminousRules) {
     if (rule.Simulation != simulation) continue;
@@ -32,14 +38,15 @@ const char* FindLuminousFault(SimulationType simulation, LuminousType luminous)
   return nullptr;
 }
 
-/** Whether a coefficient lies in its range; infinity and what is not a number lie in none. */
+/** Whether a coefficient lies in its range; infinity and NaN lie in none. */
 static bool IsWithin(double value, double least,
                      double greatest = std::numeric_limits<double>::max())
 {
   return value >= least && value <= greatest;
 }
 
-const char* FindOpticalFault(const trelOpticalParameter& optics)
+/** What makes the coefficients impossible; null if nothing. */
+static const char* FindOpticalFault(const trelOpticalParameter& optics)
 {
   if (!IsWithin(optics.GetAbsorption(), 0.0)) return "Non-physical absorption coefficient!\n";
   if (!IsWithin(optics.GetScattering(), 0.0)) return "Non-physical scattering coefficient!\n";
@@ -47,9 +54,69 @@ const char* FindOpticalFault(const trelOpticalParameter& optics)
   return IsWithin(optics.GetRefractiveIndex(), 1.0) ? nullptr : "Index of refraction < 1!\n";
 }
 
-// The rectangle's word is not the coordinate that it gets: logs are
-// searched for the text as it is.
-static const trelSurfaceCoordinateRule surfaceCoordinateRules[] = {
+/** The entries of @p list that belong to a wavelength: there may be more. */
+template <class Entry>
+static std::vector<Entry*> EntriesInUse(const trelList* list, std::int32_t wavelengths)
+{
+  std::vector<Entry*> entries = ItemsOf<Entry>(list);
+  entries.resize(std::min(entries.size(), static_cast<std::size_t>(wavelengths)));
+  return entries;
+}
+
+static bool HasNegativeEnergy(const trelSimulationParameter& parameter)
+{
+  const std::int32_t wavelengths = parameter.GetNumberOfWavelengths();
+  for (const trelLightSource* source : ItemsOf<trelLightSource>(parameter.GetLightSources())) {
+    for (const trelSpectrum* spectrum :
+         EntriesInUse<trelSpectrum>(source->GetSpectra(), wavelengths)) {
+      if (spectrum->GetEnergy() < 0.0) return true;
+    }
+  }
+  return false;
+}
+
+static std::string FindTissueFault(const trelSimulationParameter& parameter,
+                                   const trelWarningTaker& warn)
+{
+  const std::int32_t wavelengths = parameter.GetNumberOfWavelengths();
+  const trelMedium* medium = parameter.GetMedium();
+  for (const trelTissue* tissue : ItemsOf<trelTissue>(medium ? medium->GetTissues() : nullptr)) {
+    for (const trelOpticalParameter* optics :
+         EntriesInUse<trelOpticalParameter>(tissue->GetOpticalParameters(), wavelengths)) {
+      if (optics->GetScattering() == 0.0 && !(optics->GetAbsorption() < 0.0)) {
+        warn("Zero scattering coefficient!\n");
+      }
+      if (const char* fault = FindOpticalFault(*optics)) return fault;
+    }
+  }
+  return "";
+}
+
+std::string FindModelFault(const trelSimulationParameter& parameter, const trelWarningTaker& warn)
+{
+  const bool isTimed = parameter.GetTimeDomain() || parameter.GetFrequencyDomain();
+  const SimulationType simulation = parameter.GetSimulationType();
+  if (isTimed && simulation == BLT) {
+    return "The simulation of BLT cannot be conducted in time-domain or frequency-domain!\n";
+  }
+  for (const trelLightSource* source : ItemsOf<trelLightSource>(parameter.GetLightSources())) {
+    if (const char* fault = FindLuminousFault(simulation, source->GetLuminousType())) return fault;
+  }
+  if (HasNegativeEnergy(parameter)) return "Spectrum Energy < 0!\n";
+  return FindTissueFault(parameter, warn);
+}
+
+/** Which cells the surface of an outer shape can have. */
+struct trelParameterValidationCoordinateRule
+{
+  ShapeType Shape;
+  CoordinateType Accepted; /**< replaces one that is not accepted */
+  CoordinateType AlsoAccepted;
+  const char* Word; /**< how the warning about the replacement calls it */
+};
+
+// The rectangle's word is not the coordinate that it gets: logs are searched for the text as it is.
+static const trelParameterValidationCoordinateRule surfaceCoordinateRules[] = {
     {ShapeRectangle, CoordinateCartesian, CoordinateCartesian, "Polar"},
     {ShapeEllipse, CoordinatePolar, CoordinatePolar, "Polar"},
     {ShapeEllipsoid, CoordinateSpherical, CoordinateSpherical, "Spherical"},
@@ -58,12 +125,19 @@ static const trelSurfaceCoordinateRule surfaceCoordinateRules[] = {
     {ShapeCube, CoordinateCartesian, CoordinateCartesian, "Cartesian"},
     {ShapeTetrahedron, CoordinateCartesian, CoordinateCartesian, "Cartesian"}};
 
-const trelSurfaceCoordinateRule* FindSurfaceCoordinateRule(ShapeType shape)
+CoordinateType FitTransmittanceCoordinate(const trelSimulationParameter& parameter,
+                                          const trelWarningTaker& warn)
 {
-  for (const trelSurfaceCoordinateRule& rule : surfaceCoordinateRules) {
-    if (rule.Shape == shape) return &rule;
+  const CoordinateType coordinate = parameter.GetTransmittanceCoordinate();
+  const trelShapeObject* shape = parameter.GetOuterShape();
+  for (const trelParameterValidationCoordinateRule& rule : surfaceCoordinateRules) {
+    if (!shape || rule.Shape != shape->GetShapeType()) continue;
+    if (coordinate == rule.Accepted || coordinate == rule.AlsoAccepted) return coordinate;
+    warn("The coordinate type for saving the transmittance is modified to the " +
+         std::string(rule.Word) + " automatically!\n");
+    return rule.Accepted;
   }
-  return nullptr;
+  return coordinate;
 }
 
 const char* GetAxisWord(trelAxis axis)
@@ -120,17 +194,25 @@ std::vector<trelAxis> GetTransmittanceAxes(CoordinateType coordinate, Simulation
   return {};
 }
 
-std::int32_t CountCells(double range, double separation)
+std::string FindGridFault(const trelSimulationParameter& parameter, const trelScoringRegion& region)
 {
-  const double cells = std::ceil(range / separation);
-  if (std::isnan(cells)) return 0;
-  constexpr double least = std::numeric_limits<std::int32_t>::min();
-  constexpr double most = std::numeric_limits<std::int32_t>::max();
-  return static_cast<std::int32_t>(std::clamp(cells, least, most));
-}
-
-void CutRange(double lo, double hi, double* min, double* max)
-{
-  if (hi < *min || lo > *min) *min = lo;
-  if (lo > *max || hi < *max) *max = hi;
+  const bool isSeen = parameter.GetContinuousWave() && parameter.GetSaveTransmittance();
+  if (parameter.GetNumberOfDetectors() > 0 && !isSeen) {
+    return "The simulation of light propagation in freespace must be conducted in continue-wave "
+           "domain!\n";
+  }
+  for (const trelAxis axis : parameter.GetScoringDemand().Axes) {
+    if (region.GetSeparations()[axis] == 0.0) {
+      return "The separation of ROI along " + std::string(GetAxisWord(axis)) + " cannot be zero!\n";
+    }
+  }
+  // The deflection range is not tested: a reversed one has a negative number of cells, or none, and
+  // the grids that need it then find no memory.
+  for (const trelAxis axis : {AxisX, AxisY, AxisZ, AxisRadial, AxisAzimuth}) {
+    if (region.GetROI()[2 * axis + 1] < region.GetROI()[2 * axis]) {
+      return "The minimum cannot be greater than maximum in the setting of ROI along " +
+             std::string(GetAxisWord(axis)) + "!\n";
+    }
+  }
+  return "";
 }

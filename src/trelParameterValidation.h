@@ -1,38 +1,38 @@
 #ifndef trelParameterValidation_h
 #define trelParameterValidation_h
 
-#include <cstdint>
+#include <functional>
+#include <string>
 #include <vector>
 
 #include "trelModelTypes.h"
 #include "trelShapeObject.h"
 
-class trelOpticalParameter;
+class trelScoringRegion;
+class trelSimulationParameter;
 
 /**
  * @file trelParameterValidation.h
- * The rules that trelSimulationParameter checks a model by: which values are possible, which grid
- * suits which shape, along which axes a grid is divided and into how many cells. They look at
- * values and report nothing themselves.
+ * The rules that a model is checked by: which values are possible, which grid suits which shape and
+ * along which axes a grid is divided. They look at values and report nothing themselves: the first
+ * fault, in the order of the checks, is what a function returns, and empty if there is none.
  */
 
-/** What is wrong with a light source of this kind in a simulation of this type; null if nothing. */
-const char* FindLuminousFault(SimulationType simulation, LuminousType luminous);
+/** Takes what is odd, but no fault. */
+using trelWarningTaker = std::function<void(const std::string&)>;
 
-/** What makes the coefficients impossible; null if nothing. */
-const char* FindOpticalFault(const trelOpticalParameter& optics);
+/** What is wrong with domains, sources, energies and tissues. */
+std::string FindModelFault(const trelSimulationParameter& parameter, const trelWarningTaker& warn);
 
-/** Which cells the surface of an outer shape can have. */
-struct trelSurfaceCoordinateRule
-{
-  ShapeType Shape;
-  CoordinateType Accepted; /**< replaces one that is not accepted */
-  CoordinateType AlsoAccepted;
-  const char* Word; /**< how the warning about the replacement calls it */
-};
+/** What is wrong with detectors, with the separations that the grids need, and with the ranges of
+ *  @p region. */
+std::string FindGridFault(const trelSimulationParameter& parameter,
+                          const trelScoringRegion& region);
 
-/** The rule for an outer shape of this kind; null if there is none. */
-const trelSurfaceCoordinateRule* FindSurfaceCoordinateRule(ShapeType shape);
+/** The transmittance coordinate of @p parameter, or after a warning the one that takes its place on
+ *  the outer shape. */
+CoordinateType FitTransmittanceCoordinate(const trelSimulationParameter& parameter,
+                                          const trelWarningTaker& warn);
 
 /** How messages call an axis, for example "X-Axis" or "radial direction". */
 const char* GetAxisWord(trelAxis axis);
@@ -44,15 +44,5 @@ std::vector<trelAxis> GetAbsorptionAxes(CoordinateType coordinate, SimulationDim
  *  such grids. */
 std::vector<trelAxis> GetTransmittanceAxes(CoordinateType coordinate, SimulationDimension dimension,
                                            ShapeType shape);
-
-/**
- * The number of cells of size @p separation that cover @p range, below 0 for a reversed range. It
- * is held to what the integer can hold, for the allocation to refuse; 0 if it is not a number.
- */
-std::int32_t CountCells(double range, double separation);
-
-/** Holds the range from @p min to @p max to the limits @p lo and @p hi. A bound beyond either limit
- *  falls back to its own limit, so that a range wholly outside becomes the limits. */
-void CutRange(double lo, double hi, double* min, double* max);
 
 #endif

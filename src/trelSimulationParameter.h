@@ -6,12 +6,12 @@
 
 #include "trelDataObject.h"
 #include "trelModelTypes.h"
+#include "trelScoringRegion.h"
 
 class trelDetector;
 class trelLightSource;
 class trelList;
 class trelMedium;
-class trelOpticalParameter;
 class trelShapeObject;
 class trelTissue;
 
@@ -20,8 +20,8 @@ class trelTissue;
  * @brief   the whole model and every setting of a run
  *
  * The reader fills it once, Validate checks it, and transport, free space and the writer only read
- * it. What follows from the settings (the cut region of interest, the numbers of cells, the face
- * flags) is computed on first demand; the set-up of a run asks for it before any thread starts.
+ * it. What follows for the grids (trelScoringRegion) is computed on first demand; the set-up of a
+ * run asks for it before any thread starts.
  *
  * Lengths in mm, times in ps, angles of the region of interest in degrees.
  */
@@ -30,10 +30,6 @@ class trelSimulationParameter final : public trelDataObject
   trelTypeMacro(trelSimulationParameter, trelDataObject)
 
 public:
-  static constexpr int NumberOfCubeFaces = 6;
-  static constexpr int NumberOfCylinderFaces = 3;
-  static constexpr int NumberOfRectangleEdges = 4;
-
   trelSimulationParameter();
   ~trelSimulationParameter() override;
 
@@ -120,54 +116,65 @@ public:
   /** Keeps a seed of the parameter file. Nothing reads the seeds: the clock seeds the streams. */
   void AddThreadSeed(std::int32_t seed) { ThreadSeeds.push_back(seed); }
 
+  /** Region of interest, cells, time gates and face flags, worked out if need be and possible. */
+  const trelScoringRegion& GetScoringRegion() const;
+  /** Works them out, if there is an outer shape. */
+  void ComputeCounts() const;
+  /** What the grids to be saved need: their axes, the absorption's first, and the rest. */
+  trelScoringDemand GetScoringDemand() const;
+
   /** Size of a cell along each axis, default 1 each. Validate refuses 0 where a grid is divided
    *  along the axis; a size below 0 gives no cells. */
   void SetSeparations(double x, double y, double z, double radial, double azimuth,
                       double deflection);
   void GetSeparations(double separations[NumberOfAxes]) const;
-  double GetSeparationX() const { return Separations[AxisX]; }
-  double GetSeparationY() const { return Separations[AxisY]; }
-  double GetSeparationZ() const { return Separations[AxisZ]; }
-  double GetSeparationRadial() const { return Separations[AxisRadial]; }
-  double GetSeparationAzimuth() const { return Separations[AxisAzimuth]; }
-  double GetSeparationDeflection() const { return Separations[AxisDeflection]; }
+  double GetSeparationX() const { return Region.GetSeparations()[AxisX]; }
+  double GetSeparationY() const { return Region.GetSeparations()[AxisY]; }
+  double GetSeparationZ() const { return Region.GetSeparations()[AxisZ]; }
+  double GetSeparationRadial() const { return Region.GetSeparations()[AxisRadial]; }
+  double GetSeparationAzimuth() const { return Region.GetSeparations()[AxisAzimuth]; }
+  double GetSeparationDeflection() const { return Region.GetSeparations()[AxisDeflection]; }
 
   /** The time gates: start and end of the range and width of a gate, default 0, 0, 10. */
-  void SetTimeRange(double start, double end, double step);
-  double GetTimeStep() const { return TimeStep; }
-  double GetTimeStart() const;
-  double GetTimeEnd() const;
+  void SetTimeRange(double start, double end, double step)
+  {
+    Region.SetTimeRange(start, end, step);
+  }
+  double GetTimeStep() const { return Region.GetTimeStep(); }
+  double GetTimeStart() const { return GetScoringRegion().GetTimeStart(); }
+  double GetTimeEnd() const { return GetScoringRegion().GetTimeEnd(); }
   /** Number of time gates, 0 outside of the time domain; below 0 when the range is reversed. */
-  std::int32_t GetNumberOfTimeSteps() const;
+  std::int32_t GetNumberOfTimeSteps() const { return GetScoringRegion().GetNumberOfTimeSteps(); }
 
   /**
    * The region of interest: minimum and maximum along each axis in the order of trelAxis. What is
    * not set becomes the bounding box, all radii and all angles; what is set is cut to these.
    * @p given is how many of the numbers, in their order, the user gave; the others are defaults.
    */
-  void SetROI(const double roi[2 * NumberOfAxes], std::int32_t given = 2 * NumberOfAxes);
+  void SetROI(const double roi[2 * NumberOfAxes], std::int32_t given = 2 * NumberOfAxes)
+  {
+    Region.SetROI(roi, given);
+  }
   /** How many numbers of the region were given, default all: none is missing. */
-  std::int32_t GetROINumbersGiven() const { return ROINumbersGiven; }
+  std::int32_t GetROINumbersGiven() const { return Region.GetROINumbersGiven(); }
   void GetROI(double roi[2 * NumberOfAxes]) const;
 
-  /** The axes of the grids to be saved, the absorption's first. An axis may stand twice. */
-  std::vector<trelAxis> AxesInUse() const;
   /** Number of cells along an axis; 0 where no grid needs the axis. */
-  std::int32_t GetNumberX() const { return GetCount(AxisX); }
-  std::int32_t GetNumberY() const { return GetCount(AxisY); }
-  std::int32_t GetNumberZ() const { return GetCount(AxisZ); }
-  std::int32_t GetNumberRadial() const { return GetCount(AxisRadial); }
-  std::int32_t GetNumberAzimuth() const { return GetCount(AxisAzimuth); }
-  std::int32_t GetNumberDeflection() const { return GetCount(AxisDeflection); }
+  std::int32_t GetNumberX() const { return GetScoringRegion().GetCounts()[AxisX]; }
+  std::int32_t GetNumberY() const { return GetScoringRegion().GetCounts()[AxisY]; }
+  std::int32_t GetNumberZ() const { return GetScoringRegion().GetCounts()[AxisZ]; }
+  std::int32_t GetNumberRadial() const { return GetScoringRegion().GetCounts()[AxisRadial]; }
+  std::int32_t GetNumberAzimuth() const { return GetScoringRegion().GetCounts()[AxisAzimuth]; }
+  std::int32_t GetNumberDeflection() const
+  {
+    return GetScoringRegion().GetCounts()[AxisDeflection];
+  }
   void GetCounts(std::int32_t counts[NumberOfAxes]) const;
 
-  /** Whether each face lies in the region of interest: Z maximum, Z minimum, X maximum, X minimum,
-   *  Y minimum, Y maximum. */
-  void GetCubeFaceFlags(bool flags[NumberOfCubeFaces]) const;
-  /** The same for the top and the bottom of a cylinder; the third, its side, is always true. */
-  void GetCylinderFaceFlags(bool flags[NumberOfCylinderFaces]) const;
-  /** The same for the edges of a rectangle: Y maximum, Y minimum, X minimum, X maximum. */
-  void GetRectangleEdgeFlags(bool flags[NumberOfRectangleEdges]) const;
+  /** Whether each face lies in the region of interest, in the orders of trelScoringRegion. */
+  void GetCubeFaceFlags(bool flags[trelScoringRegion::NumberOfCubeFaces]) const;
+  void GetCylinderFaceFlags(bool flags[trelScoringRegion::NumberOfCylinderFaces]) const;
+  void GetRectangleEdgeFlags(bool flags[trelScoringRegion::NumberOfRectangleEdges]) const;
 
   /** Builds what ray queries and look-ups need: voxel tables of meshes and the medium's grid.
    *  Called on the main thread before the first packet. */
@@ -179,26 +186,7 @@ public:
    */
   bool Validate();
 
-  /** Works out the region of interest, the numbers of cells and of time gates and the face flags,
-   *  if there is an outer shape. The getters call it on first demand; flags once cleared stay
-   *  cleared. */
-  void ComputeCounts() const;
-
 private:
-  std::int32_t GetCount(trelAxis axis) const;
-
-  bool ValidateLuminousTypes();
-  bool ValidateEnergies();
-  bool ValidateTissues();
-  bool ValidateOptics(const trelOpticalParameter& optics);
-  void FitTransmittanceCoordinate();
-  bool ValidateSeparations();
-  bool ValidateROI();
-
-  double RadialLimit(const trelShapeObject& shape) const;
-  void ComputeROI(const trelShapeObject& shape) const;
-  void ComputeFaceFlags(const trelShapeObject& shape) const;
-
   trelMedium* Medium;
   trelList* LightSources;
   trelList* Detectors;
@@ -216,12 +204,6 @@ private:
   bool ContinuousWave = true;
   bool TimeDomain = false;
   bool FrequencyDomain = false;
-  double Separations[NumberOfAxes] = {1.0, 1.0, 1.0, 1.0, 1.0, 1.0};
-  bool ROIGiven = false;
-  std::int32_t ROINumbersGiven = 2 * NumberOfAxes;
-  double TimeStart = 0.0;
-  double TimeEnd = 0.0;
-  double TimeStep = 10.0;
   std::int32_t FiberDetectorCount = 0;
   bool SaveFluenceRate = false;
   double Frequency = 0.0;
@@ -230,15 +212,7 @@ private:
   std::int32_t ThreadNumber = 1;
   std::vector<std::int32_t> ThreadSeeds;
 
-  // Derived on demand, by getters too.
-  mutable double ROI[2 * NumberOfAxes] = {};
-  mutable std::int32_t Counts[NumberOfAxes] = {};
-  mutable std::int32_t NumberOfTimeSteps = 0;
-  mutable bool CubeFaceFlags[NumberOfCubeFaces] = {true, true, true, true, true, true};
-  mutable bool CylinderFaceFlags[NumberOfCylinderFaces] = {true, true, true};
-  mutable bool RectangleEdgeFlags[NumberOfRectangleEdges] = {true, true, true, true};
-  /** What is derived is up to date. */
-  mutable bool CountsValid = false;
+  mutable trelScoringRegion Region;  // worked out on demand, by getters too
 };
 
 #endif
