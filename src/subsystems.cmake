@@ -52,9 +52,10 @@ trel_subsystem(mesh_files
 # Shapes: where a point lies, how far along a ray the boundary is.
 trel_subsystem(geometry
   MAY_USE framework meshes mesh_files
-  HEADERS trelGeometryTolerance trelSlabSearch trelRayQuadratic trelAxisRay
+  HEADERS trelCoordinates trelShapeTraits trelGeometryTolerance trelSlabSearch trelRayQuadratic trelAxisRay
   CLASSES trelShapeObject trelCube trelCylinder trelEllipsoid trelRectangle trelEllipse
-          trelMeshPredicates trelVoxelTable trelTraceableMesh trelMCTriangleMesh trelMCTetrahedron)
+          trelMeshPredicates trelVoxelTable trelTraceableMesh trelMCTriangleMesh trelMCTetrahedron
+          trelShapeFactory)
 
 # The physical model and all settings of a run: tissues, sources, detectors, spectra, packets.
 trel_subsystem(model

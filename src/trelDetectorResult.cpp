@@ -5,6 +5,7 @@
 
 #include "trelFiberDetector.h"
 #include "trelPlaneDetector.h"
+#include "trelShapeObject.h"
 #include "trelSimulationParameter.h"
 
 static_assert(static_cast<int>(GridMeshFace) == NumberOfAxes,
@@ -70,36 +71,25 @@ bool trelDetectorResult::InitializeFiber(const trelSimulationParameter& paramete
     shape->GetCenter(Window.Center);
     shape->GetHalfAxes(&Window.HalfAxis[0], &Window.HalfAxis[1], &Window.HalfAxis[2]);
   }
-  if (!shape || !ChooseFiberCoordinate()) {
+  if (!shape) {
     ErrorMacro("error happens while compute fiberdetector count!");
     return false;
   }
+  ChooseFiberCoordinate(*shape);
   InitializeFiberRoi(parameter, detector);
   return InitializeFiberGrids();
 }
 
-/** The cells and the radius that go with the solid; false if there is no such solid. */
-bool trelDetectorResult::ChooseFiberCoordinate()
+/** The cells and the radius that go with the solid. Round ones have no radial window. */
+void trelDetectorResult::ChooseFiberCoordinate(const trelShapeObject& shape)
 {
-  const double a = Window.HalfAxis[0];
-  const double b = Window.HalfAxis[1];
-  switch (FiberShape) {
-    case ShapeEllipse:
-    case ShapeEllipsoid:
-      FiberCoordinate = CoordinateSpherical;
-      return true;
-    case ShapeCylinder:
-      FiberCoordinate = CoordinateCartesian;
-      FiberRadius = std::max(a, b);
-      return true;
-    case ShapeRectangle:
-    case ShapeTriangleMesh:
-    case ShapeCube:
-    case ShapeTetrahedron:
-      FiberRadius = std::sqrt(a * a + b * b);
-      return true;
+  const trelShapeTraits& traits = shape.GetTraits();
+  if (traits.IsAllRound()) {
+    FiberCoordinate = CoordinateSpherical;
+    return;
   }
-  return false;
+  FiberRadius = shape.GetRadialLimit();
+  if (traits.CurvedAxes > 0) FiberCoordinate = traits.Coordinate;
 }
 
 trelGridUses trelDetectorResult::GetUses() const
@@ -141,7 +131,7 @@ void trelDetectorResult::InitializeFiberRoi(const trelSimulationParameter& param
 bool trelDetectorResult::InitializeFiberGrids()
 {
   ReleaseFiberResult();
-  const bool isServed = FiberShape == ShapeEllipsoid || FiberShape == ShapeCylinder;
+  const bool isServed = GetShapeTraits(FiberShape).Role == RoleBodyOrFiber;
   const bool allocated = isServed && FiberGrids.Allocate(GetUses(), Save, Window);
   if (isServed && !allocated) {
     ErrorMacro(

@@ -10,6 +10,7 @@
 class trelDetector;
 class trelFiberDetector;
 class trelPlaneDetector;
+class trelShapeObject;
 class trelSimulationParameter;
 
 #define TREL_FIBER_GRIDS_2D(GRID) GRID(Side) GRID(Up) GRID(Down) GRID(Left) GRID(Right)
@@ -103,7 +104,7 @@ public:
 private:
   bool InitializePlane(const trelPlaneDetector& detector);
   bool InitializeFiber(const trelSimulationParameter& parameter, trelFiberDetector& detector);
-  bool ChooseFiberCoordinate();
+  void ChooseFiberCoordinate(const trelShapeObject& shape);
   void InitializeFiberRoi(const trelSimulationParameter& parameter, trelFiberDetector& detector);
   bool InitializeFiberGrids();
 

@@ -1,6 +1,5 @@
 #include "trelGridTable.h"
 
-#include <algorithm>
 #include <array>
 #include <iterator>
 
@@ -233,67 +232,71 @@ std::string trelGridDescription::GetCountsLiteral() const
   return literal;
 }
 
-// Rows of one shape and coordinate type stand together.
-
-static constexpr trelGridUse AbsorptionUses[] = {
-    {ShapeRectangle, CoordinatePolar, AnyFace, AbsorptionRA, SaveAlways},
-    {ShapeRectangle, CoordinateCartesian, AnyFace, AbsorptionXY, SaveAlways},
-    {ShapeEllipse, CoordinatePolar, AnyFace, AbsorptionRA, SaveAlways},
-    {ShapeEllipse, CoordinateCartesian, AnyFace, AbsorptionXY, SaveAlways},
-    {ShapeEllipsoid, CoordinateCartesian, AnyFace, AbsorptionXYZ, SaveAlways},
-    {ShapeEllipsoid, CoordinateCylindrical, AnyFace, AbsorptionRAZ, SaveAlways},
-    {ShapeCylinder, CoordinateCartesian, AnyFace, AbsorptionXYZ, SaveAlways},
-    {ShapeCylinder, CoordinateCylindrical, AnyFace, AbsorptionRAZ, SaveAlways},
-    {ShapeTriangleMesh, CoordinateCartesian, AnyFace, AbsorptionXYZ, SaveAlways},
-    {ShapeTriangleMesh, CoordinateCylindrical, AnyFace, AbsorptionRAZ, SaveAlways},
-    {ShapeCube, CoordinateCartesian, AnyFace, AbsorptionXYZ, SaveAlways},
-    {ShapeCube, CoordinateCylindrical, AnyFace, AbsorptionRAZ, SaveAlways},
-    {ShapeTetrahedron, CoordinateCartesian, AnyFace, AbsorptionXYZ, SaveAlways},
-    {ShapeTetrahedron, CoordinateCylindrical, AnyFace, AbsorptionRAZ, SaveAlways},
-};
-
-static constexpr trelGridUse TransmittanceUses[] = {
-    {ShapeRectangle, CoordinateCartesian, 0, TransmittanceUp, SaveUp},
-    {ShapeRectangle, CoordinateCartesian, 1, TransmittanceDown, SaveDown},
-    {ShapeRectangle, CoordinateCartesian, 2, TransmittanceLeft, SaveEdgeLeft},
-    {ShapeRectangle, CoordinateCartesian, 3, TransmittanceRight, SaveEdgeRight},
-    {ShapeEllipse, CoordinatePolar, AnyFace, TransmittanceSide, SaveAlways},
-    {ShapeEllipsoid, CoordinateSpherical, AnyFace, TransmittanceSideDA, SaveAlways},
-    {ShapeCylinder, CoordinateCylindrical, 0, TransmittanceTopRA, SaveCylinderTop},
-    {ShapeCylinder, CoordinateCylindrical, 1, TransmittanceBottomRA, SaveCylinderBottom},
-    {ShapeCylinder, CoordinateCylindrical, 2, TransmittanceSideAZ, SaveCylinderSide},
-    {ShapeCylinder, CoordinateCartesian, 0, TransmittanceTopXY, SaveCylinderTop},
-    {ShapeCylinder, CoordinateCartesian, 1, TransmittanceBottomXY, SaveCylinderBottom},
-    {ShapeCylinder, CoordinateCartesian, 2, TransmittanceSideAZ, SaveCylinderSide},
-    {ShapeCube, CoordinateCartesian, 0, TransmittanceFrontYZ, SaveFront},
-    {ShapeCube, CoordinateCartesian, 1, TransmittanceBackYZ, SaveBack},
-    {ShapeCube, CoordinateCartesian, 2, TransmittanceLeftXZ, SaveLeft},
-    {ShapeCube, CoordinateCartesian, 3, TransmittanceRightXZ, SaveRight},
-    {ShapeCube, CoordinateCartesian, 4, TransmittanceTopXY, SaveTop},
-    {ShapeCube, CoordinateCartesian, 5, TransmittanceBottomXY, SaveBottom},
-    {ShapeTriangleMesh, CoordinateCartesian, AnyFace, TransmittanceMeshFace, SaveAlways},
-    {ShapeTriangleMesh, CoordinateCartesian, AnyFace, TransmittanceMeshVertex, SaveAlways},
-    {ShapeTetrahedron, CoordinateCartesian, AnyFace, TransmittanceMeshFace, SaveAlways},
-    {ShapeTetrahedron, CoordinateCartesian, AnyFace, TransmittanceMeshVertex, SaveAlways},
-};
-
-template <std::size_t size>
-static trelGridUses FindUses(const trelGridUse (&table)[size], ShapeType shape,
-                             CoordinateType coordinate)
+/** Which grid takes what is scored at a place in cells of a coordinate type. */
+struct trelGridPlace
 {
-  const auto matches = [=](const trelGridUse& use) {
-    return use.Shape == shape && use.Coordinate == coordinate;
-  };
-  const trelGridUse* first = std::find_if(std::begin(table), std::end(table), matches);
-  return {first, std::find_if_not(first, std::end(table), matches)};
+  trelFacePlace Place;
+  CoordinateType Coordinate;
+  trelGridId Grid;
+};
+
+// A grid belongs to the shapes of its own dimension.
+static constexpr trelGridPlace GridPlaces[] = {
+    {PlaceVolume, CoordinatePolar, AbsorptionRA},
+    {PlaceVolume, CoordinateCartesian, AbsorptionXY},
+    {PlaceVolume, CoordinateCartesian, AbsorptionXYZ},
+    {PlaceVolume, CoordinateCylindrical, AbsorptionRAZ},
+    {PlaceYMax, CoordinateCartesian, TransmittanceUp},
+    {PlaceYMin, CoordinateCartesian, TransmittanceDown},
+    {PlaceXMin, CoordinateCartesian, TransmittanceLeft},
+    {PlaceXMax, CoordinateCartesian, TransmittanceRight},
+    {PlaceAllRound, CoordinatePolar, TransmittanceSide},
+    {PlaceAllRound, CoordinateSpherical, TransmittanceSideDA},
+    {PlaceAroundZ, CoordinateCylindrical, TransmittanceSideAZ},
+    {PlaceAroundZ, CoordinateCartesian, TransmittanceSideAZ},
+    {PlaceZMax, CoordinateCylindrical, TransmittanceTopRA},
+    {PlaceZMin, CoordinateCylindrical, TransmittanceBottomRA},
+    {PlaceZMax, CoordinateCartesian, TransmittanceTopXY},
+    {PlaceZMin, CoordinateCartesian, TransmittanceBottomXY},
+    {PlaceXMax, CoordinateCartesian, TransmittanceFrontYZ},
+    {PlaceXMin, CoordinateCartesian, TransmittanceBackYZ},
+    {PlaceYMin, CoordinateCartesian, TransmittanceLeftXZ},
+    {PlaceYMax, CoordinateCartesian, TransmittanceRightXZ},
+    {PlaceTriangles, CoordinateCartesian, TransmittanceMeshFace},
+    {PlaceTriangles, CoordinateCartesian, TransmittanceMeshVertex},
+};
+
+/** Adds the grids of @p dimension that take what is scored at @p use's face, which lies at @p
+ * place.
+ */
+static void AddUses(trelFacePlace place, CoordinateType coordinate, int dimension, trelGridUse use,
+                    trelGridUses& uses)
+{
+  for (const trelGridPlace& row : GridPlaces) {
+    if (row.Place != place || row.Coordinate != coordinate) continue;
+    if (GridTable[row.Grid].Dimension != dimension) continue;
+    use.Grid = row.Grid;
+    uses.Uses[uses.Number++] = use;
+  }
 }
 
 trelGridUses GetAbsorptionUses(ShapeType shape, CoordinateType coordinate)
 {
-  return FindUses(AbsorptionUses, shape, coordinate);
+  trelGridUses uses;
+  AddUses(PlaceVolume, coordinate, GetShapeTraits(shape).Dimension, {}, uses);
+  return uses;
 }
 
 trelGridUses GetTransmittanceUses(ShapeType shape, CoordinateType coordinate)
 {
-  return FindUses(TransmittanceUses, shape, coordinate);
+  const trelShapeTraits& traits = GetShapeTraits(shape);
+  trelGridUses uses;
+  if (!traits.Admits(coordinate)) return uses;
+  const bool isNumbered = traits.GetNumberOfFaces() > 1;
+  int number = 0;
+  for (const trelShapeFace& face : traits) {
+    const trelGridUse use = {isNumbered ? number++ : AnyFace, NumberOfGrids, face.Flag};
+    AddUses(face.Place, coordinate, traits.Dimension, use, uses);
+  }
+  return uses;
 }

@@ -6,7 +6,7 @@
 
 #include "trelGridWindow.h"
 #include "trelModelTypes.h"
-#include "trelShapeObject.h"
+#include "trelShapeTraits.h"
 
 /**
  * @file trelGridTable.h
@@ -130,22 +130,6 @@ enum trelGridDomain
   NumberOfGridDomains
 };
 
-/** What says whether a face of the outer shape lies in the region of interest and has a grid: the
- *  faces of a box, the parts of a cylinder, the edges of a rectangle. */
-#define TREL_SAVE_FLAGS(FLAG) \
-  TREL_CUBE_FLAGS(FLAG) TREL_CYLINDER_FLAGS(FLAG) TREL_RECTANGLE_FLAGS(FLAG)
-#define TREL_CUBE_FLAGS(FLAG) FLAG(Top) FLAG(Bottom) FLAG(Front) FLAG(Back) FLAG(Left) FLAG(Right)
-#define TREL_CYLINDER_FLAGS(FLAG) FLAG(CylinderTop) FLAG(CylinderBottom) FLAG(CylinderSide)
-#define TREL_RECTANGLE_FLAGS(FLAG) FLAG(Up) FLAG(Down) FLAG(EdgeLeft) FLAG(EdgeRight)
-
-#define TREL_SAVE_ENUMERATOR(name) Save##name,
-enum trelSaveFlag
-{
-  TREL_SAVE_FLAGS(TREL_SAVE_ENUMERATOR) NumberOfSaveFlags,
-  SaveAlways = NumberOfSaveFlags
-};
-#undef TREL_SAVE_ENUMERATOR
-
 /**
  * The measure of a cell (length, area or volume, mm, mm^2, mm^3) by its first two indices: what its
  * sum is divided by.
@@ -195,31 +179,25 @@ trelCellMeasure GetCellMeasure(trelGridId grid, trelGridDomain domain);
  *  along z where those of the other domains are divided by it. Files depend on it. */
 bool MultipliesBySeparationZ(trelGridId grid, trelGridDomain domain);
 
-/**
- * Which grid takes what: the absorption in a medium of a shape by the coordinate type, and the
- * weight that leaves through a face of the shape.
- */
+constexpr int AnyFace = -1;
+
+/** Which grid takes the absorption in a medium, or the weight that leaves through a face of it. */
 struct trelGridUse
 {
-  ShapeType Shape;
-  CoordinateType Coordinate;
-  int Face;  ///< as IntersectRay numbers it; AnyFace if the shape does not
-  trelGridId Grid;
-  trelSaveFlag Save;
+  int Face = AnyFace;  ///< as IntersectRay numbers it; AnyFace if the shape does not
+  trelGridId Grid = NumberOfGrids;
+  trelSaveFlag Save = SaveAlways;
 };
 
-constexpr int AnyFace = -1;
-/** No outer shape has more faces with a grid of their own. */
-constexpr int MaximumNumberOfFaces = 6;
-
-/** The rows of the use table for a shape and a coordinate type; empty if the pair is not served. */
+/** The grids of a shape and a coordinate type; empty if the pair is not served. */
 struct trelGridUses
 {
-  const trelGridUse* First;
-  const trelGridUse* Last;
-  const trelGridUse* begin() const { return First; }
-  const trelGridUse* end() const { return Last; }
-  bool IsEmpty() const { return First == Last; }
+  trelGridUse Uses[MaximumNumberOfFaces];
+  int Number = 0;
+
+  const trelGridUse* begin() const { return Uses; }
+  const trelGridUse* end() const { return Uses + Number; }
+  bool IsEmpty() const { return Number == 0; }
 };
 trelGridUses GetAbsorptionUses(ShapeType shape, CoordinateType coordinate);
 trelGridUses GetTransmittanceUses(ShapeType shape, CoordinateType coordinate);

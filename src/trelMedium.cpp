@@ -87,11 +87,6 @@ void trelMedium::DropGrid()
   TissueOfIndex.clear();
 }
 
-static bool IsPlanarShape(const trelShapeObject& shape)
-{
-  return shape.GetShapeType() < ShapeEllipsoid;
-}
-
 /** Lower and upper bounds of a shape: x, y and z minimum and maximum in turn. */
 struct trelMediumBox
 {
@@ -185,7 +180,7 @@ bool trelMedium::FillGrid()
 /** The last cell of an axis begins at the upper bound: a point there has a cell of its own. */
 void trelMedium::LayOutAxes(const trelShapeObject& outer)
 {
-  Planar = IsPlanarShape(outer);
+  Planar = outer.GetTraits().IsPlanar();
   const trelMediumBox box(outer);
   double halfAxes[3];
   outer.GetHalfAxes(&halfAxes[0], &halfAxes[1], &halfAxes[2]);
@@ -281,7 +276,7 @@ trelCellRange trelMedium::CellsInReach(std::int32_t tissue) const
     const double largest = std::max({std::fabs(Axes[axis].Min), std::fabs(Axes[axis].Max),
                                      std::fabs(box.Min(axis)), std::fabs(box.Max(axis))});
     double margin = 2.0 * GeometryTolerance + marginOfCoordinate * largest;
-    if (axis == 2 && IsPlanarShape(shape)) margin = std::numeric_limits<double>::infinity();
+    if (axis == 2 && shape.GetTraits().IsPlanar()) margin = std::numeric_limits<double>::infinity();
     const std::ptrdiff_t low = Axes[axis].CellOf(box.Min(axis) - margin);
     const std::ptrdiff_t high = Axes[axis].CellOf(box.Max(axis) + margin);
     range.First[axis] = std::min(low, high);
@@ -349,10 +344,10 @@ void trelMedium::SettleCells()
 
 /**
  * Whether all points that fall in the cell lie strictly inside the shape of the tissue that the
- * cell names, so that the shape cannot say otherwise. The analytic shapes are convex and symmetric
- * to their centre planes, and what LocatePoint computes grows with the distances from these planes,
- * rounding included: the corner that is farthest from the centre along each axis decides for the
- * whole cell.
+ * cell names, so that the shape cannot say otherwise. Of a convex shape that is symmetric to its
+ * centre planes, what LocatePoint computes grows with the distances from these planes, rounding
+ * included: the corner that is farthest from the centre along each axis decides for the whole cell.
+ * Cells in other shapes are not settled.
  *
  * Cells at the rim of the grid, in which points beyond the box fall too, reach beyond every shape
  * in the box and are never settled. A planar shape in a solid medium looks at no z and is left out.
@@ -360,10 +355,8 @@ void trelMedium::SettleCells()
 bool trelMedium::IsSettled(std::ptrdiff_t i, std::ptrdiff_t j, std::ptrdiff_t k) const
 {
   const trelShapeObject* shape = GetTissueShape(TissueGrid[CellOffset(i, j, k)]);
-  const ShapeType type = shape->GetShapeType();
-  if (type == ShapeTriangleMesh || type == ShapeTetrahedron || IsPlanarShape(*shape) != Planar) {
-    return false;
-  }
+  const trelShapeTraits& traits = shape->GetTraits();
+  if (!traits.Convex || traits.IsPlanar() != Planar) return false;
   double center[3];
   shape->GetCenter(center);
   return shape->LocatePoint(Axes[0].FarthestFrom(center[0], i), Axes[1].FarthestFrom(center[1], j),

@@ -80,9 +80,8 @@ void trelMediumResult::CopyWindow(const trelSimulationParameter& parameter)
 /** Copies the faces of a mesh that bounds the medium; other shapes have none. */
 bool trelMediumResult::CopyMesh(const trelShapeObject& shape)
 {
-  const ShapeType type = shape.GetShapeType();
-  if (type != ShapeTriangleMesh && type != ShapeTetrahedron) return true;
-  const bool isTetraMesh = type == ShapeTetrahedron;
+  if (!shape.GetTraits().IsMesh()) return true;
+  const bool isTetraMesh = shape.GetShapeType() == ShapeTetrahedron;
   const auto* mesh = dynamic_cast<const trelTraceableMesh*>(&shape);
   if (!mesh) return AllocateMeshFaces(0, 0, isTetraMesh);
   const auto faces = static_cast<std::int32_t>(mesh->GetNumberOfTriangles());
@@ -151,7 +150,7 @@ bool trelMediumResult::InitializeFDTransmittance(const trelSimulationParameter* 
 static trelGridUses FindUses(const trelSimulationParameter& parameter, trelGridKind kind)
 {
   const trelShapeObject* shape = parameter.GetOuterShape();
-  if (!shape) return {nullptr, nullptr};
+  if (!shape) return {};
   return kind == GridAbsorption
              ? GetAbsorptionUses(shape->GetShapeType(), parameter.GetAbsorptionCoordinate())
              : GetTransmittanceUses(shape->GetShapeType(), parameter.GetTransmittanceCoordinate());
@@ -170,7 +169,7 @@ bool trelMediumResult::InitializeGrids(const trelSimulationParameter& parameter,
   const trelGridUses uses = FindUses(parameter, kind);
   if ((domains.First != GridTD || AllocateTimeTotals(kind)) && !uses.IsEmpty()) {
     if (AllocateGrids(uses, kind, domains)) return true;
-    if (uses.First->Grid == TransmittanceMeshFace && domains.First == GridCW) {
+    if (uses.begin()->Grid == TransmittanceMeshFace && domains.First == GridCW) {
       ErrorMacro("Initial transmit result error!");
       return false;
     }
@@ -202,10 +201,7 @@ bool trelMediumResult::AllocateGrids(const trelGridUses& uses, trelGridKind kind
 
 void trelMediumResult::CopySaveFlags(const trelSimulationParameter& parameter)
 {
-  // The parameter has its flags in the order of trelSaveFlag.
-  parameter.GetCubeFaceFlags(Save + SaveTop);
-  parameter.GetCylinderFaceFlags(Save + SaveCylinderTop);
-  parameter.GetRectangleEdgeFlags(Save + SaveUp);
+  std::copy_n(parameter.GetFaceFlags(), NumberOfSaveFlags, Save);
 }
 
 bool trelMediumResult::InitializePhotonFlyTimes(const trelSimulationParameter* parameter)

@@ -9,6 +9,7 @@
 #include "trelTimeTotals.h"
 #include "trelUntouchedTable.h"
 
+class trelShapeObject;
 class trelSimulationParameter;
 
 /** The domains of a record that are made and finished together: one, or four in the frequency

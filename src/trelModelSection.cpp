@@ -6,10 +6,6 @@
 #include <limits>
 #include <sstream>
 
-#include "trelCube.h"
-#include "trelCylinder.h"
-#include "trelEllipse.h"
-#include "trelEllipsoid.h"
 #include "trelFiberDetector.h"
 #include "trelLightSource.h"
 #include "trelMCTetrahedron.h"
@@ -18,29 +14,38 @@
 #include "trelOpticalParameter.h"
 #include "trelPaths.h"
 #include "trelPlaneDetector.h"
-#include "trelRectangle.h"
+#include "trelShapeFactory.h"
 #include "trelSimulationParameter.h"
 #include "trelSimulationParameterReader.h"
 #include "trelSpectrum.h"
 #include "trelTissue.h"
 
-template <class Shape>
-static trelShapeObject* Make()
+static bool IsSolid(const trelShapeTraits& shape)
 {
-  return new Shape;
+  return !shape.IsPlanar() && shape.Role != RoleMedium;
 }
 
-static const trelWord<trelShapeObject* (*)()> SolidWords[] = {
-    {"ellipsoid", Make<trelEllipsoid>},
-    {"cube", Make<trelCube>},
-    {"cylinder", Make<trelCylinder>},
-    {"mctrianglemesh trianglemesh", Make<trelMCTriangleMesh>}};
+static bool IsPlanar(const trelShapeTraits& shape)
+{
+  return shape.IsPlanar();
+}
 
-static const trelWord<trelShapeObject* (*)()> PlanarWords[] = {{"ellipse", Make<trelEllipse>},
-                                                               {"rectangle", Make<trelRectangle>}};
+static bool IsFiber(const trelShapeTraits& shape)
+{
+  return shape.Role == RoleBodyOrFiber;
+}
 
-static const trelWord<trelShapeObject* (*)()> FiberWords[] = {{"ellipsoid", Make<trelEllipsoid>},
-                                                              {"cylinder", Make<trelCylinder>}};
+/** A new shape of the kind that token @p i names; null if no admitted kind has such a word. */
+static trelShapeObject* MakeNamedShape(const trelParameterText& text, int i,
+                                       bool (*admits)(const trelShapeTraits&))
+{
+  for (int type = 0; type < NumberOfShapes; ++type) {
+    if (admits(ShapeTraits[type]) && text.IsOneOf(i, ShapeTraits[type].Words)) {
+      return MakeShape(static_cast<ShapeType>(type));
+    }
+  }
+  return nullptr;
+}
 
 static const trelWord<LuminousType> LuminousWords[] = {{"excitation", LuminousExcitation},
                                                        {"emission", LuminousEmission}};
@@ -114,14 +119,12 @@ KeywordOutcome trelModelSection::End(const Keyword&)
 
 // Shapes, of whatever they belong to
 
-template <class Owner, std::size_t N>
-KeywordOutcome trelModelSection::GiveShape(const Keyword& row,
-                                           const trelWord<ShapeMaker> (&words)[N],
+template <class Owner>
+KeywordOutcome trelModelSection::GiveShape(const Keyword& row, ShapeFilter admits,
                                            CurrentObject shape)
 {
-  const ShapeMaker* make = FindWord(Text, 1, words);
-  if (!make) return Fail(row.Message);
-  trelShapeObject* made = (*make)();
+  trelShapeObject* made = MakeNamedShape(Text, 1, admits);
+  if (!made) return Fail(row.Message);
   Get<Owner>(row.Current)->SetShape(made);
   Current[shape] = made;
   return KeywordDone;
@@ -167,12 +170,12 @@ KeywordOutcome trelModelSection::SelectSource(const Keyword& row)
 
 KeywordOutcome trelModelSection::SetPlanarSourceShape(const Keyword& row)
 {
-  return GiveShape<trelLightSource>(row, PlanarWords, SourceShape);
+  return GiveShape<trelLightSource>(row, IsPlanar, SourceShape);
 }
 
 KeywordOutcome trelModelSection::SetSourceShape(const Keyword& row)
 {
-  return GiveShape<trelLightSource>(row, SolidWords, SourceShape);
+  return GiveShape<trelLightSource>(row, IsSolid, SourceShape);
 }
 
 KeywordOutcome trelModelSection::LoadSourceShape(const Keyword& row)
@@ -312,13 +315,13 @@ KeywordOutcome trelModelSection::SelectTissue(const Keyword& row)
 
 KeywordOutcome trelModelSection::SetPlanarTissueShape(const Keyword& row)
 {
-  return GiveShape<trelTissue>(row, PlanarWords, TissueShape);
+  return GiveShape<trelTissue>(row, IsPlanar, TissueShape);
 }
 
 KeywordOutcome trelModelSection::SetTissueShape(const Keyword& row)
 {
   if (!Text.IsOneOf(1, "mctetrahedron tetrahedron")) {
-    return GiveShape<trelTissue>(row, SolidWords, TissueShape);
+    return GiveShape<trelTissue>(row, IsSolid, TissueShape);
   }
   // A region of the medium's mesh: no shape of its own, and one that it had stays.
   Current[TissueShape] = nullptr;
@@ -407,7 +410,7 @@ KeywordOutcome trelModelSection::SetLength(const Keyword&)
 
 KeywordOutcome trelModelSection::SetFiberShape(const Keyword& row)
 {
-  return GiveShape<trelFiberDetector>(row, FiberWords, FiberShape);
+  return GiveShape<trelFiberDetector>(row, IsFiber, FiberShape);
 }
 
 // The tables

@@ -13,6 +13,7 @@ class trelShapeObject;
 class trelSimulationParameter;
 class trelSimulationParameterReader;
 class trelSpectrum;
+struct trelShapeTraits;
 
 /**
  * @class   trelModelSection
@@ -66,7 +67,7 @@ public:
   KeywordOutcome Handle(const Keyword* row);
 
 private:
-  using ShapeMaker = trelShapeObject* (*)();
+  using ShapeFilter = bool (*)(const trelShapeTraits&);
 
   KeywordOutcome Fail(const std::string& text);
   /** The current object @p which, known to be set and an @p Object. */
@@ -75,9 +76,8 @@ private:
   /** The index behind the keyword, from 0; below 0 or too large if the file is wrong. */
   int GetIndex() const;
   void TakePoint(const Keyword& row, double point[3]) const;
-  template <class Owner, std::size_t N>
-  KeywordOutcome GiveShape(const Keyword& row, const trelWord<ShapeMaker> (&words)[N],
-                           CurrentObject shape);
+  template <class Owner>
+  KeywordOutcome GiveShape(const Keyword& row, ShapeFilter admits, CurrentObject shape);
   template <class Mesh>
   void LoadMesh(Mesh& mesh);
 

@@ -168,8 +168,7 @@ static bool HasTooLargeCells(const trelShapeObject& fiber, const double separati
   double halfAxes[3];
   fiber.GetHalfAxes(&halfAxes[0], &halfAxes[1], &halfAxes[2]);
   bool tooLarge = separations[AxisAzimuth] > 360.0;
-  if (fiber.GetShapeType() == ShapeEllipsoid)
-    return tooLarge || separations[AxisDeflection] > 180.0;
+  if (fiber.GetTraits().IsAllRound()) return tooLarge || separations[AxisDeflection] > 180.0;
   for (int axis = 0; axis < 3; ++axis)
     tooLarge = tooLarge || separations[axis] > 2.0 * halfAxes[axis];
   return tooLarge;
@@ -251,7 +250,7 @@ static double GetSize(const trelShapeObject& shape)
 
 static bool IsMesh(const trelShapeObject& shape)
 {
-  return shape.GetShapeType() == ShapeTriangleMesh || shape.GetShapeType() == ShapeTetrahedron;
+  return shape.GetTraits().IsMesh();
 }
 
 /** Whether a shape in a body is a thousandth or a thousand times as large, one of them a mesh. */

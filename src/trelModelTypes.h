@@ -3,10 +3,13 @@
 
 #include <cstdint>
 
+#include "trelCoordinates.h"
+
 /**
  * @file trelModelTypes.h
  * The enumerations of the model. Their values stand in parameter structures and tables all over the
- * system. The kinds of shapes and the relations of a point to a shape stand in trelShapeObject.h.
+ * system. The kinds of shapes stand in trelShapeTraits.h, the relations of a point to a shape in
+ * trelShapeObject.h, axes and kinds of cells in trelCoordinates.h.
  *
  * A field that has the name of its type is declared with the word `enum` in front of the type.
  */
@@ -41,15 +44,6 @@ enum FreespaceAlgorithm : std::int32_t
   FreespacePinhole = 2
 };
 
-/** The cells in which a grid collects. */
-enum CoordinateType : std::int32_t
-{
-  CoordinatePolar = 0,
-  CoordinateCartesian = 1,
-  CoordinateCylindrical = 2,
-  CoordinateSpherical = 3 /**< transmittance only */
-};
-
 /** What makes a light source shine. */
 enum LuminousType : std::int32_t
 {
@@ -71,21 +65,6 @@ enum DetectorType : std::int32_t
 {
   DetectorPlane = 0,
   DetectorFiber = 1
-};
-
-/**
- * The order of separations, cell counts and the region of interest. Of the twelve values of a
- * region of interest, the minimum along axis k stands at 2 k and the maximum at 2 k + 1.
- */
-enum trelAxis : std::int32_t
-{
-  AxisX = 0,
-  AxisY,
-  AxisZ,
-  AxisRadial,
-  AxisAzimuth,    /**< degrees, 0 to 360 */
-  AxisDeflection, /**< degrees, 0 to 180 */
-  NumberOfAxes
 };
 
 #endif

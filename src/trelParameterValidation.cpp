@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <limits>
+#include <set>
 
 #include "trelLightSource.h"
 #include "trelList.h"
 #include "trelMedium.h"
 #include "trelOpticalParameter.h"
+#include "trelShapeObject.h"
 #include "trelSimulationParameter.h"
 #include "trelSpectrum.h"
 #include "trelTissue.h"
@@ -106,38 +108,15 @@ std::string FindModelFault(const trelSimulationParameter& parameter, const trelW
   return FindTissueFault(parameter, warn);
 }
 
-/** Which cells the surface of an outer shape can have. */
-struct trelParameterValidationCoordinateRule
-{
-  ShapeType Shape;
-  CoordinateType Accepted; /**< replaces one that is not accepted */
-  CoordinateType AlsoAccepted;
-  const char* Word; /**< how the warning about the replacement calls it */
-};
-
-// The rectangle's word is not the coordinate that it gets: logs are searched for the text as it is.
-static const trelParameterValidationCoordinateRule surfaceCoordinateRules[] = {
-    {ShapeRectangle, CoordinateCartesian, CoordinateCartesian, "Polar"},
-    {ShapeEllipse, CoordinatePolar, CoordinatePolar, "Polar"},
-    {ShapeEllipsoid, CoordinateSpherical, CoordinateSpherical, "Spherical"},
-    {ShapeCylinder, CoordinateCartesian, CoordinateCylindrical, "Cartesian"},
-    {ShapeTriangleMesh, CoordinateCartesian, CoordinateCartesian, "Cartesian"},
-    {ShapeCube, CoordinateCartesian, CoordinateCartesian, "Cartesian"},
-    {ShapeTetrahedron, CoordinateCartesian, CoordinateCartesian, "Cartesian"}};
-
 CoordinateType FitTransmittanceCoordinate(const trelSimulationParameter& parameter,
                                           const trelWarningTaker& warn)
 {
   const CoordinateType coordinate = parameter.GetTransmittanceCoordinate();
   const trelShapeObject* shape = parameter.GetOuterShape();
-  for (const trelParameterValidationCoordinateRule& rule : surfaceCoordinateRules) {
-    if (!shape || rule.Shape != shape->GetShapeType()) continue;
-    if (coordinate == rule.Accepted || coordinate == rule.AlsoAccepted) return coordinate;
-    warn("The coordinate type for saving the transmittance is modified to the " +
-         std::string(rule.Word) + " automatically!\n");
-    return rule.Accepted;
-  }
-  return coordinate;
+  if (!shape || shape->GetTraits().Admits(coordinate)) return coordinate;
+  warn("The coordinate type for saving the transmittance is modified to the " +
+       std::string(shape->GetTraits().CoordinateWord) + " automatically!\n");
+  return shape->GetTraits().Coordinate;
 }
 
 const char* GetAxisWord(trelAxis axis)
@@ -167,31 +146,33 @@ std::vector<trelAxis> GetAbsorptionAxes(CoordinateType coordinate, SimulationDim
   }
 }
 
-/** The axes along which the surface of an outer shape is divided. */
-struct trelParameterValidationAxesRule
+/** Adds the axes along which light through @p place is divided in a shape of @p dimension. */
+static void AddAxes(trelFacePlace place, CoordinateType coordinate, int dimension,
+                    std::set<trelAxis>& axes)
 {
-  CoordinateType Coordinate;
-  SimulationDimension Dimension;
-  ShapeType Shape;
-  std::vector<trelAxis> Axes;
-};
+  const bool isCartesian = coordinate == CoordinateCartesian;
+  if (IsFlatPlace(place) && isCartesian) {
+    for (int axis = 0; axis < dimension; ++axis)
+      if (axis != place / 2) axes.insert(static_cast<trelAxis>(axis));
+  } else if (IsFlatPlace(place)) {
+    axes.insert({AxisRadial, AxisAzimuth});
+  } else if (place == PlaceAroundZ) {
+    axes.insert({AxisZ, AxisAzimuth});
+  } else if (place == PlaceAllRound) {
+    // The outline of an ellipse has azimuths alone, but models without a radial separation fail.
+    axes.insert({coordinate == CoordinatePolar ? AxisRadial : AxisDeflection, AxisAzimuth});
+  }
+}
 
 std::vector<trelAxis> GetTransmittanceAxes(CoordinateType coordinate, SimulationDimension dimension,
-                                           ShapeType shape)
+                                           const trelShapeTraits& shape)
 {
-  static const trelParameterValidationAxesRule rules[] = {
-      {CoordinatePolar, Dimension2D, ShapeEllipse, {AxisRadial, AxisAzimuth}},
-      {CoordinateCartesian, Dimension2D, ShapeRectangle, {AxisX, AxisY}},
-      {CoordinateCartesian, Dimension3D, ShapeCube, {AxisX, AxisY, AxisZ}},
-      {CoordinateCartesian, Dimension3D, ShapeCylinder, {AxisX, AxisY, AxisZ, AxisAzimuth}},
-      {CoordinateCylindrical, Dimension3D, ShapeCylinder, {AxisZ, AxisRadial, AxisAzimuth}},
-      {CoordinateSpherical, Dimension3D, ShapeEllipsoid, {AxisAzimuth, AxisDeflection}}};
-  for (const trelParameterValidationAxesRule& rule : rules) {
-    if (rule.Coordinate == coordinate && rule.Dimension == dimension && rule.Shape == shape) {
-      return rule.Axes;
-    }
-  }
-  return {};
+  const SimulationDimension fitting = shape.IsPlanar() ? Dimension2D : Dimension3D;
+  if (dimension != fitting || !shape.Admits(coordinate)) return {};
+  std::set<trelAxis> axes;
+  for (const trelShapeFace& face : shape)
+    AddAxes(face.Place, coordinate, shape.Dimension, axes);
+  return {axes.begin(), axes.end()};
 }
 
 std::string FindGridFault(const trelSimulationParameter& parameter, const trelScoringRegion& region)

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "trelModelTypes.h"
-#include "trelShapeObject.h"
+#include "trelShapeTraits.h"
 
 class trelScoringRegion;
 class trelSimulationParameter;
@@ -43,6 +43,6 @@ std::vector<trelAxis> GetAbsorptionAxes(CoordinateType coordinate, SimulationDim
 /** The axes that the transmittance grids of an outer shape are divided along; none if there are no
  *  such grids. */
 std::vector<trelAxis> GetTransmittanceAxes(CoordinateType coordinate, SimulationDimension dimension,
-                                           ShapeType shape);
+                                           const trelShapeTraits& shape);
 
 #endif

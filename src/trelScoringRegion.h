@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "trelModelTypes.h"
+#include "trelShapeTraits.h"
 
 class trelShapeObject;
 
@@ -35,9 +36,7 @@ std::int32_t CountCells(double range, double separation);
 class trelScoringRegion
 {
 public:
-  static constexpr int NumberOfCubeFaces = 6;
-  static constexpr int NumberOfCylinderFaces = 3;
-  static constexpr int NumberOfRectangleEdges = 4;
+  trelScoringRegion();
 
   /** Minimum and maximum along each axis. @p given is how many of the numbers, in their order, the
    *  user gave. Without a call the region is all of the outer shape. */
@@ -62,26 +61,20 @@ public:
   bool IsValid() const { return CountsValid; }
   /**
    * Works out what follows for the outer shape @p shape. Counts that @p demand does not ask for
-   * keep their value, and flags once cleared stay cleared. False for a shape of unknown kind, whose
-   * radial limit is then its half-length along x.
+   * keep their value, and flags once cleared stay cleared.
    */
-  bool Compute(const trelShapeObject& shape, const trelScoringDemand& demand);
+  void Compute(const trelShapeObject& shape, const trelScoringDemand& demand);
 
   /** Number of cells along each axis, default 0. */
   const std::int32_t* GetCounts() const { return Counts; }
   /** Number of time gates, default 0; below 0 when the range is reversed. */
   std::int32_t GetNumberOfTimeSteps() const { return NumberOfTimeSteps; }
 
-  /** Whether each face lies in the region: Z maximum, Z minimum, X maximum, X minimum, Y minimum,
-   *  Y maximum. */
-  const bool* GetCubeFaceFlags() const { return CubeFaceFlags; }
-  /** The same for the top and the bottom of a cylinder; the third, its side, is always true. */
-  const bool* GetCylinderFaceFlags() const { return CylinderFaceFlags; }
-  /** The same for the edges of a rectangle: Y maximum, Y minimum, X minimum, X maximum. */
-  const bool* GetRectangleEdgeFlags() const { return RectangleEdgeFlags; }
+  /** Whether each face lies in the region, by trelSaveFlag; default all. */
+  const bool* GetFaceFlags() const { return FaceFlags; }
 
 private:
-  bool ComputeROI(const trelShapeObject& shape);
+  void ComputeROI(const trelShapeObject& shape);
   void ComputeFaceFlags(const trelShapeObject& shape);
 
   double ROI[2 * NumberOfAxes] = {};
@@ -94,9 +87,7 @@ private:
 
   std::int32_t Counts[NumberOfAxes] = {};
   std::int32_t NumberOfTimeSteps = 0;
-  bool CubeFaceFlags[NumberOfCubeFaces] = {true, true, true, true, true, true};
-  bool CylinderFaceFlags[NumberOfCylinderFaces] = {true, true, true};
-  bool RectangleEdgeFlags[NumberOfRectangleEdges] = {true, true, true, true};
+  bool FaceFlags[NumberOfSaveFlags];
   bool CountsValid = false;
 };
 

@@ -51,6 +51,13 @@ void trelShapeObject::GetBoundingBox(double bounds[6]) const
   std::copy_n(Bounds, 6, bounds);
 }
 
+double trelShapeObject::GetRadialLimit() const
+{
+  const double a = HalfAxes[0];
+  const double b = HalfAxes[1];
+  return GetTraits().CurvedAxes > 0 ? std::max(a, b) : std::sqrt(a * a + b * b);
+}
+
 void trelShapeObject::Normalize(double v[3])
 {
   const double length = std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]);

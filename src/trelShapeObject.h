@@ -3,19 +3,8 @@
 
 #include "trelGeometryTolerance.h"
 #include "trelObject.h"
+#include "trelShapeTraits.h"
 #include "trelVector.h"
-
-/** The kinds of shapes. Planar ones stand below 2; the transport and the results branch on it. */
-enum ShapeType : int
-{
-  ShapeRectangle = 0,
-  ShapeEllipse = 1,
-  ShapeEllipsoid = 2,
-  ShapeCylinder = 3,
-  ShapeTriangleMesh = 4,
-  ShapeCube = 5,
-  ShapeTetrahedron = 6
-};
 
 /** Where a point lies in relation to a shape. PointUndetermined: a mesh without a voxel table. */
 enum PointRelation : int
@@ -69,8 +58,9 @@ class trelShapeObject : public trelObject
 public:
   ~trelShapeObject() override;
 
-  /** The kind of shape, a ShapeType. */
+  /** The kind of shape, a ShapeType, and its row of traits. */
   virtual ShapeType GetShapeType() const = 0;
+  const trelShapeTraits& GetTraits() const { return GetShapeTraits(GetShapeType()); }
   /** True for a mesh without triangles, as one that could not be loaded: it bounds nothing. */
   virtual bool IsEmpty() const { return false; }
 
@@ -128,6 +118,10 @@ public:
   void GetBoundingBox(double* xmin, double* xmax, double* ymin, double* ymax, double* zmin,
                       double* zmax) const;
   void GetBoundingBox(double bounds[6]) const;
+
+  /** The largest distance, mm, from the line along z through the centre: the longer half-axis of a
+   *  curved shape, half the diagonal of the box of another. */
+  double GetRadialLimit() const;
 
 protected:
   /** The case of a ray; none where relation and knowledge disagree flatly. */

@@ -131,10 +131,7 @@ const trelScoringRegion& trelSimulationParameter::GetScoringRegion() const
 void trelSimulationParameter::ComputeCounts() const
 {
   const trelShapeObject* shape = GetOuterShape();
-  if (!shape) return;
-  if (!Region.Compute(*shape, GetScoringDemand())) {
-    ErrorMacro("error happens while compute count!");
-  }
+  if (shape) Region.Compute(*shape, GetScoringDemand());
 }
 
 trelScoringDemand trelSimulationParameter::GetScoringDemand() const
@@ -144,7 +141,7 @@ trelScoringDemand trelSimulationParameter::GetScoringDemand() const
   const trelShapeObject* shape = GetOuterShape();
   if (SaveTransmittance && shape) {
     const std::vector<trelAxis> surface =
-        GetTransmittanceAxes(TransmittanceCoordinate, Dimension, shape->GetShapeType());
+        GetTransmittanceAxes(TransmittanceCoordinate, Dimension, shape->GetTraits());
     demand.Axes.insert(demand.Axes.end(), surface.begin(), surface.end());
   }
   return demand;
@@ -172,21 +169,9 @@ void trelSimulationParameter::GetCounts(std::int32_t counts[NumberOfAxes]) const
   std::copy_n(GetScoringRegion().GetCounts(), NumberOfAxes, counts);
 }
 
-void trelSimulationParameter::GetCubeFaceFlags(bool* flags) const
+const bool* trelSimulationParameter::GetFaceFlags() const
 {
-  std::copy_n(GetScoringRegion().GetCubeFaceFlags(), trelScoringRegion::NumberOfCubeFaces, flags);
-}
-
-void trelSimulationParameter::GetCylinderFaceFlags(bool* flags) const
-{
-  std::copy_n(GetScoringRegion().GetCylinderFaceFlags(), trelScoringRegion::NumberOfCylinderFaces,
-              flags);
-}
-
-void trelSimulationParameter::GetRectangleEdgeFlags(bool* flags) const
-{
-  std::copy_n(GetScoringRegion().GetRectangleEdgeFlags(), trelScoringRegion::NumberOfRectangleEdges,
-              flags);
+  return GetScoringRegion().GetFaceFlags();
 }
 
 /** Builds the voxel table of @p shape if it is a triangle mesh. */

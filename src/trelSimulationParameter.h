@@ -171,10 +171,9 @@ public:
   }
   void GetCounts(std::int32_t counts[NumberOfAxes]) const;
 
-  /** Whether each face lies in the region of interest, in the orders of trelScoringRegion. */
-  void GetCubeFaceFlags(bool flags[trelScoringRegion::NumberOfCubeFaces]) const;
-  void GetCylinderFaceFlags(bool flags[trelScoringRegion::NumberOfCylinderFaces]) const;
-  void GetRectangleEdgeFlags(bool flags[trelScoringRegion::NumberOfRectangleEdges]) const;
+  /** Whether each face of the outer shape lies in the region of interest, by trelSaveFlag: the
+   *  CubeFaceFlags, the CylinderFaceFlags and the RectangleEdgeFlags in a row. */
+  const bool* GetFaceFlags() const;
 
   /** Builds what ray queries and look-ups need: voxel tables of meshes and the medium's grid.
    *  Called on the main thread before the first packet. */

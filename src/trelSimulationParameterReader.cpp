@@ -99,8 +99,8 @@ static bool IsFlat(const trelShapeObject& shape)
   if (shape.GetShapeType() == ShapeTriangleMesh) return false;
   double h[3];
   shape.GetHalfAxes(&h[0], &h[1], &h[2]);
-  const int axes = shape.GetShapeType() < ShapeEllipsoid ? 2 : 3;
-  return !std::all_of(h, h + axes, [](double x) { return x > 0.0 && std::isfinite(x); });
+  return !std::all_of(h, h + shape.GetTraits().Dimension,
+                      [](double x) { return x > 0.0 && std::isfinite(x); });
 }
 
 void trelSimulationParameterReader::WarnOfFlatTissues()

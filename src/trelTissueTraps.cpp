@@ -70,8 +70,8 @@ struct trelTissueTrapsBody
   double Min(int axis) const { return Bounds[2 * axis]; }
   double Max(int axis) const { return Bounds[2 * axis + 1]; }
   double Extent(int axis) const { return Max(axis) - Min(axis); }
-  int GetDimension() const { return Shape->GetShapeType() < ShapeEllipsoid ? 2 : 3; }
-  bool IsMesh() const { return Shape->GetShapeType() == ShapeTriangleMesh; }
+  int GetDimension() const { return Shape->GetTraits().Dimension; }
+  bool IsMesh() const { return Shape->GetTraits().IsMesh(); }
 
   int Number;
   const trelTissue* Tissue;
@@ -148,16 +148,10 @@ std::string FindEqualIndices(const trelSimulationParameter& parameter)
 /** Whether the shape has flat faces across an axis; of a mesh all that touch its box count. */
 static bool HasFlatFaces(const trelTissueTrapsBody& body, int axis)
 {
-  switch (body.Shape->GetShapeType()) {
-    case ShapeCube:
-    case ShapeRectangle:
-    case ShapeTriangleMesh:
-      return axis < body.GetDimension();
-    case ShapeCylinder:
-      return axis == 2;
-    default:
-      return false;
-  }
+  const trelShapeTraits& traits = body.Shape->GetTraits();
+  return std::any_of(traits.begin(), traits.end(), [axis](const trelShapeFace& face) {
+    return face.Place == PlaceTriangles || (IsFlatPlace(face.Place) && face.Place / 2 == axis);
+  });
 }
 
 static bool ShareBounds(const trelTissueTrapsBody& a, const trelTissueTrapsBody& b, int axis)
@@ -168,11 +162,12 @@ static bool ShareBounds(const trelTissueTrapsBody& a, const trelTissueTrapsBody&
 /** Whether both have the same curved surface: two cylinders the tube, the others all of it. */
 static bool ShareCurvedSurface(const trelTissueTrapsBody& a, const trelTissueTrapsBody& b)
 {
-  const ShapeType type = a.Shape->GetShapeType();
-  if (type != b.Shape->GetShapeType()) return false;
-  if (type != ShapeCylinder && type != ShapeEllipsoid && type != ShapeEllipse) return false;
-  const bool sharesRound = ShareBounds(a, b, 0) && ShareBounds(a, b, 1);
-  return sharesRound && (type != ShapeEllipsoid || ShareBounds(a, b, 2));
+  const int curvedAxes = a.Shape->GetTraits().CurvedAxes;
+  if (a.Shape->GetShapeType() != b.Shape->GetShapeType()) return false;
+  bool shares = curvedAxes > 0;
+  for (int axis = 0; axis < curvedAxes; ++axis)
+    shares = shares && ShareBounds(a, b, axis);
+  return shares;
 }
 
 static bool ShareSurface(const trelTissueTrapsBody& a, const trelTissueTrapsBody& b)

@@ -1,6 +1,7 @@
 #ifndef modelCases_h
 #define modelCases_h
 
+#include <algorithm>
 #include <array>
 #include <sstream>
 #include <string>
@@ -128,13 +129,11 @@ inline std::string DescribeRegion(const trelSimulationParameter& p)
   std::array<double, NumberOfAxes> separations;
   std::array<double, 2 * NumberOfAxes> roi;
   std::array<std::int32_t, NumberOfAxes> cells;
-  std::array<bool, 13> faces;
+  std::array<bool, NumberOfSaveFlags> faces;
   p.GetSeparations(separations.data());
   p.GetROI(roi.data());
   p.GetCounts(cells.data());
-  p.GetCubeFaceFlags(&faces[0]);
-  p.GetCylinderFaceFlags(&faces[6]);
-  p.GetRectangleEdgeFlags(&faces[9]);
+  std::copy_n(p.GetFaceFlags(), faces.size(), faces.begin());
   return Row("separations", separations) + Row("roi", roi) + Row("cells", cells) +
          Row("faces", faces);
 }

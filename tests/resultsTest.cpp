@@ -120,11 +120,13 @@ TEST(GridSet, DividesCellsByTheirMeasure)
     double measures[NumberOfGridDomains];
     ASSERT_TRUE(row >> name >> measures[GridCW] >> measures[GridTD] >> measures[GridFDReal]);
     measures[GridFDImag] = measures[GridFDReal];
-    const trelGridUse use = {ShapeCube, CoordinateCartesian, AnyFace, FindGrid(name), SaveAlways};
+    trelGridUses uses;
+    trelGridUse& use = uses.Uses[uses.Number++];
+    use.Grid = FindGrid(name);
     ASSERT_NE(use.Grid, NumberOfGrids);
     for (const trelGridDomain domain : {GridCW, GridTD, GridFDReal, GridFDImag}) {
       trelGridSet grids(domain);
-      ASSERT_TRUE(grids.Allocate({&use, &use + 1}, save, window));
+      ASSERT_TRUE(grids.Allocate(uses, save, window));
       const trelGridLayout layout = grids.GetLayout(use.Grid);
       double* cell =
           grids.GetBin(use.Grid, layout.Bins - 1) + layout.GetOffset(1, layout.Columns > 1 ? 2 : 0);
