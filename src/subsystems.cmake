@@ -32,6 +32,7 @@ endfunction()
 # The root class, reports, reference counts, the pipeline of stages, lists, paths, clock and threads.
 trel_subsystem(framework
   HEADERS trelObjectMacros trelFileNames trelInlining trelVector trelUntouchedTable
+          trelUniformNumbers
   CLASSES trelObject trelList trelProcessObject trelDataObject trelSimulationObject trelSource
           trelFilter trelTarget trelReader trelWriter trelPaths trelClock trelThreads
           trelMemory)

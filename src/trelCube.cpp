@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "trelSlabSearch.h"
+#include "trelUniformNumbers.h"
 
 PointRelation trelCube::LocatePoint(double x, double y, double z) const
 {
@@ -91,4 +92,17 @@ void trelCube::FindFaceOfHit(const double hit[3], int* face, double* nx, double*
     *nz = plane.Axis == 2 ? plane.Sign : 0.0;
     return;
   }
+}
+
+/** The two faces across z. The first number is drawn and not used, and the faces across x and y
+ *  never emit: streams and results depend on both. */
+bool trelCube::SampleSurface(trelUniformNumbers& numbers, trelVector* point) const
+{
+  double offset[3];
+  numbers.NextRandom();
+  offset[2] = numbers.DrawSide(HalfAxes[2]);
+  offset[0] = numbers.DrawWithin(HalfAxes[0]);
+  offset[1] = numbers.DrawWithin(HalfAxes[1]);
+  *point = FromCenter(offset);
+  return true;
 }

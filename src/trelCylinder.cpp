@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "trelRayQuadratic.h"
+#include "trelUniformNumbers.h"
 
 PointRelation trelCylinder::LocatePoint(double x, double y, double z) const
 {
@@ -168,5 +169,30 @@ bool trelCylinder::IntersectRay(double x, double y, double z, double dx, double 
     *nz = normal[2];
   }
   *distance = t;
+  return true;
+}
+
+/** A cap: one coordinate uniform, the other within the chord there. */
+void trelCylinder::SampleCap(trelUniformNumbers& numbers, double offset[3]) const
+{
+  const int uniform = numbers.NextRandom() < 0.5 ? 0 : 1;
+  const int other = 1 - uniform;
+  offset[2] = numbers.DrawSide(HalfAxes[2]);
+  offset[uniform] = numbers.DrawWithin(HalfAxes[uniform]);
+  offset[other] =
+      numbers.DrawWithin(HalfAxes[other]) * RelativeChord(offset[uniform], HalfAxes[uniform]);
+}
+
+/** Caps and side, half of the points each. */
+bool trelCylinder::SampleSurface(trelUniformNumbers& numbers, trelVector* point) const
+{
+  double offset[3];
+  if (numbers.NextRandom() < 0.5) {
+    SampleCap(numbers, offset);
+  } else {
+    SampleOutline(numbers, offset);
+    offset[2] = numbers.DrawWithin(HalfAxes[2]);
+  }
+  *point = FromCenter(offset);
   return true;
 }

@@ -39,6 +39,10 @@ public:
   PointRelation LocatePoint(double x, double y, double z) const override;
   bool IntersectRay(double x, double y, double z, double dx, double dy, double dz, double* distance,
                     int* face, double* nx, double* ny, double* nz, int raySide) const override;
+  bool SampleSurface(trelUniformNumbers& numbers, trelVector* point) const override;
+
+private:
+  void SampleCap(trelUniformNumbers& numbers, double offset[3]) const;
 };
 
 #endif

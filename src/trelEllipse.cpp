@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "trelRayQuadratic.h"
+#include "trelUniformNumbers.h"
 
 PointRelation trelEllipse::LocatePoint(double x, double y, double /*z*/) const
 {
@@ -57,5 +58,13 @@ bool trelEllipse::IntersectRay(double x, double y, double z, double dx, double d
   *nx = normal[0] / length;
   *ny = normal[1] / length;
   *distance = t;
+  return true;
+}
+
+bool trelEllipse::SampleSurface(trelUniformNumbers& numbers, trelVector* point) const
+{
+  double offset[3] = {0.0, 0.0, 0.0};
+  SampleOutline(numbers, offset);
+  *point = FromCenter(offset);
   return true;
 }

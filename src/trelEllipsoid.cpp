@@ -1,8 +1,10 @@
 #include "trelEllipsoid.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "trelRayQuadratic.h"
+#include "trelUniformNumbers.h"
 
 PointRelation trelEllipsoid::LocatePoint(double x, double y, double z) const
 {
@@ -55,5 +57,19 @@ bool trelEllipsoid::IntersectRay(double x, double y, double z, double dx, double
   *ny = normal[1];
   *nz = normal[2];
   *distance = t;
+  return true;
+}
+
+/** On the upper or the lower half, uniform in x and in y within the chord there. */
+bool trelEllipsoid::SampleSurface(trelUniformNumbers& numbers, trelVector* point) const
+{
+  double offset[3];
+  const double side = numbers.DrawSide(HalfAxes[2]);
+  offset[0] = numbers.DrawWithin(HalfAxes[0]);
+  offset[1] = numbers.DrawWithin(HalfAxes[1]) * RelativeChord(offset[0], HalfAxes[0]);
+  const double x = offset[0] / HalfAxes[0];
+  const double y = offset[1] / HalfAxes[1];
+  offset[2] = side * std::sqrt(std::max(0.0, 1.0 - x * x - y * y));
+  *point = FromCenter(offset);
   return true;
 }

@@ -96,11 +96,10 @@ public:
   /** A position by the kind of light, Internal and Solid; emission sources are never launched. */
   bool SampleStartPosition(trelLaunchContext* monteCarlo, trelPhoton* photon) const;
 
-  /** A point of the shape, by rejection in its box; false after 10,000 rejected points. */
+  /** A point of the shape, see trelShapeObject::SampleVolume. */
   bool SampleVolume(trelLaunchContext* monteCarlo, trelPhoton* photon) const;
 
-  /** A point on the surface of the shape; each kind of shape has its own choice of parts, which is
-   *  not uniform over the surface. */
+  /** A point on the surface of the shape, see trelShapeObject::SampleSurface. */
   bool SampleSurface(trelLaunchContext* monteCarlo, trelPhoton* photon) const;
 
   /**

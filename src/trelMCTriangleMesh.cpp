@@ -12,6 +12,7 @@
 #include "trelSTLReader.h"
 #include "trelSURFReader.h"
 #include "trelTriangleMesh.h"
+#include "trelUniformNumbers.h"
 
 /** The one region of a closed surface. */
 static constexpr std::int32_t insideRegion = 0;
@@ -173,3 +174,55 @@ bool trelMCTriangleMesh::IntersectRay(double x, double y, double z, double dx, d
 }
 
 trelReportErrorMacro(trelMCTriangleMesh)
+
+/** Twice the area of the triangle a, b, p in the plane z = 0, positive if it runs anticlockwise. */
+static double SideOfEdge(const trelTraceableVertex& a, const trelTraceableVertex& b, double x,
+                         double y)
+{
+  return (b.X - a.X) * (y - a.Y) - (b.Y - a.Y) * (x - a.X);
+}
+
+/** True if the point lies in the triangle as seen along z, edges included. */
+static bool IsAboveTriangle(const trelTraceableVertex* const corners[3], double x, double y)
+{
+  bool left = true, right = true;
+  for (int c = 0; c < 3; ++c) {
+    const double side = SideOfEdge(*corners[c], *corners[(c + 1) % 3], x, y);
+    left = left && side >= 0.0;
+    right = right && side <= 0.0;
+  }
+  return left || right;
+}
+
+/** One attempt: a point in the triangle's box along x and y, on its plane along z; false if it lies
+ *  beside the triangle, or if that is upright. */
+bool trelMCTriangleMesh::SampleTriangle(const trelTraceableTriangle& triangle,
+                                        trelUniformNumbers& numbers, trelVector* point) const
+{
+  const trelTraceableVertex* corners[3];
+  for (int c = 0; c < 3; ++c)
+    corners[c] = &Vertices[triangle.Vertices[c]];
+  const auto inX = std::minmax({corners[0]->X, corners[1]->X, corners[2]->X});
+  const auto inY = std::minmax({corners[0]->Y, corners[1]->Y, corners[2]->Y});
+  const double x = inX.first + numbers.NextRandom() * (inX.second - inX.first);
+  const double y = inY.first + numbers.NextRandom() * (inY.second - inY.first);
+  const double* normal = triangle.Normal;
+  if (normal[2] == 0.0 || !IsAboveTriangle(corners, x, y)) return false;
+  const double z = corners[0]->Z -
+                   (normal[0] * (x - corners[0]->X) + normal[1] * (y - corners[0]->Y)) / normal[2];
+  *point = {x, y, z};
+  return true;
+}
+
+/** Three numbers for a triangle and for x and y in its box, drawn anew until the point lies in it.
+ *  All triangles are drawn equally often, but small and slanted ones fail more often. Upright ones
+ *  never emit. */
+bool trelMCTriangleMesh::SampleSurface(trelUniformNumbers& numbers, trelVector* point) const
+{
+  const std::uint32_t count = GetNumberOfTriangles();
+  for (int attempt = 0; count > 0 && attempt < MaximumAttempts; ++attempt) {
+    const auto drawn = static_cast<std::uint32_t>(numbers.NextRandom() * count);
+    if (SampleTriangle(Triangles[std::min(drawn, count - 1)], numbers, point)) return true;
+  }
+  return false;
+}

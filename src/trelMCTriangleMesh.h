@@ -30,6 +30,7 @@ public:
   PointRelation LocatePoint(double x, double y, double z) const override;
   bool IntersectRay(double x, double y, double z, double dx, double dy, double dz, double* distance,
                     int* face, double* nx, double* ny, double* nz, int raySide) const override;
+  bool SampleSurface(trelUniformNumbers& numbers, trelVector* point) const override;
 
   /** Takes over a copy of @p mesh. False, and empty, if it cannot be traced. */
   bool ImportMesh(trelTriangleMesh* mesh);
@@ -47,6 +48,8 @@ protected:
   void OnTableBuilt(trelVoxelTable& table) const override;
 
 private:
+  bool SampleTriangle(const trelTraceableTriangle& triangle, trelUniformNumbers& numbers,
+                      trelVector* point) const;
   void WarnOfOpenEdges() const;
 };
 

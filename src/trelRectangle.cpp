@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "trelSlabSearch.h"
+#include "trelUniformNumbers.h"
 
 PointRelation trelRectangle::LocatePoint(double x, double y, double /*z*/) const
 {
@@ -75,4 +76,16 @@ void trelRectangle::FindFaceOfHit(const double hit[2], int* face) const
   } else if (hit[1] == -HalfAxes[1]) {
     *face = RectangleFaceYMin;
   }
+}
+
+/** An edge; each is as likely as the others whatever its length. */
+bool trelRectangle::SampleSurface(trelUniformNumbers& numbers, trelVector* point) const
+{
+  double offset[3] = {0.0, 0.0, 0.0};
+  const int across = numbers.NextRandom() < 0.5 ? 0 : 1;
+  const int along = 1 - across;
+  offset[across] = numbers.DrawSide(HalfAxes[across]);
+  offset[along] = numbers.DrawWithin(HalfAxes[along]);
+  *point = FromCenter(offset);
+  return true;
 }

@@ -36,6 +36,7 @@ public:
   PointRelation LocatePoint(double x, double y, double z) const override;
   bool IntersectRay(double x, double y, double z, double dx, double dy, double dz, double* distance,
                     int* face, double* nx, double* ny, double* nz, int raySide) const override;
+  bool SampleSurface(trelUniformNumbers& numbers, trelVector* point) const override;
 
 private:
   void FindFaceOfPoint(const double p[2], int* face) const;

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "trelUniformNumbers.h"
+
 trelShapeObject::~trelShapeObject() = default;
 
 void trelShapeObject::SetCenter(double x, double y, double z)
@@ -49,6 +51,48 @@ void trelShapeObject::GetBoundingBox(double* xmin, double* xmax, double* ymin, d
 void trelShapeObject::GetBoundingBox(double bounds[6]) const
 {
   std::copy_n(Bounds, 6, bounds);
+}
+
+trelVector trelShapeObject::FromCenter(const double offset[3]) const
+{
+  return {Center[0] + offset[0], Center[1] + offset[1],
+          GetTraits().IsPlanar() ? 0.0 : Center[2] + offset[2]};
+}
+
+bool trelShapeObject::SampleVolume(trelUniformNumbers& numbers, trelVector* point) const
+{
+  const trelShapeTraits& traits = GetTraits();
+  if (IsEmpty() || traits.Role == RoleMedium) return false;
+  // A curved shape holds no point if a half-axis that its equation divides by is 0. A cylinder of
+  // no height is a disc and has its points.
+  if (std::count(HalfAxes, HalfAxes + traits.CurvedAxes, 0.0) > 0) return false;
+  for (int attempt = 0; attempt < MaximumAttempts; ++attempt) {
+    double offset[3] = {0.0, 0.0, 0.0};
+    for (int i = 0; i < traits.Dimension; ++i)
+      offset[i] = numbers.DrawWithin(HalfAxes[i]);
+    *point = FromCenter(offset);
+    if (LocatePoint(*point) != PointOutside) return true;
+  }
+  return false;
+}
+
+bool trelShapeObject::SampleSurface(trelUniformNumbers& /*numbers*/, trelVector* /*point*/) const
+{
+  return false;
+}
+
+double trelShapeObject::RelativeChord(double d, double halfAxis)
+{
+  return std::sqrt(std::max(0.0, 1.0 - d * d / (halfAxis * halfAxis)));
+}
+
+void trelShapeObject::SampleOutline(trelUniformNumbers& numbers, double offset[3]) const
+{
+  const int uniform = numbers.NextRandom() < 0.5 ? 0 : 1;
+  const int other = 1 - uniform;
+  const double side = numbers.DrawSide(HalfAxes[other]);
+  offset[uniform] = numbers.DrawWithin(HalfAxes[uniform]);
+  offset[other] = side * RelativeChord(offset[uniform], HalfAxes[uniform]);
 }
 
 double trelShapeObject::GetRadialLimit() const

@@ -6,6 +6,8 @@
 #include "trelShapeTraits.h"
 #include "trelVector.h"
 
+class trelUniformNumbers;
+
 /** Where a point lies in relation to a shape. PointUndetermined: a mesh without a voxel table. */
 enum PointRelation : int
 {
@@ -101,6 +103,14 @@ public:
                         &hit->Normal.Z, side);
   }
 
+  /** A point of the shape, uniform by rejection in its box, from a number for each coordinate and
+   *  attempt; false after 10,000 rejected points, and at once if there can be none. */
+  bool SampleVolume(trelUniformNumbers& numbers, trelVector* point) const;
+
+  /** A point on the surface. Each shape has its own choice of parts and order of numbers, which is
+   *  not uniform over the surface; results depend on it. False, the default, without one. */
+  virtual bool SampleSurface(trelUniformNumbers& numbers, trelVector* point) const;
+
   /** Centre of the shape, mm, default the origin. Setting it moves the bounding box. */
   void SetCenter(double x, double y, double z);
   void SetCenter(const double center[3]) { SetCenter(center[0], center[1], center[2]); }
@@ -173,6 +183,20 @@ protected:
     local[1] = y - Center[1];
     if (Rotated) RotateInPlane(local);
   }
+
+  /** How often a point is drawn before a sampling fails. A ball takes two draws on average; a shape
+   *  that no draw ever hits would keep the thread for good. */
+  static constexpr int MaximumAttempts = 10000;
+
+  /** The point at @p offset from the centre; planar shapes lie at z = 0. */
+  trelVector FromCenter(const double offset[3]) const;
+
+  /** How wide an ellipse still is, relative to its width, at the coordinate @p d of the half-axis
+   *  @p halfAxis: sqrt(1 - d^2 / a^2). 0 where rounding takes the difference below 0. */
+  static double RelativeChord(double d, double halfAxis);
+  /** A point on the elliptic outline of the half-axes along x and y: one coordinate uniform, the
+   *  other on the curve on either side. */
+  void SampleOutline(trelUniformNumbers& numbers, double offset[3]) const;
 
   /** Divides the vector by its length; a zero vector stays. */
   static void Normalize(double v[3]);

@@ -12,6 +12,7 @@
 #include "trelLightSource.h"
 #include "trelMCTetrahedron.h"
 #include "trelPhoton.h"
+#include "trelShapeFactory.h"
 #include "trelSpectrum.h"
 #include "trelTetrahedron.h"
 
@@ -46,7 +47,7 @@ static testing::AssertionResult IsMean(double expected, const std::vector<double
          << mean << " +- " << error << ", expected " << expected;
 }
 
-/** A source that shines into the medium, in @p shape or in a box of a kind at (1, 2, 3) with the
+/** A source that shines into the medium, in @p shape or in one of a kind at (1, 2, 3) with the
  *  half-axes 10, 20 and 40. */
 class Lamp
 {
@@ -56,7 +57,7 @@ public:
     Source.SetShape(shape);
     Source.SetLuminousType(LuminousDiffuse);
   }
-  explicit Lamp(ShapeType kind) : Lamp(Place(new BoxOfKind(kind), 1, 2, 3, 10, 20, 40)) {}
+  explicit Lamp(ShapeType kind) : Lamp(Place(MakeShape(kind), 1, 2, 3, 10, 20, 40)) {}
 
   bool Launch(TestContext& context) { return Source.LaunchPhoton(&context, &Photon, &Spectrum); }
 
@@ -289,8 +290,8 @@ TEST(LightSource, FillsADisc)
 TEST(LightSource, GivesUpWhereThereIsNoPoint)
 {
   TestContext context;
-  for (trelShapeObject* shape : {static_cast<trelShapeObject*>(nullptr),
-                                 static_cast<trelShapeObject*>(new BoxOfKind(ShapeTetrahedron))}) {
+  for (trelShapeObject* shape :
+       {static_cast<trelShapeObject*>(nullptr), MakeShape(ShapeTetrahedron)}) {
     Lamp dark(shape);
     EXPECT_FALSE(dark.Launch(context));
     EXPECT_FALSE(dark.Source.SampleVolume(&context, &dark.Photon));

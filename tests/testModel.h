@@ -20,6 +20,7 @@
 #include "trelMediumResult.h"
 #include "trelOpticalParameter.h"
 #include "trelRectangle.h"
+#include "trelShapeFactory.h"
 #include "trelSimulationParameter.h"
 #include "trelSimulationResult.h"
 #include "trelSpectrum.h"
@@ -118,11 +119,10 @@ private:
 inline trelShapeObject* MakeShape(ShapeType type, std::initializer_list<double> center,
                                   std::initializer_list<double> halfAxes)
 {
-  if (type == ShapeCube) return TestModel::Make<trelCube>(center, halfAxes);
-  if (type == ShapeCylinder) return TestModel::Make<trelCylinder>(center, halfAxes);
-  if (type == ShapeRectangle) return TestModel::Make<trelRectangle>(center, halfAxes);
-  if (type == ShapeEllipse) return TestModel::Make<trelEllipse>(center, halfAxes);
-  return TestModel::Make<trelEllipsoid>(center, halfAxes);
+  trelShapeObject* shape = MakeShape(type);
+  shape->SetCenter(center.begin());
+  shape->SetHalfAxes(halfAxes.begin());
+  return shape;
 }
 
 /** Mean and standard error of a sample. */
