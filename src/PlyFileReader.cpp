@@ -1,7 +1,6 @@
 #include "PlyFileReader.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cmath>
 #include <cstring>
 #include <iterator>
@@ -10,6 +9,7 @@
 #include "trelMemory.h"
 #include "trelMeshText.h"
 #include "trelPaths.h"
+#include "trelText.h"
 
 static const char* const VertexReadError = "Error when reading vertex data!\n";
 static const char* const FaceReadError = "Error when reading face data!\n";
@@ -40,7 +40,7 @@ static const PlyType PlyTypes[] = {
 static constexpr int PlyFloatType = 6;
 static constexpr int PlyUnknownType = 8;
 
-static int TypeOf(const char* word)
+static int TypeOf(std::string_view word)
 {
   int type = 0;
   while (type < PlyUnknownType && !EqualWords(word, PlyTypes[type].names[0]) &&
@@ -55,7 +55,7 @@ static int SizeOf(int type)
 }
 
 /** The kind of a number by its name, which stands in either of two words. */
-static PlyPropertyKind ScalarKind(const char* word, const char* otherWord)
+static PlyPropertyKind ScalarKind(std::string_view word, std::string_view otherWord)
 {
   static const struct
   {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <string>
+#include <string_view>
 #include <vector>
 
 /** What a property of a PLY element is, by its name. */
@@ -127,7 +128,7 @@ private:
   std::FILE* file = nullptr;
   std::int64_t file_size = 0;
   char line_buffer[4096] = {};
-  std::vector<char*> tokens;
+  std::vector<std::string_view> tokens;
   std::int32_t vertex_count = 0;
   std::int32_t face_count = 0;
   std::vector<float> vertex_cache;

@@ -34,7 +34,7 @@ trel_subsystem(framework
   HEADERS trelObjectMacros trelFileNames trelInlining trelVector trelUntouchedTable
           trelUniformNumbers
   CLASSES trelObject trelList trelProcessObject trelDataObject trelSimulationObject trelSource
-          trelFilter trelTarget trelReader trelWriter trelPaths trelClock trelThreads
+          trelFilter trelTarget trelReader trelWriter trelText trelPaths trelClock trelThreads
           trelMemory)
 
 # Meshes as files hold them: vertices, triangles, tetrahedra and the faces between regions.

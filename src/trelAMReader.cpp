@@ -4,6 +4,7 @@
 
 #include "trelMeshText.h"
 #include "trelTetrahedron.h"
+#include "trelText.h"
 
 bool trelAMReader::ReadMesh()
 {

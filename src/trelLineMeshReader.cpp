@@ -3,6 +3,7 @@
 #include "trelMesh.h"
 #include "trelMeshText.h"
 #include "trelPaths.h"
+#include "trelText.h"
 
 trelLineMeshReader::~trelLineMeshReader()
 {

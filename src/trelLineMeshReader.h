@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <string_view>
 #include <vector>
 
 #include "trelMeshReader.h"
@@ -25,7 +26,7 @@ public:
 
 protected:
   /** How a token becomes an index: trelMeshText.h has two. */
-  using NumberOf = std::int64_t (*)(const char* token);
+  using NumberOf = std::int64_t (*)(std::string_view token);
 
   bool OpenFile(const char* name) override;
   void CloseFile() override;
@@ -55,7 +56,7 @@ protected:
   bool StoreIndices(std::size_t token, int corners, NumberOf number, std::int64_t base,
                     std::uint32_t* record) const;
 
-  std::vector<char*> Tokens;
+  std::vector<std::string_view> Tokens;
   std::FILE* File = nullptr;
   char LineBuffer[256] = {};
   std::int32_t NumberOfVertices = -1;

@@ -1,52 +1,27 @@
 #include "trelMeshText.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cmath>
-#include <cstdlib>
 
-static bool IsSeparator(char c)
+#include "trelText.h"
+
+std::int64_t IntegerOf(std::string_view token)
 {
-  return c == ' ' || c == '\t' || c == '\r' || c == '\n';
+  return ReadInteger(token, LibraryNumbers);
 }
 
-void SplitTokens(char* line, std::vector<char*>& tokens)
+std::int64_t TruncatedNumberOf(std::string_view token)
 {
-  tokens.clear();
-  for (;;) {
-    while (IsSeparator(*line))
-      ++line;
-    if (!*line) return;
-    tokens.push_back(line);
-    while (*line && !IsSeparator(*line))
-      ++line;
-    if (*line) *line++ = '\0';
-  }
-}
-
-bool EqualWords(const char* a, const char* b)
-{
-  const auto lower = [](char c) { return std::tolower(static_cast<unsigned char>(c)); };
-  while (*a && lower(*a) == lower(*b))
-    ++a, ++b;
-  return *a == *b;
-}
-
-std::int64_t IntegerOf(const char* token)
-{
-  const std::int64_t number = std::strtoll(token, nullptr, 10);
-  return std::clamp<std::int64_t>(number, INT32_MIN, INT32_MAX);
-}
-
-std::int64_t TruncatedNumberOf(const char* token)
-{
-  const double number = std::strtod(token, nullptr);
+  double number = 0.0;
+  ReadReal(token, LibraryNumbers, number);
   return std::fabs(number) <= INT32_MAX ? static_cast<std::int64_t>(number) : -1;
 }
 
-float FloatOf(const char* token)
+float FloatOf(std::string_view token)
 {
-  return std::strtof(token, nullptr);
+  float number = 0.0f;
+  ReadReal(token, LibraryNumbers, number);
+  return number;
 }
 
 std::int64_t MeasureFile(std::FILE* file)

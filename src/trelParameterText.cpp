@@ -1,32 +1,10 @@
 #include "trelParameterText.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
-#include <limits>
 
 #include "trelPaths.h"
-
-static const char* const Separators = " \t\r\n";
-
-/** Lower case in ASCII, whatever the locale says. */
-static char Lower(char c)
-{
-  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
-static bool EqualWords(std::string_view a, std::string_view b)
-{
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                    [](char x, char y) { return Lower(x) == Lower(y); });
-}
-
-/** @p token without a leading plus, which std::from_chars does not take. */
-static std::string_view WithoutPlus(std::string_view token)
-{
-  const bool plus = token.size() > 1 && token[0] == '+' && token[1] != '-';
-  return plus ? token.substr(1) : token;
-}
+#include "trelText.h"
 
 bool trelParameterText::Open(const char* name)
 {
@@ -52,13 +30,7 @@ bool trelParameterText::TakeLine()
 {
   Tokens.clear();
   if (!File || !std::fgets(LineBuffer, sizeof LineBuffer, File)) return false;
-  const std::string_view line(LineBuffer);
-  std::size_t start = line.find_first_not_of(Separators);
-  while (start != std::string_view::npos) {
-    const std::size_t end = std::min(line.find_first_of(Separators, start), line.size());
-    Tokens.push_back(line.substr(start, end - start));
-    start = line.find_first_not_of(Separators, end);
-  }
+  SplitTokens(LineBuffer, Tokens);
   return true;
 }
 
@@ -105,34 +77,20 @@ void trelParameterText::NoteComma(int i) const
 std::int32_t trelParameterText::GetInteger(int i) const
 {
   NoteComma(i);
-  const std::string_view digits = WithoutPlus(GetToken(i));
-  std::int32_t value = 0;
-  const auto parsed = std::from_chars(digits.data(), digits.data() + digits.size(), value);
-  if (parsed.ec != std::errc::result_out_of_range) return value;
-  using Limits = std::numeric_limits<std::int32_t>;
-  return digits[0] == '-' ? Limits::min() : Limits::max();
+  return ReadInteger(GetToken(i), DecimalNumbers);
 }
 
 bool trelParameterText::HasNumber(int i) const
 {
-  const std::string_view digits = WithoutPlus(GetToken(i));
   double value = 0.0;
-  const auto parsed = std::from_chars(digits.data(), digits.data() + digits.size(), value);
-  return parsed.ec != std::errc::invalid_argument && !std::isnan(value);
+  return ReadReal(GetToken(i), DecimalNumbers, value) && !std::isnan(value);
 }
 
 double trelParameterText::GetReal(int i) const
 {
   NoteComma(i);
-  const std::string_view digits = WithoutPlus(GetToken(i));
   double value = 0.0;
-  const auto parsed = std::from_chars(digits.data(), digits.data() + digits.size(), value);
-  if (parsed.ec == std::errc::result_out_of_range) {
-    // A line is too short to leave the range by its digits alone: the sign of the exponent tells.
-    const std::string_view number(digits.data(), parsed.ptr - digits.data());
-    const bool tiny = number.find("e-") < number.size() || number.find("E-") < number.size();
-    value = tiny ? 0.0 : std::copysign(HUGE_VAL, digits[0] == '-' ? -1.0 : 1.0);
-  }
+  ReadReal(GetToken(i), DecimalNumbers, value);
   return std::isnan(value) ? 0.0 : value;
 }
 

@@ -14,7 +14,7 @@
  * Blanks, tabs, carriage returns and line feeds separate tokens; there are no quotes but in paths.
  * A line is what one read gives, at most 254 characters: a longer one counts as several. A
  * character of code 0 ends its line, so that binary files are read to their end like any other.
- * Letter case never matters, and in numbers neither does the locale.
+ * Words and numbers are those of trelText.h: neither letter case nor the locale matters.
  */
 class trelParameterText
 {
@@ -40,13 +40,13 @@ public:
   int GetNumberOfTokens() const { return static_cast<int>(Tokens.size()); }
   /** Token @p i, from 0; empty if there is none. */
   std::string_view GetToken(int i) const;
-  /** True if token @p i is one of @p words, which are parted by single blanks. */
+  /** True if token @p i is one of @p words, which are separated by single blanks. */
   bool IsOneOf(int i, std::string_view words) const;
 
   /** The decimal integer at the start of token @p i: 0 without one, the nearest 32-bit number if
    * huge. */
   std::int32_t GetInteger(int i) const;
-  /** True if token @p i starts with a number, infinities among them; "nan" is none. */
+  /** True if token @p i starts with a number, infinities among them; "nan" is not one. */
   bool HasNumber(int i) const;
   /** The real number at the start of token @p i: 0 without one, and for "nan". Huge ones are
    * infinite. */

@@ -1,13 +1,13 @@
 #include "trelSTLReader.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cmath>
 #include <cstring>
 
 #include "trelMesh.h"
 #include "trelMeshText.h"
 #include "trelPaths.h"
+#include "trelText.h"
 
 static const char* const NoFacet = "There's no facet in the file!\n";
 
@@ -49,10 +49,7 @@ bool trelSTLReader::IsBinary()
 
 bool trelSTLReader::ReadWord()
 {
-  if (std::fscanf(File, "%99s", Word) != 1) return false;
-  for (char* c = Word; *c; ++c)
-    *c = static_cast<char>(std::tolower(static_cast<unsigned char>(*c)));
-  return true;
+  return std::fscanf(File, "%99s", Word) == 1;
 }
 
 bool trelSTLReader::ReadFacets()
@@ -62,9 +59,9 @@ bool trelSTLReader::ReadFacets()
   FaceIndices.clear();
   CornersRead = 0;
   while (ReadWord()) {
-    if (std::strcmp(Word, "facet") == 0)
+    if (EqualWords(Word, "facet"))
       FaceIndices.resize(FaceIndices.size() + 3);
-    else if (std::strcmp(Word, "vertex") == 0 && !ReadCorner())
+    else if (EqualWords(Word, "vertex") && !ReadCorner())
       return false;
   }
   if (FaceIndices.empty()) return Fail(NoFacet);
@@ -84,7 +81,7 @@ bool trelSTLReader::ReadCorner()
   for (float& coordinate : point) {
     if (!ReadWord()) return Fail("The file ends inside a vertex!\n");
     coordinate = FloatOf(Word);
-    // What is not a number equals nothing, itself neither, and would fill one place of the hash.
+    // NaN equals nothing, itself neither, and would fill one place of the hash.
     if (!std::isfinite(coordinate)) return Fail("Error when reading vertex data!\n");
   }
   const auto next = static_cast<std::uint32_t>(Vertices.size());

@@ -2,13 +2,13 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 #include <limits>
 #include <utility>
 
 #include "trelMemory.h"
 #include "trelMesh.h"
 #include "trelMeshReader.h"
+#include "trelText.h"
 
 trelTraceableMesh::~trelTraceableMesh() = default;
 
@@ -20,19 +20,10 @@ void trelTraceableMesh::ClearMesh()
   TableTried = false;
 }
 
-/** True if @p path ends with @p ending, letters of either case being the same. */
-static bool EndsWith(const char* path, const char* ending)
-{
-  const std::size_t length = std::strlen(path), tail = std::strlen(ending);
-  const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : +c; };
-  return length >= tail && std::equal(ending, ending + tail, path + length - tail,
-                                      [&](char a, char b) { return lower(a) == lower(b); });
-}
-
 trelMeshReader* trelTraceableMesh::MakeReader(const char* path) const
 {
   for (const ReaderEnding* row = GetReaderEndings(); row->Ending; ++row)
-    if (EndsWith(path, row->Ending)) return row->Make();
+    if (EndsWithWord(path, row->Ending)) return row->Make();
   return nullptr;
 }
 

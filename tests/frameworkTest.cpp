@@ -1,9 +1,12 @@
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 #include "testTools.h"
 #include "trelFilter.h"
 #include "trelList.h"
 #include "trelPaths.h"
+#include "trelText.h"
 
 /** Tells of its death. */
 class ProbeFilter : public trelFilter
@@ -102,4 +105,43 @@ TEST(Paths, ResolveAgainstTheParameterFile)
   }
   std::string empty;
   EXPECT_EQ(ReportsOf([&] { ResolvePath(empty); }), "File path is null!");
+}
+
+TEST(Text, NumbersStandAtTheStartOfAToken)
+{
+  const double inf = HUGE_VAL;
+  const std::string zeros = "0." + std::string(400, '0');
+  const struct
+  {
+    std::string Token;
+    double Decimal, Library, LibraryFloat;
+    std::int32_t Integer;
+  } cases[] = {{"+1.5x", 1.5, 1.5, 1.5f, 1},
+               {"-7,5", -7, -7, -7, -7},
+               {"+-5", 0, 0, 0, 0},
+               {"--5", 0, 0, 0, 0},
+               {"-INF", -inf, -inf, -inf, 0},
+               {"0x1.8p3", 0, 12, 12, 0},
+               {"-0xg", 0, 0, 0, 0},
+               {"0xinf", 0, 0, 0, 0},
+               {"\f4", 0, 4, 4, 4},
+               {"-4294967296", -4294967296.0, -4294967296.0, -4294967296.0f, INT32_MIN},
+               {"99999999999999999999", 1e20, 1e20, 1e20f, INT32_MAX},
+               {"1e39", 1e39, 1e39, inf, 1},
+               {"1e-46", 1e-46, 1e-46, 0, 1},
+               {"-1e400", -inf, -inf, -inf, -1},
+               {zeros + "1e300", 1e-101, 1e-101, 0, 0},
+               {zeros + "1", 0, 0, 0, 0},
+               {"1e-99999999999", 0, 0, 0, 1}};
+  for (const auto& c : cases) {
+    double decimal = 1, library = 1;
+    float libraryFloat = 1;
+    ReadReal(c.Token, DecimalNumbers, decimal);
+    ReadReal(c.Token, LibraryNumbers, library);
+    ReadReal(c.Token, LibraryNumbers, libraryFloat);
+    EXPECT_EQ(decimal, c.Decimal) << c.Token;
+    EXPECT_EQ(library, c.Library) << c.Token;
+    EXPECT_EQ(libraryFloat, c.LibraryFloat) << c.Token;
+    EXPECT_EQ(ReadInteger(c.Token, LibraryNumbers), c.Integer) << c.Token;
+  }
 }
