@@ -69,9 +69,10 @@ trel_subsystem(model
 # The parameter file (.trl) and how it becomes a model.
 trel_subsystem(parameter_file
   MAY_USE framework geometry model
-  HEADERS trelKeywordTable
-  CLASSES trelParameterText trelSimulationParameterReader trelSimulationPropertyBlock
-          trelModelSection trelModelIndex)
+  HEADERS
+  CLASSES trelParameterText trelModelIndex trelReadState trelKeywordSection
+          trelSimulationPropertyBlock trelSourceProperty trelModelSection
+          trelSimulationParameterReader)
 
 # The grids, their scoring and finishing, and the result files.
 trel_subsystem(results

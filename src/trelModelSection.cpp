@@ -16,7 +16,7 @@
 #include "trelPlaneDetector.h"
 #include "trelShapeFactory.h"
 #include "trelSimulationParameter.h"
-#include "trelSimulationParameterReader.h"
+#include "trelSourceProperty.h"
 #include "trelSpectrum.h"
 #include "trelTissue.h"
 
@@ -47,46 +47,37 @@ static trelShapeObject* MakeNamedShape(const trelParameterText& text, int i,
   return nullptr;
 }
 
-static const trelWord<LuminousType> LuminousWords[] = {{"excitation", LuminousExcitation},
-                                                       {"emission", LuminousEmission}};
-
 static const trelWord<VerticalPlane> VerticalPlaneWords[] = {
     {"xy yx", PlaneXY}, {"xz zx", PlaneXZ}, {"yz zy", PlaneYZ}};
 
-/** A word of "lightsourceproperty" and the switch that it sets. */
-struct trelSourceSwitch
+trelModelSection::trelModelSection(trelReadState& state, trelSimulationParameter& parameter,
+                                   SimulationDimension dimension)
+    : trelKeywordSection(state, parameter), Dimension(dimension == Dimension2D ? In2D : In3D)
 {
-  void (trelLightSource::*Set)(bool);
-  bool Value;
-};
+}
 
-static const trelWord<trelSourceSwitch> SourceSwitchWords[] = {
-    {"internal", {&trelLightSource::SetInternal, true}},
-    {"external", {&trelLightSource::SetInternal, false}},
-    {"solid", {&trelLightSource::SetSolid, true}},
-    {"face", {&trelLightSource::SetSolid, false}},
-    {"specular", {&trelLightSource::SetSpecular, true}},
-    {"nospecular", {&trelLightSource::SetSpecular, false}}};
-
-trelModelSection::trelModelSection(trelSimulationParameterReader& reader,
-                                   trelSimulationParameter& parameter)
-    : Reader(reader), Parameter(parameter), Text(reader.GetText())
+bool trelModelSection::Fits(const Keyword& row) const
 {
+  const int needs = row.Needs == PointLine ? 1 + GetNumberOfCoordinates() : row.Needs;
+  return (row.Dimension & Dimension) != 0 && Text.GetNumberOfTokens() >= needs;
 }
 
 KeywordOutcome trelModelSection::Handle(const Keyword* row)
 {
-  if (!row) return Fail("\"" + std::string(Text.GetToken(0)) + "\"\n" + UnknownMessage);
+  if (!row) {
+    return Fail("\"" + std::string(Text.GetToken(0)) +
+                (Dimension == In2D ? "\"\nThe format of the simulation data is error!\n"
+                                   : "\"\nFormat of the simulation data is incorrect!\n"));
+  }
   if (row->Current != Nothing && !Current[row->Current]) {
     return row->MissingMessage ? Fail(row->MissingMessage) : KeywordDone;
   }
   return (this->*row->Handler)(*row);
 }
 
-KeywordOutcome trelModelSection::Fail(const std::string& text)
+int trelModelSection::GetNumberOfCoordinates() const
 {
-  Reader.Record(text);
-  return KeywordFails;
+  return Dimension == In2D ? 2 : 3;
 }
 
 template <class Object>
@@ -100,24 +91,13 @@ int trelModelSection::GetIndex() const
   return std::max(Text.GetInteger(1), 0) - 1;
 }
 
-void trelModelSection::TakePoint(const Keyword& row, double point[3]) const
+void trelModelSection::TakePoint(double point[3]) const
 {
   std::fill_n(point, 3, 0.0);
-  for (int i = 0; i < row.Needs - 1; ++i)
-    point[i] = Text.GetReal(i + 1);
+  TakeNumbers(point, GetNumberOfCoordinates());
 }
 
-KeywordOutcome trelModelSection::Ignore(const Keyword&)
-{
-  return KeywordDone;
-}
-
-KeywordOutcome trelModelSection::End(const Keyword&)
-{
-  return KeywordEndsSection;
-}
-
-// Shapes, of whatever they belong to
+// Shapes of sources, tissues and detectors
 
 template <class Owner>
 KeywordOutcome trelModelSection::GiveShape(const Keyword& row, ShapeFilter admits,
@@ -133,7 +113,7 @@ KeywordOutcome trelModelSection::GiveShape(const Keyword& row, ShapeFilter admit
 KeywordOutcome trelModelSection::SetCenter(const Keyword& row)
 {
   double center[3];
-  TakePoint(row, center);
+  TakePoint(center);
   Get<trelShapeObject>(row.Current)->SetCenter(center);
   return KeywordDone;
 }
@@ -141,7 +121,7 @@ KeywordOutcome trelModelSection::SetCenter(const Keyword& row)
 KeywordOutcome trelModelSection::SetHalfAxes(const Keyword& row)
 {
   double halfAxes[3];
-  TakePoint(row, halfAxes);
+  TakePoint(halfAxes);
   Get<trelShapeObject>(row.Current)->SetHalfAxes(halfAxes);
   return KeywordDone;
 }
@@ -161,7 +141,7 @@ void trelModelSection::LoadMesh(Mesh& mesh)
 
 KeywordOutcome trelModelSection::SelectSource(const Keyword& row)
 {
-  trelLightSource* source = Reader.GetModelIndex().GetLightSource(GetIndex());
+  trelLightSource* source = State.GetModelIndex().GetLightSource(GetIndex());
   if (!source) return Fail(row.Message);
   Current[Source] = source;
   SourceIndex = GetIndex();
@@ -183,51 +163,15 @@ KeywordOutcome trelModelSection::LoadSourceShape(const Keyword& row)
   auto* shape = Get<trelShapeObject>(SourceShape);
   if (!shape || shape->GetShapeType() != ShapeTriangleMesh) return Fail(row.Message);
   LoadMesh(static_cast<trelMCTriangleMesh&>(*shape));
-  if (Text.GetNumberOfTokens() < 2) Reader.ShowError("Light source shape file is null!");
+  if (Text.GetNumberOfTokens() < 2) State.ShowError("Light source shape file is null!");
   return KeywordDone;
 }
 
-KeywordOutcome trelModelSection::SetSourceProperty(const Keyword& row)
+KeywordOutcome trelModelSection::SetSourceProperty(const Keyword&)
 {
-  if (!SetLuminousType()) return Fail(row.Message);
-  auto* source = Get<trelLightSource>(Source);
-  for (int i = 1; i < Text.GetNumberOfTokens(); ++i) {
-    const trelSourceSwitch* found = FindWord(Text, i, SourceSwitchWords);
-    if (found) (source->*found->Set)(found->Value);
-  }
-  return CheckSourcePlace();
-}
-
-/** By the imaging mode, and in FMT by the first word that says it; false for such a word elsewhere.
- */
-bool trelModelSection::SetLuminousType()
-{
-  auto* source = Get<trelLightSource>(Source);
   const SimulationType mode = Parameter.GetSimulationType();
-  for (int i = 1; i < Text.GetNumberOfTokens(); ++i) {
-    const LuminousType* type = FindWord(Text, i, LuminousWords);
-    if (!type) continue;
-    if (mode != FMT) return false;
-    source->SetLuminousType(*type);
-    break;
-  }
-  if (mode == BLT) source->SetLuminousType(LuminousBioluminescence);
-  if (mode == DOT) source->SetLuminousType(LuminousDiffuse);
-  return true;
-}
-
-KeywordOutcome trelModelSection::CheckSourcePlace()
-{
-  const auto* source = Get<trelLightSource>(Source);
-  const SimulationType mode = Parameter.GetSimulationType();
-  if (mode == BLT) {
-    if (source->IsInternal() && !source->IsSpecular()) return KeywordDone;
-    return Fail("The light source cannot be outside of the medium in BLT!\n");
-  }
-  if (!source->IsInternal() || !source->IsSpecular()) return KeywordDone;
-  return Fail(std::string("The light soruce in the medium should not have the specular reflection"
-                          " in ") +
-              (mode == DOT ? "DOT!\n" : "FMT!\n"));
+  const std::string fault = ReadSourceProperty(Text, mode, *Get<trelLightSource>(Source));
+  return fault.empty() ? KeywordDone : Fail(fault);
 }
 
 KeywordOutcome trelModelSection::SetAzimuthRange(const Keyword&)
@@ -255,9 +199,9 @@ KeywordOutcome trelModelSection::SetSourceSpectrum3D(const Keyword& row)
 KeywordOutcome trelModelSection::SetSourceSpectrum(const Keyword& row, int emissionNeeds,
                                                    const char* emissionMessage)
 {
-  const std::vector<std::uint32_t>& wavelengths = Reader.GetWavelengthList();
+  const std::vector<std::uint32_t>& wavelengths = State.GetWavelengthList();
   const int i = GetIndex();
-  trelSpectrum* spectrum = Reader.GetModelIndex().GetSpectrum(SourceIndex, i);
+  trelSpectrum* spectrum = State.GetModelIndex().GetSpectrum(SourceIndex, i);
   if (!spectrum || i >= static_cast<int>(wavelengths.size())) return Fail(row.Message);
   spectrum->SetWavelength(wavelengths[i]);
   spectrum->SetWavelengthIndex(i);
@@ -288,7 +232,7 @@ void trelModelSection::SetPacketNumber(trelSpectrum& spectrum)
        << ": got \"" << Text.GetToken(3) << "\", expected a number of packets from 0 to "
        << std::numeric_limits<std::uint32_t>::max() << "; taken as " << spectrum.GetPhotonNumber()
        << "\n";
-  Reader.ShowWarning(text.str());
+  State.ShowWarning(text.str());
 }
 
 // Medium and tissues
@@ -305,7 +249,7 @@ KeywordOutcome trelModelSection::LoadTetrahedra(const Keyword& row)
 
 KeywordOutcome trelModelSection::SelectTissue(const Keyword& row)
 {
-  trelTissue* tissue = Reader.GetModelIndex().GetTissue(GetIndex());
+  trelTissue* tissue = State.GetModelIndex().GetTissue(GetIndex());
   if (!tissue) return Fail(row.Message);
   Current[Tissue] = tissue;
   TissueIndex = GetIndex();
@@ -338,9 +282,9 @@ KeywordOutcome trelModelSection::LoadTissueShape(const Keyword& row)
 
 KeywordOutcome trelModelSection::SetTissueSpectrum(const Keyword& row)
 {
-  const std::vector<std::uint32_t>& wavelengths = Reader.GetWavelengthList();
+  const std::vector<std::uint32_t>& wavelengths = State.GetWavelengthList();
   const int i = GetIndex();
-  trelOpticalParameter* entry = Reader.GetModelIndex().GetOpticalParameter(TissueIndex, i);
+  trelOpticalParameter* entry = State.GetModelIndex().GetOpticalParameter(TissueIndex, i);
   if (!entry || i >= static_cast<int>(wavelengths.size())) return Fail(row.Message);
   entry->SetOpticalCoefficients(Text.GetReal(2), Text.GetReal(3), Text.GetReal(4), Text.GetReal(5));
   entry->SetWavelength(wavelengths[i]);
@@ -349,12 +293,12 @@ KeywordOutcome trelModelSection::SetTissueSpectrum(const Keyword& row)
 
 // Detectors
 
-/** Detectors stand in the order of their lines; the index is only held against their number. */
+/** Detectors stand in the order of their lines; the index is only compared with their number. */
 template <class Detector>
 KeywordOutcome trelModelSection::AddDetector(const Keyword& row)
 {
   const int i = GetIndex();
-  if (i < 0 || i >= Reader.GetDetectorNum()) return Fail(row.Message);
+  if (i < 0 || i >= State.GetDetectorNum()) return Fail(row.Message);
   auto* detector = new Detector;
   Parameter.AddDetector(detector);
   Current[detector->GetDetectorType() == DetectorPlane ? PlaneDetector : FiberDetector] = detector;
@@ -369,18 +313,18 @@ KeywordOutcome trelModelSection::SetVerticalPlane(const Keyword& row)
   return KeywordDone;
 }
 
-KeywordOutcome trelModelSection::SetDetectorCenter(const Keyword& row)
+KeywordOutcome trelModelSection::SetDetectorCenter(const Keyword&)
 {
   double center[3];
-  TakePoint(row, center);
+  TakePoint(center);
   Get<trelPlaneDetector>(PlaneDetector)->SetCenter(center[0], center[1], center[2]);
   return KeywordDone;
 }
 
-KeywordOutcome trelModelSection::SetDetectorNormal(const Keyword& row)
+KeywordOutcome trelModelSection::SetDetectorNormal(const Keyword&)
 {
   double normal[3];
-  TakePoint(row, normal);
+  TakePoint(normal);
   const double length = std::hypot(normal[0], normal[1], normal[2]);
   if (!(length > 0.0 && std::isfinite(length))) return KeywordFails;
   for (double& component : normal)
@@ -413,83 +357,68 @@ KeywordOutcome trelModelSection::SetFiberShape(const Keyword& row)
   return GiveShape<trelFiberDetector>(row, IsFiber, FiberShape);
 }
 
-// The tables
+// The table
 
-bool trelModelSection::Read2D()
-{
-  using Section = trelModelSection;
-  static const Keyword table[] = {
-      {"endtrl", 1, Nothing, &Section::End},
-      {"lightsource", 2, Nothing, &Section::SelectSource,
-       "Index of the light source is incorrect!\n"},
-      {"lightsourcetype", 2, Nothing, &Section::Ignore},
-      {"lightsourceshape", 2, Source, &Section::SetPlanarSourceShape,
-       "2D light source shape error!\n"},
-      {"lightsourceproperty", 1, Source, &Section::SetSourceProperty,
-       "3D light source property error!\n"},
-      {"lightsourcecenter", 3, SourceShape, &Section::SetCenter},
-      {"lightsourceaxis", 3, SourceShape, &Section::SetHalfAxes},
-      {"lightsourceangle", 2, Nothing, &Section::Ignore},
-      {"lightsourcespectrumindex", 4, Source, &Section::SetSourceSpectrum2D,
-       "2d light source property error!\n"},
-      {"lightsourceazimuthalangle lightsourceazimuthangle", 3, SourceShape,
-       &Section::SetAzimuthRange},
-      {"tissue", 3, Nothing, &Section::SelectTissue, "Index of the tissue is incorrect!\n"},
-      {"tissueshape", 2, Tissue, &Section::SetPlanarTissueShape, "2D tissue shape data error!\n"},
-      {"tissuecenter", 3, TissueShape, &Section::SetCenter},
-      {"tissueaxis", 3, TissueShape, &Section::SetHalfAxes},
-      {"tissueangle", 2, Nothing, &Section::Ignore},
-      {"tissuespectrumindex", 6, Tissue, &Section::SetTissueSpectrum, "2D tissue data error!\n"}};
-  UnknownMessage = "The format of the simulation data is error!\n";
-  return ReadSection(Text, *this, table);
-}
+static const char* const SourceMessage = "3d light source property error!\n";
+static const char* const TissueMessage = "Tissue data error!\n";
+static const char* const DetectorMessage = "Index of the detector is incorrect!\n";
 
-bool trelModelSection::Read3D()
+const trelModelSection::Keyword trelModelSection::Keywords[] = {
+    {"endtrl", InBoth, 1, Nothing, &Section::End<Keyword>},
+    {"lightsource", InBoth, 2, Nothing, &Section::SelectSource,
+     "Index of the light source is incorrect!\n"},
+    {"lightsourcetype", In2D, 2, Nothing, &Section::Ignore<Keyword>},
+    {"lightsourceshape", In2D, 2, Source, &Section::SetPlanarSourceShape,
+     "2D light source shape error!\n"},
+    {"lightsourceshape", In3D, 2, Source, &Section::SetSourceShape, SourceMessage},
+    {"lightsourcepath", In3D, 1, Nothing, &Section::LoadSourceShape, SourceMessage},
+    {"lightsourceproperty", InBoth, 1, Source, &Section::SetSourceProperty},
+    {"lightsourcecenter", InBoth, PointLine, SourceShape, &Section::SetCenter},
+    {"lightsourceaxis", InBoth, PointLine, SourceShape, &Section::SetHalfAxes},
+    {"lightsourceangle", In2D, 2, Nothing, &Section::Ignore<Keyword>},
+    {"lightsourceangle", In3D, 4, Nothing, &Section::Ignore<Keyword>},
+    {"lightsourceazimuthalangle lightsourceazimuthangle", InBoth, 3, SourceShape,
+     &Section::SetAzimuthRange},
+    {"lightsourcedeflectangle lightsourcedeflectionangle", In3D, 3, SourceShape,
+     &Section::SetDeflectionRange},
+    {"lightsourcespectrumindex", In2D, 4, Source, &Section::SetSourceSpectrum2D,
+     "2d light source property error!\n"},
+    {"lightsourcespectrumindex", In3D, 4, Source, &Section::SetSourceSpectrum3D,
+     "The property of the light source is incorrect!\n"},
+    {"mediumtetrapath", In3D, 1, Nothing, &Section::LoadTetrahedra,
+     "Medium shape isn't constructed by tetrahedron!\n"},
+    {"tissue", InBoth, 3, Nothing, &Section::SelectTissue, "Index of the tissue is incorrect!\n"},
+    {"tissueshape", In2D, 2, Tissue, &Section::SetPlanarTissueShape,
+     "2D tissue shape data error!\n"},
+    {"tissueshape", In3D, 2, Tissue, &Section::SetTissueShape, "tissue data error!\n",
+     TissueMessage},
+    {"tissuecenter", InBoth, PointLine, TissueShape, &Section::SetCenter},
+    {"tissueaxis", InBoth, PointLine, TissueShape, &Section::SetHalfAxes},
+    {"tissueangle", In2D, 2, Nothing, &Section::Ignore<Keyword>},
+    {"tissueangle", In3D, 4, Nothing, &Section::Ignore<Keyword>},
+    {"tissuepath", In3D, 1, TissueShape, &Section::LoadTissueShape, "3d tissue shape data error!\n",
+     TissueMessage},
+    {"tissuespectrumindex", In2D, 6, Tissue, &Section::SetTissueSpectrum,
+     "2D tissue data error!\n"},
+    {"tissuespectrumindex", In3D, 6, Tissue, &Section::SetTissueSpectrum, TissueMessage},
+    {"detectorLens", In3D, 2, Nothing, &Section::AddDetector<trelPlaneDetector>, DetectorMessage},
+    {"VerticalPlane", In3D, 2, PlaneDetector, &Section::SetVerticalPlane,
+     "Vertical plane error!\n"},
+    {"detectorcenter", In3D, PointLine, PlaneDetector, &Section::SetDetectorCenter},
+    {"detectornormal", In3D, PointLine, PlaneDetector, &Section::SetDetectorNormal},
+    {"detectorsize", In3D, 3, PlaneDetector, &Section::SetDetectorSize},
+    {"detectorresolution", In3D, 3, PlaneDetector, &Section::SetDetectorResolution},
+    {"imagedist", In3D, 2, PlaneDetector,
+     &Section::SetLength<&trelPlaneDetector::SetImageDistance>},
+    {"lensradius", In3D, 2, PlaneDetector, &Section::SetLength<&trelPlaneDetector::SetLensRadius>},
+    {"focallength", In3D, 2, PlaneDetector,
+     &Section::SetLength<&trelPlaneDetector::SetFocalLength>},
+    {"fiberdetector", In3D, 2, Nothing, &Section::AddDetector<trelFiberDetector>, DetectorMessage},
+    {"fiberdetectorshape", In3D, 2, FiberDetector, &Section::SetFiberShape, "tissue data error!\n"},
+    {"fiberdetectorcenter", In3D, PointLine, FiberShape, &Section::SetCenter},
+    {"fiberdetectoraxis", In3D, PointLine, FiberShape, &Section::SetHalfAxes}};
+
+bool trelModelSection::Read()
 {
-  using Section = trelModelSection;
-  static const char* const sourceMessage = "3d light source property error!\n";
-  static const char* const tissueMessage = "Tissue data error!\n";
-  static const char* const detectorMessage = "Index of the detector is incorrect!\n";
-  static const Keyword table[] = {
-      {"endtrl", 1, Nothing, &Section::End},
-      {"lightsource", 2, Nothing, &Section::SelectSource,
-       "Index of the light source is incorrect!\n"},
-      {"lightsourceshape", 2, Source, &Section::SetSourceShape, sourceMessage},
-      {"lightsourcepath", 1, Nothing, &Section::LoadSourceShape, sourceMessage},
-      {"lightsourceproperty", 1, Source, &Section::SetSourceProperty,
-       "3D light source property error!\n"},
-      {"lightsourcecenter", 4, SourceShape, &Section::SetCenter},
-      {"lightsourceaxis", 4, SourceShape, &Section::SetHalfAxes},
-      {"lightsourceangle", 4, Nothing, &Section::Ignore},
-      {"lightsourceazimuthalangle lightsourceazimuthangle", 3, SourceShape,
-       &Section::SetAzimuthRange},
-      {"lightsourcedeflectangle lightsourcedeflectionangle", 3, SourceShape,
-       &Section::SetDeflectionRange},
-      {"lightsourcespectrumindex", 4, Source, &Section::SetSourceSpectrum3D,
-       "The property of the light source is incorrect!\n"},
-      {"mediumtetrapath", 1, Nothing, &Section::LoadTetrahedra,
-       "Medium shape isn't constructed by tetrahedron!\n"},
-      {"tissue", 3, Nothing, &Section::SelectTissue, "Index of the tissue is incorrect!\n"},
-      {"tissueshape", 2, Tissue, &Section::SetTissueShape, "tissue data error!\n", tissueMessage},
-      {"tissuecenter", 4, TissueShape, &Section::SetCenter},
-      {"tissueaxis", 4, TissueShape, &Section::SetHalfAxes},
-      {"tissueangle", 4, Nothing, &Section::Ignore},
-      {"tissuepath", 1, TissueShape, &Section::LoadTissueShape, "3d tissue shape data error!\n",
-       tissueMessage},
-      {"tissuespectrumindex", 6, Tissue, &Section::SetTissueSpectrum, tissueMessage},
-      {"detectorLens", 2, Nothing, &Section::AddDetector<trelPlaneDetector>, detectorMessage},
-      {"VerticalPlane", 2, PlaneDetector, &Section::SetVerticalPlane, "Vertical plane error!\n"},
-      {"detectorcenter", 4, PlaneDetector, &Section::SetDetectorCenter},
-      {"detectornormal", 4, PlaneDetector, &Section::SetDetectorNormal},
-      {"detectorsize", 3, PlaneDetector, &Section::SetDetectorSize},
-      {"detectorresolution", 3, PlaneDetector, &Section::SetDetectorResolution},
-      {"imagedist", 2, PlaneDetector, &Section::SetLength<&trelPlaneDetector::SetImageDistance>},
-      {"lensradius", 2, PlaneDetector, &Section::SetLength<&trelPlaneDetector::SetLensRadius>},
-      {"focallength", 2, PlaneDetector, &Section::SetLength<&trelPlaneDetector::SetFocalLength>},
-      {"fiberdetector", 2, Nothing, &Section::AddDetector<trelFiberDetector>, detectorMessage},
-      {"fiberdetectorshape", 2, FiberDetector, &Section::SetFiberShape, "tissue data error!\n"},
-      {"fiberdetectorcenter", 4, FiberShape, &Section::SetCenter},
-      {"fiberdetectoraxis", 4, FiberShape, &Section::SetHalfAxes}};
-  UnknownMessage = "Format of the simulation data is incorrect!\n";
-  return ReadSection(Text, *this, table);
+  return ReadLines(*this, Keywords);
 }

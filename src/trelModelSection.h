@@ -4,14 +4,12 @@
 #include <cstddef>
 #include <string>
 
-#include "trelKeywordTable.h"
+#include "trelKeywordSection.h"
+#include "trelModelTypes.h"
 
 class trelObject;
-class trelParameterText;
 class trelPlaneDetector;
 class trelShapeObject;
-class trelSimulationParameter;
-class trelSimulationParameterReader;
 class trelSpectrum;
 struct trelShapeTraits;
 
@@ -25,17 +23,32 @@ struct trelShapeTraits;
  * that one gets a shape. Sources, tissues and their entries for each spectrum exist already,
  * detectors are made here.
  *
- * The two-dimensional and the three-dimensional section are two tables over the same work: they
- * differ in the number of coordinates, in the shapes and in the wording of the messages.
+ * The two-dimensional and the three-dimensional section share one table, whose rows say which of
+ * them has the keyword: they differ in the number of coordinates, in the shapes and in the wording
+ * of the messages.
  */
-class trelModelSection
+class trelModelSection final : private trelKeywordSection
 {
 public:
-  trelModelSection(trelSimulationParameterReader& reader, trelSimulationParameter& parameter);
+  /** The section for models of @p dimension, two or three. */
+  trelModelSection(trelReadState& state, trelSimulationParameter& parameter,
+                   SimulationDimension dimension);
 
   /** Reads up to "endtrl" or the end of the file; false if the read has to stop. */
-  bool Read2D();
-  bool Read3D();
+  bool Read();
+
+private:
+  friend class trelKeywordSection;
+  using Section = trelModelSection;
+  using ShapeFilter = bool (*)(const trelShapeTraits&);
+
+  /** In which section a keyword stands. */
+  enum SectionDimension
+  {
+    In2D = 1,
+    In3D = 2,
+    InBoth = In2D | In3D
+  };
 
   /** What a line can need to have been selected before it. */
   enum CurrentObject
@@ -51,11 +64,15 @@ public:
     NumberOfCurrentObjects
   };
 
-  /** A row of a table: words, smallest number of tokens (with a point on the line, one more than
-   * its coordinates), what must be selected, work, and what is said of bad values. */
+  /** Needs of a line with a point: the keyword and as many coordinates as the section has. */
+  static constexpr int PointLine = 0;
+
+  /** A row of the table: words, the section that has it, smallest number of tokens, what must be
+   * selected, work, and what is said of bad values. */
   struct Keyword
   {
     const char* Words;
+    SectionDimension Dimension;
     int Needs;
     CurrentObject Current;
     KeywordOutcome (trelModelSection::*Handler)(const Keyword& row);
@@ -63,26 +80,23 @@ public:
     /** What is said when nothing is selected; null: the line is passed over. */
     const char* MissingMessage = nullptr;
   };
-  /** Does what @p row says for the current line; a null row is a keyword that the section lacks. */
+  static const Keyword Keywords[];
+
+  bool Fits(const Keyword& row) const;
   KeywordOutcome Handle(const Keyword* row);
-
-private:
-  using ShapeFilter = bool (*)(const trelShapeTraits&);
-
-  KeywordOutcome Fail(const std::string& text);
+  int GetNumberOfCoordinates() const;
   /** The current object @p which, known to be set and an @p Object. */
   template <class Object>
   Object* Get(CurrentObject which) const;
   /** The index behind the keyword, from 0; below 0 or too large if the file is wrong. */
   int GetIndex() const;
-  void TakePoint(const Keyword& row, double point[3]) const;
+  /** The point behind the keyword; in two dimensions z is 0. */
+  void TakePoint(double point[3]) const;
   template <class Owner>
   KeywordOutcome GiveShape(const Keyword& row, ShapeFilter admits, CurrentObject shape);
   template <class Mesh>
   void LoadMesh(Mesh& mesh);
 
-  KeywordOutcome Ignore(const Keyword& row);
-  KeywordOutcome End(const Keyword& row);
   KeywordOutcome SetCenter(const Keyword& row);
   KeywordOutcome SetHalfAxes(const Keyword& row);
 
@@ -91,8 +105,6 @@ private:
   KeywordOutcome SetSourceShape(const Keyword& row);
   KeywordOutcome LoadSourceShape(const Keyword& row);
   KeywordOutcome SetSourceProperty(const Keyword& row);
-  bool SetLuminousType();
-  KeywordOutcome CheckSourcePlace();
   KeywordOutcome SetAzimuthRange(const Keyword& row);
   KeywordOutcome SetDeflectionRange(const Keyword& row);
   KeywordOutcome SetSourceSpectrum2D(const Keyword& row);
@@ -119,10 +131,7 @@ private:
   KeywordOutcome SetLength(const Keyword& row);
   KeywordOutcome SetFiberShape(const Keyword& row);
 
-  trelSimulationParameterReader& Reader;
-  trelSimulationParameter& Parameter;
-  trelParameterText& Text;
-  const char* UnknownMessage = nullptr;
+  const SectionDimension Dimension;
   trelObject* Current[NumberOfCurrentObjects] = {};
   /** Indices of the current source and tissue, from 0. */
   int SourceIndex = -1;

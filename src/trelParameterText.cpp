@@ -11,7 +11,7 @@ bool trelParameterText::Open(const char* name)
   Close();
   CommaNote.clear();
   File = OpenRegularFile(NativePath(name));
-  return IsOpen();
+  return Rewind();
 }
 
 void trelParameterText::Close()
@@ -23,13 +23,20 @@ void trelParameterText::Close()
 
 bool trelParameterText::Rewind()
 {
+  LineNumber = 0;
+  AtLineStart = true;
   return File && std::fseek(File, 0, SEEK_SET) == 0;
 }
 
 bool trelParameterText::TakeLine()
 {
   Tokens.clear();
+  // Only a read that fills the buffer puts a character in its last place but one.
+  char& last = LineBuffer[sizeof LineBuffer - 2];
+  last = '\n';
   if (!File || !std::fgets(LineBuffer, sizeof LineBuffer, File)) return false;
+  if (AtLineStart) ++LineNumber;
+  AtLineStart = last == '\n' || last == '\0';
   SplitTokens(LineBuffer, Tokens);
   return true;
 }

@@ -1,6 +1,7 @@
 #ifndef trelParameterText_h
 #define trelParameterText_h
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <string>
@@ -37,6 +38,9 @@ public:
   /** Takes the next line with tokens, the first of which does not begin with '#'. */
   bool TakeStatement();
 
+  /** The number of the current line in the file, from 1. Pieces of a long line have the same. */
+  int GetLineNumber() const { return LineNumber; }
+
   int GetNumberOfTokens() const { return static_cast<int>(Tokens.size()); }
   /** Token @p i, from 0; empty if there is none. */
   std::string_view GetToken(int i) const;
@@ -72,10 +76,31 @@ private:
 
   std::FILE* File = nullptr;
   char LineBuffer[255] = "";
+  int LineNumber = 0;
+  /** Whether the next line begins behind a line end. */
+  bool AtLineStart = true;
   /** Views into LineBuffer, which stays as it was read. */
   std::vector<std::string_view> Tokens;
   /** Written when a number is read. */
   mutable std::string CommaNote;
 };
+
+/** A value and the words for it, separated by blanks. */
+template <class Value>
+struct trelWord
+{
+  const char* Words;
+  Value Meaning;
+};
+
+/** The value that token @p i names; null if @p words knows no such word. */
+template <class Value, std::size_t N>
+const Value* FindWord(const trelParameterText& text, int i, const trelWord<Value> (&words)[N])
+{
+  for (const trelWord<Value>& word : words) {
+    if (text.IsOneOf(i, word.Words)) return &word.Meaning;
+  }
+  return nullptr;
+}
 
 #endif

@@ -61,10 +61,9 @@ void trelSimulationParameterReader::BeginRead()
 {
   if (OutputFilled) ReleaseReference(Output);
   OutputFilled = true;
-  ReaderErrorText.clear();
+  State.Begin();
   Version = "2.0";
-  SpectrumNum = LightSourceNum = TissueNum = DetectorNum = Format = 0;
-  WavelengthList.clear();
+  Format = 0;
 }
 
 bool trelSimulationParameterReader::ReadFile(const char* name)
@@ -72,13 +71,13 @@ bool trelSimulationParameterReader::ReadFile(const char* name)
   trelSimulationParameter* output = GetOutput();
   if (!ReadHeader() || !ReadSimulationProperty(output) || !AllocateModel(output) ||
       !ReadSpectrumData(output)) {
-    ErrorMacro(name << ": \n" << ReaderErrorText << endOfReport);
+    ErrorMacro(name << ": \n" << State.GetReaderErrorText() << endOfReport);
     return false;
   }
   if (output->GetDimension() == DimensionUnset) return false;
   if (!ReadModel(output) || !output->Validate()) {
     output->ClearModel();
-    ErrorMacro(ReaderErrorText << "The simulation parameter read fail!" << endOfReport);
+    ErrorMacro(State.GetReaderErrorText() << "The simulation parameter read fail!" << endOfReport);
     return false;
   }
   return true;
@@ -107,8 +106,8 @@ void trelSimulationParameterReader::WarnOfFlatTissues()
 {
   int flat = 0;
   std::string names;
-  for (int i = 0; i < TissueNum; ++i) {
-    const trelTissue* tissue = ModelIndex.GetTissue(i);
+  for (int i = 0; i < State.GetTissueNum(); ++i) {
+    const trelTissue* tissue = State.GetModelIndex().GetTissue(i);
     if (!tissue->GetShape() || !IsFlat(*tissue->GetShape())) continue;
     if (++flat <= 10) names += " " + tissue->GetName();
   }
@@ -120,13 +119,13 @@ void trelSimulationParameterReader::WarnOfFlatTissues()
 
 bool trelSimulationParameterReader::Fail(const std::string& text)
 {
-  Record(text);
+  State.Record(text);
   return false;
 }
 
 bool trelSimulationParameterReader::IsReady()
 {
-  if (!ReaderErrorText.empty()) return false;
+  if (!State.GetReaderErrorText().empty()) return false;
   return Text.IsOpen() || Fail("No file has been opened!\n");
 }
 
@@ -151,14 +150,15 @@ KeywordOutcome trelSimulationParameterReader::ReadHeaderLine()
   if (Text.GetNumberOfTokens() < 3) return KeywordDone;
   Version = Text.GetToken(2);
   if (Version == "2.0" || Version == "2.1" || Version == "2.2") return KeywordDone;
-  Record("The version of the parameter file is not supported by the current version of TREL!\n");
+  State.Record(
+      "The version of the parameter file is not supported by the current version of TREL!\n");
   return KeywordFails;
 }
 
 bool trelSimulationParameterReader::ReadSimulationProperty(trelSimulationParameter* parameter)
 {
   if (!IsReady() || !parameter || !parameter->GetMedium()) return false;
-  return trelSimulationPropertyBlock(*this, *parameter).Read();
+  return trelSimulationPropertyBlock(State, *parameter).Read();
 }
 
 bool trelSimulationParameterReader::AllocateModel(trelSimulationParameter* parameter)
@@ -167,11 +167,13 @@ bool trelSimulationParameterReader::AllocateModel(trelSimulationParameter* param
     ErrorMacro("2D simulation parameter read error!");
     return false;
   }
-  if (!ModelIndex.Allocate(*parameter, LightSourceNum, TissueNum, SpectrumNum)) {
+  const std::int32_t sources = State.GetLightSourceNum();
+  const std::int32_t tissues = State.GetTissueNum();
+  const std::int32_t spectra = State.GetSpectrumNum();
+  if (!State.GetModelIndex().Allocate(*parameter, sources, tissues, spectra)) {
     std::ostringstream text;
-    text << "lightsourcenum, tissuenum, spectrumnum: got " << LightSourceNum << ", " << TissueNum
-         << ", " << SpectrumNum << " ("
-         << trelModelIndex::CountObjects(LightSourceNum, TissueNum, SpectrumNum)
+    text << "lightsourcenum, tissuenum, spectrumnum: got " << sources << ", " << tissues << ", "
+         << spectra << " (" << trelModelIndex::CountObjects(sources, tissues, spectra)
          << " objects), expected at most " << trelModelIndex::MaximumOfObjects
          << " objects (light sources, tissues, and an entry of each for each spectrum)\n";
     return Fail(text.str());
@@ -183,17 +185,18 @@ bool trelSimulationParameterReader::AllocateModel(trelSimulationParameter* param
 bool trelSimulationParameterReader::ReadSpectrumData(trelSimulationParameter* parameter)
 {
   if (!IsReady() || !parameter) return false;
-  if (SpectrumNum < 0) return Fail("spectrum data error!\n");
-  WavelengthList.clear();
+  if (State.GetSpectrumNum() < 0) return Fail("spectrum data error!\n");
+  std::vector<std::uint32_t>& wavelengths = State.GetWavelengthList();
+  wavelengths.clear();
   while (Text.TakeStatement()) {
-    const std::int64_t read = static_cast<std::int64_t>(WavelengthList.size());
+    const std::int64_t read = static_cast<std::int64_t>(wavelengths.size());
     if (!Text.IsOneOf(0, "spectrum") || Text.GetNumberOfTokens() < 3 ||
         Text.GetInteger(1) != read + 1) {
       return Fail("Error when reading wavelength data!\n");
     }
-    WavelengthList.push_back(static_cast<std::uint32_t>(Text.GetInteger(2)));
-    if (read + 1 >= SpectrumNum) {
-      parameter->SetWavelengths(WavelengthList);
+    wavelengths.push_back(static_cast<std::uint32_t>(Text.GetInteger(2)));
+    if (read + 1 >= State.GetSpectrumNum()) {
+      parameter->SetWavelengths(wavelengths);
       return true;
     }
   }
@@ -204,12 +207,12 @@ bool trelSimulationParameterReader::ReadModel2D(trelSimulationParameter* paramet
 {
   if (!IsReady()) return false;
   if (!parameter) return Fail("No file has been opened!\n");
-  return trelModelSection(*this, *parameter).Read2D();
+  return trelModelSection(State, *parameter, Dimension2D).Read();
 }
 
 bool trelSimulationParameterReader::ReadModel3D(trelSimulationParameter* parameter)
 {
   if (!IsReady()) return false;
   if (!parameter) return Fail("3D simulation parameter read fail!\n");
-  return trelModelSection(*this, *parameter).Read3D();
+  return trelModelSection(State, *parameter, Dimension3D).Read();
 }

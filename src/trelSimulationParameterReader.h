@@ -3,11 +3,9 @@
 
 #include <cstdint>
 #include <string>
-#include <vector>
 
-#include "trelKeywordTable.h"
-#include "trelModelIndex.h"
-#include "trelParameterText.h"
+#include "trelKeywordSection.h"
+#include "trelReadState.h"
 #include "trelReader.h"
 
 class trelSimulationParameter;
@@ -25,7 +23,7 @@ class trelSimulationParameter;
  *
  * docs/parameter-file.md describes the file to its users.
  */
-class trelSimulationParameterReader final : public trelReader
+class trelSimulationParameterReader final : public trelReader, private trelReadReports
 {
   trelTypeMacro(trelSimulationParameterReader, trelReader)
 
@@ -52,32 +50,17 @@ public:
   bool ReadModel3D(trelSimulationParameter* parameter);
 
   /** What is wrong with the file so far; empty by default. */
-  const std::string& GetReaderErrorText() const { return ReaderErrorText; }
-  /** Appends @p text to it. */
-  void Record(const std::string& text) { ReaderErrorText += text; }
-  /** Shows a report of something that does not stop the read. */
-  void ShowError(const std::string& text);
-  void ShowWarning(const std::string& text);
+  const std::string& GetReaderErrorText() const { return State.GetReaderErrorText(); }
 
   /** Version of the file: "2.0" (the default), "2.1" or "2.2"; they do not differ. */
   const std::string& GetVersion() const { return Version; }
   /** 0 for "ascii", the default, 1 for any other word; the file is read as text either way. */
   std::int32_t GetFormat() const { return Format; }
 
-  /** The counts at the head of the file, 0 by default. */
-  trelSetGetMacro(std::int32_t, SpectrumNum)
-  trelSetGetMacro(std::int32_t, LightSourceNum)
-  trelSetGetMacro(std::int32_t, TissueNum)
-  trelSetGetMacro(std::int32_t, DetectorNum)
-
-  /** The wavelengths read so far, a whole number for each spectrum, in nm as a rule. */
-  const std::vector<std::uint32_t>& GetWavelengthList() const { return WavelengthList; }
-  /** The objects that AllocateModel() made. */
-  const trelModelIndex& GetModelIndex() const { return ModelIndex; }
-  /** The file, at its current line. */
-  trelParameterText& GetText() { return Text; }
-
 private:
+  void ShowError(const std::string& text) override;
+  void ShowWarning(const std::string& text) override;
+
   /** Forgets the read before this one. */
   void BeginRead();
   bool ReadFile(const char* name);
@@ -90,16 +73,10 @@ private:
   /** True if a stage may start: nothing was recorded and a file is open. */
   bool IsReady();
 
-  trelParameterText Text;
-  std::string ReaderErrorText;
+  trelReadState State{*this};
+  trelParameterText& Text = State.GetText();
   std::string Version = "2.0";
-  std::int32_t SpectrumNum = 0;
-  std::int32_t LightSourceNum = 0;
-  std::int32_t TissueNum = 0;
-  std::int32_t DetectorNum = 0;
   std::int32_t Format = 0;
-  std::vector<std::uint32_t> WavelengthList;
-  trelModelIndex ModelIndex;
   trelSimulationParameter* Output = nullptr;
   bool OutputFilled = false;
 };

@@ -7,9 +7,7 @@
 #include <string>
 
 #include "trelMedium.h"
-#include "trelParameterText.h"
 #include "trelSimulationParameter.h"
-#include "trelSimulationParameterReader.h"
 #include "trelThreads.h"
 
 static const trelWord<SimulationType> SimulationTypeWords[] = {
@@ -30,9 +28,9 @@ static const trelWord<CoordinateType> CoordinateWords[] = {{"cylindrical", Coord
                                                            {"polar", CoordinatePolar},
                                                            {"spherical", CoordinateSpherical}};
 
-trelSimulationPropertyBlock::trelSimulationPropertyBlock(trelSimulationParameterReader& reader,
+trelSimulationPropertyBlock::trelSimulationPropertyBlock(trelReadState& state,
                                                          trelSimulationParameter& parameter)
-    : TheReader(reader), TheParameter(parameter), Text(reader.GetText())
+    : trelKeywordSection(state, parameter)
 {
 }
 
@@ -41,21 +39,9 @@ KeywordOutcome trelSimulationPropertyBlock::Handle(const Keyword* row)
   return row ? (this->*row->Handler)(*row) : Fail("read simulation property error!\n");
 }
 
-KeywordOutcome trelSimulationPropertyBlock::Record(const char* text)
-{
-  TheReader.Record(text);
-  return KeywordDone;
-}
-
-KeywordOutcome trelSimulationPropertyBlock::Fail(const char* text)
-{
-  TheReader.Record(text);
-  return KeywordFails;
-}
-
 bool trelSimulationPropertyBlock::IsThreeDimensional() const
 {
-  return TheParameter.GetDimension() == Dimension3D;
+  return Parameter.GetDimension() == Dimension3D;
 }
 
 int trelSimulationPropertyBlock::GetSwitch(int i) const
@@ -64,30 +50,12 @@ int trelSimulationPropertyBlock::GetSwitch(int i) const
   return Text.IsOneOf(i, "0") ? 0 : -1;
 }
 
-int trelSimulationPropertyBlock::TakeNumbers(double* values, int count) const
-{
-  const int given = std::min(count, Text.GetNumberOfTokens() - 1);
-  for (int i = 0; i < given; ++i)
-    values[i] = Text.GetReal(i + 1);
-  return given;
-}
-
-KeywordOutcome trelSimulationPropertyBlock::Ignore(const Keyword&)
-{
-  return KeywordDone;
-}
-
-KeywordOutcome trelSimulationPropertyBlock::End(const Keyword&)
-{
-  return KeywordEndsSection;
-}
-
 KeywordOutcome trelSimulationPropertyBlock::SetSimulationType(const Keyword& row)
 {
   if (Text.GetNumberOfTokens() < 2) return KeywordDone;
   const SimulationType* type = FindWord(Text, 1, SimulationTypeWords);
   if (!type) return Record(row.Message);
-  TheParameter.SetSimulationType(*type);
+  Parameter.SetSimulationType(*type);
   return KeywordDone;
 }
 
@@ -96,7 +64,7 @@ KeywordOutcome trelSimulationPropertyBlock::SetDimension(const Keyword& row)
   if (Text.GetNumberOfTokens() < 2) return KeywordDone;
   const SimulationDimension* dimension = FindWord(Text, 1, DimensionWords);
   if (!dimension) return Record(row.Message);
-  TheParameter.SetDimension(*dimension);
+  Parameter.SetDimension(*dimension);
   return KeywordDone;
 }
 
@@ -104,7 +72,7 @@ KeywordOutcome trelSimulationPropertyBlock::SetMediumAlgorithm(const Keyword& ro
 {
   const MediumAlgorithm* algorithm = FindWord(Text, 1, MediumAlgorithmWords);
   if (!algorithm) return Fail(row.Message);
-  TheParameter.SetMediumAlgorithm(*algorithm);
+  Parameter.SetMediumAlgorithm(*algorithm);
   return KeywordDone;
 }
 
@@ -112,7 +80,7 @@ KeywordOutcome trelSimulationPropertyBlock::SetFreespaceAlgorithm(const Keyword&
 {
   const FreespaceAlgorithm* algorithm = FindWord(Text, 1, FreespaceAlgorithmWords);
   if (!algorithm) return Fail(row.Message);
-  TheParameter.SetFreespaceAlgorithm(*algorithm);
+  Parameter.SetFreespaceAlgorithm(*algorithm);
   return KeywordDone;
 }
 
@@ -121,11 +89,11 @@ template <void (trelSimulationParameter::*SetSave)(bool),
 KeywordOutcome trelSimulationPropertyBlock::SetMatrix(const Keyword& row)
 {
   const int save = std::max(GetSwitch(1), GetSwitch(2));
-  if (save >= 0) (TheParameter.*SetSave)(save == 1);
+  if (save >= 0) (Parameter.*SetSave)(save == 1);
   for (const trelWord<CoordinateType>& word : CoordinateWords) {
     if (word.Meaning == CoordinateSpherical && !hasSpherical) continue;
     if (!Text.IsOneOf(1, word.Words) && !Text.IsOneOf(2, word.Words)) continue;
-    (TheParameter.*SetCoordinate)(word.Meaning);
+    (Parameter.*SetCoordinate)(word.Meaning);
     return KeywordDone;
   }
   return Fail(row.Message);
@@ -135,14 +103,14 @@ template <void (trelSimulationParameter::*Set)(bool)>
 KeywordOutcome trelSimulationPropertyBlock::SetSwitch(const Keyword&)
 {
   const int value = GetSwitch(1);
-  if (value >= 0) (TheParameter.*Set)(value == 1);
+  if (value >= 0) (Parameter.*Set)(value == 1);
   return KeywordDone;
 }
 
-template <void (trelSimulationParameterReader::*Set)(std::int32_t)>
+template <void (trelReadState::*Set)(std::int32_t)>
 KeywordOutcome trelSimulationPropertyBlock::SetCount(const Keyword&)
 {
-  (TheReader.*Set)(Text.GetInteger(1));
+  (State.*Set)(Text.GetInteger(1));
   return KeywordDone;
 }
 
@@ -153,7 +121,7 @@ KeywordOutcome trelSimulationPropertyBlock::SetROI(const Keyword&)
   roi[2 * AxisDeflection + 1] = 180.0;
   if (IsThreeDimensional()) {
     const int given = TakeNumbers(roi, 12);
-    TheParameter.SetROI(roi, given);
+    Parameter.SetROI(roi, given);
     return KeywordDone;
   }
   // In the plane the line has no z: x, y, radial and azimuth follow each other, and the defaults
@@ -162,7 +130,7 @@ KeywordOutcome trelSimulationPropertyBlock::SetROI(const Keyword&)
   const int given = TakeNumbers(roi, 8);
   const double planar[2 * NumberOfAxes] = {roi[0], roi[1], roi[2], roi[3], 0.0, 0.0,
                                            roi[4], roi[5], roi[6], roi[7], 0.0, 0.0};
-  TheParameter.SetROI(planar, given > 4 ? given + 2 : given);
+  Parameter.SetROI(planar, given > 4 ? given + 2 : given);
   return KeywordDone;
 }
 
@@ -171,49 +139,49 @@ KeywordOutcome trelSimulationPropertyBlock::SetSeparations(const Keyword&)
   double s[NumberOfAxes] = {1.0, 1.0, 1.0, 1.0, 1.0, 1.0};
   if (IsThreeDimensional()) {
     TakeNumbers(s, 6);
-    TheParameter.SetSeparations(s[0], s[1], s[2], s[3], s[4], s[5]);
+    Parameter.SetSeparations(s[0], s[1], s[2], s[3], s[4], s[5]);
     return KeywordDone;
   }
   TakeNumbers(s, 4);
-  TheParameter.SetSeparations(s[0], s[1], 0.0, s[2], s[3], 0.0);
+  Parameter.SetSeparations(s[0], s[1], 0.0, s[2], s[3], 0.0);
   return KeywordDone;
 }
 
 KeywordOutcome trelSimulationPropertyBlock::SetOutermostTissueIndex(const Keyword&)
 {
   const std::int32_t smallest = std::numeric_limits<std::int32_t>::min() + 1;
-  TheParameter.GetMedium()->SetOutermostTissueIndex(std::max(Text.GetInteger(1), smallest) - 1);
+  Parameter.GetMedium()->SetOutermostTissueIndex(std::max(Text.GetInteger(1), smallest) - 1);
   return KeywordDone;
 }
 
 KeywordOutcome trelSimulationPropertyBlock::SetAmbientRefractiveIndex(const Keyword&)
 {
-  TheParameter.GetMedium()->SetAmbientRefractiveIndex(Text.GetReal(1));
+  Parameter.GetMedium()->SetAmbientRefractiveIndex(Text.GetReal(1));
   return KeywordDone;
 }
 
 KeywordOutcome trelSimulationPropertyBlock::SetStepNumberMax(const Keyword&)
 {
-  TheParameter.SetStepNumberMax(Text.GetInteger(1));
+  Parameter.SetStepNumberMax(Text.GetInteger(1));
   return KeywordDone;
 }
 
 KeywordOutcome trelSimulationPropertyBlock::SetFlyTimeMax(const Keyword&)
 {
-  TheParameter.SetFlyTimeMax(Text.GetReal(1));
+  Parameter.SetFlyTimeMax(Text.GetReal(1));
   return KeywordDone;
 }
 
 KeywordOutcome trelSimulationPropertyBlock::SetDomain(const Keyword& row)
 {
   if (Text.IsOneOf(1, "cw 0")) {
-    TheParameter.SetContinuousWave(true);
+    Parameter.SetContinuousWave(true);
   } else if (Text.IsOneOf(1, "td 1") && Text.GetNumberOfTokens() >= 5) {
-    TheParameter.SetTimeRange(Text.GetReal(2), Text.GetReal(3), Text.GetReal(4));
-    TheParameter.SetTimeDomain(true);
+    Parameter.SetTimeRange(Text.GetReal(2), Text.GetReal(3), Text.GetReal(4));
+    Parameter.SetTimeDomain(true);
   } else if (Text.IsOneOf(1, "fd 2") && Text.GetNumberOfTokens() >= 3) {
-    TheParameter.SetFrequencyDomain(true);
-    TheParameter.SetFrequency(Text.GetReal(2));
+    Parameter.SetFrequencyDomain(true);
+    Parameter.SetFrequency(Text.GetReal(2));
   } else {
     return Record(row.Message);
   }
@@ -223,7 +191,7 @@ KeywordOutcome trelSimulationPropertyBlock::SetDomain(const Keyword& row)
 KeywordOutcome trelSimulationPropertyBlock::SetShapeIsTetrahedron(const Keyword&)
 {
   const int value = GetSwitch(1);
-  if (value >= 0) TheParameter.GetMedium()->SetShapeIsTetrahedron(value == 1);
+  if (value >= 0) Parameter.GetMedium()->SetShapeIsTetrahedron(value == 1);
   return KeywordDone;
 }
 
@@ -231,43 +199,41 @@ KeywordOutcome trelSimulationPropertyBlock::SetThreads(const Keyword&)
 {
   if (Text.GetNumberOfTokens() < 2) return KeywordDone;
   const std::int32_t threads = Text.GetInteger(1);
-  TheParameter.SetThreadNumber(std::clamp(threads, 1, MaximumNumberOfThreads));
+  Parameter.SetThreadNumber(std::clamp(threads, 1, MaximumNumberOfThreads));
   if (threads > MaximumNumberOfThreads) {
-    TheReader.ShowWarning("threadnum: got " + std::to_string(threads) + ", expected 1 to " +
-                          std::to_string(MaximumNumberOfThreads) +
-                          "; the largest number is taken\n");
+    State.ShowWarning("threadnum: got " + std::to_string(threads) + ", expected 1 to " +
+                      std::to_string(MaximumNumberOfThreads) + "; the largest number is taken\n");
   }
   const int seeds = std::min(threads, Text.GetNumberOfTokens() - 2);
   for (int i = 0; i < seeds; ++i)
-    TheParameter.AddThreadSeed(Text.GetInteger(i + 2));
+    Parameter.AddThreadSeed(Text.GetInteger(i + 2));
   return KeywordDone;
 }
 
 bool trelSimulationPropertyBlock::Read()
 {
   using Block = trelSimulationPropertyBlock;
-  using Parameter = trelSimulationParameter;
-  using Reader = trelSimulationParameterReader;
+  using Model = trelSimulationParameter;
+  using Counts = trelReadState;
   static const Keyword table[] = {
-      {"simulationproperty", 1, &Block::Ignore},
+      {"simulationproperty", 1, &Block::Ignore<Keyword>},
       {"simulationtype", 1, &Block::SetSimulationType, "Simulation type is error!\n"},
       {"environment dimension", 1, &Block::SetDimension, "Simulation dimension is error!\n"},
-      {"spectrumnum", 2, &Block::SetCount<&Reader::SetSpectrumNum>},
-      {"lightsourcenum", 2, &Block::SetCount<&Reader::SetLightSourceNum>},
-      {"tissuenum", 2, &Block::SetCount<&Reader::SetTissueNum>},
-      {"detectorlensnum detectornum", 2, &Block::SetCount<&Reader::SetDetectorNum>},
+      {"spectrumnum", 2, &Block::SetCount<&Counts::SetSpectrumNum>},
+      {"lightsourcenum", 2, &Block::SetCount<&Counts::SetLightSourceNum>},
+      {"tissuenum", 2, &Block::SetCount<&Counts::SetTissueNum>},
+      {"detectorlensnum detectornum", 2, &Block::SetCount<&Counts::SetDetectorNum>},
       {"mediumalgorithm phantomalgorithm", 2, &Block::SetMediumAlgorithm,
        "Medium algorithm error!\n"},
       {"freespacealgorithm", 2, &Block::SetFreespaceAlgorithm, "Freespace algorithm error!\n"},
       {"absorptionmatrix", 2,
-       &Block::SetMatrix<&Parameter::SetSaveAbsorption, &Parameter::SetAbsorptionCoordinate, false>,
+       &Block::SetMatrix<&Model::SetSaveAbsorption, &Model::SetAbsorptionCoordinate, false>,
        "The coordinate type for saving absorption is error!\n"},
       {"transmittancematrix", 2,
-       &Block::SetMatrix<&Parameter::SetSaveTransmittance, &Parameter::SetTransmittanceCoordinate,
-                         true>,
+       &Block::SetMatrix<&Model::SetSaveTransmittance, &Model::SetTransmittanceCoordinate, true>,
        "The coordinate type for saving transmittance is error!\n"},
-      {"fluencerate", 2, &Block::SetSwitch<&Parameter::SetSaveFluenceRate>},
-      {"photonflytime", 2, &Block::SetSwitch<&Parameter::SetSavePhotonFlyTime>},
+      {"fluencerate", 2, &Block::SetSwitch<&Model::SetSaveFluenceRate>},
+      {"photonflytime", 2, &Block::SetSwitch<&Model::SetSavePhotonFlyTime>},
       {"roi", 1, &Block::SetROI},
       {"roiseparation mediumseparation", 1, &Block::SetSeparations},
       {"outermosttissueindex", 2, &Block::SetOutermostTissueIndex},
@@ -277,9 +243,9 @@ bool trelSimulationPropertyBlock::Read()
       {"domain", 1, &Block::SetDomain, "domain is error!\n"},
       {"mediumshapetetratype", 2, &Block::SetShapeIsTetrahedron},
       {"threadnum", 1, &Block::SetThreads},
-      {"endsimulationproperty", 1, &Block::End}};
-  const bool complete = ReadSection(Text, *this, table);
-  // The meshes that the model names are taken apart by as many threads as trace it.
-  omp_set_num_threads(TheParameter.GetThreadNumber());
+      {"endsimulationproperty", 1, &Block::End<Keyword>}};
+  const bool complete = ReadLines(*this, table);
+  // As many threads prepare the meshes that the model names as trace packets in it.
+  omp_set_num_threads(Parameter.GetThreadNumber());
   return complete;
 }

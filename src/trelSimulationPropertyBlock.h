@@ -1,14 +1,10 @@
 #ifndef trelSimulationPropertyBlock_h
 #define trelSimulationPropertyBlock_h
 
-#include <cstdint>
-
-#include "trelKeywordTable.h"
+#include "trelKeywordSection.h"
 #include "trelModelTypes.h"
 
-class trelParameterText;
 class trelSimulationParameter;
-class trelSimulationParameterReader;
 
 /**
  * @class   trelSimulationPropertyBlock
@@ -17,14 +13,16 @@ class trelSimulationParameterReader;
  * Its keywords are the rows of one table. "roi" and "roiseparation" are read by the dimension that
  * was given before them, so that the "dimension" line comes first in a file.
  */
-class trelSimulationPropertyBlock
+class trelSimulationPropertyBlock final : private trelKeywordSection
 {
 public:
-  trelSimulationPropertyBlock(trelSimulationParameterReader& reader,
-                              trelSimulationParameter& parameter);
+  trelSimulationPropertyBlock(trelReadState& state, trelSimulationParameter& parameter);
 
   /** Reads up to "endsimulationproperty" or the end of the file; false if the read has to stop. */
   bool Read();
+
+private:
+  friend class trelKeywordSection;
 
   /** A row of the table: words, smallest number of tokens, work, and what is said of a bad value.
    */
@@ -35,22 +33,12 @@ public:
     KeywordOutcome (trelSimulationPropertyBlock::*Handler)(const Keyword& row);
     const char* Message = nullptr;
   };
-  /** Does what @p row says for the current line; a null row is a keyword that the block lacks. */
-  KeywordOutcome Handle(const Keyword* row);
 
-private:
-  /** Records @p text and goes on, or ends the block for bad. */
-  KeywordOutcome Record(const char* text);
-  KeywordOutcome Fail(const char* text);
+  KeywordOutcome Handle(const Keyword* row);
   bool IsThreeDimensional() const;
   /** Token @p i as a switch: 1 for "1", 0 for "0", -1 for any other word. */
   int GetSwitch(int i) const;
-  /** Puts the numbers behind the keyword into @p values, from the start, at most @p count of them.
-   *  @return how many there were */
-  int TakeNumbers(double* values, int count) const;
 
-  KeywordOutcome Ignore(const Keyword& row);
-  KeywordOutcome End(const Keyword& row);
   KeywordOutcome SetSimulationType(const Keyword& row);
   KeywordOutcome SetDimension(const Keyword& row);
   KeywordOutcome SetMediumAlgorithm(const Keyword& row);
@@ -70,12 +58,8 @@ private:
   KeywordOutcome SetMatrix(const Keyword& row);
   template <void (trelSimulationParameter::*Set)(bool)>
   KeywordOutcome SetSwitch(const Keyword& row);
-  template <void (trelSimulationParameterReader::*Set)(std::int32_t)>
+  template <void (trelReadState::*Set)(std::int32_t)>
   KeywordOutcome SetCount(const Keyword& row);
-
-  trelSimulationParameterReader& TheReader;
-  trelSimulationParameter& TheParameter;
-  trelParameterText& Text;
 };
 
 #endif

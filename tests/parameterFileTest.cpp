@@ -111,12 +111,13 @@ TEST_F(ParameterFile, TakesLinesAndPaths)
   std::vector<std::string> lines;
   std::string paths;
   while (text.TakeStatement()) {
-    lines.push_back(std::string(text.GetToken(0)) + ' ' + std::to_string(text.GetNumberOfTokens()));
+    lines.push_back(std::to_string(text.GetLineNumber()) + ' ' + std::string(text.GetToken(0)) +
+                    ' ' + std::to_string(text.GetNumberOfTokens()));
     std::string path = "none";
     if (text.IsOneOf(0, "road PATH")) paths += text.GetPath(path) ? path + '|' : "-|";
   }
-  EXPECT_THAT(lines, ElementsAre("One 3", full + " 1", full + " 1", "tail 1", "cut 1", "path 4",
-                                 "path 3", "path 3", "path 1"));
+  EXPECT_THAT(lines, ElementsAre("3 One 3", "4 " + full + " 1", "5 " + full + " 1", "5 tail 1",
+                                 "6 cut 1", "7 path 4", "8 path 3", "9 path 3", "10 path 1"));
   EXPECT_EQ(paths, "a b.off|-|b c|-|");
 }
 

@@ -1,0 +1,61 @@
+#include "trelSourceProperty.h"
+
+#include "trelLightSource.h"
+#include "trelParameterText.h"
+
+static const trelWord<LuminousType> LuminousWords[] = {{"excitation", LuminousExcitation},
+                                                       {"emission", LuminousEmission}};
+
+/** A word of "lightsourceproperty" and the switch that it sets. */
+struct trelSourceSwitch
+{
+  void (trelLightSource::*Set)(bool);
+  bool Value;
+};
+
+static const trelWord<trelSourceSwitch> SourceSwitchWords[] = {
+    {"internal", {&trelLightSource::SetInternal, true}},
+    {"external", {&trelLightSource::SetInternal, false}},
+    {"solid", {&trelLightSource::SetSolid, true}},
+    {"face", {&trelLightSource::SetSolid, false}},
+    {"specular", {&trelLightSource::SetSpecular, true}},
+    {"nospecular", {&trelLightSource::SetSpecular, false}}};
+
+/** By the imaging mode, and in FMT by the first word that says it; false for such a word elsewhere.
+ */
+static bool SetLuminousType(const trelParameterText& text, SimulationType mode,
+                            trelLightSource& source)
+{
+  for (int i = 1; i < text.GetNumberOfTokens(); ++i) {
+    const LuminousType* type = FindWord(text, i, LuminousWords);
+    if (!type) continue;
+    if (mode != FMT) return false;
+    source.SetLuminousType(*type);
+    break;
+  }
+  if (mode == BLT) source.SetLuminousType(LuminousBioluminescence);
+  if (mode == DOT) source.SetLuminousType(LuminousDiffuse);
+  return true;
+}
+
+static std::string CheckPlace(SimulationType mode, const trelLightSource& source)
+{
+  if (mode == BLT) {
+    if (source.IsInternal() && !source.IsSpecular()) return "";
+    return "The light source cannot be outside of the medium in BLT!\n";
+  }
+  if (!source.IsInternal() || !source.IsSpecular()) return "";
+  return std::string("The light soruce in the medium should not have the specular reflection in ") +
+         (mode == DOT ? "DOT!\n" : "FMT!\n");
+}
+
+std::string ReadSourceProperty(const trelParameterText& text, SimulationType mode,
+                               trelLightSource& source)
+{
+  if (!SetLuminousType(text, mode, source)) return "3D light source property error!\n";
+  for (int i = 1; i < text.GetNumberOfTokens(); ++i) {
+    const trelSourceSwitch* found = FindWord(text, i, SourceSwitchWords);
+    if (found) (source.*found->Set)(found->Value);
+  }
+  return CheckPlace(mode, source);
+}
