@@ -81,7 +81,7 @@ trel_subsystem(results
   CLASSES trelGridWindow trelGrid trelGridTable trelMeshSurface trelGridSet trelTimeTotals
           trelFluence trelMediumResult trelDetectorResult trelDetectorArrayResult
           trelSimulationResult trelTemporaryFiles trelResultFileSet trelResultFile
-          trelSimulationResultWriter)
+          trelResultLabels trelResultBlocks trelSimulationResultWriter)
 
 # What the detectors outside of the medium see of its surface.
 trel_subsystem(free_space

@@ -16,9 +16,8 @@ class trelSimulationResult;
  * @class   trelSimulationResultWriter
  * @brief   writes a finished result as text files, one for each quantity and domain
  *
- * A file holds the blocks of every spectrum entry in turn; docs/result-files.md shows them. The
- * labels are made from the table of grids; where one is odd, a function of the implementation says
- * so, since other programs parse these files.
+ * A file holds the blocks of every spectrum entry in turn; docs/result-files.md shows them. Labels
+ * come from trelResultLabels, the parts of a block from trelResultBlocks.
  */
 class trelSimulationResultWriter : public trelWriter
 {
