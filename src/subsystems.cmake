@@ -77,7 +77,7 @@ trel_subsystem(parameter_file
 # The grids, their scoring and finishing, and the result files.
 trel_subsystem(results
   MAY_USE framework geometry model
-  HEADERS
+  HEADERS trelFlyTimes trelResultGetters
   CLASSES trelGridWindow trelGrid trelGridTable trelMeshSurface trelGridSet trelTimeTotals
           trelFluence trelMediumResult trelDetectorResult trelDetectorArrayResult
           trelSimulationResult trelTemporaryFiles trelResultFileSet trelResultFile

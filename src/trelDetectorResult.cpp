@@ -1,15 +1,12 @@
 #include "trelDetectorResult.h"
 
 #include <algorithm>
-#include <cmath>
 
 #include "trelFiberDetector.h"
 #include "trelPlaneDetector.h"
+#include "trelScoringRegion.h"
 #include "trelShapeObject.h"
 #include "trelSimulationParameter.h"
-
-static_assert(static_cast<int>(GridMeshFace) == NumberOfAxes,
-              "the window takes over the axes of the fibre");
 
 trelDetectorResult::trelDetectorResult()
 {
@@ -65,31 +62,22 @@ bool trelDetectorResult::InitializePlane(const trelPlaneDetector& detector)
 bool trelDetectorResult::InitializeFiber(const trelSimulationParameter& parameter,
                                          trelFiberDetector& detector)
 {
-  const trelShapeObject* shape = detector.GetShape();
-  if (shape) {
-    FiberShape = shape->GetShapeType();
-    shape->GetCenter(Window.Center);
-    shape->GetHalfAxes(&Window.HalfAxis[0], &Window.HalfAxis[1], &Window.HalfAxis[2]);
-  }
-  if (!shape) {
+  if (!InitializeFiberRoi(parameter, detector)) {
     ErrorMacro("error happens while compute fiberdetector count!");
     return false;
   }
-  ChooseFiberCoordinate(*shape);
-  InitializeFiberRoi(parameter, detector);
   return InitializeFiberGrids();
 }
 
-/** The cells and the radius that go with the solid. Round ones have no radial window. */
-void trelDetectorResult::ChooseFiberCoordinate(const trelShapeObject& shape)
+/** The cells that go with the solid. */
+void trelDetectorResult::ChooseFiberCoordinate()
 {
-  const trelShapeTraits& traits = shape.GetTraits();
+  const trelShapeTraits& traits = GetShapeTraits(FiberShape);
   if (traits.IsAllRound()) {
     FiberCoordinate = CoordinateSpherical;
-    return;
+  } else if (traits.CurvedAxes > 0) {
+    FiberCoordinate = traits.Coordinate;
   }
-  FiberRadius = shape.GetRadialLimit();
-  if (traits.CurvedAxes > 0) FiberCoordinate = traits.Coordinate;
 }
 
 trelGridUses trelDetectorResult::GetUses() const
@@ -97,34 +85,50 @@ trelGridUses trelDetectorResult::GetUses() const
   return GetTransmittanceUses(FiberShape, static_cast<CoordinateType>(FiberCoordinate));
 }
 
-/** The window is the whole solid; it has bins along the axes of its grids. */
-void trelDetectorResult::InitializeFiberRoi(const trelSimulationParameter& parameter,
-                                            trelFiberDetector& detector)
+/** The axes along which the grids of @p uses are divided; one may stand twice. */
+static std::vector<trelAxis> FindAxes(const trelGridUses& uses)
 {
-  double roi[2 * NumberOfAxes];
-  double separations[NumberOfAxes];
-  std::int32_t counts[NumberOfAxes] = {};
-  const double ends[NumberOfAxes] = {0.0, 0.0, 0.0, FiberRadius, 360.0, 180.0};
-  for (int axis = 0; axis < NumberOfAxes; ++axis) {
-    roi[2 * axis] = 0.0;
-    roi[2 * axis + 1] = ends[axis];
-  }
-  detector.GetShape()->GetBoundingBox(roi);
-  parameter.GetSeparations(separations);
-  for (const trelGridUse& use : GetUses()) {
+  std::vector<trelAxis> axes;
+  for (const trelGridUse& use : uses) {
     const trelGridDescription& row = GetGridDescription(use.Grid);
     for (int k = 0; k < row.NumberOfAxes; ++k) {
-      const trelGridAxis axis = row.Axes[k];
-      if (axis >= GridMeshFace || !(separations[axis] > 0.0)) continue;
-      counts[axis] = CountCells(roi[2 * axis + 1] - roi[2 * axis], separations[axis]);
+      if (row.Axes[k] < GridMeshFace) axes.push_back(static_cast<trelAxis>(row.Axes[k]));
     }
   }
-  for (int axis = 0; axis < NumberOfAxes; ++axis) {
-    Window.Bins[axis] = {roi[2 * axis], roi[2 * axis + 1], separations[axis], counts[axis]};
-  }
-  const auto& [x, y, z, radial, azimuth, deflection] = separations;
-  detector.SetFiberSeparations(x, y, z, radial, azimuth, deflection);
-  detector.SetFiberCounts(counts[0], counts[1], counts[2], counts[3], counts[4], counts[5]);
+  return axes;
+}
+
+/** The window is the whole solid; false if there is none. */
+bool trelDetectorResult::InitializeFiberRoi(const trelSimulationParameter& parameter,
+                                            trelFiberDetector& detector)
+{
+  const trelShapeObject* shape = detector.GetShape();
+  if (!shape) return false;
+  FiberShape = shape->GetShapeType();
+  ChooseFiberCoordinate();
+  double separations[NumberOfAxes];
+  parameter.GetSeparations(separations);
+  trelScoringRegion region;
+  region.SetSeparations(separations);
+  region.Compute(*shape, {FindAxes(GetUses()), false, false});
+  // An ellipsoid has no bins along the radius, and an empty range.
+  FiberRadius = FiberCoordinate == CoordinateSpherical ? 0.0 : region.GetROI()[2 * AxisRadial + 1];
+  Window = MakeGridWindow(region, shape);
+  Window.Bins[GridR].Maximum = FiberRadius;
+  TellRoi(detector);
+  return true;
+}
+
+/** The detector keeps the window that its packets are scored in. */
+void trelDetectorResult::TellRoi(trelFiberDetector& detector) const
+{
+  const auto& [x, y, z, r, a, d, face, vertex] = Window.Bins;
+  const double roi[2 * NumberOfAxes] = {x.Minimum, x.Maximum, y.Minimum, y.Maximum,
+                                        z.Minimum, z.Maximum, r.Minimum, r.Maximum,
+                                        a.Minimum, a.Maximum, d.Minimum, d.Maximum};
+  detector.SetFiberSeparations(x.Separation, y.Separation, z.Separation, r.Separation, a.Separation,
+                               d.Separation);
+  detector.SetFiberCounts(x.Count, y.Count, z.Count, r.Count, a.Count, d.Count);
   detector.SetFiberResultGrid(roi);
 }
 

@@ -5,28 +5,14 @@
 #include <memory>
 
 #include "trelGridSet.h"
+#include "trelResultGetters.h"
 #include "trelSimulationObject.h"
 
 class trelDetector;
 class trelFiberDetector;
 class trelPlaneDetector;
-class trelShapeObject;
+class trelScoringRegion;
 class trelSimulationParameter;
-
-#define TREL_FIBER_GRIDS_2D(GRID) GRID(Side) GRID(Up) GRID(Down) GRID(Left) GRID(Right)
-#define TREL_FIBER_CURVED_GRIDS(GRID) GRID(SideAZ) GRID(SideDA) GRID(TopRA) GRID(BottomRA)
-#define TREL_FIBER_END_GRIDS(GRID) GRID(TopXY) GRID(BottomXY)
-#define TREL_FIBER_BOX_GRIDS(GRID) GRID(FrontYZ) GRID(BackYZ) GRID(LeftXZ) GRID(RightXZ)
-#define TREL_FIBER_GRID_GETTER(ending)     \
-  trelGrid* GetFiber##ending() const       \
-  {                                        \
-    return GetGrid(Transmittance##ending); \
-  }
-#define TREL_FIBER_TOTAL_GETTER(name)  \
-  double GetFiber##name##Total() const \
-  {                                    \
-    return FiberTotals[TotalOf##name]; \
-  }
 
 /**
  * @class   trelDetectorResult
@@ -93,9 +79,6 @@ public:
   double GetFiberRadius() const { return FiberRadius; }
   /** The cells of the grids, a CoordinateType; CoordinatePolar before Initialize(). */
   std::int32_t GetFiberCoordinate() const { return FiberCoordinate; }
-  bool GetSaveCylinderTop() const { return Save[SaveCylinderTop]; }
-  bool GetSaveCylinderBottom() const { return Save[SaveCylinderBottom]; }
-  bool GetSaveCylinderSide() const { return Save[SaveCylinderSide]; }
   /** The raw sums: weight in units of the sources' energy. */
   double GetTotal(trelGridTotal total) const { return FiberTotals[total]; }
   double GetFiberTotal2D() const { return FiberTotals[TotalOfTransmittance2D]; }
@@ -104,8 +87,9 @@ public:
 private:
   bool InitializePlane(const trelPlaneDetector& detector);
   bool InitializeFiber(const trelSimulationParameter& parameter, trelFiberDetector& detector);
-  void ChooseFiberCoordinate(const trelShapeObject& shape);
-  void InitializeFiberRoi(const trelSimulationParameter& parameter, trelFiberDetector& detector);
+  void ChooseFiberCoordinate();
+  bool InitializeFiberRoi(const trelSimulationParameter& parameter, trelFiberDetector& detector);
+  void TellRoi(trelFiberDetector& detector) const;
   bool InitializeFiberGrids();
 
   double TotalDetection = 0.0;
@@ -128,21 +112,7 @@ private:
   std::int32_t DetectorType = DetectorPlane;
 
 public:
-  // By name: GetFiberSideDA, ... for every grid, GetFiberTopTotal, ... for every surface.
-  TREL_FIBER_GRIDS_2D(TREL_FIBER_GRID_GETTER)
-  TREL_FIBER_CURVED_GRIDS(TREL_FIBER_GRID_GETTER)
-  TREL_FIBER_END_GRIDS(TREL_FIBER_GRID_GETTER)
-  TREL_FIBER_BOX_GRIDS(TREL_FIBER_GRID_GETTER)
-  TREL_SURFACE_TOTALS_2D(TREL_FIBER_TOTAL_GETTER)
-  TREL_OUTLINE_TOTALS(TREL_FIBER_TOTAL_GETTER)
-  TREL_BOX_TOTALS(TREL_FIBER_TOTAL_GETTER)
+  TREL_DETECTOR_RESULT_GETTERS
 };
-
-#undef TREL_FIBER_GRIDS_2D
-#undef TREL_FIBER_CURVED_GRIDS
-#undef TREL_FIBER_END_GRIDS
-#undef TREL_FIBER_BOX_GRIDS
-#undef TREL_FIBER_GRID_GETTER
-#undef TREL_FIBER_TOTAL_GETTER
 
 #endif

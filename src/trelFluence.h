@@ -9,8 +9,7 @@ class trelMedium;
 
 /**
  * @class   trelFluence
- * @brief   absorbed power density into fluence rate: each cell over the absorption coefficient
- * there
+ * @brief   absorbed power density into fluence rate: each cell over its absorption coefficient
  *
  * The fluence rate is Phi = A / mu_a, with A the absorbed power density. The tissue of a cell is
  * the one at its midpoint. A cell outside of the medium, or in tissue that does not absorb, stays

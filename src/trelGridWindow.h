@@ -8,6 +8,9 @@
 
 #include "trelInlining.h"
 
+class trelScoringRegion;
+class trelShapeObject;
+
 /** The axes along which a grid has bins, in the order of separations and counts. */
 enum trelGridAxis
 {
@@ -53,7 +56,7 @@ struct trelGridBins
 
   /**
    * The bin of @p q: trunc((q - Minimum) / Separation). False, and @p bin without a meaning, if q
-   * lies outside the window by more than GridTolerance, is not a number, or the bin is not one of
+   * lies outside the window by more than GridTolerance, is NaN, or the bin is not one of
    * the Count bins: so a value just below the minimum has bin 0, and the upper edge of the last bin
    * is open.
    */
@@ -90,8 +93,11 @@ struct trelGridWindow
   double HalfAxis[3] = {0.0, 0.0, 0.0};
 };
 
-/** Azimuth in degrees of the point (dx, dy) at distance r from the centre; not a number at r = 0.
- */
+/** The window of @p region, which belongs to @p shape, without time gates and without faces and
+ *  vertices of a mesh; about the origin if there is no shape. */
+trelGridWindow MakeGridWindow(const trelScoringRegion& region, const trelShapeObject* shape);
+
+/** Azimuth in degrees of the point (dx, dy) at distance r from the centre; NaN at r = 0. */
 inline double AzimuthDegrees(double dx, double dy, double r)
 {
   constexpr double pi = 3.141592653589793;
@@ -102,7 +108,7 @@ inline double AzimuthDegrees(double dx, double dy, double r)
 /**
  * The azimuth bin of the point (dx, dy) at distance r from the centre. With one bin for the whole
  * turn, as a grid of rings has, the angle itself is not needed: only 360 degrees, which rounding
- * makes of a point just below the axis, and what is not a number have no bin.
+ * makes of a point just below the axis, and NaN have no bin.
  */
 inline bool LocateAzimuth(const trelGridBins& bins, double dx, double dy, double r,
                           std::int32_t* bin)

@@ -8,9 +8,6 @@
 #include "trelShapeObject.h"
 #include "trelSimulationParameter.h"
 
-static_assert(static_cast<int>(GridX) == AxisX && static_cast<int>(GridD) == AxisDeflection,
-              "the window takes over the axes of the parameter in their order");
-
 static constexpr trelGridDomains DomainsCW = {GridCW, GridCW};
 static constexpr trelGridDomains DomainsTD = {GridTD, GridTD};
 static constexpr trelGridDomains DomainsFD = {GridFDReal, GridFDPha};
@@ -46,8 +43,8 @@ bool trelMediumResult::Initialize(const trelSimulationParameter* parameter)
 
 bool trelMediumResult::InitializeRoi(const trelSimulationParameter* parameter)
 {
-  CopyWindow(*parameter);
-  Window.Time = {};
+  const trelShapeObject* shape = parameter->GetOuterShape();
+  Window = MakeGridWindow(parameter->GetScoringRegion(), shape);
   DomainCW = parameter->GetContinuousWave();
   DomainTD = parameter->GetTimeDomain();
   DomainFD = parameter->GetFrequencyDomain();
@@ -57,24 +54,7 @@ bool trelMediumResult::InitializeRoi(const trelSimulationParameter* parameter)
     Window.Time = {parameter->GetTimeStart(), parameter->GetTimeEnd(), parameter->GetTimeStep(),
                    parameter->GetNumberOfTimeSteps()};
   }
-  const trelShapeObject* shape = parameter->GetOuterShape();
-  if (!shape) return true;
-  shape->GetCenter(Window.Center);
-  shape->GetHalfAxes(&Window.HalfAxis[0], &Window.HalfAxis[1], &Window.HalfAxis[2]);
-  return CopyMesh(*shape);
-}
-
-void trelMediumResult::CopyWindow(const trelSimulationParameter& parameter)
-{
-  double roi[2 * NumberOfAxes];
-  double separations[NumberOfAxes];
-  std::int32_t counts[NumberOfAxes];
-  parameter.GetROI(roi);
-  parameter.GetSeparations(separations);
-  parameter.GetCounts(counts);
-  for (int axis = 0; axis < NumberOfAxes; ++axis) {
-    Window.Bins[axis] = {roi[2 * axis], roi[2 * axis + 1], separations[axis], counts[axis]};
-  }
+  return !shape || CopyMesh(*shape);
 }
 
 /** Copies the faces of a mesh that bounds the medium; other shapes have none. */
@@ -207,7 +187,7 @@ void trelMediumResult::CopySaveFlags(const trelSimulationParameter& parameter)
 bool trelMediumResult::InitializePhotonFlyTimes(const trelSimulationParameter* parameter)
 {
   if (!parameter->GetSavePhotonFlyTime()) return true;
-  const bool allocated = PhotonFlyTimes.AllocateWithinMemory(PhotonNumber);
+  const bool allocated = PhotonFlyTimes.Allocate(PhotonNumber);
   if (!allocated) ErrorMacro("Out of memory while allocating memory for TOF!");
   return allocated;
 }

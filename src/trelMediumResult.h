@@ -3,11 +3,12 @@
 
 #include <cstdint>
 
+#include "trelFlyTimes.h"
 #include "trelGridSet.h"
 #include "trelMeshSurface.h"
+#include "trelResultGetters.h"
 #include "trelSimulationObject.h"
 #include "trelTimeTotals.h"
-#include "trelUntouchedTable.h"
 
 class trelShapeObject;
 class trelSimulationParameter;
@@ -19,33 +20,6 @@ struct trelGridDomains
   trelGridDomain First;
   trelGridDomain Last;
 };
-
-/** Where and when a packet left: x, y, z in mm, time of flight in ps. */
-using trelFlyTimeRow = double[4];
-
-// The getters that the tables name, see the end of the class.
-#define TREL_GETTER(type, name, value) \
-  type name() const                    \
-  {                                    \
-    return value;                      \
-  }
-#define TREL_GRID_GETTERS(name, ...)                                   \
-  TREL_GETTER(trelGrid*, Get##name, GetGrid(GridCW, name))             \
-  TREL_GETTER(trelGrid*, GetTD##name, GetGrid(GridTD, name))           \
-  TREL_GETTER(trelGrid*, GetFD##name##Real, GetGrid(GridFDReal, name)) \
-  TREL_GETTER(trelGrid*, GetFD##name##Imag, GetGrid(GridFDImag, name)) \
-  TREL_GETTER(trelGrid*, GetFD##name##Amp, GetGrid(GridFDAmp, name))   \
-  TREL_GETTER(trelGrid*, GetFD##name##Pha, GetGrid(GridFDPha, name))
-#define TREL_WINDOW_AXES(AXIS) AXIS(X) AXIS(Y) AXIS(Z) AXIS(R) AXIS(A) AXIS(D)
-#define TREL_AXIS_GETTERS(axis)                                                \
-  TREL_GETTER(double, GetRoi##axis##Min, Window.Bins[Grid##axis].Minimum)      \
-  TREL_GETTER(double, GetRoi##axis##Max, Window.Bins[Grid##axis].Maximum)      \
-  TREL_GETTER(double, GetSeparation##axis, Window.Bins[Grid##axis].Separation) \
-  TREL_GETTER(std::int32_t, GetCount##axis, Window.Bins[Grid##axis].Count)
-#define TREL_TOTAL_GETTERS(name)                                            \
-  TREL_GETTER(double, GetTransmittance##name##Total, Totals[TotalOf##name]) \
-  TREL_GETTER(double*, GetTDTransmittance##name##Total, TimeTotals.GetTotals(TotalOf##name))
-#define TREL_SAVE_GETTER(name) TREL_GETTER(bool, GetSave##name, Save[Save##name])
 
 /**
  * @class   trelMediumResult
@@ -195,7 +169,10 @@ public:
   std::int64_t GetNumberOfFlyTimes() const { return PhotonFlyTimes.GetNumberOfRows(); }
   /** Stores a packet that leaves in row @p row, its number among those that left: each packet has
    *  a row of its own. Nothing happens without a table or behind its end. */
-  void RecordFlyTime(std::int64_t row, double x, double y, double z, double time);
+  void RecordFlyTime(std::int64_t row, double x, double y, double z, double time)
+  {
+    PhotonFlyTimes.Record(row, x, y, z, time);
+  }
 
 private:
   bool InitializeGrids(const trelSimulationParameter& parameter, trelGridKind kind,
@@ -203,7 +180,6 @@ private:
   bool AllocateGrids(const trelGridUses& uses, trelGridKind kind, trelGridDomains domains);
   bool AllocateTimeTotals(trelGridKind kind);
   void ReleaseGrids(trelGridKind kind, trelGridDomains domains);
-  void CopyWindow(const trelSimulationParameter& parameter);
   void CopySaveFlags(const trelSimulationParameter& parameter);
   bool CopyMesh(const trelShapeObject& shape);
   void Normalize(trelGridKind kind, trelGridDomains domains);
@@ -228,26 +204,11 @@ private:
   double Totals[NumberOfTotals] = {};
   trelTimeTotals TimeTotals;
   trelGridRange Ranges[NumberOfGridDomains][NumberOfGridKinds];
-  trelUntouchedTable<trelFlyTimeRow> PhotonFlyTimes;
+  trelFlyTimes PhotonFlyTimes;
 
 public:
-  // What the tables name: GetAbsorptionXYZ, GetTDAbsorptionXYZ, GetFDAbsorptionXYZReal, ...Imag,
-  // ...Amp, ...Pha for every grid; GetRoiXMin, GetRoiXMax, GetSeparationX, GetCountX for every
-  // axis; GetTransmittanceTopTotal and, an array by time bin, GetTDTransmittanceTopTotal for every
-  // surface; GetSaveTop for every face.
-  TREL_ALL_GRIDS(TREL_GRID_GETTERS)
-  TREL_WINDOW_AXES(TREL_AXIS_GETTERS)
-  TREL_SURFACE_TOTALS_2D(TREL_TOTAL_GETTERS)
-  TREL_SURFACE_TOTALS_3D(TREL_TOTAL_GETTERS)
-  TREL_SAVE_FLAGS(TREL_SAVE_GETTER)
+  TREL_MEDIUM_RESULT_GETTERS
 };
-
-#undef TREL_GRID_GETTERS
-#undef TREL_WINDOW_AXES
-#undef TREL_AXIS_GETTERS
-#undef TREL_TOTAL_GETTERS
-#undef TREL_SAVE_GETTER
-#undef TREL_GETTER
 
 inline std::int64_t trelMediumResult::IncrementTransmitPhotonNum()
 {
@@ -261,17 +222,6 @@ inline void trelMediumResult::IncrementAbsorpPhotonNum()
 {
 #pragma omp atomic
   ++AbsorpPhotonNum;
-}
-
-inline void trelMediumResult::RecordFlyTime(std::int64_t row, double x, double y, double z,
-                                            double time)
-{
-  if (row < 0 || row >= PhotonFlyTimes.GetNumberOfRows()) return;
-  double* values = PhotonFlyTimes.GetRows()[row];
-  values[0] = x;
-  values[1] = y;
-  values[2] = z;
-  values[3] = time;
 }
 
 #endif

@@ -24,6 +24,7 @@ void trelSimulationResult::ReleaseResults()
   DeleteMediumResults();
   DeleteDetectorResults();
   Trajectory.Release();
+  TrajectorySize = 0;
 }
 
 void trelSimulationResult::DeleteMediumResults()
@@ -107,6 +108,7 @@ bool trelSimulationResult::InitializeTrajectory(trelSimulationParameter* paramet
 {
   const bool allocated = Trajectory.Allocate(std::max(parameter->GetStepNumberMax(), 0));
   if (!allocated) ErrorMacro("initial photon trajectory result error!");
+  TrajectorySize = static_cast<std::uint32_t>(Trajectory.GetNumberOfRows());
   return allocated;
 }
 

@@ -75,10 +75,7 @@ public:
 
   /** The path of one packet, a row for each step that a packet may do; null before Initialize(). */
   trelTrajectoryRow* GetTrajectory() const { return Trajectory.GetRows(); }
-  std::uint32_t GetTrajectorySize() const
-  {
-    return static_cast<std::uint32_t>(Trajectory.GetNumberOfRows());
-  }
+  std::uint32_t GetTrajectorySize() const { return TrajectorySize; }
   /** The number of rows in use. */
   void SetTrajectoryStepNum(std::int32_t count) { TrajectoryStepNum = count; }
   std::int32_t GetTrajectoryStepNum() const { return TrajectoryStepNum; }
@@ -93,6 +90,7 @@ private:
   trelList* MediumResults;
   trelList* DetectorResults;
   std::int32_t Runtime = 0;
+  std::uint32_t TrajectorySize = 0;
   trelUntouchedTable<trelTrajectoryRow> Trajectory;
   std::int32_t TrajectoryStepNum = 0;
 };
