@@ -50,11 +50,11 @@ trel_subsystem(mesh_files
   CLASSES trelMeshText trelMeshReader trelLineMeshReader trelTetrahedronReader trelAMReader
           trelNeutralReader trelOFFReader trelSURFReader trelSTLReader PlyFileReader trelPLYReader)
 
-# Shapes: where a point lies, how far along a ray the boundary is.
+# Shapes: where a point lies, how far along a ray the boundary is, which points and cells they have.
 trel_subsystem(geometry
   MAY_USE framework meshes mesh_files
   HEADERS trelCoordinates trelShapeTraits trelGeometryTolerance trelSlabSearch trelRayQuadratic trelAxisRay
-  CLASSES trelShapeObject trelCube trelCylinder trelEllipsoid trelRectangle trelEllipse
+  CLASSES trelGridWindow trelSurfaceElement trelShapeObject trelCube trelCylinder trelEllipsoid trelRectangle trelEllipse
           trelMeshPredicates trelVoxelTable trelTraceableMesh trelMCTriangleMesh trelMCTetrahedron
           trelShapeFactory)
 
@@ -87,7 +87,7 @@ trel_subsystem(results
 trel_subsystem(free_space
   MAY_USE framework geometry model results
   HEADERS
-  CLASSES trelFreespaceFilter trelSurfaceElement trelFreespacePinhole)
+  CLASSES trelFreespaceFilter trelFreespacePinhole)
 
 # The packets: random streams, launch, steps, boundaries, the parallel run and the imaging modes.
 trel_subsystem(transport

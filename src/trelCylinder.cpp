@@ -1,8 +1,10 @@
 #include "trelCylinder.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "trelRayQuadratic.h"
+#include "trelSurfaceElement.h"
 #include "trelUniformNumbers.h"
 
 PointRelation trelCylinder::LocatePoint(double x, double y, double z) const
@@ -194,5 +196,37 @@ bool trelCylinder::SampleSurface(trelUniformNumbers& numbers, trelVector* point)
     offset[2] = numbers.DrawWithin(HalfAxes[2]);
   }
   *point = FromCenter(offset);
+  return true;
+}
+
+/** The length of the gradient (x/a^2, y/b^2) at @p e on the side, from (x / a^2)^2 and the like. */
+static float GradientSingle(const double e[2], const double halfAxes[2])
+{
+  const float x = static_cast<float>(e[0]) / SquareSingle(halfAxes[0]);
+  const float y = static_cast<float>(e[1]) / SquareSingle(halfAxes[1]);
+  return std::sqrt(x * x + y * y);
+}
+
+/** What is neither top nor bottom is the side, by azimuth and z. */
+bool trelCylinder::MakeSurfaceElement(const trelGridWindow& window, CoordinateType coordinate,
+                                      const double hit[3], int face, SurfaceElement* element) const
+{
+  if (face == CylinderFaceTop || face == CylinderFaceBottom) {
+    return trelShapeObject::MakeSurfaceElement(window, coordinate, hit, face, element);
+  }
+  const trelGridBins& azimuth = window.Bins[GridA];
+  const trelGridBins& z = window.Bins[GridZ];
+  double r = 0.0;
+  element->Index[0] = IndexInBins(azimuth, AzimuthOfSinglePi(window, hit, &r));
+  element->Index[1] = IndexInBins(z, hit[2]);
+  const double am = RadiansOfSinglePi(azimuth.Midpoint(element->Index[0]));
+  const double a = window.HalfAxis[0];
+  const double b = window.HalfAxis[1];
+  const double e[2] = {a * std::cos(am), b * std::sin(am)};
+  SetVector(element->Center, e[0] + window.Center[0], e[1] + window.Center[1],
+            z.Midpoint(element->Index[1]));
+  const double s = GradientSingle(e, window.HalfAxis);
+  SetVector(element->Normal, NormalComponent(e[0], a, s), NormalComponent(e[1], b, s), 0.0);
+  element->Area = std::max(a, b) * azimuth.Separation * PiSingle / 180.0 * z.Separation;
   return true;
 }

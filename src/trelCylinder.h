@@ -40,6 +40,8 @@ public:
   bool IntersectRay(double x, double y, double z, double dx, double dy, double dz, double* distance,
                     int* face, double* nx, double* ny, double* nz, int raySide) const override;
   bool SampleSurface(trelUniformNumbers& numbers, trelVector* point) const override;
+  bool MakeSurfaceElement(const trelGridWindow& window, CoordinateType coordinate,
+                          const double hit[3], int face, SurfaceElement* element) const override;
 
 private:
   void SampleCap(trelUniformNumbers& numbers, double offset[3]) const;

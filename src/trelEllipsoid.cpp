@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "trelRayQuadratic.h"
+#include "trelSurfaceElement.h"
 #include "trelUniformNumbers.h"
 
 PointRelation trelEllipsoid::LocatePoint(double x, double y, double z) const
@@ -71,5 +72,44 @@ bool trelEllipsoid::SampleSurface(trelUniformNumbers& numbers, trelVector* point
   const double y = offset[1] / HalfAxes[1];
   offset[2] = side * std::sqrt(std::max(0.0, 1.0 - x * x - y * y));
   *point = FromCenter(offset);
+  return true;
+}
+
+/** The length of the gradient (x/a^2, ...) at @p e, from x^2 / a^4 and the like. */
+static float GradientSingle(const double e[3], const double halfAxes[3])
+{
+  float sum = 0.0f;
+  for (int k = 0; k < 3; ++k) {
+    const float square = SquareSingle(halfAxes[k]);
+    sum += SquareSingle(e[k]) / (square * square);
+  }
+  return std::sqrt(sum);
+}
+
+/** By deflection and azimuth. False if @p hit lies outside of the window in either. */
+bool trelEllipsoid::MakeSurfaceElement(const trelGridWindow& window, CoordinateType /*coordinate*/,
+                                       const double hit[3], int /*face*/,
+                                       SurfaceElement* element) const
+{
+  std::int32_t d = 0;
+  std::int32_t a = 0;
+  if (!LocateBinsDA(window, hit, &d, &a)) return false;
+  const trelGridBins& deflection = window.Bins[GridD];
+  const trelGridBins& azimuth = window.Bins[GridA];
+  const double dm = RadiansOfSinglePi(deflection.Midpoint(d));
+  const double am = RadiansOfSinglePi(azimuth.Midpoint(a));
+  const double* h = window.HalfAxis;
+  const double e[3] = {h[0] * std::sin(dm) * std::cos(am), h[1] * std::sin(dm) * std::sin(am),
+                       h[2] * std::cos(dm)};
+  const double s = GradientSingle(e, h);
+  for (int k = 0; k < 3; ++k) {
+    element->Center[k] = window.Center[k] + e[k];
+    element->Normal[k] = NormalComponent(e[k], h[k], s);
+  }
+  element->Index[0] = d;
+  element->Index[1] = a;
+  const double length = std::sqrt(e[0] * e[0] + e[1] * e[1] + e[2] * e[2]);
+  element->Area = length * length * std::sin(dm) * RadiansOfSinglePi(deflection.Separation) *
+                  (PiSingle * azimuth.Separation / 180.0);
   return true;
 }

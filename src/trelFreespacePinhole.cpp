@@ -213,22 +213,8 @@ bool trelFreespacePinhole::GetSurfaceElement(const trelShapeObject* shape, const
                                              int face, SurfaceElement* element) const
 {
   const trelGridWindow& window = Result->GetMediumResult(0)->GetWindow();
-  switch (shape->GetShapeType()) {
-    case ShapeEllipsoid:
-      return MakeEllipsoidElement(window, hitPoint, element);
-    case ShapeCylinder:
-      MakeCylinderElement(window, Parameter->GetTransmittanceCoordinate(), hitPoint, face, element);
-      return true;
-    case ShapeCube:
-      MakeCubeElement(window, hitPoint, face, element);
-      return true;
-    case ShapeTriangleMesh:
-    case ShapeTetrahedron:
-      MakeMeshElement(*static_cast<const trelTraceableMesh*>(shape), face, element);
-      return true;
-    default:
-      return true;
-  }
+  return shape->MakeSurfaceElement(window, Parameter->GetTransmittanceCoordinate(), hitPoint, face,
+                                   element);
 }
 
 /** The grid that takes what leaves through @p face; NumberOfGrids if there is none. */
@@ -252,7 +238,7 @@ double trelFreespacePinhole::GetSurfaceValue(int spectrumIndex, int face,
                                              const SurfaceElement& element) const
 {
   const ShapeType shape = Parameter->GetOuterShape()->GetShapeType();
-  const bool isMesh = shape == ShapeTriangleMesh || shape == ShapeTetrahedron;
+  const bool isMesh = GetShapeTraits(shape).IsMesh();
   const trelMediumResult* record =
       isMesh ? Result->GetMediumResult(spectrumIndex)
              : Result->GetMediumResultBySpectrum(

@@ -6,12 +6,6 @@
 // The measures. PiSingle / 180 turns degrees into radians; i is the first index of a cell, j the
 // second.
 
-/** An angle in degrees as an arc: the order of the factors shows in the last digits. */
-static double Radians(double degrees)
-{
-  return degrees * PiSingle / 180.0;
-}
-
 /** Distance of the elliptic outline from its centre, with the argument as its parameter. */
 static double Rho(const trelGridWindow& w, double angle)
 {
@@ -84,12 +78,13 @@ static double VolumeOfIndexRAZ(const trelGridWindow& w, int i, int)
 /** The arc of the elliptic outline that one azimuth bin cuts off. */
 static double ArcA(const trelGridWindow& w, int i, int)
 {
-  return Rho(w, Radians(w.Bins[GridA].Midpoint(i))) * w.Bins[GridA].Separation * PiSingle / 180.0;
+  return Rho(w, RadiansOfSinglePi(w.Bins[GridA].Midpoint(i))) * w.Bins[GridA].Separation *
+         PiSingle / 180.0;
 }
 
 static double ArcAZ(const trelGridWindow& w, int i, int)
 {
-  return Rho(w, Radians(w.Bins[GridA].Midpoint(i))) * w.Bins[GridA].Separation *
+  return Rho(w, RadiansOfSinglePi(w.Bins[GridA].Midpoint(i))) * w.Bins[GridA].Separation *
          w.Bins[GridZ].Separation * PiSingle / 180.0;
 }
 
@@ -118,14 +113,14 @@ static double ArcOfDegreesPerZ(const trelGridWindow& w, int i, int)
  * stored. */
 static double AreaDA(const trelGridWindow& w, int i, int j)
 {
-  const double phi = Radians(w.Bins[GridD].Midpoint(i));
-  const double theta = Radians(w.Bins[GridA].Midpoint(j));
+  const double phi = RadiansOfSinglePi(w.Bins[GridD].Midpoint(i));
+  const double theta = RadiansOfSinglePi(w.Bins[GridA].Midpoint(j));
   const double x = w.HalfAxis[0] * std::sin(phi) * std::cos(theta);
   const double y = w.HalfAxis[1] * std::sin(phi) * std::sin(theta);
   const double z = w.HalfAxis[2] * std::cos(phi);
   const double radius = std::sqrt(x * x + y * y + z * z);
-  return radius * radius * std::sin(phi) * Radians(w.Bins[GridD].Separation) *
-         Radians(w.Bins[GridA].Separation);
+  return radius * radius * std::sin(phi) * RadiansOfSinglePi(w.Bins[GridD].Separation) *
+         RadiansOfSinglePi(w.Bins[GridA].Separation);
 }
 
 /** The axes of a grid and the function that finds a cell along them. */

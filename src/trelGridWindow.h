@@ -33,6 +33,12 @@ constexpr double GridTolerance = 1e-12;
  * digits. */
 constexpr double PiSingle = 3.1415927410125732;
 
+/** An angle in degrees as an arc: the order of the factors shows in the last digits. */
+inline double RadiansOfSinglePi(double degrees)
+{
+  return degrees * PiSingle / 180.0;
+}
+
 /**
  * The bins along one axis: [Minimum, Maximum] cut into Count bins of width Separation, the last one
  * perhaps wider than what is left of the range.

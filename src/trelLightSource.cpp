@@ -1,6 +1,5 @@
 #include "trelLightSource.h"
 
-#include <algorithm>
 #include <cmath>
 
 #include "trelLaunchContext.h"

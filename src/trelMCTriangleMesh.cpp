@@ -194,11 +194,14 @@ static bool IsAboveTriangle(const trelTraceableVertex* const corners[3], double 
   return left || right;
 }
 
-/** One attempt: a point in the triangle's box along x and y, on its plane along z; false if it lies
- *  beside the triangle, or if that is upright. */
-bool trelMCTriangleMesh::SampleTriangle(const trelTraceableTriangle& triangle,
-                                        trelUniformNumbers& numbers, trelVector* point) const
+/** One attempt of three numbers: a triangle, and x and y in its box; z follows from its plane.
+ * False if the point lies beside the triangle, or if that is upright. */
+bool trelMCTriangleMesh::SampleTriangleMeshSurface(trelUniformNumbers& numbers,
+                                                   trelVector* point) const
 {
+  const std::uint32_t count = GetNumberOfTriangles();
+  const auto drawn = static_cast<std::uint32_t>(numbers.NextRandom() * count);
+  const trelTraceableTriangle& triangle = Triangles[std::min(drawn, count - 1)];
   const trelTraceableVertex* corners[3];
   for (int c = 0; c < 3; ++c)
     corners[c] = &Vertices[triangle.Vertices[c]];
@@ -214,15 +217,12 @@ bool trelMCTriangleMesh::SampleTriangle(const trelTraceableTriangle& triangle,
   return true;
 }
 
-/** Three numbers for a triangle and for x and y in its box, drawn anew until the point lies in it.
- *  All triangles are drawn equally often, but small and slanted ones fail more often. Upright ones
- *  never emit. */
+/** Attempts until one meets its triangle. All triangles are drawn equally often, but small and
+ *  slanted ones fail more often, and upright ones never emit. */
 bool trelMCTriangleMesh::SampleSurface(trelUniformNumbers& numbers, trelVector* point) const
 {
-  const std::uint32_t count = GetNumberOfTriangles();
-  for (int attempt = 0; count > 0 && attempt < MaximumAttempts; ++attempt) {
-    const auto drawn = static_cast<std::uint32_t>(numbers.NextRandom() * count);
-    if (SampleTriangle(Triangles[std::min(drawn, count - 1)], numbers, point)) return true;
+  for (int attempt = 0; !IsEmpty() && attempt < MaximumAttempts; ++attempt) {
+    if (SampleTriangleMeshSurface(numbers, point)) return true;
   }
   return false;
 }

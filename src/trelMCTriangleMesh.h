@@ -48,8 +48,7 @@ protected:
   void OnTableBuilt(trelVoxelTable& table) const override;
 
 private:
-  bool SampleTriangle(const trelTraceableTriangle& triangle, trelUniformNumbers& numbers,
-                      trelVector* point) const;
+  bool SampleTriangleMeshSurface(trelUniformNumbers& numbers, trelVector* point) const;
   void WarnOfOpenEdges() const;
 };
 

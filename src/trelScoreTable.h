@@ -22,7 +22,7 @@ struct trelScoreTarget
 
 /**
  * The grids of one medium record as the packet loop wants them: resolved once, before the parallel
- * region, from the table of uses. A grid that does not exist stays null, and its events are
+ * region, from the table of places. A grid that does not exist stays null, and its events are
  * dropped.
  */
 struct trelScoreTable

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "trelSurfaceElement.h"
 #include "trelUniformNumbers.h"
 
 trelShapeObject::~trelShapeObject() = default;
@@ -93,6 +94,19 @@ void trelShapeObject::SampleOutline(trelUniformNumbers& numbers, double offset[3
   const double side = numbers.DrawSide(HalfAxes[other]);
   offset[uniform] = numbers.DrawWithin(HalfAxes[uniform]);
   offset[other] = side * RelativeChord(offset[uniform], HalfAxes[uniform]);
+}
+
+bool trelShapeObject::MakeSurfaceElement(const trelGridWindow& window, CoordinateType coordinate,
+                                         const double hit[3], int face,
+                                         SurfaceElement* element) const
+{
+  const trelShapeTraits& traits = GetTraits();
+  if (traits.IsPlanar() || face < 0 || face >= traits.GetNumberOfFaces()) return true;
+  const trelFacePlace place = traits.Faces[face].Place;
+  if (!IsFlatPlace(place)) return true;
+  const bool isRound = coordinate == CoordinateCylindrical && traits.Admits(coordinate);
+  (isRound ? MakeDiscElement : MakeFlatElement)(window, place, hit, element);
+  return true;
 }
 
 double trelShapeObject::GetRadialLimit() const

@@ -7,6 +7,8 @@
 #include "trelVector.h"
 
 class trelUniformNumbers;
+struct SurfaceElement;
+struct trelGridWindow;
 
 /** Where a point lies in relation to a shape. PointUndetermined: a mesh without a voxel table. */
 enum PointRelation : int
@@ -51,7 +53,9 @@ enum RayCase
  * The shape is parallel to the axes of the model. LocatePoint() honours the three angles, which
  * nothing sets; IntersectRay() does not know them.
  *
- * @sa trelCube trelCylinder trelEllipsoid
+ * What others must know of a kind of shape, and not of one shape, stands in its row of traits.
+ *
+ * @sa trelShapeTraits.h trelCube trelCylinder trelEllipsoid
  */
 class trelShapeObject : public trelObject
 {
@@ -110,6 +114,16 @@ public:
   /** A point on the surface. Each shape has its own choice of parts and order of numbers, which is
    *  not uniform over the surface; results depend on it. False, the default, without one. */
   virtual bool SampleSurface(trelUniformNumbers& numbers, trelVector* point) const;
+
+  /**
+   * The piece of the surface that the transmittance at @p hit on @p face belongs to, in cells of
+   * @p coordinate: where it lies, where it faces, how large it is. It has the indices of the point
+   * and is taken at the middle of its cell. False if there is no cell there. A shape without
+   * elements, or a face that does not exist, leaves @p element alone; the flat faces of a solid
+   * have theirs here.
+   */
+  virtual bool MakeSurfaceElement(const trelGridWindow& window, CoordinateType coordinate,
+                                  const double hit[3], int face, SurfaceElement* element) const;
 
   /** Centre of the shape, mm, default the origin. Setting it moves the bounding box. */
   void SetCenter(double x, double y, double z);

@@ -10,6 +10,8 @@
  * A row is SHAPE(name, class, words, dimension, role, curved axes, convex, coordinate, also
  * admitted, coordinate's word, faces), whose columns trelShapeTraits explains. The place of a row
  * is the value of its ShapeType: a new shape comes last.
+ *
+ * The rectangle's word is not the coordinate that it gets: logs are searched for the text as it is.
  */
 #define TREL_SHAPES(SHAPE)                                                                       \
   SHAPE(Rectangle, trelRectangle, "rectangle", 2, RoleBody, 0, true, CoordinateCartesian,        \
@@ -142,7 +144,6 @@ struct trelShapeTraits
 };
 
 #define TREL_SHAPE_ROW(name, class, ...) {__VA_ARGS__},
-// The rectangle's word is not the coordinate that it gets: logs are searched for the text as it is.
 inline constexpr trelShapeTraits ShapeTraits[] = {TREL_SHAPES(TREL_SHAPE_ROW)};
 #undef TREL_SHAPE_ROW
 constexpr int NumberOfShapes = sizeof ShapeTraits / sizeof ShapeTraits[0];

@@ -95,7 +95,7 @@ bool trelSimulationParameterReader::ReadModel(trelSimulationParameter* parameter
 /** True for an analytic shape with a half-length that is not above 0, or infinite. */
 static bool IsFlat(const trelShapeObject& shape)
 {
-  if (shape.GetShapeType() == ShapeTriangleMesh) return false;
+  if (shape.GetTraits().IsMesh()) return false;
   double h[3];
   shape.GetHalfAxes(&h[0], &h[1], &h[2]);
   return !std::all_of(h, h + shape.GetTraits().Dimension,

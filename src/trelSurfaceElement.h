@@ -4,18 +4,16 @@
 #include <cstdint>
 
 #include "trelGridWindow.h"
-#include "trelModelTypes.h"
-
-class trelTraceableMesh;
+#include "trelShapeTraits.h"
 
 /**
  * @file trelSurfaceElement.h
- * The piece of the medium's surface that a cell of transmittance belongs to, for each shape: where
- * it lies, where it faces, how large it is. The cell has the indices of the point that was hit; the
- * element is taken at the middle of the cell.
+ * The piece of a shape's surface that a cell of transmittance belongs to, and what the shapes make
+ * theirs of.
  *
  * The window carries the bins, the centre and the half-lengths of the shape. Angles of midpoints
- * use PiSingle.
+ * use PiSingle. Squares, quotients and lengths of normals are 32-bit floats; the last digits of
+ * images depend on it.
  */
 
 /** A small patch of the surface; all zero until made. */
@@ -27,21 +25,33 @@ struct SurfaceElement
   double Area = 0.0;                   ///< mm^2
 };
 
-/** By deflection and azimuth. False if @p hit lies outside of the window in either. */
-bool MakeEllipsoidElement(const trelGridWindow& window, const double hit[3],
-                          SurfaceElement* element);
-
-/** Of the top (@p face 0) and the bottom (1) in the cells of @p coordinate, else of the side. The
- *  indices are not held against the window. */
-void MakeCylinderElement(const trelGridWindow& window, CoordinateType coordinate,
-                         const double hit[3], int face, SurfaceElement* element);
-
-/** Of one of the six faces of a box; another face leaves @p element alone. The indices are not held
- *  against the window. */
-void MakeCubeElement(const trelGridWindow& window, const double hit[3], int face,
+/** Of a flat face in Cartesian cells. The indices are not held against the window. */
+void MakeFlatElement(const trelGridWindow& window, trelFacePlace place, const double hit[3],
                      SurfaceElement* element);
 
-/** The triangle @p face itself; one that does not exist leaves @p element alone. */
-void MakeMeshElement(const trelTraceableMesh& mesh, int face, SurfaceElement* element);
+/** Of a flat face across z in cells by radius and azimuth, likewise. */
+void MakeDiscElement(const trelGridWindow& window, trelFacePlace place, const double hit[3],
+                     SurfaceElement* element);
+
+/** The bin of @p q, which may not exist. What no integer can hold has a bin that cannot exist. */
+std::int32_t IndexInBins(const trelGridBins& bins, double q);
+
+/** The azimuth of @p hit about the window's centre, degrees, with pi of 32 bits throughout, and its
+ *  distance @p r from the axis, mm. */
+double AzimuthOfSinglePi(const trelGridWindow& window, const double hit[3], double* r);
+
+void SetVector(double v[3], double x, double y, double z);
+
+inline float SquareSingle(double v)
+{
+  return static_cast<float>(v * v);
+}
+
+/** The normal at offset e from the centre of x^2/a^2 + y^2/b^2 + ... = 1 is its gradient (x/a^2,
+ *  ...) over the length @p s of that. */
+inline double NormalComponent(double e, double halfAxis, double s)
+{
+  return e / (SquareSingle(halfAxis) * s);
+}
 
 #endif

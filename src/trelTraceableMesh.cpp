@@ -8,6 +8,7 @@
 #include "trelMemory.h"
 #include "trelMesh.h"
 #include "trelMeshReader.h"
+#include "trelSurfaceElement.h"
 #include "trelText.h"
 
 trelTraceableMesh::~trelTraceableMesh() = default;
@@ -155,4 +156,21 @@ bool trelTraceableMesh::BuildVoxelTable(int threads) const
               GetClassName() + "!\n");
   OnTableFailed();
   return false;
+}
+
+/** The triangle @p face itself. */
+bool trelTraceableMesh::MakeSurfaceElement(const trelGridWindow& /*window*/,
+                                           CoordinateType /*coordinate*/, const double /*hit*/[3],
+                                           int face, SurfaceElement* element) const
+{
+  if (face < 0 || static_cast<std::uint32_t>(face) >= GetNumberOfTriangles()) return true;
+  const trelTraceableTriangle& triangle = Triangles[face];
+  const trelTraceableVertex& a = Vertices[triangle.Vertices[0]];
+  const trelTraceableVertex& b = Vertices[triangle.Vertices[1]];
+  const trelTraceableVertex& c = Vertices[triangle.Vertices[2]];
+  SetVector(element->Center, (a.X + b.X + c.X) / 3.0, (a.Y + b.Y + c.Y) / 3.0,
+            (a.Z + b.Z + c.Z) / 3.0);
+  std::copy_n(triangle.Normal, 3, element->Normal);
+  element->Area = triangle.Area;
+  return true;
 }

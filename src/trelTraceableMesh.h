@@ -44,6 +44,8 @@ public:
   const std::string& GetFilePath() const { return FilePath; }
 
   bool IsEmpty() const override { return Triangles.empty(); }
+  bool MakeSurfaceElement(const trelGridWindow& window, CoordinateType coordinate,
+                          const double hit[3], int face, SurfaceElement* element) const override;
   /** Lets go of all arrays and of the table; the box stays. */
   virtual void ClearMesh();
 

@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <map>
+
 #include "modelFixtures.h"
 #include "testModel.h"
 #include "testTools.h"
@@ -9,6 +11,7 @@
 #include "trelFreespacePinhole.h"
 #include "trelMCTriangleMesh.h"
 #include "trelPlaneDetector.h"
+#include "trelSurfaceElement.h"
 
 using testing::DoubleNear;
 using testing::ElementsAre;
@@ -72,6 +75,11 @@ TEST(SurfaceElement, IsTheCellOfThePoint)
 {
   trelMCTriangleMesh mesh;
   ASSERT_TRUE(ImportCorner(mesh, 3));
+  const trelEllipsoid ellipsoid;
+  const trelCylinder cylinder;
+  const trelCube cube;
+  const std::map<std::string, const trelShapeObject*> shapes = {
+      {"mesh", &mesh}, {"ellipsoid", &ellipsoid}, {"cylinder", &cylinder}, {"cube", &cube}};
   const auto near = [](const double(&expected)[3]) {
     return Pointwise(DoubleNear(1e-6), expected);  // normals have the digits of 32-bit floats
   };
@@ -84,15 +92,10 @@ TEST(SurfaceElement, IsTheCellOfThePoint)
     ASSERT_TRUE(row >> normal >> area);
     const trelGridWindow window = MakeWindow(halfAxes);
     SurfaceElement element;
-    if (shape == "ellipsoid") {
-      EXPECT_EQ(MakeEllipsoidElement(window, hit, &element), area > 0.0);
-    } else if (shape == "cylinder") {
-      MakeCylinderElement(window, static_cast<CoordinateType>(coordinate), hit, face, &element);
-    } else if (shape == "cube") {
-      MakeCubeElement(window, hit, face, &element);
-    } else {
-      MakeMeshElement(mesh, face, &element);
-    }
+    const bool isOff = shape == "ellipsoid" && area == 0.0;
+    EXPECT_NE(shapes.at(shape)->MakeSurfaceElement(window, static_cast<CoordinateType>(coordinate),
+                                                   hit, face, &element),
+              isOff);
     EXPECT_THAT(element.Index, ElementsAre(index[0], index[1]));
     EXPECT_THAT(element.Center, near(center));
     EXPECT_THAT(element.Normal, near(normal));

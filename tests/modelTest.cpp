@@ -10,8 +10,6 @@
 #include <vector>
 
 #include "modelFixtures.h"
-#include "trelEllipse.h"
-#include "trelRectangle.h"
 #include "trelShapeFactory.h"
 #include "trelSpectrum.h"
 
