@@ -49,7 +49,8 @@ void trelMesh::AddFace(const std::uint32_t* face)
 }
 
 /** The record of vertex @p index. */
-static float* VertexOf(const trelRecordArray<float, 6>& vertices, std::uint32_t index)
+template <class Vertices>
+static auto VertexOf(Vertices& vertices, std::uint32_t index)
 {
   return vertices.GetRecord(static_cast<std::int32_t>(index));
 }

@@ -38,10 +38,12 @@ public:
   virtual bool SetNumberOfFaces(std::int32_t n);
   virtual std::int32_t GetNumberOfFaces() const { return Faces.GetCount(); }
 
-  /** The bare records, six floats a vertex, to be read or written; null while there are none. */
-  virtual float* GetVertexData() const { return Vertices.GetData(); }
+  /** The bare records, six floats a vertex; null while there are none. */
+  virtual float* GetVertexData() { return Vertices.GetData(); }
+  const float* GetVertexData() const { return Vertices.GetData(); }
   /** The bare records, three vertex indices a face. */
-  virtual std::uint32_t* GetFaceData() const { return Faces.GetData(); }
+  virtual std::uint32_t* GetFaceData() { return Faces.GetData(); }
+  const std::uint32_t* GetFaceData() const { return Faces.GetData(); }
 
   /**
    * Compares the first face that has an area with its vertex normals and stores the result.

@@ -5,7 +5,6 @@
 #include <tuple>
 
 #include "trelFaceUnitNormal.h"
-#include "trelTetrahedron.h"
 
 /** The place of record @p i in an array of records of @p width numbers. */
 static std::size_t At(std::int32_t i, std::size_t width)
@@ -13,7 +12,7 @@ static std::size_t At(std::int32_t i, std::size_t width)
   return static_cast<std::size_t>(i) * width;
 }
 
-trelOuterSurface::trelOuterSurface(const trelTetrahedron& mesh) : Mesh(mesh)
+trelOuterSurface::trelOuterSurface(const trelTetrahedronRecords& mesh) : Mesh(mesh)
 {
   const std::vector<EdgeRecord> records = FindEdgeRecords();
   for (std::size_t i = 0, end = 0; i < records.size(); i = end) {
@@ -30,15 +29,20 @@ trelOuterSurface::trelOuterSurface(const trelTetrahedron& mesh) : Mesh(mesh)
   if (OpenEdges == 0) JoinEdges(records);
 }
 
+std::uint32_t* trelOuterSurface::FaceAt(std::int32_t face) const
+{
+  return Mesh.Faces + At(face, 3);
+}
+
 /** Three records for each outer face, sorted by edge, the faces of an edge ascending. */
 std::vector<trelOuterSurface::EdgeRecord> trelOuterSurface::FindEdgeRecords()
 {
   std::vector<EdgeRecord> records;
-  for (std::int32_t face = 0; face < Mesh.GetNumberOfFaces(); ++face) {
-    if (Mesh.GetFaceOwnerData()[At(face, 2) + 1] != -1) continue;
+  for (std::int32_t face = 0; face < Mesh.NumberOfFaces; ++face) {
+    if (Mesh.FaceOwners[At(face, 2) + 1] != -1) continue;
     OuterFaces.push_back(face);
     std::int32_t corner[3];
-    std::copy_n(Mesh.GetFaceData() + At(face, 3), 3, corner);
+    std::copy_n(FaceAt(face), 3, corner);
     records.push_back({corner[0], corner[1], face});
     records.push_back({corner[0], corner[2], face});
     records.push_back({corner[1], corner[2], face});
@@ -53,8 +57,8 @@ std::vector<trelOuterSurface::EdgeRecord> trelOuterSurface::FindEdgeRecords()
 void trelOuterSurface::JoinEdges(const std::vector<EdgeRecord>& records)
 {
   Edges.reserve(records.size() / 2);
-  FaceEdges.assign(At(Mesh.GetNumberOfFaces(), 3), -1);
-  Wound.assign(At(Mesh.GetNumberOfFaces(), 1), 0);
+  FaceEdges.assign(At(Mesh.NumberOfFaces, 3), -1);
+  Wound.assign(At(Mesh.NumberOfFaces, 1), 0);
   for (std::size_t i = 0; i < records.size(); i += 2) {
     for (std::size_t k = i; k < i + 2; ++k) {
       std::int32_t* slot = &FaceEdges[At(records[k].Face, 3)];
@@ -103,7 +107,7 @@ void trelOuterSurface::WindFaceAt(std::int32_t edgeNumber)
   const std::int32_t r = ThirdVertex(face, p, q);
   if (edge.Direction == 1) std::swap(p, q);
   const std::int32_t corners[3] = {p, q, r};
-  std::copy_n(corners, 3, Mesh.GetFaceData() + At(face, 3));
+  std::copy_n(corners, 3, FaceAt(face));
   Wound[At(face, 1)] = 1;
   VisitEdge(face, q, r);
   VisitEdge(face, r, p);
@@ -125,7 +129,7 @@ void trelOuterSurface::VisitEdge(std::int32_t face, std::int32_t from, std::int3
 void trelOuterSurface::WindByOwners()
 {
   for (const std::int32_t face : OuterFaces) {
-    std::uint32_t* corner = Mesh.GetFaceData() + At(face, 3);
+    std::uint32_t* corner = FaceAt(face);
     const auto first = static_cast<std::int32_t>(corner[0]);
     const auto second = static_cast<std::int32_t>(corner[1]);
     if (OutwardDirection(face, first, second) == 0) std::swap(corner[0], corner[1]);
@@ -137,10 +141,9 @@ void trelOuterSurface::WindByOwners()
 int trelOuterSurface::OutwardDirection(std::int32_t face, std::int32_t first,
                                        std::int32_t second) const
 {
-  const auto vertexAt = [&](std::int32_t i) { return Mesh.GetVertexData() + At(i, 6); };
-  const std::uint32_t* corner = Mesh.GetFaceData() + At(face, 3);
-  const std::uint32_t* apex =
-      Mesh.GetTetrahedronData() + At(Mesh.GetFaceOwnerData()[At(face, 2)], 4);
+  const auto vertexAt = [&](std::int32_t i) { return Mesh.Vertices + At(i, 6); };
+  const std::uint32_t* corner = FaceAt(face);
+  const std::uint32_t* apex = Mesh.Tetrahedra + At(Mesh.FaceOwners[At(face, 2)], 4);
   // A tetrahedron that names a vertex twice may have no apex: its last vertex stands for it.
   for (int i = 0; i < 3 && std::find(corner, corner + 3, *apex) != corner + 3; ++i)
     ++apex;
@@ -157,7 +160,7 @@ int trelOuterSurface::OutwardDirection(std::int32_t face, std::int32_t first,
 std::int32_t trelOuterSurface::ThirdVertex(std::int32_t face, std::int32_t first,
                                            std::int32_t second) const
 {
-  const std::uint32_t* corner = Mesh.GetFaceData() + At(face, 3);
+  const std::uint32_t* corner = FaceAt(face);
   // The corner that is left over, also of a face that names a vertex twice.
   const std::int64_t sum = std::int64_t{corner[0]} + corner[1] + corner[2];
   return static_cast<std::int32_t>(sum - first - second);

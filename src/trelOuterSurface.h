@@ -6,7 +6,15 @@
 #include <queue>
 #include <vector>
 
-class trelTetrahedron;
+/** The records of a tetrahedral mesh, side by side. */
+struct trelTetrahedronRecords
+{
+  const float* Vertices;            ///< x, y, z, mm, and a normal, of each vertex
+  const std::uint32_t* Tetrahedra;  ///< four vertices each
+  std::uint32_t* Faces;             ///< three vertices each, written
+  const std::int32_t* FaceOwners;   ///< two tetrahedra each, the second -1 on the outer surface
+  std::int32_t NumberOfFaces;
+};
 
 /**
  * @class   trelOuterSurface
@@ -22,10 +30,10 @@ class trelTetrahedron;
 class trelOuterSurface
 {
 public:
-  /** Finds the edges of the faces of @p mesh that have one owner, vertex indices ascending. */
-  explicit trelOuterSurface(const trelTetrahedron& mesh);
+  /** Finds the edges of the faces that have one owner, vertex indices ascending. */
+  explicit trelOuterSurface(const trelTetrahedronRecords& mesh);
 
-  /** Winds the faces of the mesh. */
+  /** Winds these faces. */
   void Orient();
 
   /** How many edges do not join exactly two faces; 0 for a closed surface. */
@@ -57,7 +65,9 @@ private:
   int OutwardDirection(std::int32_t face, std::int32_t first, std::int32_t second) const;
   std::int32_t ThirdVertex(std::int32_t face, std::int32_t first, std::int32_t second) const;
 
-  const trelTetrahedron& Mesh;
+  std::uint32_t* FaceAt(std::int32_t face) const;
+
+  const trelTetrahedronRecords Mesh;
   std::vector<std::int32_t> OuterFaces;
   std::vector<Edge> Edges;
   /** Three edges for each face of the mesh. */

@@ -20,11 +20,10 @@ class trelRecordArray
 {
 public:
   /** The numbers of all records; null while there are none. */
-  Number* GetData() const { return Numbers.get(); }
-  Number* GetRecord(std::int32_t i) const
-  {
-    return Numbers.get() + static_cast<std::size_t>(i) * Width;
-  }
+  const Number* GetData() const { return Numbers.get(); }
+  Number* GetData() { return Numbers.get(); }
+  const Number* GetRecord(std::int32_t i) const { return Numbers.get() + PlaceOf(i); }
+  Number* GetRecord(std::int32_t i) { return Numbers.get() + PlaceOf(i); }
   std::int32_t GetCount() const { return Count; }
   std::int32_t GetCapacity() const { return Capacity; }
 
@@ -61,6 +60,8 @@ public:
 private:
   /** By how many records a full array grows: meshes are large, and appends are many. */
   static constexpr std::int32_t GrowthStep = 100000;
+
+  static std::size_t PlaceOf(std::int32_t i) { return static_cast<std::size_t>(i) * Width; }
 
   bool Allocate(std::int32_t records)
   {

@@ -140,7 +140,8 @@ bool trelTetrahedron::KeepBoundaryFaces()
 
 void trelTetrahedron::OrientOuterSurface()
 {
-  trelOuterSurface surface(*this);
+  trelOuterSurface surface({Vertices.GetData(), Tetrahedra.GetData(), Faces.GetData(),
+                            FaceOwners.GetData(), Faces.GetCount()});
   if (surface.GetNumberOfOpenEdges() > 0)
     WarningMacro("the outer surface isn't closed, points near it may be located wrongly: "
                  << surface.GetNumberOfOpenEdges()

@@ -29,7 +29,8 @@ public:
   virtual bool SetNumberOfTetrahedra(std::int32_t n);
   virtual std::int32_t GetNumberOfTetrahedra() const { return Tetrahedra.GetCount(); }
   /** The bare records, four vertex indices a tetrahedron. */
-  virtual std::uint32_t* GetTetrahedronData() const { return Tetrahedra.GetData(); }
+  virtual std::uint32_t* GetTetrahedronData() { return Tetrahedra.GetData(); }
+  const std::uint32_t* GetTetrahedronData() const { return Tetrahedra.GetData(); }
 
   /** The number of regions, which is the largest region number plus 1, whether or not a tetrahedron
    * has each number in between. Default 0. */
@@ -37,10 +38,12 @@ public:
   std::int32_t GetNumberOfRegions() const { return NumberOfRegions; }
 
   /** A region number from 0 for each tetrahedron. */
-  std::int32_t* GetRegionData() const { return Regions.GetData(); }
+  std::int32_t* GetRegionData() { return Regions.GetData(); }
+  const std::int32_t* GetRegionData() const { return Regions.GetData(); }
   /** Two tetrahedra for each face, the second -1 on the outer surface. AddFace() does not grow it.
    */
-  std::int32_t* GetFaceOwnerData() const { return FaceOwners.GetData(); }
+  std::int32_t* GetFaceOwnerData() { return FaceOwners.GetData(); }
+  const std::int32_t* GetFaceOwnerData() const { return FaceOwners.GetData(); }
 
   /**
    * Makes the faces that bound a region: those of one tetrahedron (the outer surface) and those
