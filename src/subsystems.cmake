@@ -53,10 +53,12 @@ trel_subsystem(mesh_files
 # Shapes: where a point lies, how far along a ray the boundary is, which points and cells they have.
 trel_subsystem(geometry
   MAY_USE framework meshes mesh_files
-  HEADERS trelCoordinates trelShapeTraits trelGeometryTolerance trelSlabSearch trelRayQuadratic trelAxisRay
-  CLASSES trelGridWindow trelSurfaceElement trelShapeObject trelCube trelCylinder trelEllipsoid trelRectangle trelEllipse
-          trelMeshPredicates trelVoxelTable trelTraceableMesh trelMCTriangleMesh trelMCTetrahedron
-          trelShapeFactory)
+  HEADERS trelCoordinates trelShapeTraits trelGeometryTolerance trelSlabSearch trelRayQuadratic
+          trelMeshRecords trelSeenTriangles trelVoxelLists
+  CLASSES trelGridWindow trelSurfaceElement trelShapeObject trelCube trelCylinder trelEllipsoid
+          trelRectangle trelEllipse trelMeshPredicates trelAxisRay trelVoxelGrid
+          trelVoxelTableBuilder trelVoxelTable trelTraceableMesh trelMCTriangleMesh
+          trelMCTetrahedron trelShapeFactory)
 
 # The physical model and all settings of a run: tissues, sources, detectors, spectra, packets.
 trel_subsystem(model
@@ -78,8 +80,8 @@ trel_subsystem(parameter_file
 trel_subsystem(results
   MAY_USE framework geometry model
   HEADERS trelFlyTimes trelResultGetters
-  CLASSES trelGridWindow trelGrid trelGridTable trelMeshSurface trelGridSet trelTimeTotals
-          trelFluence trelMediumResult trelDetectorResult trelDetectorArrayResult
+  CLASSES trelGrid trelGridTable trelMeshSurface trelGridSet trelTimeTotals trelFluence
+          trelMediumResult trelDetectorResult trelDetectorArrayResult
           trelSimulationResult trelTemporaryFiles trelResultFileSet trelResultFile
           trelResultLabels trelResultBlocks trelSimulationResultWriter)
 

@@ -2,6 +2,7 @@
 #define trelAxisRay_h
 
 #include <cmath>
+#include <cstdint>
 #include <type_traits>
 
 #include "trelGeometryTolerance.h"
@@ -12,6 +13,27 @@
  * The test of an axis-parallel ray against a triangle, compiled for each of the six directions:
  * point location in a mesh consists of it.
  */
+
+/** The direction of an axis-parallel ray, by which the inside of a mesh is told from the outside.
+ */
+enum RayAxis : std::uint8_t
+{
+  RayAxisZMax = 0,  ///< towards +z
+  RayAxisZMin = 1,
+  RayAxisYMax = 2,
+  RayAxisYMin = 3,
+  RayAxisXMax = 4,
+  RayAxisXMin = 5
+};
+
+/** What AxisRayTriangleTest() answers. */
+enum AxisRayAnswer : int
+{
+  AxisRayCrosses = 0,
+  AxisRayStartsOn = 1,
+  AxisRayMisses = 2,
+  AxisRayUnknown = 3
+};
 
 /** The coordinate along a RayAxis. */
 constexpr int AxisAlong(int axis)
@@ -55,61 +77,141 @@ inline auto VisitAxis(int axis, Visit visit)
   }
 }
 
-/**
- * What ProjectedCrossingTest() answers where no corner is level with the point and no edge close to
- * it, so that no move is in question; -1 otherwise. The same differences and quotients, each once.
- */
-inline int CrossAtFirstSight(double a, double b, const trelTracedTriangle& triangle, int u, int w)
+/** Where a point lies in relation to a triangle as seen along an axis. */
+enum ProjectedRelation
 {
-  const auto& corners = triangle.Corners;
-  const double du[3] = {corners[0][u] - a, corners[1][u] - a, corners[2][u] - a};
-  const double dw[3] = {corners[0][w] - b, corners[1][w] - b, corners[2][w] - b};
-  int sides = 0;
-  for (int v = 0; v < 3; ++v) {
-    if (!(std::fabs(du[v]) > GeometryTolerance && std::fabs(dw[v]) > GeometryTolerance)) return -1;
-    sides |= (du[v] > 0.0 ? 1 : 0) << v;
-  }
-  if (sides == 0 || sides == 7) return 2;
-  // The two edges at the corner that lies alone on its side are those that span the point.
-  const int alone = sides == 1 || sides == 6 ? 0 : sides == 2 || sides == 5 ? 1 : 2;
-  bool odd = false;
-  for (const int start : {(alone + 2) % 3, alone}) {
-    const int end = (start + 1) % 3;
-    if (dw[start] > 0.0 && dw[end] > 0.0) {
-      odd = !odd;
-    } else if (dw[start] > 0.0 || dw[end] > 0.0) {
-      const double height = dw[start] - du[start] / (du[end] - du[start]) * (dw[end] - dw[start]);
-      if (!(std::fabs(height) > GeometryTolerance)) return -1;
-      if (height > 0.0) odd = !odd;
+  ProjectedInside,
+  ProjectedOutside,
+  ProjectedTooClose  ///< to an edge, or level with a corner: the point has to be moved
+};
+
+/** What an edge means for the half-line from the point along w > 0. */
+enum EdgeCrossing
+{
+  EdgeMissed,
+  EdgeCrossed,
+  EdgeTooClose
+};
+
+/** The corners of a triangle relative to a point, in the coordinates u and w across an axis. */
+struct trelProjectedTriangle
+{
+  double U[3], W[3];
+
+  trelProjectedTriangle(double a, double b, const trelTracedTriangle& triangle, int u, int w)
+  {
+    for (int v = 0; v < 3; ++v) {
+      U[v] = triangle.Corners[v][u] - a;
+      W[v] = triangle.Corners[v][w] - b;
     }
   }
-  return odd ? 0 : 2;
+
+  /** True if no corner is level with the point in either coordinate. */
+  bool IsClearOfCorners() const
+  {
+    for (int v = 0; v < 3; ++v)
+      if (!(std::fabs(U[v]) > GeometryTolerance && std::fabs(W[v]) > GeometryTolerance))
+        return false;
+    return true;
+  }
+
+  /** Where the edge from corner @p start to corner @p end meets the line u = 0. */
+  double HeightOfEdge(int start, int end) const
+  {
+    return W[start] - U[start] / (U[end] - U[start]) * (W[end] - W[start]);
+  }
+
+  /** What the edge from @p start means, whose ends lie on either side of the point in u. */
+  EdgeCrossing CrossSpanningEdge(int start) const
+  {
+    const int end = (start + 1) % 3;
+    const bool startAbove = W[start] > 0.0, endAbove = W[end] > 0.0;
+    if (startAbove == endAbove) return startAbove ? EdgeCrossed : EdgeMissed;
+    const double height = HeightOfEdge(start, end);
+    if (!(std::fabs(height) > GeometryTolerance)) return EdgeTooClose;
+    return height > 0.0 ? EdgeCrossed : EdgeMissed;
+  }
+};
+
+/** Where the point lies if no corner is level with it and no edge close to it, so that no move is
+ *  in question; else too close. */
+inline ProjectedRelation CrossAtFirstSight(const trelProjectedTriangle& seen)
+{
+  if (!seen.IsClearOfCorners()) return ProjectedTooClose;
+  const int sides =
+      (seen.U[0] > 0.0 ? 1 : 0) | (seen.U[1] > 0.0 ? 2 : 0) | (seen.U[2] > 0.0 ? 4 : 0);
+  if (sides == 0 || sides == 7) return ProjectedOutside;
+  // The two edges at the corner that lies alone on its side are those that span the point.
+  const int alone = sides == 1 || sides == 6 ? 0 : sides == 2 || sides == 5 ? 1 : 2;
+  const EdgeCrossing before = seen.CrossSpanningEdge((alone + 2) % 3);
+  const EdgeCrossing after = seen.CrossSpanningEdge(alone);
+  if (before == EdgeTooClose || after == EdgeTooClose) return ProjectedTooClose;
+  return before != after ? ProjectedInside : ProjectedOutside;
+}
+
+/** The rest of ProjectedCrossingTest(): moves the point until it is close to nothing. */
+bool CrossAfterMoves(double a, double b, const trelTracedTriangle& triangle, int axis, bool toggle);
+
+/**
+ * True if the point (@p a, @p b) lies in the triangle as seen along @p axis: a half-line from it in
+ * the plane of the other two coordinates crosses an odd number of edges. A point within 1e-12 of an
+ * edge or level with a corner is moved by 2e-12 and tested anew, alternately in the second
+ * coordinate (first if @p toggle is true) and in the first, so that of two triangles that share an
+ * edge exactly one has it. After 1000 moves the answer is no: at large coordinates a double does
+ * not take up so small a move.
+ */
+inline bool ProjectedCrossingTest(double a, double b, const trelTracedTriangle& triangle, int axis,
+                                  bool toggle)
+{
+  const ProjectedRelation relation =
+      CrossAtFirstSight({a, b, triangle, FirstAcross(axis), SecondAcross(axis)});
+  if (relation != ProjectedTooClose) return relation == ProjectedInside;
+  return CrossAfterMoves(a, b, triangle, axis, toggle);
+}
+
+/** What a ray does that meets the triangle at the distance @p t, negative if behind its start. */
+inline AxisRayAnswer AnswerOfDistance(double t)
+{
+  if (t > GeometryTolerance) return AxisRayCrosses;
+  return std::fabs(t) < GeometryTolerance ? AxisRayStartsOn : AxisRayMisses;
+}
+
+/** True if all corners lie behind the start of the ray. */
+template <int axis>
+inline bool IsBehind(double p, const trelTracedTriangle& triangle)
+{
+  constexpr int along = AxisAlong(axis);
+  const auto& corners = triangle.Corners;
+  const double a = corners[0][along], b = corners[1][along], c = corners[2][along];
+  return IsTowardsMin(axis) ? p < a && p < b && p < c : p > a && p > b && p > c;
 }
 
 /** AxisRayTriangleTest() for one direction. */
 template <int axis>
-inline int TestAxisRay(const double point[3], const trelTracedTriangle& triangle)
+inline AxisRayAnswer TestAxisRay(const trelVector& point, const trelTracedTriangle& triangle)
 {
   constexpr int along = AxisAlong(axis), u = FirstAcross(axis), w = SecondAcross(axis);
-  const auto& corners = triangle.Corners;
   const double p = point[along];
-  const double a = corners[0][along], b = corners[1][along], c = corners[2][along];
-  if (IsTowardsMin(axis) ? p < a && p < b && p < c : p > a && p > b && p > c) return AxisRayMisses;
+  if (IsBehind<axis>(p, triangle)) return AxisRayMisses;
 
-  const double* normal = triangle.Normal;
+  const trelVector& normal = triangle.Normal;
   if (normal[along] == 0.0) {
-    const int where = PointInTriangle(point[0], point[1], point[2], triangle);
-    return where == 0 ? AxisRayStartsOn : AxisRayMisses;
+    return PointInTriangle(point, triangle) ? AxisRayStartsOn : AxisRayMisses;
   }
-  int where = CrossAtFirstSight(point[u], point[w], triangle, u, w);
-  if (where < 0) where = ProjectedCrossingTest(point[u], point[w], triangle, axis, 1);
-  if (where != 0) return AxisRayMisses;
-  const double crossing = corners[0][along] - ((point[u] - corners[0][u]) * normal[u] +
-                                               (point[w] - corners[0][w]) * normal[w]) /
-                                                  normal[along];
-  const double t = IsTowardsMin(axis) ? p - crossing : crossing - p;
-  if (t > GeometryTolerance) return AxisRayCrosses;
-  return std::fabs(t) < GeometryTolerance ? AxisRayStartsOn : AxisRayMisses;
+  if (!ProjectedCrossingTest(point[u], point[w], triangle, axis, true)) return AxisRayMisses;
+  const trelVector& corner = triangle.Corners[0];
+  const double crossing =
+      corner[along] -
+      ((point[u] - corner[u]) * normal[u] + (point[w] - corner[w]) * normal[w]) / normal[along];
+  return AnswerOfDistance(IsTowardsMin(axis) ? p - crossing : crossing - p);
 }
+
+/**
+ * Whether the ray from @p point along @p axis (a RayAxis) crosses the triangle, or starts on it. A
+ * triangle that lies along the ray is not crossed; if PointInTriangle() has the point in it, the
+ * ray starts on it.
+ */
+AxisRayAnswer AxisRayTriangleTest(const trelVector& point, const trelTracedTriangle& triangle,
+                                  int axis);
 
 #endif

@@ -158,17 +158,12 @@ bool trelCylinder::IntersectRay(double x, double y, double z, double dx, double 
   // Not a number: from the plane of a cap, along it.
   if (std::isnan(t) || t < 0.0 || *distance < t) return false;
 
-  double normal[3] = {0.0, 0.0, *face == CylinderFaceBottom ? -1.0 : 1.0};
-  if (*face == CylinderFaceSide) {
-    normal[0] = ray.Hit[0] / hx2;
-    normal[1] = ray.Hit[1] / hy2;
-    normal[2] = 0.0;
-    Normalize(normal);
-  }
+  trelVector normal = {0.0, 0.0, *face == CylinderFaceBottom ? -1.0 : 1.0};
+  if (*face == CylinderFaceSide) normal = Normalized({ray.Hit[0] / hx2, ray.Hit[1] / hy2, 0.0});
   if (CylinderFaceTop <= *face && *face <= CylinderFaceSide) {
-    *nx = normal[0];
-    *ny = normal[1];
-    *nz = normal[2];
+    *nx = normal.X;
+    *ny = normal.Y;
+    *nz = normal.Z;
   }
   *distance = t;
   return true;
@@ -209,7 +204,8 @@ static float GradientSingle(const double e[2], const double halfAxes[2])
 
 /** What is neither top nor bottom is the side, by azimuth and z. */
 bool trelCylinder::MakeSurfaceElement(const trelGridWindow& window, CoordinateType coordinate,
-                                      const double hit[3], int face, SurfaceElement* element) const
+                                      const trelVector& hit, int face,
+                                      SurfaceElement* element) const
 {
   if (face == CylinderFaceTop || face == CylinderFaceBottom) {
     return trelShapeObject::MakeSurfaceElement(window, coordinate, hit, face, element);
@@ -218,15 +214,15 @@ bool trelCylinder::MakeSurfaceElement(const trelGridWindow& window, CoordinateTy
   const trelGridBins& z = window.Bins[GridZ];
   double r = 0.0;
   element->Index[0] = IndexInBins(azimuth, AzimuthOfSinglePi(window, hit, &r));
-  element->Index[1] = IndexInBins(z, hit[2]);
+  element->Index[1] = IndexInBins(z, hit.Z);
   const double am = RadiansOfSinglePi(azimuth.Midpoint(element->Index[0]));
   const double a = window.HalfAxis[0];
   const double b = window.HalfAxis[1];
   const double e[2] = {a * std::cos(am), b * std::sin(am)};
-  SetVector(element->Center, e[0] + window.Center[0], e[1] + window.Center[1],
-            z.Midpoint(element->Index[1]));
+  element->Center = {e[0] + window.Center[0], e[1] + window.Center[1],
+                     z.Midpoint(element->Index[1])};
   const double s = GradientSingle(e, window.HalfAxis);
-  SetVector(element->Normal, NormalComponent(e[0], a, s), NormalComponent(e[1], b, s), 0.0);
+  element->Normal = {NormalComponent(e[0], a, s), NormalComponent(e[1], b, s), 0.0};
   element->Area = std::max(a, b) * azimuth.Separation * PiSingle / 180.0 * z.Separation;
   return true;
 }

@@ -113,7 +113,7 @@ bool trelDetectorResult::InitializeFiberRoi(const trelSimulationParameter& param
   region.Compute(*shape, {FindAxes(GetUses()), false, false});
   // An ellipsoid has no bins along the radius, and an empty range.
   FiberRadius = FiberCoordinate == CoordinateSpherical ? 0.0 : region.GetROI()[2 * AxisRadial + 1];
-  Window = MakeGridWindow(region, shape);
+  Window = region.MakeWindow(shape);
   Window.Bins[GridR].Maximum = FiberRadius;
   TellRoi(detector);
   return true;

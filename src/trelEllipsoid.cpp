@@ -50,13 +50,12 @@ bool trelEllipsoid::IntersectRay(double x, double y, double z, double dx, double
   // A discriminant a little below 0 has passed and gives a t that is not a number.
   if (std::isnan(t) || std::isnan(equation.D) || t > *distance) return false;
 
-  double normal[3];
-  for (int i = 0; i < 3; ++i)
-    normal[i] = (t * d[i] + p[i]) / squares[i];
-  Normalize(normal);
-  *nx = normal[0];
-  *ny = normal[1];
-  *nz = normal[2];
+  const trelVector normal =
+      Normalized({(t * d[0] + p[0]) / squares[0], (t * d[1] + p[1]) / squares[1],
+                  (t * d[2] + p[2]) / squares[2]});
+  *nx = normal.X;
+  *ny = normal.Y;
+  *nz = normal.Z;
   *distance = t;
   return true;
 }
@@ -88,12 +87,13 @@ static float GradientSingle(const double e[3], const double halfAxes[3])
 
 /** By deflection and azimuth. False if @p hit lies outside of the window in either. */
 bool trelEllipsoid::MakeSurfaceElement(const trelGridWindow& window, CoordinateType /*coordinate*/,
-                                       const double hit[3], int /*face*/,
+                                       const trelVector& hit, int /*face*/,
                                        SurfaceElement* element) const
 {
   std::int32_t d = 0;
   std::int32_t a = 0;
-  if (!LocateBinsDA(window, hit, &d, &a)) return false;
+  const double position[3] = {hit.X, hit.Y, hit.Z};
+  if (!LocateBinsDA(window, position, &d, &a)) return false;
   const trelGridBins& deflection = window.Bins[GridD];
   const trelGridBins& azimuth = window.Bins[GridA];
   const double dm = RadiansOfSinglePi(deflection.Midpoint(d));

@@ -25,7 +25,7 @@ public:
                     int* face, double* nx, double* ny, double* nz, int raySide) const override;
   bool SampleSurface(trelUniformNumbers& numbers, trelVector* point) const override;
   bool MakeSurfaceElement(const trelGridWindow& window, CoordinateType coordinate,
-                          const double hit[3], int face, SurfaceElement* element) const override;
+                          const trelVector& hit, int face, SurfaceElement* element) const override;
 };
 
 #endif

@@ -16,19 +16,14 @@
 /** What a detector looks through and at: its lens and the pixels on the object plane. */
 struct trelPinholeView
 {
-  double Lens[3];        ///< centre of the lens, mm
-  double Normal[3];      ///< of the detector
-  double FirstPixel[3];  ///< centre of the pixel in row 0, column 0 on the object plane
-  double ColumnStep[3];  ///< from one column to the next
-  double RowStep[3];
+  trelVector Lens;        ///< centre of the lens, mm
+  trelVector Normal;      ///< of the detector
+  trelVector FirstPixel;  ///< centre of the pixel in row 0, column 0 on the object plane
+  trelVector ColumnStep;  ///< from one column to the next
+  trelVector RowStep;
   std::int32_t Columns;
   std::int32_t Rows;
 };
-
-static double Dot(const double a[3], const double b[3])
-{
-  return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
-}
 
 trelFreespacePinhole::~trelFreespacePinhole() = default;
 
@@ -70,17 +65,17 @@ void trelFreespacePinhole::CollectImages()
  * @p width by @p height: rows along the axis that @p vertical names, columns across. False if the
  * normal @p n is not at right angles to that axis.
  */
-static bool FindPixelSteps(VerticalPlane vertical, const double n[3], double width, double height,
-                           double columnStep[3], double rowStep[3])
+static bool FindPixelSteps(VerticalPlane vertical, const trelVector& n, double width, double height,
+                           trelVector* columnStep, trelVector* rowStep)
 {
   const int up = 2 - vertical;  // the axis that the plane does not have
   if (up < 0 || up > 2 || n[up] != 0.0) return false;
   const int u = (up + 1) % 3;
   const int v = (up + 2) % 3;
-  columnStep[up] = rowStep[u] = rowStep[v] = 0.0;
-  columnStep[u] = width * n[v];
-  columnStep[v] = -(width * n[u]);
-  rowStep[up] = height;
+  *columnStep = *rowStep = {};
+  (*columnStep)[u] = width * n[v];
+  (*columnStep)[v] = -(width * n[u]);
+  (*rowStep)[up] = height;
   return true;
 }
 
@@ -88,11 +83,11 @@ static bool FindPixelSteps(VerticalPlane vertical, const double n[3], double wid
  */
 static bool MakeView(const trelPlaneDetector& detector, trelPinholeView* view)
 {
-  double center[3];
+  trelVector center;
   double width = 0.0;
   double height = 0.0;
-  detector.GetCenter(center);
-  detector.GetNormal(&view->Normal[0], &view->Normal[1], &view->Normal[2]);
+  detector.GetCenter(&center.X, &center.Y, &center.Z);
+  detector.GetNormal(&view->Normal.X, &view->Normal.Y, &view->Normal.Z);
   detector.GetSize(&width, &height);
   detector.GetResolution(&view->Columns, &view->Rows);
   const double i = detector.GetImageDistance();
@@ -100,23 +95,21 @@ static bool MakeView(const trelPlaneDetector& detector, trelPinholeView* view)
   const double o = f * i / (i - f);
   const double m = o / i;
   if (!FindPixelSteps(detector.GetVerticalPlane(), view->Normal, width / view->Columns * m,
-                      height / view->Rows * m, view->ColumnStep, view->RowStep)) {
+                      height / view->Rows * m, &view->ColumnStep, &view->RowStep)) {
     return false;
   }
-  for (int k = 0; k < 3; ++k) {
-    view->Lens[k] = center[k] + i * view->Normal[k];
-    const double middle = center[k] + (o + i) * view->Normal[k];
-    view->FirstPixel[k] = middle - (view->Columns - 1) * view->ColumnStep[k] * 0.5 -
-                          (view->Rows - 1) * view->RowStep[k] * 0.5;
-  }
+  view->Lens = center + i * view->Normal;
+  const trelVector middle = center + (o + i) * view->Normal;
+  view->FirstPixel = middle - 0.5 * ((view->Columns - 1) * view->ColumnStep) -
+                     0.5 * ((view->Rows - 1) * view->RowStep);
   return true;
 }
 
 bool trelFreespacePinhole::ImageDetector(const trelPlaneDetector& detector, int index)
 {
-  double center[3];
-  detector.GetCenter(center);
-  if (Parameter->GetMedium()->GetTissueIndex(center[0], center[1], center[2]) != -1) return true;
+  trelVector center;
+  detector.GetCenter(&center.X, &center.Y, &center.Z);
+  if (Parameter->GetMedium()->GetTissueIndex(center.X, center.Y, center.Z) != -1) return true;
   trelPinholeView view;
   if (!MakeView(detector, &view) || !ImagePixels(view, index)) return false;
   ReportProgress(ProgressMaximum);
@@ -127,76 +120,62 @@ bool trelFreespacePinhole::ImagePixels(const trelPinholeView& view, int index)
 {
   const std::int64_t pixels = static_cast<std::int64_t>(view.Columns) * view.Rows;
   for (std::int32_t row = 0; row < view.Rows; ++row) {
-    double point[3];
-    for (int k = 0; k < 3; ++k)
-      point[k] = view.FirstPixel[k] + row * view.RowStep[k];
+    trelVector point = view.FirstPixel + row * view.RowStep;
     for (std::int32_t column = 0; column < view.Columns; ++column) {
       if (StopRequested) return false;
       if (ImagePixel(view, point, index, row, column)) CountPixel(pixels);
-      for (int k = 0; k < 3; ++k)
-        point[k] += view.ColumnStep[k];
+      point += view.ColumnStep;
     }
   }
   return true;
 }
 
-/** The unit vector of the chief ray, from the lens through the pixel. False if it has no direction:
+/** The chief ray of a pixel on the object plane, away from the lens. False if it has no direction:
  *  the two coincide, or the object plane lies at infinity, as with the detector in the focus. */
-static bool FindChiefRay(const double lens[3], const double pixelPoint[3], double direction[3])
+static bool FindChiefRay(const trelVector& lens, const trelVector& pixelPoint, trelRay* ray)
 {
-  for (int k = 0; k < 3; ++k)
-    direction[k] = pixelPoint[k] - lens[k];
-  const double length = std::sqrt(Dot(direction, direction));
+  const trelVector towards = pixelPoint - lens;
+  const double length = Length(towards);
   if (!(length > 0.0 && std::isfinite(length))) return false;
-  for (int k = 0; k < 3; ++k)
-    direction[k] /= length;
+  *ray = {pixelPoint, towards / length};
   return true;
 }
 
 /** False for a pixel that does not count as progress: one without a ray or an element in sight. */
-bool trelFreespacePinhole::ImagePixel(const trelPinholeView& view, const double pixelPoint[3],
+bool trelFreespacePinhole::ImagePixel(const trelPinholeView& view, const trelVector& pixelPoint,
                                       int index, int row, int column)
 {
-  double direction[3];
-  double hitPoint[3];
-  int face = -1;
-  if (!FindChiefRay(view.Lens, pixelPoint, direction)) return false;
-  if (!FindSurface(pixelPoint, direction, hitPoint, &face)) return true;
+  trelRay ray;
+  trelHit hit;
+  if (!FindChiefRay(view.Lens, pixelPoint, &ray)) return false;
+  if (!FindSurface(ray, &hit)) return true;
   SurfaceElement element;
-  if (!GetSurfaceElement(Parameter->GetOuterShape(), hitPoint, face, &element)) return false;
-  // An element that was not made has no normal, and so faces away like one that is not a number.
+  const trelVector hitPoint = ray.At(hit.Distance);
+  if (!GetSurfaceElement(Parameter->GetOuterShape(), hitPoint, hit.Face, &element)) return false;
+  // An element that was not made has no normal, and so faces away like one that is NaN.
   if (!(Dot(element.Normal, view.Normal) < 0.0)) return false;
   const double factor =
       TransferFactor(element.Center, element.Normal, element.Area, pixelPoint, view.Normal);
   const auto detector = static_cast<std::size_t>(index);
   for (std::size_t k = 0; k < Images.size(); ++k) {
-    const double value = GetSurfaceValue(static_cast<int>(k), face, element);
+    const double value = GetSurfaceValue(static_cast<int>(k), hit.Face, element);
     trelGrid* image = detector < Images[k].size() ? Images[k][detector] : nullptr;
     if (value != 0.0 && image) (*image)(row, column) = factor * value;
   }
   return true;
 }
 
-/** Where the ray from the object plane, away from the lens, meets the medium. */
-bool trelFreespacePinhole::FindSurface(const double p[3], const double d[3], double hitPoint[3],
-                                       int* face) const
+/** Where the ray meets the medium. */
+bool trelFreespacePinhole::FindSurface(const trelRay& ray, trelHit* hit) const
 {
   const trelShapeObject* shape = Parameter->GetOuterShape();
-  double box[6];
-  shape->GetBoundingBox(box);
-  if (!RayHitsBox(p, d, box, hitPoint)) return false;
-  double distance = 1000.0;  // mm: nothing further away is seen
-  double normal[3];
-  int nextRegion = -1;
-  const bool hit = shape->GetShapeType() == ShapeTetrahedron
-                       ? static_cast<const trelMCTetrahedron*>(shape)->IntersectRayInRegion(
-                             p[0], p[1], p[2], d[0], d[1], d[2], -1, &distance, face, &normal[0],
-                             &normal[1], &normal[2], &nextRegion)
-                       : shape->IntersectRay(p[0], p[1], p[2], d[0], d[1], d[2], &distance, face,
-                                             &normal[0], &normal[1], &normal[2], RayEnters);
-  for (int k = 0; k < 3; ++k)
-    hitPoint[k] = p[k] + distance * d[k];
-  return hit;
+  trelVector entry;
+  if (!RayHitsBox(ray, shape->GetBox(), &entry)) return false;
+  hit->Distance = 1000.0;  // mm: nothing further away is seen
+  hit->Face = -1;
+  if (shape->GetShapeType() != ShapeTetrahedron) return shape->FindHit(ray, RayEnters, hit);
+  int region = -1;
+  return static_cast<const trelMCTetrahedron*>(shape)->FindHitInRegion(ray, -1, hit, &region);
 }
 
 void trelFreespacePinhole::CountPixel(std::int64_t pixels)
@@ -209,8 +188,9 @@ void trelFreespacePinhole::CountPixel(std::int64_t pixels)
   ReportProgress(static_cast<std::int32_t>(std::min(progress, 2147483647.0)));
 }
 
-bool trelFreespacePinhole::GetSurfaceElement(const trelShapeObject* shape, const double hitPoint[3],
-                                             int face, SurfaceElement* element) const
+bool trelFreespacePinhole::GetSurfaceElement(const trelShapeObject* shape,
+                                             const trelVector& hitPoint, int face,
+                                             SurfaceElement* element) const
 {
   const trelGridWindow& window = Result->GetMediumResult(0)->GetWindow();
   return shape->MakeSurfaceElement(window, Parameter->GetTransmittanceCoordinate(), hitPoint, face,
@@ -255,39 +235,37 @@ double trelFreespacePinhole::GetSurfaceValue(int spectrumIndex, int face,
   return ReadCell(*grid, isReversed ? last - element.Index[0] : element.Index[0], element.Index[1]);
 }
 
-double trelFreespacePinhole::TransferFactor(const double center[3], const double normal[3],
-                                            double area, const double pixelPoint[3],
-                                            const double detectorNormal[3])
+double trelFreespacePinhole::TransferFactor(const trelVector& center, const trelVector& normal,
+                                            double area, const trelVector& pixelPoint,
+                                            const trelVector& detectorNormal)
 {
-  const double v[3] = {pixelPoint[0] - center[0], pixelPoint[1] - center[1],
-                       pixelPoint[2] - center[2]};
-  const double distance = std::sqrt(Dot(v, v));
+  const trelVector v = pixelPoint - center;
+  const double distance = Length(v);
   const double cosEmission = std::fabs(Dot(normal, v)) / distance;
   const double cosArrival = std::fabs(Dot(detectorNormal, v)) / distance;
   return cosEmission * cosArrival * area / (distance * distance);
 }
 
-bool trelFreespacePinhole::RayHitsBox(const double origin[3], const double direction[3],
-                                      const double box[6], double hitPoint[3])
+bool trelFreespacePinhole::RayHitsBox(const trelRay& ray, const trelBox& box, trelVector* hitPoint)
 {
-  double plane[3] = {};
-  double t[3] = {-1.0, -1.0, -1.0};
+  trelVector plane;
+  trelVector t = {-1.0, -1.0, -1.0};
   bool isInside = true;
   for (int k = 0; k < 3; ++k) {
-    const bool isLow = origin[k] < box[2 * k];
-    const bool isHigh = origin[k] > box[2 * k + 1];
+    const bool isLow = ray.Origin[k] < box.Low[k];
+    const bool isHigh = ray.Origin[k] > box.High[k];
     if (!isLow && !isHigh) continue;
     isInside = false;
-    plane[k] = box[isLow ? 2 * k : 2 * k + 1];
-    if (direction[k] != 0.0) t[k] = (plane[k] - origin[k]) / direction[k];
+    plane[k] = isLow ? box.Low[k] : box.High[k];
+    if (ray.Direction[k] != 0.0) t[k] = (plane[k] - ray.Origin[k]) / ray.Direction[k];
   }
   if (isInside) return true;
-  int entry = t[1] > t[0] ? 1 : 0;
-  if (t[2] > t[entry]) entry = 2;
+  int entry = t.Y > t.X ? 1 : 0;
+  if (t.Z > t[entry]) entry = 2;
   if (t[entry] < 0.0) return false;
-  for (int k = 0; k < 3; ++k) {
-    hitPoint[k] = k == entry ? plane[k] : origin[k] + t[entry] * direction[k];
-    if (k != entry && (hitPoint[k] < box[2 * k] || hitPoint[k] > box[2 * k + 1])) return false;
-  }
+  *hitPoint = ray.At(t[entry]);
+  (*hitPoint)[entry] = plane[entry];
+  for (int k = 0; k < 3; ++k)
+    if (k != entry && ((*hitPoint)[k] < box.Low[k] || (*hitPoint)[k] > box.High[k])) return false;
   return true;
 }

@@ -44,7 +44,7 @@ public:
 
   /** The element of the surface of @p shape at @p hitPoint, which is of @p face. False if it has
    *  none there. A shape without elements leaves @p element as it is. */
-  bool GetSurfaceElement(const trelShapeObject* shape, const double hitPoint[3], int face,
+  bool GetSurfaceElement(const trelShapeObject* shape, const trelVector& hitPoint, int face,
                          SurfaceElement* element) const;
 
   /** The flux density, weight per mm^2, of an element for spectrum entry @p spectrumIndex; 0 if its
@@ -56,24 +56,23 @@ public:
    * along @p detectorNormal: cos(emission) cos(arrival) area / distance^2, 1/mm^2 times mm^2. It is
    * not divided by pi.
    */
-  static double TransferFactor(const double center[3], const double normal[3], double area,
-                               const double pixelPoint[3], const double detectorNormal[3]);
+  static double TransferFactor(const trelVector& center, const trelVector& normal, double area,
+                               const trelVector& pixelPoint, const trelVector& detectorNormal);
 
   /**
-   * Whether a ray meets the box (xmin, xmax, ymin, ...), by the plane of the box that it can enter
-   * through last (A. Woo, "Fast ray-box intersection", Graphics Gems, 1990). @p hitPoint is where;
-   * a ray that starts inside hits and leaves it alone.
+   * Whether a ray meets the box, by the plane of the box that it can enter through last (A. Woo,
+   * "Fast ray-box intersection", Graphics Gems, 1990). @p hitPoint is where; a ray that starts
+   * inside hits and leaves it alone.
    */
-  static bool RayHitsBox(const double origin[3], const double direction[3], const double box[6],
-                         double hitPoint[3]);
+  static bool RayHitsBox(const trelRay& ray, const trelBox& box, trelVector* hitPoint);
 
 private:
   void CollectImages();
   bool ImageDetector(const trelPlaneDetector& detector, int index);
   bool ImagePixels(const trelPinholeView& view, int index);
-  bool ImagePixel(const trelPinholeView& view, const double pixelPoint[3], int index, int row,
+  bool ImagePixel(const trelPinholeView& view, const trelVector& pixelPoint, int index, int row,
                   int column);
-  bool FindSurface(const double p[3], const double d[3], double hitPoint[3], int* face) const;
+  bool FindSurface(const trelRay& ray, trelHit* hit) const;
   void CountPixel(std::int64_t pixels);
 
   std::vector<std::vector<trelGrid*>> Images;  ///< by spectrum and detector, for this run

@@ -2,27 +2,6 @@
 
 #include <algorithm>
 
-#include "trelScoringRegion.h"
-#include "trelShapeObject.h"
-
-static_assert(static_cast<int>(GridX) == AxisX && static_cast<int>(GridD) == AxisDeflection &&
-                  static_cast<int>(GridMeshFace) == NumberOfAxes,
-              "the window takes over the axes of the region in their order");
-
-trelGridWindow MakeGridWindow(const trelScoringRegion& region, const trelShapeObject* shape)
-{
-  trelGridWindow window;
-  const double* roi = region.GetROI();
-  for (int axis = 0; axis < NumberOfAxes; ++axis) {
-    window.Bins[axis] = {roi[2 * axis], roi[2 * axis + 1], region.GetSeparations()[axis],
-                         region.GetCounts()[axis]};
-  }
-  if (!shape) return window;
-  shape->GetCenter(window.Center);
-  shape->GetHalfAxes(&window.HalfAxis[0], &window.HalfAxis[1], &window.HalfAxis[2]);
-  return window;
-}
-
 bool LocateBinsDA(const trelGridWindow& window, const double position[3], std::int32_t* binD,
                   std::int32_t* binA)
 {

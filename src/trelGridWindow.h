@@ -8,9 +8,6 @@
 
 #include "trelInlining.h"
 
-class trelScoringRegion;
-class trelShapeObject;
-
 /** The axes along which a grid has bins, in the order of separations and counts. */
 enum trelGridAxis
 {
@@ -98,10 +95,6 @@ struct trelGridWindow
   double Center[3] = {0.0, 0.0, 0.0};
   double HalfAxis[3] = {0.0, 0.0, 0.0};
 };
-
-/** The window of @p region, which belongs to @p shape, without time gates and without faces and
- *  vertices of a mesh; about the origin if there is no shape. */
-trelGridWindow MakeGridWindow(const trelScoringRegion& region, const trelShapeObject* shape);
 
 /** Azimuth in degrees of the point (dx, dy) at distance r from the centre; NaN at r = 0. */
 inline double AzimuthDegrees(double dx, double dy, double r)

@@ -153,6 +153,12 @@ static PointRelation LocatePhoton(const trelShapeObject& shape, const trelPhoton
   return shape.LocatePoint(photon.PositionX, photon.PositionY, photon.PositionZ);
 }
 
+static trelRay RayOf(const trelPhoton& photon)
+{
+  return {{photon.PositionX, photon.PositionY, photon.PositionZ},
+          {photon.DirectionX, photon.DirectionY, photon.DirectionZ}};
+}
+
 /** Moves the packet along its direction, backwards for a negative distance. */
 static void MovePhoton(trelPhoton* photon, double distance)
 {
@@ -199,17 +205,12 @@ static bool EnterTetrahedralMedium(trelMedium* medium, trelPhoton* photon)
     if (step == maximumAttempts) return false;
     MovePhoton(photon, -halfAxis[0]);
   }
-  double distance = 2.0 * halfAxis[0];
-  int triangle = -1, tissue = -1;
-  double normal[3];
-  if (!mesh->IntersectRayInRegion(photon->PositionX, photon->PositionY, photon->PositionZ,
-                                  photon->DirectionX, photon->DirectionY, photon->DirectionZ, -1,
-                                  &distance, &triangle, &normal[0], &normal[1], &normal[2],
-                                  &tissue)) {
-    return false;
-  }
+  trelHit hit;
+  hit.Distance = 2.0 * halfAxis[0];
+  int tissue = -1;
+  if (!mesh->FindHitInRegion(RayOf(*photon), -1, &hit, &tissue)) return false;
   photon->TissueIndex = tissue;
-  MovePhoton(photon, distance);
+  MovePhoton(photon, hit.Distance);
   return true;
 }
 
@@ -227,15 +228,10 @@ static bool MoveToSkin(const trelShapeObject& skin, trelPhoton* photon)
     MovePhoton(photon, -halfAxis[0]);
     relation = LocatePhoton(skin, *photon);
   }
-  double distance = 2.0 * halfAxis[0];
-  int face = 0;
-  double normal[3];
-  if (!skin.IntersectRay(photon->PositionX, photon->PositionY, photon->PositionZ,
-                         photon->DirectionX, photon->DirectionY, photon->DirectionZ, &distance,
-                         &face, &normal[0], &normal[1], &normal[2], RayEnters)) {
-    return false;
-  }
-  MovePhoton(photon, distance);
+  trelHit hit;
+  hit.Distance = 2.0 * halfAxis[0];
+  if (!skin.FindHit(RayOf(*photon), RayEnters, &hit)) return false;
+  MovePhoton(photon, hit.Distance);
   return true;
 }
 

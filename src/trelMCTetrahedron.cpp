@@ -33,12 +33,12 @@ std::uint32_t trelMCTetrahedron::GetNumberOfTetrahedra() const
   return static_cast<std::uint32_t>(Tetrahedra.size());
 }
 
-bool trelMCTetrahedron::ImportData(trelMesh* mesh)
+bool trelMCTetrahedron::ImportData(const trelMesh* mesh)
 {
-  return ImportMesh(dynamic_cast<trelTetrahedron*>(mesh));
+  return ImportMesh(dynamic_cast<const trelTetrahedron*>(mesh));
 }
 
-bool trelMCTetrahedron::ImportMesh(trelTetrahedron* mesh)
+bool trelMCTetrahedron::ImportMesh(const trelTetrahedron* mesh)
 {
   ClearMesh();
   if (!mesh || !CopySurface(*mesh) || !CopyElements(*mesh) || !BoundRegions()) {
@@ -49,33 +49,40 @@ bool trelMCTetrahedron::ImportMesh(trelTetrahedron* mesh)
   return true;
 }
 
-/** Copies tetrahedra, their regions and the owners of the triangles, if they fit together. */
-bool trelMCTetrahedron::CopyElements(trelTetrahedron& mesh)
+bool trelMCTetrahedron::AllocateElements(const trelTetrahedron& mesh)
 {
-  const auto count = static_cast<std::size_t>(std::max(mesh.GetNumberOfTetrahedra(), 0));
-  const std::int32_t regions = mesh.GetNumberOfRegions();
-  const std::uint32_t* corner = mesh.GetTetrahedronData();
-  const std::int32_t* owner = mesh.GetFaceOwnerData();
   const std::int32_t* region = mesh.GetRegionData();
-  if (!corner || !owner || !region || regions < 0 || regions > trelVoxelTable::MaximumRegions) {
-    return false;
-  }
+  const auto count = static_cast<std::size_t>(std::max(mesh.GetNumberOfTetrahedra(), 0));
   const bool fits = FitsInMemory([&] {
     Tetrahedra.resize(count);
     RegionOfTetrahedron.assign(region, region + count);
     FaceOwners.resize(Triangles.size());
-    Regions.resize(static_cast<std::size_t>(regions));
+    Regions.resize(static_cast<std::size_t>(mesh.GetNumberOfRegions()));
   });
   if (!fits) {
     ErrorMacro("memory allocate error");
     return false;
   }
-  for (auto& tetrahedron : Tetrahedra)
-    for (std::uint32_t& vertex : tetrahedron)
-      vertex = *corner++;
-  for (auto& owners : FaceOwners)
-    for (std::int32_t& tetrahedron : owners)
-      tetrahedron = *owner++;
+  return true;
+}
+
+/** Copies tetrahedra, their regions and the owners of the triangles, if they fit together. */
+bool trelMCTetrahedron::CopyElements(const trelTetrahedron& mesh)
+{
+  const std::int32_t regions = mesh.GetNumberOfRegions();
+  const std::uint32_t* corner = mesh.GetTetrahedronData();
+  const std::int32_t* owner = mesh.GetFaceOwnerData();
+  if (!corner || !owner || !mesh.GetRegionData()) return false;
+  if (regions < 0 || regions > trelVoxelTable::MaximumRegions) return false;
+  if (!AllocateElements(mesh)) return false;
+  for (auto& tetrahedron : Tetrahedra) {
+    std::copy_n(corner, 4, tetrahedron.begin());
+    corner += 4;
+  }
+  for (auto& owners : FaceOwners) {
+    std::copy_n(owner, 2, owners.begin());
+    owner += 2;
+  }
   return AreElementsValid();
 }
 
@@ -92,20 +99,18 @@ bool trelMCTetrahedron::AreElementsValid() const
                      [&](std::int32_t r) { return r >= 0 && r < GetNumberOfRegions(); });
 }
 
-/** Finds the box of each region; false if one has no triangle, since packets in it would never come
- *  to its boundary. */
+/** Finds the box of each region; false if one has no triangle, since packets in it would never meet
+ *  its boundary. */
 bool trelMCTetrahedron::BoundRegions()
 {
-  for (RegionBox& region : Regions)
-    StartBounds(region.Bounds.data());
   for (std::uint32_t t = 0; t < GetNumberOfTriangles(); ++t) {
     std::int32_t regions[2];
     GetRegionsOfTriangle(t, regions);
     for (const std::int32_t r : regions)
-      if (r >= 0) ExtendBounds(t, Regions[static_cast<std::size_t>(r)].Bounds.data());
+      if (r >= 0) ExtendBox(t, &Regions[static_cast<std::size_t>(r)].Bounds);
   }
-  return std::all_of(Regions.begin(), Regions.end(),
-                     [](const RegionBox& region) { return region.Bounds[0] <= region.Bounds[1]; });
+  return std::none_of(Regions.begin(), Regions.end(),
+                      [](const RegionBox& region) { return region.Bounds.IsEmpty(); });
 }
 
 void trelMCTetrahedron::GetRegionsOfTriangle(std::uint32_t t, std::int32_t regions[2]) const
@@ -127,20 +132,19 @@ std::set<std::pair<std::int32_t, std::int32_t>> trelMCTetrahedron::FindTouchingR
   return pairs;
 }
 
-trelVoxelTable::CenterRule trelMCTetrahedron::GetCenterRule() const
+VoxelCenterRule trelMCTetrahedron::GetCenterRule() const
 {
-  return trelVoxelTable::CenterMakesNothing;
+  return CenterMakesNothing;
 }
 
 void trelMCTetrahedron::OnTableBuilt(trelVoxelTable& table) const
 {
-  std::vector<trelVoxelTable::Box> boxes;
+  std::vector<trelBox> boxes;
   for (RegionBox& region : Regions) {
     boxes.push_back(region.Bounds);
-    for (int a = 0; a < 3; ++a) {
-      region.Voxels.First[a] = table.IndexOf(a, region.Bounds[2 * a]);
-      region.Voxels.Last[a] = table.IndexOf(a, region.Bounds[2 * a + 1]);
-    }
+    if (table.IsEmpty()) continue;
+    region.Voxels =
+        table.FindVoxelsBetween(region.Bounds.Low, region.Bounds.High, table.GetWholeRange());
   }
   table.Settle(boxes);
 }
@@ -163,66 +167,64 @@ bool trelMCTetrahedron::IntersectRay(double /*x*/, double /*y*/, double /*z*/, d
   return false;
 }
 
-bool trelMCTetrahedron::IsOutsideRegion(double x, double y, double z, int region) const
+bool trelMCTetrahedron::IsOutsideRegion(const trelVector& point, int region) const
 {
-  if (region < 0 || region >= GetNumberOfRegions() || std::isnan(x + y + z)) return true;
-  const trelVoxelTable::Box& box = Regions[static_cast<std::size_t>(region)].Bounds;
-  return ToleranceLess(x, box[0]) || ToleranceGreater(x, box[1]) || ToleranceLess(y, box[2]) ||
-         ToleranceGreater(y, box[3]) || ToleranceLess(z, box[4]) || ToleranceGreater(z, box[5]);
+  if (region < 0 || region >= GetNumberOfRegions()) return true;
+  if (std::isnan(point.X + point.Y + point.Z)) return true;
+  const trelBox& box = Regions[static_cast<std::size_t>(region)].Bounds;
+  for (int a = 0; a < 3; ++a)
+    if (ToleranceLess(point[a], box.Low[a]) || ToleranceGreater(point[a], box.High[a])) return true;
+  return false;
 }
 
-PointRelation trelMCTetrahedron::LocatePointInRegion(double x, double y, double z, int region) const
+PointRelation trelMCTetrahedron::LocatePointInRegion(const trelVector& point, int region) const
 {
   const trelVoxelTable& table = GetVoxelTable();
   std::size_t cell = 0;
-  const bool isInGrid = table.FindCell(x, y, z, &cell);
+  const bool isInGrid = table.FindCell(point, &cell);
   if (isInGrid && table.IsSettledIn(cell, region)) return PointInside;
   if (!EnsureTable()) return PointUndetermined;
-  if (table.IsEmpty() || IsOutsideRegion(x, y, z, region)) return PointOutside;
-  if (!isInGrid) cell = table.CellAt(x, y, z);
+  if (table.IsEmpty() || IsOutsideRegion(point, region)) return PointOutside;
+  if (!isInGrid) cell = table.CellAt(point);
   const std::int16_t state = table.GetState(cell);
   if (state == region) return PointInside;
   if (state != trelVoxelTable::Surface) return PointOutside;
-  return table.ClassifyPointInVoxel(x, y, z, cell, region);
+  return table.ClassifyPointInVoxel(point, cell, region);
 }
 
-int trelMCTetrahedron::FindRegion(double x, double y, double z) const
+int trelMCTetrahedron::FindRegion(const trelVector& point) const
 {
   if (!EnsureTable()) return PointUndetermined;
   const trelVoxelTable& table = GetVoxelTable();
   if (table.IsEmpty()) return -1;
   // A voxel without triangles has the answer; only its region can hold the point.
-  const std::int16_t state = table.GetState(table.CellAt(x, y, z));
-  if (state >= 0) return IsOutsideRegion(x, y, z, state) ? -1 : state;
+  const std::int16_t state = table.GetState(table.CellAt(point));
+  if (state >= 0) return IsOutsideRegion(point, state) ? -1 : state;
   if (state == trelVoxelTable::NoRegion) return -1;
   for (int region = 0; region < GetNumberOfRegions(); ++region)
-    if (LocatePointInRegion(x, y, z, region) != PointOutside) return region;
+    if (LocatePointInRegion(point, region) != PointOutside) return region;
   return -1;
 }
 
-int trelMCTetrahedron::FindNearestBoundaryFace(double x, double y, double z, double dx, double dy,
-                                               double dz, int region, double* distance) const
+int trelMCTetrahedron::FindNearestBoundaryFace(const trelRay& ray, int region,
+                                               double* distance) const
 {
   if (!EnsureTable() || region >= GetNumberOfRegions()) return -1;
   const trelVoxelTable& table = GetVoxelTable();
   // The side that enters would forget hits at a triangle that the packet stands on.
   const trelVoxelRange range =
       region < 0 ? table.GetWholeRange() : Regions[static_cast<std::size_t>(region)].Voxels;
-  return table.FindNearest({{x, y, z}, {dx, dy, dz}}, region, RayLeaves, range, distance);
+  return table.FindNearest(ray, region, RayLeaves, range, distance);
 }
 
-bool trelMCTetrahedron::IntersectRayInRegion(double x, double y, double z, double dx, double dy,
-                                             double dz, int region, double* distance, int* triangle,
-                                             double* nx, double* ny, double* nz,
-                                             int* nextRegion) const
+bool trelMCTetrahedron::FindHitInRegion(const trelRay& ray, int region, trelHit* hit,
+                                        int* nextRegion) const
 {
-  *triangle = FindNearestBoundaryFace(x, y, z, dx, dy, dz, region, distance);
-  if (*triangle < 0) return false;
+  hit->Face = FindNearestBoundaryFace(ray, region, &hit->Distance);
+  if (hit->Face < 0) return false;
   const trelTracedTriangle& face =
-      GetVoxelTable().GetTriangle(static_cast<std::uint32_t>(*triangle));
-  *nx = face.Normal[0];
-  *ny = face.Normal[1];
-  *nz = face.Normal[2];
+      GetVoxelTable().GetTriangle(static_cast<std::uint32_t>(hit->Face));
+  hit->Normal = face.Normal;
   *nextRegion = region < 0 || face.Regions[0] != region ? face.Regions[0] : face.Regions[1];
   return true;
 }

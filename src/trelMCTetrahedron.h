@@ -41,32 +41,50 @@ public:
 
   /** Takes over a copy of @p mesh. False, and empty, if it cannot be traced: a number that
    *  points nowhere, or a region without a triangle. */
-  bool ImportMesh(trelTetrahedron* mesh);
+  bool ImportMesh(const trelTetrahedron* mesh);
 
   /** Where the point lies in relation to the region; outside for a region that there is not, and
    *  undetermined without a table. */
-  PointRelation LocatePointInRegion(double x, double y, double z, int region) const;
+  PointRelation LocatePointInRegion(const trelVector& point, int region) const;
+  PointRelation LocatePointInRegion(double x, double y, double z, int region) const
+  {
+    return LocatePointInRegion({x, y, z}, region);
+  }
 
   /** The lowest region that holds the point or has it on its boundary, -1 if none does. 3 if there
    *  is no table: callers take it for a region that has no tissue. */
-  int FindRegion(double x, double y, double z) const;
+  int FindRegion(const trelVector& point) const;
+  int FindRegion(double x, double y, double z) const { return FindRegion({x, y, z}); }
 
   /**
    * Finds where the ray from a point of @p region leaves it, or with -1 where it enters the mesh.
    *
-   * @param distance in: the hit must be nearer; out: how far it is
-   * @param triangle out: the number of the triangle, -1 on a miss, which leaves the rest alone
-   * @param nx, ny, nz out: its unit normal, to either side
+   * @param hit in: the distance, which a hit must be nearer than; out: how far it is, the number of
+   * the triangle, which is -1 on a miss that leaves the rest alone, and its unit normal, to either
+   * side
    * @param nextRegion out: the region behind it, -1 outside
    */
+  bool FindHitInRegion(const trelRay& ray, int region, trelHit* hit, int* nextRegion) const;
+  /** The same in the form of IntersectRay(). */
   bool IntersectRayInRegion(double x, double y, double z, double dx, double dy, double dz,
                             int region, double* distance, int* triangle, double* nx, double* ny,
-                            double* nz, int* nextRegion) const;
+                            double* nz, int* nextRegion) const
+  {
+    trelHit hit;
+    hit.Distance = *distance;
+    const bool found = FindHitInRegion({{x, y, z}, {dx, dy, dz}}, region, &hit, nextRegion);
+    *triangle = hit.Face;
+    if (!found) return false;
+    *distance = hit.Distance;
+    *nx = hit.Normal.X;
+    *ny = hit.Normal.Y;
+    *nz = hit.Normal.Z;
+    return true;
+  }
 
   /** Number of the nearest triangle that bounds @p region (-1: of the outer surface) along the ray,
    *  or -1; see trelVoxelTable::FindNearest. */
-  int FindNearestBoundaryFace(double x, double y, double z, double dx, double dy, double dz,
-                              int region, double* distance) const;
+  int FindNearestBoundaryFace(const trelRay& ray, int region, double* distance) const;
 
   /** The pairs of regions with a triangle in common, each once, the lower number first. */
   std::set<std::pair<std::int32_t, std::int32_t>> FindTouchingRegions() const;
@@ -76,10 +94,10 @@ public:
 
 protected:
   const ReaderEnding* GetReaderEndings() const override;
-  bool ImportData(trelMesh* mesh) override;
+  bool ImportData(const trelMesh* mesh) override;
   void GetRegionsOfTriangle(std::uint32_t t, std::int32_t regions[2]) const override;
   void ReportError(const std::string& message) const override;
-  trelVoxelTable::CenterRule GetCenterRule() const override;
+  VoxelCenterRule GetCenterRule() const override;
   void OnTableBuilt(trelVoxelTable& table) const override;
   void OnTableFailed() const override;
 
@@ -87,14 +105,15 @@ private:
   /** The box of a region: mm, and the voxels of the table that cover it. */
   struct RegionBox
   {
-    trelVoxelTable::Box Bounds;
+    trelBox Bounds;
     trelVoxelRange Voxels;
   };
 
-  bool CopyElements(trelTetrahedron& mesh);
+  bool AllocateElements(const trelTetrahedron& mesh);
+  bool CopyElements(const trelTetrahedron& mesh);
   bool AreElementsValid() const;
   bool BoundRegions();
-  bool IsOutsideRegion(double x, double y, double z, int region) const;
+  bool IsOutsideRegion(const trelVector& point, int region) const;
 
   std::vector<std::array<std::uint32_t, 4>> Tetrahedra;
   /** For each triangle its tetrahedra; the second is -1 on the outer surface. */

@@ -30,12 +30,12 @@ const trelTraceableMesh::ReaderEnding* trelMCTriangleMesh::GetReaderEndings() co
   return endings;
 }
 
-bool trelMCTriangleMesh::ImportData(trelMesh* mesh)
+bool trelMCTriangleMesh::ImportData(const trelMesh* mesh)
 {
-  return ImportMesh(dynamic_cast<trelTriangleMesh*>(mesh));
+  return ImportMesh(dynamic_cast<const trelTriangleMesh*>(mesh));
 }
 
-bool trelMCTriangleMesh::ImportMesh(trelTriangleMesh* mesh)
+bool trelMCTriangleMesh::ImportMesh(const trelTriangleMesh* mesh)
 {
   ClearMesh();
   if (!mesh || !CopySurface(*mesh)) {
@@ -56,7 +56,7 @@ static std::vector<std::uint32_t> MergePositions(const std::vector<trelTraceable
   };
   std::vector<std::uint32_t> order(vertices.size()), first(vertices.size());
   std::iota(order.begin(), order.end(), 0u);
-  // What is not a number belongs to no triangle, but would spoil the order.
+  // A vertex with a NaN belongs to no triangle, but would spoil the order.
   order.erase(std::remove_if(order.begin(), order.end(),
                              [&](std::uint32_t v) {
                                return std::isnan(vertices[v].X + vertices[v].Y + vertices[v].Z);
@@ -119,57 +119,57 @@ void trelMCTriangleMesh::GetRegionsOfTriangle(std::uint32_t /*t*/, std::int32_t 
   regions[1] = -1;
 }
 
-trelVoxelTable::CenterRule trelMCTriangleMesh::GetCenterRule() const
+VoxelCenterRule trelMCTriangleMesh::GetCenterRule() const
 {
-  return trelVoxelTable::CenterMakesSurface;
+  return CenterMakesSurface;
 }
 
 void trelMCTriangleMesh::OnTableBuilt(trelVoxelTable& table) const
 {
-  trelVoxelTable::Box box;
-  std::copy_n(Bounds, box.size(), box.begin());
-  table.Settle({box});
+  table.Settle({GetBox()});
 }
 
 PointRelation trelMCTriangleMesh::LocatePoint(double x, double y, double z) const
 {
+  const trelVector point = {x, y, z};
   const trelVoxelTable& table = GetVoxelTable();
   std::size_t cell = 0;
-  const bool isInGrid = table.FindCell(x, y, z, &cell);
+  const bool isInGrid = table.FindCell(point, &cell);
   if (isInGrid && table.IsSettledIn(cell, insideRegion)) return PointInside;
   if (!EnsureTable()) return PointUndetermined;
-  const double point[3] = {x, y, z};
-  if (IsOutsideBox<3>(point) || table.IsEmpty() || std::isnan(x + y + z)) return PointOutside;
-  if (!isInGrid) cell = table.CellAt(x, y, z);
+  const double coordinates[3] = {x, y, z};
+  if (IsOutsideBox<3>(coordinates) || table.IsEmpty() || std::isnan(x + y + z)) {
+    return PointOutside;
+  }
+  if (!isInGrid) cell = table.CellAt(point);
   switch (table.GetState(cell)) {
     case insideRegion:
       return PointInside;
     case trelVoxelTable::NoRegion:
       return PointOutside;
     default:
-      return table.ClassifyPointInVoxel(x, y, z, cell, insideRegion);
+      return table.ClassifyPointInVoxel(point, cell, insideRegion);
   }
 }
 
-int trelMCTriangleMesh::FindNearestTriangle(double x, double y, double z, double dx, double dy,
-                                            double dz, double* distance, int raySide) const
+int trelMCTriangleMesh::FindNearestTriangle(const trelRay& ray, RaySide side,
+                                            double* distance) const
 {
   if (!EnsureTable()) return -1;
   const trelVoxelTable& table = GetVoxelTable();
-  return table.FindNearest({{x, y, z}, {dx, dy, dz}}, insideRegion, raySide, table.GetWholeRange(),
-                           distance);
+  return table.FindNearest(ray, insideRegion, side, table.GetWholeRange(), distance);
 }
 
 bool trelMCTriangleMesh::IntersectRay(double x, double y, double z, double dx, double dy, double dz,
                                       double* distance, int* face, double* nx, double* ny,
                                       double* nz, int raySide) const
 {
-  *face = FindNearestTriangle(x, y, z, dx, dy, dz, distance, raySide);
+  *face = FindNearestTriangle({{x, y, z}, {dx, dy, dz}}, static_cast<RaySide>(raySide), distance);
   if (*face < 0) return false;
-  const double* normal = Triangles[static_cast<std::size_t>(*face)].Normal;
-  *nx = normal[0];
-  *ny = normal[1];
-  *nz = normal[2];
+  const trelVector& normal = Triangles[static_cast<std::size_t>(*face)].Normal;
+  *nx = normal.X;
+  *ny = normal.Y;
+  *nz = normal.Z;
   return true;
 }
 
@@ -209,7 +209,7 @@ bool trelMCTriangleMesh::SampleTriangleMeshSurface(trelUniformNumbers& numbers,
   const auto inY = std::minmax({corners[0]->Y, corners[1]->Y, corners[2]->Y});
   const double x = inX.first + numbers.NextRandom() * (inX.second - inX.first);
   const double y = inY.first + numbers.NextRandom() * (inY.second - inY.first);
-  const double* normal = triangle.Normal;
+  const trelVector& normal = triangle.Normal;
   if (normal[2] == 0.0 || !IsAboveTriangle(corners, x, y)) return false;
   const double z = corners[0]->Z -
                    (normal[0] * (x - corners[0]->X) + normal[1] * (y - corners[0]->Y)) / normal[2];

@@ -33,18 +33,17 @@ public:
   bool SampleSurface(trelUniformNumbers& numbers, trelVector* point) const override;
 
   /** Takes over a copy of @p mesh. False, and empty, if it cannot be traced. */
-  bool ImportMesh(trelTriangleMesh* mesh);
+  bool ImportMesh(const trelTriangleMesh* mesh);
 
   /** Number of the nearest triangle along the ray, or -1; see trelVoxelTable::FindNearest. */
-  int FindNearestTriangle(double x, double y, double z, double dx, double dy, double dz,
-                          double* distance, int raySide) const;
+  int FindNearestTriangle(const trelRay& ray, RaySide side, double* distance) const;
 
 protected:
   const ReaderEnding* GetReaderEndings() const override;
-  bool ImportData(trelMesh* mesh) override;
+  bool ImportData(const trelMesh* mesh) override;
   void GetRegionsOfTriangle(std::uint32_t t, std::int32_t regions[2]) const override;
   void ReportError(const std::string& message) const override;
-  trelVoxelTable::CenterRule GetCenterRule() const override;
+  VoxelCenterRule GetCenterRule() const override;
   void OnTableBuilt(trelVoxelTable& table) const override;
 
 private:

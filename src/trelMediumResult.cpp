@@ -44,7 +44,7 @@ bool trelMediumResult::Initialize(const trelSimulationParameter* parameter)
 bool trelMediumResult::InitializeRoi(const trelSimulationParameter* parameter)
 {
   const trelShapeObject* shape = parameter->GetOuterShape();
-  Window = MakeGridWindow(parameter->GetScoringRegion(), shape);
+  Window = parameter->GetScoringRegion().MakeWindow(shape);
   DomainCW = parameter->GetContinuousWave();
   DomainTD = parameter->GetTimeDomain();
   DomainFD = parameter->GetFrequencyDomain();

@@ -6,6 +6,10 @@
 
 #include "trelShapeObject.h"
 
+static_assert(static_cast<int>(GridX) == AxisX && static_cast<int>(GridD) == AxisDeflection &&
+                  static_cast<int>(GridMeshFace) == NumberOfAxes,
+              "the window takes over the axes of the region in their order");
+
 std::int32_t CountCells(double range, double separation)
 {
   const double cells = std::ceil(range / separation);
@@ -93,4 +97,16 @@ void trelScoringRegion::ComputeFaceFlags(const trelShapeObject& shape)
                                                     : bound < reach;
     if (isCut) FaceFlags[face.Flag] = false;
   }
+}
+
+trelGridWindow trelScoringRegion::MakeWindow(const trelShapeObject* shape) const
+{
+  trelGridWindow window;
+  for (int axis = 0; axis < NumberOfAxes; ++axis) {
+    window.Bins[axis] = {ROI[2 * axis], ROI[2 * axis + 1], Separations[axis], Counts[axis]};
+  }
+  if (!shape) return window;
+  shape->GetCenter(window.Center);
+  shape->GetHalfAxes(&window.HalfAxis[0], &window.HalfAxis[1], &window.HalfAxis[2]);
+  return window;
 }

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "trelGridWindow.h"
 #include "trelModelTypes.h"
 #include "trelShapeTraits.h"
 
@@ -72,6 +73,10 @@ public:
 
   /** Whether each face lies in the region, by trelSaveFlag; default all. */
   const bool* GetFaceFlags() const { return FaceFlags; }
+
+  /** The window of the region, which belongs to @p shape, without time gates and without faces and
+   *  vertices of a mesh; about the origin if there is no shape. */
+  trelGridWindow MakeWindow(const trelShapeObject* shape) const;
 
 private:
   void ComputeROI(const trelShapeObject& shape);

@@ -97,7 +97,7 @@ void trelShapeObject::SampleOutline(trelUniformNumbers& numbers, double offset[3
 }
 
 bool trelShapeObject::MakeSurfaceElement(const trelGridWindow& window, CoordinateType coordinate,
-                                         const double hit[3], int face,
+                                         const trelVector& hit, int face,
                                          SurfaceElement* element) const
 {
   const trelShapeTraits& traits = GetTraits();
@@ -114,14 +114,6 @@ double trelShapeObject::GetRadialLimit() const
   const double a = HalfAxes[0];
   const double b = HalfAxes[1];
   return GetTraits().CurvedAxes > 0 ? std::max(a, b) : std::sqrt(a * a + b * b);
-}
-
-void trelShapeObject::Normalize(double v[3])
-{
-  const double length = std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]);
-  if (length == 0.0) return;
-  for (int i = 0; i < 3; ++i)
-    v[i] /= length;
 }
 
 void trelShapeObject::Rotate(double x, double y, double z, double turned[3]) const

@@ -123,7 +123,7 @@ public:
    * have theirs here.
    */
   virtual bool MakeSurfaceElement(const trelGridWindow& window, CoordinateType coordinate,
-                                  const double hit[3], int face, SurfaceElement* element) const;
+                                  const trelVector& hit, int face, SurfaceElement* element) const;
 
   /** Centre of the shape, mm, default the origin. Setting it moves the bounding box. */
   void SetCenter(double x, double y, double z);
@@ -142,6 +142,10 @@ public:
   void GetBoundingBox(double* xmin, double* xmax, double* ymin, double* ymax, double* zmin,
                       double* zmax) const;
   void GetBoundingBox(double bounds[6]) const;
+  trelBox GetBox() const
+  {
+    return {{Bounds[0], Bounds[2], Bounds[4]}, {Bounds[1], Bounds[3], Bounds[5]}};
+  }
 
   /** The largest distance, mm, from the line along z through the centre: the longer half-axis of a
    *  curved shape, half the diagonal of the box of another. */
@@ -211,9 +215,6 @@ protected:
   /** A point on the elliptic outline of the half-axes along x and y: one coordinate uniform, the
    *  other on the curve on either side. */
   void SampleOutline(trelUniformNumbers& numbers, double offset[3]) const;
-
-  /** Divides the vector by its length; a zero vector stays. */
-  static void Normalize(double v[3]);
 
   double Center[3] = {0.0, 0.0, 0.0};
   double HalfAxes[3] = {0.0, 0.0, 0.0};

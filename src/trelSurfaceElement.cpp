@@ -1,6 +1,5 @@
 #include "trelSurfaceElement.h"
 
-#include <algorithm>
 #include <cmath>
 
 std::int32_t IndexInBins(const trelGridBins& bins, double q)
@@ -10,35 +9,29 @@ std::int32_t IndexInBins(const trelGridBins& bins, double q)
   return std::fabs(index) < limit ? static_cast<std::int32_t>(index) : -2147483647;
 }
 
-double AzimuthOfSinglePi(const trelGridWindow& window, const double hit[3], double* r)
+double AzimuthOfSinglePi(const trelGridWindow& window, const trelVector& hit, double* r)
 {
   constexpr double twoPiSingle = 6.2831854820251465;
-  const double dx = hit[0] - window.Center[0];
-  const double dy = hit[1] - window.Center[1];
+  const double dx = hit.X - window.Center[0];
+  const double dy = hit.Y - window.Center[1];
   *r = std::sqrt(dx * dx + dy * dy);
   const double angle = std::acos(dx / *r);
   return (dy < 0.0 ? twoPiSingle - angle : angle) * 180.0 / PiSingle;
 }
 
-void SetVector(double v[3], double x, double y, double z)
-{
-  v[0] = x;
-  v[1] = y;
-  v[2] = z;
-}
-
 /** The normal of a flat face. */
-static void SetFlatNormal(trelFacePlace place, double normal[3])
+static trelVector FlatNormal(trelFacePlace place)
 {
-  SetVector(normal, 0.0, 0.0, 0.0);
+  trelVector normal;
   normal[place / 2] = place % 2 == 1 ? 1.0 : -1.0;
+  return normal;
 }
 
-void MakeFlatElement(const trelGridWindow& window, trelFacePlace place, const double hit[3],
+void MakeFlatElement(const trelGridWindow& window, trelFacePlace place, const trelVector& hit,
                      SurfaceElement* element)
 {
-  std::copy_n(hit, 3, element->Center);
-  SetFlatNormal(place, element->Normal);
+  element->Center = hit;
+  element->Normal = FlatNormal(place);
   element->Area = 1.0;
   int inPlane = 0;
   for (int axis = 0; axis < 3; ++axis) {
@@ -51,7 +44,7 @@ void MakeFlatElement(const trelGridWindow& window, trelFacePlace place, const do
   }
 }
 
-void MakeDiscElement(const trelGridWindow& window, trelFacePlace place, const double hit[3],
+void MakeDiscElement(const trelGridWindow& window, trelFacePlace place, const trelVector& hit,
                      SurfaceElement* element)
 {
   const trelGridBins& radial = window.Bins[GridR];
@@ -62,9 +55,9 @@ void MakeDiscElement(const trelGridWindow& window, trelFacePlace place, const do
   element->Index[1] = IndexInBins(azimuth, degrees);
   const double rm = radial.Midpoint(element->Index[0]);
   const double am = RadiansOfSinglePi(azimuth.Midpoint(element->Index[1]));
-  SetVector(element->Center, rm * std::cos(am) + window.Center[0],
-            rm * std::sin(am) + window.Center[1], hit[2]);
-  SetFlatNormal(place, element->Normal);
+  element->Center = {rm * std::cos(am) + window.Center[0], rm * std::sin(am) + window.Center[1],
+                     hit.Z};
+  element->Normal = FlatNormal(place);
   // The same area at every radius; images depend on it.
   element->Area = PiSingle * radial.Separation * radial.Separation * azimuth.Separation / 360.0;
 }

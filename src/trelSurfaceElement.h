@@ -5,6 +5,7 @@
 
 #include "trelGridWindow.h"
 #include "trelShapeTraits.h"
+#include "trelVector.h"
 
 /**
  * @file trelSurfaceElement.h
@@ -20,17 +21,17 @@
 struct SurfaceElement
 {
   std::int32_t Index[2] = {0, 0};  ///< of its cell; of a mesh, which goes by faces, unused
-  double Center[3] = {0.0, 0.0, 0.0};
-  double Normal[3] = {0.0, 0.0, 0.0};  ///< unit length, out of the medium
-  double Area = 0.0;                   ///< mm^2
+  trelVector Center;
+  trelVector Normal;  ///< unit length, out of the medium
+  double Area = 0.0;  ///< mm^2
 };
 
 /** Of a flat face in Cartesian cells. The indices are not held against the window. */
-void MakeFlatElement(const trelGridWindow& window, trelFacePlace place, const double hit[3],
+void MakeFlatElement(const trelGridWindow& window, trelFacePlace place, const trelVector& hit,
                      SurfaceElement* element);
 
 /** Of a flat face across z in cells by radius and azimuth, likewise. */
-void MakeDiscElement(const trelGridWindow& window, trelFacePlace place, const double hit[3],
+void MakeDiscElement(const trelGridWindow& window, trelFacePlace place, const trelVector& hit,
                      SurfaceElement* element);
 
 /** The bin of @p q, which may not exist. What no integer can hold has a bin that cannot exist. */
@@ -38,9 +39,7 @@ std::int32_t IndexInBins(const trelGridBins& bins, double q);
 
 /** The azimuth of @p hit about the window's centre, degrees, with pi of 32 bits throughout, and its
  *  distance @p r from the axis, mm. */
-double AzimuthOfSinglePi(const trelGridWindow& window, const double hit[3], double* r);
-
-void SetVector(double v[3], double x, double y, double z);
+double AzimuthOfSinglePi(const trelGridWindow& window, const trelVector& hit, double* r);
 
 inline float SquareSingle(double v)
 {

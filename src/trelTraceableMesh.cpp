@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <utility>
 
 #include "trelMemory.h"
 #include "trelMesh.h"
+#include "trelMeshPredicates.h"
 #include "trelMeshReader.h"
 #include "trelSurfaceElement.h"
 #include "trelText.h"
@@ -55,80 +55,71 @@ bool trelTraceableMesh::LoadFromFile(const char* path)
   return false;
 }
 
-bool trelTraceableMesh::CopySurface(trelMesh& mesh)
+bool trelTraceableMesh::AllocateSurface(std::size_t vertices, std::size_t triangles)
+{
+  const bool fits = FitsInMemory([&] {
+    Vertices.resize(vertices);
+    Triangles.resize(triangles);
+  });
+  if (!fits) ReportError("memory allocate error");
+  return fits;
+}
+
+bool trelTraceableMesh::CopySurface(const trelMesh& mesh)
 {
   const auto vertices = static_cast<std::size_t>(std::max(mesh.GetNumberOfVertices(), 0));
   const auto faces = static_cast<std::size_t>(std::max(mesh.GetNumberOfFaces(), 0));
   const float* v = mesh.GetVertexData();
   const std::uint32_t* f = mesh.GetFaceData();
-  if (!v || !f || faces == 0) return false;
-  const bool fits = FitsInMemory([&] {
-    Vertices.resize(vertices);
-    Triangles.resize(faces);
-  });
-  if (!fits) {
-    ReportError("memory allocate error");
-    return false;
-  }
+  if (!v || !f || faces == 0 || !AllocateSurface(vertices, faces)) return false;
   for (trelTraceableVertex& vertex : Vertices) {
     vertex = {v[0], v[1], v[2], v[3], v[4], v[5]};
     v += 6;
   }
   for (trelTraceableTriangle& triangle : Triangles) {
-    double corners[3][3];
-    for (int c = 0; c < 3; ++c, ++f) {
-      if (*f >= vertices) return false;
-      triangle.Vertices[c] = *f;
-      GetPosition(*f, corners[c]);
-      for (const double coordinate : corners[c])
-        if (!std::isfinite(coordinate)) return false;
-    }
-    FaceUnitNormal(corners[0], corners[1], corners[2], triangle.Normal);
-    triangle.Area = TriangleArea(corners[0], corners[1], corners[2]);
+    if (!CopyTriangle(f, &triangle)) return false;
+    f += 3;
   }
   return true;
 }
 
-void trelTraceableMesh::GetPosition(std::uint32_t vertex, double position[3]) const
+/** True if no component is infinite or NaN. */
+static bool IsFinite(const trelVector& v)
 {
-  position[0] = Vertices[vertex].X;
-  position[1] = Vertices[vertex].Y;
-  position[2] = Vertices[vertex].Z;
+  return std::isfinite(v.X) && std::isfinite(v.Y) && std::isfinite(v.Z);
 }
 
-void trelTraceableMesh::StartBounds(double bounds[6])
+/** False if a corner is none of the vertices, or not a finite point. */
+bool trelTraceableMesh::CopyTriangle(const std::uint32_t* corners,
+                                     trelTraceableTriangle* triangle) const
 {
-  for (int a = 0; a < 3; ++a) {
-    bounds[2 * a] = std::numeric_limits<double>::infinity();
-    bounds[2 * a + 1] = -std::numeric_limits<double>::infinity();
+  trelVector positions[3];
+  for (int c = 0; c < 3; ++c) {
+    if (corners[c] >= Vertices.size()) return false;
+    triangle->Vertices[c] = corners[c];
+    positions[c] = Vertices[corners[c]].Position();
+    if (!IsFinite(positions[c])) return false;
   }
+  triangle->Normal = FaceUnitNormal(positions[0], positions[1], positions[2]);
+  triangle->Area = TriangleArea(positions[0], positions[1], positions[2]);
+  return true;
 }
 
-void trelTraceableMesh::ExtendBounds(std::uint32_t t, double bounds[6]) const
+void trelTraceableMesh::ExtendBox(std::uint32_t t, trelBox* box) const
 {
-  for (const std::uint32_t vertex : Triangles[t].Vertices) {
-    double position[3];
-    GetPosition(vertex, position);
-    for (int a = 0; a < 3; ++a) {
-      bounds[2 * a] = std::min(bounds[2 * a], position[a]);
-      bounds[2 * a + 1] = std::max(bounds[2 * a + 1], position[a]);
-    }
-  }
+  for (const std::uint32_t vertex : Triangles[t].Vertices)
+    box->Extend(Vertices[vertex].Position());
 }
 
 void trelTraceableMesh::SetBox()
 {
-  double bounds[6];
-  StartBounds(bounds);
+  trelBox box;
   for (std::uint32_t t = 0; t < GetNumberOfTriangles(); ++t)
-    ExtendBounds(t, bounds);
-  double center[3], half[3];
-  for (int a = 0; a < 3; ++a) {
-    center[a] = (bounds[2 * a + 1] + bounds[2 * a]) / 2;
-    half[a] = (bounds[2 * a + 1] - bounds[2 * a]) / 2;
-  }
-  SetCenter(center);
-  SetHalfAxes(half);
+    ExtendBox(t, &box);
+  const trelVector center = (box.High + box.Low) / 2.0;
+  const trelVector half = (box.High - box.Low) / 2.0;
+  SetCenter(center.X, center.Y, center.Z);
+  SetHalfAxes(half.X, half.Y, half.Z);
 }
 
 bool trelTraceableMesh::FillTable(int threads) const
@@ -137,11 +128,11 @@ bool trelTraceableMesh::FillTable(int threads) const
   if (!FitsInMemory([&] { traced.resize(Triangles.size()); })) return false;
   for (std::uint32_t t = 0; t < GetNumberOfTriangles(); ++t) {
     for (int c = 0; c < 3; ++c)
-      GetPosition(Triangles[t].Vertices[c], traced[t].Corners[c]);
-    std::copy_n(Triangles[t].Normal, 3, traced[t].Normal);
+      traced[t].Corners[c] = Vertices[Triangles[t].Vertices[c]].Position();
+    traced[t].Normal = Triangles[t].Normal;
     GetRegionsOfTriangle(t, traced[t].Regions);
   }
-  return VoxelTable.Build(std::move(traced), Bounds, GetCenterRule(), threads);
+  return VoxelTable.Build(std::move(traced), GetBox(), GetCenterRule(), threads);
 }
 
 bool trelTraceableMesh::BuildVoxelTable(int threads) const
@@ -160,7 +151,7 @@ bool trelTraceableMesh::BuildVoxelTable(int threads) const
 
 /** The triangle @p face itself. */
 bool trelTraceableMesh::MakeSurfaceElement(const trelGridWindow& /*window*/,
-                                           CoordinateType /*coordinate*/, const double /*hit*/[3],
+                                           CoordinateType /*coordinate*/, const trelVector& /*hit*/,
                                            int face, SurfaceElement* element) const
 {
   if (face < 0 || static_cast<std::uint32_t>(face) >= GetNumberOfTriangles()) return true;
@@ -168,9 +159,8 @@ bool trelTraceableMesh::MakeSurfaceElement(const trelGridWindow& /*window*/,
   const trelTraceableVertex& a = Vertices[triangle.Vertices[0]];
   const trelTraceableVertex& b = Vertices[triangle.Vertices[1]];
   const trelTraceableVertex& c = Vertices[triangle.Vertices[2]];
-  SetVector(element->Center, (a.X + b.X + c.X) / 3.0, (a.Y + b.Y + c.Y) / 3.0,
-            (a.Z + b.Z + c.Z) / 3.0);
-  std::copy_n(triangle.Normal, 3, element->Normal);
+  element->Center = {(a.X + b.X + c.X) / 3.0, (a.Y + b.Y + c.Y) / 3.0, (a.Z + b.Z + c.Z) / 3.0};
+  element->Normal = triangle.Normal;
   element->Area = triangle.Area;
   return true;
 }

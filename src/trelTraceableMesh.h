@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "trelMeshPredicates.h"
+#include "trelMeshRecords.h"
 #include "trelShapeObject.h"
 #include "trelVoxelTable.h"
 
@@ -45,7 +45,7 @@ public:
 
   bool IsEmpty() const override { return Triangles.empty(); }
   bool MakeSurfaceElement(const trelGridWindow& window, CoordinateType coordinate,
-                          const double hit[3], int face, SurfaceElement* element) const override;
+                          const trelVector& hit, int face, SurfaceElement* element) const override;
   /** Lets go of all arrays and of the table; the box stays. */
   virtual void ClearMesh();
 
@@ -74,11 +74,11 @@ protected:
   /** The endings in the order in which they are tried, the last without a text. */
   virtual const ReaderEnding* GetReaderEndings() const = 0;
   /** Imports what a reader made; false if it is not the kind of mesh or cannot be traced. */
-  virtual bool ImportData(trelMesh* mesh) = 0;
+  virtual bool ImportData(const trelMesh* mesh) = 0;
   /** The regions that triangle @p t bounds, as in trelTracedTriangle. */
   virtual void GetRegionsOfTriangle(std::uint32_t t, std::int32_t regions[2]) const = 0;
   /** What a voxel becomes whose centre lies on a triangle of its row. */
-  virtual trelVoxelTable::CenterRule GetCenterRule() const = 0;
+  virtual VoxelCenterRule GetCenterRule() const = 0;
   /** Called when the table stands, before it is asked. */
   virtual void OnTableBuilt(trelVoxelTable& table) const = 0;
   /** Reports an error as the concrete class, which defines it by trelReportErrorMacro. */
@@ -90,12 +90,9 @@ protected:
    * Copies vertices and faces of @p mesh and computes normals and areas. False, with a report, if
    * memory runs out; false if a face names a vertex that is not there or not a finite point.
    */
-  bool CopySurface(trelMesh& mesh);
-  void GetPosition(std::uint32_t vertex, double position[3]) const;
-  /** Extends @p bounds (xmin, xmax, ...) over the corners of triangle @p t. */
-  void ExtendBounds(std::uint32_t t, double bounds[6]) const;
-  /** Bounds that any point extends. */
-  static void StartBounds(double bounds[6]);
+  bool CopySurface(const trelMesh& mesh);
+  /** Extends @p box over the corners of triangle @p t. */
+  void ExtendBox(std::uint32_t t, trelBox* box) const;
   /** Sets centre and half-lengths of the shape by its triangles. */
   void SetBox();
   /** True if the table stands; builds it if nobody has tried yet. */
@@ -111,6 +108,8 @@ private:
     return static_cast<std::uint32_t>(records.size());
   }
   bool ReadFile(const char* path);
+  bool AllocateSurface(std::size_t vertices, std::size_t triangles);
+  bool CopyTriangle(const std::uint32_t* corners, trelTraceableTriangle* triangle) const;
   bool FillTable(int threads) const;
   trelMeshReader* MakeReader(const char* path) const;
 

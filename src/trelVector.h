@@ -1,11 +1,12 @@
 #ifndef trelVector_h
 #define trelVector_h
 
+#include <algorithm>
 #include <cmath>
 
 /**
  * @file trelVector.h
- * The words of geometry: a vector, a ray, and where a ray hits a surface.
+ * The words of geometry: a vector, a ray, a box, and where a ray hits a surface.
  *
  * Plain aggregates in double precision, lengths in mm. Sums run x, y, z: results depend on the
  * order of the terms, since nothing is fused or rearranged.
@@ -20,6 +21,7 @@ struct trelVector
 
   /** The component along @p axis: 0, 1 or 2 for x, y or z. */
   double operator[](int axis) const { return axis == 0 ? X : axis == 1 ? Y : Z; }
+  double& operator[](int axis) { return axis == 0 ? X : axis == 1 ? Y : Z; }
 };
 
 inline trelVector operator+(const trelVector& a, const trelVector& b)
@@ -30,6 +32,11 @@ inline trelVector operator+(const trelVector& a, const trelVector& b)
 inline trelVector operator-(const trelVector& a, const trelVector& b)
 {
   return {a.X - b.X, a.Y - b.Y, a.Z - b.Z};
+}
+
+inline trelVector& operator+=(trelVector& a, const trelVector& b)
+{
+  return a = a + b;
 }
 
 inline trelVector operator-(const trelVector& a)
@@ -77,6 +84,21 @@ struct trelRay
   trelVector Direction;
 
   trelVector At(double distance) const { return Origin + distance * Direction; }
+};
+
+/** An axis-parallel box by its lowest and highest corner. As made it is empty, and the first point
+ * that extends it is both corners. */
+struct trelBox
+{
+  trelVector Low = {HUGE_VAL, HUGE_VAL, HUGE_VAL};
+  trelVector High = {-HUGE_VAL, -HUGE_VAL, -HUGE_VAL};
+
+  void Extend(const trelVector& point)
+  {
+    Low = {std::min(Low.X, point.X), std::min(Low.Y, point.Y), std::min(Low.Z, point.Z)};
+    High = {std::max(High.X, point.X), std::max(High.Y, point.Y), std::max(High.Z, point.Z)};
+  }
+  bool IsEmpty() const { return !(Low.X <= High.X); }
 };
 
 /** Where a ray meets a surface. */

@@ -13,17 +13,14 @@
 #include "trelPlaneDetector.h"
 #include "trelSurfaceElement.h"
 
-using testing::DoubleNear;
 using testing::ElementsAre;
-using testing::Pointwise;
 
 // The geometry of one pixel
 
 TEST(Pinhole, TransfersByBothCosinesAndTheDistance)
 {
-  const double center[3] = {1, 1, 1}, up[3] = {0, 0, 1}, down[3] = {0, 0, -1},
-               across[3] = {1, 0, 0};
-  const double above[3] = {1, 1, 5}, aside[3] = {4, 1, 5};
+  const trelVector center = {1, 1, 1}, up = {0, 0, 1}, down = {0, 0, -1}, across = {1, 0, 0};
+  const trelVector above = {1, 1, 5}, aside = {4, 1, 5};
   EXPECT_DOUBLE_EQ(trelFreespacePinhole::TransferFactor(center, up, 2, above, down), 2.0 / 16);
   EXPECT_DOUBLE_EQ(trelFreespacePinhole::TransferFactor(center, up, 2, aside, down),
                    0.8 * 0.8 * 2 / 25);
@@ -33,42 +30,43 @@ TEST(Pinhole, TransfersByBothCosinesAndTheDistance)
 
 TEST(Pinhole, FindsTheBoxOnItsWay)
 {
-  const double box[6] = {-1, 1, -2, 2, -3, 3};
+  const trelBox box = {{-1, -2, -3}, {1, 2, 3}};
   const struct
   {
-    double Origin[3], Direction[3];
+    trelRay Ray;
     bool Hits;
-    double Point[3];
-  } cases[] = {{{0, 0, 5}, {0, 0, -1}, true, {0, 0, 3}},
-               {{0, 0, 5}, {0, 0, 1}, false, {}},
-               {{0, 2.5, 5}, {0, 0, -1}, false, {}},
-               {{3, 4, 0}, {-0.6, -0.8, 0}, true, {1, 4 - 8.0 / 3, 0}},
-               {{3, 4, 0}, {0.6, -0.8, 0}, false, {}},
-               {{0, 0, 0}, {0, 0, 1}, true, {7, 7, 7}}};  // from inside: the point stays
+    trelVector Point;
+  } cases[] = {{{{0, 0, 5}, {0, 0, -1}}, true, {0, 0, 3}},
+               {{{0, 0, 5}, {0, 0, 1}}, false, {}},
+               {{{0, 2.5, 5}, {0, 0, -1}}, false, {}},
+               {{{3, 4, 0}, {-0.6, -0.8, 0}}, true, {1, 4 - 8.0 / 3, 0}},
+               {{{3, 4, 0}, {0.6, -0.8, 0}}, false, {}},
+               {{{0, 0, 0}, {0, 0, 1}}, true, {7, 7, 7}}};  // from inside: the point stays
   for (const auto& c : cases) {
-    double point[3] = {7, 7, 7};
-    EXPECT_EQ(trelFreespacePinhole::RayHitsBox(c.Origin, c.Direction, box, point), c.Hits);
-    if (!c.Hits) continue;
-    EXPECT_THAT(point, Pointwise(testing::DoubleEq(), c.Point));
+    trelVector point = {7, 7, 7};
+    EXPECT_EQ(trelFreespacePinhole::RayHitsBox(c.Ray, box, &point), c.Hits);
+    for (int k = 0; c.Hits && k < 3; ++k)
+      EXPECT_DOUBLE_EQ(point[k], c.Point[k]);
   }
 }
 
 // One cell of the surface
 
 /** Cells as the table of surface elements has them. */
-static trelGridWindow MakeWindow(const double (&halfAxes)[3])
+static trelGridWindow MakeWindow(const trelVector& halfAxes)
 {
   const trelGridBins bins[] = {{-2, 2, 1, 4},  {-1, 1, 0.5, 4}, {-3, 3, 2, 3},
                                {0, 2, 0.5, 4}, {0, 360, 90, 4}, {0, 180, 90, 2}};
   trelGridWindow window;
   std::copy_n(bins, 6, window.Bins);
-  std::copy_n(halfAxes, 3, window.HalfAxis);
+  for (int k = 0; k < 3; ++k)
+    window.HalfAxis[k] = halfAxes[k];
   return window;
 }
 
-static std::istream& operator>>(std::istream& row, double (&vector)[3])
+static std::istream& operator>>(std::istream& row, trelVector& vector)
 {
-  return row >> vector[0] >> vector[1] >> vector[2];
+  return row >> vector.X >> vector.Y >> vector.Z;
 }
 
 TEST(SurfaceElement, IsTheCellOfThePoint)
@@ -80,14 +78,12 @@ TEST(SurfaceElement, IsTheCellOfThePoint)
   const trelCube cube;
   const std::map<std::string, const trelShapeObject*> shapes = {
       {"mesh", &mesh}, {"ellipsoid", &ellipsoid}, {"cylinder", &cylinder}, {"cube", &cube}};
-  const auto near = [](const double(&expected)[3]) {
-    return Pointwise(DoubleNear(1e-6), expected);  // normals have the digits of 32-bit floats
-  };
   for (std::istringstream& row : ReadTable("surface-elements.txt")) {
     SCOPED_TRACE(row.str());
     std::string shape;
     int coordinate = 0, face = 0, index[2];
-    double halfAxes[3], hit[3], center[3], normal[3], area = 0.0;
+    trelVector halfAxes, hit, center, normal;
+    double area = 0.0;
     row >> shape >> coordinate >> face >> halfAxes >> hit >> index[0] >> index[1] >> center;
     ASSERT_TRUE(row >> normal >> area);
     const trelGridWindow window = MakeWindow(halfAxes);
@@ -97,8 +93,10 @@ TEST(SurfaceElement, IsTheCellOfThePoint)
                                                    hit, face, &element),
               isOff);
     EXPECT_THAT(element.Index, ElementsAre(index[0], index[1]));
-    EXPECT_THAT(element.Center, near(center));
-    EXPECT_THAT(element.Normal, near(normal));
+    for (int k = 0; k < 3; ++k) {
+      EXPECT_NEAR(element.Center[k], center[k], 1e-6);
+      EXPECT_NEAR(element.Normal[k], normal[k], 1e-6);  // has the digits of 32-bit floats
+    }
     EXPECT_NEAR(element.Area, area, 3e-7 * area);
   }
 }

@@ -13,12 +13,15 @@
 static const double nan_ = std::numeric_limits<double>::quiet_NaN();
 static const double infinite_ = std::numeric_limits<double>::infinity();
 
-static Point PointAt(const trelVoxelRay& ray, double t)
+static Point PointAt(const trelRay& ray, double t)
 {
-  Point p;
-  for (int a = 0; a < 3; ++a)
-    p[a] = ray.Origin[a] + t * ray.Direction[a];
-  return p;
+  const trelVector p = ray.At(t);
+  return {p.X, p.Y, p.Z};
+}
+
+static trelVector VectorOf(const Point& p)
+{
+  return {p[0], p[1], p[2]};
 }
 
 static SurfacePointer Box(double x, double y, double z)
@@ -81,7 +84,7 @@ public:
     int crossings = 0;
     bool on = false;
     VisitTriangles(run, region, nullptr, [&](std::uint32_t t) {
-      const int answer = AxisRayTriangleTest(p[0], p[1], p[2], Table.GetTriangle(t), axis);
+      const AxisRayAnswer answer = AxisRayTriangleTest(VectorOf(p), Table.GetTriangle(t), axis);
       on = on || answer == AxisRayStartsOn;
       crossings += answer == AxisRayCrosses;
       return true;
@@ -105,7 +108,7 @@ public:
     return range;
   }
 
-  int FindNearest(const trelVoxelRay& ray, int region, const trelVoxelRange& range, int side,
+  int FindNearest(const trelRay& ray, int region, const trelVoxelRange& range, int side,
                   double* distance) const
   {
     trelVoxelRange walk;
@@ -123,7 +126,7 @@ public:
     double best = 1e99;
     int found = -1, zero = -1;
     VisitTriangles(walk, region, boxTest ? &ray : nullptr, [&](std::uint32_t t) {
-      const double d = RayTriangleDistance(ray.Origin, ray.Direction, Table.GetTriangle(t));
+      const double d = RayTriangleDistance(ray, Table.GetTriangle(t));
       if (d < -1e-12) return true;
       if (std::fabs(d) < 1e-12) {
         zero = int(t);
@@ -158,13 +161,11 @@ private:
   /** Calls f for each of the region's triangles once, in the voxels that the ray overlaps if there
    * is one. If f returns false, what is left of the voxel is passed over. */
   template <class F>
-  void VisitTriangles(const trelVoxelRange& range, int region, const trelVoxelRay* ray, F f) const
+  void VisitTriangles(const trelVoxelRange& range, int region, const trelRay* ray, F f) const
   {
     std::vector<std::uint32_t> seen;
     Visit(range, [&](const int* cell) {
-      double min[3], max[3];
-      Table.GetCorners(cell, min, max);
-      if (ray && !RayBoxOverlap(min, max, ray->Origin, ray->Direction)) return;
+      if (ray && !RayBoxOverlap(Table.GetBox(cell), *ray)) return;
       for (const std::uint32_t t : List(cell)) {
         const bool isNew = std::find(seen.begin(), seen.end(), t) == seen.end();
         if (!isNew || !Table.GetTriangle(t).Bounds(region)) continue;
@@ -187,12 +188,12 @@ public:
   double Uniform(double a, double b) { return std::uniform_real_distribution<>(a, b)(Random); }
   int Pick(int n) { return std::uniform_int_distribution<>(0, n - 1)(Random); }
 
-  trelVoxelRay Ray()
+  trelRay Ray()
   {
     const Point p = Position(), d = Direction(p);
     const double length = std::hypot(d[0], d[1], d[2]);
-    if (length == 0) return {{p[0], p[1], p[2]}, {0, 0, 1}};
-    return {{p[0], p[1], p[2]}, {d[0] / length, d[1] / length, d[2] / length}};
+    if (length == 0) return {VectorOf(p), {0, 0, 1}};
+    return {VectorOf(p), VectorOf(d) / length};
   }
 
 private:
@@ -246,10 +247,10 @@ private:
 
 /** True for a direction nearly along an axis: such a ray may pass beside a voxel by less than the
  *  tolerance, and the walk then leaves out a triangle whose edge it would hit within it. */
-static bool PassesBeside(const trelVoxelRay& ray)
+static bool PassesBeside(const trelRay& ray)
 {
-  return std::any_of(ray.Direction, ray.Direction + 3,
-                     [](double d) { return d != 0 && std::fabs(d) < 1e-9; });
+  const auto isSmall = [](double d) { return d != 0 && std::fabs(d) < 1e-9; };
+  return isSmall(ray.Direction.X) || isSmall(ray.Direction.Y) || isSmall(ray.Direction.Z);
 }
 
 /** What a ray meets of a region's triangles, each of which is asked. */
@@ -259,12 +260,12 @@ struct BruteAnswer
   bool StartsOn = false;
   int Crossings = 0;
 
-  BruteAnswer(const trelTraceableMesh& mesh, int region, const trelVoxelRay& ray)
+  BruteAnswer(const trelTraceableMesh& mesh, int region, const trelRay& ray)
   {
     for (std::uint32_t t = 0; t < mesh.GetNumberOfTriangles(); ++t) {
       const trelTracedTriangle& triangle = mesh.GetVoxelTable().GetTriangle(t);
       if (!triangle.Bounds(region)) continue;
-      const double ahead = RayTriangleDistance(ray.Origin, ray.Direction, triangle);
+      const double ahead = RayTriangleDistance(ray, triangle);
       StartsOn = StartsOn || std::fabs(ahead) < 1e-12;
       if (!(ahead > 1e-12 && ahead < 1000)) continue;
       Nearest = std::min(Nearest, ahead);
@@ -295,13 +296,13 @@ static void CheckQueries(const trelMCTriangleMesh& mesh, int rays, int bruteEver
   int hits = 0, zeros = 0, relations[3] = {};
   for (int n = 0; n < rays; ++n) {
     SCOPED_TRACE(n);
-    const trelVoxelRay ray = next.Ray();
-    const double *p = ray.Origin, *d = ray.Direction;
-    const int relation = mesh.LocatePoint(p[0], p[1], p[2]),
-              raySide = n % 2 ? RayLeaves : RayEnters;
+    const trelRay ray = next.Ray();
+    const trelShapeObject& shape = mesh;
+    const int relation = shape.LocatePoint(ray.Origin);
+    const RaySide raySide = n % 2 ? RayLeaves : RayEnters;
     const double limit = n % 3 ? 1000.0 : next.Uniform(0, 0.3);
     double fast = limit, slow = limit;
-    const int got = mesh.FindNearestTriangle(p[0], p[1], p[2], d[0], d[1], d[2], &fast, raySide);
+    const int got = mesh.FindNearestTriangle(ray, raySide, &fast);
     ASSERT_EQ(relation, plain.Locate(PointAt(ray, 0)));
     ASSERT_EQ(got, plain.FindNearest(ray, 0, whole, raySide, &slow));
     ASSERT_EQ(fast, slow);
@@ -310,7 +311,7 @@ static void CheckQueries(const trelMCTriangleMesh& mesh, int rays, int bruteEver
     zeros += got >= 0 && fast == 0;
     if (n % bruteEvery || PassesBeside(ray)) continue;
     // An odd direction misses edges: the number of crossings tells the side.
-    const BruteAnswer skew(mesh, 0, {{p[0], p[1], p[2]}, {0.36123, 0.47987, 0.79951}});
+    const BruteAnswer skew(mesh, 0, {ray.Origin, {0.36123, 0.47987, 0.79951}});
     const int side = skew.Crossings % 2 ? PointInside : PointOutside;
     ASSERT_EQ(relation, skew.StartsOn ? PointOnBoundary : side);
     const BruteAnswer ahead(mesh, 0, ray);
@@ -342,13 +343,11 @@ TEST(MCTetrahedron, AnswersLikeThePlainForm)
   int hits = 0;
   for (int n = 0; n < 120000; ++n) {
     SCOPED_TRACE(n);
-    const trelVoxelRay ray = next.Ray();
-    const double *o = ray.Origin, *d = ray.Direction;
+    const trelRay ray = next.Ray();
     const int region = n % 3 - 1;
     const double limit = n % 4 ? 1000 : next.Uniform(0, 0.3);
     double fast = limit, slow = limit;
-    const int got =
-        mesh->FindNearestBoundaryFace(o[0], o[1], o[2], d[0], d[1], d[2], region, &fast);
+    const int got = mesh->FindNearestBoundaryFace(ray, region, &fast);
     ASSERT_EQ(got, plain.FindNearest(ray, region, ranges[region + 1], RayLeaves, &slow));
     ASSERT_EQ(fast, slow);
     hits += got >= 0;
@@ -361,21 +360,20 @@ static void CheckTable(const trelTraceableMesh& mesh, bool centerMakesSurface)
 {
   const trelVoxelTable& table = mesh.GetVoxelTable();
   const PlainLookUp plain(mesh);
-  const double h = table.GetVoxelSize() / 2, half[3] = {h, h, h};
+  const double h = table.GetVoxelSize() / 2;
+  const trelVector half = {h, h, h};
   int lists = 0, insides = 0;
   PlainLookUp::Visit(table.GetWholeRange(), [&](const int* c) {
-    Point center;
-    table.GetCenter(c, center.data());
+    const trelVector center = table.GetCenter(c);
     const std::size_t cell = table.CellOf(c[0], c[1], c[2]);
     const auto list = plain.List(c);
     std::vector<std::uint32_t> expected;
     for (std::uint32_t t = 0; t < mesh.GetNumberOfTriangles(); ++t)
-      if (TriangleBoxOverlap(center.data(), half, table.GetTriangle(t).Corners))
-        expected.push_back(t);
+      if (TriangleBoxOverlap(center, half, table.GetTriangle(t).Corners)) expected.push_back(t);
     ASSERT_EQ(list, expected);
     int state = list.empty() ? trelVoxelTable::NoRegion : trelVoxelTable::Surface;
     for (int region = 0; list.empty() && region < 2; ++region) {
-      const int answer = plain.Classify(center, c, RayAxisXMin, region);
+      const int answer = plain.Classify({center.X, center.Y, center.Z}, c, RayAxisXMin, region);
       if (answer == PointInside) state = region;
       if (answer == PointOnBoundary && centerMakesSurface) state = trelVoxelTable::Surface;
     }
@@ -412,14 +410,14 @@ TEST(VoxelTable, ChoosesTheVoxelSize)
   for (const auto& c : cases) {
     SCOPED_TRACE(c.y);
     trelVoxelTable table;
-    const double bounds[6] = {0, c.x, 0, c.y, 0, c.z};
-    const bool built = table.Build({}, bounds, trelVoxelTable::CenterMakesSurface, 1);
+    const trelVector extent = {c.x, c.y, c.z};
+    const bool built = table.Build({}, {{}, extent}, CenterMakesSurface, 1);
     EXPECT_EQ(built, c.size >= 0);
     if (!built) continue;
     double voxels = 1, finer = 1;
     for (int a = 0; a < 3; ++a) {
       voxels *= table.GetSize(a);
-      finer *= std::ceil(bounds[2 * a + 1] / table.GetVoxelSize() * 1.05);
+      finer *= std::ceil(extent[a] / table.GetVoxelSize() * 1.05);
     }
     EXPECT_LE(voxels, 2e6);
     EXPECT_TRUE(c.size == 0 || std::fabs(table.GetVoxelSize() - c.size) < 1e-12);
@@ -442,7 +440,7 @@ TEST(MCTriangleMesh, AnswersAtTheSurface)
   const struct
   {
     double x, z, dz;
-    int side;
+    RaySide side;
     double limit, distance;
   } rays[] = {{0.3, 0.5, 1, RayLeaves, 9, 0.5}, {0.3, 0.5, 1, RayLeaves, 0.5, -1},
               {0.3, 0, 1, RayLeaves, 9, 1},     {0.3, 0, 1, RayEnters, 9, 1},
@@ -451,15 +449,13 @@ TEST(MCTriangleMesh, AnswersAtTheSurface)
               {0.3, -2, 1, RayEnters, 1e30, 2}, {0.3, -2, -1, RayEnters, 9, -1},
               {0.4, -2, 1, RayEnters, 1000, 2}, {nan_, 0, 1, RayLeaves, 9, -1}};
   for (const auto& c : rays) {
-    double distance = c.limit, n[3] = {7, 7, 7};
-    int face = 7;
-    const bool found =
-        box->IntersectRay(c.x, 0.4, c.z, 0, 0, c.dz, &distance, &face, &n[0], &n[1], &n[2], c.side);
+    trelHit hit = {c.limit, 7, {7, 7, 7}};
+    const bool found = box->FindHit({{c.x, 0.4, c.z}, {0, 0, c.dz}}, c.side, &hit);
     SCOPED_TRACE(&c - rays);
     EXPECT_EQ(found, c.distance >= 0);
-    EXPECT_EQ(distance, found ? c.distance : c.limit);
-    EXPECT_EQ(face >= 0, found);
-    EXPECT_EQ(std::fabs(n[2]), found ? 1 : 7);
+    EXPECT_EQ(hit.Distance, found ? c.distance : c.limit);
+    EXPECT_EQ(hit.Face >= 0, found);
+    EXPECT_EQ(std::fabs(hit.Normal.Z), found ? 1 : 7);
   }
 }
 
@@ -527,10 +523,12 @@ TEST(MCTriangleMesh, BoxesAreClosedWhereverTheyStand)
   }
 }
 
-/** 0 or 2 as the definition has it: the half-line over the point crosses an odd number of edges,
- * and what comes too close to an edge or a corner is moved, now in one direction, now in the other.
+/** Whether the point is in as the definition has it: the half-line over the point crosses an odd
+ * number of edges, and what comes too close to an edge or a corner is moved, now in one direction,
+ * now in the other.
  */
-static int PlainCrossing(double a, double b, const trelTracedTriangle& t, int u, int w, int toggle)
+static bool PlainCrossing(double a, double b, const trelTracedTriangle& t, int u, int w,
+                          bool toggle)
 {
   constexpr double tolerance = 1e-12;
   const auto sideOf = [](double x) {
@@ -540,7 +538,7 @@ static int PlainCrossing(double a, double b, const trelTracedTriangle& t, int u,
     int crossings = 0, beyond[4] = {};
     bool tooClose = false;
     for (int e = 0; e < 3; ++e) {
-      const double *p = t.Corners[e], *q = t.Corners[(e + 1) % 3];
+      const trelVector &p = t.Corners[e], &q = t.Corners[(e + 1) % 3];
       beyond[0] += a<p[u], beyond[1] += a> p[u], beyond[2] += b<p[w], beyond[3] += b> p[w];
       const double ua = p[u] - a, wa = p[w] - b, ub = q[u] - a, wb = q[w] - b;
       if (sideOf(ua) == 0 || sideOf(ub) == 0) tooClose = true;
@@ -551,24 +549,23 @@ static int PlainCrossing(double a, double b, const trelTracedTriangle& t, int u,
       if (!above && !below && sideOf(height) == 0) tooClose = true;
       crossings += above || (!below && sideOf(height) == 1);
     }
-    if (*std::max_element(beyond, beyond + 4) == 3) return 2;
-    if (!tooClose) return crossings % 2 ? 0 : 2;
-    (toggle == 1 ? b : a) += 2 * tolerance;
-    toggle = 1 - toggle;
+    if (*std::max_element(beyond, beyond + 4) == 3) return false;
+    if (!tooClose) return crossings % 2;
+    (toggle ? b : a) += 2 * tolerance;
+    toggle = !toggle;
   }
-  return 2;
+  return false;
 }
 
 TEST(MeshPredicates, CrossingsAgreeWithThePlainForm)
 {
   std::mt19937 random(3);
   const auto uniform = [&] { return std::uniform_real_distribution<>(-1, 1)(random); };
-  int counts[3] = {};
+  int inside = 0, outside = 0;
   for (int n = 0; n < 300000; ++n) {
     trelTracedTriangle triangle = {};
-    for (auto& corner : triangle.Corners)
-      for (double& coordinate : corner)
-        coordinate = n % 2 ? uniform() : std::round(2 * uniform()) / 2;
+    for (int k = 0; k < 9; ++k)
+      triangle.Corners[k / 3][k % 3] = n % 2 ? uniform() : std::round(2 * uniform()) / 2;
     // On a corner, an edge or its line, and the same by a little; or anywhere.
     const double along = n % 7 ? uniform() : 0, little = n % 5 ? 0 : (n % 11 - 5) * 0.5e-12;
     const auto &p = triangle.Corners[n % 3], &q = triangle.Corners[(n + 1) % 3];
@@ -576,22 +573,21 @@ TEST(MeshPredicates, CrossingsAgreeWithThePlainForm)
     const bool anywhere = n % 4 == 0;
     const double a = anywhere ? uniform() : p[u] + along * (q[u] - p[u]) + little;
     const double b = anywhere ? uniform() : p[w] + along * (q[w] - p[w]) - little;
-    const int expected = PlainCrossing(a, b, triangle, u, w, n % 2);
+    const bool expected = PlainCrossing(a, b, triangle, u, w, n % 2);
     ASSERT_EQ(ProjectedCrossingTest(a, b, triangle, axis, n % 2), expected) << n;
-    ++counts[expected];
+    ++(expected ? inside : outside);
   }
-  EXPECT_GT(counts[0], 30000);
-  EXPECT_GT(counts[2], 30000);
+  EXPECT_GT(inside, 30000);
+  EXPECT_GT(outside, 30000);
 }
 
 TEST(MeshPredicates, GiveUpTheNudgeAtLargeCoordinates)
 {
   trelTracedTriangle triangle = {{{1e9, 0, 0}, {1e9, 2, 0}, {1e9 + 2, 1, 0}}, {0, 0, 1}, {0, -1}};
-  EXPECT_EQ(ProjectedCrossingTest(1e9, 1, triangle, RayAxisZMax, 1), 2);
-  EXPECT_EQ(ProjectedCrossingTest(1e9 + 0.5, 1, triangle, RayAxisZMax, 1), 0);
-  EXPECT_EQ(AxisRayTriangleTest(0, 0, 0, triangle, 6), AxisRayUnknown);
-  const double p[3] = {0, 1, 0}, d[3] = {1, 0, 0};
-  const double inPlane = RayTriangleDistance(p, d, triangle);
+  EXPECT_FALSE(ProjectedCrossingTest(1e9, 1, triangle, RayAxisZMax, true));
+  EXPECT_TRUE(ProjectedCrossingTest(1e9 + 0.5, 1, triangle, RayAxisZMax, true));
+  EXPECT_EQ(AxisRayTriangleTest({}, triangle, 6), AxisRayUnknown);
+  const double inPlane = RayTriangleDistance({{0, 1, 0}, {1, 0, 0}}, triangle);
   EXPECT_TRUE(inPlane == -1 || std::isnan(inPlane));
 }
 
@@ -609,34 +605,31 @@ TEST(MCTetrahedron, KnowsItsRegions)
   Queries next(*mesh, 4);
   int counts[2][3] = {}, crossings[3][3] = {};
   for (int n = 0; n < 100000; ++n) {
-    const trelVoxelRay ray = next.Ray();
-    const double *o = ray.Origin, *d = ray.Direction;
+    const trelRay ray = next.Ray();
     const Point p = PointAt(ray, 0);
     SCOPED_TRACE(n);
     int lowest = -1;
     for (const int region : {1, 0}) {
       const double depth = region == 1 ? Beyond(p, 1) : std::max(Beyond(p, 3), -Beyond(p, 1));
       const int expected = depth < 0 ? PointInside : depth > 0 ? PointOutside : PointOnBoundary;
-      ASSERT_EQ(mesh->LocatePointInRegion(p[0], p[1], p[2], region), expected) << region;
+      ASSERT_EQ(mesh->LocatePointInRegion(ray.Origin, region), expected) << region;
       ++counts[region][expected];
       if (expected != PointOutside) lowest = region;
     }
-    ASSERT_EQ(mesh->FindRegion(p[0], p[1], p[2]), lowest);
+    ASSERT_EQ(mesh->FindRegion(ray.Origin), lowest);
     if (n % 5 || PassesBeside(ray)) continue;
 
     const BruteAnswer brute(*mesh, lowest, ray);
-    double distance = 1000, normal[3];
-    int triangle = 7, behind = 7;
-    const bool found =
-        mesh->IntersectRayInRegion(o[0], o[1], o[2], d[0], d[1], d[2], lowest, &distance, &triangle,
-                                   &normal[0], &normal[1], &normal[2], &behind);
+    trelHit hit = {1000, 7, {}};
+    int behind = 7;
+    const bool found = mesh->FindHitInRegion(ray, lowest, &hit, &behind);
     const bool meets = brute.StartsOn || brute.Crossings > 0;
     if (!found && lowest < 0 && IsOnBoxEdge(*mesh, PointAt(ray, brute.Nearest))) continue;
     ASSERT_EQ(found, meets);
-    ASSERT_EQ(triangle >= 0, found);
+    ASSERT_EQ(hit.Face >= 0, found);
     if (!found) continue;
-    ASSERT_NEAR(distance, brute.Crossings > 0 ? brute.Nearest : 0, 1e-11);
-    const bool inner = Beyond(PointAt(ray, distance), 1) < 1e-9;
+    ASSERT_NEAR(hit.Distance, brute.Crossings > 0 ? brute.Nearest : 0, 1e-11);
+    const bool inner = Beyond(PointAt(ray, hit.Distance), 1) < 1e-9;
     ASSERT_EQ(behind, inner ? 1 - lowest : lowest < 0 ? 0 : -1);
     ++crossings[lowest + 1][behind + 1];
   }
