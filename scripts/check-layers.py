@@ -2,8 +2,9 @@
 """Holds the sources to the architecture that src/subsystems.cmake declares.
 
 Refuses: a file of src/ that belongs to no subsystem or to two, a subsystem that uses a higher one
-or itself, an include of a subsystem that may not be used, a guard that is not the file's name, a
-class in a header of another name, and a table in src/README.md that does not tell the same.
+or itself, an include of a subsystem that may not be used, classes that include each other in a circle,
+a guard that is not the file's name, a class in a header of another name, and a table in
+src/README.md that does not tell the same.
 
 Usage: check-layers.py           prints what is wrong; exit status 1 if anything is
        check-layers.py --update  rewrites the table in src/README.md
@@ -81,18 +82,20 @@ def check_membership(subsystems):
         yield f"{file} of subsystem {owner[file]} does not exist"
 
 
+def quoted_includes(path):
+    """Line and name of each include in quotes; none of a file that does not exist."""
+    lines = path.read_text().splitlines() if path.exists() else []
+    for number, line in enumerate(lines, 1):
+        match = re.match(r'\s*#\s*include\s*"([^"]+)"', line)
+        if match:
+            yield number, match.group(1)
+
+
 def check_includes(subsystems):
     """Each quoted include lies in the own subsystem or in one that may be used."""
     owner = {file: subsystem for subsystem in subsystems for file in subsystem.files()}
     for file, subsystem in owner.items():
-        path = SOURCES / file
-        if not path.exists():
-            continue
-        for number, line in enumerate(path.read_text().splitlines(), 1):
-            match = re.match(r'\s*#\s*include\s*"([^"]+)"', line)
-            if not match:
-                continue
-            included = match.group(1)
+        for number, included in quoted_includes(SOURCES / file):
             if included not in owner:
                 yield f"src/{file}:{number}: {included} is in no subsystem"
                 continue
@@ -100,6 +103,29 @@ def check_includes(subsystems):
             if target != subsystem.name and target not in subsystem.may_use:
                 yield (f"src/{file}:{number}: {subsystem.name} may not use {target} "
                        f"({included})")
+
+
+def find_circles(uses, unit, path, done):
+    """The circles met from unit by a search in depth, each as the units on it."""
+    if unit in path:
+        yield path[path.index(unit):] + [unit]
+    elif unit not in done:
+        done.add(unit)
+        for other in uses.get(unit, ()):
+            yield from find_circles(uses, other, path + [unit], done)
+
+
+def check_circles(subsystems):
+    """No class includes another one that, by whatever way, includes it: header and source are one."""
+    uses = {}
+    for unit in (unit for subsystem in subsystems for unit in subsystem.units):
+        included = {name.removesuffix(".h") for suffix in (".h", ".cpp")
+                    for _, name in quoted_includes(SOURCES / (unit + suffix))}
+        uses[unit] = sorted(included - {unit})
+    done = set()
+    for unit in uses:
+        for circle in find_circles(uses, unit, [], done):
+            yield "circle of includes: " + " -> ".join(circle)
 
 
 def check_names(subsystems):
@@ -148,7 +174,8 @@ def main():
     if not subsystems:
         print("src/subsystems.cmake declares no subsystem")
         return 1
-    checks = (check_order, check_membership, check_includes, check_names, check_readme)
+    checks = (check_order, check_membership, check_includes, check_circles, check_names,
+              check_readme)
     problems = [problem for check in checks for problem in check(subsystems)]
     print("\n".join(problems) if problems else f"{len(subsystems)} subsystems: layers are kept")
     return 1 if problems else 0

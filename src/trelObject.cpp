@@ -5,7 +5,6 @@
 #include <sstream>
 
 #include "trelList.h"
-#include "trelProcessObject.h"
 
 #ifdef _WIN32
 #include <windows.h>
@@ -88,10 +87,8 @@ void trelObject::NotifyDependents()
 {
   if (!Dependents) return;
   // By index and not by the list's cursor, which the threads of a run would move under each other.
-  for (int i = 0; i < Dependents->GetNumberOfItems(); ++i) {
-    auto* stage = dynamic_cast<trelProcessObject*>(Dependents->GetItem<trelObject>(i));
-    if (stage) stage->Execute();
-  }
+  for (int i = 0; i < Dependents->GetNumberOfItems(); ++i)
+    Dependents->GetItem<trelObject>(i)->OnNotify();
 }
 
 void trelObject::ReleaseDependents()

@@ -56,6 +56,10 @@ public:
   void NotifyDependents();
   void ReleaseDependents();
 
+protected:
+  /** What the object does when one that it depends on notifies it. */
+  virtual void OnNotify() {}
+
 private:
   std::int32_t Debug = 0;
   std::int32_t ReferenceCount = 0;

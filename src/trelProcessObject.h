@@ -35,6 +35,7 @@ public:
   const std::string& GetProgressText() const { return ProgressText; }
 
 protected:
+  void OnNotify() override { Execute(); }
   /** Stores @p progress and tells the dependents. */
   void ReportProgress(std::int32_t progress);
 
