@@ -140,7 +140,7 @@ bool trelCylinder::IntersectRay(double x, double y, double z, double dx, double 
   const PointRelation relation = LocatePoint(x, y, z);
   const bool touches = relation == PointOnBoundary && raySide == RayEnters;
   // A ray along the axis has A = B = D = 0 and passes. A little below 0 the rounding of a grazing
-  // ray is forgiven where no root is needed. What is not a number shows in D, but for z.
+  // ray is forgiven where no root is needed. NaN shows in D, but for z.
   if (!(ray.Tube.D >= (touches ? -GeometryTolerance : 0.0)) || std::isnan(p[2] + dz)) return false;
 
   double t = 0.0;

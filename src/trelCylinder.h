@@ -26,7 +26,7 @@ enum CylinderFace : int
  * been written.
  *
  * A discriminant below 0 is a miss; one above -1e-12 is forgiven for a ray that starts on the
- * surface and enters, which needs no root. Input that is not a number is a miss.
+ * surface and enters, which needs no root. NaN is a miss.
  *
  * @sa trelRayQuadratic
  */

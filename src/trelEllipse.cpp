@@ -31,7 +31,7 @@ static bool FindDistance(const trelRayQuadratic<2>& equation, bool leaves, doubl
     const double lower = std::fabs(equation.LowerRoot());
     *distance = lower - upper < -GeometryTolerance ? lower : upper;
   }
-  // A discriminant a little below 0, or input that is not a number, is a miss.
+  // A discriminant a little below 0, or NaN, is a miss.
   return !std::isnan(*distance);
 }
 

@@ -47,7 +47,7 @@ bool trelEllipsoid::IntersectRay(double x, double y, double z, double dx, double
       if (t < 0.0) return false;
     }
   }
-  // A discriminant a little below 0 has passed and gives a t that is not a number.
+  // A discriminant a little below 0 has passed and gives a t that is NaN.
   if (std::isnan(t) || std::isnan(equation.D) || t > *distance) return false;
 
   const trelVector normal =

@@ -9,7 +9,7 @@
  *
  * A ray is intersected by a quadratic equation. An entering ray takes the root of smaller absolute
  * value, and misses if that lies behind its start. The surface is one piece: the face is never
- * written. A discriminant below 0 or input that is not a number is a miss; a ray that starts on the
+ * written. A discriminant below 0 or NaN is a miss; a ray that starts on the
  * surface and enters needs no discriminant.
  *
  * @sa trelRayQuadratic

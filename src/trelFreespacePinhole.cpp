@@ -246,17 +246,21 @@ double trelFreespacePinhole::TransferFactor(const trelVector& center, const trel
   return cosEmission * cosArrival * area / (distance * distance);
 }
 
+/** True if the coordinate along axis @p k lies within the box. */
+static bool IsWithin(const trelBox& box, const trelVector& point, int k)
+{
+  return !(point[k] < box.Low[k] || point[k] > box.High[k]);
+}
+
 bool trelFreespacePinhole::RayHitsBox(const trelRay& ray, const trelBox& box, trelVector* hitPoint)
 {
   trelVector plane;
   trelVector t = {-1.0, -1.0, -1.0};
   bool isInside = true;
   for (int k = 0; k < 3; ++k) {
-    const bool isLow = ray.Origin[k] < box.Low[k];
-    const bool isHigh = ray.Origin[k] > box.High[k];
-    if (!isLow && !isHigh) continue;
+    if (IsWithin(box, ray.Origin, k)) continue;
     isInside = false;
-    plane[k] = isLow ? box.Low[k] : box.High[k];
+    plane[k] = ray.Origin[k] < box.Low[k] ? box.Low[k] : box.High[k];
     if (ray.Direction[k] != 0.0) t[k] = (plane[k] - ray.Origin[k]) / ray.Direction[k];
   }
   if (isInside) return true;
@@ -265,7 +269,5 @@ bool trelFreespacePinhole::RayHitsBox(const trelRay& ray, const trelBox& box, tr
   if (t[entry] < 0.0) return false;
   *hitPoint = ray.At(t[entry]);
   (*hitPoint)[entry] = plane[entry];
-  for (int k = 0; k < 3; ++k)
-    if (k != entry && ((*hitPoint)[k] < box.Low[k] || (*hitPoint)[k] > box.High[k])) return false;
-  return true;
+  return IsWithin(box, *hitPoint, (entry + 1) % 3) && IsWithin(box, *hitPoint, (entry + 2) % 3);
 }

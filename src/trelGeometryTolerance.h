@@ -26,8 +26,8 @@ constexpr double UnitCosineLimit = 0.999999999999;
 /** Pi in radians, the double nearest to it. */
 constexpr double Pi = 3.141592653589793;
 
-/** True if @p a and @p b differ by less than @p tolerance. All three are strict, and false for a
- *  not-a-number; at a difference of exactly the tolerance none of them holds. */
+/** True if @p a and @p b differ by less than @p tolerance. All three are strict, and false for
+ *  NaN; at a difference of exactly the tolerance none of them holds. */
 inline bool ToleranceEqual(double a, double b, double tolerance = GeometryTolerance)
 {
   return std::fabs(a - b) < tolerance;

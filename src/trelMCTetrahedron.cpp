@@ -177,8 +177,9 @@ bool trelMCTetrahedron::IsOutsideRegion(const trelVector& point, int region) con
   return false;
 }
 
-PointRelation trelMCTetrahedron::LocatePointInRegion(const trelVector& point, int region) const
+PointRelation trelMCTetrahedron::LocatePointInRegion(double x, double y, double z, int region) const
 {
+  const trelVector point = {x, y, z};
   const trelVoxelTable& table = GetVoxelTable();
   std::size_t cell = 0;
   const bool isInGrid = table.FindCell(point, &cell);

@@ -45,10 +45,10 @@ public:
 
   /** Where the point lies in relation to the region; outside for a region that there is not, and
    *  undetermined without a table. */
-  PointRelation LocatePointInRegion(const trelVector& point, int region) const;
-  PointRelation LocatePointInRegion(double x, double y, double z, int region) const
+  PointRelation LocatePointInRegion(double x, double y, double z, int region) const;
+  PointRelation LocatePointInRegion(const trelVector& point, int region) const
   {
-    return LocatePointInRegion({x, y, z}, region);
+    return LocatePointInRegion(point.X, point.Y, point.Z, region);
   }
 
   /** The lowest region that holds the point or has it on its boundary, -1 if none does. 3 if there

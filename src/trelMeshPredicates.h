@@ -41,7 +41,7 @@ inline bool IsBeyondCorners(double p, const trelTracedTriangle& triangle, int ax
 
 /**
  * True if the point lies in the triangle as seen along the largest component of its normal, edges
- * and corners included, and within its bounding box. The distance from the plane has no say: a
+ * and corners included, and within its bounding box. The distance from the plane does not matter: a
  * point beside a tilted triangle, but within its box, is in.
  */
 bool PointInTriangle(const trelVector& point, const trelTracedTriangle& triangle);

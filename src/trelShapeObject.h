@@ -44,7 +44,7 @@ enum RayCase
  * coordinates are world coordinates, all lengths in the model's unit of length (mm).
  *
  * Inside means inside by more than GeometryTolerance, on the boundary means within it; a point that
- * is not a number is outside. Shapes do not change once the model has been read: all threads ask
+ * is NaN is outside. Shapes do not change once the model has been read: all threads ask
  * the same object at once, and both questions read the members only and allocate nothing.
  *
  * Half-lengths are positive, which is not checked here: with a half-length

@@ -68,7 +68,7 @@ private:
     if (t < 0.0) return false;
     for (int i = 0; i < N; ++i) {
       Hit[i] = i == which ? plane : d[i] * t + p[i];
-      // In this form a coordinate that is not a number is a miss, too.
+      // In this form a coordinate that is NaN is a miss, too.
       if (!(Hit[i] >= -h[i] && Hit[i] <= h[i])) return false;
     }
     Distance = t;

@@ -88,7 +88,7 @@ protected:
 
   /**
    * Copies vertices and faces of @p mesh and computes normals and areas. False, with a report, if
-   * memory runs out; false if a face names a vertex that is not there or not a finite point.
+   * memory runs out; false if a face names a vertex that does not exist or is not finite.
    */
   bool CopySurface(const trelMesh& mesh);
   /** Extends @p box over the corners of triangle @p t. */

@@ -74,18 +74,6 @@ trelVoxelRange trelVoxelGrid::FindVoxelsWithin(const trelBox& box) const
   return range;
 }
 
-trelVoxelRange trelVoxelGrid::FindVoxelsBetween(const trelVector& from, const trelVector& to,
-                                                const trelVoxelRange& range) const
-{
-  trelVoxelRange cells;
-  for (int a = 0; a < 3; ++a) {
-    const int start = IndexOf(a, from[a]), end = IndexOf(a, to[a]);
-    cells.First[a] = std::clamp(std::min(start, end), range.First[a], range.Last[a]);
-    cells.Last[a] = std::clamp(std::max(start, end), range.First[a], range.Last[a]);
-  }
-  return cells;
-}
-
 bool trelVoxelGrid::IsNearOrigin() const
 {
   constexpr double limit = 1e8;  // voxels

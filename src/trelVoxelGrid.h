@@ -1,6 +1,7 @@
 #ifndef trelVoxelGrid_h
 #define trelVoxelGrid_h
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 
@@ -101,7 +102,16 @@ public:
   trelVoxelRange FindVoxelsWithin(const trelBox& box) const;
   /** The voxels from that of one point to that of another, clamped into @p range. */
   trelVoxelRange FindVoxelsBetween(const trelVector& from, const trelVector& to,
-                                   const trelVoxelRange& range) const;
+                                   const trelVoxelRange& range) const
+  {
+    trelVoxelRange cells;
+    for (int a = 0; a < 3; ++a) {
+      const int start = IndexOf(a, from[a]), end = IndexOf(a, to[a]);
+      cells.First[a] = std::clamp(std::min(start, end), range.First[a], range.Last[a]);
+      cells.Last[a] = std::clamp(std::max(start, end), range.First[a], range.Last[a]);
+    }
+    return cells;
+  }
 
   /** Whether indices are rounded by less than a millionth. */
   bool IsNearOrigin() const;

@@ -60,23 +60,40 @@ void trelVoxelTable::Settle(const std::vector<trelBox>& boxes)
   });
 }
 
+/** Where an axis-parallel ray starts, in single precision. Rounding keeps the order: a float beyond
+ *  a bound was a double beyond it. */
+template <int axis>
+struct trelAxisRayStart
+{
+  static constexpr int along = AxisAlong(axis), u = FirstAcross(axis), w = SecondAcross(axis);
+  float U, W, Along;
+
+  explicit trelAxisRayStart(const trelVector& point)
+      : U(static_cast<float>(point[u])),
+        W(static_cast<float>(point[w])),
+        Along(static_cast<float>(point[along]))
+  {
+  }
+
+  /** True if the ray passes by what is in the bounds, or has it behind. */
+  bool Misses(const trelTriangleBounds& bounds) const
+  {
+    if (U < bounds.Low[u] || U > bounds.High[u]) return true;
+    if (W < bounds.Low[w] || W > bounds.High[w]) return true;
+    return IsTowardsMin(axis) ? Along < bounds.Low[along] : Along > bounds.High[along];
+  }
+};
+
 template <int axis>
 PointRelation trelVoxelTable::CountCrossings(const VoxelCell& voxel, const trelVector& point,
                                              std::int32_t region) const
 {
-  constexpr int along = AxisAlong(axis), u = FirstAcross(axis), w = SecondAcross(axis);
-  // Rounding keeps the order: a float beyond a bound was a double beyond it.
-  const auto atU = static_cast<float>(point[u]), atW = static_cast<float>(point[w]);
-  const auto start = static_cast<float>(point[along]);
+  const trelAxisRayStart<axis> start(point);
   bool odd = false;
   for (std::uint32_t entry = voxel.RowFirst; entry < voxel.RowLast; ++entry) {
     const std::uint32_t t = Lists.RowEntries[entry];
     const trelTriangleBounds& bounds = Lists.TriangleBounds[t];
-    if (!bounds.Bounds(region)) continue;
-    // A triangle that the ray passes by, or has behind it, is neither crossed nor started on.
-    if (atU < bounds.Low[u] || atU > bounds.High[u]) continue;
-    if (atW < bounds.Low[w] || atW > bounds.High[w]) continue;
-    if (IsTowardsMin(axis) ? start < bounds.Low[along] : start > bounds.High[along]) continue;
+    if (!bounds.Bounds(region) || start.Misses(bounds)) continue;
     const AxisRayAnswer answer = TestAxisRay<axis>(point, Lists.Triangles[t]);
     if (answer == AxisRayStartsOn) return PointOnBoundary;
     if (answer == AxisRayCrosses) odd = !odd;
