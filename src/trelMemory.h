@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <new>
+#include <type_traits>
 
 /**
  * @file trelMemory.h
@@ -11,14 +12,16 @@
  */
 
 /**
- * Does @p action, which may allocate by the standard library, and tells whether the memory was
- * enough. If not, the action broke off where the allocation failed: what it made by then belongs to
- * its owners. The only place where an exception ends; no operation throws one itself.
+ * Does @p action, which may allocate by the standard library. False if the memory was not enough:
+ * the action broke off where the allocation failed, and what it made by then belongs to its owners.
+ * Of an action that answers by a bool, the answer. The only place where an exception ends; no
+ * operation throws one itself.
  */
 template <class Action>
 bool FitsInMemory(const Action& action)
 {
   try {
+    if constexpr (std::is_same_v<decltype(action()), bool>) return action();
     action();
   } catch (const std::bad_alloc&) {
     return false;
