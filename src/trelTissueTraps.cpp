@@ -239,25 +239,40 @@ static bool AreNested(const trelTissueTrapsBody& a, const trelTissueTrapsBody& b
   return ShapesOverlap(a, b);
 }
 
+/** The pairs found so far, and what it took. */
+struct trelNestedPairSearch
+{
+  std::vector<trelTissuePair> Found;
+  int BoxTests = 0;
+  int ShapeTests = 0;
+
+  bool IsOver() const
+  {
+    return Found.size() == mostNamed || BoxTests == mostBoxTests || ShapeTests == mostShapeTests;
+  }
+
+  void Compare(const trelTissueTrapsBody& a, const trelTissueTrapsBody& b)
+  {
+    ++BoxTests;
+    if (!BoxesOverlap(a, b)) return;
+    ++ShapeTests;
+    if (AreNested(a, b)) Found.push_back(std::minmax(a.Number, b.Number));
+  }
+};
+
 /** Goes along x, so that tissues far apart there are never compared. */
 static std::vector<trelTissuePair> FindNestedPairs(std::vector<trelTissueTrapsBody> inner)
 {
   std::sort(inner.begin(), inner.end(),
             [](const auto& a, const auto& b) { return a.Min(0) < b.Min(0); });
-  std::vector<trelTissuePair> found;
-  int boxTests = 0;
-  int shapeTests = 0;
+  trelNestedPairSearch search;
   for (std::size_t i = 0; i < inner.size(); ++i) {
     for (std::size_t j = i + 1; j < inner.size() && inner[j].Min(0) < inner[i].Max(0); ++j) {
-      if (found.size() == mostNamed || ++boxTests > mostBoxTests) return found;
-      if (!BoxesOverlap(inner[i], inner[j])) continue;
-      if (++shapeTests > mostShapeTests) return found;
-      if (AreNested(inner[i], inner[j])) {
-        found.push_back(std::minmax(inner[i].Number, inner[j].Number));
-      }
+      if (search.IsOver()) return search.Found;
+      search.Compare(inner[i], inner[j]);
     }
   }
-  return found;
+  return search.Found;
 }
 
 std::string FindNestedTissues(const trelSimulationParameter& parameter)
