@@ -24,8 +24,8 @@ public:
   void SetParameter(trelSimulationParameter* parameter);
   void SetResult(trelSimulationResult* result);
 
-  /** Asks a running stage to end; it then fails. Nothing in the program does, default false. */
-  trelSetGetMacro(bool, StopRequested)
+  /** Asks a running stage to end; it then fails. For a front end, default false. */
+  void SetStopRequested(bool stop) { StopRequested = stop; }
 
 protected:
   trelSimulationParameter* Parameter = nullptr;

@@ -31,7 +31,6 @@ public:
   /** How far the stage has come, 0 to ProgressMaximum (1000). A display value: threads write it
    * without a lock. */
   std::int32_t GetProgress() const { return Progress; }
-  std::int32_t GetProgressMaximum() const { return ProgressMaximum; }
   const std::string& GetProgressText() const { return ProgressText; }
 
 protected:

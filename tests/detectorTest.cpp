@@ -175,6 +175,8 @@ TEST_F(Imaging, OfAGlowingFaceFollowsFromTheDistances)
   EXPECT_NEAR(Record(0, 1).GetTotalDetection(), 2 * sum, 2e-14);
   EXPECT_DOUBLE_EQ(Record(0).GetDetectionMaximum(), 3.0 / 8100);
   EXPECT_FLOAT_EQ(Result->GetDetectorArrayResult(0)->GetPlaneMaximum(), 3.0f / 8100);
+  Pinhole.SetStopRequested(true);
+  EXPECT_FALSE(Pinhole.Update());
 }
 
 TEST_F(Imaging, OfAnEllipsoidReadsItsRowsFromHighToLow)
