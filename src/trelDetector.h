@@ -19,8 +19,10 @@ public:
   trelDetector();
   ~trelDetector() override;
 
+  /** Which of the derived classes it is. */
   virtual DetectorType GetDetectorType() const = 0;
 
+  /** How a viewer draws it; never null. */
   trelObjectDisplay* GetDisplay() const { return Display; }
 
 private:

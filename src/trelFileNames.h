@@ -8,6 +8,7 @@
 class trelFileNames
 {
 public:
+  /** Adds @p name at the end; null is an empty name. */
   void AddFileName(const char* name) { FileNames.emplace_back(name ? name : ""); }
   /** Makes @p name the only one. */
   void SetFileName(const char* name) { FileNames.assign(1, name ? name : ""); }

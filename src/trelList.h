@@ -50,6 +50,7 @@ public:
   /** Frees all nodes; does not touch the items. */
   void Clear();
 
+  /** Kept up to date, so that asking takes no walk. */
   std::int32_t GetNumberOfItems() const { return Count; }
 
 private:

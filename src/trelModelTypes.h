@@ -22,6 +22,7 @@ enum SimulationType : std::int32_t
   DOT = 2  /**< diffuse optical tomography */
 };
 
+/** Whether packets travel in a plane or in space. */
 enum SimulationDimension : std::int32_t
 {
   Dimension2D = 0,
@@ -61,6 +62,7 @@ enum VerticalPlane : std::int32_t
   PlaneYZ = 2
 };
 
+/** A camera outside of the medium or a fibre in it. */
 enum DetectorType : std::int32_t
 {
   DetectorPlane = 0,

@@ -43,8 +43,8 @@ public:
   /** Writes the object's state, a line a field. */
   virtual void PrintSelf(std::ostream& stream) const;
 
+  /** Takes hold of the object; UnRegister() lets go and destroys it if the count falls below 1. */
   void Register() { ++ReferenceCount; }
-  /** Destroys the object if the count falls below 1. */
   void UnRegister();
   /** Destroys the object if nobody holds it; else does nothing. */
   void Delete();

@@ -25,6 +25,7 @@ class trelObjectDisplay final : public trelSimulationObject
   trelTypeMacro(trelObjectDisplay, trelSimulationObject)
 
 public:
+  /** For a viewer's ways to draw an object; their meaning is the viewer's. */
   static constexpr int NumberOfGroups = 4;
 
   trelObjectDisplay();

@@ -59,6 +59,8 @@ public:                                                                         
     return name;                    \
   }
 
+/** The form of a report, for ErrorMacro and WarningMacro: what it is, the source, the object and
+ * @p message, which may be a chain of `<<`. */
 #define trelReportMacro(prefix, className, message)                                            \
   do {                                                                                         \
     std::ostringstream trelReport;                                                             \

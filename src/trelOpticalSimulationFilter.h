@@ -22,6 +22,7 @@ class trelOpticalSimulationFilter final : public trelFilter
 public:
   ~trelOpticalSimulationFilter() override;
 
+  /** The model to simulate, held by reference; null until set. */
   void SetInput(trelSimulationParameter* input);
   /** The result of the last run, or an empty one. A caller who keeps it registers it. */
   trelSimulationResult* GetOutput();

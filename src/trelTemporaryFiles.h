@@ -12,6 +12,7 @@
  * The library installs no handler: that is up to the program.
  */
 
+/** A file that is written under a name of its own until it is complete. */
 struct trelTemporaryFile
 {
   std::filesystem::path Path;

@@ -48,6 +48,7 @@ public:
   /** The first entry with this wavelength, or the last entry when none has it. */
   trelOpticalParameter* GetOpticalParameterByWavelength(std::uint32_t wavelength) const;
 
+  /** How a viewer draws it; never null. */
   trelObjectDisplay* GetDisplay() const { return Display; }
 
 private:

@@ -23,11 +23,10 @@ public:
   /** A list of tissues, for a loop. */
   struct List
   {
-    const std::int32_t* begin() const { return Begin; }
-    const std::int32_t* end() const { return End; }
-
     const std::int32_t* Begin;
     const std::int32_t* End;
+    const std::int32_t* begin() const { return Begin; }
+    const std::int32_t* end() const { return End; }
   };
 
   /** Lists the tissues anew. @p ranges are the cells that each reaches, in a grid of @p size cells

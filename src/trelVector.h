@@ -24,11 +24,13 @@ struct trelVector
   double& operator[](int axis) { return axis == 0 ? X : axis == 1 ? Y : Z; }
 };
 
+/** Component by component, as are the operators that follow. */
 inline trelVector operator+(const trelVector& a, const trelVector& b)
 {
   return {a.X + b.X, a.Y + b.Y, a.Z + b.Z};
 }
 
+/** The displacement from @p b to @p a. */
 inline trelVector operator-(const trelVector& a, const trelVector& b)
 {
   return {a.X - b.X, a.Y - b.Y, a.Z - b.Z};
@@ -39,31 +41,37 @@ inline trelVector& operator+=(trelVector& a, const trelVector& b)
   return a = a + b;
 }
 
+/** The opposite vector. */
 inline trelVector operator-(const trelVector& a)
 {
   return {-a.X, -a.Y, -a.Z};
 }
 
+/** Times a number, which comes first. */
 inline trelVector operator*(double factor, const trelVector& a)
 {
   return {factor * a.X, factor * a.Y, factor * a.Z};
 }
 
+/** Three divisions: not the same as the product with the reciprocal. */
 inline trelVector operator/(const trelVector& a, double divisor)
 {
   return {a.X / divisor, a.Y / divisor, a.Z / divisor};
 }
 
+/** The scalar product a b. */
 inline double Dot(const trelVector& a, const trelVector& b)
 {
   return a.X * b.X + a.Y * b.Y + a.Z * b.Z;
 }
 
+/** The vector product a x b. */
 inline trelVector Cross(const trelVector& a, const trelVector& b)
 {
   return {a.Y * b.Z - a.Z * b.Y, a.Z * b.X - a.X * b.Z, a.X * b.Y - a.Y * b.X};
 }
 
+/** sqrt(a a): overflows from 1e154 on, unlike hypot. */
 inline double Length(const trelVector& a)
 {
   return std::sqrt(Dot(a, a));
@@ -83,6 +91,7 @@ struct trelRay
   trelVector Origin;
   trelVector Direction;
 
+  /** The point at @p distance from the origin; behind it if negative. */
   trelVector At(double distance) const { return Origin + distance * Direction; }
 };
 
