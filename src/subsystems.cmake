@@ -63,7 +63,7 @@ trel_subsystem(geometry
 # The physical model and all settings of a run: tissues, sources, detectors, spectra, packets.
 trel_subsystem(model
   MAY_USE framework geometry
-  HEADERS trelModelTypes trelLaunchContext
+  HEADERS trelModelTypes trelLaunchContext trelPhysicsConstants
   CLASSES trelOpticalParameter trelSpectrum trelTissue trelTissueClaims trelTissueReach trelMedium trelLightSource trelDetector
           trelPlaneDetector trelFiberDetector trelObjectDisplay trelPhoton trelParameterValidation
           trelScoringRegion trelSimulationParameter trelTissueTraps trelModelTraps)

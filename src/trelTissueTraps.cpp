@@ -9,6 +9,7 @@
 #include "trelMCTetrahedron.h"
 #include "trelMedium.h"
 #include "trelOpticalParameter.h"
+#include "trelPhysicsConstants.h"
 #include "trelShapeObject.h"
 #include "trelSimulationParameter.h"
 #include "trelTissue.h"
@@ -23,10 +24,6 @@ static constexpr int mostShapeTests = 10000;
 
 /** Points along each axis at which two shapes are asked for what they have in common. */
 static constexpr int probes = 6;
-
-/** Tissue of at most this interaction coefficient, 1/mm, is crossed in fixed steps, mm. */
-static constexpr double clearInteraction = 0.1;
-static constexpr double clearStep = 0.5;
 
 /** A tissue of fewer free paths is thin: one step in twenty is longer than three. */
 static constexpr double fewFreePaths = 3.0;
@@ -296,7 +293,7 @@ std::string FindNearlyClearTissues(const trelSimulationParameter& parameter)
     ++number;
     for (const trelOpticalParameter* optics : GetOptics(*tissue)) {
       const double interaction = optics->GetAbsorption() + optics->GetScattering();
-      if (!(interaction > 0.0 && interaction <= clearInteraction)) continue;
+      if (!(interaction > 0.0 && interaction <= ClearInteraction)) continue;
       found.push_back(number);
       break;
     }
@@ -313,7 +310,7 @@ static double GetFreePath(const trelTissue& tissue)
   double longest = 0.0;
   for (const trelOpticalParameter* optics : GetOptics(tissue)) {
     const double interaction = optics->GetAbsorption() + optics->GetScattering();
-    longest = std::max(longest, interaction > clearInteraction ? 1.0 / interaction : clearStep);
+    longest = std::max(longest, interaction > ClearInteraction ? 1.0 / interaction : ClearStep);
   }
   return longest;
 }
