@@ -19,7 +19,7 @@
 #include "trelDiffuseVRMC.h"
 #include "trelLightSource.h"
 #include "trelMediumResult.h"
-#include "trelPhoton.h"
+#include "trelPacketSteps.h"
 #include "trelSimulationParameter.h"
 #include "trelSimulationParameterReader.h"
 #include "trelSimulationResult.h"
@@ -39,24 +39,28 @@ public:
     return LaunchFromAnySource(filter, photon, spectrum, light);
   }
 
-  void StepAnalytic(ThreadState* state) override
-  {
-    const double weight = state->Photon->Weight;
-    trelVarianceReductionMonteCarlo::StepAnalytic(state);
-    if (state->Photon->Weight != weight) ++Scatterings;
-  }
-
-  void StepTetrahedral(ThreadState* state) override
-  {
-    const double weight = state->Photon->Weight;
-    trelVarianceReductionMonteCarlo::StepTetrahedral(state);
-    if (state->Photon->Weight != weight) ++Scatterings;
-  }
-
   long long Scatterings = 0;
 
 protected:
-  bool HasOwnSteps() const override { return true; }
+  void TraceAnalytic(trelPacket& packet, ThreadState& state) override
+  {
+    Count<trelShapeGeometry, ClassicRules>(packet, state);
+  }
+  void TraceTetrahedral(trelPacket& packet, ThreadState& state) override
+  {
+    Count<trelTetrahedralGeometry, ClassicTetrahedralRules>(packet, state);
+  }
+
+private:
+  template <class Geometry, class Rules>
+  void Count(trelPacket& packet, ThreadState& state)
+  {
+    double weight = packet.Weight;
+    TakeSteps<Geometry, Rules>(packet, state, Model, state, [&] {
+      if (packet.Weight != weight) ++Scatterings;
+      weight = packet.Weight;
+    });
+  }
 };
 
 static trelSimulationParameter* ReadModel(const char* file, unsigned packets, int threads)

@@ -94,8 +94,9 @@ trel_subsystem(free_space
 # The packets: random streams, launch, steps, boundaries, the parallel run and the imaging modes.
 trel_subsystem(transport
   MAY_USE framework geometry model results
-  HEADERS trelPhaseFunction trelFresnel
-  CLASSES trelRandomStream trelThreadState trelScoreTable trelMediumFilter trelMonteCarlo
+  HEADERS trelPacket trelPhaseFunction trelFresnel trelTransportRules trelPacketSteps
+  CLASSES trelRandomStream trelRandomNumbers trelTransportModel trelScoreTable trelPacketScores
+          trelPacketEvents trelPacketGeometry trelThreadState trelMediumFilter trelMonteCarlo
           trelVarianceReductionMonteCarlo trelDiffuseVRMC trelBioluminescenceVRMC
           trelFluorescenceVRMC)
 

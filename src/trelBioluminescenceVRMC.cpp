@@ -12,6 +12,6 @@ bool trelBioluminescenceVRMC::LaunchPhoton(trelVarianceReductionMonteCarlo* filt
 {
   if (!light->LaunchPhoton(filter, photon, spectrum)) return false;
   photon->TissueIndex =
-      CachedMedium->GetTissueIndex(photon->PositionX, photon->PositionY, photon->PositionZ);
+      Model.CachedMedium->GetTissueIndex(photon->PositionX, photon->PositionY, photon->PositionZ);
   return photon->TissueIndex != -1;
 }

@@ -4,7 +4,7 @@
 
 #include "trelLightSource.h"
 #include "trelList.h"
-#include "trelPhoton.h"
+#include "trelPacketSteps.h"
 #include "trelSimulationParameter.h"
 #include "trelSpectrum.h"
 #include "trelThreadState.h"
@@ -40,33 +40,56 @@ bool trelFluorescenceVRMC::LaunchPhoton(trelVarianceReductionMonteCarlo* filter,
   return LaunchFromAnySource(filter, photon, spectrum, light);
 }
 
+template <class Geometry>
+inline void trelFluorescenceVRMC::TraceLight(trelPacket& packet, ThreadState& state)
+{
+  const auto convert = [&] {
+    if (!packet.Dead) ConvertToEmission(packet, state);
+  };
+  if (state.CurrentLuminousType == LuminousExcitation) {
+    TakeSteps<Geometry, ClassicFluorescenceRules>(packet, state, Model, state, convert);
+  } else {
+    TakeSteps<Geometry, ClassicFluorescenceRules>(packet, state, Model, state);
+  }
+}
+
+template <class Geometry>
+inline void trelFluorescenceVRMC::StepLight(ThreadState& state)
+{
+  trelPacket packet = state.LoadPacket();
+  TakeStep<Geometry, ClassicFluorescenceRules>(packet, state, Model, state);
+  if (!packet.Dead && state.CurrentLuminousType == LuminousExcitation) {
+    ConvertToEmission(packet, state);
+  }
+  state.StorePacket(packet);
+}
+
+void trelFluorescenceVRMC::TraceAnalytic(trelPacket& packet, ThreadState& state)
+{
+  TraceLight<trelShapeGeometry>(packet, state);
+}
+
+void trelFluorescenceVRMC::TraceTetrahedral(trelPacket& packet, ThreadState& state)
+{
+  TraceLight<trelTetrahedralGeometry>(packet, state);
+}
+
 void trelFluorescenceVRMC::StepAnalytic(ThreadState* state)
 {
-  TakeAnalyticStep(*state, true);
-  ConvertIfExcited(*state);
+  StepLight<trelShapeGeometry>(*state);
 }
 
 void trelFluorescenceVRMC::StepTetrahedral(ThreadState* state)
 {
-  TakeTetrahedralStep(*state, false);
-  ConvertIfExcited(*state);
+  StepLight<trelTetrahedralGeometry>(*state);
 }
 
-void trelFluorescenceVRMC::ConvertIfExcited(ThreadState& state)
+void trelFluorescenceVRMC::ConvertToEmission(trelPacket& packet, ThreadState& state)
 {
-  if (!state.Photon->Dead && state.CurrentLuminousType == LuminousExcitation) {
-    ConvertToEmission(state);
-  }
-}
-
-void trelFluorescenceVRMC::ConvertToEmission(ThreadState& state)
-{
-  const trelPhoton& photon = *state.Photon;
   for (const trelFluorophore& fluorophore : Fluorophores) {
-    if (fluorophore.ExcitationWavelength != photon.Wavelength) continue;
-    const PointRelation relation =
-        fluorophore.Shape->LocatePoint(photon.PositionX, photon.PositionY, photon.PositionZ);
-    if (relation != PointOutside) Convert(state, fluorophore);
+    if (fluorophore.ExcitationWavelength != packet.Wavelength) continue;
+    if (fluorophore.Shape->LocatePoint(packet.Position) == PointOutside) continue;
+    Convert(packet, state, fluorophore);
   }
 }
 
@@ -81,57 +104,40 @@ void trelFluorescenceVRMC::ConvertToEmission(ThreadState& state)
  *
  * Without scattering Wb divides by 0, and what follows is what floating point makes of it.
  */
-void trelFluorescenceVRMC::Convert(ThreadState& state, const trelFluorophore& fluorophore)
+void trelFluorescenceVRMC::Convert(trelPacket& packet, ThreadState& state,
+                                   const trelFluorophore& fluorophore)
 {
-  trelPhoton& photon = *state.Photon;
-  const trelCoefficients& here = CoefficientsOf(photon.TissueIndex, photon);
-  const double sourceWeight = state.SourceWeight;
+  const trelCoefficients& here = Model.GetCoefficients(packet);
+  const double sourceWeight = packet.SourceWeight;
   const double mus = here.Scattering;
   const double muf = fluorophore.Absorption;
   const double m = here.Interaction;
   const double mf = muf + here.Absorption + mus;
-  const double before = m * photon.Weight / mus;
-  photon.Weight = before * mus / mf;
+  const double before = m * packet.Weight / mus;
+  packet.Weight = before * mus / mf;
   const double absorbed = sourceWeight * before * (muf * mus) / (mf * m);
   // Scored whether or not absorption is saved; without a grid it has no cell.
-  if (const trelScoreTarget* target = AbsorptionTarget(state)) {
-    ScoreInDomains(state, *target, absorbed);
-  }
-  trelPhoton excitation;
-  excitation.CopyPacket(photon);
-  state.SourceWeight = fluorophore.QuantumYield * sourceWeight * before * muf / mf;
-  MakeEmissionPacket(state, fluorophore);
-  if (state.Scores) SimulateEmission(state);
-  state.SourceWeight = sourceWeight;
-  state.CurrentLuminousType = LuminousExcitation;
-  photon.CopyPacket(excitation);
-  SelectRecord(state, static_cast<std::uint32_t>(photon.WavelengthIndex));
+  ScoreInDomains(packet, state, Model, state.Grids->Absorption, absorbed);
+  trelPacket emission = packet;
+  emission.SourceWeight = fluorophore.QuantumYield * sourceWeight * before * muf / mf;
+  SimulateEmission(emission, state, fluorophore);
+  // What outlives a packet is the emission's.
+  packet.Boundary = emission.Boundary;
+  SelectRecord(state, static_cast<std::uint32_t>(packet.WavelengthIndex));
 }
 
-/** The packet goes on where it is, in its direction, as emission that has waited for the lifetime.
- */
-void trelFluorescenceVRMC::MakeEmissionPacket(ThreadState& state,
-                                              const trelFluorophore& fluorophore)
+void trelFluorescenceVRMC::SimulateEmission(trelPacket& packet, ThreadState& state,
+                                            const trelFluorophore& fluorophore)
 {
-  trelPhoton& photon = *state.Photon;
-  photon.Weight = 1.0;
-  photon.Wavelength = fluorophore.Wavelength;
-  photon.WavelengthIndex = static_cast<std::int32_t>(fluorophore.WavelengthIndex);
-  photon.StepSize = photon.StepLeft = photon.PathLength = 0.0;
-  photon.StepCount = 0;
-  photon.FlyTime += -fluorophore.LifeTime * std::log(state.NextPositiveRandom());
+  packet.Weight = 1.0;
+  packet.Wavelength = fluorophore.Wavelength;
+  packet.WavelengthIndex = static_cast<std::int32_t>(fluorophore.WavelengthIndex);
+  packet.StepSize = packet.StepLeft = packet.PathLength = 0.0;
+  packet.StepCount = 0;
+  // It goes on where it is, in its direction, once it has waited for the lifetime.
+  packet.FlyTime += -fluorophore.LifeTime * std::log(state.NextPositiveRandom());
   state.CurrentLuminousType = LuminousEmission;
   SelectRecord(state, fluorophore.WavelengthIndex);
-}
-
-void trelFluorescenceVRMC::SimulateEmission(ThreadState& state)
-{
-  state.ReflectPending = false;
-  state.TransmitPending = false;
-  state.PartialAbsorption = true;
-  if (ShapeIsTetrahedron) {
-    TraceTetrahedral(state);
-  } else {
-    TraceAnalytic(state);
-  }
+  if (state.Grids) Trace(packet, state);
+  state.CurrentLuminousType = LuminousExcitation;
 }

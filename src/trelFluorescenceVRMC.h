@@ -1,6 +1,9 @@
 #ifndef trelFluorescenceVRMC_h
 #define trelFluorescenceVRMC_h
 
+#include <vector>
+
+#include "trelInlining.h"
 #include "trelVarianceReductionMonteCarlo.h"
 
 /**
@@ -31,7 +34,8 @@ public:
   void StepTetrahedral(ThreadState* state) override;
 
 protected:
-  bool HasOwnSteps() const override { return true; }
+  void TraceAnalytic(trelPacket& packet, ThreadState& state) override;
+  void TraceTetrahedral(trelPacket& packet, ThreadState& state) override;
 
 private:
   /** One conversion: the region and wavelength that it takes light from, and what it emits. */
@@ -47,12 +51,16 @@ private:
   };
 
   void CollectFluorophores();
-  void ConvertIfExcited(ThreadState& state);
-  void ConvertToEmission(ThreadState& state);
+  /** All steps of a packet, of the thread's kind of light; excitation converts after each. */
+  template <class Geometry>
+  void TraceLight(trelPacket& packet, ThreadState& state);
+  template <class Geometry>
+  void StepLight(ThreadState& state);
+  TREL_RARE void ConvertToEmission(trelPacket& packet, ThreadState& state);
   /** The conversion by one fluorophore; the packet's weight falls by what that absorbs. */
-  void Convert(ThreadState& state, const trelFluorophore& fluorophore);
-  void MakeEmissionPacket(ThreadState& state, const trelFluorophore& fluorophore);
-  void SimulateEmission(ThreadState& state);
+  void Convert(trelPacket& packet, ThreadState& state, const trelFluorophore& fluorophore);
+  /** Turns a copy of the excitation packet into the emission packet and traces it to its end. */
+  void SimulateEmission(trelPacket& packet, ThreadState& state, const trelFluorophore& fluorophore);
 
   std::vector<trelFluorophore> Fluorophores;  ///< by source and spectrum, in the order of the model
 };

@@ -4,8 +4,7 @@
 #include <cmath>
 
 #include "trelGeometryTolerance.h"
-#include "trelPhoton.h"
-#include "trelThreadState.h"
+#include "trelVector.h"
 
 /**
  * @file trelFresnel.h
@@ -13,17 +12,10 @@
  * of Optics, section 1.5.
  */
 
-/** The scalar product of the boundary's normal and the packet's direction. */
-inline double NormalDotDirection(const ThreadState& state)
-{
-  return state.NormalX * state.Photon->DirectionX + state.NormalY * state.Photon->DirectionY +
-         state.NormalZ * state.Photon->DirectionZ;
-}
-
 /** Cosine of the angle of incidence, 0 to 1. */
-inline double CosIncidence(const ThreadState& state)
+inline double CosIncidence(const trelVector& direction, const trelVector& normal)
 {
-  return std::fabs(NormalDotDirection(state));
+  return std::fabs(Dot(normal, direction));
 }
 
 /** Up to this cosine of incidence all light is reflected; 0 towards the denser side. */
@@ -63,34 +55,21 @@ inline double FresnelReflectance(double indexHere, double indexNext, double cosI
          denominator;
 }
 
-/** Mirrors the direction at the boundary. */
-inline void Reflect(ThreadState& state)
+/** The direction, mirrored at the boundary. */
+inline trelVector Reflect(const trelVector& direction, const trelVector& normal)
 {
-  trelPhoton& photon = *state.Photon;
-  const double p = NormalDotDirection(state);
-  photon.DirectionX -= 2.0 * p * state.NormalX;
-  photon.DirectionY -= 2.0 * p * state.NormalY;
-  photon.DirectionZ -= 2.0 * p * state.NormalZ;
+  return direction - 2.0 * Dot(normal, direction) * normal;
 }
 
-/**
- * Turns the direction to TransmitAngle from the normal, in the plane of incidence. At a boundary
- * between equal indices the angle is the one left from this thread's last real refraction (0 before
- * it), so that the direction is not preserved there; results depend on it.
- */
-inline void Refract(ThreadState& state)
+/** The direction, turned to the angle @p transmitAngle (rad) from the normal, in the plane of
+ * incidence. */
+inline trelVector Refract(const trelVector& direction, const trelVector& normal,
+                          double transmitAngle)
 {
-  trelPhoton& photon = *state.Photon;
-  const double p = NormalDotDirection(state);
-  const double tx = photon.DirectionX - p * state.NormalX;
-  const double ty = photon.DirectionY - p * state.NormalY;
-  const double tz = photon.DirectionZ - p * state.NormalZ;
-  const double s = std::sqrt(tx * tx + ty * ty + tz * tz);
-  const double k = s > 0.0 ? std::sin(state.TransmitAngle) / s : 0.0;
-  const double cosTransmit = std::cos(state.TransmitAngle);
-  photon.DirectionX = k * tx + cosTransmit * state.NormalX;
-  photon.DirectionY = k * ty + cosTransmit * state.NormalY;
-  photon.DirectionZ = k * tz + cosTransmit * state.NormalZ;
+  const trelVector tangent = direction - Dot(normal, direction) * normal;
+  const double s = Length(tangent);
+  const double k = s > 0.0 ? std::sin(transmitAngle) / s : 0.0;
+  return k * tangent + std::cos(transmitAngle) * normal;
 }
 
 #endif

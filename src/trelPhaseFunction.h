@@ -5,8 +5,8 @@
 #include <cmath>
 
 #include "trelGeometryTolerance.h"
-#include "trelPhoton.h"
-#include "trelThreadState.h"
+#include "trelRandomNumbers.h"
+#include "trelVector.h"
 
 /**
  * @file trelPhaseFunction.h
@@ -50,27 +50,26 @@ inline double SineOfTurn(double turn, double cosine)
  * (1941) 70: the inverse of its distribution function at a uniform number. Its mean is g.
  * g = 0 is isotropic; rounding may carry the result past 1 by a digit, hence the clamp.
  */
-inline double SampleHenyeyGreenstein(ThreadState& state, double g)
+inline double SampleHenyeyGreenstein(trelRandomNumbers& numbers, double g)
 {
-  if (g == 0.0) return 2.0 * state.NextRandom() - 1.0;
-  double d = 2.0 * g * state.NextRandom() + 1.0 - g;
+  if (g == 0.0) return 2.0 * numbers.NextRandom() - 1.0;
+  double d = 2.0 * g * numbers.NextRandom() + 1.0 - g;
   while (d == 0.0)
-    d = 2.0 * g * state.NextRandom() + 1.0 - g;  // g = 1 and a random number of 0
+    d = 2.0 * g * numbers.NextRandom() + 1.0 - g;  // g = 1 and a random number of 0
   const double q = (1.0 - g * g) / d;
   const double cosTheta = (1.0 + g * g - q * q) / (2.0 * g);
   return std::clamp(cosTheta, -1.0, 1.0);
 }
 
 /**
- * Isotropic scattering in the plane. It uses neither g nor the old direction, and DirectionZ stays;
+ * Isotropic scattering in the plane. It uses neither g nor the old direction, and its Z stays;
  * results of two-dimensional models depend on it.
  */
-inline void Scatter2D(ThreadState& state)
+inline void Scatter2D(trelVector& direction, trelRandomNumbers& numbers)
 {
-  trelPhoton& photon = *state.Photon;
-  const double turn = state.NextRandom();
-  photon.DirectionX = CosineOfTurn(turn);
-  photon.DirectionY = SineOfTurn(turn, photon.DirectionX);
+  const double turn = numbers.NextRandom();
+  direction.X = CosineOfTurn(turn);
+  direction.Y = SineOfTurn(turn, direction.X);
 }
 
 /**
@@ -78,28 +77,27 @@ inline void Scatter2D(ThreadState& state)
  * theta and, about u, by the azimuth phi. Formulas: Wang, Jacques and Zheng, Comput. Methods
  * Programs Biomed. 47 (1995) 131, equations 3.23 to 3.25.
  */
-inline void Scatter3D(ThreadState& state, double g)
+inline void Scatter3D(trelVector& direction, trelRandomNumbers& numbers, double g)
 {
-  trelPhoton& photon = *state.Photon;
-  const double ux = photon.DirectionX;
-  const double uy = photon.DirectionY;
-  const double uz = photon.DirectionZ;
-  const double turn = state.NextRandom();
+  const double ux = direction.X;
+  const double uy = direction.Y;
+  const double uz = direction.Z;
+  const double turn = numbers.NextRandom();
   const double cosPhi = CosineOfTurn(turn);
   const double sinPhi = SineOfTurn(turn, cosPhi);
-  const double cosTheta = SampleHenyeyGreenstein(state, g);
+  const double cosTheta = SampleHenyeyGreenstein(numbers, g);
   const double sinTheta = std::sqrt(1.0 - cosTheta * cosTheta);
   if (std::fabs(uz) > UnitCosineLimit) {
     // Along the z axis the formula below divides by 0; the azimuth has no preferred zero there.
-    photon.DirectionX = sinTheta * cosPhi;
-    photon.DirectionY = sinTheta * sinPhi;
-    photon.DirectionZ = uz < 0.0 ? -cosTheta : cosTheta;
+    direction.X = sinTheta * cosPhi;
+    direction.Y = sinTheta * sinPhi;
+    direction.Z = uz < 0.0 ? -cosTheta : cosTheta;
     return;
   }
   const double t = std::sqrt(1.0 - uz * uz);
-  photon.DirectionX = sinTheta * (ux * uz * cosPhi - uy * sinPhi) / t + ux * cosTheta;
-  photon.DirectionY = sinTheta * (uy * uz * cosPhi + ux * sinPhi) / t + uy * cosTheta;
-  photon.DirectionZ = -sinTheta * cosPhi * t + uz * cosTheta;
+  direction.X = sinTheta * (ux * uz * cosPhi - uy * sinPhi) / t + ux * cosTheta;
+  direction.Y = sinTheta * (uy * uz * cosPhi + ux * sinPhi) / t + uy * cosTheta;
+  direction.Z = -sinTheta * cosPhi * t + uz * cosTheta;
 }
 
 #endif

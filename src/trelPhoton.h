@@ -9,8 +9,8 @@
  * @class   trelPhoton
  * @brief   one weighted packet in flight
  *
- * A plain record: the packet loop reads and writes the fields themselves. Each thread has one, used
- * again for each packet. Lengths in mm, times in ps.
+ * A plain record, which light sources fill; each thread has one, used again for each packet.
+ * Lengths in mm, times in ps.
  */
 class trelPhoton final : public trelSimulationObject
 {
@@ -19,8 +19,6 @@ class trelPhoton final : public trelSimulationObject
 public:
   /** Puts all fields back to the values that they have here. */
   void ResetPhoton();
-  /** Takes over all fields of @p packet. */
-  void CopyPacket(const trelPhoton& packet);
 
   double PositionX = 0.0;
   double PositionY = 0.0;

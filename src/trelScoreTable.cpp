@@ -1,8 +1,10 @@
 #include "trelScoreTable.h"
 
+#include "trelDetectorArrayResult.h"
 #include "trelDetectorResult.h"
 #include "trelMediumResult.h"
 #include "trelSimulationParameter.h"
+#include "trelSimulationResult.h"
 
 /** The cells of the grid @p id in @p domain; null if it was not allocated. */
 static double* CellsOf(trelMediumResult& result, trelGridDomain domain, trelGridId id)
@@ -74,4 +76,27 @@ trelScoreTable MakeFiberScoreTable(const trelDetectorResult& result)
     target.NumberOfCells = CountCells(row, table.Window);
   }
   return table;
+}
+
+/** One table for each detector; that of a plane detector takes nothing. */
+static std::vector<trelScoreTable> MakeFiberScoreTables(const trelDetectorArrayResult* records)
+{
+  std::vector<trelScoreTable> tables;
+  if (!records) return tables;
+  for (int i = 0; const trelDetectorResult* record = records->GetDetectorResult(i); ++i)
+    tables.push_back(MakeFiberScoreTable(*record));
+  return tables;
+}
+
+void trelScoreTables::Resolve(const trelSimulationResult& result,
+                              const trelSimulationParameter& parameter)
+{
+  const trelShapeObject* outer = parameter.GetOuterShape();
+  const ShapeType shape = outer ? outer->GetShapeType() : ShapeCube;
+  Media.clear();
+  Fibers.clear();
+  for (int spectrum = 0; spectrum < parameter.GetNumberOfWavelengths(); ++spectrum) {
+    Media.push_back(MakeScoreTable(*result.GetMediumResult(spectrum), parameter, shape));
+    Fibers.push_back(MakeFiberScoreTables(result.GetDetectorArrayResult(spectrum)));
+  }
 }

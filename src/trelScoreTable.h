@@ -1,11 +1,14 @@
 #ifndef trelScoreTable_h
 #define trelScoreTable_h
 
+#include <vector>
+
 #include "trelGridTable.h"
 
 class trelDetectorResult;
 class trelMediumResult;
 class trelSimulationParameter;
+class trelSimulationResult;
 
 /** Where one kind of event is scored: how its cell is found, and the cells of each domain. */
 struct trelScoreTarget
@@ -44,5 +47,26 @@ trelScoreTable MakeScoreTable(trelMediumResult& result, const trelSimulationPara
 /** The same for the grids of one fibre detector, by the faces of its own shape; it takes the
  *  continuous-wave domain only. */
 trelScoreTable MakeFiberScoreTable(const trelDetectorResult& result);
+
+/** The tables of all records of a run; made before the parallel regions, and constant in them. */
+struct trelScoreTables
+{
+  void Resolve(const trelSimulationResult& result, const trelSimulationParameter& parameter);
+
+  /** The table of the medium, and the first of the fibre detectors' tables, at a spectrum; null if
+   *  the spectrum has no record, or no fibre detector. */
+  const trelScoreTable* GetMedium(std::size_t spectrum) const
+  {
+    return spectrum < Media.size() ? &Media[spectrum] : nullptr;
+  }
+  const trelScoreTable* GetFibers(std::size_t spectrum) const
+  {
+    return spectrum < Fibers.size() ? Fibers[spectrum].data() : nullptr;
+  }
+
+private:
+  std::vector<trelScoreTable> Media;                ///< by spectrum
+  std::vector<std::vector<trelScoreTable>> Fibers;  ///< by spectrum and detector
+};
 
 #endif

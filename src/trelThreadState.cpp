@@ -1,6 +1,6 @@
 #include "trelThreadState.h"
 
-#include <new>
+#include "trelPhoton.h"
 
 static thread_local ThreadState State;
 
@@ -9,26 +9,57 @@ ThreadState& GetThreadState()
   return State;
 }
 
-bool ThreadState::OpenStream(std::uint32_t seed)
+trelPacket ThreadState::LoadPacket() const
 {
-  RandomBlock = new (std::nothrow) double[RandomBlockLength];
-  if (!RandomBlock || vslNewStream(&Stream, GeneratorMCG59, seed) != 0) {
-    CloseStream();
-    return false;
-  }
-  vdRngUniform(0, Stream, RandomBlockLength, RandomBlock, 0.0, 1.0);
-  return true;
+  trelPacket packet;
+  packet.Position = {Photon->PositionX, Photon->PositionY, Photon->PositionZ};
+  packet.Direction = {Photon->DirectionX, Photon->DirectionY, Photon->DirectionZ};
+  packet.Weight = Photon->Weight;
+  packet.SourceWeight = SourceWeight;
+  packet.StepSize = Photon->StepSize;
+  packet.StepLeft = Photon->StepLeft;
+  packet.PathLength = Photon->PathLength;
+  packet.FlyTime = Photon->FlyTime;
+  packet.TissueIndex = Photon->TissueIndex;
+  packet.Wavelength = Photon->Wavelength;
+  packet.WavelengthIndex = Photon->WavelengthIndex;
+  packet.StepCount = Photon->StepCount;
+  packet.Dead = Photon->Dead;
+  packet.CurrentDetector = CurrentDetector;
+  packet.Boundary.Hit = {0.0, BoundaryFace, {NormalX, NormalY, NormalZ}};
+  packet.Boundary.NextTissue = NextTissue;
+  packet.Boundary.IndexHere = IndexHere;
+  packet.Boundary.IndexNext = IndexNext;
+  packet.Boundary.TransmitAngle = TransmitAngle;
+  return packet;
 }
 
-void ThreadState::CloseStream()
+void ThreadState::StorePacket(const trelPacket& packet)
 {
-  delete[] RandomBlock;
-  RandomBlock = nullptr;
-  vslDeleteStream(&Stream);
-}
-
-void ThreadState::RefillRandomBlock()
-{
-  RandomIndex = 0;
-  vdRngUniform(0, Stream, RandomBlockLength, RandomBlock, 0.0, 1.0);
+  Photon->PositionX = packet.Position.X;
+  Photon->PositionY = packet.Position.Y;
+  Photon->PositionZ = packet.Position.Z;
+  Photon->DirectionX = packet.Direction.X;
+  Photon->DirectionY = packet.Direction.Y;
+  Photon->DirectionZ = packet.Direction.Z;
+  Photon->Weight = packet.Weight;
+  SourceWeight = packet.SourceWeight;
+  Photon->StepSize = packet.StepSize;
+  Photon->StepLeft = packet.StepLeft;
+  Photon->PathLength = packet.PathLength;
+  Photon->FlyTime = packet.FlyTime;
+  Photon->TissueIndex = packet.TissueIndex;
+  Photon->Wavelength = packet.Wavelength;
+  Photon->WavelengthIndex = packet.WavelengthIndex;
+  Photon->StepCount = packet.StepCount;
+  Photon->Dead = packet.Dead;
+  CurrentDetector = packet.CurrentDetector;
+  BoundaryFace = packet.Boundary.Hit.Face;
+  NormalX = packet.Boundary.Hit.Normal.X;
+  NormalY = packet.Boundary.Hit.Normal.Y;
+  NormalZ = packet.Boundary.Hit.Normal.Z;
+  NextTissue = packet.Boundary.NextTissue;
+  IndexHere = packet.Boundary.IndexHere;
+  IndexNext = packet.Boundary.IndexNext;
+  TransmitAngle = packet.Boundary.TransmitAngle;
 }

@@ -2,60 +2,29 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 
 #include "testModel.h"
 #include "trelDiffuseVRMC.h"
 #include "trelFresnel.h"
-#include "trelPhaseFunction.h"
-#include "trelPhoton.h"
+#include "trelPacketSteps.h"
 #include "trelRandomStream.h"
-#include "trelThreadState.h"
 
-using testing::DoubleNear;
-using testing::Pointwise;
-using Vector = std::array<double, 3>;
-
-static double Dot(const Vector& a, const Vector& b)
-{
-  return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
-}
-
-/** The calling thread's state with a packet and a stream of the given seed. */
+/** Numbers of a fixed stream. */
 class TransportTest : public testing::Test
 {
 protected:
-  TransportTest() : State(GetThreadState())
-  {
-    State = ThreadState{};
-    State.Photon = &Photon;
-    State.OneThread = true;
-    State.OpenStream(12345);
-  }
-  ~TransportTest() override
-  {
-    State.CloseStream();
-    State = ThreadState{};
-  }
-
-  void SetDirection(const Vector& u)
-  {
-    Photon.DirectionX = u[0];
-    Photon.DirectionY = u[1];
-    Photon.DirectionZ = u[2];
-  }
-  Vector GetDirection() const { return {Photon.DirectionX, Photon.DirectionY, Photon.DirectionZ}; }
+  TransportTest() { Numbers.OpenStream(12345); }
+  ~TransportTest() override { Numbers.CloseStream(); }
 
   /** Where a packet that travels along @p u is scattered to. */
-  Vector Scatter(const Vector& u, double g)
+  trelVector Scatter(trelVector u, double g)
   {
-    SetDirection(u);
-    Scatter3D(State, g);
-    EXPECT_NEAR(Dot(GetDirection(), GetDirection()), 1.0, 1e-12);
-    return GetDirection();
+    Scatter3D(u, Numbers, g);
+    EXPECT_NEAR(Dot(u, u), 1.0, 1e-12);
+    return u;
   }
-  Estimate MeanCosine(double g, const Vector& u)
+  Estimate MeanCosine(double g, const trelVector& u)
   {
     std::vector<double> cosines(20000);
     for (double& cosine : cosines)
@@ -63,8 +32,7 @@ protected:
     return EstimateOf(cosines);
   }
 
-  trelPhoton Photon;
-  ThreadState& State;
+  trelRandomNumbers Numbers{};
 };
 
 /** Wide enough for the product of a state and a small factor. */
@@ -112,20 +80,20 @@ TEST_F(TransportTest, TheBlockIsRefilledAndItsIndexOutlivesTheStream)
   vdRngUniform(0, stream, 2 * RandomBlockLength + 1, expected.data(), 0.0, 1.0);
   vslDeleteStream(&stream);
   for (const double u : expected)
-    ASSERT_EQ(State.NextRandom(), u);
-  State.CloseStream();
-  State.OpenStream(7);
-  EXPECT_EQ(State.RandomIndex, 1);
+    ASSERT_EQ(Numbers.NextRandom(), u);
+  Numbers.CloseStream();
+  Numbers.OpenStream(7);
+  EXPECT_EQ(Numbers.RandomIndex, 1);
 }
 
 TEST_F(TransportTest, TheMeanCosineOfScatteringIsG)
 {
-  const Vector directions[] = {{0, 0, 1}, {0, 0, -1}, {1, 0, 0}, {0.48, -0.6, 0.64}};
+  const trelVector directions[] = {{0, 0, 1}, {0, 0, -1}, {1, 0, 0}, {0.48, -0.6, 0.64}};
   for (const double g : {-1.0, -0.7, 0.0, 0.01, 0.75, 0.9, 1.0}) {
     for (const auto& u : directions) {
       // 5 sigma: one wrong alarm in 1.7 million; the stream is fixed all the same.
       const Estimate cosine = MeanCosine(g, u);
-      EXPECT_NEAR(cosine.Mean, g, 5.0 * cosine.Error + 1e-7) << "g " << g << " u " << u[2];
+      EXPECT_NEAR(cosine.Mean, g, 5.0 * cosine.Error + 1e-7) << "g " << g << " u " << u.Z;
     }
   }
   const Estimate power = MeanCosine(0.77, directions[0]);
@@ -134,12 +102,12 @@ TEST_F(TransportTest, TheMeanCosineOfScatteringIsG)
 
 TEST_F(TransportTest, TheAzimuthOfScatteringIsUniformAboutTheOldDirection)
 {
-  const Vector u = {2.0 / 3, 1.0 / 3, 2.0 / 3};
-  const Vector side = {1.0 / 3, 2.0 / 3, -2.0 / 3}, up = {-2.0 / 3, 2.0 / 3, 1.0 / 3};
+  const trelVector u = {2.0 / 3, 1.0 / 3, 2.0 / 3};
+  const trelVector side = {1.0 / 3, 2.0 / 3, -2.0 / 3}, up = {-2.0 / 3, 2.0 / 3, 1.0 / 3};
   const int n = 40000, bins = 16;
   int counts[bins] = {};
   for (int i = 0; i < n; ++i) {
-    const Vector d = Scatter(u, 0.5);
+    const trelVector d = Scatter(u, 0.5);
     const double turn = (std::atan2(Dot(d, up), Dot(d, side)) + Pi) / (2 * Pi);
     ++counts[std::min(bins - 1, static_cast<int>(turn * bins))];
   }
@@ -153,7 +121,7 @@ TEST_F(TransportTest, TheShortCosineIsTheLibrarys)
 {
   const double ends[] = {0.0, 0.25, 0.5, 0.75, 1.0 - 0x1p-53, 0x1p-53, 0.5 + 0x1p-53, 1e-9};
   for (int i = 0; i < 1000000; ++i) {
-    const double turn = i < 8 ? ends[i] : State.NextRandom();
+    const double turn = i < 8 ? ends[i] : Numbers.NextRandom();
     const double phi = 2.0 * Pi * turn;
     const double cosine = CosineOfTurn(turn);
     // The library's argument is rounded: 4.4e-16 at most for 2 pi.
@@ -194,19 +162,12 @@ TEST(Fresnel, AgreesWithTheFieldAmplitudes)
 
 TEST_F(TransportTest, RefractionObeysSnellAndStaysInThePlaneOfIncidence)
 {
-  const Vector n = {2.0 / 3, 1.0 / 3, 2.0 / 3}, side = {1.0 / 3, 2.0 / 3, -2.0 / 3};
-  const auto turned = [&](double along, double aside) {
-    return Vector{along * n[0] + aside * side[0], along * n[1] + aside * side[1],
-                  along * n[2] + aside * side[2]};
-  };
-  State.NormalX = n[0], State.NormalY = n[1], State.NormalZ = n[2];
-  State.TransmitAngle = std::asin(0.6 / 1.5);
-  SetDirection(turned(0.8, 0.6));
-  EXPECT_NEAR(CosIncidence(State), 0.8, 1e-15);
-  Refract(State);
-  EXPECT_THAT(GetDirection(), Pointwise(DoubleNear(1e-15), turned(std::sqrt(0.84), 0.4)));
-  Reflect(State);
-  EXPECT_THAT(GetDirection(), Pointwise(DoubleNear(1e-15), turned(-std::sqrt(0.84), 0.4)));
+  const trelVector n = {2.0 / 3, 1.0 / 3, 2.0 / 3}, side = {1.0 / 3, 2.0 / 3, -2.0 / 3};
+  const trelVector u = 0.8 * n + 0.6 * side;
+  EXPECT_NEAR(CosIncidence(u, n), 0.8, 1e-15);
+  const trelVector refracted = Refract(u, n, std::asin(0.6 / 1.5));
+  EXPECT_LT(Length(refracted - (std::sqrt(0.84) * n + 0.4 * side)), 1e-15);
+  EXPECT_LT(Length(Reflect(refracted, n) - (0.4 * side - std::sqrt(0.84) * n)), 1e-15);
 }
 
 TEST_F(TransportTest, OneAzimuthBinForTheTurnAnswersAsTheAngleDoes)
@@ -225,29 +186,6 @@ TEST_F(TransportTest, OneAzimuthBinForTheTurnAnswersAsTheAngleDoes)
   }
 }
 
-/** Opens the steps of the transport to the tests. */
-class ProbeVRMC : public trelVarianceReductionMonteCarlo
-{
-  trelTypeMacro(ProbeVRMC, trelVarianceReductionMonteCarlo)
-
-public:
-  using trelVarianceReductionMonteCarlo::CoefficientsOf;
-  using trelVarianceReductionMonteCarlo::CrossesBoundaryAnalytic;
-  using trelVarianceReductionMonteCarlo::Deposit;
-  using trelVarianceReductionMonteCarlo::MakeScoreTables;
-  using trelVarianceReductionMonteCarlo::MoveToBoundaryAnalytic;
-  using trelVarianceReductionMonteCarlo::NewStep;
-  using trelVarianceReductionMonteCarlo::ResolveBoundary;
-  using trelVarianceReductionMonteCarlo::Roulette;
-  using trelVarianceReductionMonteCarlo::ScoreTables;
-
-  bool LaunchPhoton(trelVarianceReductionMonteCarlo*, trelPhoton*, trelSpectrum*,
-                    trelLightSource*) override
-  {
-    return false;
-  }
-};
-
 /** A cube of 20 mm with a cube of 4 mm in it and a clear one aside, ready for single steps. */
 class StepTest : public TransportTest
 {
@@ -258,126 +196,142 @@ protected:
     Model.AddTissue(TestModel::Make<trelCube>({0, 0, 0}, {2, 2, 2}), {0.1, 0.9, 0.0, 1.5});
     Model.AddTissue(TestModel::Make<trelCube>({8, 8, 8}, {1, 1, 1}), {0.05, 0.05, 0.9, 1.4});
     Model->GetMedium()->SetAmbientRefractiveIndex(1.0);
-    Filter.SetInput(Model.Get());
-    Filter.Initialize();
-    EXPECT_TRUE(Filter.GetOutput()->Initialize(Model.Get()));
-    Filter.MakeScoreTables();
-    State.SpectrumMediumResult = Filter.GetOutput()->GetMediumResult(0);
-    State.Scores = &Filter.ScoreTables[0];
-    State.SourceWeight = 2.0;
-    State.PartialAbsorption = true;
-    Photon.TissueIndex = 0;
-    Photon.Weight = 1.0;
-    Photon.DirectionZ = 0.0;
-    Photon.DirectionX = 1.0;
+    Model->PrepareGeometry();
+    EXPECT_TRUE(Result.Initialize(Model.Get()));
+    Tables.Resolve(Result, *Model.Get());
+    Transport.Resolve(*Model.Get());
+    Scores.SpectrumMediumResult = Result.GetMediumResult(0);
+    Scores.Grids = Tables.GetMedium(0);
+    Scores.OneThread = true;
+    Packet.SourceWeight = 2.0;
+    Packet.Weight = 1.0;
+    Packet.Direction = {1, 0, 0};
   }
 
-  const trelCoefficients& Here() { return Filter.CoefficientsOf(Photon.TissueIndex, Photon); }
-  /** Whether a step of @p length along x meets a boundary, to which it is cut then. */
-  bool MeetsBoundary(double length)
+  const trelCoefficients& Here() { return Transport.GetCoefficients(Packet); }
+  /** What becomes of a step of @p length along x. */
+  trelCrossing Cross(double length)
   {
-    Photon.StepSize = length;
-    const double end[3] = {Photon.PositionX + length, Photon.PositionY, Photon.PositionZ};
-    return Filter.CrossesBoundaryAnalytic(State, end) &&
-           Filter.MoveToBoundaryAnalytic(State, Here());
+    Packet.StepSize = length;
+    return trelShapeGeometry::FindCrossing(Transport, Packet.GetEnd(), Packet);
   }
+  trelBoundaryTurn Resolve() { return ResolveBoundary(Packet, Numbers, Transport); }
 
   TestModel Model;
-  ProbeVRMC Filter;
+  trelSimulationResult Result;
+  trelScoreTables Tables;
+  trelTransportModel Transport;
+  trelPacketScores Scores{};
+  trelPacket Packet{};
 };
 
 TEST_F(StepTest, TheRestOfACutStepIsWalkedWithTheCoefficientsBehindTheBoundary)
 {
-  Photon.PositionX = -5.0;
-  ASSERT_TRUE(MeetsBoundary(4.0));
-  EXPECT_EQ(State.NextTissue, 1);
-  EXPECT_DOUBLE_EQ(Photon.StepSize, 3.0);
-  EXPECT_DOUBLE_EQ(Photon.StepLeft, 5.0);
-  EXPECT_DOUBLE_EQ(State.NormalX, 1.0) << "the normal points along the travel";
-  Photon.TissueIndex = 1;
-  const int before = State.RandomIndex;
-  Filter.NewStep(State, Here());
-  EXPECT_DOUBLE_EQ(Photon.StepSize, 5.0);
-  EXPECT_EQ(Photon.StepLeft, 0.0);
-  EXPECT_EQ(State.RandomIndex, before) << "no number is drawn for the rest";
+  Packet.Position.X = -5.0;
+  ASSERT_EQ(Cross(4.0), MeetsBoundary);
+  EXPECT_EQ(Packet.Boundary.NextTissue, 1);
+  EXPECT_DOUBLE_EQ(Packet.StepSize, 3.0);
+  EXPECT_DOUBLE_EQ(Packet.StepLeft, 5.0);
+  EXPECT_DOUBLE_EQ(Packet.Boundary.Hit.Normal.X, 1.0) << "the normal points along the travel";
+  Packet.TissueIndex = 1;
+  const int before = Numbers.RandomIndex;
+  NewStep(Packet, Numbers, Here());
+  EXPECT_DOUBLE_EQ(Packet.StepSize, 5.0);
+  EXPECT_EQ(Packet.StepLeft, 0.0);
+  EXPECT_EQ(Numbers.RandomIndex, before) << "no number is drawn for the rest";
 }
 
 TEST_F(StepTest, LeavingAnInnerTissueLeadsIntoTheOutermostOne)
 {
-  Photon.TissueIndex = 1;
-  ASSERT_TRUE(MeetsBoundary(30.0)) << "the end lies outside of the medium";
-  EXPECT_EQ(State.NextTissue, 0);
-  EXPECT_DOUBLE_EQ(Photon.StepSize, 2.0);
-  Filter.ResolveBoundary(State, Here());
-  EXPECT_EQ(State.IndexHere, 1.5);
-  EXPECT_EQ(State.IndexNext, 1.4);
+  Packet.TissueIndex = 1;
+  ASSERT_EQ(Cross(30.0), MeetsBoundary) << "the end lies outside of the medium";
+  EXPECT_EQ(Packet.Boundary.NextTissue, 0);
+  EXPECT_DOUBLE_EQ(Packet.StepSize, 2.0);
+  Resolve();
+  EXPECT_EQ(Packet.Boundary.IndexHere, 1.5);
+  EXPECT_EQ(Packet.Boundary.IndexNext, 1.4);
+}
+
+TEST_F(StepTest, APacketThatIsInAnotherTissueWithoutABoundaryGoesOnThere)
+{
+  // It takes itself for one in the outermost tissue, but starts within the inner one, which a ray
+  // that enters does not meet.
+  Packet.StepLeft = 5.0;
+  TakeStep<trelShapeGeometry, ClassicRules>(Packet, Numbers, Transport, Scores);
+  EXPECT_EQ(Packet.TissueIndex, 1);
+  EXPECT_DOUBLE_EQ(Packet.Position.X, 1.0);
+  EXPECT_DOUBLE_EQ(Packet.FlyTime, 1.5 * 10 / 3) << "by the index of the tissue that it is in";
+  EXPECT_DOUBLE_EQ(Packet.Weight, 0.9) << "which takes its share";
+  EXPECT_FALSE(Packet.Dead);
+  // And one that is outside ends, counted but not scored.
+  Packet = {};
+  Packet.Position.X = 11.0;
+  Packet.Direction.X = 1.0;
+  TakeStep<trelShapeGeometry, ClassicRules>(Packet, Numbers, Transport, Scores);
+  EXPECT_TRUE(Packet.Dead);
+  EXPECT_EQ(Packet.TissueIndex, -1);
+  EXPECT_EQ(Scores.SpectrumMediumResult->GetTransmitPhotonNum(), 1);
 }
 
 TEST_F(StepTest, ABoundaryDrawsOneNumberUnlessTheIndicesAreEqual)
 {
-  State.NormalX = 1.0;
-  State.NextTissue = -1;
-  Filter.ResolveBoundary(State, Here());
-  EXPECT_EQ(State.RandomIndex, 1);
-  Photon.DirectionX = 0.1;  // total reflection
-  Photon.DirectionY = std::sqrt(0.99);
-  State.TransmitPending = State.ReflectPending = false;
-  Filter.ResolveBoundary(State, Here());
-  EXPECT_TRUE(State.ReflectPending);
-  EXPECT_EQ(State.RandomIndex, 2);
-  State.ReflectPending = false;
-  State.TransmitAngle = 0.25;
-  State.NextTissue = 0;
-  Filter.ResolveBoundary(State, Here());
-  EXPECT_TRUE(State.TransmitPending);
-  EXPECT_EQ(State.RandomIndex, 2);
-  EXPECT_EQ(State.TransmitAngle, 0.25) << "kept for the next boundary of equal indices";
+  Packet.Boundary.Hit.Normal.X = 1.0;
+  Packet.Boundary.NextTissue = -1;
+  Resolve();
+  EXPECT_EQ(Numbers.RandomIndex, 1);
+  Packet.Direction = {0.1, std::sqrt(0.99), 0.0};  // total reflection
+  EXPECT_EQ(Resolve(), BoundaryReflects);
+  EXPECT_EQ(Numbers.RandomIndex, 2);
+  Packet.Boundary.TransmitAngle = 0.25;
+  Packet.Boundary.NextTissue = 0;
+  EXPECT_EQ(Resolve(), BoundaryTransmits);
+  EXPECT_EQ(Numbers.RandomIndex, 2);
+  EXPECT_EQ(Packet.Boundary.TransmitAngle, 0.25) << "kept for the next boundary of equal indices";
 }
 
 TEST_F(StepTest, ADepositTakesTheShareOfAbsorption)
 {
-  Photon.StepSize = 1.0;
-  Filter.Deposit(State, Here());
-  EXPECT_DOUBLE_EQ(Photon.Weight, 0.9);
-  Photon.StepSize = 0.0;
-  Filter.Deposit(State, Here());
-  EXPECT_DOUBLE_EQ(Photon.Weight, 0.9) << "no step, no interaction";
-  State.PartialAbsorption = false;
-  Filter.Deposit(State, Here());
-  EXPECT_EQ(Photon.Weight, 0.0);
-  EXPECT_TRUE(State.PartialAbsorption);
-  const double* cells = State.SpectrumMediumResult->GetGrid(GridCW, AbsorptionXYZ)->GetCells();
+  Packet.StepSize = 1.0;
+  Deposit(Packet, Scores, Transport, Here());
+  EXPECT_DOUBLE_EQ(Packet.Weight, 0.9);
+  Packet.StepSize = 0.0;
+  Deposit(Packet, Scores, Transport, Here());
+  EXPECT_DOUBLE_EQ(Packet.Weight, 0.9) << "no step, no interaction";
+  Absorb(Packet, Scores, Transport, Packet.Weight);
+  EXPECT_EQ(Packet.Weight, 0.0);
+  const double* cells = Scores.SpectrumMediumResult->GetGrid(GridCW, AbsorptionXYZ)->GetCells();
   EXPECT_DOUBLE_EQ(cells[(10 * 20 + 10) * 20 + 10], 2.0) << "SourceWeight times all of the weight";
 }
 
 TEST_F(StepTest, RouletteSparesTheThresholdAndTheDead)
 {
-  Photon.Weight = 0.0001;
-  Filter.Roulette(State);
-  Photon.Weight = 1e-9;
-  Photon.Dead = true;
-  Filter.Roulette(State);
-  EXPECT_EQ(State.RandomIndex, 0);
-  State.RandomBlock[0] = 0.1;  // exactly the limit loses
-  Photon.Dead = false;
-  Filter.Roulette(State);
-  EXPECT_TRUE(Photon.Dead);
-  EXPECT_EQ(State.SpectrumMediumResult->GetAbsorpPhotonNum(), 1);
-  State.RandomBlock[1] = 0.0999;
-  Photon.Dead = false;
-  Photon.Weight = 5e-5;
-  Filter.Roulette(State);
-  EXPECT_DOUBLE_EQ(Photon.Weight, 5e-4);
+  Packet.Weight = 0.0001;
+  Roulette(Packet, Numbers, Transport, Scores);
+  Packet.Weight = 1e-9;
+  Packet.Dead = true;
+  Roulette(Packet, Numbers, Transport, Scores);
+  EXPECT_EQ(Numbers.RandomIndex, 0);
+  Numbers.RandomBlock[0] = 0.1;  // exactly the limit loses
+  Packet.Dead = false;
+  Roulette(Packet, Numbers, Transport, Scores);
+  EXPECT_TRUE(Packet.Dead);
+  EXPECT_EQ(Packet.Weight, 0.0);
+  EXPECT_EQ(Scores.SpectrumMediumResult->GetAbsorpPhotonNum(), 1);
+  Numbers.RandomBlock[1] = 0.0999;
+  Packet.Dead = false;
+  Packet.Weight = 5e-5;
+  Roulette(Packet, Numbers, Transport, Scores);
+  EXPECT_DOUBLE_EQ(Packet.Weight, 5e-4);
 }
 
 TEST_F(StepTest, TissueOfExactlyTheLimitDoesNotInteract)
 {
-  Photon.TissueIndex = 2;
-  Filter.NewStep(State, Here());
-  EXPECT_EQ(Photon.StepSize, 0.5);
-  Filter.Deposit(State, Here());
-  EXPECT_EQ(Photon.Weight, 1.0);
-  EXPECT_EQ(State.RandomIndex, 0);
+  Packet.TissueIndex = 2;
+  NewStep(Packet, Numbers, Here());
+  EXPECT_EQ(Packet.StepSize, 0.5);
+  Deposit(Packet, Scores, Transport, Here());
+  EXPECT_EQ(Packet.Weight, 1.0);
+  EXPECT_EQ(Numbers.RandomIndex, 0);
 }
 
 TEST(Transport, LimitsDropAPacketWithItsWeight)

@@ -1,0 +1,123 @@
+#ifndef trelPacketEvents_h
+#define trelPacketEvents_h
+
+#include <cmath>
+
+#include "trelPacketScores.h"
+#include "trelPhaseFunction.h"
+#include "trelTransportModel.h"
+
+/**
+ * @file trelPacketEvents.h
+ * What happens to a packet in a step: functions of the packet, the random numbers, the model and
+ * where it is scored. `here` are the coefficients of the tissue that the packet is in. What happens
+ * in most steps is inline.
+ */
+
+/** What a boundary does to a packet. */
+enum trelBoundaryTurn
+{
+  BoundaryReflects,
+  BoundaryTransmits
+};
+
+/** Draws the length of the step. */
+inline void NewStep(trelPacket& packet, trelRandomNumbers& numbers, const trelCoefficients& here)
+{
+  if (here.IsNonInteracting()) {
+    packet.StepSize = ClearStep;
+    packet.StepLeft = 0.0;
+  } else if (packet.StepLeft != 0.0) {
+    packet.StepSize = packet.StepLeft / here.Interaction;
+    packet.StepLeft = 0.0;
+  } else {
+    packet.StepSize = -std::log(numbers.NextPositiveRandom()) / here.Interaction;
+  }
+}
+
+/** Moves the packet to @p end, the end of its step. The refractive index is that of the tissue that
+ * it leaves there, if any. */
+inline void Hop(trelPacket& packet, const trelCoefficients& here, const trelVector& end)
+{
+  packet.Position = end;
+  packet.PathLength += packet.StepSize;
+  packet.FlyTime += GetTimeOfFlight(here.RefractiveIndex, packet.StepSize);
+}
+
+inline void Scatter(trelPacket& packet, trelRandomNumbers& numbers, const trelTransportModel& model,
+                    const trelCoefficients& here)
+{
+  if (model.Dimension == Dimension2D) {
+    Scatter2D(packet.Direction, numbers);  // in non-interacting tissue too
+  } else if (!here.IsNonInteracting()) {
+    Scatter3D(packet.Direction, numbers, here.Anisotropy);
+  }
+}
+
+/** Takes @p weight off the packet and scores it as absorbed where the packet is. */
+inline void Absorb(trelPacket& packet, const trelPacketScores& scores,
+                   const trelTransportModel& model, double weight)
+{
+  packet.Weight -= weight;
+  if (!model.SaveAbsorption) return;
+  const double value = packet.SourceWeight * weight;
+  if (model.OnlyCW) {
+    ScoreCW(packet, scores, scores.Grids->Absorption, value);
+  } else {
+    ScoreInDomains(packet, scores, model, scores.Grids->Absorption, value);
+  }
+}
+
+/** The absorption of an interaction: the share mua / (mua + mus) of the weight. */
+inline void Deposit(trelPacket& packet, const trelPacketScores& scores,
+                    const trelTransportModel& model, const trelCoefficients& here)
+{
+  if (std::fabs(packet.StepSize) < GeometryTolerance || here.IsNonInteracting()) return;
+  Absorb(packet, scores, model, here.Absorption * packet.Weight / here.Interaction);
+}
+
+/** Brings a direction that rounding has stretched back to unit length; leaves a null vector alone.
+ */
+inline void RenormalizeDirection(trelVector& direction)
+{
+  const double square = Dot(direction, direction);
+  if (std::fabs(square - 1.0) < UnitSquareTolerance) return;
+  const double length = std::sqrt(square);
+  if (std::fabs(length) < GeometryTolerance || std::fabs(length - 1.0) < GeometryTolerance) return;
+  direction = direction / length;
+}
+
+/** The packet survives with its weight over the chance to do so, or all of it is absorbed. */
+TREL_RARE void PlayRoulette(trelPacket& packet, trelRandomNumbers& numbers,
+                            const trelTransportModel& model, trelPacketScores& scores);
+
+/** Russian roulette for a faint packet. */
+inline void Roulette(trelPacket& packet, trelRandomNumbers& numbers,
+                     const trelTransportModel& model, trelPacketScores& scores)
+{
+  if (packet.Weight < RouletteThreshold && !packet.Dead) {
+    PlayRoulette(packet, numbers, model, scores);
+  }
+}
+
+/** Decides at the packet's Boundary, and keeps the angle of refraction there. */
+TREL_RARE trelBoundaryTurn ResolveBoundary(trelPacket& packet, trelRandomNumbers& numbers,
+                                           const trelTransportModel& model);
+
+/** What the decision does once the packet has come to the boundary. */
+TREL_RARE void UpdateDirection(trelPacket& packet, const trelTransportModel& model,
+                               const trelPacketScores& scores, trelBoundaryTurn turn);
+
+/** Ends a packet that finds itself outside without a boundary on its way: it counts as transmitted
+ * and is scored nowhere. */
+TREL_RARE void EndOutside(trelPacket& packet, const trelPacketScores& scores);
+
+/**
+ * Ends the packet at the fibre detector that its step to @p end reaches, if any; true if it did.
+ * @p scoresMissed: it is scored there also if no surface is found on its way.
+ */
+TREL_RARE bool EndAtFiberDetector(trelPacket& packet, const trelVector& end,
+                                  const trelTransportModel& model, const trelPacketScores& scores,
+                                  bool scoresMissed);
+
+#endif

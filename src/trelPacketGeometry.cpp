@@ -1,0 +1,45 @@
+#include "trelPacketGeometry.h"
+
+/** Ends the step at the boundary and keeps the rest of it, as an optical depth; turns the normal
+ *  along the travel. */
+static trelCrossing CutStep(const trelTransportModel& model, trelPacket& packet)
+{
+  trelHit& hit = packet.Boundary.Hit;
+  if (Dot(hit.Normal, packet.Direction) < 0.0) hit.Normal = -hit.Normal;
+  packet.StepLeft = (packet.StepSize - hit.Distance) * model.GetCoefficients(packet).Interaction;
+  packet.StepSize = hit.Distance;
+  return MeetsBoundary;
+}
+
+trelCrossing trelShapeGeometry::MoveToBoundaryAnalytic(const trelTransportModel& model,
+                                                       trelPacket& packet)
+{
+  trelBoundary& boundary = packet.Boundary;
+  const bool isOutside = boundary.NextTissue == -1;
+  const bool entersInner = packet.TissueIndex == model.OutermostTissue && !isOutside;
+  const trelShapeObject& shape =
+      *model.TissueShapes[entersInner ? boundary.NextTissue : packet.TissueIndex];
+  boundary.Hit.Distance = packet.StepSize;
+  if (shape.FindHit(packet.GetRay(), entersInner ? RayEnters : RayLeaves, &boundary.Hit)) {
+    return CutStep(model, packet);
+  }
+  return isOutside ? EndsOutside : EndsElsewhere;
+}
+
+trelCrossing trelTetrahedralGeometry::MoveToBoundaryTetrahedral(const trelTransportModel& model,
+                                                                const trelVector& end,
+                                                                trelPacket& packet)
+{
+  const trelVector& p = packet.Position;
+  const trelVector& u = packet.Direction;
+  std::int32_t& next = packet.Boundary.NextTissue;
+  trelHit& hit = packet.Boundary.Hit;
+  hit.Distance = packet.StepSize;
+  const bool isHit = model.Tetrahedron->IntersectRayInRegion(
+      p.X, p.Y, p.Z, u.X, u.Y, u.Z, packet.TissueIndex, &hit.Distance, &hit.Face, &hit.Normal.X,
+      &hit.Normal.Y, &hit.Normal.Z, &next);
+  if (!isHit) next = model.Tetrahedron->FindRegion(end.X, end.Y, end.Z);
+  if (!model.IsTissue(next)) next = -1;
+  if (isHit) return CutStep(model, packet);
+  return next == -1 ? EndsOutside : EndsElsewhere;
+}

@@ -1,0 +1,80 @@
+#ifndef trelPacketGeometry_h
+#define trelPacketGeometry_h
+
+#include "trelMCTetrahedron.h"
+#include "trelMedium.h"
+#include "trelTransportModel.h"
+
+/**
+ * @file trelPacketGeometry.h
+ * The question that a step asks of its medium: what becomes of a packet between its position and
+ * the end of its step? One struct for each kind of medium answers it; the steps are a template over
+ * them.
+ *
+ * Only the end of the step is tested: a step that enters a thin tissue and leaves it again sees no
+ * boundary. Results depend on it.
+ */
+
+/** The answer. */
+enum trelCrossing
+{
+  CrossesNothing,  ///< the step ends in the tissue that it started in
+  MeetsBoundary,   ///< the step is cut at the packet's Boundary, and its rest is kept
+  EndsElsewhere,   ///< the end lies in Boundary.NextTissue, but no boundary was found on the way
+  EndsOutside      ///< the same outside of the medium
+};
+
+/**
+ * A medium of shapes. The outermost tissue holds all others, and each of these counts as lying
+ * directly in it: a packet that leaves an inner tissue enters the outermost one, even where another
+ * inner tissue lies. Results depend on it.
+ */
+struct trelShapeGeometry
+{
+  static trelCrossing FindCrossing(const trelTransportModel& model, const trelVector& end,
+                                   trelPacket& packet)
+  {
+    if (!CrossesBoundaryAnalytic(model, end, packet)) return CrossesNothing;
+    return MoveToBoundaryAnalytic(model, packet);
+  }
+
+private:
+  /** Whether @p end lies in another tissue, which becomes NextTissue then. */
+  static bool CrossesBoundaryAnalytic(const trelTransportModel& model, const trelVector& end,
+                                      trelPacket& packet)
+  {
+    std::int32_t& next = packet.Boundary.NextTissue;
+    if (packet.TissueIndex == model.OutermostTissue) {
+      next = model.CachedMedium->GetTissueIndex(end.X, end.Y, end.Z);
+      return next != packet.TissueIndex;
+    }
+    next = model.OutermostTissue;
+    return model.TissueShapes[packet.TissueIndex]->LocatePoint(end) == PointOutside;
+  }
+  TREL_RARE static trelCrossing MoveToBoundaryAnalytic(const trelTransportModel& model,
+                                                       trelPacket& packet);
+};
+
+/** A medium that is one tetrahedral mesh, whose regions are the tissues; any two may touch. */
+struct trelTetrahedralGeometry
+{
+  static trelCrossing FindCrossing(const trelTransportModel& model, const trelVector& end,
+                                   trelPacket& packet)
+  {
+    if (!CrossesBoundaryTetrahedral(model, end, packet)) return CrossesNothing;
+    return MoveToBoundaryTetrahedral(model, end, packet);
+  }
+
+private:
+  static bool CrossesBoundaryTetrahedral(const trelTransportModel& model, const trelVector& end,
+                                         const trelPacket& packet)
+  {
+    return model.Tetrahedron->LocatePointInRegion(end.X, end.Y, end.Z, packet.TissueIndex) ==
+           PointOutside;
+  }
+  TREL_RARE static trelCrossing MoveToBoundaryTetrahedral(const trelTransportModel& model,
+                                                          const trelVector& end,
+                                                          trelPacket& packet);
+};
+
+#endif

@@ -1,0 +1,82 @@
+#ifndef trelPacketSteps_h
+#define trelPacketSteps_h
+
+#include "trelPacketEvents.h"
+#include "trelPacketGeometry.h"
+#include "trelTransportRules.h"
+
+/**
+ * @file trelPacketSteps.h
+ * The steps of a packet, templates over what answers for the geometry (trelPacketGeometry.h) and
+ * over the constants of a set of rules (trelTransportRules.h).
+ */
+
+/** One whole step. */
+template <class Geometry, class Rules>
+inline void TakeStep(trelPacket& packet, trelRandomNumbers& numbers,
+                     const trelTransportModel& model, trelPacketScores& scores)
+{
+  const trelCoefficients& start = model.GetCoefficients(packet);
+  NewStep(packet, numbers, start);
+  const trelVector end = packet.GetEnd();
+  if (model.HasFiberDetectors &&
+      EndAtFiberDetector(packet, end, model, scores, Rules::ScoresMissedFiber)) {
+    return;
+  }
+  const trelCrossing crossing = Geometry::FindCrossing(model, end, packet);
+  if (crossing == EndsOutside) {
+    EndOutside(packet, scores);
+    return;
+  }
+  if (crossing == MeetsBoundary) {
+    const trelBoundaryTurn turn = ResolveBoundary(packet, numbers, model);
+    Hop(packet, start, packet.GetEnd());
+    UpdateDirection(packet, model, scores, turn);
+  } else {
+    if (crossing == EndsElsewhere) packet.TissueIndex = packet.Boundary.NextTissue;
+    const trelCoefficients& here =
+        crossing == EndsElsewhere ? model.GetCoefficients(packet) : start;
+    Hop(packet, here, end);
+    Scatter(packet, numbers, model, here);
+    Deposit(packet, scores, model, here);
+  }
+  RenormalizeDirection(packet.Direction);
+  if (Rules::RouletteInClearTissue || !start.IsNonInteracting()) {
+    Roulette(packet, numbers, model, scores);
+  }
+}
+
+/** What follows a step: count it and look at the limits. True if the packet goes on. */
+inline bool EndStep(trelPacket& packet, const trelTransportModel& model, trelPacketScores& scores)
+{
+  if (scores.Trajectory) KeepTrajectoryPoint(packet, scores);
+  ++packet.StepCount;
+  if (static_cast<std::int64_t>(packet.StepCount) > model.StepNumberMax) {
+    if (!packet.Dead) ++scores.EndedByLimit;
+    packet.Dead = true;
+  }
+  if (packet.FlyTime > model.FlyTimeMax) packet.Dead = true;
+  return !packet.Dead;
+}
+
+/** All steps to the packet's end, at least one; @p afterStep is called after each. */
+template <class Geometry, class Rules, class AfterStep>
+inline void TakeSteps(trelPacket& packet, trelRandomNumbers& numbers,
+                      const trelTransportModel& model, trelPacketScores& scores,
+                      AfterStep afterStep)
+{
+  do {
+    TakeStep<Geometry, Rules>(packet, numbers, model, scores);
+    afterStep();
+  } while (EndStep(packet, model, scores));
+}
+
+/** The same with nothing after a step. */
+template <class Geometry, class Rules>
+inline void TakeSteps(trelPacket& packet, trelRandomNumbers& numbers,
+                      const trelTransportModel& model, trelPacketScores& scores)
+{
+  TakeSteps<Geometry, Rules>(packet, numbers, model, scores, [] {});
+}
+
+#endif

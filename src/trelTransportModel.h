@@ -1,0 +1,79 @@
+#ifndef trelTransportModel_h
+#define trelTransportModel_h
+
+#include <cstdint>
+#include <vector>
+
+#include "trelModelTypes.h"
+#include "trelPacket.h"
+#include "trelPhysicsConstants.h"
+
+class trelMCTetrahedron;
+class trelMedium;
+class trelShapeObject;
+class trelSimulationParameter;
+
+/** Optical coefficients of one tissue at one spectrum, as the packet loop reads them. */
+struct trelCoefficients
+{
+  double Absorption;       ///< mua, 1/mm
+  double Scattering;       ///< mus, 1/mm
+  double Interaction;      ///< mua + mus, 1/mm
+  double Anisotropy;       ///< g
+  double RefractiveIndex;  ///< n
+
+  /** Such tissue absorbs nothing and, in space, scatters nothing. */
+  bool IsNonInteracting() const { return Interaction <= ClearInteraction; }
+};
+
+/**
+ * What the packet loop reads of the model, copied once before the run, so that no packet asks an
+ * accessor or walks a list. Constant while packets travel.
+ */
+struct trelTransportModel
+{
+  /** Copies everything; the geometry must have been prepared. */
+  void Resolve(trelSimulationParameter& parameter);
+
+  const trelCoefficients& GetCoefficients(std::int32_t tissue, std::int32_t spectrum) const
+  {
+    return Coefficients[static_cast<std::size_t>(tissue) * NumberOfSpectra + spectrum];
+  }
+  /** Those of the tissue that the packet is in. */
+  const trelCoefficients& GetCoefficients(const trelPacket& packet) const
+  {
+    return GetCoefficients(packet.TissueIndex, packet.WavelengthIndex);
+  }
+  /** Whether @p tissue is one; a region of a mesh may have none, and counts as outside then. */
+  bool IsTissue(std::int32_t tissue) const { return tissue >= 0 && tissue < NumberOfTissues; }
+
+  trelMedium* CachedMedium = nullptr;
+  std::vector<trelCoefficients> Coefficients;  ///< by tissue and spectrum, the spectrum innermost
+  std::vector<const trelShapeObject*> TissueShapes;  ///< by tissue; null for one without a shape
+  std::vector<const trelShapeObject*> FiberShapes;   ///< by detector; null for the other detectors
+  bool HasFiberDetectors = false;
+  std::int32_t NumberOfSpectra = 0;
+  std::int32_t NumberOfTissues = 0;  ///< in a tetrahedral medium only those that have a region
+  std::int32_t OutermostTissue = 0;
+  bool ShapeIsTetrahedron = false;
+  const trelMCTetrahedron* Tetrahedron = nullptr;
+  SimulationDimension Dimension = DimensionUnset;
+  bool DomainCW = false;
+  bool DomainTD = false;
+  bool DomainFD = false;
+  bool OnlyCW = false;  ///< the continuous-wave domain is the one that is on
+  bool SaveAbsorption = false;
+  bool SaveTransmittance = false;
+  bool SavePhotonFlyTime = false;
+  double Frequency = 0.0;  ///< MHz
+  double AmbientRefractiveIndex = 1.0;
+  std::int32_t StepNumberMax = 0;
+  double FlyTimeMax = 0.0;  ///< ps
+
+private:
+  void CopySettings(const trelSimulationParameter& parameter);
+  void CopyTissues();
+  void CopyFiberShapes(trelSimulationParameter& parameter);
+};
+
+#endif
