@@ -89,10 +89,8 @@ static std::vector<trelScoreTable> MakeFiberScoreTables(const trelDetectorArrayR
 }
 
 void trelScoreTables::Resolve(const trelSimulationResult& result,
-                              const trelSimulationParameter& parameter)
+                              const trelSimulationParameter& parameter, ShapeType shape)
 {
-  const trelShapeObject* outer = parameter.GetOuterShape();
-  const ShapeType shape = outer ? outer->GetShapeType() : ShapeCube;
   Media.clear();
   Fibers.clear();
   for (int spectrum = 0; spectrum < parameter.GetNumberOfWavelengths(); ++spectrum) {

@@ -51,7 +51,9 @@ trelScoreTable MakeFiberScoreTable(const trelDetectorResult& result);
 /** The tables of all records of a run; made before the parallel regions, and constant in them. */
 struct trelScoreTables
 {
-  void Resolve(const trelSimulationResult& result, const trelSimulationParameter& parameter);
+  /** Makes them for a medium of shape @p shape. */
+  void Resolve(const trelSimulationResult& result, const trelSimulationParameter& parameter,
+               ShapeType shape);
 
   /** The table of the medium, and the first of the fibre detectors' tables, at a spectrum; null if
    *  the spectrum has no record, or no fibre detector. */

@@ -18,6 +18,9 @@ void trelTransportModel::Resolve(trelSimulationParameter& parameter)
   ShapeIsTetrahedron = CachedMedium->GetShapeIsTetrahedron();
   Tetrahedron = CachedMedium->GetTetrahedron();
   OutermostTissue = CachedMedium->GetOutermostTissueIndex();
+  if (const trelShapeObject* shape = parameter.GetOuterShape()) {
+    MediumShapeType = shape->GetShapeType();
+  }
   CopyTissues();
   CopyFiberShapes(parameter);
 }

@@ -7,10 +7,10 @@
 #include "trelModelTypes.h"
 #include "trelPacket.h"
 #include "trelPhysicsConstants.h"
+#include "trelShapeObject.h"
 
 class trelMCTetrahedron;
 class trelMedium;
-class trelShapeObject;
 class trelSimulationParameter;
 
 /** Optical coefficients of one tissue at one spectrum, as the packet loop reads them. */
@@ -58,6 +58,7 @@ struct trelTransportModel
   bool ShapeIsTetrahedron = false;
   const trelMCTetrahedron* Tetrahedron = nullptr;
   SimulationDimension Dimension = DimensionUnset;
+  ShapeType MediumShapeType = ShapeCube;  ///< of what bounds the medium
   bool DomainCW = false;
   bool DomainTD = false;
   bool DomainFD = false;

@@ -47,7 +47,7 @@ bool trelVarianceReductionMonteCarlo::Execute()
     ErrorMacro("Initialization of Monte Carlo simulation failed!");
     return false;
   }
-  ScoreTables.Resolve(*result, *Input);
+  ScoreTables.Resolve(*result, *Input, Model.MediumShapeType);
   FailedLaunches = 0;
   EndedByLimit = 0;
   std::uint64_t finished = 0;
@@ -157,6 +157,7 @@ void trelVarianceReductionMonteCarlo::CloseThread(ThreadState& state)
   if (state.Photon) state.Photon->Delete();
   state.Photon = nullptr;
   state.Grids = nullptr;
+  state.Trajectory = nullptr;
   state.FiberGrids = nullptr;
   state.SpectrumMediumResult = nullptr;
   state.SpectrumDetectorResult = nullptr;
@@ -243,16 +244,17 @@ double trelVarianceReductionMonteCarlo::NextRandom()
 
 // The trace of a packet.
 
-TREL_CLONED TREL_FLAT void TraceThroughShapes(trelPacket& packet, trelRandomNumbers& numbers,
-                                              const trelTransportModel& model,
-                                              trelPacketScores& scores)
+TREL_CLONED TREL_FLAT static void TraceThroughShapes(trelPacket& packet, trelRandomNumbers& numbers,
+                                                     const trelTransportModel& model,
+                                                     trelPacketScores& scores)
 {
   TakeSteps<trelShapeGeometry, ClassicRules>(packet, numbers, model, scores);
 }
 
-TREL_CLONED TREL_FLAT void TraceThroughTetrahedra(trelPacket& packet, trelRandomNumbers& numbers,
-                                                  const trelTransportModel& model,
-                                                  trelPacketScores& scores)
+TREL_CLONED TREL_FLAT static void TraceThroughTetrahedra(trelPacket& packet,
+                                                         trelRandomNumbers& numbers,
+                                                         const trelTransportModel& model,
+                                                         trelPacketScores& scores)
 {
   TakeSteps<trelTetrahedralGeometry, ClassicTetrahedralRules>(packet, numbers, model, scores);
 }
@@ -308,8 +310,7 @@ static void ScoreThreadsPacket(trelGridKind kind, Score score)
   if (target) score(packet, state, *target);
 }
 
-// A grid of the other dimension is not in the score table, so that the two forms of a score are
-// one.
+// A grid of the other dimension is not in the score table: the two forms of a score are one.
 
 #define TREL_SCORE_ENTRY(Kind, Domain, dimension)                                                  \
   void trelVarianceReductionMonteCarlo::Score##Kind##Domain##dimension(double value)               \

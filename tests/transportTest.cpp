@@ -198,8 +198,8 @@ protected:
     Model->GetMedium()->SetAmbientRefractiveIndex(1.0);
     Model->PrepareGeometry();
     EXPECT_TRUE(Result.Initialize(Model.Get()));
-    Tables.Resolve(Result, *Model.Get());
     Transport.Resolve(*Model.Get());
+    Tables.Resolve(Result, *Model.Get(), Transport.MediumShapeType);
     Scores.SpectrumMediumResult = Result.GetMediumResult(0);
     Scores.Grids = Tables.GetMedium(0);
     Scores.OneThread = true;
@@ -332,6 +332,22 @@ TEST_F(StepTest, TissueOfExactlyTheLimitDoesNotInteract)
   Deposit(Packet, Scores, Transport, Here());
   EXPECT_EQ(Packet.Weight, 1.0);
   EXPECT_EQ(Numbers.RandomIndex, 0);
+}
+
+TEST(ScoreTable, TakesNoGridOfTheOtherDimension)
+{
+  for (const SimulationDimension dimension : {Dimension2D, Dimension3D}) {
+    for (const ShapeType shape : {ShapeRectangle, ShapeCube}) {
+      TestModel model(DOT, dimension);
+      model.AddTissue(MakeShape(shape, {0, 0, 0}, {5, 5, 5}), {0.1, 1, 0, 1});
+      trelSimulationResult result;
+      ASSERT_TRUE(result.Initialize(model.Get()));
+      const trelScoreTable table = MakeScoreTable(*result.GetMediumResult(0), *model.Get(), shape);
+      const bool fits = (dimension == Dimension2D) == (shape == ShapeRectangle);
+      EXPECT_EQ(table.Absorption.CW != nullptr, fits) << dimension << " " << shape;
+      EXPECT_EQ(table.Transmittance[0].CW != nullptr, fits) << dimension << " " << shape;
+    }
+  }
 }
 
 TEST(Transport, LimitsDropAPacketWithItsWeight)
