@@ -64,9 +64,10 @@ trel_subsystem(geometry
 trel_subsystem(model
   MAY_USE framework geometry
   HEADERS trelModelTypes trelLaunchContext trelPhysicsConstants
-  CLASSES trelOpticalParameter trelSpectrum trelTissue trelTissueClaims trelTissueReach trelMedium trelLightSource trelDetector
-          trelPlaneDetector trelFiberDetector trelObjectDisplay trelPhoton trelParameterValidation
-          trelScoringRegion trelSimulationParameter trelTissueTraps trelModelTraps)
+  CLASSES trelOpticalParameter trelSpectrum trelTissue trelTissueClaims trelTissueReach trelMedium
+          trelLightSource trelDetector trelPlaneDetector trelFiberDetector trelObjectDisplay
+          trelPhoton trelGridAxes trelScoringRegion trelSimulationParameter
+          trelParameterValidation trelTissueTraps trelModelTraps)
 
 # The parameter file (.trl) and how it becomes a model.
 trel_subsystem(parameter_file

@@ -7,10 +7,10 @@
 #include <sstream>
 
 #include "trelFiberDetector.h"
+#include "trelGridAxes.h"
 #include "trelLightSource.h"
 #include "trelList.h"
 #include "trelMedium.h"
-#include "trelParameterValidation.h"
 #include "trelShapeObject.h"
 #include "trelSimulationParameter.h"
 #include "trelSpectrum.h"

@@ -3,10 +3,8 @@
 
 #include <functional>
 #include <string>
-#include <vector>
 
 #include "trelModelTypes.h"
-#include "trelShapeTraits.h"
 
 class trelScoringRegion;
 class trelSimulationParameter;
@@ -33,16 +31,5 @@ std::string FindGridFault(const trelSimulationParameter& parameter,
  *  the outer shape. */
 CoordinateType FitTransmittanceCoordinate(const trelSimulationParameter& parameter,
                                           const trelWarningTaker& warn);
-
-/** How messages call an axis, for example "X-Axis" or "radial direction". */
-const char* GetAxisWord(trelAxis axis);
-
-/** The axes that an absorption grid is divided along. */
-std::vector<trelAxis> GetAbsorptionAxes(CoordinateType coordinate, SimulationDimension dimension);
-
-/** The axes that the transmittance grids of an outer shape are divided along; none if there are no
- *  such grids. */
-std::vector<trelAxis> GetTransmittanceAxes(CoordinateType coordinate, SimulationDimension dimension,
-                                           const trelShapeTraits& shape);
 
 #endif

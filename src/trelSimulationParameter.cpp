@@ -3,12 +3,12 @@
 #include <algorithm>
 
 #include "trelDetector.h"
+#include "trelGridAxes.h"
 #include "trelLightSource.h"
 #include "trelList.h"
 #include "trelMCTetrahedron.h"
 #include "trelMCTriangleMesh.h"
 #include "trelMedium.h"
-#include "trelParameterValidation.h"
 #include "trelShapeObject.h"
 #include "trelTissue.h"
 
@@ -196,15 +196,12 @@ void trelSimulationParameter::PrepareGeometry()
   if (!tetrahedral) Medium->BuildTissueGrid();
 }
 
-bool trelSimulationParameter::Validate()
+void trelSimulationParameter::ShowError(const std::string& text)
 {
-  const auto warn = [this](const std::string& text) { WarningMacro(text); };
-  std::string fault = FindModelFault(*this, warn);
-  if (fault.empty()) {
-    TransmittanceCoordinate = FitTransmittanceCoordinate(*this, warn);
-    // The region as it stands: the set one, not yet cut to the shape.
-    fault = FindGridFault(*this, Region);
-  }
-  if (!fault.empty()) ErrorMacro(fault);
-  return fault.empty();
+  ErrorMacro(text);
+}
+
+void trelSimulationParameter::ShowWarning(const std::string& text)
+{
+  WarningMacro(text);
 }

@@ -2,6 +2,7 @@
 #define trelSimulationParameter_h
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
 #include "trelDataObject.h"
@@ -186,6 +187,9 @@ public:
   bool Validate();
 
 private:
+  void ShowError(const std::string& text);
+  void ShowWarning(const std::string& text);
+
   trelMedium* Medium;
   trelList* LightSources;
   trelList* Detectors;
