@@ -106,13 +106,10 @@ struct trelProjectedTriangle
     }
   }
 
-  /** True if no corner is level with the point in either coordinate. */
-  bool IsClearOfCorners() const
+  /** True if corner @p v is level with the point in neither coordinate. */
+  bool IsClearOf(int v) const
   {
-    for (int v = 0; v < 3; ++v)
-      if (!(std::fabs(U[v]) > GeometryTolerance && std::fabs(W[v]) > GeometryTolerance))
-        return false;
-    return true;
+    return std::fabs(U[v]) > GeometryTolerance && std::fabs(W[v]) > GeometryTolerance;
   }
 
   /** Where the edge from corner @p start to corner @p end meets the line u = 0. */
@@ -125,8 +122,8 @@ struct trelProjectedTriangle
   EdgeCrossing CrossSpanningEdge(int start) const
   {
     const int end = (start + 1) % 3;
-    const bool startAbove = W[start] > 0.0, endAbove = W[end] > 0.0;
-    if (startAbove == endAbove) return startAbove ? EdgeCrossed : EdgeMissed;
+    if (W[start] > 0.0 && W[end] > 0.0) return EdgeCrossed;
+    if (!(W[start] > 0.0 || W[end] > 0.0)) return EdgeMissed;
     const double height = HeightOfEdge(start, end);
     if (!(std::fabs(height) > GeometryTolerance)) return EdgeTooClose;
     return height > 0.0 ? EdgeCrossed : EdgeMissed;
@@ -137,15 +134,18 @@ struct trelProjectedTriangle
  *  in question; else too close. */
 inline ProjectedRelation CrossAtFirstSight(const trelProjectedTriangle& seen)
 {
-  if (!seen.IsClearOfCorners()) return ProjectedTooClose;
-  const int sides =
-      (seen.U[0] > 0.0 ? 1 : 0) | (seen.U[1] > 0.0 ? 2 : 0) | (seen.U[2] > 0.0 ? 4 : 0);
+  int sides = 0;  // a bit for each corner, set if it lies above in u
+  for (int v = 0; v < 3; ++v) {
+    if (!seen.IsClearOf(v)) return ProjectedTooClose;
+    sides |= (seen.U[v] > 0.0 ? 1 : 0) << v;
+  }
   if (sides == 0 || sides == 7) return ProjectedOutside;
   // The two edges at the corner that lies alone on its side are those that span the point.
   const int alone = sides == 1 || sides == 6 ? 0 : sides == 2 || sides == 5 ? 1 : 2;
   const EdgeCrossing before = seen.CrossSpanningEdge((alone + 2) % 3);
+  if (before == EdgeTooClose) return ProjectedTooClose;
   const EdgeCrossing after = seen.CrossSpanningEdge(alone);
-  if (before == EdgeTooClose || after == EdgeTooClose) return ProjectedTooClose;
+  if (after == EdgeTooClose) return ProjectedTooClose;
   return before != after ? ProjectedInside : ProjectedOutside;
 }
 

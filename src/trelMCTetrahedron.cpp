@@ -172,9 +172,11 @@ bool trelMCTetrahedron::IsOutsideRegion(const trelVector& point, int region) con
   if (region < 0 || region >= GetNumberOfRegions()) return true;
   if (std::isnan(point.X + point.Y + point.Z)) return true;
   const trelBox& box = Regions[static_cast<std::size_t>(region)].Bounds;
-  for (int a = 0; a < 3; ++a)
-    if (ToleranceLess(point[a], box.Low[a]) || ToleranceGreater(point[a], box.High[a])) return true;
-  return false;
+  const auto isBeyond = [](double p, double low, double high) {
+    return ToleranceLess(p, low) || ToleranceGreater(p, high);
+  };
+  return isBeyond(point.X, box.Low.X, box.High.X) || isBeyond(point.Y, box.Low.Y, box.High.Y) ||
+         isBeyond(point.Z, box.Low.Z, box.High.Z);
 }
 
 PointRelation trelMCTetrahedron::LocatePointInRegion(double x, double y, double z, int region) const
@@ -190,7 +192,7 @@ PointRelation trelMCTetrahedron::LocatePointInRegion(double x, double y, double 
   const std::int16_t state = table.GetState(cell);
   if (state == region) return PointInside;
   if (state != trelVoxelTable::Surface) return PointOutside;
-  return table.ClassifyPointInVoxel(point, cell, region);
+  return table.ClassifyPointInVoxel(x, y, z, cell, region);
 }
 
 int trelMCTetrahedron::FindRegion(const trelVector& point) const

@@ -148,7 +148,7 @@ PointRelation trelMCTriangleMesh::LocatePoint(double x, double y, double z) cons
     case trelVoxelTable::NoRegion:
       return PointOutside;
     default:
-      return table.ClassifyPointInVoxel(point, cell, insideRegion);
+      return table.ClassifyPointInVoxel(x, y, z, cell, insideRegion);
   }
 }
 

@@ -101,9 +101,10 @@ PointRelation trelVoxelTable::CountCrossings(const VoxelCell& voxel, const trelV
   return odd ? PointInside : PointOutside;
 }
 
-PointRelation trelVoxelTable::ClassifyPointInVoxel(const trelVector& point, std::size_t cell,
+PointRelation trelVoxelTable::ClassifyPointInVoxel(double x, double y, double z, std::size_t cell,
                                                    std::int32_t region) const
 {
+  const trelVector point = {x, y, z};
   const VoxelCell& voxel = Lists.GetCell(cell);
   return VisitAxis(voxel.Axis, [&](auto direction) {
     return CountCrossings<decltype(direction)::value>(voxel, point, region);

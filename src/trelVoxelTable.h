@@ -64,9 +64,9 @@ public:
   /**
    * Counts the crossings of the point's ray with triangles that bound @p region, 0 or above, in the
    * voxels from @p cell, the point's own, to the border of the grid: where the point lies in
-   * relation to the region.
+   * relation to the region. The coordinates are loose so that they are handed over in registers.
    */
-  TREL_RARE PointRelation ClassifyPointInVoxel(const trelVector& point, std::size_t cell,
+  TREL_RARE PointRelation ClassifyPointInVoxel(double x, double y, double z, std::size_t cell,
                                                std::int32_t region) const;
 
   /**
