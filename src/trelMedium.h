@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "trelInlining.h"
 #include "trelTissue.h"
 #include "trelTissueReach.h"
 
@@ -136,7 +137,8 @@ private:
   bool FillGrid();
   bool ClaimAllCells(trelTissueClaims& claims);
   bool ReportIfOutside(std::int32_t tissue);
-  void RetryBuild();
+  /** Kept out of the look-ups, into which the packet loop would else take the whole build. */
+  TREL_RARE void RetryBuild();
   trelCellRange CellsOf(std::int32_t tissue) const;
   trelCellRange CellsInReach(std::int32_t tissue) const;
   void ClaimCells(std::int32_t tissue, trelTissueClaims& claims);
