@@ -2,13 +2,19 @@
 # Builds and runs all tests: optimised, and under the sanitizers.
 #
 # Usage: scripts/test.sh [PRESET...]   (of CMakePresets.json; default: release asan tsan)
+#        scripts/test.sh long          those, the linter on all files, and the tests that take long
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
+long=
+if [ "${1-}" = long ]; then
+    long=yes
+    shift
+fi
 presets=("$@")
 [ $# -gt 0 ] || presets=(release asan tsan)
 
-scripts/bootstrap.sh build test tsan format
+scripts/bootstrap.sh build test tsan format lint
 
 echo "== format"
 git ls-files '*.h' '*.cpp' | xargs clang-format --dry-run -Werror
@@ -20,7 +26,16 @@ fi
 for preset in "${presets[@]}"; do
     echo "== $preset"
     cmake --preset "$preset" "${launcher[@]}"
+    if [ "$preset" = "${presets[0]}" ]; then
+        scripts/lint.sh "build/$preset" ${long:+all}
+    fi
     cmake --build --preset "$preset" --parallel "$(nproc)"
     ctest --preset "$preset"
 done
-echo "All tests passed: ${presets[*]}"
+if [ -n "$long" ]; then
+    for preset in release-long asan-long; do
+        echo "== $preset"
+        ctest --preset "$preset"
+    done
+fi
+echo "All tests passed: ${presets[*]}${long:+, and the long ones}"

@@ -81,14 +81,15 @@ static Estimate Absorbed(Build build)
 {
   const auto model = [build](TestModel& m) {
     build(m);
-    m.AddSource(TestModel::Make<trelEllipsoid>({5, 5, 5}, {1, 1, 1}), 120);
+    m.AddSource(TestModel::Make<trelEllipsoid>({5, 5, 5}, {1, 1, 1}), 360);
     m->SetSeparations(1, 1, 1, 1, 30, 30);
   };
   const auto absorbed = [](const trelMediumResult& r) {
     EXPECT_NEAR(Light(r), 1.0, 5e-3);
     return r.GetTotalAbsorption3D();
   };
-  return EstimateOf(RunBatches<trelDiffuseVRMC>(DOT, model, absorbed));
+  // Few, since each builds the look-up of its meshes, which takes longer than the packets.
+  return EstimateOf(RunBatches<trelDiffuseVRMC>(DOT, model, absorbed, 8));
 }
 
 TEST(MeshRun, ABodyAbsorbsAlikeInAnyForm)
@@ -154,10 +155,10 @@ TEST(MeshRun, ACameraSeesAlikeInAnyForm)
 static Estimate Collected(Build build, SimulationType type, LuminousType luminous, int threads)
 {
   std::vector<double> totals;
-  for (int batch = 0; batch < 12; ++batch) {
+  for (int batch = 0; batch < 8; ++batch) {
     TestModel model(type);
     build(model);
-    model.AddSource(TestModel::Make<trelEllipsoid>({5, 5, 5}, {1, 1, 1}), 300, luminous);
+    model.AddSource(TestModel::Make<trelEllipsoid>({5, 5, 5}, {1, 1, 1}), 450, luminous);
     model->SetSeparations(1, 1, 1, 1, 30, 30);
     model->SetThreadNumber(threads);
     auto* fiber = new trelFiberDetector;
