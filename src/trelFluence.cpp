@@ -24,7 +24,7 @@ void trelFluence::Convert(const trelGridSet* grids) const
 
 /**
  * How often a grid is divided by the coefficient. In two dimensions the Cartesian grids of the
- * frequency domain go their own way: the real grid is divided twice and the imaginary one not at
+ * frequency domain are an exception: the real grid is divided twice and the imaginary one not at
  * all. Amplitude and phase in files depend on it.
  */
 static int GetNumberOfDivisions(trelGridId grid, trelGridDomain domain)

@@ -66,8 +66,8 @@ public:
 
   /**
    * Allocates the zeroed grids of @p uses whose flag in @p save is set, with the counts of @p
-   * window, in the time domain with the time bins outermost. False at the first grid whose
-   * allocation fails; the others stay until they are released.
+   * window, in the time domain with the time bins outermost. False at the first allocation that
+   * fails; the others stay until they are released.
    */
   bool Allocate(const trelGridUses& uses, const bool save[NumberOfSaveFlags + 1],
                 const trelGridWindow& window);

@@ -53,14 +53,14 @@ struct trelGridBins
   double Maximum = 0.0;
   double Separation = 0.0;
   std::int32_t Count = 0;
-  /** Count, for LocateWithin() to compare with; below all indices if it cannot tell, as with a
-   *  negative separation, which has no bins. */
+  /** The upper limit of LocateWithin(): Count, or -infinity if there are no bins or the separation
+   *  is not positive, so that no index lies below it. */
   double EndIndex = -std::numeric_limits<double>::infinity();
 
   /**
    * The bin of @p q: trunc((q - Minimum) / Separation). False, and @p bin without a meaning, if q
-   * lies outside the window by more than GridTolerance, is NaN, or the bin is not one of
-   * the Count bins: so a value just below the minimum has bin 0, and the upper edge of the last bin
+   * lies outside the window by more than GridTolerance, is NaN, or the bin is not one of the Count
+   * bins: so a value just below the minimum has bin 0, and the upper edge of the last bin
    * is open.
    */
   bool Locate(double q, std::int32_t* bin) const
@@ -72,7 +72,8 @@ struct trelGridBins
     return *bin < Count;  // without bins nothing has one
   }
 
-  /** Locate() in half the instructions; false also where that has to tell, at the edges. */
+  /** Locate() in half the instructions, without the tolerance: false is not final at the edges,
+   *  where Locate() decides. */
   bool LocateWithin(double q, std::int32_t* bin) const
   {
     const double index = (q - Minimum) / Separation;
@@ -81,6 +82,7 @@ struct trelGridBins
     return true;
   }
 
+  /** The middle of the bin. */
   double Midpoint(std::int32_t bin) const { return (bin + 0.5) * Separation + Minimum; }
 };
 
@@ -153,6 +155,7 @@ inline bool CombineBins(const trelGridWindow& window, const double position[3], 
   return found;
 }
 
+/** LocateCell() where some coordinate has no bin by LocateWithin(): at an edge or outside. */
 template <trelGridAxis... axes>
 TREL_RARE bool LocateCellAtEdge(const trelGridWindow& window, const double position[3],
                                 std::size_t* cell)

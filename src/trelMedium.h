@@ -24,9 +24,10 @@ class trelMCTetrahedron;
  * box of the outermost shape answers it: each cell names a tissue that claims it, and every tissue
  * claims the cells of its own bounding box. The exact shapes then confirm, since a box is more than
  * its shape. A cell that lies wholly inside the shape that would be asked first is marked as
- * settled when the grid is built, and its answer needs no shape at all: a grid of bytes tells these
- * cells, a quarter of the memory that the look-ups of a run would else draw into the cache. Where
- * the first shape does not have the point, those are asked that reach into its part of the grid.
+ * settled when the grid is built, and its answer needs no shape at all. These marks are a grid
+ * of bytes, a quarter of the size of the grid of indices, so that more of it stays in the cache.
+ * Where the first shape does not hold the point, those are asked that reach into its part of the
+ * grid.
  *
  * The grid is built on the main thread before the run and only read after that. It knows the shapes
  * as they were then: a change of a shape needs a new build.
@@ -118,7 +119,7 @@ private:
     double Last;         /**< Size - 1 */
 
     /** The cell that holds the coordinate, the nearest one when it lies beyond the grid; the first
-     *  one for what is not a number, as with a step of 0. */
+     *  one for NaN, as with a step of 0. */
     std::ptrdiff_t CellOf(double coordinate) const
     {
       double cell = (coordinate - Min) / Step;

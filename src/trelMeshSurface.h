@@ -21,7 +21,7 @@ struct trelMeshFace
 class trelMeshSurface
 {
 public:
-  /** Makes room for so many faces, with vertices 0 and area 0; false if there is not so much. */
+  /** Makes room for so many faces, with vertices 0 and area 0; false if an allocation fails. */
   bool Allocate(std::int32_t faces, std::int32_t vertices, bool isTetraMesh);
   void Release();
 
@@ -34,7 +34,7 @@ public:
   /** For each face of a tetrahedral mesh 1 if it lacks a neighbour, else 0; null otherwise. */
   std::uint8_t* GetMeshFaceOnBoundary() const { return MeshFaceOnBoundary.get(); }
 
-  /** True for the faces that have a say in the values of vertices. */
+  /** True for the faces whose values enter those of their vertices. */
   bool IsOnBoundary(std::int32_t face) const
   {
     return !IsTetraMesh || MeshFaceOnBoundary[static_cast<std::size_t>(face)] == 1;

@@ -264,8 +264,8 @@ static bool IsOutOfScale(const trelShapeObject* shape, const trelShapeObject& bo
   return size > 0.0 && (size * otherUnit <= bodySize || size >= otherUnit * bodySize);
 }
 
-/** The same of a source, which may be as small as it likes unless it is a mesh, but not that far
- *  from a body that is one. */
+/** The same for a source. One that is no mesh may have any small size, but if the body is a mesh it
+ *  must not be that far away either. */
 static bool IsSourceOutOfScale(const trelLightSource& source, const trelShapeObject& body)
 {
   const trelShapeObject* shape = source.GetShape();

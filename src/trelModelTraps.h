@@ -8,7 +8,7 @@ class trelSimulationParameter;
 
 /**
  * @file trelModelTraps.h
- * Traps: models that can be run and whose results are not what a reader would take them for. Each
+ * Traps: models that can be run and whose results do not mean what the model says. Each
  * check is a function from the model to a line that says what will happen and what to write
  * instead, with the numbers of the tissues, sources and detectors concerned, counted from 1; empty
  * if there is nothing to tell. A new check is a new row of the table.

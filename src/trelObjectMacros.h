@@ -22,7 +22,7 @@
  *  Windows in a modal box titled "Information". Every report goes through here. */
 void DisplayText(const std::string& text);
 
-/** The same for a text that stands in the program: needs no memory, so that it can tell of its
+/** The same for a text that stands in the program: needs no memory, so that it can report its
  * lack. */
 void DisplayLiteral(const char* text);
 

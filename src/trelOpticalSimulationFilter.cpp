@@ -72,7 +72,7 @@ void trelOpticalSimulationFilter::CreateAlgorithms()
 
 void trelOpticalSimulationFilter::ClearAlgorithms()
 {
-  if (!OutputIsOwn) Output = nullptr;  // it may die with the medium filter
+  if (!OutputIsOwn) Output = nullptr;  // the medium filter may destroy it
   if (FreespaceFilter) FreespaceFilter->Delete();
   FreespaceFilter = nullptr;
   if (MediumFilter) MediumFilter->Delete();
@@ -116,8 +116,8 @@ void trelOpticalSimulationFilter::TakeMediumOutput()
   Output = MediumFilter->GetOutput();
 }
 
-/** Lets go of the output. One of our own dies unless somebody holds it; the medium filter's is its.
- */
+/** Lets go of the output: one made here is destroyed unless somebody holds it, the medium filter's
+ *  belongs to that filter. */
 void trelOpticalSimulationFilter::DropOutput()
 {
   if (Output && OutputIsOwn) Output->Delete();

@@ -77,7 +77,7 @@ std::FILE* OpenRegularFile(const std::string& name, const char* mode)
 
 std::FILE* OpenRegularFile(const std::string& name, const char* mode)
 {
-  // Opened first and asked then, so that nothing else can come under the name in between.
+  // Opened first and checked then: the name cannot come to mean another file in between.
   const int descriptor = open(name.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
   if (descriptor < 0) return nullptr;
   struct stat status;

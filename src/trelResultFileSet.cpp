@@ -42,8 +42,8 @@ static void CopyOwner(const fs::path&, const fs::path&) {}
 
 /**
  * While it lives, other runs do not rename files in the folder, and this thread receives no signal
- * to end. The lock is given up on after two seconds: it only parts runs that end at the same
- * moment, and a script may hold it while it waits for this run.
+ * to end. Waiting for the lock ends after two seconds: it only separates runs that end at the
+ * same moment, and a script may hold it while it waits for this run.
  */
 class trelRenaming
 {

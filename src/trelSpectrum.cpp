@@ -16,8 +16,9 @@ double trelSpectrum::GetPhotonWeight(bool specular, const trelMedium* medium)
   return PhotonWeight.load(std::memory_order_relaxed);
 }
 
-/** The share that the step of refractive index at the skin reflects at normal incidence (Fresnel);
- *  0 for a medium without an outermost tissue or without coefficients at this wavelength. */
+/** The share that the step of refractive index at the surface reflects at normal incidence
+ * (Fresnel); 0 for a medium without an outermost tissue or without coefficients at this wavelength.
+ */
 static double NormalReflectance(const trelMedium* medium, std::uint32_t wavelengthIndex)
 {
   const trelTissue* outermost = medium ? medium->GetOutermostTissue() : nullptr;

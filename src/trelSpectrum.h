@@ -39,7 +39,7 @@ public:
   trelSetGetMacro(double, LifeTime)
 
   /**
-   * The part of the light that the skin of @p medium throws back at normal incidence (Fresnel),
+   * The part of the light that the surface of @p medium reflects at normal incidence (Fresnel),
    * ((n0 - n1) / (n0 + n1))^2 with n0 of the surroundings and n1 of the outermost tissue; 0 if
    * @p specular is false. Computed together with the packet weight by the first call of either
    * operation and kept from then on, whatever later calls say.
@@ -48,7 +48,7 @@ public:
 
   /**
    * The start weight of one packet, (Energy - SpecularReflectance) / PhotonNumber. The reflectance
-   * is taken off the energy also when the energy is not 1: results are normalised with that.
+   * is subtracted from the energy also when the energy is not 1: results are normalised with that.
    *
    * Threads may call this at the same time with the same arguments; each that finds no weight yet
    * stores the same values, so there is no lock.

@@ -24,8 +24,8 @@ static int TryThreads(int wanted)
 #include <cstring>
 #include <thread>
 
-/** Reads the environment as the OpenMP run-time does: a number with B, K, M or G behind it, of kB
- *  without. False for what that does not take either. */
+/** Reads the environment as the OpenMP run-time does: a number of kB, or of the unit B, K, M or
+ *  G behind it. False for text that the run-time rejects too. */
 static bool ReadStackSize(const char* variable, std::size_t* bytes)
 {
   static const char blanks[] = " \t\n\v\f\r";
@@ -48,16 +48,14 @@ static bool ReadStackSize(const char* variable, std::size_t* bytes)
   return *bytes >> shift == number;
 }
 
-/** The threads of this process, as a number that is off by a constant; always 0 where it cannot be
- *  told. */
+/** The number of threads of this process plus a constant; always 0 on systems without /proc. */
 static std::size_t CountTasks()
 {
   struct stat folder = {};
   return stat("/proc/self/task", &folder) == 0 ? static_cast<std::size_t>(folder.st_nlink) : 0;
 }
 
-/** A thread that has been joined counts against the limits until the system has done away with it.
- */
+/** A thread that has been joined counts against the limits until the system has removed it. */
 static void WaitForTasks(std::size_t tasks)
 {
   for (int i = 0; i < 1000 && CountTasks() > tasks; ++i)
@@ -72,8 +70,8 @@ static void* WaitAtGate(void* gate)
   return nullptr;
 }
 
-/** Starts as many of @p wanted threads as come up, with the stacks that they are to have, keeps all
- *  of them waiting and lets them go; the number, the calling one included. Allocates nothing. */
+/** Starts up to @p wanted threads with stacks of the configured size, all at once, and ends them;
+ *  how many could be started, the calling one included. Allocates nothing. */
 static int TryThreads(int wanted)
 {
   const std::size_t tasks = CountTasks();
@@ -81,7 +79,8 @@ static int TryThreads(int wanted)
   pthread_attr_init(&attributes);
   std::size_t stack = 0;
   if (ReadStackSize("OMP_STACKSIZE", &stack) || ReadStackSize("GOMP_STACKSIZE", &stack)) {
-    pthread_attr_setstacksize(&attributes, stack);  // refused, it stays as it was, as there
+    pthread_attr_setstacksize(&attributes,
+                              stack);  // on failure the default stays, as in the run-time
   }
   pthread_mutex_t gate = PTHREAD_MUTEX_INITIALIZER;
   pthread_mutex_lock(&gate);
@@ -112,7 +111,7 @@ static void WarnOfFewer(int wanted, int startable)
 
 int StartableThreads(int wanted)
 {
-  static int most = MaximumNumberOfThreads;  // as many come up, as far as is known
+  static int most = MaximumNumberOfThreads;  // as far as is known: as many have started
   static int tried = 1;
   wanted = std::clamp(wanted, 1, MaximumNumberOfThreads);
   if (wanted > tried && tried < most) {

@@ -14,7 +14,7 @@ class trelTimeTotals
 {
 public:
   /** Allocates the zeroed arrays of the totals of @p kind with @p count bins each; false at the
-   *  first whose allocation fails. The array of TotalOfAbsorption2D is the first of its kind. */
+   *  first allocation that fails. The array of TotalOfAbsorption2D is the first of its kind. */
   bool Allocate(trelGridKind kind, std::int32_t count);
   /** Frees the arrays of @p kind; their sums over time become 0. */
   void Release(trelGridKind kind);

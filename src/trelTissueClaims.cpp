@@ -2,7 +2,8 @@
 
 #include <utility>
 
-/** The most groups that all answers together keep, 64 MB; beyond it they are forgotten. */
+/** The most groups that all answers together keep, 64 MB; beyond it they are dropped and made anew.
+ */
 static constexpr std::size_t maximumOfAnswers = std::size_t{1} << 24;
 
 trelTissueClaims::trelTissueClaims(const std::ptrdiff_t size[3], std::size_t tissues,
@@ -57,7 +58,7 @@ trelTissueClaims::Answer& trelTissueClaims::FindAnswer(const trelCellRange& rang
 }
 
 /** The groups that make up the cells of the range, after those that reach beyond it have been
- *  parted. Valid until the next call. */
+ *  split. Valid until the next call. */
 const std::vector<std::int32_t>& trelTissueClaims::PartGroups(const trelCellRange& range)
 {
   Answer& answer = FindAnswer(range);

@@ -21,8 +21,8 @@ struct trelCellRange
  * Cells that the same tissues have claimed form a group and have one holder. Thus a tissue that
  * claims the cells of an earlier one costs a look at each of their groups, not at each cell: a
  * hundred thousand shells or layers, which share the cells of a few hundred boxes, take a second.
- * Where the boxes differ so much that there are thousands of groups, these no longer pay, and cells
- * are looked at one by one.
+ * Where the boxes differ so much that there are thousands of groups, looking at cells one by one is
+ * cheaper, and groups are given up.
  *
  * May throw std::bad_alloc.
  */
@@ -114,7 +114,7 @@ private:
   std::vector<std::int32_t> Cells;
   /** Empty once dissolved. */
   std::vector<Group> Groups;
-  /** How often groups have been parted: an older answer may lack some. */
+  /** Number of times that groups were split: a kept answer from before may lack some. */
   std::int64_t Partings = 0;
   std::unordered_map<std::uint64_t, Answer> Answers;
   std::size_t GroupsInAnswers = 0;
