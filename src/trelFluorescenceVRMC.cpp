@@ -57,6 +57,7 @@ template <class Geometry>
 inline void trelFluorescenceVRMC::StepLight(ThreadState& state)
 {
   trelPacket packet = state.LoadPacket();
+  Model.PlaceIn(packet.TissueIndex, packet);
   TakeStep<Geometry, ClassicFluorescenceRules>(packet, state, Model, state);
   if (!packet.Dead && state.CurrentLuminousType == LuminousExcitation) {
     ConvertToEmission(packet, state);
@@ -107,7 +108,7 @@ void trelFluorescenceVRMC::ConvertToEmission(trelPacket& packet, ThreadState& st
 void trelFluorescenceVRMC::Convert(trelPacket& packet, ThreadState& state,
                                    const trelFluorophore& fluorophore)
 {
-  const trelCoefficients& here = Model.GetCoefficients(packet);
+  const trelCoefficients& here = *packet.Here;
   const double sourceWeight = packet.SourceWeight;
   const double mus = here.Scattering;
   const double muf = fluorophore.Absorption;

@@ -5,6 +5,8 @@
 
 #include "trelVector.h"
 
+struct trelCoefficients;
+
 /** A boundary that a packet met. It outlives the packet: shapes leave parts of a hit as they find
  * them, and equal indices refract by the angle of the refraction before. */
 struct trelBoundary
@@ -37,6 +39,8 @@ struct trelPacket
   std::int32_t WavelengthIndex;  ///< selects coefficients and records
   std::uint32_t StepCount;       ///< steps done
   bool Dead;                     ///< the packet has ended
+  /** Coefficients of its tissue at its wavelength; trelTransportModel::PlaceIn keeps them. */
+  const trelCoefficients* Here;
   std::int32_t CurrentDetector;  ///< the fibre detector that the step reached, -1 before
   trelBoundary Boundary;         ///< the last boundary
 

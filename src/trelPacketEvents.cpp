@@ -20,7 +20,7 @@ trelBoundaryTurn ResolveBoundary(trelPacket& packet, trelRandomNumbers& numbers,
 {
   trelBoundary& boundary = packet.Boundary;
   const std::int32_t next = boundary.NextTissue;
-  boundary.IndexHere = model.GetCoefficients(packet).RefractiveIndex;
+  boundary.IndexHere = packet.Here->RefractiveIndex;
   boundary.IndexNext = next == -1
                            ? model.AmbientRefractiveIndex
                            : model.GetCoefficients(next, packet.WavelengthIndex).RefractiveIndex;
@@ -64,8 +64,12 @@ static void Transmit(trelPacket& packet, const trelTransportModel& model,
 {
   const trelBoundary& boundary = packet.Boundary;
   packet.Direction = Refract(packet.Direction, boundary.Hit.Normal, boundary.TransmitAngle);
-  packet.TissueIndex = boundary.NextTissue;
-  if (packet.TissueIndex == -1) Escape(packet, model, scores);
+  if (boundary.NextTissue == -1) {
+    packet.TissueIndex = -1;
+    Escape(packet, model, scores);
+  } else {
+    model.PlaceIn(boundary.NextTissue, packet);
+  }
 }
 
 void UpdateDirection(trelPacket& packet, const trelTransportModel& model,
@@ -87,9 +91,9 @@ void EndOutside(trelPacket& packet, const trelPacketScores& scores)
 
 /** Whether one end of the step lies in a fibre detector and the other does not: the first such
  *  detector of the list becomes CurrentDetector. */
-static bool CrossesFiberDetector(trelPacket& packet, const trelVector& end,
-                                 const trelTransportModel& model)
+static bool CrossesFiberDetector(trelPacket& packet, const trelTransportModel& model)
 {
+  const trelVector end = packet.GetEnd();
   for (std::size_t i = 0; i < model.FiberShapes.size(); ++i) {
     const trelShapeObject* shape = model.FiberShapes[i];
     if (!shape || shape->LocatePoint(packet.Position) == shape->LocatePoint(end)) continue;
@@ -110,10 +114,10 @@ static bool IntersectFiberDetector(trelPacket& packet, const trelTransportModel&
       packet.GetRay(), RayEnters, &hit);
 }
 
-bool EndAtFiberDetector(trelPacket& packet, const trelVector& end, const trelTransportModel& model,
+bool EndAtFiberDetector(trelPacket& packet, const trelTransportModel& model,
                         const trelPacketScores& scores, bool scoresMissed)
 {
-  if (!CrossesFiberDetector(packet, end, model)) return false;
+  if (!CrossesFiberDetector(packet, model)) return false;
   if (IntersectFiberDetector(packet, model) || scoresMissed) ScoreFiberDetector(packet, scores);
   packet.Dead = true;
   return true;

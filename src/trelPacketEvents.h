@@ -10,8 +10,7 @@
 /**
  * @file trelPacketEvents.h
  * What happens to a packet in a step: functions of the packet, the random numbers, the model and
- * where it is scored. `here` are the coefficients of the tissue that the packet is in. What happens
- * in most steps is inline.
+ * where it is scored. What happens in most steps is inline.
  */
 
 /** What a boundary does to a packet. */
@@ -22,8 +21,9 @@ enum trelBoundaryTurn
 };
 
 /** Draws the length of the step. */
-inline void NewStep(trelPacket& packet, trelRandomNumbers& numbers, const trelCoefficients& here)
+inline void NewStep(trelPacket& packet, trelRandomNumbers& numbers)
 {
+  const trelCoefficients& here = *packet.Here;
   if (here.IsNonInteracting()) {
     packet.StepSize = ClearStep;
     packet.StepLeft = 0.0;
@@ -37,21 +37,11 @@ inline void NewStep(trelPacket& packet, trelRandomNumbers& numbers, const trelCo
 
 /** Moves the packet to @p end, the end of its step. The refractive index is that of the tissue that
  * it leaves there, if any. */
-inline void Hop(trelPacket& packet, const trelCoefficients& here, const trelVector& end)
+inline void Hop(trelPacket& packet, const trelVector& end)
 {
   packet.Position = end;
   packet.PathLength += packet.StepSize;
-  packet.FlyTime += GetTimeOfFlight(here.RefractiveIndex, packet.StepSize);
-}
-
-inline void Scatter(trelPacket& packet, trelRandomNumbers& numbers, const trelTransportModel& model,
-                    const trelCoefficients& here)
-{
-  if (model.Dimension == Dimension2D) {
-    Scatter2D(packet.Direction, numbers);  // in non-interacting tissue too
-  } else if (!here.IsNonInteracting()) {
-    Scatter3D(packet.Direction, numbers, here.Anisotropy);
-  }
+  packet.FlyTime += GetTimeOfFlight(packet.Here->RefractiveIndex, packet.StepSize);
 }
 
 /** Takes @p weight off the packet and scores it as absorbed where the packet is. */
@@ -70,10 +60,24 @@ inline void Absorb(trelPacket& packet, const trelPacketScores& scores,
 
 /** The absorption of an interaction: the share mua / (mua + mus) of the weight. */
 inline void Deposit(trelPacket& packet, const trelPacketScores& scores,
-                    const trelTransportModel& model, const trelCoefficients& here)
+                    const trelTransportModel& model)
 {
-  if (std::fabs(packet.StepSize) < GeometryTolerance || here.IsNonInteracting()) return;
+  const trelCoefficients& here = *packet.Here;
+  if (std::fabs(packet.StepSize) < GeometryTolerance) return;
   Absorb(packet, scores, model, here.Absorption * packet.Weight / here.Interaction);
+}
+
+/** What a step ends in that no boundary cut: the packet scatters and leaves a part of its weight.
+ */
+inline void Scatter(trelPacket& packet, trelRandomNumbers& numbers, const trelTransportModel& model,
+                    const trelPacketScores& scores)
+{
+  const trelCoefficients& here = *packet.Here;
+  const bool isPlanar = model.Dimension == Dimension2D;
+  if (isPlanar) Scatter2D(packet.Direction, numbers);  // in clear tissue too
+  if (here.IsNonInteracting()) return;
+  if (!isPlanar) Scatter3D(packet.Direction, numbers, here.Anisotropy);
+  Deposit(packet, scores, model);
 }
 
 /** Brings a direction that rounding has stretched back to unit length; leaves a null vector alone.
@@ -113,11 +117,10 @@ TREL_RARE void UpdateDirection(trelPacket& packet, const trelTransportModel& mod
 TREL_RARE void EndOutside(trelPacket& packet, const trelPacketScores& scores);
 
 /**
- * Ends the packet at the fibre detector that its step to @p end reaches, if any; true if it did.
+ * Ends the packet at the fibre detector that its step reaches, if any; true if it did.
  * @p scoresMissed: it is scored there also if no surface is found on its way.
  */
-TREL_RARE bool EndAtFiberDetector(trelPacket& packet, const trelVector& end,
-                                  const trelTransportModel& model, const trelPacketScores& scores,
-                                  bool scoresMissed);
+TREL_RARE bool EndAtFiberDetector(trelPacket& packet, const trelTransportModel& model,
+                                  const trelPacketScores& scores, bool scoresMissed);
 
 #endif

@@ -2,11 +2,11 @@
 
 /** Ends the step at the boundary and keeps the rest of it, as an optical depth; turns the normal
  *  along the travel. */
-static trelCrossing CutStep(const trelTransportModel& model, trelPacket& packet)
+static trelCrossing CutStep(trelPacket& packet)
 {
   trelHit& hit = packet.Boundary.Hit;
   if (Dot(hit.Normal, packet.Direction) < 0.0) hit.Normal = -hit.Normal;
-  packet.StepLeft = (packet.StepSize - hit.Distance) * model.GetCoefficients(packet).Interaction;
+  packet.StepLeft = (packet.StepSize - hit.Distance) * packet.Here->Interaction;
   packet.StepSize = hit.Distance;
   return MeetsBoundary;
 }
@@ -21,15 +21,15 @@ trelCrossing trelShapeGeometry::MoveToBoundaryAnalytic(const trelTransportModel&
       *model.TissueShapes[entersInner ? boundary.NextTissue : packet.TissueIndex];
   boundary.Hit.Distance = packet.StepSize;
   if (shape.FindHit(packet.GetRay(), entersInner ? RayEnters : RayLeaves, &boundary.Hit)) {
-    return CutStep(model, packet);
+    return CutStep(packet);
   }
   return isOutside ? EndsOutside : EndsElsewhere;
 }
 
 trelCrossing trelTetrahedralGeometry::MoveToBoundaryTetrahedral(const trelTransportModel& model,
-                                                                const trelVector& end,
                                                                 trelPacket& packet)
 {
+  const trelVector end = packet.GetEnd();
   const trelVector& p = packet.Position;
   const trelVector& u = packet.Direction;
   std::int32_t& next = packet.Boundary.NextTissue;
@@ -40,6 +40,6 @@ trelCrossing trelTetrahedralGeometry::MoveToBoundaryTetrahedral(const trelTransp
       &hit.Normal.Y, &hit.Normal.Z, &next);
   if (!isHit) next = model.Tetrahedron->FindRegion(end.X, end.Y, end.Z);
   if (!model.IsTissue(next)) next = -1;
-  if (isHit) return CutStep(model, packet);
+  if (isHit) return CutStep(packet);
   return next == -1 ? EndsOutside : EndsElsewhere;
 }

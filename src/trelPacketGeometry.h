@@ -62,7 +62,7 @@ struct trelTetrahedralGeometry
                                    trelPacket& packet)
   {
     if (!CrossesBoundaryTetrahedral(model, end, packet)) return CrossesNothing;
-    return MoveToBoundaryTetrahedral(model, end, packet);
+    return MoveToBoundaryTetrahedral(model, packet);
   }
 
 private:
@@ -73,7 +73,6 @@ private:
            PointOutside;
   }
   TREL_RARE static trelCrossing MoveToBoundaryTetrahedral(const trelTransportModel& model,
-                                                          const trelVector& end,
                                                           trelPacket& packet);
 };
 

@@ -16,13 +16,13 @@ template <class Geometry, class Rules>
 inline void TakeStep(trelPacket& packet, trelRandomNumbers& numbers,
                      const trelTransportModel& model, trelPacketScores& scores)
 {
-  const trelCoefficients& start = model.GetCoefficients(packet);
-  NewStep(packet, numbers, start);
-  const trelVector end = packet.GetEnd();
+  const bool startsInClearTissue = packet.Here->IsNonInteracting();
+  NewStep(packet, numbers);
   if (model.HasFiberDetectors &&
-      EndAtFiberDetector(packet, end, model, scores, Rules::ScoresMissedFiber)) {
+      EndAtFiberDetector(packet, model, scores, Rules::ScoresMissedFiber)) {
     return;
   }
+  const trelVector end = packet.GetEnd();
   const trelCrossing crossing = Geometry::FindCrossing(model, end, packet);
   if (crossing == EndsOutside) {
     EndOutside(packet, scores);
@@ -30,18 +30,15 @@ inline void TakeStep(trelPacket& packet, trelRandomNumbers& numbers,
   }
   if (crossing == MeetsBoundary) {
     const trelBoundaryTurn turn = ResolveBoundary(packet, numbers, model);
-    Hop(packet, start, packet.GetEnd());
+    Hop(packet, packet.GetEnd());
     UpdateDirection(packet, model, scores, turn);
   } else {
-    if (crossing == EndsElsewhere) packet.TissueIndex = packet.Boundary.NextTissue;
-    const trelCoefficients& here =
-        crossing == EndsElsewhere ? model.GetCoefficients(packet) : start;
-    Hop(packet, here, end);
-    Scatter(packet, numbers, model, here);
-    Deposit(packet, scores, model, here);
+    if (crossing == EndsElsewhere) model.PlaceIn(packet.Boundary.NextTissue, packet);
+    Hop(packet, end);
+    Scatter(packet, numbers, model, scores);
   }
   RenormalizeDirection(packet.Direction);
-  if (Rules::RouletteInClearTissue || !start.IsNonInteracting()) {
+  if (Rules::RouletteInClearTissue || !startsInClearTissue) {
     Roulette(packet, numbers, model, scores);
   }
 }

@@ -25,6 +25,7 @@ trelPacket ThreadState::LoadPacket() const
   packet.WavelengthIndex = Photon->WavelengthIndex;
   packet.StepCount = Photon->StepCount;
   packet.Dead = Photon->Dead;
+  packet.Here = nullptr;
   packet.CurrentDetector = CurrentDetector;
   packet.Boundary.Hit = {0.0, BoundaryFace, {NormalX, NormalY, NormalZ}};
   packet.Boundary.NextTissue = NextTissue;

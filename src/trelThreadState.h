@@ -40,7 +40,7 @@ struct ThreadState : trelRandomNumbers, trelPacketScores
   bool Master;                   ///< this is thread 0 of its team
   std::uint64_t FailedLaunches;  ///< of this thread in the current region
 
-  /** The thread's packet with all that outlives packets. */
+  /** The thread's packet with all that outlives packets, but not yet placed in its tissue. */
   trelPacket LoadPacket() const;
   void StorePacket(const trelPacket& packet);
 };

@@ -39,10 +39,11 @@ struct trelTransportModel
   {
     return Coefficients[static_cast<std::size_t>(tissue) * NumberOfSpectra + spectrum];
   }
-  /** Those of the tissue that the packet is in. */
-  const trelCoefficients& GetCoefficients(const trelPacket& packet) const
+  /** Puts the packet into @p tissue, which there is, with the coefficients at its wavelength. */
+  void PlaceIn(std::int32_t tissue, trelPacket& packet) const
   {
-    return GetCoefficients(packet.TissueIndex, packet.WavelengthIndex);
+    packet.TissueIndex = tissue;
+    packet.Here = &GetCoefficients(tissue, packet.WavelengthIndex);
   }
   /** Whether @p tissue is one; a region of a mesh may have none, and counts as outside then. */
   bool IsTissue(std::int32_t tissue) const { return tissue >= 0 && tissue < NumberOfTissues; }

@@ -263,6 +263,7 @@ void trelVarianceReductionMonteCarlo::Trace(trelPacket& packet, ThreadState& sta
 {
   state.Trajectory = TrajectoryMode && state.Master ? Output : nullptr;
   packet.Dead = SingleStepMode;
+  Model.PlaceIn(packet.TissueIndex, packet);
   if (Model.ShapeIsTetrahedron) {
     TraceTetrahedral(packet, state);
   } else {
@@ -286,6 +287,7 @@ void trelVarianceReductionMonteCarlo::TraceTetrahedral(trelPacket& packet, Threa
 void trelVarianceReductionMonteCarlo::StepAnalytic(ThreadState* state)
 {
   trelPacket packet = state->LoadPacket();
+  Model.PlaceIn(packet.TissueIndex, packet);
   TakeStep<trelShapeGeometry, ClassicRules>(packet, *state, Model, *state);
   state->StorePacket(packet);
 }
@@ -293,6 +295,7 @@ void trelVarianceReductionMonteCarlo::StepAnalytic(ThreadState* state)
 void trelVarianceReductionMonteCarlo::StepTetrahedral(ThreadState* state)
 {
   trelPacket packet = state->LoadPacket();
+  Model.PlaceIn(packet.TissueIndex, packet);
   TakeStep<trelTetrahedralGeometry, ClassicTetrahedralRules>(packet, *state, Model, *state);
   state->StorePacket(packet);
 }

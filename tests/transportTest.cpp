@@ -203,12 +203,19 @@ protected:
     Scores.SpectrumMediumResult = Result.GetMediumResult(0);
     Scores.Grids = Tables.GetMedium(0);
     Scores.OneThread = true;
+    PlaceAt(0.0, 0);
     Packet.SourceWeight = 2.0;
-    Packet.Weight = 1.0;
-    Packet.Direction = {1, 0, 0};
   }
 
-  const trelCoefficients& Here() { return Transport.GetCoefficients(Packet); }
+  /** A fresh packet on the x axis, on its way up. */
+  void PlaceAt(double x, int tissue)
+  {
+    Packet = {};
+    Packet.Weight = 1.0;
+    Packet.Position.X = x;
+    Packet.Direction.X = 1.0;
+    Transport.PlaceIn(tissue, Packet);
+  }
   /** What becomes of a step of @p length along x. */
   trelCrossing Cross(double length)
   {
@@ -227,15 +234,15 @@ protected:
 
 TEST_F(StepTest, TheRestOfACutStepIsWalkedWithTheCoefficientsBehindTheBoundary)
 {
-  Packet.Position.X = -5.0;
+  PlaceAt(-5.0, 0);
   ASSERT_EQ(Cross(4.0), MeetsBoundary);
   EXPECT_EQ(Packet.Boundary.NextTissue, 1);
   EXPECT_DOUBLE_EQ(Packet.StepSize, 3.0);
   EXPECT_DOUBLE_EQ(Packet.StepLeft, 5.0);
   EXPECT_DOUBLE_EQ(Packet.Boundary.Hit.Normal.X, 1.0) << "the normal points along the travel";
-  Packet.TissueIndex = 1;
+  Transport.PlaceIn(1, Packet);
   const int before = Numbers.RandomIndex;
-  NewStep(Packet, Numbers, Here());
+  NewStep(Packet, Numbers);
   EXPECT_DOUBLE_EQ(Packet.StepSize, 5.0);
   EXPECT_EQ(Packet.StepLeft, 0.0);
   EXPECT_EQ(Numbers.RandomIndex, before) << "no number is drawn for the rest";
@@ -243,7 +250,7 @@ TEST_F(StepTest, TheRestOfACutStepIsWalkedWithTheCoefficientsBehindTheBoundary)
 
 TEST_F(StepTest, LeavingAnInnerTissueLeadsIntoTheOutermostOne)
 {
-  Packet.TissueIndex = 1;
+  PlaceAt(0.0, 1);
   ASSERT_EQ(Cross(30.0), MeetsBoundary) << "the end lies outside of the medium";
   EXPECT_EQ(Packet.Boundary.NextTissue, 0);
   EXPECT_DOUBLE_EQ(Packet.StepSize, 2.0);
@@ -264,9 +271,7 @@ TEST_F(StepTest, APacketThatIsInAnotherTissueWithoutABoundaryGoesOnThere)
   EXPECT_DOUBLE_EQ(Packet.Weight, 0.9) << "which takes its share";
   EXPECT_FALSE(Packet.Dead);
   // And one that is outside ends, counted but not scored.
-  Packet = {};
-  Packet.Position.X = 11.0;
-  Packet.Direction.X = 1.0;
+  PlaceAt(11.0, 0);
   TakeStep<trelShapeGeometry, ClassicRules>(Packet, Numbers, Transport, Scores);
   EXPECT_TRUE(Packet.Dead);
   EXPECT_EQ(Packet.TissueIndex, -1);
@@ -292,10 +297,10 @@ TEST_F(StepTest, ABoundaryDrawsOneNumberUnlessTheIndicesAreEqual)
 TEST_F(StepTest, ADepositTakesTheShareOfAbsorption)
 {
   Packet.StepSize = 1.0;
-  Deposit(Packet, Scores, Transport, Here());
+  Deposit(Packet, Scores, Transport);
   EXPECT_DOUBLE_EQ(Packet.Weight, 0.9);
   Packet.StepSize = 0.0;
-  Deposit(Packet, Scores, Transport, Here());
+  Deposit(Packet, Scores, Transport);
   EXPECT_DOUBLE_EQ(Packet.Weight, 0.9) << "no step, no interaction";
   Absorb(Packet, Scores, Transport, Packet.Weight);
   EXPECT_EQ(Packet.Weight, 0.0);
@@ -326,10 +331,10 @@ TEST_F(StepTest, RouletteSparesTheThresholdAndTheDead)
 
 TEST_F(StepTest, TissueOfExactlyTheLimitDoesNotInteract)
 {
-  Packet.TissueIndex = 2;
-  NewStep(Packet, Numbers, Here());
+  PlaceAt(0.0, 2);
+  NewStep(Packet, Numbers);
   EXPECT_EQ(Packet.StepSize, 0.5);
-  Deposit(Packet, Scores, Transport, Here());
+  ::Scatter(Packet, Numbers, Transport, Scores);
   EXPECT_EQ(Packet.Weight, 1.0);
   EXPECT_EQ(Numbers.RandomIndex, 0);
 }
