@@ -405,15 +405,45 @@ TEST(Transport, TheTrajectoryHoldsTheLastPacketOfTheMaster)
   watcher->UnRegister();
 }
 
-TEST(Transport, RepeatsWithTheClockAndOneThread)
+/** Takes its steps one by one through the operation by name, and so through the thread's state. */
+class SteppingVRMC final : public trelVarianceReductionMonteCarlo
 {
-  double totals[2];
-  for (double& total : totals) {
-    TestModel model;
-    model.AddTissue(TestModel::Make<trelCube>({0, 0, 0}, {5, 5, 5}), {0.1, 1, 0.5, 1.4});
-    model.AddPencilBeam(0, 0, -5, 500);
-    total = Traced<trelDiffuseVRMC>(model)[0].GetTotalAbsorption3D();
+  trelTypeMacro(SteppingVRMC, trelVarianceReductionMonteCarlo)
+
+public:
+  bool LaunchPhoton(trelVarianceReductionMonteCarlo* filter, trelPhoton* photon,
+                    trelSpectrum* spectrum, trelLightSource* light) override
+  {
+    return LaunchFromAnySource(filter, photon, spectrum, light);
   }
-  EXPECT_EQ(totals[0], totals[1]);
-  EXPECT_GT(totals[0], 0.0);
+
+protected:
+  void TraceAnalytic(trelPacket& packet, ThreadState& state) override
+  {
+    do {
+      state.StorePacket(packet);
+      StepAnalytic(&state);
+      packet = state.LoadPacket();
+    } while (EndStep(packet, Model, state));
+  }
+};
+
+/** The weight absorbed in a body with an inner tissue of its own index and one of another. */
+template <class Filter>
+static double AbsorbedInNestedCubes()
+{
+  TestModel model;
+  model.AddTissue(TestModel::Make<trelCube>({0, 0, 0}, {5, 5, 5}), {0.1, 1, 0.5, 1.4});
+  model.AddTissue(TestModel::Make<trelCube>({0, 0, -2}, {2, 2, 1}), {0.2, 2, 0.9, 1.4});
+  model.AddTissue(TestModel::Make<trelCube>({0, 0, 2}, {2, 2, 1}), {0.2, 2, 0.9, 1.6});
+  model.AddPencilBeam(0, 0, -5, 500);
+  return Traced<Filter>(model)[0].GetTotalAbsorption3D();
+}
+
+TEST(Transport, RepeatsWithTheClockAndOneThreadAlsoStepByStep)
+{
+  const double total = AbsorbedInNestedCubes<trelDiffuseVRMC>();
+  EXPECT_GT(total, 0.0);
+  EXPECT_EQ(AbsorbedInNestedCubes<trelDiffuseVRMC>(), total);
+  EXPECT_EQ(AbsorbedInNestedCubes<SteppingVRMC>(), total);
 }
