@@ -196,7 +196,8 @@ inline AxisRayAnswer TestAxisRay(const trelVector& point, const trelTracedTriang
 
   const trelVector& normal = triangle.Normal;
   if (normal[along] == 0.0) {
-    return PointInTriangle(point, triangle) ? AxisRayStartsOn : AxisRayMisses;
+    const trelVector copy = point;  // so that the point itself need not be in memory
+    return PointInTriangle(copy, triangle) ? AxisRayStartsOn : AxisRayMisses;
   }
   if (!ProjectedCrossingTest(point[u], point[w], triangle, axis, true)) return AxisRayMisses;
   const trelVector& corner = triangle.Corners[0];

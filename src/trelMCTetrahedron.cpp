@@ -179,16 +179,25 @@ bool trelMCTetrahedron::IsOutsideRegion(const trelVector& point, int region) con
          isBeyond(point.Z, box.Low.Z, box.High.Z);
 }
 
+/** The cell of a point beside the grid. */
+static constexpr std::size_t noCell = static_cast<std::size_t>(-1);
+
 PointRelation trelMCTetrahedron::LocatePointInRegion(double x, double y, double z, int region) const
 {
-  const trelVector point = {x, y, z};
   const trelVoxelTable& table = GetVoxelTable();
-  std::size_t cell = 0;
-  const bool isInGrid = table.FindCell(point, &cell);
-  if (isInGrid && table.IsSettledIn(cell, region)) return PointInside;
+  std::size_t cell = noCell;
+  if (table.FindCell({x, y, z}, &cell) && table.IsSettledIn(cell, region)) return PointInside;
+  return LocateUnsettledPoint(x, y, z, cell, region);
+}
+
+PointRelation trelMCTetrahedron::LocateUnsettledPoint(double x, double y, double z,
+                                                      std::size_t cell, int region) const
+{
   if (!EnsureTable()) return PointUndetermined;
+  const trelVoxelTable& table = GetVoxelTable();
+  const trelVector point = {x, y, z};
   if (table.IsEmpty() || IsOutsideRegion(point, region)) return PointOutside;
-  if (!isInGrid) cell = table.CellAt(point);
+  if (cell == noCell) cell = table.CellAt(point);
   const std::int16_t state = table.GetState(cell);
   if (state == region) return PointInside;
   if (state != trelVoxelTable::Surface) return PointOutside;

@@ -5,6 +5,7 @@
 #include <set>
 #include <utility>
 
+#include "trelInlining.h"
 #include "trelTraceableMesh.h"
 
 class trelTetrahedron;
@@ -114,6 +115,9 @@ private:
   bool AreElementsValid() const;
   bool BoundRegions();
   bool IsOutsideRegion(const trelVector& point, int region) const;
+  /** LocatePointInRegion() for a point whose voxel, @p cell, is not settled in the region. */
+  TREL_RARE PointRelation LocateUnsettledPoint(double x, double y, double z, std::size_t cell,
+                                               int region) const;
 
   std::vector<std::array<std::uint32_t, 4>> Tetrahedra;
   /** For each triangle its tetrahedra; the second is -1 on the outer surface. */
