@@ -44,9 +44,12 @@ public:
   virtual bool LaunchPhoton(trelVarianceReductionMonteCarlo* filter, trelPhoton* photon,
                             trelSpectrum* spectrum, trelLightSource* light) = 0;
 
-  /** One step of the thread's packet, as a trace takes it, in a medium of shapes. */
+  // One step of the thread's packet. A trace does not ask these one by one: a class whose steps
+  // differ overrides TraceAnalytic and TraceTetrahedral, too.
+
+  /** A step in a medium of shapes. */
   virtual void StepAnalytic(ThreadState* state);
-  /** The same in a medium that is one tetrahedral mesh. */
+  /** A step in a medium that is one tetrahedral mesh. */
   virtual void StepTetrahedral(ThreadState* state);
 
   // What a light source needs of the calling thread.
@@ -107,7 +110,9 @@ protected:
 
   /** Traces @p packet to its end. */
   void Trace(trelPacket& packet, ThreadState& state);
-  /** All steps of a packet in a medium of shapes, or in a tetrahedral one. */
+  /** All steps of a packet in a medium of shapes, or in a tetrahedral one; @p state is the
+   * thread's.
+   */
   virtual void TraceAnalytic(trelPacket& packet, ThreadState& state);
   virtual void TraceTetrahedral(trelPacket& packet, ThreadState& state);
 
