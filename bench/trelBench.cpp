@@ -44,11 +44,11 @@ public:
 protected:
   void TraceAnalytic(trelPacket& packet, ThreadState& state) override
   {
-    Count<trelShapeGeometry, ClassicRules>(packet, state);
+    Count<trelShapeGeometry, trelClassicRules>(packet, state);
   }
   void TraceTetrahedral(trelPacket& packet, ThreadState& state) override
   {
-    Count<trelTetrahedralGeometry, ClassicTetrahedralRules>(packet, state);
+    Count<trelTetrahedralGeometry, trelClassicTetrahedralRules>(packet, state);
   }
 
 private:

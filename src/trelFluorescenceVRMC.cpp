@@ -47,9 +47,9 @@ inline void trelFluorescenceVRMC::TraceLight(trelPacket& packet, ThreadState& st
     if (!packet.Dead) ConvertToEmission(packet, state);
   };
   if (state.CurrentLuminousType == LuminousExcitation) {
-    TakeSteps<Geometry, ClassicFluorescenceRules>(packet, state, Model, state, convert);
+    TakeSteps<Geometry, trelClassicFluorescenceRules>(packet, state, Model, state, convert);
   } else {
-    TakeSteps<Geometry, ClassicFluorescenceRules>(packet, state, Model, state);
+    TakeSteps<Geometry, trelClassicFluorescenceRules>(packet, state, Model, state);
   }
 }
 
@@ -58,7 +58,7 @@ inline void trelFluorescenceVRMC::StepLight(ThreadState& state)
 {
   trelPacket packet = state.LoadPacket();
   Model.PlaceIn(packet.TissueIndex, packet);
-  TakeStep<Geometry, ClassicFluorescenceRules>(packet, state, Model, state);
+  TakeStep<Geometry, trelClassicFluorescenceRules>(packet, state, Model, state);
   if (!packet.Dead && state.CurrentLuminousType == LuminousExcitation) {
     ConvertToEmission(packet, state);
   }

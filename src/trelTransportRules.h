@@ -8,7 +8,7 @@
  */
 
 /** Steps in a medium of shapes. */
-struct ClassicRules
+struct trelClassicRules
 {
   /** Whether a faint packet plays roulette also after a step that began in clear tissue. */
   static constexpr bool RouletteInClearTissue = false;
@@ -18,14 +18,14 @@ struct ClassicRules
 };
 
 /** Steps in a tetrahedral medium. */
-struct ClassicTetrahedralRules : ClassicRules
+struct trelClassicTetrahedralRules : trelClassicRules
 {
   static constexpr bool RouletteInClearTissue = true;
   static constexpr bool ScoresMissedFiber = true;
 };
 
 /** Steps of fluorescence, in either kind of medium. */
-struct ClassicFluorescenceRules : ClassicRules
+struct trelClassicFluorescenceRules : trelClassicRules
 {
   static constexpr bool RouletteInClearTissue = true;
 };

@@ -248,7 +248,7 @@ TREL_CLONED TREL_FLAT static void TraceThroughShapes(trelPacket& packet, trelRan
                                                      const trelTransportModel& model,
                                                      trelPacketScores& scores)
 {
-  TakeSteps<trelShapeGeometry, ClassicRules>(packet, numbers, model, scores);
+  TakeSteps<trelShapeGeometry, trelClassicRules>(packet, numbers, model, scores);
 }
 
 TREL_CLONED TREL_FLAT static void TraceThroughTetrahedra(trelPacket& packet,
@@ -256,7 +256,7 @@ TREL_CLONED TREL_FLAT static void TraceThroughTetrahedra(trelPacket& packet,
                                                          const trelTransportModel& model,
                                                          trelPacketScores& scores)
 {
-  TakeSteps<trelTetrahedralGeometry, ClassicTetrahedralRules>(packet, numbers, model, scores);
+  TakeSteps<trelTetrahedralGeometry, trelClassicTetrahedralRules>(packet, numbers, model, scores);
 }
 
 void trelVarianceReductionMonteCarlo::Trace(trelPacket& packet, ThreadState& state)
@@ -288,7 +288,7 @@ void trelVarianceReductionMonteCarlo::StepAnalytic(ThreadState* state)
 {
   trelPacket packet = state->LoadPacket();
   Model.PlaceIn(packet.TissueIndex, packet);
-  TakeStep<trelShapeGeometry, ClassicRules>(packet, *state, Model, *state);
+  TakeStep<trelShapeGeometry, trelClassicRules>(packet, *state, Model, *state);
   state->StorePacket(packet);
 }
 
@@ -296,7 +296,7 @@ void trelVarianceReductionMonteCarlo::StepTetrahedral(ThreadState* state)
 {
   trelPacket packet = state->LoadPacket();
   Model.PlaceIn(packet.TissueIndex, packet);
-  TakeStep<trelTetrahedralGeometry, ClassicTetrahedralRules>(packet, *state, Model, *state);
+  TakeStep<trelTetrahedralGeometry, trelClassicTetrahedralRules>(packet, *state, Model, *state);
   state->StorePacket(packet);
 }
 

@@ -264,7 +264,7 @@ TEST_F(StepTest, APacketThatIsInAnotherTissueWithoutABoundaryGoesOnThere)
   // It takes itself for one in the outermost tissue, but starts within the inner one, which a ray
   // that enters does not meet.
   Packet.StepLeft = 5.0;
-  TakeStep<trelShapeGeometry, ClassicRules>(Packet, Numbers, Transport, Scores);
+  TakeStep<trelShapeGeometry, trelClassicRules>(Packet, Numbers, Transport, Scores);
   EXPECT_EQ(Packet.TissueIndex, 1);
   EXPECT_DOUBLE_EQ(Packet.Position.X, 1.0);
   EXPECT_DOUBLE_EQ(Packet.FlyTime, 1.5 * 10 / 3) << "by the index of the tissue that it is in";
@@ -272,7 +272,7 @@ TEST_F(StepTest, APacketThatIsInAnotherTissueWithoutABoundaryGoesOnThere)
   EXPECT_FALSE(Packet.Dead);
   // And one that is outside ends, counted but not scored.
   PlaceAt(11.0, 0);
-  TakeStep<trelShapeGeometry, ClassicRules>(Packet, Numbers, Transport, Scores);
+  TakeStep<trelShapeGeometry, trelClassicRules>(Packet, Numbers, Transport, Scores);
   EXPECT_TRUE(Packet.Dead);
   EXPECT_EQ(Packet.TissueIndex, -1);
   EXPECT_EQ(Scores.SpectrumMediumResult->GetTransmitPhotonNum(), 1);
