@@ -398,18 +398,16 @@ std::int32_t trelMedium::ConfirmTissueIndex(double x, double y, double z) const
   if (TissueGrid.empty() || IsOutsideBox(x, y, z)) return -1;
   const std::ptrdiff_t cell[3] = {Axes[0].CellOf(x), Axes[1].CellOf(y), Axes[2].CellOf(z)};
   const std::int32_t claimant = TissueGrid[CellOffset(cell[0], cell[1], cell[2])];
-  const auto unlessOutside = [&](std::int32_t tissue) {
-    const trelShapeObject* outer = GetTissueShape(OutermostTissueIndex);
-    return outer->LocatePoint(x, y, z) == PointOutside ? -1 : tissue;
-  };
-  if (claimant == OutermostTissueIndex) return unlessOutside(OutermostTissueIndex);
-  if (Holds(claimant, x, y, z)) return claimant;
+  if (claimant != OutermostTissueIndex && Holds(claimant, x, y, z)) return claimant;
+  trelTissueReach::List others = {nullptr, nullptr};  // none where the outermost is the claimant
+  if (claimant != OutermostTissueIndex) others = TissueReach.GetTissues(cell[0], cell[1], cell[2]);
   std::int32_t holder = OutermostTissueIndex;
-  for (const std::int32_t tissue : TissueReach.GetTissues(cell[0], cell[1], cell[2])) {
+  for (const std::int32_t tissue : others) {
     if (tissue == claimant || !Holds(tissue, x, y, z)) continue;
     // Those that are related to the claimant come ahead of the outermost and of all others.
     if (AreRelated(tissue, claimant)) return tissue;
     if (holder == OutermostTissueIndex) holder = tissue;
   }
-  return unlessOutside(holder);
+  const trelShapeObject* outer = GetTissueShape(OutermostTissueIndex);
+  return outer->LocatePoint(x, y, z) == PointOutside ? -1 : holder;
 }
