@@ -19,6 +19,7 @@ struct trelGridLayout
   std::int32_t Columns = 1;
   std::int32_t Depth = 1;
 
+  /** The cells of one time bin. */
   std::size_t GetCellsPerBin() const
   {
     return static_cast<std::size_t>(Rows) * static_cast<std::size_t>(Columns) *
@@ -42,6 +43,7 @@ struct trelGridRange
   double Maximum = 1.0000000036274937e-15;
   double Minimum = 999999986991104.0;
 
+  /** Widens the range to hold all @p cells. */
   void Include(const double* cells, std::size_t numberOfCells);
 };
 

@@ -49,6 +49,7 @@ struct trelGridBins
     if (separation > 0.0 && count > 0) EndIndex = count;
   }
 
+  /** Limits and width in the unit of the axis: mm, degrees or ps. */
   double Minimum = 0.0;
   double Maximum = 0.0;
   double Separation = 0.0;

@@ -25,6 +25,7 @@ public:
   bool Allocate(std::int32_t faces, std::int32_t vertices, bool isTetraMesh);
   void Release();
 
+  /** What was last allocated: 0, 0 and false at first. */
   std::int32_t GetCountMeshFace() const { return CountMeshFace; }
   std::int32_t GetCountMeshVertex() const { return CountMeshVertex; }
   bool GetIsTetraMesh() const { return IsTetraMesh; }
