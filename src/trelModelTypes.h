@@ -45,6 +45,13 @@ enum FreespaceAlgorithm : std::int32_t
   FreespacePinhole = 2
 };
 
+/** The rules by which light travels and is scored. docs/physics.md compares them. */
+enum trelRules : std::int32_t
+{
+  RulesClassic = 0, /**< those of the program trel, with all that its files depend on */
+  RulesExact = 1    /**< the radiative transfer equation in the model as it is written */
+};
+
 /** What makes a light source shine. */
 enum LuminousType : std::int32_t
 {

@@ -145,3 +145,24 @@ void trelShapeObject::RefreshDerived()
   }
   Rotated = Rotation[0] != 0.0 || Rotation[1] != 0.0 || Rotation[2] != 0.0;
 }
+
+double trelShapeObject::ComputeMeasure() const
+{
+  return 0.0;
+}
+
+bool trelShapeObject::Holds(const trelVector& point) const
+{
+  const PointRelation relation = LocatePoint(point);
+  return relation == PointInside || relation == PointOnBoundary;
+}
+
+bool trelShapeObject::FindCrossing(const trelRay&, double, double, trelHit*) const
+{
+  return false;
+}
+
+double trelShapeObject::BoundDistance(const trelVector&) const
+{
+  return 0.0;
+}

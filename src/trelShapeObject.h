@@ -107,6 +107,24 @@ public:
                         &hit->Normal.Z, side);
   }
 
+  // What the exact rules ask. No tolerances: points and surfaces are as the numbers say.
+
+  /** The volume, mm^3, or the area, mm^2, of a planar shape: in closed form, or of a mesh by the
+   *  divergence theorem. 0 for an empty mesh. */
+  virtual double ComputeMeasure() const;
+  /** Whether the point lies in the closed solid. */
+  virtual bool Holds(const trelVector& point) const;
+  /**
+   * The first crossing of the surface at a distance above @p after and up to @p limit (which may be
+   * infinite) along the ray, whose direction is a unit vector. A line that only touches crosses
+   * nothing. @p hit gets distance, face and outward unit normal: the ray enters where the normal
+   * looks against it. Unchanged without a crossing.
+   */
+  virtual bool FindCrossing(const trelRay& ray, double after, double limit, trelHit* hit) const;
+  /** A lower bound of the distance, mm, from the point, inside or outside, to the surface; near to
+   *  the distance where it is small. Never negative. */
+  virtual double BoundDistance(const trelVector& point) const;
+
   /** A point of the shape, uniform by rejection in its box, from a number for each coordinate and
    *  attempt; false after 10,000 rejected points, and at once if there can be none. */
   bool SampleVolume(trelUniformNumbers& numbers, trelVector* point) const;

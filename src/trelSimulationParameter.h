@@ -108,10 +108,18 @@ public:
   /** Modulation frequency in MHz, default 0; the phase is 2 pi Frequency FlyTime / 1000000. */
   trelSetGetMacro(double, Frequency)
 
+  /** By which rules the run is done, default RulesClassic. Set before the model is read: the exact
+   *  rules know more words. */
+  trelSetGetMacro(trelRules, Rules)
+
   /** A packet ends when it has done more steps than this, default 100000. */
   trelSetGetMacro(std::int32_t, StepNumberMax)
   /** A packet ends when it has flown longer than this, ps, default 10000. */
   trelSetGetMacro(double, FlyTimeMax)
+  /** Whether the parameter file states these limits, default false. Under the exact rules only
+   *  stated limits hold. */
+  trelSetGetMacro(bool, StepNumberMaxGiven)
+  trelSetGetMacro(bool, FlyTimeMaxGiven)
   /** Number of worker threads, default 1. */
   trelSetGetMacro(std::int32_t, ThreadNumber)
   /** Keeps a seed of the parameter file. Nothing reads the seeds: the clock seeds the streams. */
@@ -212,6 +220,9 @@ private:
   double Frequency = 0.0;
   std::int32_t StepNumberMax = 100000;
   double FlyTimeMax = 10000.0;
+  trelRules Rules = RulesClassic;
+  bool StepNumberMaxGiven = false;
+  bool FlyTimeMaxGiven = false;
   std::int32_t ThreadNumber = 1;
   std::vector<std::int32_t> ThreadSeeds;
 
