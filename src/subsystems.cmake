@@ -64,7 +64,7 @@ trel_subsystem(geometry
 trel_subsystem(model
   MAY_USE framework geometry
   HEADERS trelModelTypes trelLaunchContext trelPhysicsConstants
-  CLASSES trelOpticalParameter trelSpectrum trelTissue trelTissueClaims trelTissueReach trelMedium
+  CLASSES trelOpticalParameter trelSpectrum trelTissue trelTissueClaims trelTissueReach trelMedium trelTissueMap
           trelLightSource trelDetector trelPlaneDetector trelFiberDetector trelObjectDisplay
           trelPhoton trelGridAxes trelScoringRegion trelSimulationParameter
           trelParameterValidation trelTissueTraps trelModelTraps)
@@ -95,11 +95,12 @@ trel_subsystem(free_space
 # The packets: random streams, launch, steps, boundaries, the parallel run and the imaging modes.
 trel_subsystem(transport
   MAY_USE framework geometry model results
-  HEADERS trelPacket trelPhaseFunction trelFresnel trelTransportRules trelPacketSteps
+  HEADERS trelPacket trelElementary trelPhaseFunction trelFresnel trelTransportRules
+          trelPacketSteps trelPacketNumbers trelExactPacket trelExactSteps
   CLASSES trelRandomStream trelRandomNumbers trelTransportModel trelScoreTable trelPacketScores
           trelPacketEvents trelPacketGeometry trelThreadState trelMediumFilter trelMonteCarlo
           trelVarianceReductionMonteCarlo trelDiffuseVRMC trelBioluminescenceVRMC
-          trelFluorescenceVRMC)
+          trelFluorescenceVRMC trelExactModel trelExactEvents trelExactMonteCarlo)
 
 # The stages in their order, and what the command line says.
 trel_subsystem(driver

@@ -76,6 +76,8 @@ public:
     std::int32_t First, Second, Winner;
   };
   std::vector<Overlap> FindOverlaps() const;
+  /** How far surfaces of shapes at one place lie apart at most, mm. */
+  double GetReach() const;
   /** The measure of a tissue's whole shape, or of a region of the mesh, mm^3 or mm^2. */
   double GetMeasure(std::int32_t tissue) const;
 };
