@@ -80,8 +80,8 @@ trel_subsystem(parameter_file
 # The grids, their scoring and finishing, and the result files.
 trel_subsystem(results
   MAY_USE framework geometry model
-  HEADERS trelFlyTimes trelResultGetters
-  CLASSES trelGrid trelGridTable trelMeshSurface trelGridSet trelTimeTotals trelFluence
+  HEADERS trelFlyTimes trelResultGetters trelAbsorbedTotals
+  CLASSES trelGrid trelGridTable trelCellMeasures trelMeshSurface trelGridSet trelTimeTotals trelFluence
           trelMediumResult trelDetectorResult trelDetectorArrayResult
           trelSimulationResult trelTemporaryFiles trelResultFileSet trelResultFile
           trelResultLabels trelResultBlocks trelSimulationResultWriter)
@@ -97,7 +97,7 @@ trel_subsystem(transport
   MAY_USE framework geometry model results
   HEADERS trelPacket trelPhaseFunction trelFresnel trelTransportRules trelPacketSteps
   CLASSES trelRandomStream trelRandomNumbers trelTransportModel trelScoreTable trelPacketScores
-          trelPacketEvents trelPacketGeometry trelThreadState trelMediumFilter trelMonteCarlo
+          trelCellBorders trelExactScores trelPacketEvents trelPacketGeometry trelThreadState trelMediumFilter trelMonteCarlo
           trelVarianceReductionMonteCarlo trelDiffuseVRMC trelBioluminescenceVRMC
           trelFluorescenceVRMC)
 
