@@ -80,8 +80,8 @@ trel_subsystem(parameter_file
 # The grids, their scoring and finishing, and the result files.
 trel_subsystem(results
   MAY_USE framework geometry model
-  HEADERS trelFlyTimes trelResultGetters
-  CLASSES trelGrid trelGridTable trelMeshSurface trelGridSet trelTimeTotals trelFluence
+  HEADERS trelFlyTimes trelResultGetters trelAbsorbedTotals
+  CLASSES trelGrid trelGridTable trelCellMeasures trelMeshSurface trelGridSet trelTimeTotals trelFluence
           trelMediumResult trelDetectorResult trelDetectorArrayResult
           trelSimulationResult trelTemporaryFiles trelResultFileSet trelResultFile
           trelResultLabels trelResultBlocks trelSimulationResultWriter)
@@ -98,7 +98,7 @@ trel_subsystem(transport
   HEADERS trelPacket trelElementary trelPhaseFunction trelFresnel trelTransportRules
           trelPacketSteps trelPacketNumbers trelExactPacket trelExactSteps
   CLASSES trelRandomStream trelRandomNumbers trelTransportModel trelScoreTable trelPacketScores
-          trelPacketEvents trelPacketGeometry trelThreadState trelMediumFilter trelMonteCarlo
+          trelCellBorders trelExactScores trelPacketEvents trelPacketGeometry trelThreadState trelMediumFilter trelMonteCarlo
           trelVarianceReductionMonteCarlo trelDiffuseVRMC trelBioluminescenceVRMC
           trelFluorescenceVRMC trelExactModel trelExactEvents trelExactMonteCarlo)
 

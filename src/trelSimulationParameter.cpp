@@ -136,7 +136,7 @@ void trelSimulationParameter::ComputeCounts() const
 
 trelScoringDemand trelSimulationParameter::GetScoringDemand() const
 {
-  trelScoringDemand demand{{}, SaveTransmittance, TimeDomain};
+  trelScoringDemand demand{{}, SaveTransmittance, TimeDomain, Rules == RulesClassic};
   if (SaveAbsorption) demand.Axes = GetAbsorptionAxes(AbsorptionCoordinate, Dimension);
   const trelShapeObject* shape = GetOuterShape();
   if (SaveTransmittance && shape) {
