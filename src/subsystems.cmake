@@ -97,7 +97,7 @@ trel_subsystem(transport
   MAY_USE framework geometry model results
   HEADERS trelPacket trelPhaseFunction trelFresnel trelTransportRules trelPacketSteps
   CLASSES trelRandomStream trelRandomNumbers trelTransportModel trelScoreTable trelPacketScores
-          trelPacketEvents trelPacketGeometry trelThreadState trelMediumFilter trelMonteCarlo
+          trelPacketEvents trelPacketGeometry trelExactLaunch trelThreadState trelMediumFilter trelMonteCarlo
           trelVarianceReductionMonteCarlo trelDiffuseVRMC trelBioluminescenceVRMC
           trelFluorescenceVRMC)
 
