@@ -98,7 +98,8 @@ trel_subsystem(transport
   HEADERS trelPacket trelElementary trelPhaseFunction trelFresnel trelTransportRules
           trelPacketSteps trelPacketNumbers trelExactPacket trelExactSteps
   CLASSES trelRandomStream trelRandomNumbers trelTransportModel trelScoreTable trelPacketScores
-          trelCellBorders trelExactScores trelPacketEvents trelPacketGeometry trelThreadState trelMediumFilter trelMonteCarlo
+          trelCellBorders trelExactScores trelPacketEvents trelPacketGeometry trelExactLaunch
+          trelThreadState trelMediumFilter trelMonteCarlo
           trelVarianceReductionMonteCarlo trelDiffuseVRMC trelBioluminescenceVRMC
           trelFluorescenceVRMC trelExactModel trelExactEvents trelExactMonteCarlo)
 

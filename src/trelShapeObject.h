@@ -133,6 +133,19 @@ public:
    *  not uniform over the surface; results depend on it. False, the default, without one. */
   virtual bool SampleSurface(trelUniformNumbers& numbers, trelVector* point) const;
 
+  // Points as the exact rules start packets from.
+
+  /** Makes what the next two operations need; before the packets, on one thread. False if the shape
+   *  has no points, or memory runs out: then neither may be asked. */
+  virtual bool PrepareSampling() const { return HasPoints(); }
+  /** A point of the shape, uniform over its volume, or its area in the plane; also of a disc, a
+   *  plate, a line or a point, which a half-length of 0 makes of it. False after 10,000 attempts.
+   */
+  virtual bool SampleVolumeUniformly(trelUniformNumbers& numbers, trelVector* point) const;
+  /** A point of the surface, uniform over its area, or its length in the plane; of a line or a
+   *  point as above. False after 10,000 attempts. */
+  virtual bool SampleSurfaceUniformly(trelUniformNumbers& numbers, trelVector* point) const;
+
   /**
    * The piece of the surface that the transmittance at @p hit on @p face belongs to, in cells of
    * @p coordinate: where it lies, where it faces, how large it is. It has the indices of the point
@@ -224,6 +237,10 @@ protected:
    *  that no draw ever hits would keep the thread for good. */
   static constexpr int MaximumAttempts = 10000;
 
+  /** False for what no packet can start from: an empty mesh, a medium, a curved shape with a
+   *  half-axis of 0 that its equation divides by. A cylinder of no height is a disc. */
+  bool HasPoints() const;
+
   /** The point at @p offset from the centre; planar shapes lie at z = 0. */
   trelVector FromCenter(const double offset[3]) const;
 
@@ -241,6 +258,13 @@ protected:
   double Bounds[6] = {0.0, 0.0, 0.0, 0.0, 0.0, 0.0};
 
 private:
+  /** Parts of a surface: the flat faces across axis 0, 1 and 2, and what is curved. */
+  static constexpr int CurvedPart = 3;
+  /** Area of a part, mm^2, or length in the plane, mm. Of the curved part that of the round one
+   *  around it, of which TryCurvedPoint() takes what there is: no elliptic integral is needed. */
+  double MeasurePart(int part) const;
+  /** A point of the part, from the centre in half-lengths; false if the attempt fails. */
+  bool TrySurfacePoint(trelUniformNumbers& numbers, int part, double offset[3]) const;
   void Rotate(double x, double y, double z, double turned[3]) const;
   void RotateInPlane(double local[2]) const;
   /** Brings the box and the flag up to date with the other fields. */
