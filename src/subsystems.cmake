@@ -64,7 +64,7 @@ trel_subsystem(geometry
 trel_subsystem(model
   MAY_USE framework geometry
   HEADERS trelModelTypes trelLaunchContext trelPhysicsConstants
-  CLASSES trelOpticalParameter trelSpectrum trelTissue trelTissueClaims trelTissueReach trelMedium trelTissueMap
+  CLASSES trelOpticalParameter trelSpectrum trelTissue trelTissueClaims trelTissueReach trelMedium
           trelLightSource trelDetector trelPlaneDetector trelFiberDetector trelObjectDisplay
           trelPhoton trelGridAxes trelScoringRegion trelSimulationParameter
           trelParameterValidation trelTissueTraps trelModelTraps)

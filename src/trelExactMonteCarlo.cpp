@@ -15,6 +15,7 @@
 #include "trelSimulationResult.h"
 #include "trelSpectrum.h"
 #include "trelThreads.h"
+#include "trelVoxelTable.h"
 
 /** Packets that a pilot flies of each entry, at most. */
 static constexpr std::int64_t pilotPackets = 1000;
