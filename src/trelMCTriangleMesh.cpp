@@ -7,6 +7,7 @@
 #include <tuple>
 
 #include "trelMemory.h"
+#include "trelMeshOrientation.h"
 #include "trelOFFReader.h"
 #include "trelPLYReader.h"
 #include "trelSTLReader.h"
@@ -134,6 +135,24 @@ VoxelCenterRule trelMCTriangleMesh::GetCenterRule() const
 void trelMCTriangleMesh::OnTableBuilt(trelVoxelTable& table) const
 {
   table.Settle({GetBox()});
+}
+
+std::vector<std::int8_t> trelMCTriangleMesh::OrientTriangles(
+    const trelMeshCrossings& crossings) const
+{
+  const std::vector<std::uint32_t> first = MergePositions(Vertices);
+  std::vector<trelMeshOrientation::Corners> corners;
+  corners.reserve(Triangles.size());
+  for (const trelTraceableTriangle& triangle : Triangles) {
+    const std::uint32_t* v = triangle.Vertices;
+    corners.push_back({first[v[0]], first[v[1]], first[v[2]]});
+  }
+  return trelMeshOrientation(corners).OrientOutward(crossings);
+}
+
+double trelMCTriangleMesh::ComputeMeasure() const
+{
+  return ComputeVolume(insideRegion);
 }
 
 PointRelation trelMCTriangleMesh::LocatePoint(double x, double y, double z) const

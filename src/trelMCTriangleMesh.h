@@ -30,6 +30,7 @@ public:
   PointRelation LocatePoint(double x, double y, double z) const override;
   bool IntersectRay(double x, double y, double z, double dx, double dy, double dz, double* distance,
                     int* face, double* nx, double* ny, double* nz, int raySide) const override;
+  double ComputeMeasure() const override;
   bool SampleSurface(trelUniformNumbers& numbers, trelVector* point) const override;
   /** Sums up the areas and lists the voxels that the body reaches into. */
   bool PrepareSampling() const override;
@@ -51,6 +52,7 @@ protected:
   void ReportError(const std::string& message) const override;
   VoxelCenterRule GetCenterRule() const override;
   void OnTableBuilt(trelVoxelTable& table) const override;
+  std::vector<std::int8_t> OrientTriangles(const trelMeshCrossings& crossings) const override;
 
 private:
   bool SampleTriangleMeshSurface(trelUniformNumbers& numbers, trelVector* point) const;

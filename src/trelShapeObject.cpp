@@ -251,6 +251,11 @@ void trelShapeObject::RefreshDerived()
   Rotated = Rotation[0] != 0.0 || Rotation[1] != 0.0 || Rotation[2] != 0.0;
 }
 
+bool trelShapeObject::PrepareCrossings(int /*threads*/) const
+{
+  return true;
+}
+
 double trelShapeObject::ComputeMeasure() const
 {
   return 0.0;

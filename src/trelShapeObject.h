@@ -109,6 +109,9 @@ public:
 
   // What the exact rules ask. No tolerances: points and surfaces are as the numbers say.
 
+  /** Makes what these questions need, on @p threads threads; a mesh that is asked without it makes
+   *  it then, which is not safe on several threads. False if memory runs out. */
+  virtual bool PrepareCrossings(int threads) const;
   /** The volume, mm^3, or the area, mm^2, of a planar shape: in closed form, or of a mesh by the
    *  divergence theorem. 0 for an empty mesh. */
   virtual double ComputeMeasure() const;
@@ -116,9 +119,10 @@ public:
   virtual bool Holds(const trelVector& point) const;
   /**
    * The first crossing of the surface at a distance above @p after and up to @p limit (which may be
-   * infinite) along the ray, whose direction is a unit vector. A line that only touches crosses
-   * nothing. @p hit gets distance, face and outward unit normal: the ray enters where the normal
-   * looks against it. Unchanged without a crossing.
+   * infinite) along the ray, whose direction is a unit vector. A line that has only a point in
+   * common with the solid crosses nothing; one that runs within a face of a convex solid crosses
+   * its outline. @p hit gets distance, face and outward unit normal: the ray enters where the
+   * normal looks against it. Unchanged without a crossing.
    */
   virtual bool FindCrossing(const trelRay& ray, double after, double limit, trelHit* hit) const;
   /** A lower bound of the distance, mm, from the point, inside or outside, to the surface; near to
