@@ -214,7 +214,6 @@ trelLaunchOutcome trelExactLaunch::Enter(const trelRay& ray, const trelTissueCha
   launched->Tissue = entry.Tissue;
   launched->Reflected = Specular ? met.Reflectance : 0.0;
   launched->Entering = 1.0 - launched->Reflected;
-  const double cosine = Dot(launched->Direction, normal);
-  launched->Skip = cosine > 0.0 ? entry.Reach / cosine : 0.0;
+  launched->Skip = entry.ReachAlong(launched->Direction);
   return LaunchDone;
 }
