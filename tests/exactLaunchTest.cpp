@@ -291,69 +291,50 @@ TEST(ExactLaunch, GivesADiscItsProfile)
   }
 }
 
-/** A beam along +x onto a plane or a ball, whose normal it meets at the angle a. */
-TEST(ExactLaunch, RefractsAboutTheTrueNormalWhereItEnters)
-{
-  for (const double degrees : {0.0, 30.0, 60.0, 89.0}) {
-    for (const bool specular : {false, true}) {
-      const double a = degrees / 180.0 * Pi, b = std::asin(std::sin(a) / 1.5);
-      const double sines = std::sin(a - b) / std::sin(a + b),
-                   tangents = std::tan(a - b) / std::tan(a + b);
-      const double r = a == 0.0 ? 0.04 : (sines * sines + tangents * tangents) / 2.0;
-      ExactLamp lamp(Place(new trelCube, 0, 0, 0, 1, 1, 1));
-      lamp.Source.SetInternal(false);
-      lamp.Source.SetSpecular(specular);
-      ASSERT_TRUE(lamp.Prepare());
-      EXPECT_EQ(lamp.Launch.GetPacketWeight(), 0.75);
-      trelTissueChange entry;
-      entry.Hit = {-2.0, 0, {std::cos(a), std::sin(a), 0.0}};
-      entry.Tissue = 0;
-      entry.Reach = 1e-7;
-      entry.LongestReach = 1.0;
-      trelLaunched start;
-      ASSERT_EQ(lamp.Launch.Enter({{5, 6, 7}, {1, 0, 0}}, entry, &start), LaunchDone);
-      EXPECT_EQ(start.Position.X, 3.0);
-      EXPECT_EQ(start.Tissue, 0);
-      // Turned towards the normal by a - b.
-      EXPECT_LT(Length(start.Direction - trelVector{std::cos(a - b), std::sin(a - b), 0.0}), 1e-15);
-      EXPECT_NEAR(start.Reflected, specular ? r : 0.0, 1e-14);
-      EXPECT_EQ(start.Entering, 1.0 - start.Reflected);
-      EXPECT_NEAR(start.Skip, 1e-7 / std::cos(b), 1e-20);
-    }
-  }
-}
-
-TEST(ExactLaunch, TellsWhatDoesNotEnter)
+/** A beam along +x onto a surface whose normal it meets at a cosine. */
+TEST(ExactLaunch, TakesOffWhatItsEntryReflects)
 {
   ExactLamp lamp(Place(new trelCube, 0, 0, 0, 1, 1, 1));
-  ASSERT_TRUE(lamp.Prepare());
-  trelLaunched start;
-  EXPECT_EQ(lamp.Launch.StartAt({}, 0, &start), LaunchDone);
-  EXPECT_EQ(lamp.Launch.StartAt({}, -1, &start), LaunchNotMet);
   const struct
   {
     double ambient, cosine;
     std::int32_t tissue;
     trelLaunchOutcome outcome;
-  } cases[] = {{1.0, 0.8, 0, LaunchDone},
-               {1.0, 0.8, -1, LaunchNotMet},
+  } cases[] = {{1.0, 1.0, 0, LaunchDone},
+               {1.0, 0.5, 0, LaunchDone},
+               {1.0, 0.01, 0, LaunchDone},
+               {1.0, 0.5, -1, LaunchNotMet},
                {1.5, 0.01, 0, LaunchDone},
-               // The critical cosine from 2 into 1.5 is sqrt(7) / 4 = 0.6614.
+               // The critical cosine from 2 into 1.5 is sqrt(7) / 4 = 0.66144.
                {2.0, 0.6615, 0, LaunchDone},
                {2.0, 0.6614, 0, LaunchReflected},
                {-1.5, 1.0, 0, LaunchReflected}};
   for (const auto& c : cases) {
+    SCOPED_TRACE(testing::Message() << c.ambient << " at " << c.cosine);
     lamp.Model.AmbientRefractiveIndex = c.ambient;
     trelTissueChange entry;
-    entry.Hit.Normal = {c.cosine, std::sqrt(1.0 - c.cosine * c.cosine), 0.0};
+    entry.Hit = {-2.0, 0, {c.cosine, std::sqrt(1.0 - c.cosine * c.cosine), 0.0}};
     entry.Tissue = c.tissue;
-    start = {};
-    EXPECT_EQ(lamp.Launch.Enter({{}, {1, 0, 0}}, entry, &start), c.outcome) << c.ambient;
-    EXPECT_EQ(start.Reflected, c.outcome == LaunchReflected ? 1.0 : 0.0);
-    if (c.ambient == 1.5) {
-      EXPECT_EQ(start.Direction.X, 1.0);
+    entry.Reach = 1e-7;
+    entry.LongestReach = 1.0;
+    for (const bool specular : {false, true}) {
+      lamp.Source.SetSpecular(specular);
+      ASSERT_TRUE(lamp.Prepare());
+      trelLaunched start;
+      ASSERT_EQ(lamp.Launch.Enter({{5, 6, 7}, {1, 0, 0}}, entry, &start), c.outcome);
+      double cosT = 0.0;
+      const double r = FresnelReflectance(c.ambient, 1.5, c.cosine, &cosT);
+      const bool all = c.outcome == LaunchReflected;
+      EXPECT_NEAR(start.Reflected, all || (specular && c.tissue == 0) ? (all ? 1.0 : r) : 0.0,
+                  1e-12);
+      if (c.outcome != LaunchDone) continue;
+      EXPECT_EQ(start.Entering, 1.0 - start.Reflected);
+      EXPECT_EQ(start.Position.X, 3.0);
+      EXPECT_NEAR(Dot(start.Direction, entry.Hit.Normal), cosT, 1e-13);
+      EXPECT_NEAR(start.Skip, 1e-7 / cosT, 1e-16);
     }
   }
+  EXPECT_EQ(lamp.Launch.GetPacketWeight(), 0.75);
 }
 
 TEST(ExactLaunch, RefusesWhatCannotShine)
