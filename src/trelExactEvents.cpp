@@ -99,19 +99,11 @@ static void Advance(trelExactPacket& packet, double distance, const trelExactMod
   Travel(packet, distance, model, tally);
 }
 
-/** The way along @p direction that leads away from a surface by @p reach; bounded, since a ray
- * along the surface leaves it nowhere. */
-static double DistanceWithin(double reach, const trelVector& normal, const trelVector& direction)
-{
-  constexpr double smallestCosine = 1e-6;
-  return reach / std::max(std::fabs(Dot(normal, direction)), smallestCosine);
-}
-
-/** The packet stands on a surface of this normal and goes on in its direction. */
-static void StandOn(const trelVector& normal, double reach, const trelExactModel& model,
+/** The packet stands on the surface of @p change and goes on in its direction. */
+static void StandOn(const trelTissueChange& change, const trelExactModel& model,
                     trelExactPacket& packet)
 {
-  packet.Skip = DistanceWithin(reach, normal, packet.Direction);
+  packet.Skip = change.ReachAlong(packet.Direction);
   if (!model.Dyes.empty()) {
     packet.Dyes = model.FindDyes(packet.Position + packet.Skip * packet.Direction);
   }
@@ -170,7 +162,7 @@ static void MeetBoundary(trelExactPacket& packet, const trelTissueChange& change
     const trelInterface met = MeetInterface(indexHere, indexNext, std::fabs(cosine));
     if (met.Reflectance >= 1.0 || numbers.NextRandom() < met.Reflectance) {
       packet.Direction = Normalized(packet.Direction - 2.0 * cosine * normal);
-      StandOn(normal, change.Reach, model, packet);
+      StandOn(change, model, packet);
       return;
     }
     packet.Direction = Normalized(RefractByCosines(packet.Direction, normal, indexHere / indexNext,
@@ -180,7 +172,7 @@ static void MeetBoundary(trelExactPacket& packet, const trelTissueChange& change
     model.PlaceIn(change.Tissue, packet);
   else
     packet.TissueIndex = -1;
-  StandOn(normal, change.Reach, model, packet);
+  StandOn(change, model, packet);
   if (change.Tissue < 0) Escape(packet, model, tally);
 }
 
@@ -261,8 +253,7 @@ void FollowSegment(trelExactPacket& packet, double length, trelPacketNumbers& nu
   const double distance = changes ? change.Hit.Distance : limit;
   // What lies at the place of a boundary: a fibre behind it, in the medium, wins over it, one
   // outside of the medium does not, and a dye's border is settled with it.
-  const double slack =
-      changes ? DistanceWithin(change.Reach, change.Hit.Normal, ray.Direction) : 0.0;
+  const double slack = changes ? change.ReachAlong(ray.Direction) : 0.0;
   const double markerLimit = change.Tissue >= 0 ? distance + slack : distance - slack;
   if (asks && model.HasMarkers && FindMarker(ray, packet.Skip, markerLimit, model, &marker) &&
       (marker.Fiber >= 0 || !(marker.Hit.Distance > distance - slack))) {
@@ -272,7 +263,7 @@ void FollowSegment(trelExactPacket& packet, double length, trelPacketNumbers& nu
       packet.Dead = true;
       ScoreFiber(packet, marker.Hit.Face, marker.Fiber, tally, model);
     } else {
-      StandOn(marker.Hit.Normal, model.Map.GetReach(), model, packet);
+      StandOn(model.Map.MakeMark(marker.Hit), model, packet);
     }
   } else if (changes) {
     if (CountBoundary(packet, tally)) return;
