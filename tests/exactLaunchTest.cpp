@@ -358,59 +358,68 @@ TEST(ExactLaunch, RefusesWhatCannotShine)
   EXPECT_TRUE(refuses(box(), [](trelLightSource& s) { s.SetDeflectionRange(-HUGE_VAL, 0.0); }));
 }
 
-/** A beam of no size at a body of index 1.5, or at its inner part of index 1.6, which takes the
- * half of the box below x = 0 and is flush with it. */
+/** A body of index 1.5: a ball, a corner of triangles, or a box whose half below x = 0 is taken by
+ * a part of index 1.6 that is flush with it. */
+class ExactBody
+{
+public:
+  explicit ExactBody(ShapeType kind)
+  {
+    trelShapeObject* body = Place(MakeShape(kind), 0, 0, 0, 2, 2, 2);
+    if (kind == ShapeTriangleMesh) {
+      EXPECT_TRUE(ImportCorner(static_cast<trelMCTriangleMesh&>(*body), 1));
+    }
+    Model.AddTissue(body, {0.1, 1.0, 0.9, 1.5});
+    if (kind == ShapeCube) {
+      Model.AddTissue(Place(new trelCube, -1, 0, 0, 1, 2, 2), {0.1, 1.0, 0.9, 1.6});
+    }
+    Model->SetRules(RulesExact);
+    Model->PrepareGeometry();
+    EXPECT_TRUE(Map.Build(*Model->GetMedium()));
+  }
+
+  TestModel Model;
+  trelTissueMap Map;
+};
+
+/** A beam of no size at a body. */
 TEST(ExactLaunch, MeetsTheMediumOnItsLine)
 {
   const double third = std::sqrt(3.0);
   const trelVector intoBall = {third / 2.0, -0.5, 0.0}, intoBox = {1, 0, 0};
   const trelVector slant = {-1.0 / third, -1.0 / third, -1.0 / third};
-  const auto ball = [] { return Place(new trelEllipsoid, 0, 0, 0, 2, 2, 2); };
-  const auto box = [] { return Place(new trelCube, 0, 0, 0, 2, 2, 2); };
-  const auto corner = [] {
-    auto* mesh = new trelMCTriangleMesh;
-    EXPECT_TRUE(ImportCorner(*mesh, 1));
-    return mesh;
-  };
+  ExactBody ball(ShapeEllipsoid), box(ShapeCube), corner(ShapeTriangleMesh);
   const struct
   {
-    trelShapeObject* body;
+    ExactBody& body;
     trelVector start, direction;
     std::int32_t tissue;  // -1: not met
     trelVector entry, normal;
-  } cases[] = {{ball(), {-5, 1, 0}, {1, 0, 0}, 0, {-third, 1, 0}, intoBall},
-               {ball(), {0.5, 1, 0}, {1, 0, 0}, 0, {-third, 1, 0}, intoBall},
-               {ball(), {-1e5, 1, 0}, {1, 0, 0}, 0, {-third, 1, 0}, intoBall},
-               {ball(), {0, 0, 2}, {0, 0, -1}, 0, {0, 0, 2}, {0, 0, -1}},
-               {ball(), {5, 1, 0}, {1, 0, 0}, -1, {}, {}},
-               {ball(), {-5, 3, 0}, {1, 0, 0}, -1, {}, {}},
-               {box(), {-5, 1, 1}, {0.8, 0, -0.6}, 1, {-2, 1, -1.25}, intoBox},
-               {box(), {-1, 1, 1}, {0.8, 0, -0.6}, 1, {-2, 1, 1.75}, intoBox},
-               {box(), {-2, 1, 1}, {0.8, 0, -0.6}, 1, {-2, 1, 1}, intoBox},
-               {box(), {5, 1, 1}, {-0.8, 0, -0.6}, 0, {2, 1, -1.25}, {-1, 0, 0}},
-               {box(), {5, 1, 1}, {0.8, 0, -0.6}, -1, {}, {}},
-               {corner(), {5, 0.25, 0.25}, {-1, 0, 0}, 0, {0.5, 0.25, 0.25}, slant},
-               {corner(), {-5, 0.25, 0.25}, {-1, 0, 0}, -1, {}, {}}};
+  } cases[] = {{ball, {-5, 1, 0}, {1, 0, 0}, 0, {-third, 1, 0}, intoBall},
+               {ball, {0.5, 1, 0}, {1, 0, 0}, 0, {-third, 1, 0}, intoBall},
+               {ball, {-1e5, 1, 0}, {1, 0, 0}, 0, {-third, 1, 0}, intoBall},
+               {ball, {0, 0, 2}, {0, 0, -1}, 0, {0, 0, 2}, {0, 0, -1}},
+               {ball, {5, 1, 0}, {1, 0, 0}, -1, {}, {}},
+               {ball, {-5, 3, 0}, {1, 0, 0}, -1, {}, {}},
+               {box, {-5, 1, 1}, {0.8, 0, -0.6}, 1, {-2, 1, -1.25}, intoBox},
+               {box, {-1, 1, 1}, {0.8, 0, -0.6}, 1, {-2, 1, 1.75}, intoBox},
+               {box, {-2, 1, 1}, {0.8, 0, -0.6}, 1, {-2, 1, 1}, intoBox},
+               {box, {5, 1, 1}, {-0.8, 0, -0.6}, 0, {2, 1, -1.25}, {-1, 0, 0}},
+               {box, {5, 1, 1}, {0.8, 0, -0.6}, -1, {}, {}},
+               {corner, {5, 0.25, 0.25}, {-1, 0, 0}, 0, {0.5, 0.25, 0.25}, slant},
+               {corner, {-5, 0.25, 0.25}, {-1, 0, 0}, -1, {}, {}}};
   for (const auto& c : cases) {
-    TestModel model;
-    const bool isBox = c.body->GetShapeType() == ShapeCube;
-    model.AddTissue(c.body, {0.1, 1.0, 0.9, 1.5});
-    if (isBox) model.AddTissue(Place(new trelCube, -1, 0, 0, 1, 2, 2), {0.1, 1.0, 0.9, 1.6});
-    model->SetRules(RulesExact);
-    model->PrepareGeometry();
-    trelTissueMap map;
-    ASSERT_TRUE(map.Build(*model->GetMedium()));
     ExactLamp lamp(Place(new trelCube, c.start.X, c.start.Y, c.start.Z, 0, 0, 0));
     lamp.Source.SetDirection(c.direction);
     lamp.Source.SetDeflectionRange(0, 0);
-    lamp.Model.Resolve(*model.Get());
+    lamp.Model.Resolve(*c.body.Model.Get());
     trelLaunched start;
     for (const bool internal : {false, true}) {
       SCOPED_TRACE(testing::Message() << (&c - cases) << (internal ? " internal" : ""));
       lamp.Source.SetInternal(internal);
       ASSERT_TRUE(lamp.Prepare());
-      const std::int32_t tissue = internal ? map.FindTissue(c.start) : c.tissue;
-      const trelLaunchOutcome outcome = lamp.Launch.Launch(map, lamp.Numbers, &start);
+      const std::int32_t tissue = internal ? c.body.Map.FindTissue(c.start) : c.tissue;
+      const trelLaunchOutcome outcome = lamp.Launch.Launch(c.body.Map, lamp.Numbers, &start);
       ASSERT_EQ(outcome, tissue < 0 ? LaunchNotMet : LaunchDone);
       if (tissue < 0) continue;
       EXPECT_EQ(start.Tissue, tissue);
