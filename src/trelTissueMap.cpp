@@ -288,41 +288,36 @@ bool trelTissueMap::FindChange(const trelRay& ray, std::int32_t tissue, double a
   return false;
 }
 
-/** Where the ray leaves the outermost body next. */
-bool trelTissueMap::FindOuterExit(const trelRay& ray, double after, trelHit* hit) const
-{
-  while (Outermost().Shape->FindCrossing(ray, after, HUGE_VAL, hit)) {
-    if (Dot(hit->Normal, ray.Direction) > 0.0) return true;
-    after = hit->Distance;
-  }
-  return false;
-}
-
-bool trelTissueMap::FindOuterEntry(const trelRay& ray, trelHit* hit) const
+/** Whether the origin of the ray counts as inside: it lies in the outermost body or on its surface,
+ *  but not where the ray just enters. */
+bool trelTissueMap::StartsInside(const trelRay& ray) const
 {
   const Body& outer = Outermost();
   const double reach = ReachOf(outer);
-  const bool inside = Holds(outer, ray.Origin);
-  const bool ahead = outer.Shape->FindCrossing(ray, -reach, HUGE_VAL, hit);
-  const bool enters = ahead && Dot(hit->Normal, ray.Direction) < 0.0;
-  if (enters && (!inside || hit->Distance <= reach)) return true;
-  if (!inside && !(ahead && hit->Distance <= reach)) return false;
-  // From inside, or from the surface outwards: an exit of the way back.
-  if (!FindOuterExit({ray.Origin, -ray.Direction}, -reach, hit)) return false;
-  hit->Distance = -hit->Distance;
-  return true;
+  trelHit hit;
+  const bool isNear = outer.Shape->FindCrossing(ray, -reach, reach, &hit);
+  return isNear ? Dot(hit.Normal, ray.Direction) > 0.0 : Holds(outer, ray.Origin);
 }
 
 bool trelTissueMap::FindEntry(const trelRay& ray, trelTissueChange* change) const
 {
+  if (Bodies.empty()) return false;
+  // From inside the way back is searched, on which an entry is an exit.
+  const bool back = StartsInside(ray);
+  const trelRay way = {ray.Origin, back ? -ray.Direction : ray.Direction};
   trelTissueChange entry;
-  if (Bodies.empty() || !FindOuterEntry(ray, &entry.Hit)) return false;
-  const int face = entry.Hit.Face;
-  LookBehind(ray, Outermost(), &entry);
-  if (entry.Tissue < 0) return false;
-  entry.Hit.Face = face;
-  *change = entry;
-  return true;
+  double after = -ReachOf(Outermost());
+  for (; Outermost().Shape->FindCrossing(way, after, HUGE_VAL, &entry.Hit);
+       after = entry.Hit.Distance) {
+    if (!(Dot(entry.Hit.Normal, ray.Direction) < 0.0)) continue;
+    trelTissueChange found = entry;
+    if (back) found.Hit.Distance = -found.Hit.Distance;
+    LookBehind(ray, Outermost(), &found);
+    if (found.Tissue < 0) continue;
+    *change = found;
+    return true;
+  }
+  return false;
 }
 
 /** A lower bound of the distance of the point from the box. */

@@ -137,8 +137,7 @@ private:
   std::int32_t FindTissue(const trelVector& point, const trelVector& pointOfMeshes) const;
   void LookBehind(const trelRay& ray, const Body& first, trelTissueChange* change) const;
   void MakeChangeBefore(const trelRay& ray, double after, trelTissueChange* change) const;
-  bool FindOuterEntry(const trelRay& ray, trelHit* hit) const;
-  bool FindOuterExit(const trelRay& ray, double after, trelHit* hit) const;
+  bool StartsInside(const trelRay& ray) const;
   double GetMargin() const;
   void LayOutGrid();
   void FillGrid();
