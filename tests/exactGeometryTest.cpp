@@ -114,7 +114,7 @@ public:
     Add("rectangle", Make(ShapeRectangle, {3, 1, 0}, {2, 0.3, 0}), 2.4);
     Add("ellipse", Make(ShapeEllipse, {3, 1, 0}, {2, 0.3, 0}), Pi * 0.6);
     Add("box of triangles", Trace(BoxSurface({1, 2, 3}, {2, 1, 0.5})), 8);
-    Add("horseshoe", Trace(Horseshoe(24), true), 4.8 * 3 * 4, 0.3);
+    Add("horseshoe", Trace(Horseshoe(12), true), 4.8 * 3 * 4, 0.3);
     Add("hollow ball", Trace(HollowBall(), true), Pi * 4 / 3 * (8 - 1.728), 1);
     Add("tetrahedra", CubeInCube(4, 1, 3), 64);
   }
@@ -185,7 +185,7 @@ TEST(ExactGeometry, MeasuresAndPlacesAreTrue)
   for (const NamedShape& named : Shapes().All) {
     EXPECT_NEAR(named.Shape->ComputeMeasure(), named.Measure, named.Tolerance * named.Measure)
         << named.Name;
-    for (int i = 0; i < 2000; ++i) {
+    for (int i = 0; i < 1000; ++i) {
       const trelVector point = PointIn(Widened(*named.Shape));
       EXPECT_EQ(named.Shape->Holds(point), HoldsPlainly(*named.Shape, point))
           << named.Name << " " << point.X << " " << point.Y << " " << point.Z;
@@ -442,18 +442,19 @@ TEST(ExactGeometry, ChangesAlongARayAreThoseOfItsPoints)
   }
 }
 
-/** TREL_POINTS points in each medium, 10^4 unless set. */
+/** TREL_POINTS points in all media together, 10^4 unless set. */
 TEST(ExactGeometry, SafeDistancesAreSafe)
 {
   numbers_.Start(7, 0, 0);
   const char* text = std::getenv("TREL_POINTS");
   const int points = text ? std::atoi(text) : 10000;
-  for (const MapCase& c : MakeMapCases()) {
+  const std::vector<MapCase> cases = MakeMapCases();
+  for (const MapCase& c : cases) {
     const MappedMedium model(c);
     const trelShapeObject& outer = *model.Medium->GetOuterShape();
     const bool planar = outer.GetTraits().IsPlanar();
     double safeSum = 0, boundSum = 0;
-    for (int i = 0; i < points; ++i) {
+    for (int i = 0; i < points / static_cast<int>(cases.size()); ++i) {
       const trelVector point = PointIn(outer.GetBox());
       const std::int32_t tissue = model.Map.FindTissue(point);
       ASSERT_EQ(tissue, model.Locate(point)) << c.Name;
@@ -473,7 +474,6 @@ TEST(ExactGeometry, SafeDistancesAreSafe)
     }
     EXPECT_GE(boundSum, 0.9 * safeSum) << c.Name;
     EXPECT_GT(boundSum, 0) << c.Name;
-    RecordProperty(c.Name, std::to_string(safeSum / boundSum));
   }
 }
 
