@@ -249,10 +249,8 @@ bool trelCylinder::FindCrossing(const trelRay& ray, double after, double limit, 
   chord.CutSlab(2, p[2], d[2], HalfAxes[2], CylinderFaceBottom, CylinderFaceTop);
   chord.CutQuadric<2>(p, d, HalfAxes, CylinderFaceSide);
   if (!chord.FindEnd(after, limit, hit)) return false;
-  if (hit->Face == CylinderFaceSide) {
-    const trelRay local = {{p[0], p[1], p[2]}, ray.Direction};
-    hit->Normal = QuadricNormal<2>(local.At(hit->Distance), HalfAxes);
-  }
+  if (hit->Face == CylinderFaceSide)
+    hit->Normal = chord.QuadricNormal<2>(p, ray.Direction, HalfAxes, *hit);
   return true;
 }
 

@@ -136,8 +136,7 @@ bool trelEllipsoid::FindCrossing(const trelRay& ray, double after, double limit,
   trelChord chord;
   chord.CutQuadric<3>(p, d, HalfAxes, 0);
   if (!chord.FindEnd(after, limit, hit)) return false;
-  const trelRay local = {{p[0], p[1], p[2]}, ray.Direction};
-  hit->Normal = QuadricNormal<3>(local.At(hit->Distance), HalfAxes);
+  hit->Normal = chord.QuadricNormal<3>(p, ray.Direction, HalfAxes, *hit);
   return true;
 }
 
