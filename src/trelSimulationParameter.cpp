@@ -193,7 +193,7 @@ void trelSimulationParameter::PrepareGeometry()
   }
   for (const trelLightSource* source : ItemsOf<trelLightSource>(LightSources))
     PrepareShape(source->GetShape(), ThreadNumber);
-  if (!tetrahedral) Medium->BuildTissueGrid();
+  if (!tetrahedral && Rules == RulesClassic) Medium->BuildTissueGrid();
 }
 
 void trelSimulationParameter::ShowError(const std::string& text)

@@ -34,7 +34,7 @@ public:
   bool Execute() override;
 
   /** The model read, owned by the reader, made at the first call; replaced when Execute() runs
-   * again. */
+   * again, which then reads by the same rules. */
   trelSimulationParameter* GetOutput();
 
   /**

@@ -163,12 +163,14 @@ KeywordOutcome trelSimulationPropertyBlock::SetAmbientRefractiveIndex(const Keyw
 KeywordOutcome trelSimulationPropertyBlock::SetStepNumberMax(const Keyword&)
 {
   Parameter.SetStepNumberMax(Text.GetInteger(1));
+  Parameter.SetStepNumberMaxGiven(true);
   return KeywordDone;
 }
 
 KeywordOutcome trelSimulationPropertyBlock::SetFlyTimeMax(const Keyword&)
 {
   Parameter.SetFlyTimeMax(Text.GetReal(1));
+  Parameter.SetFlyTimeMaxGiven(true);
   return KeywordDone;
 }
 
