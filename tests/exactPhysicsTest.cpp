@@ -530,7 +530,9 @@ TEST(ExactPhysics, AbsorptionFallsExponentiallyToTheLastGate)
     EXPECT_LT(Deviation(samples[gate], expected(gate, 0.02)), 5.0) << gate;
     wrong = std::max(wrong, Deviation(samples[gate], expected(gate, 0.0202)));
     // Far below the weight at which the roulette begins, nothing is missing.
-    if (gate > 25) EXPECT_GT(Deviation(samples[gate], 0.0), 5.0);
+    if (gate > 25) {
+      EXPECT_GT(Deviation(samples[gate], 0.0), 5.0) << gate;
+    }
   }
   EXPECT_GT(wrong, 5.0);
 }
