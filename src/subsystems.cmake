@@ -64,7 +64,7 @@ trel_subsystem(geometry
 trel_subsystem(model
   MAY_USE framework geometry
   HEADERS trelModelTypes trelLaunchContext trelPhysicsConstants
-  CLASSES trelOpticalParameter trelSpectrum trelTissue trelTissueClaims trelTissueReach trelMedium
+  CLASSES trelModelFindings trelOpticalParameter trelSpectrum trelTissue trelTissueClaims trelTissueReach trelMedium
           trelLightSource trelDetector trelPlaneDetector trelFiberDetector trelObjectDisplay
           trelPhoton trelGridAxes trelScoringRegion trelSimulationParameter
           trelParameterValidation trelTissueTraps trelModelTraps)
@@ -73,9 +73,9 @@ trel_subsystem(model
 trel_subsystem(parameter_file
   MAY_USE framework geometry model
   HEADERS
-  CLASSES trelParameterText trelModelIndex trelReadState trelKeywordSection
+  CLASSES trelParameterText trelModelIndex trelReadState trelKeywordAdvice trelKeywordSection
           trelSimulationPropertyBlock trelSourceProperty trelModelSection
-          trelSimulationParameterReader)
+          trelModelFaults trelSimulationParameterReader)
 
 # The grids, their scoring and finishing, and the result files.
 trel_subsystem(results
