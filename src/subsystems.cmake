@@ -101,7 +101,13 @@ trel_subsystem(transport
           trelVarianceReductionMonteCarlo trelDiffuseVRMC trelBioluminescenceVRMC
           trelFluorescenceVRMC)
 
+# A look at a model before it runs: what it is, and what is wrong with it.
+trel_subsystem(check
+  MAY_USE framework geometry model results transport
+  HEADERS
+  CLASSES trelMeshCheck trelTissueRelations trelModelCheck trelCheckText)
+
 # The stages in their order, and what the command line says.
 trel_subsystem(driver
-  MAY_USE framework model parameter_file results free_space transport
-  CLASSES trelOpticalSimulationFilter trelDriver)
+  MAY_USE framework model parameter_file results free_space transport check
+  CLASSES trelOpticalSimulationFilter trelDriver trelRunDriver)

@@ -239,6 +239,15 @@ static void CheckSettings(trelModelFaultsSearch& search)
                    ", the outermost, has no shape",
                "write outermosttissueindex with the tissue that holds all others");
   }
+  if (parameter.GetMediumAlgorithm() != MediumVRMC) {
+    search.Add(FindingError, "mediumalgorithm", 1, "mediumalgorithm amc has no implementation",
+               "write mediumalgorithm vrmc, or leave the line out");
+  }
+  if (parameter.GetFreespaceAlgorithm() != FreespacePinhole) {
+    search.Add(FindingMistake, "freespacealgorithm", 1,
+               "nothing is simulated with this freespacealgorithm",
+               "write freespacealgorithm pinhole, or leave the line out");
+  }
   const bool isTimed = parameter.GetTimeDomain() || parameter.GetFrequencyDomain();
   if (isTimed && parameter.GetSimulationType() == BLT) {
     search.Add(FindingError, "domain", 1, "BLT has no time and no frequency domain",

@@ -42,7 +42,7 @@ trelFreespaceFilter* trelOpticalSimulationFilter::GetFreespaceFilter()
   return FreespaceFilter;
 }
 
-static trelMediumFilter* MakeMediumFilter(int simulationType)
+static trelMediumFilter* MakeClassicFilter(SimulationType simulationType)
 {
   switch (simulationType) {
     case BLT:
@@ -56,6 +56,18 @@ static trelMediumFilter* MakeMediumFilter(int simulationType)
   }
 }
 
+static trelMediumFilter* MakeExactFilter(SimulationType simulationType)
+{
+  return MakeClassicFilter(simulationType);
+}
+
+/** The simulation of the rules of @p parameter. */
+static trelMediumFilter* MakeMediumFilter(const trelSimulationParameter& parameter)
+{
+  const SimulationType type = parameter.GetSimulationType();
+  return parameter.GetRules() == RulesExact ? MakeExactFilter(type) : MakeClassicFilter(type);
+}
+
 void trelOpticalSimulationFilter::CreateAlgorithms()
 {
   if (AlgorithmsCreated) return;
@@ -65,7 +77,7 @@ void trelOpticalSimulationFilter::CreateAlgorithms()
   FreespaceAlgorithm = Input->GetFreespaceAlgorithm();
   if (MediumAlgorithm != MediumVRMC) return;
   if (FreespaceAlgorithm < FreespaceVRMC || FreespaceAlgorithm > FreespacePinhole) return;
-  MediumFilter = MakeMediumFilter(Input->GetSimulationType());
+  MediumFilter = MakeMediumFilter(*Input);
   if (FreespaceAlgorithm == FreespacePinhole) FreespaceFilter = new trelFreespacePinhole;
   AlgorithmsCreated = true;
 }
@@ -98,8 +110,8 @@ bool trelOpticalSimulationFilter::Execute()
   MediumFilter->SetMediumFilterMode(2);
   InMedium = true;
   InFreespace = false;
-  for (const std::string& trap : FindModelTraps(*Input))
-    WarningMacro(trap);
+  for (const trelModelTrap& trap : FindModelTraps(*Input))
+    WarningMacro(trap.Text);
   const bool simulated = MediumFilter->Update();
   if (!simulated) ErrorMacro("Error happens while simulating light propagation in medium!");
   TakeMediumOutput();

@@ -54,6 +54,9 @@ public:
   bool ReadModel2D(trelSimulationParameter* parameter);
   bool ReadModel3D(trelSimulationParameter* parameter);
 
+  /** The line that the read is at. */
+  int GetLineNumber() const { return Text.GetLineNumber(); }
+
   /** What is wrong with the file so far; empty by default. */
   const std::string& GetReaderErrorText() const { return State.GetReaderErrorText(); }
 
