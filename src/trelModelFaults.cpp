@@ -218,7 +218,8 @@ static void CheckRegion(trelModelFaultsSearch& search)
     if (!body || axis > AxisZ) continue;
     double box[6];
     body->GetBoundingBox(box);
-    if (low < box[2 * axis + 1] && high > box[2 * axis]) continue;
+    const bool isFlat = !(box[2 * axis] < box[2 * axis + 1]);
+    if (isFlat || (low < box[2 * axis + 1] && high > box[2 * axis])) continue;
     search.Add(FindingMistake, "roi", 2 * place + 1,
                "the region along " + name + ", " + ShowNumber(low) + " to " + ShowNumber(high) +
                    " mm, misses the medium, which lies from " + ShowNumber(box[2 * axis]) + " to " +

@@ -195,6 +195,13 @@ bool trelRunDriver::Read(trelSimulationParameterReader& reader)
   reader.AddFileName(Options.Model.c_str());
   reader.GetOutput()->SetRules(Options.Rules);
   reader.SetFindings(&Findings);
+  if (std::FILE* file = OpenRegularFile(NativePath(Options.Model))) {
+    std::fclose(file);
+  } else {
+    Findings.Add(FindingError, 0, 0, "the model cannot be opened",
+                 "name a parameter file, which this user may read");
+    return false;
+  }
   const bool isRead = reader.Update();
   Reader = nullptr;
   if (isRead) ReplaceReference(Parameter, reader.GetOutput());
