@@ -53,20 +53,21 @@ trel_subsystem(mesh_files
 # Shapes: where a point lies, how far along a ray the boundary is, which points and cells they have.
 trel_subsystem(geometry
   MAY_USE framework meshes mesh_files
-  HEADERS trelCoordinates trelShapeTraits trelGeometryTolerance trelSlabSearch trelRayQuadratic
+  HEADERS trelCoordinates trelShapeTraits trelGeometryTolerance trelSlabSearch trelRayQuadratic trelChord
           trelMeshRecords trelSeenTriangles trelVoxelLists
   CLASSES trelGridWindow trelSurfaceElement trelShapeObject trelCube trelCylinder trelEllipsoid
           trelRectangle trelEllipse trelMeshPredicates trelAxisRay trelVoxelGrid
-          trelVoxelTableBuilder trelVoxelTable trelTraceableMesh trelMCTriangleMesh
-          trelMCTetrahedron trelShapeFactory)
+          trelVoxelTableBuilder trelVoxelTable trelMeshCrossings trelMeshOrientation
+          trelTraceableMesh trelMCTriangleMesh trelMCTetrahedron trelShapeFactory)
 
 # The physical model and all settings of a run: tissues, sources, detectors, spectra, packets.
 trel_subsystem(model
   MAY_USE framework geometry
   HEADERS trelModelTypes trelLaunchContext trelPhysicsConstants
-  CLASSES trelModelFindings trelOpticalParameter trelSpectrum trelTissue trelTissueClaims trelTissueReach trelMedium
-          trelLightSource trelDetector trelPlaneDetector trelFiberDetector trelObjectDisplay
-          trelPhoton trelGridAxes trelScoringRegion trelSimulationParameter
+  CLASSES trelModelFindings trelOpticalParameter trelSpectrum trelTissue trelTissueClaims
+          trelTissueReach trelMedium trelTissueMap trelLightSource trelDetector trelPlaneDetector
+          trelFiberDetector trelObjectDisplay trelPhoton trelGridAxes trelScoringRegion
+          trelSimulationParameter
           trelParameterValidation trelTissueTraps trelModelTraps)
 
 # The parameter file (.trl) and how it becomes a model.
@@ -80,8 +81,8 @@ trel_subsystem(parameter_file
 # The grids, their scoring and finishing, and the result files.
 trel_subsystem(results
   MAY_USE framework geometry model
-  HEADERS trelFlyTimes trelResultGetters
-  CLASSES trelGrid trelGridTable trelMeshSurface trelGridSet trelTimeTotals trelFluence
+  HEADERS trelFlyTimes trelResultGetters trelAbsorbedTotals
+  CLASSES trelGrid trelGridTable trelCellMeasures trelMeshSurface trelGridSet trelTimeTotals trelFluence
           trelMediumResult trelDetectorResult trelDetectorArrayResult
           trelSimulationResult trelTemporaryFiles trelResultFileSet trelResultFile
           trelResultLabels trelResultBlocks trelSimulationResultWriter)
@@ -95,11 +96,13 @@ trel_subsystem(free_space
 # The packets: random streams, launch, steps, boundaries, the parallel run and the imaging modes.
 trel_subsystem(transport
   MAY_USE framework geometry model results
-  HEADERS trelPacket trelPhaseFunction trelFresnel trelTransportRules trelPacketSteps
+  HEADERS trelPacket trelElementary trelPhaseFunction trelFresnel trelTransportRules
+          trelPacketSteps trelPacketNumbers trelExactPacket trelExactSteps
   CLASSES trelRandomStream trelRandomNumbers trelTransportModel trelScoreTable trelPacketScores
-          trelPacketEvents trelPacketGeometry trelThreadState trelMediumFilter trelMonteCarlo
+          trelCellBorders trelExactScores trelPacketEvents trelPacketGeometry trelExactLaunch
+          trelThreadState trelMediumFilter trelMonteCarlo
           trelVarianceReductionMonteCarlo trelDiffuseVRMC trelBioluminescenceVRMC
-          trelFluorescenceVRMC)
+          trelFluorescenceVRMC trelExactModel trelExactEvents trelExactMonteCarlo)
 
 # A look at a model before it runs: what it is, and what is wrong with it.
 trel_subsystem(check

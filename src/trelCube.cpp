@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "trelChord.h"
 #include "trelSlabSearch.h"
 #include "trelUniformNumbers.h"
 
@@ -105,4 +106,34 @@ bool trelCube::SampleSurface(trelUniformNumbers& numbers, trelVector* point) con
   offset[1] = numbers.DrawWithin(HalfAxes[1]);
   *point = FromCenter(offset);
   return true;
+}
+
+double trelCube::ComputeMeasure() const
+{
+  return 8.0 * HalfAxes[0] * HalfAxes[1] * HalfAxes[2];
+}
+
+bool trelCube::Holds(const trelVector& point) const
+{
+  return std::fabs(point.X - Center[0]) <= HalfAxes[0] &&
+         std::fabs(point.Y - Center[1]) <= HalfAxes[1] &&
+         std::fabs(point.Z - Center[2]) <= HalfAxes[2];
+}
+
+bool trelCube::FindCrossing(const trelRay& ray, double after, double limit, trelHit* hit) const
+{
+  double p[3];
+  ToCenter(ray.Origin.X, ray.Origin.Y, ray.Origin.Z, p);
+  trelChord chord;
+  chord.CutSlab(0, p[0], ray.Direction.X, HalfAxes[0], CubeFaceXMin, CubeFaceXMax);
+  chord.CutSlab(1, p[1], ray.Direction.Y, HalfAxes[1], CubeFaceYMin, CubeFaceYMax);
+  chord.CutSlab(2, p[2], ray.Direction.Z, HalfAxes[2], CubeFaceZMin, CubeFaceZMax);
+  return chord.FindEnd(after, limit, hit);
+}
+
+double trelCube::BoundDistance(const trelVector& point) const
+{
+  double p[3];
+  ToCenter(point.X, point.Y, point.Z, p);
+  return std::fabs(BoxDistance<3>(p, HalfAxes));
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "trelChord.h"
 #include "trelRayQuadratic.h"
 #include "trelSurfaceElement.h"
 #include "trelUniformNumbers.h"
@@ -225,4 +226,44 @@ bool trelCylinder::MakeSurfaceElement(const trelGridWindow& window, CoordinateTy
   element->Normal = {NormalComponent(e[0], a, s), NormalComponent(e[1], b, s), 0.0};
   element->Area = std::max(a, b) * azimuth.Separation * PiSingle / 180.0 * z.Separation;
   return true;
+}
+
+double trelCylinder::ComputeMeasure() const
+{
+  return 2.0 * Pi * HalfAxes[0] * HalfAxes[1] * HalfAxes[2];
+}
+
+bool trelCylinder::Holds(const trelVector& point) const
+{
+  const double x = (point.X - Center[0]) / HalfAxes[0];
+  const double y = (point.Y - Center[1]) / HalfAxes[1];
+  return x * x + y * y <= 1.0 && std::fabs(point.Z - Center[2]) <= HalfAxes[2];
+}
+
+bool trelCylinder::FindCrossing(const trelRay& ray, double after, double limit, trelHit* hit) const
+{
+  double p[3];
+  ToCenter(ray.Origin.X, ray.Origin.Y, ray.Origin.Z, p);
+  const double d[3] = {ray.Direction.X, ray.Direction.Y, ray.Direction.Z};
+  trelChord chord;
+  chord.CutSlab(2, p[2], d[2], HalfAxes[2], CylinderFaceBottom, CylinderFaceTop);
+  chord.CutQuadric<2>(p, d, HalfAxes, CylinderFaceSide);
+  if (!chord.FindEnd(after, limit, hit)) return false;
+  if (hit->Face == CylinderFaceSide) {
+    const trelRay local = {{p[0], p[1], p[2]}, ray.Direction};
+    hit->Normal = QuadricNormal<2>(local.At(hit->Distance), HalfAxes);
+  }
+  return true;
+}
+
+/** Beside the tube and beyond a cap at once the nearest point lies on the rim at best. */
+double trelCylinder::BoundDistance(const trelVector& point) const
+{
+  double p[3];
+  ToCenter(point.X, point.Y, point.Z, p);
+  const double beside = BoundQuadricDistance<2>(p, HalfAxes);
+  const double beyond = std::fabs(p[2]) - HalfAxes[2];
+  if (beside > 0.0 && beyond > 0.0) return std::sqrt(beside * beside + beyond * beyond);
+  const double distance = std::fabs(std::max(beside, beyond));
+  return std::isnan(beside) ? 0.0 : distance;
 }

@@ -7,6 +7,7 @@
 #include "trelGridSet.h"
 #include "trelResultGetters.h"
 #include "trelSimulationObject.h"
+#include "trelTimeTotals.h"
 
 class trelDetector;
 class trelFiberDetector;
@@ -21,7 +22,8 @@ class trelSimulationParameter;
  * A plane detector has an image, which the imaging of the surface fills; a fibre detector has grids
  * over the surface of its solid, which the packets that meet it add to. Each uses its half of the
  * record. The grids of a fibre are those of a medium of its shape, of the continuous-wave domain
- * only: binning, sums and measures are the medium's, about the fibre's own centre.
+ * only, under the exact rules of all domains that are on: binning, sums and measures are the
+ * medium's, about the fibre's own centre.
  *
  * @sa trelDetectorArrayResult trelMediumResult
  */
@@ -47,7 +49,8 @@ public:
 
   /** The integral of the image over the detector: the mean pixel times width and height. */
   void ComputeTotalDetection();
-  /** Sums, then measures: weight into weight per mm^2. Exactly once, after the run. */
+  /** Sums, then measures: weight into weight per mm^2; amplitude and phase. Exactly once, after the
+   *  run. */
   void FinalizeFiber();
   /** The extreme pixel or cell; nothing but a look at them. */
   void ComputePlaneRange();
@@ -70,8 +73,12 @@ public:
 
   /** Of a fibre detector: a grid by its name, null if it does not exist, and which grid takes what
    *  comes through which face. */
-  trelGrid* GetGrid(trelGridId id) const { return FiberGrids.Get(id); }
-  const trelGridSet& GetGrids() const { return FiberGrids; }
+  trelGrid* GetGrid(trelGridId id) const { return FiberGrids[GridCW].Get(id); }
+  trelGrid* GetGrid(trelGridDomain domain, trelGridId id) const
+  {
+    return FiberGrids[domain].Get(id);
+  }
+  const trelGridSet& GetGrids(trelGridDomain domain = GridCW) const { return FiberGrids[domain]; }
   trelGridUses GetUses() const;
   /** The bins, centre and half-lengths (HalfAxisX, HalfAxisY, HalfAxisZ) of the fibre's solid. */
   const trelGridWindow& GetWindow() const { return Window; }
@@ -83,6 +90,9 @@ public:
   double GetTotal(trelGridTotal total) const { return FiberTotals[total]; }
   double GetFiberTotal2D() const { return FiberTotals[TotalOfTransmittance2D]; }
   double GetFiberTotal3D() const { return FiberTotals[TotalOfTransmittance3D]; }
+  /** The raw sums by time gate; without arrays unless there are grids of the time domain. */
+  const trelTimeTotals& GetTimeTotals() const { return FiberTimeTotals; }
+  std::int32_t GetCountTD() const { return Window.Time.Count; }
 
 private:
   bool InitializePlane(const trelPlaneDetector& detector);
@@ -90,7 +100,9 @@ private:
   void ChooseFiberCoordinate();
   bool InitializeFiberRoi(const trelSimulationParameter& parameter, trelFiberDetector& detector);
   void TellRoi(trelFiberDetector& detector) const;
+  void ChooseDomains(const trelSimulationParameter& parameter);
   bool InitializeFiberGrids();
+  bool AllocateFiberGrids();
 
   double TotalDetection = 0.0;
   double DetectionMaximum = -1.0e15;
@@ -107,7 +119,12 @@ private:
   /** By trelSaveFlag: the parts of a cylinder, and the entry behind the flags. */
   bool Save[NumberOfSaveFlags + 1] = {};
   std::int32_t FiberCoordinate = CoordinatePolar;
-  trelGridSet FiberGrids{GridCW};
+  trelRules Rules = RulesClassic;
+  /** By trelGridDomain: which domains the fibre has grids of. */
+  bool HasDomain[NumberOfGridDomains] = {true};
+  trelGridSet FiberGrids[NumberOfGridDomains] = {GridCW,     GridTD,    GridFDReal,
+                                                 GridFDImag, GridFDAmp, GridFDPha};
+  trelTimeTotals FiberTimeTotals;
   double FiberTotals[NumberOfTotals] = {};
   std::int32_t DetectorType = DetectorPlane;
 

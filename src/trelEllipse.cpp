@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "trelChord.h"
 #include "trelRayQuadratic.h"
 #include "trelUniformNumbers.h"
 
@@ -67,4 +68,37 @@ bool trelEllipse::SampleSurface(trelUniformNumbers& numbers, trelVector* point) 
   SampleOutline(numbers, offset);
   *point = FromCenter(offset);
   return true;
+}
+
+double trelEllipse::ComputeMeasure() const
+{
+  return Pi * HalfAxes[0] * HalfAxes[1];
+}
+
+bool trelEllipse::Holds(const trelVector& point) const
+{
+  const double x = (point.X - Center[0]) / HalfAxes[0];
+  const double y = (point.Y - Center[1]) / HalfAxes[1];
+  return x * x + y * y <= 1.0;
+}
+
+bool trelEllipse::FindCrossing(const trelRay& ray, double after, double limit, trelHit* hit) const
+{
+  double p[3];
+  ToCenter(ray.Origin.X, ray.Origin.Y, ray.Origin.Z, p);
+  const double d[2] = {ray.Direction.X, ray.Direction.Y};
+  trelChord chord;
+  chord.CutQuadric<2>(p, d, HalfAxes, 0);
+  if (!chord.FindEnd(after, limit, hit)) return false;
+  const trelRay local = {{p[0], p[1], p[2]}, ray.Direction};
+  hit->Normal = QuadricNormal<2>(local.At(hit->Distance), HalfAxes);
+  return true;
+}
+
+double trelEllipse::BoundDistance(const trelVector& point) const
+{
+  double p[3];
+  ToCenter(point.X, point.Y, point.Z, p);
+  const double distance = std::fabs(BoundQuadricDistance<2>(p, HalfAxes));
+  return std::isnan(distance) ? 0.0 : distance;
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "trelChord.h"
 #include "trelRayQuadratic.h"
 #include "trelSurfaceElement.h"
 #include "trelUniformNumbers.h"
@@ -112,4 +113,38 @@ bool trelEllipsoid::MakeSurfaceElement(const trelGridWindow& window, CoordinateT
   element->Area = length * length * std::sin(dm) * RadiansOfSinglePi(deflection.Separation) *
                   (PiSingle * azimuth.Separation / 180.0);
   return true;
+}
+
+double trelEllipsoid::ComputeMeasure() const
+{
+  return 4.0 / 3.0 * Pi * HalfAxes[0] * HalfAxes[1] * HalfAxes[2];
+}
+
+bool trelEllipsoid::Holds(const trelVector& point) const
+{
+  const double x = (point.X - Center[0]) / HalfAxes[0];
+  const double y = (point.Y - Center[1]) / HalfAxes[1];
+  const double z = (point.Z - Center[2]) / HalfAxes[2];
+  return x * x + y * y + z * z <= 1.0;
+}
+
+bool trelEllipsoid::FindCrossing(const trelRay& ray, double after, double limit, trelHit* hit) const
+{
+  double p[3];
+  ToCenter(ray.Origin.X, ray.Origin.Y, ray.Origin.Z, p);
+  const double d[3] = {ray.Direction.X, ray.Direction.Y, ray.Direction.Z};
+  trelChord chord;
+  chord.CutQuadric<3>(p, d, HalfAxes, 0);
+  if (!chord.FindEnd(after, limit, hit)) return false;
+  const trelRay local = {{p[0], p[1], p[2]}, ray.Direction};
+  hit->Normal = QuadricNormal<3>(local.At(hit->Distance), HalfAxes);
+  return true;
+}
+
+double trelEllipsoid::BoundDistance(const trelVector& point) const
+{
+  double p[3];
+  ToCenter(point.X, point.Y, point.Z, p);
+  const double distance = std::fabs(BoundQuadricDistance<3>(p, HalfAxes));
+  return std::isnan(distance) ? 0.0 : distance;
 }

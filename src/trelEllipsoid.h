@@ -23,6 +23,10 @@ public:
   PointRelation LocatePoint(double x, double y, double z) const override;
   bool IntersectRay(double x, double y, double z, double dx, double dy, double dz, double* distance,
                     int* face, double* nx, double* ny, double* nz, int raySide) const override;
+  double ComputeMeasure() const override;
+  bool Holds(const trelVector& point) const override;
+  bool FindCrossing(const trelRay& ray, double after, double limit, trelHit* hit) const override;
+  double BoundDistance(const trelVector& point) const override;
   bool SampleSurface(trelUniformNumbers& numbers, trelVector* point) const override;
   bool MakeSurfaceElement(const trelGridWindow& window, CoordinateType coordinate,
                           const trelVector& hit, int face, SurfaceElement* element) const override;

@@ -6,6 +6,7 @@
 #include "trelGrid.h"
 #include "trelGridTable.h"
 
+class trelCellMeasures;
 class trelMeshSurface;
 
 /**
@@ -89,6 +90,10 @@ public:
   /** Divides the cells by their measure: length, area or volume, in mm to the power of 1 to 3. */
   void Normalize(trelGridKind kind, const trelGridWindow& window);
 
+  /** Divides the cells of @p grid, if it exists, by @p measures: what the exact rules do instead.
+   */
+  void Divide(trelGridId grid, const trelCellMeasures& measures);
+
   /**
    * Turns the raw sums of the faces of a mesh into flux: a vertex gets the mean over the faces
    * around it, weighted by area, a face its weight over its area. False if there is no memory for
@@ -105,5 +110,13 @@ private:
   trelGridDomain Domain;
   std::unique_ptr<trelGrid> Grids[NumberOfGrids];
 };
+
+// What is done to the sets of all domains of a record, @p sets by trelGridDomain.
+
+/** Divides raw sums by the true measures of the cells, but for meshes. */
+void DivideByTrueMeasures(trelGridSet* sets, const trelGridWindow& window);
+/** Amplitude and phase, degrees, from real and imaginary parts. The phase is -90 to 90 under the
+ *  classic rules, which do not recover the quadrant, and -180 to 180 under the exact. */
+void ComputeAmplitudeAndPhase(const trelGridSet* sets, trelRules rules);
 
 #endif

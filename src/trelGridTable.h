@@ -148,6 +148,8 @@ struct trelGridDescription
   trelGridAxis Axes[3];
   /** The cell of a point; null for the mesh grids, whose cell is the face that was hit. */
   bool (*Locate)(const trelGridWindow& window, const double position[3], std::size_t* cell);
+  /** The same by the exact rules. */
+  bool (*LocateExactly)(const trelGridWindow& window, const double position[3], std::size_t* cell);
   trelCellMeasure MeasureCW;
   trelCellMeasure MeasureTD;
   trelCellMeasure MeasureFD;

@@ -6,6 +6,7 @@
 #include "trelGeometryTolerance.h"
 #include "trelModelTypes.h"
 #include "trelSimulationObject.h"
+#include "trelVector.h"
 
 class trelLaunchContext;
 class trelList;
@@ -76,6 +77,15 @@ public:
   void SetDeflectionRange(double min, double max);
   void GetDeflectionRange(double* min, double* max) const;
 
+  // What the exact rules alone know.
+
+  /** About what the angles count, a unit vector, default +z. */
+  void SetDirection(const trelVector& direction) { Direction = Normalized(direction); }
+  const trelVector& GetDirection() const { return Direction; }
+  /** Start points of a solid disc lie by exp(-2 r^2 / ProfileWidth^2) and not evenly; mm, above 0;
+   *  default 0, evenly. */
+  trelSetGetMacro(double, ProfileWidth)
+
   trelObjectDisplay* GetDisplay() const { return Display; }
 
   /**
@@ -127,6 +137,8 @@ private:
   double AzimuthMax = 2.0 * Pi;
   double DeflectionMin = 0.0;
   double DeflectionMax = Pi;
+  trelVector Direction = {0.0, 0.0, 1.0};
+  double ProfileWidth = 0.0;
 };
 
 #endif

@@ -241,4 +241,42 @@ bool trelMCTetrahedron::FindHitInRegion(const trelRay& ray, int region, trelHit*
   return true;
 }
 
+double trelMCTetrahedron::ComputeMeasure() const
+{
+  return ComputeVolume(-1);
+}
+
+bool trelMCTetrahedron::FindRegionCrossing(const trelRay& ray, double after, double limit,
+                                           trelHit* hit) const
+{
+  return EnsureCrossings() &&
+         GetCrossings().FindCrossing(ray, after, limit, trelMeshCrossings::AllSurfaces, hit);
+}
+
+/** 1 if the triangle looks away from its first tetrahedron, -1 if towards it. Of a tetrahedron
+ *  without volume the second tells. */
+std::int8_t trelMCTetrahedron::FindTurn(std::uint32_t t) const
+{
+  const trelVector corner = Vertices[Triangles[t].Vertices[0]].Position();
+  for (int side = 0; side < 2; ++side) {
+    const std::int32_t owner = FaceOwners[t][static_cast<std::size_t>(side)];
+    if (owner < 0) break;
+    double height = 0.0;  // of the corner that is not in the triangle
+    for (const std::uint32_t v : Tetrahedra[static_cast<std::size_t>(owner)]) {
+      if (std::count(Triangles[t].Vertices, Triangles[t].Vertices + 3, v) > 0) continue;
+      height = Dot(Triangles[t].Normal, Vertices[v].Position() - corner);
+    }
+    if (height != 0.0) return (height < 0.0) == (side == 0) ? 1 : -1;
+  }
+  return 1;
+}
+
+std::vector<std::int8_t> trelMCTetrahedron::OrientTriangles(const trelMeshCrossings&) const
+{
+  std::vector<std::int8_t> turns(Triangles.size());
+  for (std::uint32_t t = 0; t < GetNumberOfTriangles(); ++t)
+    turns[t] = FindTurn(t);
+  return turns;
+}
+
 trelReportErrorMacro(trelMCTetrahedron)

@@ -94,6 +94,20 @@ public:
    *  or -1; see trelVoxelTable::FindNearest. */
   int FindNearestBoundaryFace(const trelRay& ray, int region, double* distance) const;
 
+  // What the exact rules ask of regions; of the whole mesh they ask as of any shape.
+
+  double ComputeMeasure() const override;
+  /** The volume of a region, mm^3. */
+  double ComputeMeasureOfRegion(std::int32_t region) const { return ComputeVolume(region); }
+  /** The region at the point, -1 outside. */
+  std::int32_t FindRegionExactly(const trelVector& point) const
+  {
+    return EnsureCrossings() ? GetCrossings().FindRegion(point) : -1;
+  }
+  /** FindCrossing() with the triangles between regions as well, which look from the first of the
+   *  two regions to the second. */
+  bool FindRegionCrossing(const trelRay& ray, double after, double limit, trelHit* hit) const;
+
   /** The pairs of regions with a triangle in common, each once, the lower number first. */
   std::set<std::pair<std::int32_t, std::int32_t>> FindTouchingRegions() const;
 
@@ -108,6 +122,7 @@ protected:
   VoxelCenterRule GetCenterRule() const override;
   void OnTableBuilt(trelVoxelTable& table) const override;
   void OnTableFailed() const override;
+  std::vector<std::int8_t> OrientTriangles(const trelMeshCrossings& crossings) const override;
 
 private:
   /** The box of a region: mm, and the voxels of the table that cover it. */
@@ -121,6 +136,7 @@ private:
   bool CopyElements(const trelTetrahedron& mesh);
   bool AreElementsValid() const;
   bool BoundRegions();
+  std::int8_t FindTurn(std::uint32_t t) const;
   bool IsOutsideRegion(const trelVector& point, int region) const;
   /** LocatePointInRegion() for a point whose voxel, @p cell, is not settled in the region. */
   TREL_RARE PointRelation LocateUnsettledPoint(double x, double y, double z, std::size_t cell,

@@ -7,6 +7,7 @@
 #include <tuple>
 
 #include "trelMemory.h"
+#include "trelMeshOrientation.h"
 #include "trelOFFReader.h"
 #include "trelPLYReader.h"
 #include "trelSTLReader.h"
@@ -28,6 +29,13 @@ const trelTraceableMesh::ReaderEnding* trelMCTriangleMesh::GetReaderEndings() co
       {"surf", []() -> trelMeshReader* { return new trelSURFReader; }},
       {nullptr, nullptr}};
   return endings;
+}
+
+void trelMCTriangleMesh::ClearMesh()
+{
+  trelTraceableMesh::ClearMesh();
+  AreaSums = {};
+  BodyVoxels = {};
 }
 
 bool trelMCTriangleMesh::ImportData(const trelMesh* mesh)
@@ -129,6 +137,24 @@ void trelMCTriangleMesh::OnTableBuilt(trelVoxelTable& table) const
   table.Settle({GetBox()});
 }
 
+std::vector<std::int8_t> trelMCTriangleMesh::OrientTriangles(
+    const trelMeshCrossings& crossings) const
+{
+  const std::vector<std::uint32_t> first = MergePositions(Vertices);
+  std::vector<trelMeshOrientation::Corners> corners;
+  corners.reserve(Triangles.size());
+  for (const trelTraceableTriangle& triangle : Triangles) {
+    const std::uint32_t* v = triangle.Vertices;
+    corners.push_back({first[v[0]], first[v[1]], first[v[2]]});
+  }
+  return trelMeshOrientation(corners).OrientOutward(crossings);
+}
+
+double trelMCTriangleMesh::ComputeMeasure() const
+{
+  return ComputeVolume(insideRegion);
+}
+
 PointRelation trelMCTriangleMesh::LocatePoint(double x, double y, double z) const
 {
   const trelVector point = {x, y, z};
@@ -225,4 +251,69 @@ bool trelMCTriangleMesh::SampleSurface(trelUniformNumbers& numbers, trelVector* 
     if (SampleTriangleMeshSurface(numbers, point)) return true;
   }
   return false;
+}
+
+void trelMCTriangleMesh::SumAreas() const
+{
+  AreaSums.clear();
+  double sum = 0.0;
+  for (const trelTraceableTriangle& triangle : Triangles)
+    AreaSums.push_back(sum += triangle.Area);
+}
+
+void trelMCTriangleMesh::ListVoxels() const
+{
+  const trelVoxelTable& table = GetVoxelTable();
+  BodyVoxels.clear();
+  for (std::size_t cell = 0; !table.IsEmpty() && cell < table.GetNumberOfVoxels(); ++cell) {
+    // Far from the origin rounding may place points of a voxel into the next one.
+    if (table.GetState(cell) != trelVoxelTable::NoRegion || !table.IsNearOrigin()) {
+      BodyVoxels.push_back(static_cast<std::uint32_t>(cell));
+    }
+  }
+}
+
+bool trelMCTriangleMesh::PrepareSampling() const
+{
+  if (!HasPoints() || !EnsureTable()) return false;
+  return FitsInMemory([this] {
+    SumAreas();
+    ListVoxels();
+  });
+}
+
+bool trelMCTriangleMesh::SampleVolumeUniformly(trelUniformNumbers& numbers, trelVector* point) const
+{
+  const trelVoxelTable& table = GetVoxelTable();
+  const auto count = static_cast<double>(BodyVoxels.size());
+  for (int attempt = 0; !BodyVoxels.empty() && attempt < MaximumAttempts; ++attempt) {
+    // The number of voxels is small enough that the product stays below it.
+    const auto drawn = static_cast<std::size_t>(numbers.NextRandom() * count);
+    const trelBox box = table.GetBox(BodyVoxels[drawn]);
+    for (int axis = 0; axis < 3; ++axis)
+      (*point)[axis] = box.Low[axis] + numbers.NextRandom() * (box.High[axis] - box.Low[axis]);
+    if (Holds(*point)) return true;
+  }
+  return false;
+}
+
+bool trelMCTriangleMesh::SampleSurfaceUniformly(trelUniformNumbers& numbers,
+                                                trelVector* point) const
+{
+  if (AreaSums.empty() || !(AreaSums.back() > 0.0)) return false;
+  const double drawn = numbers.NextRandom() * AreaSums.back();
+  const auto above = std::upper_bound(AreaSums.begin(), std::prev(AreaSums.end()), drawn);
+  const trelTraceableTriangle& triangle =
+      Triangles[static_cast<std::size_t>(above - AreaSums.begin())];
+  const trelVector a = Vertices[triangle.Vertices[0]].Position();
+  const trelVector b = Vertices[triangle.Vertices[1]].Position();
+  const trelVector c = Vertices[triangle.Vertices[2]].Position();
+  double u = numbers.NextRandom(), v = numbers.NextRandom();
+  // The half of the parallelogram beyond the triangle is turned into it.
+  if (u + v > 1.0) {
+    u = 1.0 - u;
+    v = 1.0 - v;
+  }
+  *point = a + u * (b - a) + v * (c - a);
+  return true;
 }

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 
+#include "trelAbsorbedTotals.h"
 #include "trelFlyTimes.h"
 #include "trelGridSet.h"
 #include "trelMeshSurface.h"
@@ -71,7 +72,7 @@ public:
   virtual void ReleaseResults();
 
   /** Sums, measures, fluence if @p fluenceRate, amplitude and phase, in this order. Exactly once.
-   */
+   *  Under the exact rules measures are the true ones, and grids of fluence hold it already. */
   void Finalize(const trelSimulationParameter* parameter, bool fluenceRate);
 
   /** The raw sums of the grids of a domain into its totals. */
@@ -90,7 +91,8 @@ public:
 
   /** Absorbed power density (per mm^2 or mm^3) into fluence rate; see trelFluence. */
   void ConvertToFluence(const trelSimulationParameter* parameter);
-  /** Amplitude and phase (degrees, -90 to 90: the quadrant is not recovered) of all pairs. */
+  /** Amplitude and phase of all pairs: degrees, -90 to 90, the quadrant is not recovered; under the
+   *  exact rules -180 to 180. A lag is positive. */
   void ComputeAmplitudeAndPhase();
   /** The extreme cells of the domains that are on; nothing but a look at them. */
   void ComputeRanges();
@@ -98,6 +100,9 @@ public:
   /** The grid @p id of @p domain, null if it does not exist. */
   trelGrid* GetGrid(trelGridDomain domain, trelGridId id) const { return Grids[domain].Get(id); }
   const trelGridSet& GetGrids(trelGridDomain domain) const { return Grids[domain]; }
+
+  /** What is absorbed, under the exact rules if the absorption grids take fluence; else empty. */
+  const trelAbsorbedTotals& GetAbsorbedTotals() const { return AbsorbedTotals; }
 
   /** The bins, the time gates and the shape that the grids belong to. */
   const trelGridWindow& GetWindow() const { return Window; }
@@ -183,6 +188,8 @@ private:
   void CopySaveFlags(const trelSimulationParameter& parameter);
   bool CopyMesh(const trelShapeObject& shape);
   void Normalize(trelGridKind kind, trelGridDomains domains);
+  void FinalizeExactly();
+  void TakeAbsorbedTotals();
 
   std::int64_t PhotonNumber = 0;
   std::int64_t TransmitPhotonNum = 0;
@@ -201,6 +208,9 @@ private:
   trelMeshSurface Mesh;
   trelGridSet Grids[NumberOfGridDomains] = {GridCW,     GridTD,    GridFDReal,
                                             GridFDImag, GridFDAmp, GridFDPha};
+  trelRules Rules = RulesClassic;
+  bool ScoresFluence = false;  ///< exact rules, and fluence is wanted
+  trelAbsorbedTotals AbsorbedTotals;
   double Totals[NumberOfTotals] = {};
   trelTimeTotals TimeTotals;
   trelGridRange Ranges[NumberOfGridDomains][NumberOfGridKinds];

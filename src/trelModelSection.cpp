@@ -60,6 +60,7 @@ trelModelSection::trelModelSection(trelReadState& state, trelSimulationParameter
 bool trelModelSection::Fits(const Keyword& row) const
 {
   const int needs = row.Needs == PointLine ? 1 + GetNumberOfCoordinates() : row.Needs;
+  if (row.Rules == RulesExact && Parameter.GetRules() != RulesExact) return false;
   return (row.Dimension & Dimension) != 0 && Text.GetNumberOfTokens() >= needs;
 }
 
@@ -244,6 +245,27 @@ KeywordOutcome trelModelSection::SetAzimuthRange(const Keyword&)
 KeywordOutcome trelModelSection::SetDeflectionRange(const Keyword&)
 {
   Get<trelLightSource>(Source)->SetDeflectionRange(Text.GetReal(1), Text.GetReal(2));
+  return KeywordDone;
+}
+
+KeywordOutcome trelModelSection::SetSourceDirection(const Keyword& row)
+{
+  double d[3];
+  TakePoint(d);
+  // The scale keeps squares of huge and of tiny numbers within range.
+  const double scale = std::max({std::fabs(d[0]), std::fabs(d[1]), std::fabs(d[2])});
+  if (!(scale > 0.0 && std::isfinite(scale))) return Fail(row.Message);
+  Get<trelLightSource>(Source)->SetDirection({d[0] / scale, d[1] / scale, d[2] / scale});
+  return KeywordDone;
+}
+
+KeywordOutcome trelModelSection::SetSourceProfile(const Keyword& row)
+{
+  const double width = Text.GetReal(2);
+  if (!Text.IsOneOf(1, "gaussian") || !(width > 0.0 && std::isfinite(width))) {
+    return Fail(row.Message);
+  }
+  Get<trelLightSource>(Source)->SetProfileWidth(width);
   return KeywordDone;
 }
 
@@ -473,6 +495,10 @@ const trelModelSection::Keyword trelModelSection::Keywords[] = {
      &Section::SetAzimuthRange},
     {"lightsourcedeflectangle lightsourcedeflectionangle", In3D, 3, SourceShape,
      &Section::SetDeflectionRange},
+    {"lightsourcedirection", In3D, PointLine, Source, &Section::SetSourceDirection,
+     "lightsourcedirection: expected three numbers, finite and not all 0\n", nullptr, RulesExact},
+    {"lightsourceprofile", In3D, 3, Source, &Section::SetSourceProfile,
+     "lightsourceprofile: expected gaussian and a width above 0 (mm)\n", nullptr, RulesExact},
     {"lightsourcespectrumindex", In2D, 4, Source, &Section::SetSourceSpectrum2D,
      "2d light source property error!\n"},
     {"lightsourcespectrumindex", In3D, 4, Source, &Section::SetSourceSpectrum3D,

@@ -83,6 +83,8 @@ private:
     const char* Message = nullptr;
     /** What is said when nothing is selected; null: the line is passed over. */
     const char* MissingMessage = nullptr;
+    /** The exact rules know all words, the classic ones those of their own. */
+    trelRules Rules = RulesClassic;
   };
   static const Keyword Keywords[];
 
@@ -118,6 +120,8 @@ private:
   KeywordOutcome SetSourceProperty(const Keyword& row);
   KeywordOutcome SetAzimuthRange(const Keyword& row);
   KeywordOutcome SetDeflectionRange(const Keyword& row);
+  KeywordOutcome SetSourceDirection(const Keyword& row);
+  KeywordOutcome SetSourceProfile(const Keyword& row);
   KeywordOutcome SetSourceSpectrum2D(const Keyword& row);
   KeywordOutcome SetSourceSpectrum3D(const Keyword& row);
   void SetPacketNumber(trelSpectrum& spectrum);

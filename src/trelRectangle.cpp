@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "trelChord.h"
 #include "trelSlabSearch.h"
 #include "trelUniformNumbers.h"
 
@@ -88,4 +89,32 @@ bool trelRectangle::SampleSurface(trelUniformNumbers& numbers, trelVector* point
   offset[along] = numbers.DrawWithin(HalfAxes[along]);
   *point = FromCenter(offset);
   return true;
+}
+
+double trelRectangle::ComputeMeasure() const
+{
+  return 4.0 * HalfAxes[0] * HalfAxes[1];
+}
+
+bool trelRectangle::Holds(const trelVector& point) const
+{
+  return std::fabs(point.X - Center[0]) <= HalfAxes[0] &&
+         std::fabs(point.Y - Center[1]) <= HalfAxes[1];
+}
+
+bool trelRectangle::FindCrossing(const trelRay& ray, double after, double limit, trelHit* hit) const
+{
+  double p[3];
+  ToCenter(ray.Origin.X, ray.Origin.Y, ray.Origin.Z, p);
+  trelChord chord;
+  chord.CutSlab(0, p[0], ray.Direction.X, HalfAxes[0], RectangleFaceXMin, RectangleFaceXMax);
+  chord.CutSlab(1, p[1], ray.Direction.Y, HalfAxes[1], RectangleFaceYMin, RectangleFaceYMax);
+  return chord.FindEnd(after, limit, hit);
+}
+
+double trelRectangle::BoundDistance(const trelVector& point) const
+{
+  double p[3];
+  ToCenter(point.X, point.Y, point.Z, p);
+  return std::fabs(BoxDistance<2>(p, HalfAxes));
 }

@@ -48,6 +48,14 @@ std::string GetGridLabel(trelGridId grid, const trelShownDomain& shown);
 /** "TetraMesh" or "Mesh". */
 const char* GetMeshName(bool isTetraMesh);
 
+/** How the rules are called, "classic" or "exact". */
+const char* GetRulesName(trelRules rules);
+/** The last line of a log, without its end: by which rules and @p program the results were made. */
+std::string MakeRulesLine(trelRules rules, const std::string& program);
+
+/** "3DTDFiberDetector", in the files that only the exact rules write. */
+std::string GetFiberStem(const trelGridDescription& row, const trelShownDomain& shown);
+
 /** What stands around a grid in the block of a fibre. */
 struct trelFiberLabel
 {

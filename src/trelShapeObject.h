@@ -109,6 +109,9 @@ public:
 
   // What the exact rules ask. No tolerances: points and surfaces are as the numbers say.
 
+  /** Makes what these questions need, on @p threads threads; a mesh that is asked without it makes
+   *  it then, which is not safe on several threads. False if memory runs out. */
+  virtual bool PrepareCrossings(int threads) const;
   /** The volume, mm^3, or the area, mm^2, of a planar shape: in closed form, or of a mesh by the
    *  divergence theorem. 0 for an empty mesh. */
   virtual double ComputeMeasure() const;
@@ -116,9 +119,10 @@ public:
   virtual bool Holds(const trelVector& point) const;
   /**
    * The first crossing of the surface at a distance above @p after and up to @p limit (which may be
-   * infinite) along the ray, whose direction is a unit vector. A line that only touches crosses
-   * nothing. @p hit gets distance, face and outward unit normal: the ray enters where the normal
-   * looks against it. Unchanged without a crossing.
+   * infinite) along the ray, whose direction is a unit vector. A line that has only a point in
+   * common with the solid crosses nothing; one that runs within a face of a convex solid crosses
+   * its outline. @p hit gets distance, face and outward unit normal: the ray enters where the
+   * normal looks against it. Unchanged without a crossing.
    */
   virtual bool FindCrossing(const trelRay& ray, double after, double limit, trelHit* hit) const;
   /** A lower bound of the distance, mm, from the point, inside or outside, to the surface; near to
@@ -132,6 +136,19 @@ public:
   /** A point on the surface. Each shape has its own choice of parts and order of numbers, which is
    *  not uniform over the surface; results depend on it. False, the default, without one. */
   virtual bool SampleSurface(trelUniformNumbers& numbers, trelVector* point) const;
+
+  // Points as the exact rules start packets from.
+
+  /** Makes what the next two operations need; before the packets, on one thread. False if the shape
+   *  has no points, or memory runs out: then neither may be asked. */
+  virtual bool PrepareSampling() const { return HasPoints(); }
+  /** A point of the shape, uniform over its volume, or its area in the plane; also of a disc, a
+   *  plate, a line or a point, which a half-length of 0 makes of it. False after 10,000 attempts.
+   */
+  virtual bool SampleVolumeUniformly(trelUniformNumbers& numbers, trelVector* point) const;
+  /** A point of the surface, uniform over its area, or its length in the plane; of a line or a
+   *  point as above. False after 10,000 attempts. */
+  virtual bool SampleSurfaceUniformly(trelUniformNumbers& numbers, trelVector* point) const;
 
   /**
    * The piece of the surface that the transmittance at @p hit on @p face belongs to, in cells of
@@ -224,6 +241,10 @@ protected:
    *  that no draw ever hits would keep the thread for good. */
   static constexpr int MaximumAttempts = 10000;
 
+  /** False for what no packet can start from: an empty mesh, a medium, a curved shape with a
+   *  half-axis of 0 that its equation divides by. A cylinder of no height is a disc. */
+  bool HasPoints() const;
+
   /** The point at @p offset from the centre; planar shapes lie at z = 0. */
   trelVector FromCenter(const double offset[3]) const;
 
@@ -241,6 +262,13 @@ protected:
   double Bounds[6] = {0.0, 0.0, 0.0, 0.0, 0.0, 0.0};
 
 private:
+  /** Parts of a surface: the flat faces across axis 0, 1 and 2, and what is curved. */
+  static constexpr int CurvedPart = 3;
+  /** Area of a part, mm^2, or length in the plane, mm. Of the curved part that of the round one
+   *  around it, of which TryCurvedPoint() takes what there is: no elliptic integral is needed. */
+  double MeasurePart(int part) const;
+  /** A point of the part, from the centre in half-lengths; false if the attempt fails. */
+  bool TrySurfacePoint(trelUniformNumbers& numbers, int part, double offset[3]) const;
   void Rotate(double x, double y, double z, double turned[3]) const;
   void RotateInPlane(double local[2]) const;
   /** Brings the box and the flag up to date with the other fields. */

@@ -60,7 +60,9 @@ bool trelSimulationParameterReader::Execute()
 
 void trelSimulationParameterReader::BeginRead()
 {
+  const trelRules rules = GetOutput()->GetRules();
   if (OutputFilled) ReleaseReference(Output);
+  GetOutput()->SetRules(rules);
   OutputFilled = true;
   State.Begin();
   Version = "2.0";

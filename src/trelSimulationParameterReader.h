@@ -39,7 +39,7 @@ public:
   void SetFindings(trelModelFindings* findings) { State.SetFindings(findings); }
 
   /** The model read, owned by the reader, made at the first call; replaced when Execute() runs
-   * again. */
+   * again, which then reads by the same rules. */
   trelSimulationParameter* GetOutput();
 
   /**

@@ -1,6 +1,9 @@
 #ifndef trelTissueMap_h
 #define trelTissueMap_h
 
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -21,6 +24,16 @@ struct trelTissueChange
   /** Surfaces at one place: up to this distance, mm, along the normal. A packet that goes on from
    *  the hit in the direction u stands on what is ahead by less than Reach / |u n|. */
   double Reach = 0.0;
+  /** The same along a ray is at most this, mm: grazing a surface passes nothing for good. */
+  double LongestReach = 0.0;
+
+  /** How far ahead surfaces have been passed on the way on from the hit in @p direction: what goes
+   *  into the next FindChange() as the distance to search after. */
+  double ReachAlong(const trelVector& direction) const
+  {
+    const double cosine = std::fabs(Dot(Hit.Normal, direction));
+    return Reach < cosine * LongestReach ? Reach / cosine : LongestReach;
+  }
 };
 
 /**
@@ -32,6 +45,10 @@ struct trelTissueChange
  * of equal ones (within 1e-6 of it) the earlier. So bodies may nest to any depth, overlap, touch
  * and be flush with the outermost shape.
  *
+ * From within a tissue only three kinds of surfaces can end it: its own, those of tissues that come
+ * before it by that order, and the outermost. The nearest of them is found, and the tissue behind
+ * all that lies at that place is the one of a point a reach further on.
+ *
  * Built before the run; the questions of the packet loop read only, and allocate nothing.
  */
 class trelTissueMap
@@ -41,9 +58,12 @@ public:
    *  box; the second if one of them is a mesh, which files hold in single precision. */
   static constexpr double ReachOfShapes = 1e-9;
   static constexpr double ReachOfMeshes = 1e-7;
+  /** The most that this makes along a ray, in the same unit. */
+  static constexpr double ReachOfGrazing = 1e-4;
 
   /** Takes the shapes of the medium, or its tetrahedral mesh, whose tables must have been built
-   *  (trelSimulationParameter::PrepareGeometry). False if memory runs out. */
+   *  (trelSimulationParameter::PrepareGeometry). False if memory runs out or there is no outermost
+   *  body. */
   bool Build(const trelMedium& medium);
 
   /** The tissue at the point, -1 outside. */
@@ -65,7 +85,18 @@ public:
 
   /** A lower bound of the distance from any point of the cell that @p point lies in to the nearest
    *  change of tissue; 0 outside of the grid. One read. */
-  double GetSafeDistance(const trelVector& point) const;
+  double GetSafeDistance(const trelVector& point) const
+  {
+    const double u = (point.X - Low.X) * PerStep.X;
+    const double v = (point.Y - Low.Y) * PerStep.Y;
+    const double w = (point.Z - Low.Z) * PerStep.Z;
+    if (!(u >= 0.0 && v >= 0.0 && w >= 0.0 && u < Cells.X && v < Cells.Y && w < Cells.Z))
+      return 0.0;
+    const std::ptrdiff_t cell =
+        (static_cast<std::ptrdiff_t>(u) * Rows + static_cast<std::ptrdiff_t>(v)) * Columns +
+        static_cast<std::ptrdiff_t>(w);
+    return Quantum * Safe[static_cast<std::size_t>(cell)];
+  }
   /** The same for the point itself, from the shapes. */
   double BoundDistance(const trelVector& point) const;
 
@@ -75,9 +106,73 @@ public:
   {
     std::int32_t First, Second, Winner;
   };
+  /** All such pairs, ascending. A thousand points of each body and of the common part of their
+   *  boxes are looked at, so that an overlap by less than a thousandth may go unnoticed. */
   std::vector<Overlap> FindOverlaps() const;
-  /** The measure of a tissue's whole shape, or of a region of the mesh, mm^3 or mm^2. */
+  /** A change at @p hit that is none of tissues: with the reach of this map. */
+  trelTissueChange MakeMark(const trelHit& hit) const
+  {
+    trelTissueChange mark;
+    mark.Hit = hit;
+    mark.Reach = (HasMeshes ? ReachOfMeshes : ReachOfShapes) * Diagonal;
+    mark.LongestReach = ReachOfGrazing * Diagonal;
+    return mark;
+  }
+  /** The measure of a tissue's whole shape, or of a region of the mesh, mm^3 or mm^2; 0 without a
+   *  body. */
   double GetMeasure(std::int32_t tissue) const;
+
+private:
+  /** A tissue's body, and its box widened by what rounding may make of a point. */
+  struct Body
+  {
+    const trelShapeObject* Shape;
+    std::int32_t Tissue;
+    bool IsMesh;
+    trelBox Box;
+  };
+
+  bool TakeBodies(const trelMedium& medium);
+  bool TakeMesh(const trelMCTetrahedron* mesh);
+  void AddBody(const trelShapeObject& shape, std::int32_t tissue);
+  void RankBodies(std::int32_t outermost);
+  void WidenBoxes();
+  const Body& Outermost() const { return Bodies.back(); }
+  std::size_t CountRivals(std::int32_t tissue) const;
+  double ReachOf(const Body& body) const;
+  const Body* FindFirstCrossing(const trelRay& ray, std::size_t rivals, double after, double limit,
+                                trelHit* hit) const;
+  bool Holds(const Body& body, const trelVector& point) const;
+  std::int32_t FindTissue(const trelVector& point, const trelVector& pointOfMeshes) const;
+  void LookBehind(const trelRay& ray, const Body& first, trelTissueChange* change) const;
+  void MakeChangeBefore(const trelRay& ray, double after, trelTissueChange* change) const;
+  bool FindOuterEntry(const trelRay& ray, trelHit* hit) const;
+  bool FindOuterExit(const trelRay& ray, double after, trelHit* hit) const;
+  double GetMargin() const;
+  void LayOutGrid();
+  void FillGrid();
+  void FillGridOfMesh();
+  bool OverlapInPart(const Body& a, const Body& b) const;
+
+  /** By rank: of those that hold a point the first has it; the outermost body is the last. In a
+   *  tetrahedral medium there is one, the mesh. */
+  std::vector<Body> Bodies;
+  /** By tissue: the bodies, from the first on, whose surfaces can end it, its own included. */
+  std::vector<std::size_t> Rivals;
+  /** By tissue or region. */
+  std::vector<double> Measures;
+  const trelMCTetrahedron* Mesh = nullptr;
+  double Diagonal = 0.0;
+  bool Planar = false;
+  bool HasMeshes = false;
+
+  /** The grid: its lowest corner, cells per mm and cells along each axis; 0 per mm along z in the
+   *  plane. */
+  trelVector Low, PerStep, Cells;
+  std::ptrdiff_t Rows = 0, Columns = 0;
+  double Quantum = 0.0;
+  /** By cell, the last axis fastest: the safe distance in quanta. */
+  std::vector<std::uint8_t> Safe;
 };
 
 #endif

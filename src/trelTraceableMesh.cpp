@@ -19,6 +19,8 @@ void trelTraceableMesh::ClearMesh()
   Triangles = {};
   VoxelTable.Release();
   TableTried = false;
+  Crossings = {};
+  CrossingsTried = false;
 }
 
 trelMeshReader* trelTraceableMesh::MakeReader(const char* path) const
@@ -139,6 +141,8 @@ bool trelTraceableMesh::BuildVoxelTable(int threads) const
 {
   if (Triangles.empty()) return false;
   TableTried = true;
+  Crossings = {};
+  CrossingsTried = false;
   if (FillTable(threads)) {
     OnTableBuilt(VoxelTable);
     return true;
@@ -147,6 +151,52 @@ bool trelTraceableMesh::BuildVoxelTable(int threads) const
               GetClassName() + "!\n");
   OnTableFailed();
   return false;
+}
+
+bool trelTraceableMesh::PrepareCrossings(int threads) const
+{
+  if (Crossings.IsBuilt() || IsEmpty()) return true;
+  if (!VoxelTable.IsBuilt() && !BuildVoxelTable(threads)) return false;
+  CrossingsTried = true;
+  const bool built =
+      Crossings.Build(VoxelTable, [this](const auto& table) { return OrientTriangles(table); });
+  if (!built) ReportError("memory allocate error");
+  return built;
+}
+
+bool trelTraceableMesh::Holds(const trelVector& point) const
+{
+  return EnsureCrossings() && Crossings.FindRegion(point) >= 0;
+}
+
+bool trelTraceableMesh::FindCrossing(const trelRay& ray, double after, double limit,
+                                     trelHit* hit) const
+{
+  return EnsureCrossings() &&
+         Crossings.FindCrossing(ray, after, limit, trelMeshCrossings::OuterSurface, hit);
+}
+
+double trelTraceableMesh::BoundDistance(const trelVector& point) const
+{
+  return EnsureCrossings() ? Crossings.BoundDistance(point) : 0.0;
+}
+
+/** A sixth of the sum of the products A (B x C) over the outward triangles, positions relative to
+ *  the centre of the box. */
+double trelTraceableMesh::ComputeVolume(std::int32_t region) const
+{
+  if (!EnsureCrossings()) return 0.0;
+  const trelVector center = {Center[0], Center[1], Center[2]};
+  double sum = 0.0;
+  for (std::uint32_t t = 0; t < GetNumberOfTriangles(); ++t) {
+    const trelTracedTriangle& triangle = VoxelTable.GetTriangle(t);
+    const trelVector *c = triangle.Corners, a = c[0] - center;
+    const double part = Crossings.GetTurn(t) * Dot(a, Cross(c[1] - center, c[2] - center));
+    const bool behind = region < 0 ? triangle.Regions[0] >= 0 : triangle.Regions[0] == region;
+    const bool ahead = region < 0 ? triangle.Regions[1] >= 0 : triangle.Regions[1] == region;
+    if (behind != ahead) sum += behind ? part : -part;
+  }
+  return sum / 6.0;
 }
 
 /** The triangle @p face itself. */

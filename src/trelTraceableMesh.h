@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "trelMeshCrossings.h"
 #include "trelMeshRecords.h"
 #include "trelShapeObject.h"
 #include "trelVoxelTable.h"
@@ -54,6 +55,13 @@ public:
    * triangles, false with a report if memory runs out.
    */
   bool BuildVoxelTable(int threads = 1) const;
+  bool PrepareCrossings(int threads) const override;
+  bool Holds(const trelVector& point) const override;
+  bool FindCrossing(const trelRay& ray, double after, double limit, trelHit* hit) const override;
+  double BoundDistance(const trelVector& point) const override;
+  /** What answers these questions; asked for after PrepareCrossings(). */
+  const trelMeshCrossings& GetCrossings() const { return Crossings; }
+
   /** The table, empty until it has been built. */
   const trelVoxelTable& GetVoxelTable() const { return VoxelTable; }
 
@@ -83,6 +91,8 @@ protected:
   virtual void OnTableBuilt(trelVoxelTable& table) const = 0;
   /** Reports an error as the concrete class, which defines it by trelReportErrorMacro. */
   virtual void ReportError(const std::string& message) const = 0;
+  /** Which way the triangles look, see trelMeshCrossings::Orientation. May throw. */
+  virtual std::vector<std::int8_t> OrientTriangles(const trelMeshCrossings& crossings) const = 0;
   /** Called after the report of a table that found no memory. */
   virtual void OnTableFailed() const {}
 
@@ -97,6 +107,14 @@ protected:
   void SetBox();
   /** True if the table stands; builds it if nobody has tried yet. */
   bool EnsureTable() const { return VoxelTable.IsBuilt() || (!TableTried && BuildVoxelTable()); }
+
+  /** True if the crossings can be asked; makes them if nobody has tried yet. */
+  bool EnsureCrossings() const
+  {
+    return Crossings.IsBuilt() || (!CrossingsTried && PrepareCrossings(1));
+  }
+  /** The volume of @p region, or of all with a negative one, by the divergence theorem. */
+  double ComputeVolume(std::int32_t region) const;
 
   std::vector<trelTraceableVertex> Vertices;
   std::vector<trelTraceableTriangle> Triangles;
@@ -117,6 +135,8 @@ private:
   /** Built on demand, hence mutable. */
   mutable trelVoxelTable VoxelTable;
   mutable bool TableTried = false;
+  mutable trelMeshCrossings Crossings;
+  mutable bool CrossingsTried = false;
 };
 
 #endif

@@ -72,20 +72,6 @@ bool trelVarianceReductionMonteCarlo::Execute()
   return true;
 }
 
-bool trelVarianceReductionMonteCarlo::RunsSource(const trelLightSource& light) const
-{
-  const LuminousType type = light.GetLuminousType();
-  switch (Input->GetSimulationType()) {
-    case BLT:
-      return type == LuminousBioluminescence;
-    case DOT:
-      return type == LuminousDiffuse;
-    case FMT:
-      return type == LuminousExcitation;
-  }
-  return true;
-}
-
 bool trelVarianceReductionMonteCarlo::RunSources(trelPhotonTask task)
 {
   for (trelLightSource* light : Input->GetLightSources()->GetItems<trelLightSource>()) {

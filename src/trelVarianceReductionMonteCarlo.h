@@ -90,8 +90,6 @@ protected:
    */
   bool LaunchFromAnySource(trelVarianceReductionMonteCarlo* filter, trelPhoton* photon,
                            trelSpectrum* spectrum, trelLightSource* light);
-  /** True if the simulation type runs sources of this kind. */
-  bool RunsSource(const trelLightSource& light) const;
   /** False, with a report, if the threads do not have the memory to start. */
   bool RunSource(trelLightSource& light, trelPhotonTask task);
   bool RunSources(trelPhotonTask task);

@@ -97,6 +97,14 @@ public:
             {BorderOf(0, index[0] + 1), BorderOf(1, index[1] + 1), BorderOf(2, index[2] + 1)}};
   }
   trelVector GetCenter(const int index[3]) const;
+  /** The voxel of the number. */
+  trelBox GetBox(std::size_t cell) const
+  {
+    const auto ny = static_cast<std::size_t>(Size[1]), nz = static_cast<std::size_t>(Size[2]);
+    const int index[3] = {static_cast<int>(cell / nz / ny), static_cast<int>(cell / nz % ny),
+                          static_cast<int>(cell % nz)};
+    return GetBox(index);
+  }
 
   /** The voxels wholly within @p box. Needs a grid that IsNearOrigin(). */
   trelVoxelRange FindVoxelsWithin(const trelBox& box) const;

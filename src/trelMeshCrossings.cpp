@@ -1,0 +1,386 @@
+#include "trelMeshCrossings.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "trelMemory.h"
+
+/** A ray in whose frame triangles are tested: z along the direction, x and y across it. */
+struct trelShearedRay
+{
+  trelVector Origin;
+  int X, Y, Z;
+  double ShearX, ShearY, ScaleZ;
+
+  explicit trelShearedRay(const trelRay& ray) : Origin(ray.Origin), X(1), Y(2), Z(0)
+  {
+    const trelVector& d = ray.Direction;
+    for (int axis = 1; axis < 3; ++axis)
+      if (std::fabs(d[axis]) > std::fabs(d[Z])) Z = axis;
+    X = (Z + 1) % 3;
+    Y = (Z + 2) % 3;
+    if (d[Z] < 0.0) std::swap(X, Y);  // right-handed either way
+    ShearX = d[X] / d[Z];
+    ShearY = d[Y] / d[Z];
+    ScaleZ = 1.0 / d[Z];
+  }
+
+  trelVector Shear(const trelVector& corner) const
+  {
+    const trelVector a = corner - Origin;
+    return {a[X] - ShearX * a[Z], a[Y] - ShearY * a[Z], ScaleZ * a[Z]};
+  }
+};
+
+/** What rounding took from the product @p ab of @p a and @p b (T. J. Dekker, Numer. Math. 18 (1971)
+ *  224). */
+static double ProductError(double a, double b, double ab)
+{
+  constexpr double split = 134217729.0;  // 2^27 + 1
+  const auto high = [](double x) {
+    const double c = split * x;
+    return c - (c - x);
+  };
+  const double ah = high(a), al = a - ah, bh = high(b), bl = b - bh;
+  return ((ah * bh - ab) + ah * bl + al * bh) + al * bl;
+}
+
+/**
+ * On which side the edge from @p a to @p b passes the ray: 1 anticlockwise as seen against it, -1
+ * clockwise, and the opposite for the edge from b to a. Rounding keeps the order of the products,
+ * so that only equal ones need a second look. The infinitesimal move is by (-e^2, e): an edge
+ * through the ray passes as if that lay to the left of the way from its lower end. 0 for an edge
+ * along the ray.
+ */
+static int EdgeSide(const trelVector& a, const trelVector& b)
+{
+  const double left = a.X * b.Y, right = a.Y * b.X;
+  if (left != right) return left > right ? 1 : -1;
+  const double more = ProductError(a.X, b.Y, left), less = ProductError(a.Y, b.X, right);
+  if (more != less) return more > less ? 1 : -1;
+  if (a.X != b.X) return a.X < b.X ? 1 : -1;
+  return a.Y == b.Y ? 0 : a.Y < b.Y ? 1 : -1;
+}
+
+/** Which way the ray crosses the triangle, 1 along its normal, and how far away; 0 if it passes. */
+static int CrossTriangle(const trelShearedRay& ray, const trelTracedTriangle& triangle,
+                         double* distance)
+{
+  const trelVector a = ray.Shear(triangle.Corners[0]), b = ray.Shear(triangle.Corners[1]),
+                   c = ray.Shear(triangle.Corners[2]);
+  const int side = EdgeSide(b, c);
+  if (side == 0 || EdgeSide(c, a) != side || EdgeSide(a, b) != side) return 0;
+  const double u = b.X * c.Y - b.Y * c.X;
+  const double v = c.X * a.Y - c.Y * a.X;
+  const double w = a.X * b.Y - a.Y * b.X;
+  const double sum = u + v + w;
+  *distance = sum == 0.0 ? (a.Z + b.Z + c.Z) / 3.0 : (u * a.Z + v * b.Z + w * c.Z) / sum;
+  return side;
+}
+
+/** The stretch of a ray in a box, cut out of the stretch from @p first to @p last. */
+static bool ClipToBox(const trelRay& ray, const trelBox& box, double* first, double* last)
+{
+  for (int a = 0; a < 3; ++a) {
+    const double o = ray.Origin[a], d = ray.Direction[a];
+    if (d == 0.0) {
+      if (!(o >= box.Low[a] && o <= box.High[a])) return false;
+      continue;
+    }
+    const double low = (box.Low[a] - o) / d, high = (box.High[a] - o) / d;
+    *first = std::max(*first, std::min(low, high));
+    *last = std::min(*last, std::max(low, high));
+  }
+  return *first <= *last;
+}
+
+/** The box of the grid and a little more, so that rounding loses no voxel at its border. */
+static trelBox WidenedBox(const trelVoxelGrid& grid)
+{
+  constexpr double margin = 1e-6;  // of a voxel
+  const int first[3] = {0, 0, 0};
+  const int last[3] = {grid.GetSize(0) - 1, grid.GetSize(1) - 1, grid.GetSize(2) - 1};
+  const double wide = margin * grid.GetVoxelSize();
+  return {grid.GetBox(first).Low - trelVector{wide, wide, wide},
+          grid.GetBox(last).High + trelVector{wide, wide, wide}};
+}
+
+/** A walk through the voxels: where it is, and how it goes on. */
+struct trelFreeWalk
+{
+  const trelVoxelGrid& Grid;
+  const trelRay& Ray;
+  trelVector Inverse;
+  int Index[3];
+
+  trelFreeWalk(const trelVoxelGrid& grid, const trelRay& ray, double start) : Grid(grid), Ray(ray)
+  {
+    const trelVector point = ray.At(start);
+    for (int a = 0; a < 3; ++a) {
+      Inverse[a] = 1.0 / ray.Direction[a];
+      Index[a] = grid.IndexOf(a, point[a]);
+    }
+  }
+
+  /** Whether the ray gets anywhere along the axis. */
+  bool IsMoving(int axis) const { return std::fabs(Inverse[axis]) < HUGE_VAL; }
+
+  /** How far it is to where the ray leaves the voxel and @p free ones around it, and through which
+   *  axis. */
+  double FindExit(int free, int* axis) const
+  {
+    double exit = HUGE_VAL;
+    for (int a = 0; a < 3; ++a) {
+      if (!IsMoving(a)) continue;
+      const int border = Ray.Direction[a] > 0.0 ? Index[a] + free + 1 : Index[a] - free;
+      const double t = (Grid.BorderOf(a, border) - Ray.Origin[a]) * Inverse[a];
+      if (!(t >= exit)) {
+        exit = t;
+        *axis = a;
+      }
+    }
+    return exit;
+  }
+
+  /** Goes to the voxel behind; indices never go back, whatever rounding does. False at the end of
+   *  the grid. */
+  bool Pass(int free, int axis, double exit)
+  {
+    const trelVector point = Ray.At(exit);
+    for (int a = 0; a < 3; ++a) {
+      if (!IsMoving(a)) continue;
+      const bool up = Ray.Direction[a] > 0.0;
+      const int farthest = up ? Index[a] + free : Index[a] - free;
+      if (a == axis)
+        Index[a] = up ? farthest + 1 : farthest - 1;
+      else
+        Index[a] = up ? std::clamp(Grid.IndexOf(a, point[a]), Index[a], farthest)
+                      : std::clamp(Grid.IndexOf(a, point[a]), farthest, Index[a]);
+    }
+    return Index[axis] >= 0 && Index[axis] < Grid.GetSize(axis);
+  }
+};
+
+/** Calls @p visit with each voxel along the stretch of the ray, some free ones left out, and the
+ *  distance at which the ray leaves it, until that answers true. */
+template <class Visit>
+void trelMeshCrossings::Walk(const trelRay& ray, double after, double limit, Visit visit) const
+{
+  if (Table->IsEmpty() || !ClipToBox(ray, WidenedBox(*Table), &after, &limit)) return;
+  trelFreeWalk walk(*Table, ray, after);
+  for (;;) {
+    const std::size_t cell = Table->CellOf(walk.Index[0], walk.Index[1], walk.Index[2]);
+    const int free = GetFreeVoxels(cell);
+    int axis = 0;
+    const double exit = walk.FindExit(free, &axis);
+    if (visit(cell, exit) || !(exit < limit) || !walk.Pass(free, axis, exit)) return;
+  }
+}
+
+/** The nearest crossing of a walk so far. */
+struct trelNearestCrossing
+{
+  const trelVoxelTable& Table;
+  trelShearedRay Ray;
+  double After;
+  trelMeshCrossing Nearest;
+
+  trelNearestCrossing(const trelVoxelTable& table, const trelRay& ray, double after, double limit)
+      : Table(table), Ray(ray), After(after)
+  {
+    Nearest.Distance = limit;
+  }
+
+  void Test(std::uint32_t t)
+  {
+    double distance = 0.0;
+    const int side = CrossTriangle(Ray, Table.GetTriangle(t), &distance);
+    if (side == 0 || !(distance > After && distance <= Nearest.Distance)) return;
+    // Of those at one distance the first in the order of the file.
+    if (distance == Nearest.Distance && Nearest.Side != 0 && Nearest.Triangle <= t) return;
+    Nearest = {distance, t, side};
+  }
+  /** True if no voxel behind can have a nearer one. */
+  bool IsFinal(double exit) const { return Nearest.Side != 0 && Nearest.Distance <= exit; }
+};
+
+/** The unit vector @p n turned, by as little as it takes, to the side of @p d that @p along tells:
+ *  rounding makes a difference only where a ray grazes a triangle. Without a normal, of a triangle
+ *  without area, @p d itself. */
+static trelVector OnSide(const trelVector& n, const trelVector& d, bool along)
+{
+  const double cosine = Dot(n, d);
+  if (n.X == 0.0 && n.Y == 0.0 && n.Z == 0.0) return along ? d : -d;
+  return (cosine < 0.0) == along && cosine != 0.0 ? n - (2.0 * cosine) * d : n;
+}
+
+bool trelMeshCrossings::FindCrossing(const trelRay& ray, double after, double limit,
+                                     Surfaces surfaces, trelHit* hit) const
+{
+  trelNearestCrossing search(*Table, ray, after, limit);
+  Walk(ray, after, limit, [&](std::size_t cell, double exit) {
+    if (IsFree(cell)) return false;
+    for (const std::uint32_t* t = Table->BeginOf(cell); t < Table->EndOf(cell); ++t)
+      if (surfaces == AllSurfaces || Table->GetTriangle(*t).Regions[1] < 0) search.Test(*t);
+    return search.IsFinal(exit);
+  });
+  const trelMeshCrossing& nearest = search.Nearest;
+  if (nearest.Side == 0) return false;
+  const int turn = Turns[nearest.Triangle];
+  const trelVector& normal = Table->GetTriangle(nearest.Triangle).Normal;
+  *hit = {nearest.Distance, static_cast<int>(nearest.Triangle),
+          OnSide(turn < 0 ? -normal : normal, ray.Direction, nearest.Side == turn)};
+  return true;
+}
+
+/** The region on the side from which a ray crosses triangle @p t that way. */
+std::int32_t trelMeshCrossings::RegionOfSide(std::uint32_t t, int side) const
+{
+  const trelTracedTriangle& triangle = Table->GetTriangle(t);
+  return side == Turns[t] ? triangle.Regions[0] : triangle.Regions[1];
+}
+
+/** The region at the point by the first crossing along an axis, or the first free voxel there. */
+std::int32_t trelMeshCrossings::FindRegionAlong(const trelVector& point, int axis,
+                                                bool towardsMin) const
+{
+  trelRay ray = {point, {}};
+  ray.Direction[axis] = towardsMin ? -1.0 : 1.0;
+  trelNearestCrossing search(*Table, ray, 0.0, HUGE_VAL);
+  std::int32_t region = -1;
+  bool first = true;
+  Walk(ray, 0.0, HUGE_VAL, [&](std::size_t cell, double exit) {
+    if (IsFree(cell) && !first) region = Regions[cell];
+    if (IsFree(cell) && !first) return true;
+    first = false;
+    for (const std::uint32_t* t = Table->BeginOf(cell); t < Table->EndOf(cell); ++t)
+      search.Test(*t);
+    return search.IsFinal(exit);
+  });
+  if (search.Nearest.Side == 0) return region;
+  return RegionOfSide(search.Nearest.Triangle, search.Nearest.Side);
+}
+
+std::int32_t trelMeshCrossings::FindRegion(const trelVector& point) const
+{
+  if (Table->IsEmpty()) return -1;
+  std::size_t cell = 0;
+  if (!Table->FindCell(point, &cell)) return -1;
+  if (IsFree(cell)) return Regions[cell];
+  const int axis = Table->GetRayAxis(cell);
+  return FindRegionAlong(point, AxisAlong(axis), IsTowardsMin(axis));
+}
+
+/** A lower bound for a point in a voxel with triangles: the nearest plane of one of these, or the
+ *  border of the voxel, @p limit, behind which others may lie. */
+double trelMeshCrossings::BoundInVoxel(const trelVector& point, std::size_t cell,
+                                       double limit) const
+{
+  for (const std::uint32_t* t = Table->BeginOf(cell); t < Table->EndOf(cell); ++t) {
+    const trelTracedTriangle& triangle = Table->GetTriangle(*t);
+    limit = std::min(limit, std::fabs(Dot(triangle.Normal, point - triangle.Corners[0])));
+  }
+  return limit;
+}
+
+double trelMeshCrossings::BoundDistance(const trelVector& point) const
+{
+  if (Table->IsEmpty()) return 0.0;
+  const int index[3] = {Table->IndexOf(0, point.X), Table->IndexOf(1, point.Y),
+                        Table->IndexOf(2, point.Z)};
+  const trelBox voxel = Table->GetBox(index);
+  double within = HUGE_VAL, beyond2 = 0.0;
+  for (int a = 0; a < 3; ++a) {
+    const double to = std::min(point[a] - voxel.Low[a], voxel.High[a] - point[a]);
+    within = std::min(within, std::max(to, 0.0));
+    if (to < 0.0) beyond2 += to * to;
+  }
+  // Beside the grid, or at its border within rounding.
+  if (beyond2 > 0.0) return std::sqrt(beyond2);
+  const std::size_t cell = Table->CellOf(index[0], index[1], index[2]);
+  if (!IsFree(cell)) return BoundInVoxel(point, cell, within);
+  return GetFreeVoxels(cell) * Table->GetVoxelSize() + within;
+}
+
+std::ptrdiff_t trelMeshCrossings::CountBelow(std::uint32_t t, int axis) const
+{
+  const trelTracedTriangle& triangle = Table->GetTriangle(t);
+  trelRay ray;
+  ray.Origin = (triangle.Corners[0] + triangle.Corners[1] + triangle.Corners[2]) / 3.0;
+  ray.Direction[axis] = 1.0;
+  const trelShearedRay sheared(ray);
+  std::vector<std::pair<double, std::uint32_t>> crossings;
+  Walk(ray, -HUGE_VAL, HUGE_VAL, [&](std::size_t cell, double) {
+    double distance = 0.0;
+    for (const std::uint32_t* n = Table->BeginOf(cell); n < Table->EndOf(cell); ++n)
+      if (CrossTriangle(sheared, Table->GetTriangle(*n), &distance) != 0)
+        crossings.emplace_back(distance, *n);
+    return false;
+  });
+  std::sort(crossings.begin(), crossings.end());
+  crossings.erase(std::unique(crossings.begin(), crossings.end()), crossings.end());
+  for (std::size_t i = 0; i < crossings.size(); ++i)
+    if (crossings[i].second == t) return static_cast<std::ptrdiff_t>(i);
+  return -1;
+}
+
+/** Two sweeps over the neighbours of each voxel, forwards and backwards, as distances by the
+ *  chessboard are made (A. Rosenfeld and J. Pfaltz, J. ACM 13 (1966) 471). May throw. */
+void trelMeshCrossings::MeasureClearance()
+{
+  const std::size_t cells = Table->GetNumberOfVoxels();
+  Clearance.assign(cells, 255);
+  for (std::size_t cell = 0; cell < cells; ++cell)
+    if (Table->BeginOf(cell) < Table->EndOf(cell)) Clearance[cell] = 0;
+  const trelVoxelRange whole = Table->GetWholeRange();
+  const auto lower = [&](const int index[3], int direction) {
+    const std::size_t cell = Table->CellOf(index[0], index[1], index[2]);
+    if (Clearance[cell] <= 1) return;
+    for (int n = 0; n < 13; ++n) {  // the half of the neighbours that was swept before
+      int other[3] = {index[0] - direction * (1 - n / 9), index[1] - direction * (1 - n / 3 % 3),
+                      index[2] - direction * (1 - n % 3)};
+      bool inside = true;
+      for (int a = 0; a < 3; ++a)
+        inside = inside && other[a] >= 0 && other[a] <= whole.Last[a];
+      if (!inside) continue;
+      const int next = Clearance[Table->CellOf(other[0], other[1], other[2])] + 1;
+      if (next < Clearance[cell]) Clearance[cell] = static_cast<std::uint8_t>(next);
+    }
+  };
+  VisitVoxels(whole, [&](const int index[3]) { lower(index, 1); });
+  VisitVoxels(whole, [&](const int index[3]) {
+    const int reversed[3] = {whole.Last[0] - index[0], whole.Last[1] - index[1],
+                             whole.Last[2] - index[2]};
+    lower(reversed, -1);
+  });
+}
+
+/** A free voxel behind a free one lies in the same region; behind another, or at the border, its
+ *  centre tells, by the voxels that are known by then. May throw. */
+void trelMeshCrossings::FillRegions()
+{
+  Regions.assign(Table->GetNumberOfVoxels(), -1);
+  const std::size_t row =
+      static_cast<std::size_t>(Table->GetSize(1)) * static_cast<std::size_t>(Table->GetSize(2));
+  VisitVoxels(Table->GetWholeRange(), [&](const int index[3]) {
+    const std::size_t cell = Table->CellOf(index[0], index[1], index[2]);
+    if (!IsFree(cell) || index[0] == 0) return;
+    Regions[cell] =
+        IsFree(cell - row)
+            ? Regions[cell - row]
+            : static_cast<std::int16_t>(FindRegionAlong(Table->GetCenter(index), 0, true));
+  });
+}
+
+bool trelMeshCrossings::Build(const trelVoxelTable& table, const Orientation& orient)
+{
+  Table = &table;
+  const bool fits = FitsInMemory([&] {
+    MeasureClearance();
+    Turns = orient(*this);
+    FillRegions();
+  });
+  if (!fits) *this = {};
+  return fits;
+}

@@ -1,0 +1,491 @@
+#include "trelTissueMap.h"
+
+#include <iterator>
+
+#include "trelChord.h"
+#include "trelMCTetrahedron.h"
+#include "trelMedium.h"
+#include "trelMemory.h"
+
+/** Cells of the grid of safe distances at most, and cells times bodies. */
+static constexpr double maximumOfCells = 1e6;
+static constexpr double maximumOfQuestions = 5e7;
+
+/** What rounding makes of positions and distances, as a part of the coordinates' size. */
+static constexpr double rounding = 1e-12;
+
+bool trelTissueMap::Build(const trelMedium& medium)
+{
+  *this = {};
+  return FitsInMemory([&] {
+    const bool complete =
+        medium.GetShapeIsTetrahedron() ? TakeMesh(medium.GetTetrahedron()) : TakeBodies(medium);
+    if (!complete) return false;
+    WidenBoxes();
+    if (Mesh) {
+      FillGridOfMesh();
+    } else {
+      LayOutGrid();
+      FillGrid();
+    }
+    return true;
+  });
+}
+
+void trelTissueMap::AddBody(const trelShapeObject& shape, std::int32_t tissue)
+{
+  Bodies.push_back({&shape, tissue, shape.GetTraits().IsMesh(), shape.GetBox()});
+}
+
+bool trelTissueMap::TakeMesh(const trelMCTetrahedron* mesh)
+{
+  if (!mesh || mesh->IsEmpty() || !mesh->PrepareCrossings(1)) return false;
+  Mesh = mesh;
+  HasMeshes = true;
+  AddBody(*mesh, 0);
+  for (std::int32_t region = 0; region < mesh->GetNumberOfRegions(); ++region)
+    Measures.push_back(mesh->ComputeMeasureOfRegion(region));
+  Rivals.assign(Measures.size(), 1);
+  return true;
+}
+
+/** A shape that is missing or empty holds nothing. May throw std::bad_alloc. */
+bool trelTissueMap::TakeBodies(const trelMedium& medium)
+{
+  const trelShapeObject* outer = medium.GetOuterShape();
+  if (!outer || outer->IsEmpty()) return false;
+  Planar = outer->GetTraits().IsPlanar();
+  const std::int32_t count = medium.GetNumberOfTissues();
+  Measures.assign(static_cast<std::size_t>(count), 0.0);
+  for (std::int32_t tissue = 0; tissue < count; ++tissue) {
+    const trelShapeObject* shape = medium.GetTissue(tissue)->GetShape();
+    if (!shape || shape->IsEmpty()) continue;
+    if (!shape->PrepareCrossings(1)) return false;
+    Measures[static_cast<std::size_t>(tissue)] = shape->ComputeMeasure();
+    AddBody(*shape, tissue);
+    HasMeshes = HasMeshes || Bodies.back().IsMesh;
+  }
+  RankBodies(medium.GetOutermostTissueIndex());
+  return true;
+}
+
+/** The smallest first, of equals within a millionth the earlier, the outermost last. */
+void trelTissueMap::RankBodies(std::int32_t outermost)
+{
+  constexpr double equal = 1e-6;
+  const auto measure = [&](const Body& body) { return GetMeasure(body.Tissue); };
+  std::sort(Bodies.begin(), Bodies.end(), [&](const Body& a, const Body& b) {
+    if ((a.Tissue == outermost) != (b.Tissue == outermost)) return b.Tissue == outermost;
+    return std::make_pair(measure(a), a.Tissue) < std::make_pair(measure(b), b.Tissue);
+  });
+  const auto last = std::prev(Bodies.end());
+  for (auto first = Bodies.begin(); first != last;) {
+    const auto next = std::find_if(first, last, [&](const Body& body) {
+      return measure(body) > (1.0 + equal) * measure(*first);
+    });
+    std::sort(first, next, [](const Body& a, const Body& b) { return a.Tissue < b.Tissue; });
+    first = next;
+  }
+  Rivals.assign(Measures.size(), 0);
+  for (std::size_t rank = 0; rank < Bodies.size(); ++rank)
+    Rivals[static_cast<std::size_t>(Bodies[rank].Tissue)] = rank + 1;
+}
+
+/** May make the box of a planar shape that of an endless prism, since no one looks at z there. */
+void trelTissueMap::WidenBoxes()
+{
+  trelVector extent = Outermost().Box.High - Outermost().Box.Low;
+  if (Planar) extent.Z = 0.0;
+  Diagonal = Length(extent);
+  const double margin = GetMargin();
+  for (Body& body : Bodies) {
+    body.Box.Low = body.Box.Low - trelVector{margin, margin, margin};
+    body.Box.High = body.Box.High + trelVector{margin, margin, margin};
+    if (!Planar) continue;
+    body.Box.Low.Z = -HUGE_VAL;
+    body.Box.High.Z = HUGE_VAL;
+  }
+}
+
+/** What rounding may make of a distance between points of the medium, mm. */
+double trelTissueMap::GetMargin() const
+{
+  double farthest = Diagonal;
+  for (int a = 0; a < (Planar ? 2 : 3); ++a)
+    farthest =
+        std::max({farthest, std::fabs(Outermost().Box.Low[a]), std::fabs(Outermost().Box.High[a])});
+  return rounding * farthest;
+}
+
+double trelTissueMap::ReachOf(const Body& body) const
+{
+  return (body.IsMesh ? ReachOfMeshes : ReachOfShapes) * Diagonal;
+}
+
+double trelTissueMap::GetMeasure(std::int32_t tissue) const
+{
+  const auto i = static_cast<std::size_t>(tissue);
+  return i < Measures.size() ? Measures[i] : 0.0;
+}
+
+/** How many of the bodies, from the first on, have surfaces that can end the tissue; the outermost
+ *  counts in any case. */
+std::size_t trelTissueMap::CountRivals(std::int32_t tissue) const
+{
+  const auto i = static_cast<std::size_t>(tissue);
+  return i < Rivals.size() ? Rivals[i] : 0;
+}
+
+static bool IsInBox(const trelBox& box, const trelVector& p)
+{
+  return p.X >= box.Low.X && p.X <= box.High.X && p.Y >= box.Low.Y && p.Y <= box.High.Y &&
+         p.Z >= box.Low.Z && p.Z <= box.High.Z;
+}
+
+bool trelTissueMap::Holds(const Body& body, const trelVector& point) const
+{
+  return IsInBox(body.Box, point) && body.Shape->Holds(point);
+}
+
+std::int32_t trelTissueMap::FindTissue(const trelVector& point) const
+{
+  return FindTissue(point, point);
+}
+
+/** The tissue at a point that meshes are asked about at another one. */
+std::int32_t trelTissueMap::FindTissue(const trelVector& point,
+                                       const trelVector& pointOfMeshes) const
+{
+  if (Bodies.empty()) return -1;
+  if (Mesh) return Mesh->FindRegionExactly(pointOfMeshes);
+  const auto holds = [&](const Body& body) {
+    return Holds(body, body.IsMesh ? pointOfMeshes : point);
+  };
+  if (!holds(Outermost())) return -1;
+  for (const Body& body : Bodies)
+    if (&body == &Outermost() || holds(body)) return body.Tissue;
+  return -1;
+}
+
+/** A stretch of a ray, to be tested against boxes. */
+struct trelBoxSearch
+{
+  const trelRay& Ray;
+  trelVector Inverse;
+  double First;
+
+  trelBoxSearch(const trelRay& ray, double first) : Ray(ray), First(first)
+  {
+    for (int a = 0; a < 3; ++a)
+      Inverse[a] = 1.0 / ray.Direction[a];
+  }
+
+  /** True if the stretch up to @p last has no point in the box. */
+  bool Misses(const trelBox& box, double last) const
+  {
+    double first = First;
+    for (int a = 0; a < 3; ++a) {
+      const double o = Ray.Origin[a];
+      if (Ray.Direction[a] == 0.0) {
+        if (o < box.Low[a] || o > box.High[a]) return true;
+        continue;
+      }
+      const double low = (box.Low[a] - o) * Inverse[a], high = (box.High[a] - o) * Inverse[a];
+      first = std::max(first, std::min(low, high));
+      last = std::min(last, std::max(low, high));
+    }
+    return first > last;
+  }
+};
+
+/** The body whose surface the ray crosses first, of the first @p rivals and the outermost; null if
+ *  it crosses none. Where two are crossed at one place the outermost comes first. */
+const trelTissueMap::Body* trelTissueMap::FindFirstCrossing(const trelRay& ray, std::size_t rivals,
+                                                            double after, double limit,
+                                                            trelHit* hit) const
+{
+  const Body* first = nullptr;
+  if (Mesh) return Mesh->FindRegionCrossing(ray, after, limit, hit) ? &Outermost() : first;
+  const trelBoxSearch search(ray, after);
+  const auto ask = [&](const Body& body) {
+    const double last = first ? hit->Distance : limit;
+    trelHit next;
+    if (search.Misses(body.Box, last) || !body.Shape->FindCrossing(ray, after, last, &next)) return;
+    if (first && !(next.Distance < last)) return;
+    *hit = next;
+    first = &body;
+  };
+  ask(Outermost());
+  for (std::size_t rank = 0; rank < std::min(rivals, Bodies.size() - 1); ++rank)
+    ask(Bodies[rank]);
+  return first;
+}
+
+/** From the hit on @p first: turns the normal along the ray, finds the tissue behind all that lies
+ *  at the place, the reach that this took and, of the outermost shape, the face. */
+void trelTissueMap::LookBehind(const trelRay& ray, const Body& first,
+                               trelTissueChange* change) const
+{
+  trelHit& hit = change->Hit;
+  if (Dot(hit.Normal, ray.Direction) < 0.0) hit.Normal = -hit.Normal;
+  change->LongestReach = ReachOfGrazing * Diagonal;
+  const auto behind = [&](double reach) {
+    change->Reach = reach;
+    return ray.At(hit.Distance + change->ReachAlong(ray.Direction));
+  };
+  const trelVector pointOfMeshes = behind(ReachOfMeshes * Diagonal);
+  const trelVector point = behind(ReachOf(first));
+  change->Tissue = FindTissue(point, pointOfMeshes);
+  // The longer reach counts where a mesh takes part.
+  if (HasMeshes && !first.IsMesh && FindTissue(point) != change->Tissue)
+    change->Reach = ReachOfMeshes * Diagonal;
+  trelHit outer;
+  if (change->Tissue < 0 && (&first != &Outermost() || Mesh) &&
+      Outermost().Shape->FindCrossing(ray, hit.Distance - change->ReachAlong(ray.Direction),
+                                      HUGE_VAL, &outer)) {
+    hit.Face = outer.Face;
+  }
+}
+
+/** The change to another tissue that was passed unseen on the way to @p after: its surface is the
+ *  nearest one behind, or, without one, across the ray. */
+void trelTissueMap::MakeChangeBefore(const trelRay& ray, double after,
+                                     trelTissueChange* change) const
+{
+  const trelRay back = {ray.At(after), -ray.Direction};
+  trelHit behind, outer;
+  change->LongestReach = ReachOfGrazing * Diagonal;
+  const double limit = 2.0 * change->LongestReach;
+  const Body* first = FindFirstCrossing(back, Bodies.size(), 0.0, limit, &behind);
+  const bool leaves = change->Tissue < 0;
+  const bool found = leaves && Outermost().Shape->FindCrossing(back, 0.0, HUGE_VAL, &outer);
+  if (!first) behind = found ? outer : trelHit{0.0, 0, ray.Direction};
+  change->Reach = ReachOf(first ? *first : Outermost());
+  change->Hit = {after, found ? outer.Face : behind.Face, behind.Normal};
+  if (Dot(behind.Normal, ray.Direction) < 0.0) change->Hit.Normal = -behind.Normal;
+}
+
+bool trelTissueMap::FindChange(const trelRay& ray, std::int32_t tissue, double after, double limit,
+                               trelTissueChange* change) const
+{
+  if (Bodies.empty() || !(after < limit)) return false;
+  trelTissueChange found;
+  found.Tissue = FindTissue(ray.At(after));
+  if (found.Tissue != tissue) {
+    MakeChangeBefore(ray, after, &found);
+    *change = found;
+    return true;
+  }
+  const std::size_t rivals = CountRivals(tissue);
+  while (const Body* first = FindFirstCrossing(ray, rivals, after, limit, &found.Hit)) {
+    LookBehind(ray, *first, &found);
+    if (found.Tissue != tissue) {
+      *change = found;
+      return true;
+    }
+    after = found.Hit.Distance;
+  }
+  return false;
+}
+
+/** Where the ray leaves the outermost body next. */
+bool trelTissueMap::FindOuterExit(const trelRay& ray, double after, trelHit* hit) const
+{
+  while (Outermost().Shape->FindCrossing(ray, after, HUGE_VAL, hit)) {
+    if (Dot(hit->Normal, ray.Direction) > 0.0) return true;
+    after = hit->Distance;
+  }
+  return false;
+}
+
+bool trelTissueMap::FindOuterEntry(const trelRay& ray, trelHit* hit) const
+{
+  const Body& outer = Outermost();
+  const double reach = ReachOf(outer);
+  const bool inside = Holds(outer, ray.Origin);
+  const bool ahead = outer.Shape->FindCrossing(ray, -reach, HUGE_VAL, hit);
+  const bool enters = ahead && Dot(hit->Normal, ray.Direction) < 0.0;
+  if (enters && (!inside || hit->Distance <= reach)) return true;
+  if (!inside && !(ahead && hit->Distance <= reach)) return false;
+  // From inside, or from the surface outwards: an exit of the way back.
+  if (!FindOuterExit({ray.Origin, -ray.Direction}, -reach, hit)) return false;
+  hit->Distance = -hit->Distance;
+  return true;
+}
+
+bool trelTissueMap::FindEntry(const trelRay& ray, trelTissueChange* change) const
+{
+  trelTissueChange entry;
+  if (Bodies.empty() || !FindOuterEntry(ray, &entry.Hit)) return false;
+  const int face = entry.Hit.Face;
+  LookBehind(ray, Outermost(), &entry);
+  if (entry.Tissue < 0) return false;
+  entry.Hit.Face = face;
+  *change = entry;
+  return true;
+}
+
+/** A lower bound of the distance of the point from the box. */
+static double DistanceToBox(const trelBox& box, const trelVector& point)
+{
+  double square = 0.0;
+  for (int a = 0; a < 3; ++a) {
+    const double beyond = std::max({box.Low[a] - point[a], point[a] - box.High[a], 0.0});
+    square += beyond * beyond;
+  }
+  return std::sqrt(square);
+}
+
+double trelTissueMap::BoundDistance(const trelVector& point) const
+{
+  if (Bodies.empty()) return 0.0;
+  double bound = Outermost().Shape->BoundDistance(point);
+  if (!Mesh) {
+    const std::size_t rivals = std::min(CountRivals(FindTissue(point)), Bodies.size() - 1);
+    for (std::size_t rank = 0; rank < rivals; ++rank) {
+      const Body& body = Bodies[rank];
+      if (DistanceToBox(body.Box, point) < bound)
+        bound = std::min(bound, body.Shape->BoundDistance(point));
+    }
+  }
+  return std::max(bound - GetMargin(), 0.0);
+}
+
+/** Cubes as small as the number of cells allows; in the plane squares. */
+void trelTissueMap::LayOutGrid()
+{
+  const trelShapeObject& outer = *Outermost().Shape;
+  const trelBox box = outer.GetBox();
+  const double most =
+      std::min(maximumOfCells, maximumOfQuestions / static_cast<double>(Bodies.size()));
+  const int axes = Planar ? 2 : 3;
+  double step = Diagonal / maximumOfCells;
+  if (!(step > 0.0 && step < HUGE_VAL)) return;
+  double number = 0.0;
+  do {
+    step *= 1.02;
+    number = 1.0;
+    for (int a = 0; a < axes; ++a) {
+      Cells[a] = std::max(std::ceil((box.High[a] - box.Low[a]) / step), 1.0);
+      number *= Cells[a];
+    }
+  } while (number > most);
+  for (int a = 0; a < axes; ++a) {
+    Low[a] = box.Low[a];
+    PerStep[a] = 1.0 / step;
+  }
+  if (Planar) Cells.Z = 1.0;
+  Rows = static_cast<std::ptrdiff_t>(Cells.Y);
+  Columns = static_cast<std::ptrdiff_t>(Cells.Z);
+}
+
+/** Bounds at the centres, less what lies between the centre and a corner. May throw. */
+void trelTissueMap::FillGrid()
+{
+  if (Rows == 0) return;
+  const double step = 1.0 / PerStep.X;
+  const double toCorner = 0.5 * step * std::sqrt(Planar ? 2.0 : 3.0) + GetMargin();
+  std::vector<float> distances;
+  const auto size = static_cast<std::ptrdiff_t>(Cells.X);
+  distances.reserve(static_cast<std::size_t>(size * Rows * Columns));
+  float largest = 0.0f;
+  for (std::ptrdiff_t i = 0; i < size; ++i) {
+    for (std::ptrdiff_t j = 0; j < Rows; ++j) {
+      for (std::ptrdiff_t k = 0; k < Columns; ++k) {
+        const trelVector index = {static_cast<double>(i) + 0.5, static_cast<double>(j) + 0.5,
+                                  Planar ? 0.0 : static_cast<double>(k) + 0.5};
+        const double distance = BoundDistance(Low + step * index) - toCorner;
+        distances.push_back(static_cast<float>(std::max(distance, 0.0)));
+        largest = std::max(largest, distances.back());
+      }
+    }
+  }
+  // A part in 10^6 pays for the single precision.
+  constexpr double shortened = 1.0 - 1e-6;
+  const double quantum = static_cast<double>(largest) / 255.0;
+  Quantum = shortened * quantum;
+  Safe.assign(distances.size(), 0);
+  for (std::size_t cell = 0; cell < Safe.size() && quantum > 0.0; ++cell)
+    Safe[cell] = static_cast<std::uint8_t>(static_cast<double>(distances[cell]) / quantum);
+}
+
+/** The voxels of the mesh know how many around are free. May throw. */
+void trelTissueMap::FillGridOfMesh()
+{
+  const trelMeshCrossings& crossings = Mesh->GetCrossings();
+  const trelVoxelTable& table = crossings.GetTable();
+  if (table.IsEmpty()) return;
+  const int first[3] = {0, 0, 0};
+  Low = table.GetBox(first).Low;
+  const double inverse = 1.0 / table.GetVoxelSize();
+  PerStep = {inverse, inverse, inverse};
+  Safe.resize(table.GetNumberOfVoxels());
+  for (std::size_t cell = 0; cell < Safe.size(); ++cell)
+    Safe[cell] = static_cast<std::uint8_t>(crossings.GetFreeVoxels(cell));
+  for (int a = 0; a < 3; ++a)
+    Cells[a] = table.GetSize(a);
+  Rows = table.GetSize(1);
+  Columns = table.GetSize(2);
+  Quantum = table.GetVoxelSize() * (1.0 - rounding);
+}
+
+/** The point number @p i of a sequence that fills a box evenly: multiples of powers of the plastic
+ *  number's inverse (M. Roberts, 2018). */
+static trelVector PointInBox(const trelBox& box, int i)
+{
+  static constexpr double steps[3] = {0.8191725133961645, 0.6710436067037893, 0.5497004779019703};
+  trelVector point;
+  for (int a = 0; a < 3; ++a) {
+    const double u = 0.5 + i * steps[a];
+    point[a] = box.Low[a] + (u - std::floor(u)) * (box.High[a] - box.Low[a]);
+  }
+  return point;
+}
+
+/** Whether a point of @p box that lies in @p in lies in @p other, or does not if @p outside. */
+static bool FindsPoint(const trelBox& box, const trelShapeObject& in, const trelShapeObject& other,
+                       bool outside)
+{
+  constexpr int points = 1024;
+  for (int i = 0; i < points; ++i) {
+    const trelVector point = PointInBox(box, i);
+    if (in.Holds(point) && other.Holds(point) != outside) return true;
+  }
+  return false;
+}
+
+bool trelTissueMap::OverlapInPart(const Body& a, const Body& b) const
+{
+  const double reach = std::max(ReachOf(a), ReachOf(b));
+  const trelBox boxes[2] = {a.Shape->GetBox(), b.Shape->GetBox()};
+  trelBox common;
+  bool sticksOut[2] = {false, false};
+  for (int i = 0; i < (Planar ? 2 : 3); ++i) {
+    common.Low[i] = std::max(boxes[0].Low[i], boxes[1].Low[i]);
+    common.High[i] = std::min(boxes[0].High[i], boxes[1].High[i]);
+    if (!(common.High[i] - common.Low[i] > reach)) return false;
+    for (int n = 0; n < 2; ++n)
+      sticksOut[n] = sticksOut[n] || common.Low[i] - boxes[n].Low[i] > reach ||
+                     boxes[n].High[i] - common.High[i] > reach;
+  }
+  if (Planar) common.Low.Z = common.High.Z = 0.0;
+  return FindsPoint(common, *a.Shape, *b.Shape, false) &&
+         (sticksOut[0] || FindsPoint(boxes[0], *a.Shape, *b.Shape, true)) &&
+         (sticksOut[1] || FindsPoint(boxes[1], *b.Shape, *a.Shape, true));
+}
+
+std::vector<trelTissueMap::Overlap> trelTissueMap::FindOverlaps() const
+{
+  std::vector<Overlap> overlaps;
+  for (std::size_t winner = 0; winner < Bodies.size(); ++winner) {
+    for (std::size_t other = winner + 1; other < Bodies.size(); ++other) {
+      const std::int32_t a = Bodies[winner].Tissue, b = Bodies[other].Tissue;
+      if (OverlapInPart(Bodies[winner], Bodies[other]))
+        overlaps.push_back({std::min(a, b), std::max(a, b), a});
+    }
+  }
+  std::sort(overlaps.begin(), overlaps.end(), [](const Overlap& a, const Overlap& b) {
+    return std::make_pair(a.First, a.Second) < std::make_pair(b.First, b.Second);
+  });
+  return overlaps;
+}
