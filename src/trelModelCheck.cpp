@@ -1,9 +1,12 @@
 #include "trelModelCheck.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <limits>
 
+#include "trelExactLaunch.h"
+#include "trelExactModel.h"
 #include "trelGridTable.h"
 #include "trelLaunchContext.h"
 #include "trelLightSource.h"
@@ -19,6 +22,7 @@
 #include "trelSimulationParameter.h"
 #include "trelSpectrum.h"
 #include "trelTissue.h"
+#include "trelTissueMap.h"
 #include "trelTraceableMesh.h"
 
 /** Pilot packets of a source, and how long they may take: a source in a mesh that is nearly flat
@@ -52,6 +56,7 @@ void trelModelCheck::Look(trelSimulationParameter& parameter, bool allowOpen)
   AmbientRefractiveIndex = parameter.GetMedium()->GetAmbientRefractiveIndex();
   parameter.PrepareGeometry();
   LookAtTissues(parameter);
+  LookAtOverlaps(parameter);
   LookAtMeshes(parameter, allowOpen);
   LookAtSources(parameter);
   LookAtGrids(parameter);
@@ -97,10 +102,42 @@ void trelModelCheck::LookAtTissues(const trelSimulationParameter& parameter)
     Tissues[i].LiesIn = std::move(relations.LiesIn[i]);
     Tissues[i].Touches = std::move(relations.Touches[i]);
   }
-  if (parameter.GetRules() == RulesExact)
-    TellOverlaps(relations, medium.GetOutermostTissueIndex() + 1, Findings);
-  Overlaps = std::move(relations.Overlaps);
   RelationsCut = relations.IsCut;
+}
+
+/** What an overlap in part with the outermost tissue means is that it clips the other. */
+static void TellOverlaps(const std::vector<trelCheckedOverlap>& overlaps, int outermost,
+                         trelModelFindings& findings)
+{
+  for (const trelCheckedOverlap& overlap : overlaps) {
+    const bool isClipped = overlap.First == outermost || overlap.Second == outermost;
+    const int inner = overlap.First == outermost ? overlap.Second : overlap.First;
+    const std::string name = "tissue " + std::to_string(inner);
+    const int line = findings.GetLineOf(name, "tissue");
+    if (isClipped) {
+      findings.Add(FindingWarning, line, 0,
+                   name + " sticks out of tissue " + std::to_string(outermost) +
+                       ", the outermost, which clips it",
+                   "enclose both in a larger outermost tissue if that is not meant");
+      continue;
+    }
+    findings.Add(FindingWarning, line, 0,
+                 "tissues " + std::to_string(overlap.First) + " and " +
+                     std::to_string(overlap.Second) + " overlap in part: tissue " +
+                     std::to_string(overlap.Winner) + ", the smaller, has what they share",
+                 "let one lie in the other, or beside it, if that is not meant");
+  }
+}
+
+void trelModelCheck::LookAtOverlaps(const trelSimulationParameter& parameter)
+{
+  const trelMedium& medium = *parameter.GetMedium();
+  trelTissueMap map;
+  if (medium.GetShapeIsTetrahedron() || RelationsCut || !map.Build(medium)) return;
+  for (const trelTissueMap::Overlap& overlap : map.FindOverlaps())
+    Overlaps.push_back({overlap.First + 1, overlap.Second + 1, overlap.Winner + 1});
+  if (parameter.GetRules() == RulesExact)
+    TellOverlaps(Overlaps, medium.GetOutermostTissueIndex() + 1, Findings);
 }
 
 void trelModelCheck::AddSurface(const std::string& owner, const std::string& setting,
@@ -149,16 +186,50 @@ void trelModelCheck::LookAtMeshes(const trelSimulationParameter& parameter, bool
   }
 }
 
-/** What a launch needs of a run, for a pilot. */
+/** Launches packets of sources by the rules of a model, to see whether they meet it. */
 class trelModelCheckPilot final : public trelLaunchContext
 {
 public:
-  explicit trelModelCheckPilot(trelMedium* medium) : Medium(medium) { Numbers.Start(1, 0, 0); }
+  /** Takes the model, whose geometry must have been prepared. */
+  explicit trelModelCheckPilot(trelSimulationParameter& parameter)
+      : Medium(parameter.GetMedium()), IsExact(parameter.GetRules() == RulesExact)
+  {
+    Numbers.Start(1, 0, 0);
+    IsReady = IsExact ? parameter.GetOuterShape() && Model.Resolve(parameter)
+                      : Medium->IsGridReady() || HasMesh();
+  }
   double NextRandom() override { return Numbers.NextRandom(); }
   trelMedium* GetMedium() override { return Medium; }
 
-  /** Whether a packet of the source starts in the medium. */
-  bool Launch(const trelLightSource& source, trelSpectrum& entry)
+  /** Fills in what became of some thousand packets of the source. */
+  void Launch(const trelLightSource& source, trelCheckedSource& checked)
+  {
+    // A copy: an entry keeps the weight that its first launch worked out.
+    trelSpectrum entry;
+    entry.SetPhotonNumber(1);
+    trelExactLaunch launch;
+    if (!IsReady || (IsExact && !launch.Prepare(source, entry, Model))) return;
+    const auto start = std::chrono::steady_clock::now();
+    while (checked.Tried < mostPilotPackets) {
+      const bool isLate = std::chrono::steady_clock::now() - start > mostPilotTime;
+      if (isLate && checked.Tried >= fewestPilotPackets) break;
+      ++checked.Tried;
+      checked.Met += (IsExact ? Meets(launch) : Meets(source, entry)) ? 1 : 0;
+    }
+  }
+
+private:
+  bool HasMesh() const
+  {
+    return Medium->GetShapeIsTetrahedron() && Medium->GetTetrahedron() &&
+           !Medium->GetTetrahedron()->IsEmpty();
+  }
+  bool Meets(const trelExactLaunch& launch)
+  {
+    trelLaunched launched;
+    return launch.Launch(Model.Map, Numbers, &launched) != LaunchNotMet;
+  }
+  bool Meets(const trelLightSource& source, trelSpectrum& entry)
   {
     trelPhoton photon;
     if (!source.LaunchPhoton(this, &photon, &entry)) return false;
@@ -166,35 +237,30 @@ public:
            Medium->GetTissueIndex(photon.PositionX, photon.PositionY, photon.PositionZ) >= 0;
   }
 
-private:
   trelPacketNumbers Numbers;
   trelMedium* Medium;
+  trelExactModel Model;
+  bool IsExact;
+  bool IsReady;
 };
 
-static void LaunchPilots(trelModelCheckPilot& pilot, const trelLightSource& source,
-                         trelCheckedSource& checked)
+/** Tells that the pilot of a source that has packets launched none. */
+static void TellNotMet(const trelCheckedSource& source, trelModelFindings& findings)
 {
-  // A copy: an entry keeps the weight that its first launch worked out.
-  trelSpectrum entry;
-  entry.SetPhotonNumber(1);
-  const auto start = std::chrono::steady_clock::now();
-  while (checked.Tried < mostPilotPackets) {
-    if (checked.Tried >= fewestPilotPackets &&
-        std::chrono::steady_clock::now() - start > mostPilotTime) {
-      break;
-    }
-    ++checked.Tried;
-    checked.Met += pilot.Launch(source, entry) ? 1 : 0;
-  }
+  const std::string owner = "lightsource " + std::to_string(source.Number);
+  const int center = findings.GetLineOf(owner, "lightsourcecenter");
+  findings.Add(FindingMistake, center > 0 ? center : findings.GetLineOf(owner, "lightsource"), 0,
+               "nothing is launched: of " + std::to_string(source.Tried) + " packets of " + owner +
+                   " none " + (source.IsInternal ? "starts in the medium" : "meets the medium"),
+               source.IsInternal
+                   ? "put it into the medium, or write lightsourceproperty external"
+                   : "point it at the medium with lightsourcecenter, lightsourceazimuthangle"
+                     " and lightsourcedeflectangle");
 }
 
 void trelModelCheck::LookAtSources(trelSimulationParameter& parameter)
 {
-  trelMedium* medium = parameter.GetMedium();
-  const bool isReady = medium->GetShapeIsTetrahedron()
-                           ? medium->GetTetrahedron() && !medium->GetTetrahedron()->IsEmpty()
-                           : medium->IsGridReady();
-  trelModelCheckPilot pilot(medium);
+  trelModelCheckPilot pilot(parameter);
   int number = 0;
   for (const trelLightSource* source : parameter.GetLightSources()->GetItems<trelLightSource>()) {
     trelCheckedSource checked{++number,
@@ -211,19 +277,8 @@ void trelModelCheck::LookAtSources(trelSimulationParameter& parameter)
       packets += entry->GetPhotonNumber();
     }
     const bool shines = source->GetLuminousType() != LuminousEmission;
-    if (shines && isReady && source->GetShape()) LaunchPilots(pilot, *source, checked);
-    if (packets > 0 && checked.Tried > 0 && checked.Met == 0) {
-      const std::string owner = "lightsource " + std::to_string(number);
-      const int center = Findings.GetLineOf(owner, "lightsourcecenter");
-      Findings.Add(
-          FindingMistake, center > 0 ? center : Findings.GetLineOf(owner, "lightsource"), 0,
-          "nothing is launched: of " + std::to_string(checked.Tried) + " packets of " + owner +
-              " none " + (checked.IsInternal ? "starts in the medium" : "meets the medium"),
-          checked.IsInternal
-              ? "put it into the medium, or write lightsourceproperty external"
-              : "point it at the medium with lightsourcecenter, lightsourceazimuthangle"
-                " and lightsourcedeflectangle");
-    }
+    if (shines && source->GetShape()) pilot.Launch(*source, checked);
+    if (packets > 0 && checked.Tried > 0 && checked.Met == 0) TellNotMet(checked, Findings);
     Sources.push_back(std::move(checked));
   }
 }

@@ -64,6 +64,12 @@ struct trelCheckedGrid
   double Bytes = 0.0;  ///< for all wavelengths
 };
 
+/** Two tissues neither of which holds the other, and which of them has what both hold. */
+struct trelCheckedOverlap
+{
+  int First, Second, Winner;  ///< numbers of tissues
+};
+
 /**
  * @class   trelModelCheck
  * @brief   a model as it was read, and what a look at it finds
@@ -105,6 +111,7 @@ public:
 private:
   void LookAtTraps(const trelSimulationParameter& parameter);
   void LookAtTissues(const trelSimulationParameter& parameter);
+  void LookAtOverlaps(const trelSimulationParameter& parameter);
   void LookAtMeshes(const trelSimulationParameter& parameter, bool allowOpen);
   void AddSurface(const std::string& owner, const std::string& setting,
                   const class trelShapeObject* shape, bool allowOpen);

@@ -161,6 +161,27 @@ static void CheckEntry(trelModelFaultsSearch& search, const trelSpectrum& entry,
   }
 }
 
+/** A profile that the edge of the disc cuts is no Gaussian: at 1.5 W 1 % of the light is outside.
+ */
+static void CheckProfile(trelModelFaultsSearch& search, const trelLightSource& source)
+{
+  const double width = source.GetProfileWidth();
+  const trelShapeObject* shape = source.GetShape();
+  if (width == 0.0 || !shape) return;
+  double h[3];
+  shape->GetHalfAxes(&h[0], &h[1], &h[2]);
+  if (shape->GetShapeType() != ShapeCylinder || h[2] != 0.0 || !source.IsSolid()) {
+    search.Add(FindingError, "lightsourceprofile", 0,
+               "the profile of " + search.Owner + " needs a solid disc",
+               "write lightsourceshape cylinder, a third half-length of 0, and solid");
+  } else if (std::min(h[0], h[1]) < 1.5 * width) {
+    search.Add(FindingWarning, "lightsourceprofile", 2,
+               "the profile of " + search.Owner + " is cut at " +
+                   ShowNumber(std::min(h[0], h[1]) / width) + " of its width: it is no Gaussian",
+               "make the disc's radius at least " + ShowNumber(1.5 * width) + " mm");
+  }
+}
+
 static void CheckSources(trelModelFaultsSearch& search)
 {
   const auto sources = search.Parameter.GetLightSources()->GetItems<trelLightSource>();
@@ -175,6 +196,7 @@ static void CheckSources(trelModelFaultsSearch& search)
       search.Add(FindingMistake, "lightsource", 0, search.Owner + " has no lightsourceproperty",
                  "write lightsourceproperty with internal or external, solid or face");
     }
+    CheckProfile(search, *source);
     int i = 0;
     for (const trelSpectrum* entry : source->GetSpectra()->GetItems<trelSpectrum>())
       CheckEntry(search, *entry, i++);

@@ -536,9 +536,10 @@ const trelModelSection::Keyword trelModelSection::Keywords[] = {
     {"fiberdetectorcenter", In3D, PointLine, FiberShape, &Section::SetCenter},
     {"fiberdetectoraxis", In3D, PointLine, FiberShape, &Section::SetHalfAxes}};
 
-void trelModelSection::ListKeywords(std::vector<trelKnownKeyword>& keywords)
+void trelModelSection::ListKeywords(trelRules rules, std::vector<trelKnownKeyword>& keywords)
 {
   for (const Keyword& row : Keywords) {
+    if (row.Rules == RulesExact && rules != RulesExact) continue;
     std::vector<std::string> words;
     AppendWords(row.Words, words);
     for (const SectionDimension dimension : {In3D, In2D}) {

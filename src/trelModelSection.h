@@ -38,8 +38,8 @@ public:
   /** Reads up to "endtrl" or the end of the file; false if the read has to stop. */
   bool Read();
 
-  /** Appends the keywords of both sections. */
-  static void ListKeywords(std::vector<trelKnownKeyword>& keywords);
+  /** Appends the keywords that both sections have by @p rules. */
+  static void ListKeywords(trelRules rules, std::vector<trelKnownKeyword>& keywords);
 
 private:
   friend class trelKeywordSection;

@@ -2,6 +2,7 @@
 
 #include "trelBioluminescenceVRMC.h"
 #include "trelDiffuseVRMC.h"
+#include "trelExactMonteCarlo.h"
 #include "trelFluorescenceVRMC.h"
 #include "trelFreespacePinhole.h"
 #include "trelModelTraps.h"
@@ -56,16 +57,11 @@ static trelMediumFilter* MakeClassicFilter(SimulationType simulationType)
   }
 }
 
-static trelMediumFilter* MakeExactFilter(SimulationType simulationType)
-{
-  return MakeClassicFilter(simulationType);
-}
-
 /** The simulation of the rules of @p parameter. */
 static trelMediumFilter* MakeMediumFilter(const trelSimulationParameter& parameter)
 {
-  const SimulationType type = parameter.GetSimulationType();
-  return parameter.GetRules() == RulesExact ? MakeExactFilter(type) : MakeClassicFilter(type);
+  if (parameter.GetRules() == RulesExact) return new trelExactMonteCarlo;
+  return MakeClassicFilter(parameter.GetSimulationType());
 }
 
 void trelOpticalSimulationFilter::CreateAlgorithms()

@@ -138,7 +138,7 @@ bool trelSimulationParameterReader::ExplainStop(bool done, trelFilePart part)
                                             {"comment", PartHeader, 1},
                                             {"spectrum", PartWavelengths, 3}};
   trelSimulationPropertyBlock::ListKeywords(keywords);
-  trelModelSection::ListKeywords(keywords);
+  trelModelSection::ListKeywords(GetOutput()->GetRules(), keywords);
   ExplainKeyword(State, part, keywords);
   return done;
 }

@@ -11,6 +11,7 @@
 #include "trelShapeObject.h"
 #include "trelSimulationParameter.h"
 #include "trelTissue.h"
+#include "trelTissueMap.h"
 
 /** Points of a tissue's inside and of its surface that are asked for others. */
 static constexpr int numberOfPoints = 128;
@@ -19,9 +20,6 @@ static constexpr int mostBoxTests = 4000000;
 static constexpr int mostPairs = 2000;
 /** Faces nearer than this, mm, that are not one are told of. */
 static constexpr double nearFaces = 1e-4;
-/** Surfaces count as one within this part of the medium's diagonal; the second for meshes. */
-static constexpr double reachOfShapes = 1e-9;
-static constexpr double reachOfMeshes = 1e-7;
 /** Volumes that differ by less than this part are equal. */
 static constexpr double equalMeasure = 1e-6;
 
@@ -83,11 +81,11 @@ static bool BoxesMeet(const trelTissueRelationsBody& a, const trelTissueRelation
   return true;
 }
 
-static std::size_t CountInside(const std::vector<trelVector>& points, const trelShapeObject& shape)
+static bool LiesIn(const trelTissueRelationsBody& body, const trelShapeObject& shape)
 {
-  return static_cast<std::size_t>(std::count_if(
-      points.begin(), points.end(),
-      [&](const trelVector& point) { return shape.LocatePoint(point) == PointInside; }));
+  return !body.Inner.empty() &&
+         std::all_of(body.Inner.begin(), body.Inner.end(),
+                     [&](const trelVector& point) { return shape.Holds(point); });
 }
 
 static bool HaveCommonSurface(const trelTissueRelationsBody& a, const trelTissueRelationsBody& b)
@@ -120,13 +118,7 @@ static void Relate(trelTissueRelationsBody& small, trelTissueRelationsBody& larg
 {
   DrawPoints(small);
   DrawPoints(large);
-  const std::size_t inside = CountInside(small.Inner, *large.Shape);
-  const bool isPart = inside > 0 && inside < small.Inner.size();
-  if (inside > 0 && !isPart) {
-    ListOf(relations.LiesIn, small).push_back(large.Index + 1);
-  } else if (isPart) {
-    relations.Overlaps.push_back({small.Index + 1, large.Index + 1, small.Index + 1});
-  }
+  if (LiesIn(small, *large.Shape)) ListOf(relations.LiesIn, small).push_back(large.Index + 1);
   if (HaveCommonSurface(small, large)) {
     ListOf(relations.Touches, small).push_back(large.Index + 1);
     ListOf(relations.Touches, large).push_back(small.Index + 1);
@@ -140,29 +132,6 @@ static void RelateRegions(const trelMCTetrahedron& mesh, trelTissueRelations& re
     if (std::max(a, b) >= number) continue;
     relations.Touches[static_cast<std::size_t>(a)].push_back(b + 1);
     relations.Touches[static_cast<std::size_t>(b)].push_back(a + 1);
-  }
-}
-
-/** What an overlap in part with the outermost tissue means is that it clips the other. */
-void TellOverlaps(const trelTissueRelations& relations, int outermost, trelModelFindings& findings)
-{
-  for (const trelCheckedOverlap& overlap : relations.Overlaps) {
-    const bool isClipped = overlap.First == outermost || overlap.Second == outermost;
-    const int inner = overlap.First == outermost ? overlap.Second : overlap.First;
-    const std::string name = "tissue " + std::to_string(inner);
-    const int line = findings.GetLineOf(name, "tissue");
-    if (isClipped) {
-      findings.Add(FindingWarning, line, 0,
-                   name + " sticks out of tissue " + std::to_string(outermost) +
-                       ", the outermost, which clips it",
-                   "enclose both in a larger outermost tissue if that is not meant");
-      continue;
-    }
-    findings.Add(FindingWarning, line, 0,
-                 "tissues " + std::to_string(overlap.First) + " and " +
-                     std::to_string(overlap.Second) + " overlap in part: tissue " +
-                     std::to_string(overlap.Winner) + ", the smaller, has what they share",
-                 "let one lie in the other, or beside it, if that is not meant");
   }
 }
 
@@ -263,7 +232,7 @@ void FindNearFaces(const trelSimulationParameter& parameter, trelModelFindings& 
   const std::vector<trelTissueRelationsBody> bodies = GetBodies(parameter);
   const auto getReach = [&](const trelTissueRelationsBody& a, const trelTissueRelationsBody& b) {
     const bool isMesh = a.Shape->GetTraits().IsMesh() || b.Shape->GetTraits().IsMesh();
-    return (isMesh ? reachOfMeshes : reachOfShapes) * diagonal;
+    return (isMesh ? trelTissueMap::ReachOfMeshes : trelTissueMap::ReachOfShapes) * diagonal;
   };
   const auto byPlace = [](const trelTissueRelationsFace& a, const trelTissueRelationsFace& b) {
     return a.Place < b.Place;
