@@ -49,6 +49,8 @@ protected:
     };
     while (section.Text.TakeStatement()) {
       const Row* const row = std::find_if(table, table + N, isMeant);
+      section.State.NoteLine();
+      section.State.SetKeywordUnknown(row == table + N);
       const KeywordOutcome outcome = section.Handle(row == table + N ? nullptr : row);
       if (outcome != KeywordDone) return outcome == KeywordEndsSection;
     }
@@ -81,6 +83,18 @@ protected:
   /** Puts the numbers behind the keyword into @p values, from the start, at most @p count of them.
    *  @return how many there were */
   int TakeNumbers(double* values, int count) const;
+
+  /** Tells that word @p i is none of @p words. */
+  template <class Value, std::size_t N>
+  void ExplainWord(int i, const trelWord<Value> (&words)[N])
+  {
+    std::vector<std::string> list;
+    for (const trelWord<Value>& word : words)
+      AppendWords(word.Words, list);
+    State.ExplainWord(i, list);
+  }
+  /** Appends @p words, which are separated by single blanks, to @p list. */
+  static void AppendWords(const char* words, std::vector<std::string>& list);
 
   trelReadState& State;
   trelSimulationParameter& Parameter;

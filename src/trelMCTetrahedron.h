@@ -40,6 +40,13 @@ public:
   virtual std::uint32_t GetNumberOfTetrahedra() const;
   std::int32_t GetNumberOfRegions() const { return static_cast<std::int32_t>(Regions.size()); }
 
+  /** The four vertices of tetrahedron @p t, from 0, and its region. */
+  const std::array<std::uint32_t, 4>& GetTetrahedron(std::uint32_t t) const
+  {
+    return Tetrahedra[t];
+  }
+  std::int32_t GetRegion(std::uint32_t t) const { return RegionOfTetrahedron[t]; }
+
   /** Takes over a copy of @p mesh. False, and empty, if it cannot be traced: a number that
    *  points nowhere, or a region without a triangle. */
   bool ImportMesh(const trelTetrahedron* mesh);

@@ -301,19 +301,36 @@ static std::string FindMeshesOutOfScale(const trelSimulationParameter& parameter
          " converted; write its vertices in mm";
 }
 
-std::vector<std::string> FindModelTraps(const trelSimulationParameter& parameter)
+/** A row of the table: a check, which rules have the trap, and how grave it is. */
+struct trelModelTrapsRow
 {
-  static std::string (*const checks[])(const trelSimulationParameter&) = {
-      FindEqualIndices,   FindSharedFaces,           FindNestedTissues,
-      FindThinTissues,    FindNearlyClearTissues,    FindMeshesOutOfScale,
-      FindMissingPackets, FindMissingEnergy,         FindSourcesOnAxis,
-      FindDyesOnTissues,  FindFluorescenceOnThreads, FindTooLargeFiberCells,
-      FindShortRegion,    FindMissingTimeGates};
-  std::vector<std::string> traps;
+  std::string (*Check)(const trelSimulationParameter& parameter);
+  bool IsOfExactRules;
+  trelFindingKind Kind;
+};
+
+std::vector<trelModelTrap> FindModelTraps(const trelSimulationParameter& parameter)
+{
+  static const trelModelTrapsRow rows[] = {{FindEqualIndices, false, FindingWarning},
+                                           {FindSharedFaces, false, FindingWarning},
+                                           {FindNestedTissues, false, FindingWarning},
+                                           {FindThinTissues, false, FindingWarning},
+                                           {FindNearlyClearTissues, false, FindingWarning},
+                                           {FindMeshesOutOfScale, true, FindingMistake},
+                                           {FindMissingPackets, true, FindingMistake},
+                                           {FindMissingEnergy, true, FindingWarning},
+                                           {FindSourcesOnAxis, false, FindingWarning},
+                                           {FindDyesOnTissues, false, FindingWarning},
+                                           {FindFluorescenceOnThreads, false, FindingWarning},
+                                           {FindTooLargeFiberCells, true, FindingWarning},
+                                           {FindShortRegion, true, FindingWarning},
+                                           {FindMissingTimeGates, true, FindingMistake}};
+  std::vector<trelModelTrap> traps;
   if (!parameter.GetMedium() || !parameter.GetLightSources()) return traps;
-  for (const auto check : checks) {
-    std::string text = check(parameter);
-    if (!text.empty()) traps.push_back(std::move(text));
+  for (const trelModelTrapsRow& row : rows) {
+    if (parameter.GetRules() == RulesExact && !row.IsOfExactRules) continue;
+    std::string text = row.Check(parameter);
+    if (!text.empty()) traps.push_back({row.Kind, std::move(text)});
   }
   return traps;
 }

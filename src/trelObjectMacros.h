@@ -22,7 +22,12 @@
  *  Windows in a modal box titled "Information". Every report goes through here. */
 void DisplayText(const std::string& text);
 
-/** The same for a text that stands in the program: needs no memory, so that it can report its
+/** Hands all texts to @p take in the place of the display; null, the default, shows them. Main
+ * thread only, outside of parallel regions. */
+using trelReportTaker = void (*)(const char* text);
+void SetReportTaker(trelReportTaker take);
+
+/** Shows a text that stands in the program: needs no memory, so that it can report its
  * lack. */
 void DisplayLiteral(const char* text);
 

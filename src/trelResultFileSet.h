@@ -36,6 +36,9 @@ public:
    *  opened. The caller closes it before the set is committed or ends. */
   std::FILE* Open(const std::string& name);
 
+  /** Whether Open() would give a stream; nothing that is there changes. */
+  static bool CanOpen(const std::string& name);
+
   /** Puts all files in their places. If one cannot be put there, false and its name as @p failed;
    *  then all places are as they were. The set is empty afterwards. */
   bool Commit(std::string& failed);

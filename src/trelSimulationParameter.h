@@ -164,6 +164,8 @@ public:
   {
     Region.SetROI(roi, given);
   }
+  /** The region as it was given, or as it was cut to the medium if that has happened. */
+  const trelScoringRegion& GetRegionAsItStands() const { return Region; }
   /** How many numbers of the region were given, default all: none is missing. */
   std::int32_t GetROINumbersGiven() const { return Region.GetROINumbersGiven(); }
   void GetROI(double roi[2 * NumberOfAxes]) const;

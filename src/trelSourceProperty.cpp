@@ -59,3 +59,13 @@ std::string ReadSourceProperty(const trelParameterText& text, SimulationType mod
   }
   return CheckPlace(mode, source);
 }
+
+std::vector<std::string> ListSourceWords()
+{
+  std::vector<std::string> words;
+  for (const auto& word : LuminousWords)
+    words.emplace_back(word.Words);
+  for (const auto& word : SourceSwitchWords)
+    words.emplace_back(word.Words);
+  return words;
+}
