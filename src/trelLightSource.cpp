@@ -55,11 +55,6 @@ void trelLightSource::SetSpectra(trelList* spectra)
   Spectra = spectra;
 }
 
-std::int32_t trelLightSource::GetNumberOfSpectra() const
-{
-  return Spectra ? Spectra->GetNumberOfItems() : 0;
-}
-
 trelSpectrum* trelLightSource::GetSpectrum(int i) const
 {
   return Spectra ? Spectra->GetItem<trelSpectrum>(i) : nullptr;

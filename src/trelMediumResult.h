@@ -207,6 +207,12 @@ private:
   trelFlyTimes PhotonFlyTimes;
 
 public:
+  /**
+   * By name: GetAbsorptionXYZ, GetTDAbsorptionXYZ, GetFDAbsorptionXYZReal, ...Imag, ...Amp, ...Pha
+   * for every grid, null if it does not exist; GetRoiXMin, GetRoiXMax, GetSeparationX, GetCountX
+   * for every axis; GetTransmittanceTopTotal and, an array by time bin, GetTDTransmittanceTopTotal
+   * for every surface; GetSaveTop for every face, whether the region of interest reaches it.
+   */
   TREL_MEDIUM_RESULT_GETTERS
 };
 
