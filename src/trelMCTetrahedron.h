@@ -37,6 +37,7 @@ public:
                     int* face, double* nx, double* ny, double* nz, int raySide) const override;
 
   void ClearMesh() override;
+  /** Counts of the imported mesh; 0 while it is empty. */
   virtual std::uint32_t GetNumberOfTetrahedra() const;
   std::int32_t GetNumberOfRegions() const { return static_cast<std::int32_t>(Regions.size()); }
 

@@ -16,6 +16,7 @@ struct trelTraceableVertex
   double X, Y, Z;
   double NX, NY, NZ;
 
+  /** The position as a vector, mm. */
   trelVector Position() const { return {X, Y, Z}; }
 };
 

@@ -20,6 +20,7 @@ public:
   /** Puts all fields back to the values that they have here. */
   void ResetPhoton();
 
+  /** World coordinates. */
   double PositionX = 0.0;
   double PositionY = 0.0;
   double PositionZ = 0.0;

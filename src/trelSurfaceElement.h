@@ -41,6 +41,7 @@ std::int32_t IndexInBins(const trelGridBins& bins, double q);
  *  distance @p r from the axis, mm. */
 double AzimuthOfSinglePi(const trelGridWindow& window, const trelVector& hit, double* r);
 
+/** The square in double precision, rounded to 32 bits. */
 inline float SquareSingle(double v)
 {
   return static_cast<float>(v * v);

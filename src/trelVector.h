@@ -36,6 +36,7 @@ inline trelVector operator-(const trelVector& a, const trelVector& b)
   return {a.X - b.X, a.Y - b.Y, a.Z - b.Z};
 }
 
+/** As a + b. */
 inline trelVector& operator+=(trelVector& a, const trelVector& b)
 {
   return a = a + b;
@@ -102,11 +103,13 @@ struct trelBox
   trelVector Low = {HUGE_VAL, HUGE_VAL, HUGE_VAL};
   trelVector High = {-HUGE_VAL, -HUGE_VAL, -HUGE_VAL};
 
+  /** Widens the box to hold @p point. A coordinate that is NaN leaves its axis as it is. */
   void Extend(const trelVector& point)
   {
     Low = {std::min(Low.X, point.X), std::min(Low.Y, point.Y), std::min(Low.Z, point.Z)};
     High = {std::max(High.X, point.X), std::max(High.Y, point.Y), std::max(High.Z, point.Z)};
   }
+  /** True until the box is first extended. */
   bool IsEmpty() const { return !(Low.X <= High.X); }
 };
 

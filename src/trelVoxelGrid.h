@@ -35,12 +35,14 @@ void VisitVoxels(const trelVoxelRange& range, Visit visit)
 class trelVoxelGrid
 {
 public:
+  /** The most voxels of a grid, by which their size is chosen. */
   static constexpr std::int64_t MaximumVoxels = 2000000;
 
   /** Covers @p box, which is flat along an axis where it is turned inside out. False if it is not
    *  finite. */
   bool LayOut(const trelBox& box);
 
+  /** The edge of a voxel, mm, and the number of voxels along @p axis (0, 1, 2 for x, y, z). */
   double GetVoxelSize() const { return VoxelSize; }
   int GetSize(int axis) const { return Size[axis]; }
   /** 0 if the box is flat. */

@@ -25,6 +25,7 @@ struct trelTriangleBounds
   float Low[3], High[3];
   std::int16_t Regions[2];
 
+  /** True if the triangle bounds @p region, 0 or above. */
   bool Bounds(std::int32_t region) const { return Regions[0] == region || Regions[1] == region; }
 };
 

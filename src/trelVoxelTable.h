@@ -27,6 +27,7 @@
 class trelVoxelTable : public trelVoxelGrid
 {
 public:
+  /** The states of trelVoxelLists, for users of the table. */
   static constexpr std::int16_t NoRegion = trelVoxelLists::NoRegion;
   static constexpr std::int16_t Surface = trelVoxelLists::Surface;
   static constexpr std::int32_t MaximumRegions = trelVoxelLists::MaximumRegions;
