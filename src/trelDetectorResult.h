@@ -71,7 +71,7 @@ public:
   trelGrid* GetGrid(trelGridId id) const { return FiberGrids.Get(id); }
   const trelGridSet& GetGrids() const { return FiberGrids; }
   trelGridUses GetUses() const;
-  /** The bins, centre and half-lengths (HalfAxisX, HalfAxisY, HalfAxisZ) of the fibre's solid. */
+  /** The bins, and centre and half-lengths of the fibre's solid. */
   const trelGridWindow& GetWindow() const { return Window; }
   /** The raw sums: weight in units of the sources' energy. */
   double GetTotal(trelGridTotal total) const { return FiberTotals[total]; }

@@ -45,8 +45,8 @@ public:
    *  points nowhere, or a region without a triangle. */
   bool ImportMesh(const trelTetrahedron* mesh);
 
-  /** Where the point lies in relation to the region; outside for a region that there is not, and
-   *  undetermined without a table. */
+  /** Where the point lies in relation to the region; outside for a region that does not exist,
+   *  and undetermined without a table. */
   PointRelation LocatePointInRegion(double x, double y, double z, int region) const;
   PointRelation LocatePointInRegion(const trelVector& point, int region) const
   {

@@ -112,10 +112,10 @@ private:
   /** The cells along one axis. The third axis of a planar medium has one cell without bounds. */
   struct GridAxis
   {
-    double Min;          /**< lower bound of the outermost shape: XMin, YMin, ZMin */
-    double Max;          /**< upper bound: XMax, YMax, ZMax */
-    double Step;         /**< size of a cell: GridStepX, GridStepY, GridStepZ */
-    std::ptrdiff_t Size; /**< number of cells: GridSizeX, GridSizeY, GridSizeZ */
+    double Min;          /**< lower bound of the outermost shape */
+    double Max;          /**< upper bound */
+    double Step;         /**< size of a cell */
+    std::ptrdiff_t Size; /**< number of cells */
     double Last;         /**< Size - 1 */
 
     /** The cell that holds the coordinate, the nearest one when it lies beyond the grid; the first
@@ -169,7 +169,7 @@ private:
   trelMCTetrahedron* Tetrahedron = nullptr;
 
   bool GridReady = false;
-  /** The medium is a planar shape, and the grid stands for TissueGrid2D instead of TissueGrid3D. */
+  /** The medium is a planar shape, and the grid has one cell along the third axis. */
   bool Planar = false;
   GridAxis Axes[3] = {};
   /** The cells, the last axis fastest: the index of the tissue whose shape is asked first. Empty

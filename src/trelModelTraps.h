@@ -16,7 +16,7 @@ class trelSimulationParameter;
  * docs/physics.md has the size of each error.
  */
 
-/** What there is to tell of the model, a line each; takes a time that is linear in its objects. */
+/** The lines of all checks that apply; takes a time that is linear in the objects of the model. */
 std::vector<std::string> FindModelTraps(const trelSimulationParameter& parameter);
 
 #endif

@@ -9,7 +9,8 @@
 #include "trelObjectMacros.h"
 #include "trelParameterText.h"
 
-/** Who shows what does not stop a read, at once and under its own name: the reader. */
+/** Receives what is wrong without stopping a read. The reader is one, and reports at once under its
+ *  own name. */
 struct trelReadReports
 {
   virtual void ShowError(const std::string& text) = 0;
@@ -29,10 +30,10 @@ protected:
 class trelReadState
 {
 public:
-  /** @p reports is held as long as the state. */
+  /** @p reports must outlive the state. */
   explicit trelReadState(trelReadReports& reports) : Reports(reports) {}
 
-  /** Forgets the read before this one, but for the file and the objects. */
+  /** Resets counts, wavelengths and ReaderErrorText for a new read. */
   void Begin();
 
   /** The file, at its current line. */
@@ -53,7 +54,7 @@ public:
   const std::string& GetReaderErrorText() const { return ReaderErrorText; }
   /** Appends @p text to it. */
   void Record(const std::string& text) { ReaderErrorText += text; }
-  /** Shows what does not stop the read. */
+  /** Reports what does not stop the read. */
   void ShowError(const std::string& text) { Reports.ShowError(text); }
   void ShowWarning(const std::string& text) { Reports.ShowWarning(text); }
 

@@ -170,8 +170,7 @@ public:
   }
   void GetCounts(std::int32_t counts[NumberOfAxes]) const;
 
-  /** Whether each face of the outer shape lies in the region of interest, by trelSaveFlag: the
-   *  CubeFaceFlags, the CylinderFaceFlags and the RectangleEdgeFlags in a row. */
+  /** Whether each face of the outer shape lies in the region of interest, by trelSaveFlag. */
   const bool* GetFaceFlags() const;
 
   /** Builds what ray queries and look-ups need: voxel tables of meshes and the medium's grid.

@@ -75,7 +75,7 @@ public:
   void ScoreTransmittanceFD3D(double value, double phase);
 
 protected:
-  /** The eight things that a parallel region needs to know. */
+  /** What a parallel region works on. */
   struct trelPhotonTask
   {
     std::uint32_t NumberOfPackets;

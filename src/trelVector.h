@@ -6,7 +6,7 @@
 
 /**
  * @file trelVector.h
- * The words of geometry: a vector, a ray, a box, and where a ray hits a surface.
+ * The basic types of geometry: a vector, a ray, a box, and where a ray hits a surface.
  *
  * Plain aggregates in double precision, lengths in mm. Sums run x, y, z: results depend on the
  * order of the terms, since nothing is fused or rearranged.
