@@ -41,9 +41,11 @@ struct PlyProperty
   int value_size = 0;
   int list_count_size = 0;
 
+  /** Whether a value is a list, with its length in front. */
   bool is_list() const { return kind == PlyVertexIndices || kind == PlyOtherList; }
 };
 
+/** What a table of the file holds, by its name. */
 enum PlyElementKind
 {
   PlyVertexElement = 0,
