@@ -129,15 +129,19 @@ public:
   /** Centre of the shape, mm, default the origin. Setting it moves the bounding box. */
   void SetCenter(double x, double y, double z);
   void SetCenter(const double center[3]) { SetCenter(center[0], center[1], center[2]); }
+  void SetCenter(const trelVector& center) { SetCenter(center.X, center.Y, center.Z); }
   void GetCenter(double* x, double* y, double* z) const;
   void GetCenter(double center[3]) const { GetCenter(&center[0], &center[1], &center[2]); }
+  trelVector GetCenter() const { return {Center[0], Center[1], Center[2]}; }
 
   /** Half-lengths along x, y and z, mm, positive, default 0: half edges of a cube, semi-axes of an
    *  ellipsoid, semi-axes of the section and half height of a cylinder. Setting them resizes the
    *  bounding box. */
   void SetHalfAxes(double hx, double hy, double hz);
   void SetHalfAxes(const double halfAxes[3]) { SetHalfAxes(halfAxes[0], halfAxes[1], halfAxes[2]); }
+  void SetHalfAxes(const trelVector& halfAxes) { SetHalfAxes(halfAxes.X, halfAxes.Y, halfAxes.Z); }
   void GetHalfAxes(double* hx, double* hy, double* hz) const;
+  trelVector GetHalfAxes() const { return {HalfAxes[0], HalfAxes[1], HalfAxes[2]}; }
 
   /** Centre minus and plus half-lengths, mm; the array form in the order xmin, xmax, ymin, ... */
   void GetBoundingBox(double* xmin, double* xmax, double* ymin, double* ymax, double* zmin,

@@ -111,6 +111,16 @@ struct trelBox
   }
   /** True until the box is first extended. */
   bool IsEmpty() const { return !(Low.X <= High.X); }
+  /** Its edges. */
+  trelVector GetSize() const { return High - Low; }
+  /** Whether it sticks out of @p outer along one of the first @p axes axes. */
+  bool ReachesBeyond(const trelBox& outer, int axes) const
+  {
+    for (int axis = 0; axis < axes; ++axis) {
+      if (Low[axis] < outer.Low[axis] || High[axis] > outer.High[axis]) return true;
+    }
+    return false;
+  }
 };
 
 /** Where a ray meets a surface. */
