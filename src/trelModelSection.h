@@ -6,6 +6,7 @@
 
 #include "trelKeywordSection.h"
 #include "trelModelTypes.h"
+#include "trelVector.h"
 
 class trelObject;
 class trelPlaneDetector;
@@ -91,7 +92,7 @@ private:
   /** The index behind the keyword, from 0; below 0 or too large if the file is wrong. */
   int GetIndex() const;
   /** The point behind the keyword; in two dimensions z is 0. */
-  void TakePoint(double point[3]) const;
+  trelVector TakePoint() const;
   template <class Owner>
   KeywordOutcome GiveShape(const Keyword& row, ShapeFilter admits, CurrentObject shape);
   template <class Mesh>
