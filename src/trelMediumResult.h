@@ -169,9 +169,9 @@ public:
   std::int64_t GetNumberOfFlyTimes() const { return PhotonFlyTimes.GetNumberOfRows(); }
   /** Stores a packet that leaves in row @p row, its number among those that left: each packet has
    *  a row of its own. Nothing happens without a table or behind its end. */
-  void RecordFlyTime(std::int64_t row, double x, double y, double z, double time)
+  void RecordFlyTime(std::int64_t row, const trelVector& position, double time)
   {
-    PhotonFlyTimes.Record(row, x, y, z, time);
+    PhotonFlyTimes.Record(row, position, time);
   }
 
 private:

@@ -231,8 +231,7 @@ bool trelVarianceReductionMonteCarlo::LaunchFromAnySource(trelVarianceReductionM
 {
   if (!light->LaunchPhoton(filter, photon, spectrum)) return false;
   if (light->IsInternal()) {
-    photon->TissueIndex =
-        Model.CachedMedium->GetTissueIndex(photon->PositionX, photon->PositionY, photon->PositionZ);
+    photon->TissueIndex = Model.CachedMedium->GetTissueIndex(photon->GetPosition());
   }
   return photon->TissueIndex != -1;
 }
