@@ -60,9 +60,11 @@ struct PlyElement
   std::int32_t count = 0;
   std::vector<PlyProperty> properties;
 
+  /** Whether the table has such a column. */
   bool has(PlyPropertyKind property) const;
 };
 
+/** How the file stores its data, by its "format" line. */
 enum PlyFormat
 {
   PlyAscii = 0,
