@@ -42,10 +42,12 @@ std::int32_t IndexInBins(const trelGridBins& bins, double q);
  *  distance @p r from the axis, mm. */
 double AzimuthOfSinglePi(const trelGridWindow& window, const trelVector& hit, double* r);
 
-/** The square in double precision, rounded to 32 bits. */
+/** v^2 in 32 bits. It passes through memory: of two squares side by side that are widened again,
+ *  GCC 12 leaves the rounding out. */
 inline float SquareSingle(double v)
 {
-  return static_cast<float>(v * v);
+  const volatile float square = static_cast<float>(v * v);
+  return square;
 }
 
 /** The normal at offset e from the centre of x^2/a^2 + y^2/b^2 + ... = 1 is its gradient (x/a^2,
