@@ -118,7 +118,8 @@ static void MakeSolid(NumberedResult& made, std::istream& row)
   made.Initialize();
   trelMediumResult& record = made.GetRecord();
   for (int packet = 1; packet <= left; ++packet) {
-    record.RecordFlyTime(record.GetTransmitPhotonNum(), {packet, -0.5, 1e-10}, 12345.678);
+    record.RecordFlyTime(record.GetTransmitPhotonNum(), {static_cast<double>(packet), -0.5, 1e-10},
+                         12345.678);
     record.IncrementTransmitPhotonNum();
     record.SetSpecularReflectance(0.25);
   }
