@@ -149,6 +149,10 @@ bool trelCylinder::IntersectRay(double x, double y, double z, double dx, double 
                                 double* distance, int* face, double* nx, double* ny, double* nz,
                                 int raySide) const
 {
+  const PointRelation relation = LocatePoint(x, y, z);
+  // What the caller knows counts on the surface only.
+  const RayCase rayCase =
+      ClassifyRay(relation, relation == PointOnBoundary ? raySide : static_cast<int>(relation));
   const double hx2 = HalfAxes[0] * HalfAxes[0];
   const double hy2 = HalfAxes[1] * HalfAxes[1];
   const double weights[2] = {hy2, hx2};
@@ -156,10 +160,6 @@ bool trelCylinder::IntersectRay(double x, double y, double z, double dx, double 
   double p[3];
   ToCenter(x, y, z, p);
   trelCylinderRay ray = {p, d, HalfAxes[2], {weights, p, d, hx2 * hy2}, {p[0], p[1]}};
-  const PointRelation relation = LocatePoint(x, y, z);
-  // What the caller knows counts on the surface only.
-  const RayCase rayCase =
-      ClassifyRay(relation, relation == PointOnBoundary ? raySide : static_cast<int>(relation));
   // A ray along the axis has A = B = D = 0 and passes. A little below 0 the rounding of a grazing
   // ray is forgiven where no root is needed. NaN shows in D, but for z.
   const double lowest = rayCase == RayCaseTouching ? -GeometryTolerance : 0.0;
@@ -168,7 +168,7 @@ bool trelCylinder::IntersectRay(double x, double y, double z, double dx, double 
   double t = 0.0;
   if (!HitByCase(ray, rayCase, &t, face)) return false;
   // Not a number: from the plane of a cap, along it.
-  if (std::isnan(t) || t < 0.0 || *distance < t) return false;
+  if (!(t >= 0.0) || *distance < t) return false;
 
   trelVector normal = {0.0, 0.0, *face == CylinderFaceBottom ? -1.0 : 1.0};
   if (*face == CylinderFaceSide) normal = Normalized({ray.Hit[0] / hx2, ray.Hit[1] / hy2, 0.0});

@@ -48,7 +48,7 @@ bool trelEllipsoid::IntersectRay(double x, double y, double z, double dx, double
   // A ray that touches needs no root, but NaN is a miss for it too.
   if (std::isnan(equation.D) || (equation.D < 0.0 && rayCase != RayCaseTouching)) return false;
   const double t = DistanceAlong(equation, rayCase);
-  if (std::isnan(t) || t < 0.0 || t > *distance) return false;
+  if (!(t >= 0.0) || t > *distance) return false;
 
   const trelVector normal =
       Normalized({(t * d[0] + p[0]) / squares[0], (t * d[1] + p[1]) / squares[1],
