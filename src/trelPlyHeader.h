@@ -41,11 +41,9 @@ struct PlyProperty
   int value_size = 0;
   int list_count_size = 0;
 
-  /** Whether a value is a list, with its length in front. */
   bool is_list() const { return kind == PlyVertexIndices || kind == PlyOtherList; }
 };
 
-/** What a table of the file holds, by its name. */
 enum PlyElementKind
 {
   PlyVertexElement = 0,
@@ -60,11 +58,10 @@ struct PlyElement
   std::int32_t count = 0;
   std::vector<PlyProperty> properties;
 
-  /** Whether the table has such a column. */
+  /** Whether a column is of that kind. */
   bool has(PlyPropertyKind property) const;
 };
 
-/** How the file stores its data, by its "format" line. */
 enum PlyFormat
 {
   PlyAscii = 0,
