@@ -39,7 +39,7 @@ public:
    * them for read_vert_data(). */
   bool read_face_data(std::uint32_t* faces);
 
-  /** The counts of the header, which check_counts() holds against the size of the file. */
+  /** What the header announces, known once the file is open; may be negative. */
   std::int32_t number_of_vertices() const { return header.VertexCount; }
   std::int32_t number_of_faces() const { return header.FaceCount; }
   /** True unless the vertices have nx, ny and nz; known when they have been read. */

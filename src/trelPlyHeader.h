@@ -41,9 +41,11 @@ struct PlyProperty
   int value_size = 0;
   int list_count_size = 0;
 
+  /** Whether a length stands in front, and that many numbers behind it. */
   bool is_list() const { return kind == PlyVertexIndices || kind == PlyOtherList; }
 };
 
+/** What the rows of an element are, by its name. */
 enum PlyElementKind
 {
   PlyVertexElement = 0,
@@ -62,6 +64,7 @@ struct PlyElement
   bool has(PlyPropertyKind property) const;
 };
 
+/** How the numbers behind the header are written. */
 enum PlyFormat
 {
   PlyAscii = 0,
@@ -81,6 +84,7 @@ struct trelPlyHeader
   /** Takes a line, of one token at least, that neither begins nor ends the header. */
   void TakeLine(const std::vector<std::string_view>& tokens);
 
+  /** Unknown until a line names one of the three. */
   PlyFormat Format = PlyUnknownFormat;
   /** The rows of the last element called "vertex", and of the last called "face"; 0 without one. */
   std::int32_t VertexCount = 0;
