@@ -116,6 +116,7 @@ public:
     Add("box of triangles", Trace(BoxSurface({1, 2, 3}, {2, 1, 0.5})), 8);
     Add("horseshoe", Trace(Horseshoe(12), true), 4.8 * 3 * 4, 0.3);
     Add("hollow ball", Trace(HollowBall(), true), Pi * 4 / 3 * (8 - 1.728), 1);
+    Add("needles", Trace(BoxSurface({1, 1, 1}, {3, 1e-3, 2e-3}, 6)), 4.8e-5, 1e-4);
     Add("tetrahedra", CubeInCube(4, 1, 3), 64);
   }
   ~Shapes()
@@ -231,6 +232,7 @@ TEST(ExactGeometry, AStartOnABallFindsTheFarSide)
   numbers_.Start(3, 0, 0);
   trelShapeObject* ball = Make(ShapeEllipsoid, {0, 0, 0}, {5, 5, 5});
   ball->Register();
+  int seen = 0;
   for (int i = 0; i < 10000; ++i) {
     const trelVector n = Direction(false), d = Direction(false);
     const double cosine = -Dot(n, d);
@@ -238,7 +240,9 @@ TEST(ExactGeometry, AStartOnABallFindsTheFarSide)
     trelHit hit;
     ASSERT_TRUE(ball->FindCrossing({5.0 * n, d}, 1e-9, HUGE_VAL, &hit));
     EXPECT_NEAR(hit.Distance, 10 * cosine, 1e-14 / cosine);
+    ++seen;
   }
+  EXPECT_GT(seen, 3000);
   ball->UnRegister();
 }
 
@@ -416,7 +420,11 @@ TEST(ExactGeometry, ChangesAlongARayAreThoseOfItsPoints)
     const bool planar = outer.GetTraits().IsPlanar();
     int changes = 0;
     for (int i = 0; i < 1000; ++i) {
-      const trelRay ray = {PointIn(Widened(outer)), Direction(planar)};
+      trelRay ray = {PointIn(Widened(outer)), Direction(planar)};
+      // Some run through corners, along edges and in faces, where a point is in no one tissue.
+      const bool special = i % 5 == 0;
+      for (int a = 0; special && a < 3; ++a)
+        ray.Origin[a] = std::round(2 * ray.Origin[a]) / 2;
       trelTissueChange change;
       if (!model.Map.FindEntry(ray, &change)) continue;
       for (int n = 0; change.Tissue >= 0; ++n, ++changes) {
@@ -429,7 +437,7 @@ TEST(ExactGeometry, ChangesAlongARayAreThoseOfItsPoints)
             << c.Name;
         const double to = change.Hit.Distance;
         ASSERT_NE(change.Tissue, tissue) << c.Name;
-        for (int k = 0; k < 5 && to - from > 1e-4; ++k) {
+        for (int k = 0; k < 5 && to - from > 1e-4 && !special; ++k) {
           const double t = Uniform(from + 2e-5, to - 2e-5);
           ASSERT_EQ(model.Locate(ray.At(t)), tissue) << c.Name << " at " << t;
         }
@@ -438,7 +446,7 @@ TEST(ExactGeometry, ChangesAlongARayAreThoseOfItsPoints)
                    outer.Holds(ray.At(change.Hit.Distance + 1e-5)))
           << c.Name;
     }
-    EXPECT_GT(changes, 500) << c.Name;
+    EXPECT_GT(changes, 300) << c.Name;
   }
 }
 
