@@ -23,7 +23,9 @@ void trelDetectorResult::ReleasePlaneResult()
 void trelDetectorResult::ReleaseFiberResult()
 {
   if (DetectorType != DetectorFiber) return;
-  FiberGrids.Release(GridTransmittance);
+  for (trelGridSet& grids : FiberGrids)
+    grids.Release(GridTransmittance);
+  FiberTimeTotals.Release(GridTransmittance);
   std::fill(std::begin(FiberTotals), std::end(FiberTotals), 0.0);
 }
 
@@ -66,7 +68,22 @@ bool trelDetectorResult::InitializeFiber(const trelSimulationParameter& paramete
     ErrorMacro("error happens while compute fiberdetector count!");
     return false;
   }
+  ChooseDomains(parameter);
   return InitializeFiberGrids();
+}
+
+/** The classic rules know the continuous-wave grids only, whatever the domains of the run. */
+void trelDetectorResult::ChooseDomains(const trelSimulationParameter& parameter)
+{
+  Rules = parameter.GetRules();
+  if (Rules == RulesClassic) return;
+  HasDomain[GridCW] = parameter.GetContinuousWave();
+  HasDomain[GridTD] = parameter.GetTimeDomain();
+  for (const trelGridDomain domain : {GridFDReal, GridFDImag, GridFDAmp, GridFDPha})
+    HasDomain[domain] = parameter.GetFrequencyDomain();
+  if (!HasDomain[GridTD]) return;
+  Window.Time = {parameter.GetTimeStart(), parameter.GetTimeEnd(), parameter.GetTimeStep(),
+                 parameter.GetNumberOfTimeSteps()};
 }
 
 /** The cells that go with the solid. */
@@ -110,7 +127,7 @@ bool trelDetectorResult::InitializeFiberRoi(const trelSimulationParameter& param
   parameter.GetSeparations(separations);
   trelScoringRegion region;
   region.SetSeparations(separations);
-  region.Compute(*shape, {FindAxes(GetUses()), false, false});
+  region.Compute(*shape, {FindAxes(GetUses()), false, false, parameter.GetRules() == RulesClassic});
   // An ellipsoid has no bins along the radius, and an empty range.
   FiberRadius = FiberCoordinate == CoordinateSpherical ? 0.0 : region.GetROI()[2 * AxisRadial + 1];
   Window = region.MakeWindow(shape);
@@ -136,7 +153,7 @@ bool trelDetectorResult::InitializeFiberGrids()
 {
   ReleaseFiberResult();
   const bool isServed = GetShapeTraits(FiberShape).Role == RoleBodyOrFiber;
-  const bool allocated = isServed && FiberGrids.Allocate(GetUses(), Save, Window);
+  const bool allocated = isServed && AllocateFiberGrids();
   if (isServed && !allocated) {
     ErrorMacro(
         "Out of memory while allocating memory for FiberDetectortance matrix, please check the "
@@ -144,6 +161,14 @@ bool trelDetectorResult::InitializeFiberGrids()
   }
   if (!allocated) ErrorMacro("Error happens while initializing FiberDetectortance results!");
   return allocated;
+}
+
+bool trelDetectorResult::AllocateFiberGrids()
+{
+  for (int domain = 0; domain < NumberOfGridDomains; ++domain) {
+    if (HasDomain[domain] && !FiberGrids[domain].Allocate(GetUses(), Save, Window)) return false;
+  }
+  return !HasDomain[GridTD] || FiberTimeTotals.Allocate(GridTransmittance, Window.Time.Count);
 }
 
 void trelDetectorResult::ComputeTotalDetection()
@@ -162,8 +187,14 @@ void trelDetectorResult::ComputeTotalDetection()
 
 void trelDetectorResult::FinalizeFiber()
 {
-  FiberGrids.Sum(GridTransmittance, FiberTotals);
-  FiberGrids.Normalize(GridTransmittance, Window);
+  FiberGrids[GridCW].Sum(GridTransmittance, FiberTotals);
+  if (Rules == RulesClassic) {
+    FiberGrids[GridCW].Normalize(GridTransmittance, Window);
+    return;
+  }
+  if (HasDomain[GridTD]) FiberTimeTotals.Sum(GridTransmittance, FiberGrids[GridTD]);
+  DivideByTrueMeasures(FiberGrids, Window);
+  ComputeAmplitudeAndPhase(FiberGrids, Rules);
 }
 
 void trelDetectorResult::ComputePlaneRange()

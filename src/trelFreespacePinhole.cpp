@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include "trelDetectorArrayResult.h"
 #include "trelDetectorResult.h"
@@ -37,7 +38,9 @@ bool trelFreespacePinhole::Execute()
   PixelsDone = 0;
   const auto detectors = Parameter->GetDetectors()->GetItems<trelDetector>();
   CollectImages();
-  for (std::int32_t i = 0; i < planes; ++i) {
+  const bool all = Parameter->GetRules() == RulesExact;
+  const std::int32_t last = all ? Parameter->GetNumberOfDetectors() : planes;
+  for (std::int32_t i = 0; i < last; ++i) {
     const trelDetector* detector = detectors[static_cast<std::size_t>(i)];
     if (detector->GetDetectorType() != DetectorPlane) continue;
     if (!ImageDetector(*static_cast<const trelPlaneDetector*>(detector), i)) return false;
@@ -83,13 +86,11 @@ static bool FindPixelSteps(VerticalPlane vertical, const trelVector& n, double w
  */
 static bool MakeView(const trelPlaneDetector& detector, trelPinholeView* view)
 {
-  trelVector center;
   double width = 0.0;
   double height = 0.0;
-  detector.GetCenter(&center.X, &center.Y, &center.Z);
-  detector.GetNormal(&view->Normal.X, &view->Normal.Y, &view->Normal.Z);
   detector.GetSize(&width, &height);
   detector.GetResolution(&view->Columns, &view->Rows);
+  view->Normal = detector.GetNormal();
   const double i = detector.GetImageDistance();
   const double f = detector.GetFocalLength();
   const double o = f * i / (i - f);
@@ -98,8 +99,8 @@ static bool MakeView(const trelPlaneDetector& detector, trelPinholeView* view)
                       height / view->Rows * m, &view->ColumnStep, &view->RowStep)) {
     return false;
   }
-  view->Lens = center + i * view->Normal;
-  const trelVector middle = center + (o + i) * view->Normal;
+  view->Lens = detector.GetCenter() + i * view->Normal;
+  const trelVector middle = detector.GetCenter() + (o + i) * view->Normal;
   view->FirstPixel = middle - 0.5 * ((view->Columns - 1) * view->ColumnStep) -
                      0.5 * ((view->Rows - 1) * view->RowStep);
   return true;
@@ -107,13 +108,17 @@ static bool MakeView(const trelPlaneDetector& detector, trelPinholeView* view)
 
 bool trelFreespacePinhole::ImageDetector(const trelPlaneDetector& detector, int index)
 {
-  trelVector center;
-  detector.GetCenter(&center.X, &center.Y, &center.Z);
-  if (Parameter->GetMedium()->GetTissueIndex(center.X, center.Y, center.Z) != -1) return true;
+  if (IsInMedium(detector.GetCenter())) return true;
   trelPinholeView view;
   if (!MakeView(detector, &view) || !ImagePixels(view, index)) return false;
   ReportProgress(ProgressMaximum);
   return true;
+}
+
+bool trelFreespacePinhole::IsInMedium(const trelVector& point) const
+{
+  if (Parameter->GetRules() == RulesExact) return Parameter->GetOuterShape()->Holds(point);
+  return Parameter->GetMedium()->GetTissueIndex(point.X, point.Y, point.Z) != -1;
 }
 
 bool trelFreespacePinhole::ImagePixels(const trelPinholeView& view, int index)
@@ -148,6 +153,9 @@ bool trelFreespacePinhole::ImagePixel(const trelPinholeView& view, const trelVec
   trelRay ray;
   trelHit hit;
   if (!FindChiefRay(view.Lens, pixelPoint, &ray)) return false;
+  if (Parameter->GetRules() == RulesExact) {
+    return ImagePixelExactly({view.Lens, ray.Direction}, index, row, column);
+  }
   if (!FindSurface(ray, &hit)) return true;
   SurfaceElement element;
   const trelVector hitPoint = ray.At(hit.Distance);
@@ -161,6 +169,22 @@ bool trelFreespacePinhole::ImagePixel(const trelPinholeView& view, const trelVec
     const double value = GetSurfaceValue(static_cast<int>(k), hit.Face, element);
     trelGrid* image = detector < Images[k].size() ? Images[k][detector] : nullptr;
     if (value != 0.0 && image) (*image)(row, column) = factor * value;
+  }
+  return true;
+}
+
+/** The ray starts at the lens: what stands before the object plane is seen, too. */
+bool trelFreespacePinhole::ImagePixelExactly(const trelRay& ray, int index, int row, int column)
+{
+  trelHit hit;
+  constexpr double endless = std::numeric_limits<double>::infinity();
+  if (!Parameter->GetOuterShape()->FindCrossing(ray, 0.0, endless, &hit)) return true;
+  if (!(Dot(hit.Normal, ray.Direction) < 0.0)) return true;  // the lens stands inside
+  const trelVector point = ray.At(hit.Distance);
+  const auto detector = static_cast<std::size_t>(index);
+  for (std::size_t k = 0; k < Images.size(); ++k) {
+    trelGrid* image = detector < Images[k].size() ? Images[k][detector] : nullptr;
+    if (image) (*image)(row, column) = GetFlux(static_cast<int>(k), hit.Face, point) / Pi;
   }
   return true;
 }
@@ -204,6 +228,21 @@ static trelGridId FindGrid(ShapeType shape, CoordinateType coordinate, int face)
     if (use.Face == AnyFace || use.Face == face) return use.Grid;
   }
   return NumberOfGrids;
+}
+
+/** The flux of the cell of a point of the surface by the exact rules; 0 if it has none. */
+double trelFreespacePinhole::GetFlux(int spectrumIndex, int face, const trelVector& point) const
+{
+  const ShapeType shape = Parameter->GetOuterShape()->GetShapeType();
+  const trelGridId id = FindGrid(shape, Parameter->GetTransmittanceCoordinate(), face);
+  const trelMediumResult* record = Result->GetMediumResult(spectrumIndex);
+  const trelGrid* grid = record && id != NumberOfGrids ? record->GetGrid(GridCW, id) : nullptr;
+  if (!grid) return 0.0;
+  const double position[3] = {point.X, point.Y, point.Z};
+  const auto locate = GetGridDescription(id).LocateExactly;
+  auto cell = static_cast<std::size_t>(face);
+  if (locate && !locate(record->GetWindow(), position, &cell)) return 0.0;
+  return cell < grid->GetNumberOfCells() ? grid->GetCells()[cell] : 0.0;
 }
 
 /** A cell of a grid by two indices; 0 if there is none. */

@@ -23,6 +23,10 @@ struct trelPinholeView;
  * the surface there the flux per mm^2 times the Lambert transfer from the element to a patch of
  * unit area at P. The aperture of the lens has no part in it.
  *
+ * Under the exact rules a pixel is the radiance of what it sees, flux / pi (1/mm^2/sr), as if all
+ * that leaves were Lambertian: the flux is that of the cell of the first point at which the ray
+ * from L meets the outermost shape from outside, however far away. All plane detectors are imaged.
+ *
  * The surface must have been finished; only the images are written. One ray a pixel, on the calling
  * thread.
  * @sa trelSurfaceElement
@@ -35,10 +39,10 @@ public:
   ~trelFreespacePinhole() override;
 
   /**
-   * Fills the images and finishes the records of all detectors. Of the n plane detectors those are
-   * imaged that stand among the first n detectors. False without a report, which is the caller's:
-   * if the surface has no continuous-wave transmittance, a detector's normal does not fit its
-   * vertical plane, or a stop is requested.
+   * Fills the images and finishes the records of all detectors. Of n plane detectors the classic
+   * rules image those that stand among the first n detectors. False without a report, which is the
+   * caller's: if the surface has no continuous-wave transmittance, a detector's normal does not fit
+   * its vertical plane, or a stop is requested.
    */
   bool Execute() override;
 
@@ -73,6 +77,9 @@ private:
   bool ImagePixel(const trelPinholeView& view, const trelVector& pixelPoint, int index, int row,
                   int column);
   bool FindSurface(const trelRay& ray, trelHit* hit) const;
+  bool IsInMedium(const trelVector& point) const;
+  bool ImagePixelExactly(const trelRay& ray, int index, int row, int column);
+  double GetFlux(int spectrumIndex, int face, const trelVector& point) const;
   void CountPixel(std::int64_t pixels);
 
   std::vector<std::vector<trelGrid*>> Images;  ///< by spectrum and detector, for this run

@@ -1,8 +1,10 @@
 #include "trelGridSet.h"
 
 #include <algorithm>
+#include <cmath>
 #include <numeric>
 
+#include "trelCellMeasures.h"
 #include "trelMeshSurface.h"
 
 void trelGridRange::Include(const double* cells, std::size_t numberOfCells)
@@ -117,6 +119,22 @@ void trelGridSet::NormalizeGrid(trelGridId grid, const trelGridWindow& window)
   }
 }
 
+void trelGridSet::Divide(trelGridId grid, const trelCellMeasures& measures)
+{
+  if (!Grids[grid]) return;
+  const trelGridLayout layout = GetLayout(grid);
+  double* cell = Grids[grid]->GetCells();
+  for (std::int32_t bin = 0; bin < layout.Bins; ++bin) {
+    for (std::int32_t i = 0; i < layout.Rows; ++i) {
+      for (std::int32_t j = 0; j < layout.Columns; ++j) {
+        for (std::int32_t k = 0; k < layout.Depth; ++k, ++cell) {
+          if (*cell != 0.0) *cell /= measures.Get(i, j, k);
+        }
+      }
+    }
+  }
+}
+
 /** Gives each vertex the mean of the faces around it; the cells of the faces are raw sums. */
 static void AverageAroundVertices(const trelMeshSurface& mesh, const double* faces,
                                   const double* areaSum, double* vertices)
@@ -165,4 +183,48 @@ trelGridRange trelGridSet::GetRange(trelGridKind kind) const
     if (Grids[id]) range.Include(Grids[id]->GetCells(), Grids[id]->GetNumberOfCells());
   }
   return range;
+}
+
+void DivideByTrueMeasures(trelGridSet* sets, const trelGridWindow& window)
+{
+  for (int k = 0; k < TransmittanceMeshFace; ++k) {
+    const auto id = static_cast<trelGridId>(k);
+    if (!sets[GridCW].Get(id) && !sets[GridTD].Get(id) && !sets[GridFDReal].Get(id)) continue;
+    const trelCellMeasures measures(id, window);
+    for (const trelGridDomain domain : {GridCW, GridTD, GridFDReal, GridFDImag})
+      sets[domain].Divide(id, measures);
+  }
+}
+
+/** The phase of real + i imag in degrees by the one-argument arc tangent. */
+static double PhaseDegrees(double real, double imag)
+{
+  if (real != 0.0) return std::atan(imag / real) * 57.29577951308232;
+  if (imag > 0.0) return 90.0;
+  return imag < 0.0 ? -90.0 : 0.0;
+}
+
+/** The same with the quadrant, by the exact rules. */
+static double PhaseDegreesExactly(double real, double imag)
+{
+  return std::atan2(imag, real) / RadiansPerDegree;
+}
+
+void ComputeAmplitudeAndPhase(const trelGridSet* sets, trelRules rules)
+{
+  const auto phaseOf = rules == RulesExact ? &PhaseDegreesExactly : &PhaseDegrees;
+  for (int k = 0; k < NumberOfGrids; ++k) {
+    const auto id = static_cast<trelGridId>(k);
+    const trelGrid* real = sets[GridFDReal].Get(id);
+    const trelGrid* imag = sets[GridFDImag].Get(id);
+    trelGrid* amplitude = sets[GridFDAmp].Get(id);
+    trelGrid* phase = sets[GridFDPha].Get(id);
+    if (!real || !imag || !amplitude || !phase) continue;
+    for (std::size_t cell = 0; cell < real->GetNumberOfCells(); ++cell) {
+      const double re = real->GetCells()[cell];
+      const double im = imag->GetCells()[cell];
+      amplitude->GetCells()[cell] = std::sqrt(re * re + im * im);
+      phase->GetCells()[cell] = phaseOf(re, im);
+    }
+  }
 }

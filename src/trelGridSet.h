@@ -6,6 +6,7 @@
 #include "trelGrid.h"
 #include "trelGridTable.h"
 
+class trelCellMeasures;
 class trelMeshSurface;
 
 /**
@@ -35,8 +36,8 @@ struct trelGridLayout
 };
 
 /**
- * The largest and the smallest of the cells seen. Where nothing was seen it holds what it starts
- * with: 1e-15 and 1e15 as 32-bit floats have them.
+ * The largest and the smallest of the included cells. Without any it keeps its initial values,
+ * 1e-15 and 1e15 rounded to 32-bit floats.
  */
 struct trelGridRange
 {
@@ -53,7 +54,7 @@ struct trelGridRange
  *
  * A set knows the table of grids and a window, not whose they are: the record of a medium has six
  * sets, that of a fibre one. Grids that were not allocated are passed over by every operation.
- * Nothing here reports; the owner says what failed.
+ * No operation reports an error; the owner does.
  *
  * Cells are raw sums of weight until Normalize() divides them by their measure, once.
  */
@@ -89,6 +90,10 @@ public:
   /** Divides the cells by their measure: length, area or volume, in mm to the power of 1 to 3. */
   void Normalize(trelGridKind kind, const trelGridWindow& window);
 
+  /** Divides the cells of @p grid, if it exists, by @p measures: what the exact rules do instead.
+   */
+  void Divide(trelGridId grid, const trelCellMeasures& measures);
+
   /**
    * Turns the raw sums of the faces of a mesh into flux: a vertex gets the mean over the faces
    * around it, weighted by area, a face its weight over its area. False if there is no memory for
@@ -105,5 +110,13 @@ private:
   trelGridDomain Domain;
   std::unique_ptr<trelGrid> Grids[NumberOfGrids];
 };
+
+// What is done to the sets of all domains of a record, @p sets by trelGridDomain.
+
+/** Divides raw sums by the true measures of the cells, but for meshes. */
+void DivideByTrueMeasures(trelGridSet* sets, const trelGridWindow& window);
+/** Amplitude and phase, degrees, from real and imaginary parts. The phase is -90 to 90 under the
+ *  classic rules, which do not recover the quadrant, and -180 to 180 under the exact. */
+void ComputeAmplitudeAndPhase(const trelGridSet* sets, trelRules rules);
 
 #endif

@@ -123,25 +123,28 @@ static double AreaDA(const trelGridWindow& w, int i, int j)
          RadiansOfSinglePi(w.Bins[GridA].Separation);
 }
 
-/** The axes of a grid and the function that finds a cell along them. */
+/** The axes of a grid and the functions that find a cell along them. */
 struct trelGridAxes
 {
   int Number;
   trelGridAxis Axes[3];
   bool (*Locate)(const trelGridWindow&, const double[3], std::size_t*);
+  bool (*LocateExactly)(const trelGridWindow&, const double[3], std::size_t*);
 };
 
 template <trelGridAxis... axes>
 static constexpr trelGridAxes MakeAxes()
 {
   constexpr std::array<trelGridAxis, sizeof...(axes)> list{axes...};
-  trelGridAxes made{static_cast<int>(list.size()), {GridX, GridX, GridX}, nullptr};
+  trelGridAxes made{static_cast<int>(list.size()), {GridX, GridX, GridX}, nullptr, nullptr};
   for (std::size_t k = 0; k < list.size(); ++k)
     made.Axes[k] = list[k];
   if constexpr (list[0] == GridD) {
     made.Locate = &LocateCellDA;
+    made.LocateExactly = &LocateCellDAExactly;
   } else if constexpr (list[0] < GridMeshFace) {
     made.Locate = &LocateCell<axes...>;
+    made.LocateExactly = &LocateCellExactly<axes...>;
   }
   return made;
 }
@@ -159,6 +162,7 @@ static constexpr trelGridDescription MakeRow(const char* name, trelGridKind kind
           axes.Number,
           {axes.Axes[0], axes.Axes[1], axes.Axes[2]},
           axes.Locate,
+          axes.LocateExactly,
           cw,
           td,
           fd};

@@ -30,7 +30,7 @@ constexpr double GridTolerance = 1e-12;
  * digits. */
 constexpr double PiSingle = 3.1415927410125732;
 
-/** An angle in degrees as an arc: the order of the factors shows in the last digits. */
+/** Degrees as radians. The order of the factors shows in the last digits of results. */
 inline double RadiansOfSinglePi(double degrees)
 {
   return degrees * PiSingle / 180.0;
@@ -83,8 +83,23 @@ struct trelGridBins
     return true;
   }
 
+  /** Locate() of the exact rules: the upper bound of the range belongs to the last bin, and the
+   *  slack grows with the bounds, as rounding does. */
+  bool LocateClosed(double q, std::int32_t* bin) const
+  {
+    return LocateWithin(q, bin) || LocateAtBounds(q, bin);
+  }
+
+  /** Where bin @p k begins and the one before it ends: the maximum for k = Count. */
+  double GetBorder(std::int32_t k) const { return k < Count ? k * Separation + Minimum : Maximum; }
+  /** The width of bin @p k: of the last one what is left of the range. */
+  double GetWidth(std::int32_t k) const { return GetBorder(k + 1) - GetBorder(k); }
+
   /** The middle of the bin. */
   double Midpoint(std::int32_t bin) const { return (bin + 0.5) * Separation + Minimum; }
+
+private:
+  TREL_RARE bool LocateAtBounds(double q, std::int32_t* bin) const;
 };
 
 /**
@@ -98,6 +113,9 @@ struct trelGridWindow
   double Center[3] = {0.0, 0.0, 0.0};
   double HalfAxis[3] = {0.0, 0.0, 0.0};
 };
+
+/** Angles between radians and degrees, with the double nearest to pi. */
+constexpr double RadiansPerDegree = 3.141592653589793 / 180.0;
 
 /** Azimuth in degrees of the point (dx, dy) at distance r from the centre; NaN at r = 0. */
 inline double AzimuthDegrees(double dx, double dy, double r)
@@ -175,11 +193,48 @@ bool LocateCell(const trelGridWindow& window, const double position[3], std::siz
          LocateCellAtEdge<axes...>(window, position, cell);
 }
 
+/** LocateAzimuth() of the exact rules: a point on the axis has the first azimuth. */
+bool LocateAzimuthExactly(const trelGridBins& bins, double dx, double dy, std::int32_t* bin);
+
+/** LocateBin() of the exact rules. */
+template <trelGridAxis axis>
+inline bool LocateBinExactly(const trelGridWindow& window, const double position[3],
+                             std::int32_t* bin)
+{
+  const trelGridBins& bins = window.Bins[axis];
+  if constexpr (axis <= GridZ) {
+    return bins.LocateClosed(position[axis], bin);
+  } else {
+    const double dx = position[0] - window.Center[0];
+    const double dy = position[1] - window.Center[1];
+    if constexpr (axis == GridA) return LocateAzimuthExactly(bins, dx, dy, bin);
+    return bins.LocateClosed(std::sqrt(dx * dx + dy * dy), bin);
+  }
+}
+
+/** LocateCell() of the exact rules: no point of the region is without a cell. */
+template <trelGridAxis... axes>
+bool LocateCellExactly(const trelGridWindow& window, const double position[3], std::size_t* cell)
+{
+  std::size_t index = 0;
+  std::int32_t bin = 0;
+  const bool found = ((LocateBinExactly<axes>(window, position, &bin) &&
+                       (index = index * static_cast<std::uint32_t>(window.Bins[axes].Count) +
+                                static_cast<std::uint32_t>(bin),
+                        true)) &&
+                      ...);
+  if (found) *cell = index;
+  return found;
+}
+
 /**
  * The cell on the surface of an ellipsoid, by deflection and azimuth about its centre. The rows are
  * stored from high deflection to low; files and the imaging of detectors depend on it.
  */
 bool LocateCellDA(const trelGridWindow& window, const double position[3], std::size_t* cell);
+
+/** LocateCellDA() of the exact rules, in the same order of rows. */
+bool LocateCellDAExactly(const trelGridWindow& window, const double position[3], std::size_t* cell);
 
 /** The bins of LocateCellDA() as they are counted, from low deflection to high. */
 bool LocateBinsDA(const trelGridWindow& window, const double position[3], std::int32_t* binD,

@@ -31,6 +31,13 @@ const trelTraceableMesh::ReaderEnding* trelMCTriangleMesh::GetReaderEndings() co
   return endings;
 }
 
+void trelMCTriangleMesh::ClearMesh()
+{
+  trelTraceableMesh::ClearMesh();
+  AreaSums = {};
+  BodyVoxels = {};
+}
+
 bool trelMCTriangleMesh::ImportData(const trelMesh* mesh)
 {
   return ImportMesh(dynamic_cast<const trelTriangleMesh*>(mesh));
@@ -97,8 +104,7 @@ static std::vector<std::pair<std::uint32_t, std::uint32_t>> FindOpenEdges(
 }
 
 /** Warns if the surface is not closed or meets itself along an edge: then the inside cannot be told
- *  from the outside reliably. The check is a service: without memory for it the mesh can be traced.
- */
+ *  from the outside reliably. Without memory for the check the mesh is traced unchecked. */
 void trelMCTriangleMesh::WarnOfOpenEdges() const
 {
   FitsInMemory([&] {
@@ -244,4 +250,69 @@ bool trelMCTriangleMesh::SampleSurface(trelUniformNumbers& numbers, trelVector* 
     if (SampleTriangleMeshSurface(numbers, point)) return true;
   }
   return false;
+}
+
+void trelMCTriangleMesh::SumAreas() const
+{
+  AreaSums.clear();
+  double sum = 0.0;
+  for (const trelTraceableTriangle& triangle : Triangles)
+    AreaSums.push_back(sum += triangle.Area);
+}
+
+void trelMCTriangleMesh::ListVoxels() const
+{
+  const trelVoxelTable& table = GetVoxelTable();
+  BodyVoxels.clear();
+  for (std::size_t cell = 0; !table.IsEmpty() && cell < table.GetNumberOfVoxels(); ++cell) {
+    // Far from the origin rounding may place points of a voxel into the next one.
+    if (table.GetState(cell) != trelVoxelTable::NoRegion || !table.IsNearOrigin()) {
+      BodyVoxels.push_back(static_cast<std::uint32_t>(cell));
+    }
+  }
+}
+
+bool trelMCTriangleMesh::PrepareSampling() const
+{
+  if (!HasPoints() || !EnsureTable()) return false;
+  return FitsInMemory([this] {
+    SumAreas();
+    ListVoxels();
+  });
+}
+
+bool trelMCTriangleMesh::SampleVolumeUniformly(trelUniformNumbers& numbers, trelVector* point) const
+{
+  const trelVoxelTable& table = GetVoxelTable();
+  const auto count = static_cast<double>(BodyVoxels.size());
+  for (int attempt = 0; !BodyVoxels.empty() && attempt < MaximumAttempts; ++attempt) {
+    // The number of voxels is small enough that the product stays below it.
+    const auto drawn = static_cast<std::size_t>(numbers.NextRandom() * count);
+    const trelBox box = table.GetBox(BodyVoxels[drawn]);
+    for (int axis = 0; axis < 3; ++axis)
+      (*point)[axis] = box.Low[axis] + numbers.NextRandom() * (box.High[axis] - box.Low[axis]);
+    if (Holds(*point)) return true;
+  }
+  return false;
+}
+
+bool trelMCTriangleMesh::SampleSurfaceUniformly(trelUniformNumbers& numbers,
+                                                trelVector* point) const
+{
+  if (AreaSums.empty() || !(AreaSums.back() > 0.0)) return false;
+  const double drawn = numbers.NextRandom() * AreaSums.back();
+  const auto above = std::upper_bound(AreaSums.begin(), std::prev(AreaSums.end()), drawn);
+  const trelTraceableTriangle& triangle =
+      Triangles[static_cast<std::size_t>(above - AreaSums.begin())];
+  const trelVector a = Vertices[triangle.Vertices[0]].Position();
+  const trelVector b = Vertices[triangle.Vertices[1]].Position();
+  const trelVector c = Vertices[triangle.Vertices[2]].Position();
+  double u = numbers.NextRandom(), v = numbers.NextRandom();
+  // The half of the parallelogram beyond the triangle is turned into it.
+  if (u + v > 1.0) {
+    u = 1.0 - u;
+    v = 1.0 - v;
+  }
+  *point = a + u * (b - a) + v * (c - a);
+  return true;
 }

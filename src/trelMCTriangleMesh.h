@@ -32,7 +32,13 @@ public:
                     int* face, double* nx, double* ny, double* nz, int raySide) const override;
   double ComputeMeasure() const override;
   bool SampleSurface(trelUniformNumbers& numbers, trelVector* point) const override;
+  /** Sums up the areas and lists the voxels that the body reaches into. */
+  bool PrepareSampling() const override;
+  /** By rejection in these voxels. */
+  bool SampleVolumeUniformly(trelUniformNumbers& numbers, trelVector* point) const override;
+  bool SampleSurfaceUniformly(trelUniformNumbers& numbers, trelVector* point) const override;
 
+  void ClearMesh() override;
   /** Takes over a copy of @p mesh. False, and empty, if it cannot be traced. */
   bool ImportMesh(const trelTriangleMesh* mesh);
 
@@ -51,6 +57,12 @@ protected:
 private:
   bool SampleTriangleMeshSurface(trelUniformNumbers& numbers, trelVector* point) const;
   void WarnOfOpenEdges() const;
+  void SumAreas() const;
+  void ListVoxels() const;
+
+  // Made by PrepareSampling().
+  mutable std::vector<double> AreaSums;           ///< by triangle: area of all up to it, mm^2
+  mutable std::vector<std::uint32_t> BodyVoxels;  ///< those that are not wholly outside
 };
 
 #endif

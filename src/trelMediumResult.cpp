@@ -31,6 +31,10 @@ bool trelMediumResult::Initialize(const trelSimulationParameter* parameter)
 {
   if (!parameter) return false;
   InitializeRoi(parameter);  // without the faces of its mesh a run still has its other grids
+  if (ScoresFluence && !AbsorbedTotals.Allocate(Window.Time.Count)) {
+    ErrorMacro(OutOfMemoryTexts[GridAbsorption]);
+    return false;
+  }
   if (DomainCW && !(InitializeCWAbsorption(parameter) && InitializeCWTransmittance(parameter) &&
                     InitializePhotonFlyTimes(parameter))) {
     return false;
@@ -50,6 +54,8 @@ bool trelMediumResult::InitializeRoi(const trelSimulationParameter* parameter)
   DomainFD = parameter->GetFrequencyDomain();
   AbsorptionOutput = parameter->GetSaveAbsorption();
   TransmittanceOutput = parameter->GetSaveTransmittance();
+  Rules = parameter->GetRules();
+  ScoresFluence = Rules == RulesExact && AbsorptionOutput && parameter->GetSaveFluenceRate();
   if (DomainTD) {
     Window.Time = {parameter->GetTimeStart(), parameter->GetTimeEnd(), parameter->GetTimeStep(),
                    parameter->GetNumberOfTimeSteps()};
@@ -210,12 +216,17 @@ void trelMediumResult::ReleaseResults()
     for (const trelGridDomains domains : {DomainsCW, DomainsTD, DomainsFD})
       ReleaseGrids(kind, domains);
   }
+  AbsorbedTotals.Release();
   PhotonFlyTimes.Release();
   Mesh.Release();
 }
 
 void trelMediumResult::Finalize(const trelSimulationParameter* parameter, bool fluenceRate)
 {
+  if (Rules == RulesExact) {
+    FinalizeExactly();
+    return;
+  }
   if (DomainCW) {
     SumCWAbsorption();
     SumCWTransmittance();
@@ -234,6 +245,33 @@ void trelMediumResult::Finalize(const trelSimulationParameter* parameter, bool f
   }
   if (fluenceRate) ConvertToFluence(parameter);
   if (DomainFD) ComputeAmplitudeAndPhase();
+}
+
+void trelMediumResult::FinalizeExactly()
+{
+  for (const trelGridKind kind : {GridAbsorption, GridTransmittance}) {
+    if (kind == GridAbsorption && ScoresFluence) continue;
+    if (DomainCW) Grids[GridCW].Sum(kind, Totals);
+    if (DomainTD) TimeTotals.Sum(kind, Grids[GridTD]);
+  }
+  if (ScoresFluence) TakeAbsorbedTotals();
+  DivideByTrueMeasures(Grids, Window);
+  for (const trelGridDomain domain : {GridCW, GridTD, GridFDReal, GridFDImag}) {
+    if (!Grids[domain].SettleMesh(Mesh)) ErrorMacro(OutOfMemoryTexts[GridTransmittance]);
+  }
+  if (DomainFD) ComputeAmplitudeAndPhase();
+}
+
+/** The totals of absorption where the grids have fluence. */
+void trelMediumResult::TakeAbsorbedTotals()
+{
+  for (const trelGridId id : GetGridIds(GridAbsorption)) {
+    const trelGridTotal total = GetGridDescription(id).Total;
+    if (Grids[GridCW].Get(id)) Totals[total] = AbsorbedTotals.Sum();
+    if (!Grids[GridTD].Get(id)) continue;
+    for (std::int32_t gate = 0; gate < Window.Time.Count; ++gate)
+      TimeTotals.AddBin(total, gate, AbsorbedTotals.GetGates()[gate]);
+  }
 }
 
 void trelMediumResult::NormalizeCWAbsorption()
@@ -282,30 +320,9 @@ void trelMediumResult::ConvertToFluence(const trelSimulationParameter* parameter
   if (medium) trelFluence(*medium, SpectrumId, Window).Convert(Grids);
 }
 
-/** The phase of real + i imag in degrees by the one-argument arc tangent. */
-static double PhaseDegrees(double real, double imag)
-{
-  if (real != 0.0) return std::atan(imag / real) * 57.29577951308232;
-  if (imag > 0.0) return 90.0;
-  return imag < 0.0 ? -90.0 : 0.0;
-}
-
 void trelMediumResult::ComputeAmplitudeAndPhase()
 {
-  for (int k = 0; k < NumberOfGrids; ++k) {
-    const auto id = static_cast<trelGridId>(k);
-    const trelGrid* real = Grids[GridFDReal].Get(id);
-    const trelGrid* imag = Grids[GridFDImag].Get(id);
-    trelGrid* amplitude = Grids[GridFDAmp].Get(id);
-    trelGrid* phase = Grids[GridFDPha].Get(id);
-    if (!real || !imag || !amplitude || !phase) continue;
-    for (std::size_t cell = 0; cell < real->GetNumberOfCells(); ++cell) {
-      const double re = real->GetCells()[cell];
-      const double im = imag->GetCells()[cell];
-      amplitude->GetCells()[cell] = std::sqrt(re * re + im * im);
-      phase->GetCells()[cell] = PhaseDegrees(re, im);
-    }
-  }
+  ::ComputeAmplitudeAndPhase(Grids, Rules);
 }
 
 void trelMediumResult::ComputeRanges()

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 
+#include "trelAbsorbedTotals.h"
 #include "trelFlyTimes.h"
 #include "trelGridSet.h"
 #include "trelMeshSurface.h"
@@ -28,7 +29,7 @@ struct trelGridDomains
  * The absorption over the region of interest and the transmittance over the boundary, each in the
  * domains that are on, with totals, counters and the specular reflectance. Which grids exist
  * follows from the table of grids, the outer shape and the coordinate types; every other grid is
- * null, and whoever asks for one tests for that.
+ * null, which callers must test for.
  *
  * During a run all threads add to the cells and to the two counters atomically; sizes and pointers
  * do not change. After the run Finalize() turns raw sums of weight into densities in place, once,
@@ -71,7 +72,7 @@ public:
   virtual void ReleaseResults();
 
   /** Sums, measures, fluence if @p fluenceRate, amplitude and phase, in this order. Exactly once.
-   */
+   *  Under the exact rules measures are the true ones, and grids of fluence hold it already. */
   void Finalize(const trelSimulationParameter* parameter, bool fluenceRate);
 
   /** The raw sums of the grids of a domain into its totals. */
@@ -90,7 +91,8 @@ public:
 
   /** Absorbed power density (per mm^2 or mm^3) into fluence rate; see trelFluence. */
   void ConvertToFluence(const trelSimulationParameter* parameter);
-  /** Amplitude and phase (degrees, -90 to 90: the quadrant is not recovered) of all pairs. */
+  /** Amplitude and phase of all pairs: degrees, -90 to 90, the quadrant is not recovered; under the
+   *  exact rules -180 to 180. A lag is positive. */
   void ComputeAmplitudeAndPhase();
   /** The extreme cells of the domains that are on; nothing but a look at them. */
   void ComputeRanges();
@@ -98,6 +100,9 @@ public:
   /** The grid @p id of @p domain, null if it does not exist. */
   trelGrid* GetGrid(trelGridDomain domain, trelGridId id) const { return Grids[domain].Get(id); }
   const trelGridSet& GetGrids(trelGridDomain domain) const { return Grids[domain]; }
+
+  /** What is absorbed, under the exact rules if the absorption grids take fluence; else empty. */
+  const trelAbsorbedTotals& GetAbsorbedTotals() const { return AbsorbedTotals; }
 
   /** The bins, the time gates and the shape that the grids belong to. */
   const trelGridWindow& GetWindow() const { return Window; }
@@ -129,8 +134,8 @@ public:
   double GetTotalTransmittance2D() const { return Totals[TotalOfTransmittance2D]; }
   double GetTotalTransmittance3D() const { return Totals[TotalOfTransmittance3D]; }
 
-  /** The raw sums of the time domain: arrays of CountTD sums, null if not allocated, and scalars
-   *  over all bins. */
+  /** The raw sums of the time domain: arrays of a sum for each bin, null if not allocated, and
+   * scalars over all bins. */
   const trelTimeTotals& GetTimeTotals() const { return TimeTotals; }
   double* GetTDAbsorption2D() const { return TimeTotals.GetTotals(TotalOfAbsorption2D); }
   double* GetTDAbsorption3D() const { return TimeTotals.GetTotals(TotalOfAbsorption3D); }
@@ -153,14 +158,14 @@ public:
   /** The wavelength of the spectrum entry. Default 0. */
   void SetSpectrumId(std::int32_t id) { SpectrumId = id; }
   std::int32_t GetSpectrumId() const { return SpectrumId; }
-  /** What the skin of the medium throws back, summed over the sources. Default 0. */
+  /** Specular reflectance of the surface of the medium, summed over the sources. Default 0. */
   void SetSpecularReflectance(double reflectance) { SpecularReflectance = reflectance; }
   double GetSpecularReflectance() const { return SpecularReflectance; }
 
   /** Packets that left the medium, and packets that lost the roulette. */
   std::int64_t GetTransmitPhotonNum() const { return TransmitPhotonNum; }
   std::int64_t GetAbsorpPhotonNum() const { return AbsorpPhotonNum; }
-  /** Counts a packet that left; the number of those before it, which no other packet gets. */
+  /** Counts a packet that left. Returns how many left before it, which no other packet gets. */
   std::int64_t IncrementTransmitPhotonNum();
   void IncrementAbsorpPhotonNum();
 
@@ -169,9 +174,9 @@ public:
   std::int64_t GetNumberOfFlyTimes() const { return PhotonFlyTimes.GetNumberOfRows(); }
   /** Stores a packet that leaves in row @p row, its number among those that left: each packet has
    *  a row of its own. Nothing happens without a table or behind its end. */
-  void RecordFlyTime(std::int64_t row, double x, double y, double z, double time)
+  void RecordFlyTime(std::int64_t row, const trelVector& position, double time)
   {
-    PhotonFlyTimes.Record(row, x, y, z, time);
+    PhotonFlyTimes.Record(row, position, time);
   }
 
 private:
@@ -183,6 +188,8 @@ private:
   void CopySaveFlags(const trelSimulationParameter& parameter);
   bool CopyMesh(const trelShapeObject& shape);
   void Normalize(trelGridKind kind, trelGridDomains domains);
+  void FinalizeExactly();
+  void TakeAbsorbedTotals();
 
   std::int64_t PhotonNumber = 0;
   std::int64_t TransmitPhotonNum = 0;
@@ -201,12 +208,21 @@ private:
   trelMeshSurface Mesh;
   trelGridSet Grids[NumberOfGridDomains] = {GridCW,     GridTD,    GridFDReal,
                                             GridFDImag, GridFDAmp, GridFDPha};
+  trelRules Rules = RulesClassic;
+  bool ScoresFluence = false;  ///< exact rules, and fluence is wanted
+  trelAbsorbedTotals AbsorbedTotals;
   double Totals[NumberOfTotals] = {};
   trelTimeTotals TimeTotals;
   trelGridRange Ranges[NumberOfGridDomains][NumberOfGridKinds];
   trelFlyTimes PhotonFlyTimes;
 
 public:
+  /**
+   * By name: GetAbsorptionXYZ, GetTDAbsorptionXYZ, GetFDAbsorptionXYZReal, ...Imag, ...Amp, ...Pha
+   * for every grid, null if it does not exist; GetRoiXMin, GetRoiXMax, GetSeparationX, GetCountX
+   * for every axis; GetTransmittanceTopTotal and, an array by time bin, GetTDTransmittanceTopTotal
+   * for every surface; GetSaveTop for every face, whether the region of interest reaches it.
+   */
   TREL_MEDIUM_RESULT_GETTERS
 };
 

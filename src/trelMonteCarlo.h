@@ -3,9 +3,11 @@
 
 #include "trelMediumFilter.h"
 
+class trelLightSource;
+
 /**
  * @class   trelMonteCarlo
- * @brief   a medium filter that works by sampling; the common name of its kinds
+ * @brief   the base of the medium filters that sample packets
  */
 class trelMonteCarlo : public trelMediumFilter
 {
@@ -13,6 +15,10 @@ class trelMonteCarlo : public trelMediumFilter
 
 public:
   ~trelMonteCarlo() override;
+
+protected:
+  /** True if the simulation type runs sources of this kind. */
+  bool RunsSource(const trelLightSource& light) const;
 };
 
 #endif

@@ -26,6 +26,14 @@ public:
       word = Mix(hash += Golden);
   }
 
+  /** A stream for what comes of the packet, which depends on where this one stands. */
+  trelPacketNumbers Branch()
+  {
+    trelPacketNumbers branch;
+    branch.Start(NextBits(), 0, 0);
+    return branch;
+  }
+
   /** Uniform on [0, 1). */
   double NextRandom() override { return static_cast<double>(NextBits() >> 11) * 0x1.0p-53; }
   /** Uniform on (0, 1]. */

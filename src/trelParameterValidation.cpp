@@ -65,6 +65,18 @@ static std::vector<Entry*> EntriesInUse(const trelList* list, std::int32_t wavel
   return entries;
 }
 
+/** What is wrong with the profile of a source; null if nothing, or if it has none. */
+static const char* FindProfileFault(const trelLightSource& source)
+{
+  if (source.GetProfileWidth() == 0.0) return nullptr;
+  const trelShapeObject* shape = source.GetShape();
+  double h[3] = {};
+  if (shape) shape->GetHalfAxes(&h[0], &h[1], &h[2]);
+  const bool isDisc = shape && shape->GetShapeType() == ShapeCylinder && h[2] == 0.0;
+  if (isDisc && source.IsSolid()) return nullptr;
+  return "lightsourceprofile: expected a solid disc, a cylinder of half-height 0\n";
+}
+
 static bool HasNegativeEnergy(const trelSimulationParameter& parameter)
 {
   const std::int32_t wavelengths = parameter.GetNumberOfWavelengths();
@@ -103,6 +115,7 @@ std::string FindModelFault(const trelSimulationParameter& parameter, const trelW
   }
   for (const trelLightSource* source : ItemsOf<trelLightSource>(parameter.GetLightSources())) {
     if (const char* fault = FindLuminousFault(simulation, source->GetLuminousType())) return fault;
+    if (const char* fault = FindProfileFault(*source)) return fault;
   }
   if (HasNegativeEnergy(parameter)) return "Spectrum Energy < 0!\n";
   return FindTissueFault(parameter, warn);
@@ -142,7 +155,7 @@ std::string FindGridFault(const trelSimulationParameter& parameter, const trelSc
   return "";
 }
 
-// The parameter's own operation stands with its rules: they look at it, and it need not know them.
+// Defined here so that trelSimulationParameter.cpp does not depend on the rules.
 bool trelSimulationParameter::Validate()
 {
   const auto warn = [this](const std::string& text) { ShowWarning(text); };

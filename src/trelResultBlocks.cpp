@@ -146,6 +146,49 @@ void PrintFiberDetector(trelResultFile& file, const trelDetectorResult& result, 
   }
 }
 
+/** The counts, and label and cells of one time bin of all that is shown of a grid of a fibre. */
+static void PrintFiberGrid(trelResultFile& file, const trelDetectorResult& result, trelGridId grid,
+                           const trelShownDomains& shown, std::int32_t bin)
+{
+  const trelGridDescription& row = GetGridDescription(grid);
+  PrintCounts(file, result.GetWindow(), grid, row.GetCountsLiteral());
+  for (const trelShownDomain& part : shown) {
+    const trelGridSet& grids = result.GetGrids(part.Domain);
+    file.Print(GetFiberStem(row, part), row.GetSuffix(), "\n");
+    PrintCells(file, grids, grid, bin, 0, grids.GetLayout(grid).Rows);
+  }
+}
+
+void PrintFiberDetectorTD(trelResultFile& file, const trelDetectorResult& result,
+                          std::int32_t number)
+{
+  const trelTimeTotals& totals = result.GetTimeTotals();
+  file.Print("TotalDetection ", number, " \n");
+  file.Print("3DTDFiberDetector ", totals.GetSum(TotalOfTransmittance3D), "\n");
+  file.Print("TDFiberDetectorNum ", result.GetCountTD(), "\n");
+  for (std::int32_t bin = 0; bin < result.GetCountTD(); ++bin) {
+    file.Print("\nTD ", bin, " ", totals.GetTotal(TotalOfTransmittance3D, bin), "\n");
+    for (const trelGridId id : GetGridIds(GridTransmittance)) {
+      if (!result.GetGrid(GridTD, id)) continue;
+      const trelGridDescription& row = GetGridDescription(id);
+      file.Print(GetFiberStem(row, ShownTD[0]), row.Surface, " ", totals.GetTotal(row.Total, bin),
+                 "\n");
+      PrintFiberGrid(file, result, id, ShownTD, bin);
+    }
+  }
+  file.Print("\n");
+}
+
+void PrintFiberDetectorFD(trelResultFile& file, const trelDetectorResult& result,
+                          std::int32_t number)
+{
+  file.Print("TotalDetection ", number, " \n");
+  for (const trelGridId id : GetGridIds(GridTransmittance)) {
+    if (result.GetGrid(GridFDAmp, id)) PrintFiberGrid(file, result, id, ShownFD, 0);
+  }
+  file.Print("\n");
+}
+
 void PrintFlyTimes(trelResultFile& file, const trelMediumResult& result)
 {
   if (!result.GetPhotonFlyTimes()) return;

@@ -46,6 +46,12 @@ void PrintPlaneDetector(trelResultFile& file, const trelDetectorResult& result,
 void PrintFiberDetector(trelResultFile& file, const trelDetectorResult& result, std::int32_t number,
                         std::int32_t dimension);
 
+/** A fibre detector in the time and the frequency domain. */
+void PrintFiberDetectorTD(trelResultFile& file, const trelDetectorResult& result,
+                          std::int32_t number);
+void PrintFiberDetectorFD(trelResultFile& file, const trelDetectorResult& result,
+                          std::int32_t number);
+
 /** The table of fly times, if there is one. */
 void PrintFlyTimes(trelResultFile& file, const trelMediumResult& result);
 

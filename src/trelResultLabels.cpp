@@ -51,3 +51,18 @@ const char* GetMeshName(bool isTetraMesh)
 {
   return isTetraMesh ? "TetraMesh" : "Mesh";
 }
+
+const char* GetRulesName(trelRules rules)
+{
+  return rules == RulesExact ? "exact" : "classic";
+}
+
+std::string MakeRulesLine(trelRules rules, const std::string& program)
+{
+  return std::string("results by the ") + GetRulesName(rules) + " rules of " + program;
+}
+
+std::string GetFiberStem(const trelGridDescription& row, const trelShownDomain& shown)
+{
+  return std::to_string(row.Dimension) + "D" + shown.Name + "FiberDetector";
+}

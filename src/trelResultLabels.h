@@ -24,11 +24,13 @@ struct trelShownDomains
   trelShownDomain Parts[2];
   int Number; /**< of parts in use */
 
+  /** For loops over the parts in use. */
   const trelShownDomain* begin() const { return Parts; }
   const trelShownDomain* end() const { return Parts + Number; }
   const trelShownDomain& operator[](int i) const { return Parts[i]; }
 };
 
+/** What the files of each domain show. */
 inline constexpr trelShownDomains ShownCW = {{{GridCW, "CW"}}, 1};
 inline constexpr trelShownDomains ShownTD = {{{GridTD, "TD"}}, 1};
 inline constexpr trelShownDomains ShownFD = {{{GridFDAmp, "FDAmp"}, {GridFDPha, "FDPha"}}, 2};
@@ -47,6 +49,14 @@ std::string GetTotalLabel(trelGridId grid, const trelShownDomain& shown);
 std::string GetGridLabel(trelGridId grid, const trelShownDomain& shown);
 /** "TetraMesh" or "Mesh". */
 const char* GetMeshName(bool isTetraMesh);
+
+/** How the rules are called, "classic" or "exact". */
+const char* GetRulesName(trelRules rules);
+/** The last line of a log, without its end: by which rules and @p program the results were made. */
+std::string MakeRulesLine(trelRules rules, const std::string& program);
+
+/** "3DTDFiberDetector", in the files that only the exact rules write. */
+std::string GetFiberStem(const trelGridDescription& row, const trelShownDomain& shown);
 
 /** What stands around a grid in the block of a fibre. */
 struct trelFiberLabel

@@ -6,8 +6,9 @@
 #include "trelSimulationParameter.h"
 #include "trelSimulationResult.h"
 
-/** The cells of the grid @p id in @p domain; null if it was not allocated. */
-static double* CellsOf(trelMediumResult& result, trelGridDomain domain, trelGridId id)
+/** The cells of the grid @p id in @p domain of a record; null if it was not allocated. */
+template <class Record>
+static double* CellsOf(const Record& result, trelGridDomain domain, trelGridId id)
 {
   trelGrid* grid = result.GetGrid(domain, id);
   return grid ? grid->GetCells() : nullptr;
@@ -23,11 +24,18 @@ static std::size_t CountCells(const trelGridDescription& row, const trelGridWind
   return cells;
 }
 
-static trelScoreTarget MakeTarget(trelMediumResult& result, trelGridId id)
+/** How the rules find a cell: here alone they are chosen. */
+static auto ChooseLocate(const trelGridDescription& row, trelRules rules)
+{
+  return rules == RulesExact ? row.LocateExactly : row.Locate;
+}
+
+template <class Record>
+static trelScoreTarget MakeTarget(const Record& result, trelGridId id, trelRules rules)
 {
   const trelGridDescription& row = GetGridDescription(id);
   trelScoreTarget target;
-  target.Locate = row.Locate;
+  target.Locate = ChooseLocate(row, rules);
   target.CW = CellsOf(result, GridCW, id);
   target.TD = CellsOf(result, GridTD, id);
   target.FDReal = CellsOf(result, GridFDReal, id);
@@ -50,41 +58,42 @@ trelScoreTable MakeScoreTable(trelMediumResult& result, const trelSimulationPara
   trelScoreTable table;
   table.Window = result.GetWindow();
   for (const trelGridUse& use : GetAbsorptionUses(shape, parameter.GetAbsorptionCoordinate())) {
-    if (HasDimension(use.Grid, dimension)) table.Absorption = MakeTarget(result, use.Grid);
+    if (!HasDimension(use.Grid, dimension)) continue;
+    table.Absorption = MakeTarget(result, use.Grid, parameter.GetRules());
+    table.AbsorptionGrid = use.Grid;
   }
+  table.AbsorbedStripes = result.GetAbsorbedTotals().GetStripes();
+  table.AbsorbedGates = result.GetAbsorbedTotals().GetGates();
   for (const trelGridUse& use :
        GetTransmittanceUses(shape, parameter.GetTransmittanceCoordinate())) {
     if (use.Grid == TransmittanceMeshVertex) continue;  // filled from the faces after the run
     if (!HasDimension(use.Grid, dimension)) continue;
     table.FaceSelects = use.Face != AnyFace;
-    table.Transmittance[table.FaceSelects ? use.Face : 0] = MakeTarget(result, use.Grid);
+    table.Transmittance[table.FaceSelects ? use.Face : 0] =
+        MakeTarget(result, use.Grid, parameter.GetRules());
   }
   return table;
 }
 
-trelScoreTable MakeFiberScoreTable(const trelDetectorResult& result)
+trelScoreTable MakeFiberScoreTable(const trelDetectorResult& result, trelRules rules)
 {
   trelScoreTable table;
   table.Window = result.GetWindow();
   for (const trelGridUse& use : result.GetUses()) {
     table.FaceSelects = use.Face != AnyFace;
-    trelScoreTarget& target = table.Transmittance[table.FaceSelects ? use.Face : 0];
-    const trelGridDescription& row = GetGridDescription(use.Grid);
-    trelGrid* grid = result.GetGrid(use.Grid);
-    target.Locate = row.Locate;
-    target.CW = grid ? grid->GetCells() : nullptr;
-    target.NumberOfCells = CountCells(row, table.Window);
+    table.Transmittance[table.FaceSelects ? use.Face : 0] = MakeTarget(result, use.Grid, rules);
   }
   return table;
 }
 
 /** One table for each detector; that of a plane detector takes nothing. */
-static std::vector<trelScoreTable> MakeFiberScoreTables(const trelDetectorArrayResult* records)
+static std::vector<trelScoreTable> MakeFiberScoreTables(const trelDetectorArrayResult* records,
+                                                        trelRules rules)
 {
   std::vector<trelScoreTable> tables;
   if (!records) return tables;
   for (int i = 0; const trelDetectorResult* record = records->GetDetectorResult(i); ++i)
-    tables.push_back(MakeFiberScoreTable(*record));
+    tables.push_back(MakeFiberScoreTable(*record, rules));
   return tables;
 }
 
@@ -95,6 +104,7 @@ void trelScoreTables::Resolve(const trelSimulationResult& result,
   Fibers.clear();
   for (int spectrum = 0; spectrum < parameter.GetNumberOfWavelengths(); ++spectrum) {
     Media.push_back(MakeScoreTable(*result.GetMediumResult(spectrum), parameter, shape));
-    Fibers.push_back(MakeFiberScoreTables(result.GetDetectorArrayResult(spectrum)));
+    Fibers.push_back(
+        MakeFiberScoreTables(result.GetDetectorArrayResult(spectrum), parameter.GetRules()));
   }
 }

@@ -34,19 +34,28 @@ struct trelScoreTable
   trelScoreTarget Absorption;
   trelScoreTarget Transmittance[MaximumNumberOfFaces];
   bool FaceSelects = false;  ///< the face that was hit selects the target, else there is but one
+
+  // Of the exact rules. Where the absorption grids take fluence: where the totals of what is
+  // absorbed go (trelAbsorbedTotals); null otherwise.
+  double* AbsorbedStripes = nullptr;
+  double* AbsorbedGates = nullptr;
+  trelGridId AbsorptionGrid = NumberOfGrids;
+
+  bool TakesFluence() const { return AbsorbedStripes != nullptr; }
 };
 
 /**
  * The table of the grids of @p result that take the light of a medium of this shape, with the
  * coordinate types of @p parameter. A grid of another dimension than the model's takes nothing. A
- * mesh has one target, whose cells are the faces.
+ * mesh has one target, whose cells are the faces. The rules of @p parameter choose how cells are
+ * found.
  */
 trelScoreTable MakeScoreTable(trelMediumResult& result, const trelSimulationParameter& parameter,
                               ShapeType shape);
 
-/** The same for the grids of one fibre detector, by the faces of its own shape; it takes the
- *  continuous-wave domain only. */
-trelScoreTable MakeFiberScoreTable(const trelDetectorResult& result);
+/** The same for the grids of one fibre detector, by the faces of its own shape; by the classic
+ * rules it takes the continuous-wave domain only. */
+trelScoreTable MakeFiberScoreTable(const trelDetectorResult& result, trelRules rules);
 
 /** The tables of all records of a run; made before the parallel regions, and constant in them. */
 struct trelScoreTables

@@ -19,6 +19,12 @@ std::int32_t CountCells(double range, double separation)
   return static_cast<std::int32_t>(std::clamp(cells, least, most));
 }
 
+std::int32_t CountCellsWithoutSliver(double range, double separation)
+{
+  const std::int32_t cells = CountCells(range - 1e-9 * separation, separation);
+  return cells == 0 && range > 0.0 ? 1 : cells;
+}
+
 trelScoringRegion::trelScoringRegion()
 {
   std::fill_n(FaceFlags, NumberOfSaveFlags, true);
@@ -49,12 +55,13 @@ void trelScoringRegion::SetTimeRange(double start, double end, double step)
 void trelScoringRegion::Compute(const trelShapeObject& shape, const trelScoringDemand& demand)
 {
   ComputeROI(shape);
+  const auto count = demand.Slivers ? &CountCells : &CountCellsWithoutSliver;
   for (const trelAxis axis : demand.Axes) {
-    if (Separations[axis] > 0.0) Counts[axis] = CountCells(GetRange(axis), Separations[axis]);
+    if (Separations[axis] > 0.0) Counts[axis] = count(GetRange(axis), Separations[axis]);
   }
   if (demand.Surface) ComputeFaceFlags(shape);
   if (demand.TimeGates && TimeStep > 0.0) {
-    NumberOfTimeSteps = CountCells(TimeEnd - TimeStart, TimeStep);
+    NumberOfTimeSteps = count(TimeEnd - TimeStart, TimeStep);
   }
   CountsValid = true;
 }

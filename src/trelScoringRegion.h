@@ -15,7 +15,9 @@ struct trelScoringDemand
 {
   std::vector<trelAxis> Axes; /**< along which grids are divided; an axis may stand twice */
   bool Surface;               /**< whether there are grids of the outer shape's faces */
-  bool TimeGates;
+  bool TimeGates;             /**< whether the time domain is on */
+  /** Whether a last cell that only rounding makes counts, as the classic rules have it. */
+  bool Slivers = true;
 };
 
 /**
@@ -23,6 +25,10 @@ struct trelScoringDemand
  * is held to what the integer can hold, for the allocation to refuse; 0 if it is NaN.
  */
 std::int32_t CountCells(double range, double separation);
+
+/** CountCells(), but what is narrower than 1e-9 of a cell at the end of the range belongs to the
+ *  cell before it: 1.1 / 0.1 is a little more than 11. */
+std::int32_t CountCellsWithoutSliver(double range, double separation);
 
 /**
  * @class   trelScoringRegion

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 
 #include "trelSurfaceElement.h"
 #include "trelUniformNumbers.h"
@@ -60,13 +61,17 @@ trelVector trelShapeObject::FromCenter(const double offset[3]) const
           GetTraits().IsPlanar() ? 0.0 : Center[2] + offset[2]};
 }
 
+bool trelShapeObject::HasPoints() const
+{
+  const trelShapeTraits& traits = GetTraits();
+  return !IsEmpty() && traits.Role != RoleMedium &&
+         std::count(HalfAxes, HalfAxes + traits.CurvedAxes, 0.0) == 0;
+}
+
 bool trelShapeObject::SampleVolume(trelUniformNumbers& numbers, trelVector* point) const
 {
   const trelShapeTraits& traits = GetTraits();
-  if (IsEmpty() || traits.Role == RoleMedium) return false;
-  // A curved shape holds no point if a half-axis that its equation divides by is 0. A cylinder of
-  // no height is a disc and has its points.
-  if (std::count(HalfAxes, HalfAxes + traits.CurvedAxes, 0.0) > 0) return false;
+  if (!HasPoints()) return false;
   for (int attempt = 0; attempt < MaximumAttempts; ++attempt) {
     double offset[3] = {0.0, 0.0, 0.0};
     for (int i = 0; i < traits.Dimension; ++i)
@@ -79,6 +84,106 @@ bool trelShapeObject::SampleVolume(trelUniformNumbers& numbers, trelVector* poin
 
 bool trelShapeObject::SampleSurface(trelUniformNumbers& /*numbers*/, trelVector* /*point*/) const
 {
+  return false;
+}
+
+// A shape is the product of a ball of its curved axes and a box of the others, of which either may
+// be missing, stretched by the half-axes: a cube, a disc by a length, an ellipsoid.
+
+/** Draws the first @p axes coordinates until they lie in the unit ball; false if they never do. */
+static bool DrawInUnitBall(trelUniformNumbers& numbers, int axes, int attempts, double unit[3])
+{
+  for (int attempt = 0; attempt < attempts; ++attempt) {
+    double square = 0.0;
+    for (int i = 0; i < axes; ++i) {
+      unit[i] = numbers.DrawWithin(1.0);
+      square += unit[i] * unit[i];
+    }
+    if (square <= 1.0) return true;
+  }
+  return false;
+}
+
+bool trelShapeObject::SampleVolumeUniformly(trelUniformNumbers& numbers, trelVector* point) const
+{
+  const trelShapeTraits& traits = GetTraits();
+  double offset[3] = {0.0, 0.0, 0.0};
+  if (!DrawInUnitBall(numbers, traits.CurvedAxes, MaximumAttempts, offset)) return false;
+  for (int i = traits.CurvedAxes; i < traits.Dimension; ++i)
+    offset[i] = numbers.DrawWithin(1.0);
+  for (int i = 0; i < 3; ++i)
+    offset[i] *= HalfAxes[i];
+  *point = FromCenter(offset);
+  return true;
+}
+
+/**
+ * Moves a point of the unit ball to the surface of the ellipsoid, or ellipse, of the first @p axes
+ * half-axes. A patch of the unit sphere about n is stretched by a b c |(nx/a, ny/b, nz/c)|, at most
+ * by a b c over the smallest: taken with that part of it as probability, points are uniform over
+ * the area. At least half of them are, since the ellipsoid's area is above twice its largest
+ * section.
+ */
+static bool TryCurvedPoint(trelUniformNumbers& numbers, int axes, const double halfAxes[3],
+                           double offset[3])
+{
+  const double smallest = *std::min_element(halfAxes, halfAxes + axes);
+  double square = 0.0, stretch = 0.0;
+  for (int i = 0; i < axes; ++i) {
+    const double component = offset[i] * (smallest / halfAxes[i]);
+    square += offset[i] * offset[i];
+    stretch += component * component;
+  }
+  // The centre has no direction.
+  if (!(square > 0.0) || !(numbers.NextRandom() < std::sqrt(stretch / square))) return false;
+  for (int i = 0; i < axes; ++i)
+    offset[i] /= std::sqrt(square);
+  return true;
+}
+
+double trelShapeObject::MeasurePart(int part) const
+{
+  const trelShapeTraits& traits = GetTraits();
+  const int curved = traits.CurvedAxes;
+  if (part == CurvedPart) {
+    return curved == 0 ? 0.0
+                       : 2.0 * Pi * *std::max_element(HalfAxes, HalfAxes + curved) *
+                             (curved < traits.Dimension ? 2.0 * HalfAxes[2] : 1.0);
+  }
+  if (part < curved || part >= traits.Dimension) return 0.0;
+  double area = curved == 0 ? 2.0 : 2.0 * Pi * HalfAxes[0] * HalfAxes[1];
+  for (int i = curved; i < traits.Dimension; ++i)
+    if (i != part) area *= 2.0 * HalfAxes[i];
+  return area;
+}
+
+bool trelShapeObject::TrySurfacePoint(trelUniformNumbers& numbers, int part, double offset[3]) const
+{
+  const trelShapeTraits& traits = GetTraits();
+  std::fill_n(offset, 3, 0.0);
+  if (!DrawInUnitBall(numbers, traits.CurvedAxes, MaximumAttempts, offset)) return false;
+  for (int i = traits.CurvedAxes; i < traits.Dimension; ++i)
+    offset[i] = i == part ? numbers.DrawSide(1.0) : numbers.DrawWithin(1.0);
+  return part != CurvedPart || TryCurvedPoint(numbers, traits.CurvedAxes, HalfAxes, offset);
+}
+
+bool trelShapeObject::SampleSurfaceUniformly(trelUniformNumbers& numbers, trelVector* point) const
+{
+  double sums[CurvedPart + 1];
+  for (int part = 0; part <= CurvedPart; ++part)
+    sums[part] = (part > 0 ? sums[part - 1] : 0.0) + MeasurePart(part);
+  if (sums[CurvedPart] == 0.0) return SampleVolumeUniformly(numbers, point);
+  for (int attempt = 0; attempt < MaximumAttempts; ++attempt) {
+    const double drawn = numbers.NextRandom() * sums[CurvedPart];
+    const auto part = static_cast<int>(std::upper_bound(sums, std::end(sums), drawn) - sums);
+    double offset[3];
+    // Rounding may take what was drawn up to the sum, where no part is.
+    if (part > CurvedPart || !TrySurfacePoint(numbers, part, offset)) continue;
+    for (int i = 0; i < 3; ++i)
+      offset[i] *= HalfAxes[i];
+    *point = FromCenter(offset);
+    return true;
+  }
   return false;
 }
 

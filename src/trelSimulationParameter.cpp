@@ -136,7 +136,7 @@ void trelSimulationParameter::ComputeCounts() const
 
 trelScoringDemand trelSimulationParameter::GetScoringDemand() const
 {
-  trelScoringDemand demand{{}, SaveTransmittance, TimeDomain};
+  trelScoringDemand demand{{}, SaveTransmittance, TimeDomain, Rules == RulesClassic};
   if (SaveAbsorption) demand.Axes = GetAbsorptionAxes(AbsorptionCoordinate, Dimension);
   const trelShapeObject* shape = GetOuterShape();
   if (SaveTransmittance && shape) {
@@ -193,7 +193,7 @@ void trelSimulationParameter::PrepareGeometry()
   }
   for (const trelLightSource* source : ItemsOf<trelLightSource>(LightSources))
     PrepareShape(source->GetShape(), ThreadNumber);
-  if (!tetrahedral) Medium->BuildTissueGrid();
+  if (!tetrahedral && Rules == RulesClassic) Medium->BuildTissueGrid();
 }
 
 void trelSimulationParameter::ShowError(const std::string& text)

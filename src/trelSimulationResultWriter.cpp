@@ -47,7 +47,18 @@ bool trelSimulationResultWriter::WriteFiles()
   if (td && transmittance && !WriteTDTransmittance()) return false;
   if (fd && absorption && !WriteFDAbsorption()) return false;
   if (fd && transmittance && !WriteFDTransmittance()) return false;
-  return Result->GetDimension() != Dimension3D || WriteDetectors();
+  if (Result->GetDimension() != Dimension3D) return true;
+  return WriteAllDetectors(Parameter && Parameter->GetRules() == RulesExact);
+}
+
+/** The classic rules write the file of the continuous wave, whatever domains are on. */
+bool trelSimulationResultWriter::WriteAllDetectors(bool isExact)
+{
+  if (!isExact) return WriteDetectors();
+  if (Result->GetDomainCW() && !WriteDetectors()) return false;
+  if (!Parameter->CountFiberDetectors()) return true;
+  if (Result->GetDomainTD() && !WriteTDDetectors()) return false;
+  return !Result->GetDomainFD() || WriteFDDetectors();
 }
 
 bool trelSimulationResultWriter::WriteCWAbsorption()
@@ -120,6 +131,31 @@ bool trelSimulationResultWriter::WriteDetectors()
   return WriteFile(".D.CW", [&](trelResultFile& file) {
     for (int i = 0; i < results->GetNumberOfItems(); ++i) {
       WriteDetectorBlocks(file, *results->GetItem<trelDetectorArrayResult>(i));
+    }
+    return true;
+  });
+}
+
+bool trelSimulationResultWriter::WriteTDDetectors()
+{
+  return WriteFiberFile(".D.TD", &PrintFiberDetectorTD);
+}
+
+bool trelSimulationResultWriter::WriteFDDetectors()
+{
+  return WriteFiberFile(".D.FD", &PrintFiberDetectorFD);
+}
+
+bool trelSimulationResultWriter::WriteFiberFile(const char* ending, trelFiberPrinter print)
+{
+  const trelList* results = Result ? Result->GetDetectorResults() : nullptr;
+  if (!CheckInput(results)) return false;
+  return WriteFile(ending, [&](trelResultFile& file) {
+    for (const auto* record : results->GetItems<trelDetectorArrayResult>()) {
+      file.Print("Spectrum ", record->GetSpectrumId(), "\n");
+      for (int j = 0; const trelDetectorResult* result = record->GetDetectorResult(j); ++j) {
+        if (result->GetDetectorType() == DetectorFiber) print(file, *result, j + 1);
+      }
     }
     return true;
   });

@@ -5,6 +5,7 @@
 #include "trelWriter.h"
 
 class trelDetectorArrayResult;
+class trelDetectorResult;
 class trelList;
 class trelMediumResult;
 class trelResultFile;
@@ -43,6 +44,9 @@ public:
   bool WriteFDTransmittance();
   /** Without detectors no file, and true. */
   bool WriteDetectors();
+  /** What fibres collected in the time and the frequency domain: exact rules only. */
+  bool WriteTDDetectors();
+  bool WriteFDDetectors();
 
 private:
   using trelBlockWriter = void (trelSimulationResultWriter::*)(trelResultFile&,
@@ -64,6 +68,9 @@ private:
   void WriteFDTransmittanceBlocks(trelResultFile& file, const trelMediumResult& result);
 
   void WriteDetectorBlocks(trelResultFile& file, const trelDetectorArrayResult& results) const;
+  bool WriteAllDetectors(bool isExact);
+  using trelFiberPrinter = void (*)(trelResultFile&, const trelDetectorResult&, std::int32_t);
+  bool WriteFiberFile(const char* ending, trelFiberPrinter print);
 
   void WriteHeader(trelResultFile& file, const trelMediumResult& result, const char* domain) const;
   void WriteTimeBin(trelResultFile& file, const trelMediumResult& result, std::int32_t bin) const;

@@ -5,7 +5,7 @@
 
 /**
  * @class   trelTimeTotals
- * @brief   what the time domain knows of its grids as a whole: sums and extremes by time bin
+ * @brief   sums and extremes of the grids of the time domain, by time bin
  *
  * An array of a double for each time bin, for each total of the table; the largest and the smallest
  * cell of each bin for each of the four totals over all; and these four summed over time.
@@ -42,6 +42,8 @@ public:
   /** Adds the sums of the grids of @p kind in the time-domain set @p grids. They accumulate on what
    *  is there, which is 0 after allocation. */
   void Sum(trelGridKind kind, const trelGridSet& grids);
+  /** Adds the sum of one time bin to @p total and to what is above it. */
+  void AddBin(trelGridTotal total, std::int32_t bin, double sum);
   /** Takes the extremes of each time bin over the grids of @p kind. */
   void ComputeRanges(trelGridKind kind, const trelGridSet& grids);
 
@@ -51,7 +53,6 @@ private:
     return array ? array->GetCells() : nullptr;
   }
   bool AllocateExtremes(trelGridTotal overall, std::int32_t count);
-  void AddBin(trelGridTotal total, std::int32_t bin, double sum);
 
   std::unique_ptr<trelGrid> Totals[NumberOfTotals];
   std::unique_ptr<trelGrid> Maxima[NumberOfOverallTotals];

@@ -110,6 +110,15 @@ public:
   /** All such pairs, ascending. A thousand points of each body and of the common part of their
    *  boxes are looked at, so that an overlap by less than a thousandth may go unnoticed. */
   std::vector<Overlap> FindOverlaps() const;
+  /** A change at @p hit that is none of tissues: with the reach of this map. */
+  trelTissueChange MakeMark(const trelHit& hit) const
+  {
+    trelTissueChange mark;
+    mark.Hit = hit;
+    mark.Reach = (HasMeshes ? ReachOfMeshes : ReachOfShapes) * Diagonal;
+    mark.LongestReach = ReachOfGrazing * Diagonal;
+    return mark;
+  }
   /** The measure of a tissue's whole shape, or of a region of the mesh, mm^3 or mm^2; 0 without a
    *  body. */
   double GetMeasure(std::int32_t tissue) const;

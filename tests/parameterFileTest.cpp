@@ -4,6 +4,7 @@
 #include <map>
 #include <memory>
 #include <random>
+#include <tuple>
 
 #include "modelCases.h"
 #include "testTools.h"
@@ -35,11 +36,12 @@ class ParameterFile : public testing::Test
 {
 protected:
   /** Reports is what was shown then, with FILE for the name and without places. */
-  bool Read(const std::string& text)
+  bool Read(const std::string& text, trelRules rules = RulesClassic)
   {
     std::ofstream(Name, std::ios::binary) << text;
     Reader = std::make_unique<trelSimulationParameterReader>();
     Reader->AddFileName(Name.c_str());
+    Reader->GetOutput()->SetRules(rules);
     bool done = false;
     Reports = WithoutPlaces(ReportsOf([&] { done = Reader->Update(); }));
     const std::size_t at = Reports.find(Name);
@@ -195,4 +197,62 @@ TEST_F(ParameterFile, ReadsAHundredThousandTissues)
     model << "tissue " << i << " t\ntissuespectrumindex 1 0 1 0 1\n";
   EXPECT_TRUE(Read(Box("tissuenum 100000\n", model.str()))) << Reports;
   EXPECT_EQ(Parameter->GetTissue(99999)->GetOpticalParameter(0)->GetScattering(), 1.0);
+}
+
+static const std::string disc =
+    "lightsourceshape cylinder\nlightsourceaxis 2 2 0\nlightsourceproperty solid\n";
+
+/** Words that the exact rules alone know: what they set, or what is said of them. */
+TEST_F(ParameterFile, ReadsTheWordsOfTheExactRules)
+{
+  const std::string direction =
+      "lightsourcedirection: expected three numbers, finite and not all 0\n";
+  const std::string profile = "lightsourceprofile: expected gaussian and a width above 0 (mm)\n";
+  const std::string shape =
+      "lightsourceprofile: expected a solid disc, a cylinder of half-height 0\n";
+  const struct
+  {
+    std::string lines;
+    double x, width;
+    std::string report;
+  } cases[] = {{"LightSourceDirection 3 0 -4", 0.6, 0, ""},
+               {"lightsourcedirection 1e300 0 0", 1, 0, ""},
+               {"lightsourcedirection 1e-310 0 0 9", 1, 0, ""},
+               {disc + "lightsourceprofile Gaussian 1.5", 0, 1.5, ""},
+               {"lightsourceprofile gaussian 1.5\n" + disc, 0, 1.5, ""},
+               {"lightsourcedirection 0 0 0", 0, 0, direction},
+               {"lightsourcedirection 0 inf 0", 0, 0, direction},
+               {"lightsourceprofile gauss 1", 0, 0, profile},
+               {disc + "lightsourceprofile gaussian 0", 0, 0, profile},
+               {disc + "lightsourceprofile gaussian inf", 0, 0, profile},
+               {"lightsourceprofile gaussian 1", 0, 0, shape},
+               {disc + "lightsourceaxis 2 2 1\nlightsourceprofile gaussian 1", 0, 0, shape},
+               {disc + "lightsourceproperty face\nlightsourceprofile gaussian 1", 0, 0, shape},
+               {"lightsourcedirection 1 0", 0, 0, "\"lightsourcedirection\"\nFormat of"}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.lines);
+    EXPECT_EQ(Read(Box("", c.lines + "\n"), RulesExact), c.report.empty());
+    EXPECT_EQ(Reports.empty(), c.report.empty());
+    EXPECT_THAT(Reports, HasSubstr(c.report));
+    if (!c.report.empty()) continue;
+    EXPECT_EQ(Parameter->GetRules(), RulesExact);
+    EXPECT_DOUBLE_EQ(Parameter->GetLightSource(0)->GetDirection().X, c.x);
+    EXPECT_EQ(Parameter->GetLightSource(0)->GetProfileWidth(), c.width);
+    // Both words lead to the same report under the classic rules.
+    EXPECT_FALSE(Read(Box("", c.lines + "\n")));
+    EXPECT_THAT(Reports, HasSubstr("\"\nFormat of the simulation data is incorrect!\n"));
+  }
+}
+
+TEST_F(ParameterFile, KeepsWhichLimitsAreStatedAndTheRulesOfASecondRead)
+{
+  for (const auto& [block, steps, time] : {std::tuple{"", false, false},
+                                           {"stepnummax 7\n", true, false},
+                                           {"flytimemax 7\n", false, true}}) {
+    ASSERT_TRUE(Read(Box(block), RulesExact));
+    EXPECT_EQ(Parameter->GetStepNumberMaxGiven(), steps);
+    EXPECT_EQ(Parameter->GetFlyTimeMaxGiven(), time);
+    ASSERT_TRUE(Reader->Execute());
+    EXPECT_EQ(Reader->GetOutput()->GetRules(), RulesExact);
+  }
 }

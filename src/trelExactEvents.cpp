@@ -1,0 +1,274 @@
+#include "trelExactEvents.h"
+
+#include <algorithm>
+
+#include "trelFresnel.h"
+#include "trelMediumResult.h"
+#include "trelSimulationResult.h"
+
+void trelExactTally::SelectRecord(std::int32_t spectrum)
+{
+  const auto index = static_cast<std::size_t>(spectrum);
+  Grids = Tables->GetMedium(index);
+  FiberGrids = Tables->GetFibers(index);
+  SpectrumMediumResult = Result ? Result->GetMediumResult(spectrum) : nullptr;
+}
+
+void ScoreClearPath(const trelExactPacket& packet, double distance, const trelExactModel& model,
+                    trelExactTally& tally)
+{
+  ScorePath(packet, distance, packet.Here->RefractiveIndex / trelExactModel::SpeedOfLight, tally,
+            model);
+}
+
+void PlayExactRoulette(trelExactPacket& packet, trelPacketNumbers& numbers, trelExactTally& tally)
+{
+  if (numbers.NextRandom() < RouletteChance) {
+    packet.Weight /= RouletteChance;
+    return;
+  }
+  packet.Dead = true;
+  if (tally.SpectrumMediumResult) tally.SpectrumMediumResult->IncrementAbsorpPhotonNum();
+}
+
+// Emission.
+
+/** A direction of all with equal chance, in space or in the plane. */
+static trelVector DrawDirection(trelPacketNumbers& numbers, const trelExactModel& model)
+{
+  const trelUnitCircle azimuth = PointOfTurn(numbers.NextRandom());
+  if (model.Dimension == Dimension2D) return {azimuth.Cosine, azimuth.Sine, 0.0};
+  const double z = 2.0 * numbers.NextRandom() - 1.0;
+  const double r = std::sqrt(1.0 - z * z);
+  return {r * azimuth.Cosine, r * azimuth.Sine, z};
+}
+
+/** Flies a packet of the emission of @p dye from where @p excitation is, on a stream of its own. */
+static void Emit(const trelExactPacket& excitation, const trelDye& dye,
+                 trelPacketNumbers& excitationNumbers, const trelExactModel& model,
+                 trelExactTally& tally)
+{
+  trelPacketNumbers numbers = excitationNumbers.Branch();
+  trelExactPacket packet = excitation;
+  packet.IsEmission = true;
+  packet.Wavelength = dye.Wavelength;
+  packet.WavelengthIndex = dye.WavelengthIndex;
+  packet.SourceWeight = dye.PacketWeight;
+  packet.Weight = 1.0;
+  packet.PathLength = 0.0;
+  packet.StepCount = 0;
+  packet.Depth = trelExactPacket::NotDrawn;
+  packet.Skip = 0.0;
+  packet.BoundariesInRow = 0;
+  packet.Dead = false;
+  packet.Direction = DrawDirection(numbers, model);
+  packet.FlyTime -= dye.LifeTime * NaturalLogarithm(numbers.NextPositiveRandom());
+  packet.Dead = packet.FlyTime > model.TimeLimit;
+  model.Enter(packet.TissueIndex, packet);
+  const std::int32_t spectrum = excitation.WavelengthIndex;
+  tally.SelectRecord(dye.WavelengthIndex);
+  tally.Trace(packet, numbers, model, tally);
+  tally.SelectRecord(spectrum);
+}
+
+void Excite(const trelExactPacket& packet, double share, trelPacketNumbers& numbers,
+            const trelExactModel& model, trelExactTally& tally)
+{
+  for (std::size_t i = 0; i < model.Dyes.size(); ++i) {
+    if (!model.Takes(i, packet)) continue;
+    const trelDye& dye = model.Dyes[i];
+    const double converted = packet.SourceWeight * share * dye.Absorption * dye.QuantumYield;
+    tally.Converted[i] += converted;
+    if (!tally.Trace || !(dye.PacketWeight > 0.0)) continue;
+    const double packets = std::floor(converted / dye.PacketWeight + numbers.NextRandom());
+    for (double n = 0.0; n < packets; ++n)
+      Emit(packet, dye, numbers, model, tally);
+  }
+}
+
+// The end of a segment that meets something.
+
+/** Uses up the optical depth of @p distance and moves there. */
+static void Advance(trelExactPacket& packet, double distance, const trelExactModel& model,
+                    trelExactTally& tally)
+{
+  if (packet.Depth >= 0.0) {
+    packet.Depth = std::max(0.0, packet.Depth - distance * packet.Interaction);
+  }
+  Travel(packet, distance, model, tally);
+}
+
+/** The packet stands on the surface of @p change and goes on in its direction. */
+static void StandOn(const trelTissueChange& change, const trelExactModel& model,
+                    trelExactPacket& packet)
+{
+  packet.Skip = change.ReachAlong(packet.Direction);
+  if (!model.Dyes.empty()) {
+    packet.Dyes = model.FindDyes(packet.Position + packet.Skip * packet.Direction);
+  }
+  if (packet.TissueIndex >= 0) model.UpdateInteraction(packet);
+}
+
+/** The fibre, if any, whose surface lies at the packet's place and that it goes into: one that
+ *  touches the skin from outside. */
+static bool EndAtFiberOutside(trelExactPacket& packet, const trelExactModel& model,
+                              trelExactTally& tally)
+{
+  const trelRay back = {packet.Position - packet.Skip * packet.Direction, packet.Direction};
+  for (std::size_t i = 0; i < model.FiberShapes.size(); ++i) {
+    const trelShapeObject* fiber = model.FiberShapes[i];
+    trelHit hit;
+    if (!fiber || !fiber->FindCrossing(back, 0.0, 2.0 * packet.Skip, &hit)) continue;
+    if (Dot(hit.Normal, packet.Direction) >= 0.0) continue;
+    ScoreFiber(packet, hit.Face, static_cast<std::int32_t>(i), tally, model);
+    return true;
+  }
+  return false;
+}
+
+/** Ends and scores a packet that has left the medium, towards Direction. */
+static void Escape(trelExactPacket& packet, const trelExactModel& model, trelExactTally& tally)
+{
+  packet.Dead = true;
+  packet.TissueIndex = -1;
+  if (model.HasFiberDetectors && EndAtFiberOutside(packet, model, tally)) return;
+  if (tally.SpectrumMediumResult) {
+    const std::int64_t row = tally.SpectrumMediumResult->IncrementTransmitPhotonNum();
+    const trelVector& p = packet.Position;
+    if (model.SavePhotonFlyTime) {
+      tally.SpectrumMediumResult->RecordFlyTime(row, p.X, p.Y, p.Z, packet.FlyTime);
+    }
+  }
+  ScoreEscape(packet, tally, model);
+}
+
+/** What a boundary does to a packet that has come to it: Fresnel's share is reflected, the rest
+ *  refracted by Snell's law about the true normal. Between equal indices it goes straight on, and
+ *  no random number is drawn. */
+static void MeetBoundary(trelExactPacket& packet, const trelTissueChange& change,
+                         trelPacketNumbers& numbers, const trelExactModel& model,
+                         trelExactTally& tally)
+{
+  const trelVector& normal = change.Hit.Normal;
+  const double indexHere = packet.Here->RefractiveIndex;
+  const double indexNext =
+      change.Tissue < 0
+          ? model.AmbientRefractiveIndex
+          : model.GetCoefficients(change.Tissue, packet.WavelengthIndex).RefractiveIndex;
+  packet.Boundary.Hit = change.Hit;
+  if (indexHere != indexNext) {
+    const double cosine = Dot(normal, packet.Direction);
+    const trelInterface met = MeetInterface(indexHere, indexNext, std::fabs(cosine));
+    if (met.Reflectance >= 1.0 || numbers.NextRandom() < met.Reflectance) {
+      packet.Direction = Normalized(packet.Direction - 2.0 * cosine * normal);
+      StandOn(change, model, packet);
+      return;
+    }
+    packet.Direction = Normalized(RefractByCosines(packet.Direction, normal, indexHere / indexNext,
+                                                   std::fabs(cosine), met.CosTransmit));
+  }
+  if (change.Tissue >= 0)
+    model.PlaceIn(change.Tissue, packet);
+  else
+    packet.TissueIndex = -1;
+  StandOn(change, model, packet);
+  if (change.Tissue < 0) Escape(packet, model, tally);
+}
+
+/** A surface beside those of the tissues on a segment. */
+struct trelMarkerHit
+{
+  trelHit Hit;
+  std::int32_t Fiber = -1;  ///< the fibre that it belongs to, -1 for the region of a dye
+};
+
+/** The nearest fibre that the ray enters, or border of a dye's region, up to @p limit. */
+static bool FindMarker(const trelRay& ray, double after, double limit, const trelExactModel& model,
+                       trelMarkerHit* nearest)
+{
+  bool found = false;
+  trelHit hit;
+  for (std::size_t i = 0; i < model.FiberShapes.size(); ++i) {
+    const trelShapeObject* fiber = model.FiberShapes[i];
+    if (!fiber || !fiber->FindCrossing(ray, after, limit, &hit)) continue;
+    if (Dot(hit.Normal, ray.Direction) >= 0.0) continue;  // it was launched inside
+    *nearest = {hit, static_cast<std::int32_t>(i)};
+    limit = hit.Distance;
+    found = true;
+  }
+  for (const trelDye& dye : model.Dyes) {
+    if (!dye.Region->FindCrossing(ray, after, limit, &hit)) continue;
+    if (found && !(hit.Distance < limit)) continue;
+    *nearest = {hit, -1};
+    limit = hit.Distance;
+    found = true;
+  }
+  return found;
+}
+
+/** Whether the packet gets trapped at the surface that it has come to. */
+static bool CountBoundary(trelExactPacket& packet, trelExactTally& tally)
+{
+  if (++packet.BoundariesInRow <= trelExactModel::MaximumBoundariesInRow) return false;
+  packet.Dead = true;
+  ++tally.Trapped;
+  return true;
+}
+
+/** The end of a segment that nothing cut. */
+static void EndSegment(trelExactPacket& packet, double limit, bool endsByTime,
+                       trelPacketNumbers& numbers, const trelExactModel& model,
+                       trelExactTally& tally)
+{
+  if (!(limit < std::numeric_limits<double>::infinity())) {
+    packet.Dead = true;
+    ++tally.Lost;
+    return;
+  }
+  Travel(packet, limit, model, tally);
+  if (!endsByTime) {
+    Interact(packet, numbers, model, tally);
+    return;
+  }
+  packet.Dead = true;
+  ++tally.EndedByTime;
+}
+
+void FollowSegment(trelExactPacket& packet, double length, trelPacketNumbers& numbers,
+                   const trelExactModel& model, trelExactTally& tally)
+{
+  packet.SafeCenter = packet.Position;
+  packet.SafeRadius = model.BoundDistance(packet.Position);
+  const double timeLeft = (model.TimeLimit - packet.FlyTime) * trelExactModel::SpeedOfLight /
+                          packet.Here->RefractiveIndex;
+  const bool endsByTime = timeLeft < length;
+  const double limit = endsByTime ? std::max(timeLeft, 0.0) : length;
+  const trelRay ray = packet.GetRay();
+  trelTissueChange change;
+  trelMarkerHit marker;
+  const bool asks = !(limit < packet.SafeRadius);
+  const bool changes =
+      asks && model.Map.FindChange(ray, packet.TissueIndex, packet.Skip, limit, &change);
+  const double distance = changes ? change.Hit.Distance : limit;
+  // What lies at the place of a boundary: a fibre behind it, in the medium, wins over it, one
+  // outside of the medium does not, and a dye's border is settled with it.
+  const double slack = changes ? change.ReachAlong(ray.Direction) : 0.0;
+  const double markerLimit = change.Tissue >= 0 ? distance + slack : distance - slack;
+  if (asks && model.HasMarkers && FindMarker(ray, packet.Skip, markerLimit, model, &marker) &&
+      (marker.Fiber >= 0 || !(marker.Hit.Distance > distance - slack))) {
+    if (CountBoundary(packet, tally)) return;
+    Advance(packet, marker.Hit.Distance, model, tally);
+    if (marker.Fiber >= 0) {
+      packet.Dead = true;
+      ScoreFiber(packet, marker.Hit.Face, marker.Fiber, tally, model);
+    } else {
+      StandOn(model.Map.MakeMark(marker.Hit), model, packet);
+    }
+  } else if (changes) {
+    if (CountBoundary(packet, tally)) return;
+    Advance(packet, distance, model, tally);
+    MeetBoundary(packet, change, numbers, model, tally);
+  } else {
+    EndSegment(packet, limit, endsByTime, numbers, model, tally);
+  }
+}

@@ -1,0 +1,114 @@
+#ifndef trelExactEvents_h
+#define trelExactEvents_h
+
+#include "trelElementary.h"
+#include "trelExactModel.h"
+#include "trelExactScores.h"
+#include "trelInlining.h"
+#include "trelPacketNumbers.h"
+#include "trelPhaseFunction.h"
+
+/**
+ * @file trelExactEvents.h
+ * What happens to a packet on its way by the exact rules: functions of the packet, its random
+ * numbers, the model and where it is scored. The forms of the classic rules stand in
+ * trelPacketEvents.h; docs/physics.md compares the two.
+ */
+
+/** Where the packets of a thread are scored, and what became of them. Energies in the unit of the
+ *  sources' energy. */
+struct trelExactTally : trelPacketScores
+{
+  std::uint64_t Interactions = 0;  ///< of the packets of sources
+  std::uint64_t NotLaunched = 0;
+  std::uint64_t ReflectedAtEntry = 0;
+  double ReflectedWeight = 0.0;  ///< what the skin threw back at entry
+  std::uint64_t Trapped = 0;     ///< packets that met too many boundaries in a row
+  std::uint64_t EndedByTime = 0;
+  std::uint64_t Lost = 0;  ///< packets in clear tissue that met no boundary at all
+  /** By dye: the weight that was converted. Sized before the packets. */
+  std::vector<double> Converted;
+  /** Flies a packet to its end: an emission packet where it starts. Null in the pilot, in which
+   *  conversions are counted and nothing is emitted. */
+  void (*Trace)(trelExactPacket& packet, trelPacketNumbers& numbers, const trelExactModel& model,
+                trelExactTally& tally) = nullptr;
+  const trelScoreTables* Tables = nullptr;
+  trelSimulationResult* Result = nullptr;
+
+  /** Directs scores to the record of a spectrum. */
+  void SelectRecord(std::int32_t spectrum);
+};
+
+/** Moves the packet by @p distance; its fluence in tissue without interaction is scored by the
+ *  path. */
+TREL_RARE void ScoreClearPath(const trelExactPacket& packet, double distance,
+                              const trelExactModel& model, trelExactTally& tally);
+
+inline void Travel(trelExactPacket& packet, double distance, const trelExactModel& model,
+                   trelExactTally& tally)
+{
+  if (model.SaveFluence && packet.Interaction == 0.0) {
+    ScoreClearPath(packet, distance, model, tally);
+  }
+  packet.Position += distance * packet.Direction;
+  packet.PathLength += distance;
+  packet.FlyTime += distance * packet.Here->RefractiveIndex / trelExactModel::SpeedOfLight;
+}
+
+/** The conversion of what the dyes take of a weight @p weight at an interaction. */
+TREL_RARE void Excite(const trelExactPacket& packet, double weight, trelPacketNumbers& numbers,
+                      const trelExactModel& model, trelExactTally& tally);
+
+/** Of a weak packet a tenth goes on with the tenfold weight. Nothing is scored: the mean of what is
+ *  scored later is that of all. */
+TREL_RARE void PlayExactRoulette(trelExactPacket& packet, trelPacketNumbers& numbers,
+                                 trelExactTally& tally);
+
+/** The new direction: of Henyey and Greenstein in space, of their law for two dimensions in the
+ *  plane. */
+inline void Scatter(trelExactPacket& packet, trelPacketNumbers& numbers,
+                    const trelExactModel& model)
+{
+  const double g = packet.Here->Anisotropy;
+  const double random = numbers.NextRandom();
+  if (model.Dimension == Dimension2D) {
+    const trelUnitCircle turn = DrawTurnInPlane(g, random);
+    const trelVector u = packet.Direction;
+    packet.Direction = {u.X * turn.Cosine - u.Y * turn.Sine, u.X * turn.Sine + u.Y * turn.Cosine,
+                        0.0};
+  } else {
+    const double cosTheta = DrawCosineInSpace(g, random);
+    packet.Direction = Deflect(packet.Direction, cosTheta, numbers.NextRandom());
+  }
+}
+
+/** The interaction at the packet's place. Of the weight w the share mua / mut' is absorbed by the
+ *  tissue, muf / mut' by each dye, and mus / mut' goes on; w / mut' is its part of the fluence. */
+inline void Interact(trelExactPacket& packet, trelPacketNumbers& numbers,
+                     const trelExactModel& model, trelExactTally& tally)
+{
+  const double share = packet.Weight / packet.Interaction;
+  const double kept = share * packet.Here->Scattering;
+  ScoreInteraction(packet, tally, model, packet.Weight - kept, share);
+  if (packet.Dyes != 0 && !packet.IsEmission) Excite(packet, share, numbers, model, tally);
+  packet.Weight = kept;
+  packet.Depth = trelExactPacket::NotDrawn;
+  packet.Skip = 0.0;
+  packet.BoundariesInRow = 0;
+  ++packet.Interactions;
+  if (!(packet.Weight > 0.0)) {
+    packet.Dead = true;
+    return;
+  }
+  Scatter(packet, numbers, model);
+  const double square = Dot(packet.Direction, packet.Direction);
+  if (std::fabs(square - 1.0) > 1e-14) packet.Direction = packet.Direction / std::sqrt(square);
+  if (packet.Weight < RouletteThreshold) PlayExactRoulette(packet, numbers, tally);
+}
+
+/** Follows the packet's segment of @p length, which may be infinite, to the first of its end, a
+ *  change of tissue, a dye's border, a fibre and the limit of time, and does what happens there. */
+TREL_RARE void FollowSegment(trelExactPacket& packet, double length, trelPacketNumbers& numbers,
+                             const trelExactModel& model, trelExactTally& tally);
+
+#endif

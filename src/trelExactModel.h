@@ -1,0 +1,81 @@
+#ifndef trelExactModel_h
+#define trelExactModel_h
+
+#include <limits>
+#include <vector>
+
+#include "trelExactPacket.h"
+#include "trelTissueMap.h"
+#include "trelTransportModel.h"
+
+/** One line of a fluorophore: where it takes light of which wavelength, and what it gives back. */
+struct trelDye
+{
+  const trelShapeObject* Region;
+  std::int32_t ExcitationWavelength;
+  std::int32_t Wavelength;       ///< of the emission
+  std::int32_t WavelengthIndex;  ///< of the emission
+  double Absorption;             ///< muf, 1/mm
+  double QuantumYield;           ///< emitted of absorbed light
+  double LifeTime;               ///< mean delay of the emission, ps
+  /** Weight of an emission packet in the unit of the sources' energy; fixed by a pilot run. */
+  double PacketWeight;
+};
+
+/** What the packet loop of the exact rules reads of the model. Constant while packets travel. */
+struct trelExactModel : trelTransportModel
+{
+  /** As many dyes as a packet has bits for. */
+  static constexpr std::size_t MaximumDyes = 64;
+  /** A packet that meets so many boundaries without an interaction is trapped. */
+  static constexpr std::int32_t MaximumBoundariesInRow = 10000;
+  /** Speed of light in vacuum, mm/ps. */
+  static constexpr double SpeedOfLight = 0.299792458;
+
+  /** Copies everything; the geometry must have been prepared. False if memory runs out or there are
+   *  too many dyes. */
+  bool Resolve(trelSimulationParameter& parameter);
+
+  /** Puts the packet into @p tissue with the coefficients there. */
+  void Enter(std::int32_t tissue, trelExactPacket& packet) const
+  {
+    PlaceIn(tissue, packet);
+    UpdateInteraction(packet);
+  }
+  /** The interaction coefficient of the packet's tissue and dyes. */
+  void UpdateInteraction(trelExactPacket& packet) const
+  {
+    packet.Interaction = packet.Here->Interaction;
+    if (packet.Dyes != 0) packet.Interaction += SumDyes(packet);
+  }
+  /** Whether the dye @p i takes light of the packet. */
+  bool Takes(std::size_t i, const trelExactPacket& packet) const
+  {
+    return (packet.Dyes >> i & 1) != 0 && Dyes[i].ExcitationWavelength == packet.Wavelength;
+  }
+  /** The dyes at a point, as bits. */
+  std::uint64_t FindDyes(const trelVector& point) const;
+  /** Lower bound of the distance from the point to whatever ends a segment. */
+  double BoundDistance(const trelVector& point) const;
+  /** The same for all points of a cell; 0 where it is not known. */
+  double GetSafeDistance(const trelVector& point) const
+  {
+    return HasMarkers ? 0.0 : Map.GetSafeDistance(point);
+  }
+
+  trelTissueMap Map;
+  std::vector<trelDye> Dyes;
+  /** Regions of dyes and fibres: they end segments beside the tissues. */
+  std::vector<const trelShapeObject*> Markers;
+  bool HasMarkers = false;
+  bool SaveFluence = false;
+  std::uint32_t StepLimit = std::numeric_limits<std::uint32_t>::max();
+  double TimeLimit = std::numeric_limits<double>::infinity();  ///< ps
+
+private:
+  double SumDyes(const trelExactPacket& packet) const;
+  void CollectDyes(trelSimulationParameter& parameter);
+  void CollectMarkers();
+};
+
+#endif

@@ -1,0 +1,238 @@
+#include "trelExactMonteCarlo.h"
+
+#include <omp.h>
+
+#include <algorithm>
+#include <random>
+
+#include "trelExactLaunch.h"
+#include "trelExactSteps.h"
+#include "trelLightSource.h"
+#include "trelList.h"
+#include "trelMediumResult.h"
+#include "trelMemory.h"
+#include "trelSimulationParameter.h"
+#include "trelSimulationResult.h"
+#include "trelSpectrum.h"
+#include "trelThreads.h"
+#include "trelVoxelTable.h"
+
+/** Packets that a pilot flies of each entry, at most. */
+static constexpr std::int64_t pilotPackets = 1000;
+/** The pilot's streams: the same in every run of a model. */
+static constexpr std::uint64_t pilotSeed = 0x70696c6f74;
+
+static std::uint64_t DrawSeed()
+{
+  std::random_device entropy;
+  return static_cast<std::uint64_t>(entropy()) << 32 | entropy();
+}
+
+trelExactMonteCarlo::trelExactMonteCarlo() : Seed(DrawSeed()) {}
+
+trelExactMonteCarlo::~trelExactMonteCarlo() = default;
+
+bool trelExactMonteCarlo::Prepare()
+{
+  if (!Input->GetMedium()) return false;
+  Input->PrepareGeometry();
+  if (!GetOutput()->Initialize(Input) || !Model.Resolve(*Input)) return false;
+  Tables.Resolve(*Output, *Input, Model.MediumShapeType);
+  Reflected.assign(static_cast<std::size_t>(Model.NumberOfSpectra), 0.0);
+  CollectBatches();
+  return true;
+}
+
+void trelExactMonteCarlo::CollectBatches()
+{
+  Batches.clear();
+  std::uint64_t source = 0;
+  for (const trelLightSource* light : Input->GetLightSources()->GetItems<trelLightSource>()) {
+    std::uint64_t entry = source++ << 32;
+    if (!RunsSource(*light)) continue;
+    for (const trelSpectrum* spectrum : light->GetSpectra()->GetItems<trelSpectrum>())
+      Batches.push_back({light, spectrum, entry++, spectrum->GetPhotonNumber(), Seed});
+  }
+}
+
+bool trelExactMonteCarlo::Execute()
+{
+  if (!Input) return false;
+  Summary = {};
+  Finished = 0;
+  bool prepared = false;
+  if (!FitsInMemory([&] { prepared = Prepare(); }) || !prepared) {
+    ErrorMacro("Initialization of Monte Carlo simulation failed!");
+    return false;
+  }
+  for (const Batch& batch : Batches)
+    Summary.Packets += static_cast<std::uint64_t>(batch.Packets);
+  const int threads = StartableThreads(Input->GetThreadNumber());
+  std::vector<trelExactTally> tallies(static_cast<std::size_t>(threads));
+  if (!Model.Dyes.empty() && !RunPilot()) return false;
+  for (const Batch& batch : Batches)
+    if (!RunBatch(batch, tallies)) return false;
+  ReportProgress(ProgressMaximum);
+  ReportUnfinished();
+  for (int i = 0; i < Model.NumberOfSpectra; ++i)
+    Output->GetMediumResult(i)->SetSpecularReflectance(Reflected[static_cast<std::size_t>(i)]);
+  Output->FinalizeMediumResults(Input, Input->GetSaveFluenceRate());
+  const int fibers = Input->CountFiberDetectors();
+  if (fibers != 0 && Input->GetNumberOfDetectors() == fibers) {
+    Output->FinalizeDetectorResults(Input);
+  }
+  return true;
+}
+
+/** One constant for each emission spectrum, such that about one emission packet starts for each
+ *  packet of the sources. Where the pilot converts nothing, the mean weight of these. */
+bool trelExactMonteCarlo::RunPilot()
+{
+  std::vector<double> converted(static_cast<std::size_t>(Model.NumberOfSpectra), 0.0);
+  double energy = 0.0;
+  IsPilot = true;
+  for (const Batch& batch : Batches) {
+    if (batch.Packets == 0) continue;
+    energy += batch.Spectrum->GetEnergy();
+    Batch part = batch;
+    part.Packets = std::min(batch.Packets, pilotPackets);
+    part.Seed = pilotSeed;
+    std::vector<trelExactTally> tallies(1);
+    if (!RunBatch(part, tallies)) return false;
+    const double scale = static_cast<double>(batch.Packets) / static_cast<double>(part.Packets);
+    for (std::size_t i = 0; i < Model.Dyes.size(); ++i)
+      converted[static_cast<std::size_t>(Model.Dyes[i].WavelengthIndex)] +=
+          scale * tallies[0].Converted[i];
+  }
+  IsPilot = false;
+  const auto packets = static_cast<double>(std::max<std::uint64_t>(Summary.Packets, 1));
+  for (trelDye& dye : Model.Dyes) {
+    const double sum = converted[static_cast<std::size_t>(dye.WavelengthIndex)];
+    dye.PacketWeight = (sum > 0.0 ? sum : energy) / packets;
+  }
+  return true;
+}
+
+TREL_CLONED TREL_FLAT static void TraceExactly(trelExactPacket& packet, trelPacketNumbers& numbers,
+                                               const trelExactModel& model, trelExactTally& tally)
+{
+  TakeExactSteps(packet, numbers, model, tally);
+}
+
+bool trelExactMonteCarlo::RunBatch(const Batch& batch, std::vector<trelExactTally>& tallies)
+{
+  OutOfMemory = false;
+  for (trelExactTally& tally : tallies) {
+    tally = trelExactTally();
+    tally.Converted.assign(Model.Dyes.size(), 0.0);
+    tally.Trace = IsPilot ? nullptr : &TraceExactly;
+    tally.Tables = &Tables;
+    tally.Result = Output;
+    tally.OneThread = tallies.size() == 1;
+    tally.SelectRecord(static_cast<std::int32_t>(batch.Spectrum->GetWavelengthIndex()));
+    if (IsPilot) {
+      tally.Grids = &NoGrids;
+      tally.FiberGrids = nullptr;
+      tally.SpectrumMediumResult = nullptr;
+    }
+  }
+  trelExactLaunch launch;
+  launch.Prepare(*batch.Light, *batch.Spectrum, Model);
+#pragma omp parallel num_threads(static_cast <int>(tallies.size()))
+  {
+    bool ready = trelVoxelTable::PrepareThread();
+    if (!ready) {
+#pragma omp atomic write
+      OutOfMemory = true;
+    }
+#pragma omp barrier
+#pragma omp atomic read
+    ready = OutOfMemory;
+    ready = !ready;
+    if (ready) TracePackets(batch, launch, tallies[static_cast<std::size_t>(omp_get_thread_num())]);
+  }
+  if (OutOfMemory) {
+    ErrorMacro("Out of memory while starting the threads!");
+    return false;
+  }
+  if (!IsPilot) Collect(batch, tallies);
+  return true;
+}
+
+void trelExactMonteCarlo::TracePackets(const Batch& batch, const trelExactLaunch& launch,
+                                       trelExactTally& tally)
+{
+#pragma omp for schedule(dynamic, 16)
+  for (std::int64_t i = 0; i < batch.Packets; ++i) {
+    TracePacket(batch, i, launch, tally);
+    if (!IsPilot) CountFinishedPacket();
+  }
+}
+
+void trelExactMonteCarlo::TracePacket(const Batch& batch, std::int64_t number,
+                                      const trelExactLaunch& launch, trelExactTally& tally)
+{
+  trelPacketNumbers numbers;
+  numbers.Start(batch.Seed, batch.Entry, static_cast<std::uint64_t>(number));
+  trelLaunched start;
+  const trelLaunchOutcome outcome = launch.Launch(Model.Map, numbers, &start);
+  tally.ReflectedWeight += start.Reflected * launch.GetPacketWeight();
+  if (outcome == LaunchNotMet) ++tally.NotLaunched;
+  if (outcome == LaunchReflected) ++tally.ReflectedAtEntry;
+  if (outcome != LaunchDone) return;
+  trelExactPacket packet{};
+  packet.Position = start.Position;
+  packet.Direction = start.Direction;
+  packet.Weight = 1.0;
+  packet.SourceWeight = start.Entering * launch.GetPacketWeight();
+  packet.Wavelength = static_cast<std::int32_t>(batch.Spectrum->GetWavelength());
+  packet.WavelengthIndex = static_cast<std::int32_t>(batch.Spectrum->GetWavelengthIndex());
+  packet.Depth = trelExactPacket::NotDrawn;
+  packet.Skip = start.Skip;
+  if (!Model.Dyes.empty()) {
+    packet.Dyes = Model.FindDyes(packet.Position + packet.Skip * packet.Direction);
+  }
+  Model.Enter(start.Tissue, packet);
+  TraceExactly(packet, numbers, Model, tally);
+  tally.Interactions += packet.Interactions;
+}
+
+/** Adds what the threads of a region counted. */
+void trelExactMonteCarlo::Collect(const Batch& batch, const std::vector<trelExactTally>& tallies)
+{
+  double& reflected = Reflected[batch.Spectrum->GetWavelengthIndex()];
+  for (const trelExactTally& tally : tallies) {
+    Summary.NotLaunched += tally.NotLaunched;
+    Summary.ReflectedAtEntry += tally.ReflectedAtEntry;
+    Summary.Interactions += tally.Interactions;
+    Summary.Trapped += tally.Trapped;
+    Summary.Lost += tally.Lost;
+    Summary.EndedByTime += tally.EndedByTime;
+    Summary.EndedByLimit += tally.EndedByLimit;
+    reflected += tally.ReflectedWeight;
+  }
+}
+
+void trelExactMonteCarlo::CountFinishedPacket()
+{
+  std::uint64_t finished = 0;
+#pragma omp atomic capture
+  finished = ++Finished;
+  const std::uint64_t interval = std::max<std::uint64_t>(Summary.Packets / 100, 1);
+  if (finished % interval != 0) return;
+  const double part = static_cast<double>(finished) / static_cast<double>(Summary.Packets);
+  ReportProgress(static_cast<std::int32_t>(ProgressMaximum * part));
+}
+
+void trelExactMonteCarlo::ReportUnfinished()
+{
+  const auto warn = [&](std::uint64_t packets, const char* text) {
+    if (packets != 0) WarningMacro(packets << " of " << Summary.Packets << " packets " << text);
+  };
+  warn(Summary.NotLaunched, "were not launched: their light does not meet the medium");
+  warn(Summary.Trapped,
+       "were trapped between boundaries and ended: what is left of them is in no result");
+  warn(Summary.Lost, "flew through clear tissue without an end: what is left is in no result");
+  warn(Summary.EndedByLimit,
+       "reached the limit of steps (stepnummax): what is left of them is in no result");
+}

@@ -1,0 +1,90 @@
+#ifndef trelExactMonteCarlo_h
+#define trelExactMonteCarlo_h
+
+#include <vector>
+
+#include "trelExactEvents.h"
+#include "trelMonteCarlo.h"
+#include "trelScoreTable.h"
+
+class trelExactLaunch;
+class trelLightSource;
+class trelSpectrum;
+
+/** What became of the packets of a run, all sources together. */
+struct trelExactSummary
+{
+  std::uint64_t Packets = 0;  ///< asked for
+  std::uint64_t Interactions = 0;
+  std::uint64_t NotLaunched = 0;       ///< the light does not meet the medium
+  std::uint64_t ReflectedAtEntry = 0;  ///< beyond the critical angle
+  std::uint64_t Trapped = 0;           ///< met too many boundaries without an interaction
+  std::uint64_t Lost = 0;              ///< met no boundary in clear tissue
+  std::uint64_t EndedByTime = 0;
+  std::uint64_t EndedByLimit = 0;  ///< of steps
+};
+
+/**
+ * @class   trelExactMonteCarlo
+ * @brief   the run by the exact rules: all imaging modes, shapes, meshes and tetrahedra
+ *
+ * As trelVarianceReductionMonteCarlo it takes the sources of the simulation type and their spectra
+ * one after the other, in a parallel region each. Every packet has its own stream of random
+ * numbers, so that its history depends on the seed and its number alone. What happens to a packet
+ * are functions of trelExactSteps.h and trelExactEvents.h.
+ *
+ * @sa trelVarianceReductionMonteCarlo
+ */
+class trelExactMonteCarlo final : public trelMonteCarlo
+{
+  trelTypeMacro(trelExactMonteCarlo, trelMonteCarlo)
+
+public:
+  trelExactMonteCarlo();
+  ~trelExactMonteCarlo() override;
+
+  /** Prepares, runs all packets, finishes the results. False, with a report, if it cannot be
+   *  prepared. */
+  bool Execute() override;
+
+  /** What the streams of all packets are made of; the system's entropy by default. */
+  trelSetGetMacro(std::uint64_t, Seed)
+  /** What became of the packets of the last run. */
+  const trelExactSummary& GetSummary() const { return Summary; }
+
+private:
+  /** The packets of one spectrum of one source. */
+  struct Batch
+  {
+    const trelLightSource* Light;
+    const trelSpectrum* Spectrum;
+    std::uint64_t Entry;  ///< number of the source and of the spectrum, for the streams
+    std::int64_t Packets;
+    std::uint64_t Seed;
+  };
+
+  bool Prepare();
+  void CollectBatches();
+  /** The weight of emission packets, from a run of some packets that emits and scores nothing. */
+  bool RunPilot();
+  bool RunBatch(const Batch& batch, std::vector<trelExactTally>& tallies);
+  void TracePackets(const Batch& batch, const trelExactLaunch& launch, trelExactTally& tally);
+  void TracePacket(const Batch& batch, std::int64_t number, const trelExactLaunch& launch,
+                   trelExactTally& tally);
+  void CountFinishedPacket();
+  void Collect(const Batch& batch, const std::vector<trelExactTally>& tallies);
+  void ReportUnfinished();
+
+  trelExactModel Model;
+  trelScoreTables Tables;
+  trelScoreTable NoGrids;  ///< what the pilot scores into
+  std::vector<Batch> Batches;
+  trelExactSummary Summary;
+  std::vector<double> Reflected;  ///< by wavelength: weight that the skin threw back at entry
+  std::uint64_t Seed;
+  std::uint64_t Finished = 0;
+  bool IsPilot = false;
+  bool OutOfMemory = false;
+};
+
+#endif

@@ -1,0 +1,33 @@
+#ifndef trelExactPacket_h
+#define trelExactPacket_h
+
+#include <cstdint>
+
+#include "trelPacket.h"
+
+/** A packet in flight by the exact rules: what a packet is, and what its way through the medium has
+ *  told so far. */
+struct trelExactPacket : trelPacket
+{
+  /** No optical depth has been drawn for the way to the next interaction. */
+  static constexpr double NotDrawn = -1.0;
+
+  /** Optical depth to the next interaction, used up across boundaries; or NotDrawn. */
+  double Depth;
+  /** Interaction coefficient here, of the tissue and of the dyes, 1/mm. */
+  double Interaction;
+  /** What lies ahead by less, mm, the packet stands on and has passed. */
+  double Skip;
+  /** Within this distance of this point nothing changes. */
+  trelVector SafeCenter;
+  double SafeRadius;
+  /** The dyes in whose regions the packet is, a bit each, in the order of the model. */
+  std::uint64_t Dyes;
+  std::uint32_t Interactions;
+  /** Boundaries since the last interaction. */
+  std::int32_t BoundariesInRow;
+  /** Emission excites nothing. */
+  bool IsEmission;
+};
+
+#endif

@@ -1,0 +1,57 @@
+#ifndef trelExactSteps_h
+#define trelExactSteps_h
+
+#include "trelExactEvents.h"
+
+/**
+ * @file trelExactSteps.h
+ * The steps of a packet by the exact rules. A step is a segment: it ends at the nearest point on
+ * its way where anything changes, whatever lies between its ends. Where a lower bound of the
+ * distance to all that is longer than the segment, nothing is asked; the path is the same to the
+ * last bit.
+ */
+
+/** Whether the segment is known to meet nothing. */
+inline bool IsClearAhead(const trelExactPacket& packet, double length, const trelVector& end,
+                         const trelExactModel& model)
+{
+  if (length < model.GetSafeDistance(packet.Position)) return true;
+  const trelVector offset = end - packet.SafeCenter;
+  return Dot(offset, offset) < packet.SafeRadius * packet.SafeRadius;
+}
+
+/** One segment and what happens at its end. */
+inline void TakeExactStep(trelExactPacket& packet, trelPacketNumbers& numbers,
+                          const trelExactModel& model, trelExactTally& tally)
+{
+  double length = std::numeric_limits<double>::infinity();
+  if (packet.Interaction > 0.0) {
+    if (packet.Depth < 0.0) packet.Depth = -NaturalLogarithm(numbers.NextPositiveRandom());
+    length = packet.Depth / packet.Interaction;
+    const trelVector end = packet.Position + length * packet.Direction;
+    const double time = length * packet.Here->RefractiveIndex / trelExactModel::SpeedOfLight;
+    if (IsClearAhead(packet, length, end, model) && !(packet.FlyTime + time > model.TimeLimit)) {
+      packet.Position = end;
+      packet.PathLength += length;
+      packet.FlyTime += time;
+      Interact(packet, numbers, model, tally);
+      return;
+    }
+  }
+  FollowSegment(packet, length, numbers, model, tally);
+}
+
+/** All steps to the packet's end. */
+inline void TakeExactSteps(trelExactPacket& packet, trelPacketNumbers& numbers,
+                           const trelExactModel& model, trelExactTally& tally)
+{
+  while (!packet.Dead) {
+    TakeExactStep(packet, numbers, model, tally);
+    if (++packet.StepCount > model.StepLimit && !packet.Dead) {
+      packet.Dead = true;
+      ++tally.EndedByLimit;
+    }
+  }
+}
+
+#endif
