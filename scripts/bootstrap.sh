@@ -22,6 +22,8 @@ tools() {
 build|g++|compiles c++ 'int main() {}' -fopenmp
 build|make|command -v make
 build|cmake|has_cmake_3_25
+build|libcli11-dev|compiles c++ '#include <CLI/CLI.hpp>' -std=c++17 -E
+build|nlohmann-json3-dev|compiles c++ '#include <nlohmann/json.hpp>' -E
 plot|gnuplot-nox|command -v gnuplot
 plot|python3|command -v python3
 test|python3|command -v python3

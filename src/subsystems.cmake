@@ -48,7 +48,8 @@ trel_subsystem(mesh_files
   MAY_USE framework meshes
   HEADERS
   CLASSES trelMeshText trelMeshReader trelLineMeshReader trelTetrahedronReader trelAMReader
-          trelNeutralReader trelOFFReader trelSURFReader trelSTLReader PlyFileReader trelPLYReader)
+          trelNeutralReader trelOFFReader trelSURFReader trelSTLReader trelPlyHeader PlyFileReader
+          trelPLYReader)
 
 # Shapes: where a point lies, how far along a ray the boundary is, which points and cells they have.
 trel_subsystem(geometry
@@ -64,18 +65,19 @@ trel_subsystem(geometry
 trel_subsystem(model
   MAY_USE framework geometry
   HEADERS trelModelTypes trelLaunchContext trelPhysicsConstants
-  CLASSES trelOpticalParameter trelSpectrum trelTissue trelTissueClaims trelTissueReach trelMedium
-          trelTissueMap trelLightSource trelDetector trelPlaneDetector trelFiberDetector
-          trelObjectDisplay trelPhoton trelGridAxes trelScoringRegion trelSimulationParameter
+  CLASSES trelModelFindings trelOpticalParameter trelSpectrum trelTissue trelTissueClaims
+          trelTissueReach trelMedium trelTissueMap trelLightSource trelDetector trelPlaneDetector
+          trelFiberDetector trelObjectDisplay trelPhoton trelGridAxes trelScoringRegion
+          trelSimulationParameter
           trelParameterValidation trelTissueTraps trelModelTraps)
 
 # The parameter file (.trl) and how it becomes a model.
 trel_subsystem(parameter_file
   MAY_USE framework geometry model
   HEADERS
-  CLASSES trelParameterText trelModelIndex trelReadState trelKeywordSection
+  CLASSES trelParameterText trelModelIndex trelReadState trelKeywordAdvice trelKeywordSection
           trelSimulationPropertyBlock trelSourceProperty trelModelSection
-          trelSimulationParameterReader)
+          trelModelFaults trelSimulationParameterReader)
 
 # The grids, their scoring and finishing, and the result files.
 trel_subsystem(results
@@ -103,7 +105,13 @@ trel_subsystem(transport
           trelVarianceReductionMonteCarlo trelDiffuseVRMC trelBioluminescenceVRMC
           trelFluorescenceVRMC trelExactModel trelExactEvents trelExactMonteCarlo)
 
+# A look at a model before it runs: what it is, and what is wrong with it.
+trel_subsystem(check
+  MAY_USE framework geometry model results transport
+  HEADERS
+  CLASSES trelMeshCheck trelTissueRelations trelModelCheck trelCheckText)
+
 # The stages in their order, and what the command line says.
 trel_subsystem(driver
-  MAY_USE framework model parameter_file results free_space transport
-  CLASSES trelOpticalSimulationFilter trelDriver)
+  MAY_USE framework model parameter_file results free_space transport check
+  CLASSES trelOpticalSimulationFilter trelDriver trelRunDriver)

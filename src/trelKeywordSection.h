@@ -38,8 +38,8 @@ protected:
   ~trelKeywordSection() = default;
 
   /**
-   * Takes lines until one ends the section; false if the read has to stop. The end of the file is a
-   * good end of every section, so that a file may leave out what it does not need.
+   * Takes lines until one ends the section; false if the read has to stop. The end of the file
+   * ends every section without an error, so that a file may leave out what it does not need.
    */
   template <class Section, class Row, std::size_t N>
   static bool ReadLines(Section& section, const Row (&table)[N])
@@ -49,6 +49,8 @@ protected:
     };
     while (section.Text.TakeStatement()) {
       const Row* const row = std::find_if(table, table + N, isMeant);
+      section.State.NoteLine();
+      section.State.SetKeywordUnknown(row == table + N);
       const KeywordOutcome outcome = section.Handle(row == table + N ? nullptr : row);
       if (outcome != KeywordDone) return outcome == KeywordEndsSection;
     }
@@ -81,6 +83,18 @@ protected:
   /** Puts the numbers behind the keyword into @p values, from the start, at most @p count of them.
    *  @return how many there were */
   int TakeNumbers(double* values, int count) const;
+
+  /** Tells that word @p i is none of @p words. */
+  template <class Value, std::size_t N>
+  void ExplainWord(int i, const trelWord<Value> (&words)[N])
+  {
+    std::vector<std::string> list;
+    for (const trelWord<Value>& word : words)
+      AppendWords(word.Words, list);
+    State.ExplainWord(i, list);
+  }
+  /** Appends @p words, which are separated by single blanks, to @p list. */
+  static void AppendWords(const char* words, std::vector<std::string>& list);
 
   trelReadState& State;
   trelSimulationParameter& Parameter;

@@ -37,15 +37,23 @@ public:
                     int* face, double* nx, double* ny, double* nz, int raySide) const override;
 
   void ClearMesh() override;
+  /** Counts of the imported mesh; 0 while it is empty. */
   virtual std::uint32_t GetNumberOfTetrahedra() const;
   std::int32_t GetNumberOfRegions() const { return static_cast<std::int32_t>(Regions.size()); }
+
+  /** The four vertices of tetrahedron @p t, from 0, and its region. */
+  const std::array<std::uint32_t, 4>& GetTetrahedron(std::uint32_t t) const
+  {
+    return Tetrahedra[t];
+  }
+  std::int32_t GetRegion(std::uint32_t t) const { return RegionOfTetrahedron[t]; }
 
   /** Takes over a copy of @p mesh. False, and empty, if it cannot be traced: a number that
    *  points nowhere, or a region without a triangle. */
   bool ImportMesh(const trelTetrahedron* mesh);
 
-  /** Where the point lies in relation to the region; outside for a region that there is not, and
-   *  undetermined without a table. */
+  /** Where the point lies in relation to the region; outside for a region that does not exist,
+   *  and undetermined without a table. */
   PointRelation LocatePointInRegion(double x, double y, double z, int region) const;
   PointRelation LocatePointInRegion(const trelVector& point, int region) const
   {

@@ -18,6 +18,7 @@
 #include "trelSimulationParameter.h"
 #include "trelSourceProperty.h"
 #include "trelSpectrum.h"
+#include "trelText.h"
 #include "trelTissue.h"
 
 static bool IsSolid(const trelShapeTraits& shape)
@@ -71,9 +72,31 @@ KeywordOutcome trelModelSection::Handle(const Keyword* row)
                                    : "\"\nFormat of the simulation data is incorrect!\n"));
   }
   if (row->Current != Nothing && !Current[row->Current]) {
+    if (!IsRegion) State.ExplainOrder(FindingMistake, GetSelector(row->Current));
     return row->MissingMessage ? Fail(row->MissingMessage) : KeywordDone;
   }
+  ExplainStaleShape(*row);
   return (this->*row->Handler)(*row);
+}
+
+const char* trelModelSection::GetSelector(CurrentObject which)
+{
+  static const char* const selectors[NumberOfCurrentObjects] = {"",
+                                                                "lightsource",
+                                                                "lightsourceshape",
+                                                                "tissue",
+                                                                "tissueshape",
+                                                                "detectorlens",
+                                                                "fiberdetector",
+                                                                "fiberdetectorshape"};
+  return selectors[which];
+}
+
+void trelModelSection::ExplainStaleShape(const Keyword& row)
+{
+  const bool isOfShape = row.Needs == PointLine || row.Current != SourceShape;
+  if (isOfShape && IsStale[row.Current])
+    State.ExplainOrder(FindingMistake, GetSelector(row.Current));
 }
 
 int trelModelSection::GetNumberOfCoordinates() const
@@ -92,38 +115,48 @@ int trelModelSection::GetIndex() const
   return std::max(Text.GetInteger(1), 0) - 1;
 }
 
-void trelModelSection::TakePoint(double point[3]) const
+trelVector trelModelSection::TakePoint() const
 {
-  std::fill_n(point, 3, 0.0);
+  double point[3] = {0.0, 0.0, 0.0};
   TakeNumbers(point, GetNumberOfCoordinates());
+  return {point[0], point[1], point[2]};
 }
 
 // Shapes of sources, tissues and detectors
+
+std::vector<std::string> trelModelSection::ListShapes(ShapeFilter admits)
+{
+  std::vector<std::string> words;
+  for (const trelShapeTraits& traits : ShapeTraits) {
+    if (admits(traits)) AppendWords(traits.Words, words);
+  }
+  return words;
+}
 
 template <class Owner>
 KeywordOutcome trelModelSection::GiveShape(const Keyword& row, ShapeFilter admits,
                                            CurrentObject shape)
 {
   trelShapeObject* made = MakeNamedShape(Text, 1, admits);
-  if (!made) return Fail(row.Message);
+  if (!made) {
+    State.ExplainWord(1, ListShapes(admits));
+    return Fail(row.Message);
+  }
   Get<Owner>(row.Current)->SetShape(made);
   Current[shape] = made;
+  IsStale[shape] = false;
   return KeywordDone;
 }
 
 KeywordOutcome trelModelSection::SetCenter(const Keyword& row)
 {
-  double center[3];
-  TakePoint(center);
-  Get<trelShapeObject>(row.Current)->SetCenter(center);
+  Get<trelShapeObject>(row.Current)->SetCenter(TakePoint());
   return KeywordDone;
 }
 
 KeywordOutcome trelModelSection::SetHalfAxes(const Keyword& row)
 {
-  double halfAxes[3];
-  TakePoint(halfAxes);
-  Get<trelShapeObject>(row.Current)->SetHalfAxes(halfAxes);
+  Get<trelShapeObject>(row.Current)->SetHalfAxes(TakePoint());
   return KeywordDone;
 }
 
@@ -132,8 +165,14 @@ void trelModelSection::LoadMesh(Mesh& mesh)
 {
   std::string path;
   if (Text.GetPath(path)) {
+    const std::string given = path;
     ResolvePath(path);
     if (mesh.LoadFromFile(path.c_str())) return;
+    State.Explain(FindingMistake, 1, "the mesh file " + QuoteWord(given) + " cannot be read",
+                  "paths start at the folder of the model; looked for " + path);
+  } else {
+    State.Explain(FindingMistake, 0, std::string(Text.GetToken(0)) + " has no path",
+                  "write the path of a mesh file, in double quotes if it has blanks");
   }
   mesh.ClearMesh();
 }
@@ -143,8 +182,12 @@ void trelModelSection::LoadMesh(Mesh& mesh)
 KeywordOutcome trelModelSection::SelectSource(const Keyword& row)
 {
   trelLightSource* source = State.GetModelIndex().GetLightSource(GetIndex());
-  if (!source) return Fail(row.Message);
+  if (!source) {
+    State.ExplainIndex("lightsourcenum", State.GetLightSourceNum());
+    return Fail(row.Message);
+  }
   Current[Source] = source;
+  IsStale[SourceShape] = true;
   SourceIndex = GetIndex();
   return KeywordDone;
 }
@@ -168,9 +211,24 @@ KeywordOutcome trelModelSection::LoadSourceShape(const Keyword& row)
   return KeywordDone;
 }
 
+/** Words without a meaning are passed over, up to a comment. */
+void trelModelSection::ExplainSourceWords()
+{
+  if (!State.GetFindings()) return;
+  const std::vector<std::string> words = ListSourceWords();
+  for (int i = 1; i < Text.GetNumberOfTokens() && Text.GetToken(i)[0] != '#'; ++i) {
+    const auto isMeant = [&](const std::string& word) {
+      return EqualWords(word, Text.GetToken(i));
+    };
+    if (std::none_of(words.begin(), words.end(), isMeant))
+      State.ExplainWord(i, words, FindingMistake);
+  }
+}
+
 KeywordOutcome trelModelSection::SetSourceProperty(const Keyword&)
 {
   const SimulationType mode = Parameter.GetSimulationType();
+  ExplainSourceWords();
   const std::string fault = ReadSourceProperty(Text, mode, *Get<trelLightSource>(Source));
   return fault.empty() ? KeywordDone : Fail(fault);
 }
@@ -189,12 +247,11 @@ KeywordOutcome trelModelSection::SetDeflectionRange(const Keyword&)
 
 KeywordOutcome trelModelSection::SetSourceDirection(const Keyword& row)
 {
-  double d[3];
-  TakePoint(d);
+  const trelVector d = TakePoint();
   // The scale keeps squares of huge and of tiny numbers within range.
-  const double scale = std::max({std::fabs(d[0]), std::fabs(d[1]), std::fabs(d[2])});
+  const double scale = std::max({std::fabs(d.X), std::fabs(d.Y), std::fabs(d.Z)});
   if (!(scale > 0.0 && std::isfinite(scale))) return Fail(row.Message);
-  Get<trelLightSource>(Source)->SetDirection({d[0] / scale, d[1] / scale, d[2] / scale});
+  Get<trelLightSource>(Source)->SetDirection(d / scale);
   return KeywordDone;
 }
 
@@ -224,7 +281,10 @@ KeywordOutcome trelModelSection::SetSourceSpectrum(const Keyword& row, int emiss
   const std::vector<std::uint32_t>& wavelengths = State.GetWavelengthList();
   const int i = GetIndex();
   trelSpectrum* spectrum = State.GetModelIndex().GetSpectrum(SourceIndex, i);
-  if (!spectrum || i >= static_cast<int>(wavelengths.size())) return Fail(row.Message);
+  if (!spectrum || i >= static_cast<int>(wavelengths.size())) {
+    State.ExplainIndex("spectrumnum", State.GetSpectrumNum());
+    return Fail(row.Message);
+  }
   spectrum->SetWavelength(wavelengths[i]);
   spectrum->SetWavelengthIndex(i);
   const bool emits = Parameter.GetSimulationType() == FMT &&
@@ -234,7 +294,11 @@ KeywordOutcome trelModelSection::SetSourceSpectrum(const Keyword& row, int emiss
     SetPacketNumber(*spectrum);
     return KeywordDone;
   }
-  if (Text.GetNumberOfTokens() < emissionNeeds) return Fail(emissionMessage);
+  if (Text.GetNumberOfTokens() < emissionNeeds) {
+    State.Explain(FindingError, 0, "too few values of a fluorophore",
+                  "write lightsourcespectrumindex INDEX EXCITATION YIELD ABSORPTION LIFETIME");
+    return Fail(emissionMessage);
+  }
   spectrum->SetExcitationWavelength(Text.GetTruncated(2));
   spectrum->SetQuantumYield(Text.GetReal(3));
   spectrum->SetFluorophoreAbsorption(Text.GetReal(4));
@@ -262,7 +326,11 @@ void trelModelSection::SetPacketNumber(trelSpectrum& spectrum)
 KeywordOutcome trelModelSection::LoadTetrahedra(const Keyword& row)
 {
   trelMedium* medium = Parameter.GetMedium();
-  if (!medium->GetShapeIsTetrahedron()) return Fail(row.Message);
+  if (!medium->GetShapeIsTetrahedron()) {
+    State.Explain(FindingError, 0, "the medium is not said to be a tetrahedral mesh",
+                  "write mediumshapetetratype 1 among the simulation properties");
+    return Fail(row.Message);
+  }
   auto* mesh = new trelMCTetrahedron;
   medium->SetTetrahedron(mesh);
   LoadMesh(*mesh);
@@ -272,8 +340,13 @@ KeywordOutcome trelModelSection::LoadTetrahedra(const Keyword& row)
 KeywordOutcome trelModelSection::SelectTissue(const Keyword& row)
 {
   trelTissue* tissue = State.GetModelIndex().GetTissue(GetIndex());
-  if (!tissue) return Fail(row.Message);
+  if (!tissue) {
+    State.ExplainIndex("tissuenum", State.GetTissueNum());
+    return Fail(row.Message);
+  }
   Current[Tissue] = tissue;
+  IsStale[TissueShape] = true;
+  IsRegion = false;
   TissueIndex = GetIndex();
   tissue->SetName(std::string(Text.GetToken(2)).c_str());
   return KeywordDone;
@@ -291,6 +364,7 @@ KeywordOutcome trelModelSection::SetTissueShape(const Keyword& row)
   }
   // A region of the medium's mesh: no shape of its own, and one that it had stays.
   Current[TissueShape] = nullptr;
+  IsRegion = true;
   return KeywordDone;
 }
 
@@ -307,7 +381,10 @@ KeywordOutcome trelModelSection::SetTissueSpectrum(const Keyword& row)
   const std::vector<std::uint32_t>& wavelengths = State.GetWavelengthList();
   const int i = GetIndex();
   trelOpticalParameter* entry = State.GetModelIndex().GetOpticalParameter(TissueIndex, i);
-  if (!entry || i >= static_cast<int>(wavelengths.size())) return Fail(row.Message);
+  if (!entry || i >= static_cast<int>(wavelengths.size())) {
+    State.ExplainIndex("spectrumnum", State.GetSpectrumNum());
+    return Fail(row.Message);
+  }
   entry->SetOpticalCoefficients(Text.GetReal(2), Text.GetReal(3), Text.GetReal(4), Text.GetReal(5));
   entry->SetWavelength(wavelengths[i]);
   return KeywordDone;
@@ -320,38 +397,44 @@ template <class Detector>
 KeywordOutcome trelModelSection::AddDetector(const Keyword& row)
 {
   const int i = GetIndex();
-  if (i < 0 || i >= State.GetDetectorNum()) return Fail(row.Message);
+  if (i < 0 || i >= State.GetDetectorNum()) {
+    State.ExplainIndex("detectornum", State.GetDetectorNum());
+    return Fail(row.Message);
+  }
   auto* detector = new Detector;
   Parameter.AddDetector(detector);
   Current[detector->GetDetectorType() == DetectorPlane ? PlaneDetector : FiberDetector] = detector;
+  if (detector->GetDetectorType() == DetectorFiber) IsStale[FiberShape] = true;
   return KeywordDone;
 }
 
 KeywordOutcome trelModelSection::SetVerticalPlane(const Keyword& row)
 {
   const VerticalPlane* plane = FindWord(Text, 1, VerticalPlaneWords);
-  if (!plane) return Fail(row.Message);
+  if (!plane) {
+    ExplainWord(1, VerticalPlaneWords);
+    return Fail(row.Message);
+  }
   Get<trelPlaneDetector>(PlaneDetector)->SetVerticalPlane(*plane);
   return KeywordDone;
 }
 
 KeywordOutcome trelModelSection::SetDetectorCenter(const Keyword&)
 {
-  double center[3];
-  TakePoint(center);
-  Get<trelPlaneDetector>(PlaneDetector)->SetCenter(center[0], center[1], center[2]);
+  Get<trelPlaneDetector>(PlaneDetector)->SetCenter(TakePoint());
   return KeywordDone;
 }
 
 KeywordOutcome trelModelSection::SetDetectorNormal(const Keyword&)
 {
-  double normal[3];
-  TakePoint(normal);
-  const double length = std::hypot(normal[0], normal[1], normal[2]);
-  if (!(length > 0.0 && std::isfinite(length))) return KeywordFails;
-  for (double& component : normal)
-    component /= length;
-  Get<trelPlaneDetector>(PlaneDetector)->SetNormal(normal[0], normal[1], normal[2]);
+  const trelVector normal = TakePoint();
+  const double length = std::hypot(normal.X, normal.Y, normal.Z);
+  if (!(length > 0.0 && std::isfinite(length))) {
+    State.Explain(FindingError, 1, "detectornormal has no direction",
+                  "write a vector whose length is not 0");
+    return KeywordFails;
+  }
+  Get<trelPlaneDetector>(PlaneDetector)->SetNormal(normal / length);
   return KeywordDone;
 }
 
@@ -443,6 +526,23 @@ const trelModelSection::Keyword trelModelSection::Keywords[] = {
     {"fiberdetectorshape", In3D, 2, FiberDetector, &Section::SetFiberShape, "tissue data error!\n"},
     {"fiberdetectorcenter", In3D, PointLine, FiberShape, &Section::SetCenter},
     {"fiberdetectoraxis", In3D, PointLine, FiberShape, &Section::SetHalfAxes}};
+
+void trelModelSection::ListKeywords(trelRules rules, std::vector<trelKnownKeyword>& keywords)
+{
+  for (const Keyword& row : Keywords) {
+    if (row.Rules == RulesExact && rules != RulesExact) continue;
+    std::vector<std::string> words;
+    AppendWords(row.Words, words);
+    for (const SectionDimension dimension : {In3D, In2D}) {
+      if ((row.Dimension & dimension) == 0) continue;
+      const int coordinates = dimension == In2D ? 2 : 3;
+      for (const std::string& word : words) {
+        keywords.push_back({word, dimension == In2D ? PartModel2D : PartModel3D,
+                            row.Needs == PointLine ? 1 + coordinates : row.Needs});
+      }
+    }
+  }
+}
 
 bool trelModelSection::Read()
 {

@@ -4,8 +4,10 @@
 #include <cstddef>
 #include <string>
 
+#include "trelKeywordAdvice.h"
 #include "trelKeywordSection.h"
 #include "trelModelTypes.h"
+#include "trelVector.h"
 
 class trelObject;
 class trelPlaneDetector;
@@ -36,6 +38,9 @@ public:
 
   /** Reads up to "endtrl" or the end of the file; false if the read has to stop. */
   bool Read();
+
+  /** Appends the keywords that both sections have by @p rules. */
+  static void ListKeywords(trelRules rules, std::vector<trelKnownKeyword>& keywords);
 
 private:
   friend class trelKeywordSection;
@@ -93,7 +98,13 @@ private:
   /** The index behind the keyword, from 0; below 0 or too large if the file is wrong. */
   int GetIndex() const;
   /** The point behind the keyword; in two dimensions z is 0. */
-  void TakePoint(double point[3]) const;
+  trelVector TakePoint() const;
+  /** The keyword whose line selects @p which. */
+  static const char* GetSelector(CurrentObject which);
+  /** Tells of a line for a shape that the source, tissue or fibre at hand does not have yet. */
+  void ExplainStaleShape(const Keyword& row);
+  /** The words for the admitted shapes. */
+  static std::vector<std::string> ListShapes(ShapeFilter admits);
   template <class Owner>
   KeywordOutcome GiveShape(const Keyword& row, ShapeFilter admits, CurrentObject shape);
   template <class Mesh>
@@ -106,6 +117,7 @@ private:
   KeywordOutcome SetPlanarSourceShape(const Keyword& row);
   KeywordOutcome SetSourceShape(const Keyword& row);
   KeywordOutcome LoadSourceShape(const Keyword& row);
+  void ExplainSourceWords();
   KeywordOutcome SetSourceProperty(const Keyword& row);
   KeywordOutcome SetAzimuthRange(const Keyword& row);
   KeywordOutcome SetDeflectionRange(const Keyword& row);
@@ -137,6 +149,10 @@ private:
 
   const SectionDimension Dimension;
   trelObject* Current[NumberOfCurrentObjects] = {};
+  /** Whether the tissue selected last is a region of the medium's mesh, which has no shape. */
+  bool IsRegion = false;
+  /** A shape that was given to an object selected earlier. */
+  bool IsStale[NumberOfCurrentObjects] = {};
   /** Indices of the current source and tissue, from 0. */
   int SourceIndex = -1;
   int TissueIndex = -1;

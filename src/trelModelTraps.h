@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "trelModelFindings.h"
+
 class trelSimulationParameter;
 
 /**
@@ -16,7 +18,15 @@ class trelSimulationParameter;
  * docs/physics.md has the size of each error.
  */
 
-/** What there is to tell of the model, a line each; takes a time that is linear in its objects. */
-std::vector<std::string> FindModelTraps(const trelSimulationParameter& parameter);
+/** A trap, and how grave it is: a mistake is one that no model can mean. */
+struct trelModelTrap
+{
+  trelFindingKind Kind;
+  std::string Text;
+};
+
+/** What there is to tell of the model by its rules: some traps are those of the classic rules
+ * alone. Takes a time that is linear in its objects. */
+std::vector<trelModelTrap> FindModelTraps(const trelSimulationParameter& parameter);
 
 #endif

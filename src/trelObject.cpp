@@ -13,8 +13,19 @@
 const char* const trelLongName = "Trel Photon Simulation Workbench";
 const char* const trelVersion = "2.2 built at 08:15:17, Jul 18 2021";
 
+static trelReportTaker ReportTaker = nullptr;
+
+void SetReportTaker(trelReportTaker take)
+{
+  ReportTaker = take;
+}
+
 void DisplayText(const std::string& text)
 {
+  if (ReportTaker) {
+    ReportTaker(text.c_str());
+    return;
+  }
 #ifdef _WIN32
   MessageBoxA(nullptr, text.c_str(), "Information", 0);
 #else
@@ -25,6 +36,10 @@ void DisplayText(const std::string& text)
 
 void DisplayLiteral(const char* text)
 {
+  if (ReportTaker) {
+    ReportTaker(text);
+    return;
+  }
 #ifdef _WIN32
   MessageBoxA(nullptr, text, "Information", 0);
 #else

@@ -22,11 +22,16 @@
  *  Windows in a modal box titled "Information". Every report goes through here. */
 void DisplayText(const std::string& text);
 
-/** The same for a text that stands in the program: needs no memory, so that it can report its
+/** Hands all texts to @p take in the place of the display; null, the default, shows them. Main
+ * thread only, outside of parallel regions. */
+using trelReportTaker = void (*)(const char* text);
+void SetReportTaker(trelReportTaker take);
+
+/** Shows a text that stands in the program: needs no memory, so that it can report its
  * lack. */
 void DisplayLiteral(const char* text);
 
-/** Shows what @p report holds. A stream drops what it has no memory for; that is said then. */
+/** Shows the text of @p report, with a note if the stream lacked the memory for all of it. */
 void DisplayReport(const std::ostringstream& report);
 
 /** Does nothing. Called after every error report, so that a debugger has a place to stop. */

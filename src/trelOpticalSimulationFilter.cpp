@@ -2,6 +2,7 @@
 
 #include "trelBioluminescenceVRMC.h"
 #include "trelDiffuseVRMC.h"
+#include "trelExactMonteCarlo.h"
 #include "trelFluorescenceVRMC.h"
 #include "trelFreespacePinhole.h"
 #include "trelModelTraps.h"
@@ -42,7 +43,7 @@ trelFreespaceFilter* trelOpticalSimulationFilter::GetFreespaceFilter()
   return FreespaceFilter;
 }
 
-static trelMediumFilter* MakeMediumFilter(int simulationType)
+static trelMediumFilter* MakeClassicFilter(SimulationType simulationType)
 {
   switch (simulationType) {
     case BLT:
@@ -56,6 +57,13 @@ static trelMediumFilter* MakeMediumFilter(int simulationType)
   }
 }
 
+/** The simulation of the rules of @p parameter. */
+static trelMediumFilter* MakeMediumFilter(const trelSimulationParameter& parameter)
+{
+  if (parameter.GetRules() == RulesExact) return new trelExactMonteCarlo;
+  return MakeClassicFilter(parameter.GetSimulationType());
+}
+
 void trelOpticalSimulationFilter::CreateAlgorithms()
 {
   if (AlgorithmsCreated) return;
@@ -65,7 +73,7 @@ void trelOpticalSimulationFilter::CreateAlgorithms()
   FreespaceAlgorithm = Input->GetFreespaceAlgorithm();
   if (MediumAlgorithm != MediumVRMC) return;
   if (FreespaceAlgorithm < FreespaceVRMC || FreespaceAlgorithm > FreespacePinhole) return;
-  MediumFilter = MakeMediumFilter(Input->GetSimulationType());
+  MediumFilter = MakeMediumFilter(*Input);
   if (FreespaceAlgorithm == FreespacePinhole) FreespaceFilter = new trelFreespacePinhole;
   AlgorithmsCreated = true;
 }
@@ -98,8 +106,8 @@ bool trelOpticalSimulationFilter::Execute()
   MediumFilter->SetMediumFilterMode(2);
   InMedium = true;
   InFreespace = false;
-  for (const std::string& trap : FindModelTraps(*Input))
-    WarningMacro(trap);
+  for (const trelModelTrap& trap : FindModelTraps(*Input))
+    WarningMacro(trap.Text);
   const bool simulated = MediumFilter->Update();
   if (!simulated) ErrorMacro("Error happens while simulating light propagation in medium!");
   TakeMediumOutput();

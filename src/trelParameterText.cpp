@@ -81,8 +81,54 @@ void trelParameterText::NoteComma(int i) const
               ": the decimal sign is a point, and digits are not grouped";
 }
 
+/** The number of digits from @p at on. */
+static std::size_t CountDigits(std::string_view token, std::size_t at)
+{
+  std::size_t end = at;
+  while (end < token.size() && IsDigit(token[end]))
+    ++end;
+  return end - at;
+}
+
+static bool HasSign(std::string_view token, std::size_t at)
+{
+  return at < token.size() && (token[at] == '+' || token[at] == '-');
+}
+
+/** Whether the token is a number from its first to its last character. */
+static bool IsNumber(std::string_view token, trelNumberKind kind)
+{
+  std::size_t at = HasSign(token, 0) ? 1 : 0;
+  if (kind == RealNumber &&
+      (EqualWords(token.substr(at), "inf") || EqualWords(token.substr(at), "infinity"))) {
+    return true;
+  }
+  std::size_t digits = CountDigits(token, at);
+  at += digits;
+  if (kind == RealNumber && at < token.size() && token[at] == '.') {
+    const std::size_t places = CountDigits(token, ++at);
+    digits += places;
+    at += places;
+  }
+  if (digits == 0) return false;
+  if (kind == RealNumber && at < token.size() && (token[at] == 'e' || token[at] == 'E')) {
+    at += HasSign(token, at + 1) ? 2 : 1;
+    const std::size_t exponent = CountDigits(token, at);
+    if (exponent == 0) return false;
+    at += exponent;
+  }
+  return at == token.size();
+}
+
+void trelParameterText::NoteOddNumber(int i, trelNumberKind kind) const
+{
+  if (TakeOddNumber && i < GetNumberOfTokens() && !IsNumber(GetToken(i), kind))
+    TakeOddNumber(i, kind);
+}
+
 std::int32_t trelParameterText::GetInteger(int i) const
 {
+  NoteOddNumber(i, WholeNumber);
   NoteComma(i);
   return ReadInteger(GetToken(i), DecimalNumbers);
 }
@@ -95,6 +141,7 @@ bool trelParameterText::HasNumber(int i) const
 
 double trelParameterText::GetReal(int i) const
 {
+  NoteOddNumber(i, RealNumber);
   NoteComma(i);
   double value = 0.0;
   ReadReal(GetToken(i), DecimalNumbers, value);

@@ -4,9 +4,18 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <functional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
+
+/** What is expected where a number is read. */
+enum trelNumberKind
+{
+  WholeNumber,
+  RealNumber
+};
 
 /**
  * @class   trelParameterText
@@ -41,6 +50,7 @@ public:
   /** The number of the current line in the file, from 1. Pieces of a long line have the same. */
   int GetLineNumber() const { return LineNumber; }
 
+  /** Of the current line; 0 at the start and at the end of the file. */
   int GetNumberOfTokens() const { return static_cast<int>(Tokens.size()); }
   /** Token @p i, from 0; empty if there is none. */
   std::string_view GetToken(int i) const;
@@ -50,6 +60,13 @@ public:
   /** The decimal integer at the start of token @p i: 0 without one, the nearest 32-bit number if
    * huge. */
   std::int32_t GetInteger(int i) const;
+  /** Calls @p take with the number of each token that is read as a number and is more than one, or
+   *  none. */
+  void WatchNumbers(std::function<void(int token, trelNumberKind kind)> take)
+  {
+    TakeOddNumber = std::move(take);
+  }
+
   /** True if token @p i starts with a number, infinities among them; "nan" is not one. */
   bool HasNumber(int i) const;
   /** The real number at the start of token @p i: 0 without one, and for "nan". Huge ones are
@@ -73,6 +90,7 @@ public:
 
 private:
   void NoteComma(int i) const;
+  void NoteOddNumber(int i, trelNumberKind kind) const;
 
   std::FILE* File = nullptr;
   char LineBuffer[255] = "";
@@ -83,6 +101,7 @@ private:
   std::vector<std::string_view> Tokens;
   /** Written when a number is read. */
   mutable std::string CommaNote;
+  std::function<void(int token, trelNumberKind kind)> TakeOddNumber;
 };
 
 /** A value and the words for it, separated by blanks. */

@@ -5,11 +5,13 @@
 #include <string>
 #include <vector>
 
+#include "trelModelFindings.h"
 #include "trelModelIndex.h"
 #include "trelObjectMacros.h"
 #include "trelParameterText.h"
 
-/** Who shows what does not stop a read, at once and under its own name: the reader. */
+/** Receives what is wrong without stopping a read. The reader is one, and reports at once under its
+ *  own name. */
 struct trelReadReports
 {
   virtual void ShowError(const std::string& text) = 0;
@@ -29,10 +31,10 @@ protected:
 class trelReadState
 {
 public:
-  /** @p reports is held as long as the state. */
+  /** @p reports must outlive the state. */
   explicit trelReadState(trelReadReports& reports) : Reports(reports) {}
 
-  /** Forgets the read before this one, but for the file and the objects. */
+  /** Resets counts, wavelengths and ReaderErrorText for a new read. */
   void Begin();
 
   /** The file, at its current line. */
@@ -51,9 +53,30 @@ public:
 
   /** What is wrong with the file so far; empty by default. */
   const std::string& GetReaderErrorText() const { return ReaderErrorText; }
-  /** Appends @p text to it. */
-  void Record(const std::string& text) { ReaderErrorText += text; }
-  /** Shows what does not stop the read. */
+  /** Appends @p text to it, and is a finding of the line if nothing was explained of it. */
+  void Record(const std::string& text);
+
+  /** Where findings go, held as long as the state; null, the default, for nowhere: then the
+   *  operations below do nothing. */
+  void SetFindings(trelModelFindings* findings);
+  trelModelFindings* GetFindings() const { return Findings; }
+
+  /** Notes where the setting of the current line stands. */
+  void NoteLine();
+  /** Tells of a word of the current line, from 0. */
+  void Explain(trelFindingKind kind, int word, const std::string& text,
+               const std::string& remedy = "");
+  /** Tells that the index on the current line is not within the count @p count that the setting
+   *  @p keyword gave. */
+  void ExplainIndex(const char* keyword, std::int32_t count);
+  /** Tells that word @p i is none of @p words. */
+  void ExplainWord(int i, const std::vector<std::string>& words,
+                   trelFindingKind kind = FindingError);
+  /** Tells that the current line needs a line @p keyword ahead of it. */
+  void ExplainOrder(trelFindingKind kind, const std::string& keyword);
+  /** The keyword of the current line is not known where it stands, or its line is too short. */
+  trelSetGetMacro(bool, KeywordUnknown)
+  /** Reports what does not stop the read. */
   void ShowError(const std::string& text) { Reports.ShowError(text); }
   void ShowWarning(const std::string& text) { Reports.ShowWarning(text); }
 
@@ -67,6 +90,13 @@ private:
   std::int32_t DetectorNum = 0;
   std::vector<std::uint32_t> WavelengthList;
   std::string ReaderErrorText;
+  trelModelFindings* Findings = nullptr;
+  /** Whose settings the lines are, "tissue 2", and the line that was explained last. */
+  std::string Owner;
+  int ExplainedLine = 0;
+  bool KeywordUnknown = false;
+
+  void ExplainNumber(int token, trelNumberKind kind);
 };
 
 #endif

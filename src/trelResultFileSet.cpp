@@ -127,6 +127,22 @@ static bool RefusesNewFiles(int reason)
   return reason == EACCES || reason == EPERM || reason == EROFS;
 }
 
+bool trelResultFileSet::CanOpen(const std::string& name)
+{
+  std::error_code error;
+  const fs::path given = NativePath(name);
+  const fs::file_status status = fs::status(given, error);
+  if (status.type() == fs::file_type::none || fs::is_directory(status)) return false;
+  if (fs::exists(status)) return !fs::is_regular_file(status) || IsWritable(given);
+  trelTemporaryFile temporary;
+  std::FILE* file = CreateTemporaryFile(FollowLinks(given).parent_path(), temporary);
+  if (!file) return false;
+  std::fclose(file);
+  fs::remove(temporary.Path, error);
+  UnlistTemporaryFile(temporary);
+  return true;
+}
+
 std::FILE* trelResultFileSet::Open(const std::string& name)
 {
   std::error_code error;

@@ -6,6 +6,7 @@
 
 #include "trelList.h"
 #include "trelMedium.h"
+#include "trelModelFaults.h"
 #include "trelModelSection.h"
 #include "trelPaths.h"
 #include "trelShapeObject.h"
@@ -76,8 +77,11 @@ bool trelSimulationParameterReader::ReadFile(const char* name)
     ErrorMacro(name << ": \n" << State.GetReaderErrorText() << endOfReport);
     return false;
   }
-  if (output->GetDimension() == DimensionUnset) return false;
-  if (!ReadModel(output) || !output->Validate()) {
+  if (output->GetDimension() == DimensionUnset) {
+    ExplainDimension();
+    return false;
+  }
+  if (!ReadModel(output) || !CheckModel(output)) {
     output->ClearModel();
     ErrorMacro(State.GetReaderErrorText() << "The simulation parameter read fail!" << endOfReport);
     return false;
@@ -94,14 +98,21 @@ bool trelSimulationParameterReader::ReadModel(trelSimulationParameter* parameter
   return true;
 }
 
+bool trelSimulationParameterReader::CheckModel(trelSimulationParameter* parameter)
+{
+  ExplainEnd();
+  if (State.GetFindings()) FindModelFaults(*parameter, State);
+  return parameter->Validate();
+}
+
 /** True for an analytic shape with a half-length that is not above 0, or infinite. */
 static bool IsFlat(const trelShapeObject& shape)
 {
   if (shape.GetTraits().IsMesh()) return false;
-  double h[3];
-  shape.GetHalfAxes(&h[0], &h[1], &h[2]);
-  return !std::all_of(h, h + shape.GetTraits().Dimension,
-                      [](double x) { return x > 0.0 && std::isfinite(x); });
+  const trelVector halfAxes = shape.GetHalfAxes();
+  for (int axis = 0; axis < shape.GetTraits().Dimension; ++axis)
+    if (!(halfAxes[axis] > 0.0 && std::isfinite(halfAxes[axis]))) return true;
+  return false;
 }
 
 void trelSimulationParameterReader::WarnOfFlatTissues()
@@ -119,6 +130,54 @@ void trelSimulationParameterReader::WarnOfFlatTissues()
                << ", expected finite half-lengths above 0 (mm)\n");
 }
 
+bool trelSimulationParameterReader::ExplainStop(bool done, trelFilePart part)
+{
+  if (done || !State.GetFindings() || !State.GetKeywordUnknown()) return done;
+  std::vector<trelKnownKeyword> keywords = {{"trl", PartHeader, 1},
+                                            {"format", PartHeader, 2},
+                                            {"comment", PartHeader, 1},
+                                            {"spectrum", PartWavelengths, 3}};
+  trelSimulationPropertyBlock::ListKeywords(keywords);
+  trelModelSection::ListKeywords(GetOutput()->GetRules(), keywords);
+  ExplainKeyword(State, part, keywords);
+  return done;
+}
+
+void trelSimulationParameterReader::ExplainEnd()
+{
+  const trelModelFindings* findings = State.GetFindings();
+  if (!findings || findings->GetLineOf("", "endtrl") > 0) return;
+  State.Explain(FindingMistake, 0, "the file breaks off: there is no endtrl", "end it with endtrl");
+}
+
+/** Without a dimension nothing is read, and nothing said. */
+void trelSimulationParameterReader::ExplainDimension()
+{
+  trelModelFindings* findings = State.GetFindings();
+  if (!findings) return;
+  const int block = findings->GetLineOf("", "endsimulationproperty");
+  if (block == 0) {
+    State.Explain(FindingError, 0, "the file breaks off: there is no endsimulationproperty",
+                  "end the simulation properties with endsimulationproperty");
+  } else {
+    findings->Add(FindingError, block, 0, "the simulation properties have no dimension",
+                  "write dimension 3d or dimension 2d ahead of roi and roiseparation");
+  }
+}
+
+void trelSimulationParameterReader::ExplainWavelength()
+{
+  const std::size_t read = State.GetWavelengthList().size();
+  const trelModelFindings* findings = State.GetFindings();
+  if (!findings) return;
+  State.Explain(
+      FindingError, 0,
+      "spectrum " + std::to_string(read + 1) + " expected: spectrumnum (line " +
+          std::to_string(findings->GetLineOf("", "spectrumnum")) + ") is " +
+          std::to_string(State.GetSpectrumNum()) + ", found " + std::to_string(read),
+      "write a line spectrum INDEX WAVELENGTH for each, in order, or correct spectrumnum");
+}
+
 bool trelSimulationParameterReader::Fail(const std::string& text)
 {
   State.Record(text);
@@ -134,6 +193,8 @@ bool trelSimulationParameterReader::IsReady()
 bool trelSimulationParameterReader::ReadHeader()
 {
   if (!Text.Rewind() || !Text.TakeLine() || !Text.IsOneOf(0, "trl")) {
+    State.Explain(FindingError, 0, "this is no parameter file: its first line is not 'trl'",
+                  "begin the file with a line 'trl', without a byte-order mark");
     return Fail("Not a valid TRL file!\n");
   }
   while (Text.TakeStatement()) {
@@ -160,7 +221,7 @@ KeywordOutcome trelSimulationParameterReader::ReadHeaderLine()
 bool trelSimulationParameterReader::ReadSimulationProperty(trelSimulationParameter* parameter)
 {
   if (!IsReady() || !parameter || !parameter->GetMedium()) return false;
-  return trelSimulationPropertyBlock(State, *parameter).Read();
+  return ExplainStop(trelSimulationPropertyBlock(State, *parameter).Read(), PartProperties);
 }
 
 bool trelSimulationParameterReader::AllocateModel(trelSimulationParameter* parameter)
@@ -192,8 +253,10 @@ bool trelSimulationParameterReader::ReadSpectrumData(trelSimulationParameter* pa
   wavelengths.clear();
   while (Text.TakeStatement()) {
     const std::int64_t read = static_cast<std::int64_t>(wavelengths.size());
+    State.NoteLine();
     if (!Text.IsOneOf(0, "spectrum") || Text.GetNumberOfTokens() < 3 ||
         Text.GetInteger(1) != read + 1) {
+      ExplainWavelength();
       return Fail("Error when reading wavelength data!\n");
     }
     wavelengths.push_back(static_cast<std::uint32_t>(Text.GetInteger(2)));
@@ -209,12 +272,12 @@ bool trelSimulationParameterReader::ReadModel2D(trelSimulationParameter* paramet
 {
   if (!IsReady()) return false;
   if (!parameter) return Fail("No file has been opened!\n");
-  return trelModelSection(State, *parameter, Dimension2D).Read();
+  return ExplainStop(trelModelSection(State, *parameter, Dimension2D).Read(), PartModel2D);
 }
 
 bool trelSimulationParameterReader::ReadModel3D(trelSimulationParameter* parameter)
 {
   if (!IsReady()) return false;
   if (!parameter) return Fail("3D simulation parameter read fail!\n");
-  return trelModelSection(State, *parameter, Dimension3D).Read();
+  return ExplainStop(trelModelSection(State, *parameter, Dimension3D).Read(), PartModel3D);
 }

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 
+#include "trelKeywordAdvice.h"
 #include "trelKeywordSection.h"
 #include "trelReadState.h"
 #include "trelReader.h"
@@ -33,6 +34,10 @@ public:
   /** Reads the first file added and validates the model; on failure shows a report. */
   bool Execute() override;
 
+  /** Where to tell, beside the reports, of what is wrong, with lines and remedies; held as long as
+   *  the reader. Null, the default: nowhere. */
+  void SetFindings(trelModelFindings* findings) { State.SetFindings(findings); }
+
   /** The model read, owned by the reader, made at the first call; replaced when Execute() runs
    * again, which then reads by the same rules. */
   trelSimulationParameter* GetOutput();
@@ -49,13 +54,8 @@ public:
   bool ReadModel2D(trelSimulationParameter* parameter);
   bool ReadModel3D(trelSimulationParameter* parameter);
 
-  /** What is wrong with the file so far; empty by default. */
-  const std::string& GetReaderErrorText() const { return State.GetReaderErrorText(); }
-
-  /** Version of the file: "2.0" (the default), "2.1" or "2.2"; they do not differ. */
-  const std::string& GetVersion() const { return Version; }
-  /** 0 for "ascii", the default, 1 for any other word; the file is read as text either way. */
-  std::int32_t GetFormat() const { return Format; }
+  /** The line that the read is at. */
+  int GetLineNumber() const { return Text.GetLineNumber(); }
 
 private:
   void ShowError(const std::string& text) override;
@@ -65,9 +65,17 @@ private:
   void BeginRead();
   bool ReadFile(const char* name);
   bool ReadModel(trelSimulationParameter* parameter);
+  bool CheckModel(trelSimulationParameter* parameter);
   KeywordOutcome ReadHeaderLine();
   /** Warns of analytic tissues without extent: no packet finds its way into them or out of them. */
   void WarnOfFlatTissues();
+  /** Tells of a keyword that @p part does not know, if the read stopped at one; passes @p done on.
+   */
+  bool ExplainStop(bool done, trelFilePart part);
+  /** Tells of an end that is missing, which the read itself does not mind. */
+  void ExplainEnd();
+  void ExplainDimension();
+  void ExplainWavelength();
   /** Records @p text; always false. */
   bool Fail(const std::string& text);
   /** True if a stage may start: nothing was recorded and a file is open. */
@@ -75,7 +83,9 @@ private:
 
   trelReadState State{*this};
   trelParameterText& Text = State.GetText();
+  /** Version of the file: "2.0", "2.1" or "2.2"; they do not differ. */
   std::string Version = "2.0";
+  /** 0 for "ascii", 1 for any other word; the file is read as text either way. */
   std::int32_t Format = 0;
   trelSimulationParameter* Output = nullptr;
   bool OutputFilled = false;

@@ -54,7 +54,10 @@ KeywordOutcome trelSimulationPropertyBlock::SetSimulationType(const Keyword& row
 {
   if (Text.GetNumberOfTokens() < 2) return KeywordDone;
   const SimulationType* type = FindWord(Text, 1, SimulationTypeWords);
-  if (!type) return Record(row.Message);
+  if (!type) {
+    ExplainWord(1, SimulationTypeWords);
+    return Record(row.Message);
+  }
   Parameter.SetSimulationType(*type);
   return KeywordDone;
 }
@@ -63,7 +66,10 @@ KeywordOutcome trelSimulationPropertyBlock::SetDimension(const Keyword& row)
 {
   if (Text.GetNumberOfTokens() < 2) return KeywordDone;
   const SimulationDimension* dimension = FindWord(Text, 1, DimensionWords);
-  if (!dimension) return Record(row.Message);
+  if (!dimension) {
+    ExplainWord(1, DimensionWords);
+    return Record(row.Message);
+  }
   Parameter.SetDimension(*dimension);
   return KeywordDone;
 }
@@ -71,7 +77,10 @@ KeywordOutcome trelSimulationPropertyBlock::SetDimension(const Keyword& row)
 KeywordOutcome trelSimulationPropertyBlock::SetMediumAlgorithm(const Keyword& row)
 {
   const MediumAlgorithm* algorithm = FindWord(Text, 1, MediumAlgorithmWords);
-  if (!algorithm) return Fail(row.Message);
+  if (!algorithm) {
+    ExplainWord(1, MediumAlgorithmWords);
+    return Fail(row.Message);
+  }
   Parameter.SetMediumAlgorithm(*algorithm);
   return KeywordDone;
 }
@@ -79,7 +88,10 @@ KeywordOutcome trelSimulationPropertyBlock::SetMediumAlgorithm(const Keyword& ro
 KeywordOutcome trelSimulationPropertyBlock::SetFreespaceAlgorithm(const Keyword& row)
 {
   const FreespaceAlgorithm* algorithm = FindWord(Text, 1, FreespaceAlgorithmWords);
-  if (!algorithm) return Fail(row.Message);
+  if (!algorithm) {
+    ExplainWord(1, FreespaceAlgorithmWords);
+    return Fail(row.Message);
+  }
   Parameter.SetFreespaceAlgorithm(*algorithm);
   return KeywordDone;
 }
@@ -90,12 +102,15 @@ KeywordOutcome trelSimulationPropertyBlock::SetMatrix(const Keyword& row)
 {
   const int save = std::max(GetSwitch(1), GetSwitch(2));
   if (save >= 0) (Parameter.*SetSave)(save == 1);
+  std::vector<std::string> words;
   for (const trelWord<CoordinateType>& word : CoordinateWords) {
     if (word.Meaning == CoordinateSpherical && !hasSpherical) continue;
+    words.emplace_back(word.Words);
     if (!Text.IsOneOf(1, word.Words) && !Text.IsOneOf(2, word.Words)) continue;
     (Parameter.*SetCoordinate)(word.Meaning);
     return KeywordDone;
   }
+  State.ExplainWord(save >= 0 && Text.IsOneOf(1, "0 1") ? 2 : 1, words);
   return Fail(row.Message);
 }
 
@@ -185,6 +200,8 @@ KeywordOutcome trelSimulationPropertyBlock::SetDomain(const Keyword& row)
     Parameter.SetFrequencyDomain(true);
     Parameter.SetFrequency(Text.GetReal(2));
   } else {
+    State.Explain(FindingError, 0, "domain: got no domain, or too few numbers behind it",
+                  "write domain cw, domain td START END STEP (ps) or domain fd FREQUENCY (MHz)");
     return Record(row.Message);
   }
   return KeywordDone;
@@ -212,41 +229,49 @@ KeywordOutcome trelSimulationPropertyBlock::SetThreads(const Keyword&)
   return KeywordDone;
 }
 
+const trelSimulationPropertyBlock::Keyword trelSimulationPropertyBlock::Keywords[] = {
+    {"simulationproperty", 1, &Block::Ignore<Keyword>},
+    {"simulationtype", 1, &Block::SetSimulationType, "Simulation type is error!\n"},
+    {"environment dimension", 1, &Block::SetDimension, "Simulation dimension is error!\n"},
+    {"spectrumnum", 2, &Block::SetCount<&Counts::SetSpectrumNum>},
+    {"lightsourcenum", 2, &Block::SetCount<&Counts::SetLightSourceNum>},
+    {"tissuenum", 2, &Block::SetCount<&Counts::SetTissueNum>},
+    {"detectorlensnum detectornum", 2, &Block::SetCount<&Counts::SetDetectorNum>},
+    {"mediumalgorithm phantomalgorithm", 2, &Block::SetMediumAlgorithm,
+     "Medium algorithm error!\n"},
+    {"freespacealgorithm", 2, &Block::SetFreespaceAlgorithm, "Freespace algorithm error!\n"},
+    {"absorptionmatrix", 2,
+     &Block::SetMatrix<&Model::SetSaveAbsorption, &Model::SetAbsorptionCoordinate, false>,
+     "The coordinate type for saving absorption is error!\n"},
+    {"transmittancematrix", 2,
+     &Block::SetMatrix<&Model::SetSaveTransmittance, &Model::SetTransmittanceCoordinate, true>,
+     "The coordinate type for saving transmittance is error!\n"},
+    {"fluencerate", 2, &Block::SetSwitch<&Model::SetSaveFluenceRate>},
+    {"photonflytime", 2, &Block::SetSwitch<&Model::SetSavePhotonFlyTime>},
+    {"roi", 1, &Block::SetROI},
+    {"roiseparation mediumseparation", 1, &Block::SetSeparations},
+    {"outermosttissueindex", 2, &Block::SetOutermostTissueIndex},
+    {"ambientmediumr", 2, &Block::SetAmbientRefractiveIndex},
+    {"stepnummax", 2, &Block::SetStepNumberMax},
+    {"flytimemax", 2, &Block::SetFlyTimeMax},
+    {"domain", 1, &Block::SetDomain, "domain is error!\n"},
+    {"mediumshapetetratype", 2, &Block::SetShapeIsTetrahedron},
+    {"threadnum", 1, &Block::SetThreads},
+    {"endsimulationproperty", 1, &Block::End<Keyword>}};
+
+void trelSimulationPropertyBlock::ListKeywords(std::vector<trelKnownKeyword>& keywords)
+{
+  for (const Keyword& row : Keywords) {
+    std::vector<std::string> words;
+    AppendWords(row.Words, words);
+    for (const std::string& word : words)
+      keywords.push_back({word, PartProperties, row.Needs});
+  }
+}
+
 bool trelSimulationPropertyBlock::Read()
 {
-  using Block = trelSimulationPropertyBlock;
-  using Model = trelSimulationParameter;
-  using Counts = trelReadState;
-  static const Keyword table[] = {
-      {"simulationproperty", 1, &Block::Ignore<Keyword>},
-      {"simulationtype", 1, &Block::SetSimulationType, "Simulation type is error!\n"},
-      {"environment dimension", 1, &Block::SetDimension, "Simulation dimension is error!\n"},
-      {"spectrumnum", 2, &Block::SetCount<&Counts::SetSpectrumNum>},
-      {"lightsourcenum", 2, &Block::SetCount<&Counts::SetLightSourceNum>},
-      {"tissuenum", 2, &Block::SetCount<&Counts::SetTissueNum>},
-      {"detectorlensnum detectornum", 2, &Block::SetCount<&Counts::SetDetectorNum>},
-      {"mediumalgorithm phantomalgorithm", 2, &Block::SetMediumAlgorithm,
-       "Medium algorithm error!\n"},
-      {"freespacealgorithm", 2, &Block::SetFreespaceAlgorithm, "Freespace algorithm error!\n"},
-      {"absorptionmatrix", 2,
-       &Block::SetMatrix<&Model::SetSaveAbsorption, &Model::SetAbsorptionCoordinate, false>,
-       "The coordinate type for saving absorption is error!\n"},
-      {"transmittancematrix", 2,
-       &Block::SetMatrix<&Model::SetSaveTransmittance, &Model::SetTransmittanceCoordinate, true>,
-       "The coordinate type for saving transmittance is error!\n"},
-      {"fluencerate", 2, &Block::SetSwitch<&Model::SetSaveFluenceRate>},
-      {"photonflytime", 2, &Block::SetSwitch<&Model::SetSavePhotonFlyTime>},
-      {"roi", 1, &Block::SetROI},
-      {"roiseparation mediumseparation", 1, &Block::SetSeparations},
-      {"outermosttissueindex", 2, &Block::SetOutermostTissueIndex},
-      {"ambientmediumr", 2, &Block::SetAmbientRefractiveIndex},
-      {"stepnummax", 2, &Block::SetStepNumberMax},
-      {"flytimemax", 2, &Block::SetFlyTimeMax},
-      {"domain", 1, &Block::SetDomain, "domain is error!\n"},
-      {"mediumshapetetratype", 2, &Block::SetShapeIsTetrahedron},
-      {"threadnum", 1, &Block::SetThreads},
-      {"endsimulationproperty", 1, &Block::End<Keyword>}};
-  const bool complete = ReadLines(*this, table);
+  const bool complete = ReadLines(*this, Keywords);
   // As many threads prepare the meshes that the model names as trace packets in it.
   omp_set_num_threads(Parameter.GetThreadNumber());
   return complete;

@@ -1,6 +1,7 @@
 #ifndef trelSimulationPropertyBlock_h
 #define trelSimulationPropertyBlock_h
 
+#include "trelKeywordAdvice.h"
 #include "trelKeywordSection.h"
 #include "trelModelTypes.h"
 
@@ -16,13 +17,20 @@ class trelSimulationParameter;
 class trelSimulationPropertyBlock final : private trelKeywordSection
 {
 public:
+  /** Reads the file of @p state into @p parameter; both must outlive the block. */
   trelSimulationPropertyBlock(trelReadState& state, trelSimulationParameter& parameter);
 
   /** Reads up to "endsimulationproperty" or the end of the file; false if the read has to stop. */
   bool Read();
 
+  /** Appends the keywords of the block. */
+  static void ListKeywords(std::vector<trelKnownKeyword>& keywords);
+
 private:
   friend class trelKeywordSection;
+  using Block = trelSimulationPropertyBlock;
+  using Model = trelSimulationParameter;
+  using Counts = trelReadState;
 
   /** A row of the table: words, smallest number of tokens, work, and what is said of a bad value.
    */
@@ -33,6 +41,8 @@ private:
     KeywordOutcome (trelSimulationPropertyBlock::*Handler)(const Keyword& row);
     const char* Message = nullptr;
   };
+
+  static const Keyword Keywords[];
 
   KeywordOutcome Handle(const Keyword* row);
   bool IsThreeDimensional() const;

@@ -21,8 +21,8 @@ static const trelWord<trelSourceSwitch> SourceSwitchWords[] = {
     {"specular", {&trelLightSource::SetSpecular, true}},
     {"nospecular", {&trelLightSource::SetSpecular, false}}};
 
-/** By the imaging mode, and in FMT by the first word that says it; false for such a word elsewhere.
- */
+/** BLT and DOT have one kind of light, in FMT the first word for a kind decides. False for such a
+ * word in another mode. */
 static bool SetLuminousType(const trelParameterText& text, SimulationType mode,
                             trelLightSource& source)
 {
@@ -58,4 +58,14 @@ std::string ReadSourceProperty(const trelParameterText& text, SimulationType mod
     if (found) (source.*found->Set)(found->Value);
   }
   return CheckPlace(mode, source);
+}
+
+std::vector<std::string> ListSourceWords()
+{
+  std::vector<std::string> words;
+  for (const auto& word : LuminousWords)
+    words.emplace_back(word.Words);
+  for (const auto& word : SourceSwitchWords)
+    words.emplace_back(word.Words);
+  return words;
 }

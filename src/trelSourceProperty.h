@@ -2,6 +2,7 @@
 #define trelSourceProperty_h
 
 #include <string>
+#include <vector>
 
 #include "trelModelTypes.h"
 
@@ -21,5 +22,8 @@ class trelParameterText;
  */
 std::string ReadSourceProperty(const trelParameterText& text, SimulationType mode,
                                trelLightSource& source);
+
+/** The words that have a meaning there. */
+std::vector<std::string> ListSourceWords();
 
 #endif

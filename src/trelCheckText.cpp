@@ -1,0 +1,224 @@
+#include "trelCheckText.h"
+
+#include <algorithm>
+#include <cmath>
+#include <fstream>
+#include <map>
+#include <sstream>
+
+#include "trelModelCheck.h"
+#include "trelPaths.h"
+#include "trelText.h"
+
+/** A line of a file is shown up to this length. */
+static constexpr std::size_t longestLine = 200;
+
+/** Tissues, grids and the like beyond these are counted only. */
+static constexpr std::size_t mostShown = 100;
+
+/** The lines that the findings are about, without control characters. */
+static std::map<int, std::string> ReadLinesOf(const trelModelFindings& findings,
+                                              const std::string& name)
+{
+  std::map<int, std::string> lines;
+  int last = 0;
+  for (const trelFinding& finding : findings.GetAll()) {
+    lines[finding.Line];
+    last = std::max(last, finding.Line);
+  }
+  std::FILE* file = OpenRegularFile(NativePath(name));
+  if (!file) return lines;
+  std::string* line = nullptr;
+  bool isStart = true;
+  for (int number = 0, c = 0; number <= last && (c = std::fgetc(file)) != EOF;) {
+    if (isStart) {
+      const auto found = lines.find(++number);
+      line = found == lines.end() ? nullptr : &found->second;
+    }
+    isStart = c == '\n';
+    if (line && !isStart && line->size() < longestLine && c != '\r')
+      line->push_back(c == '\t' ? ' ' : c >= ' ' && c <= '~' ? static_cast<char>(c) : '?');
+  }
+  std::fclose(file);
+  return lines;
+}
+
+/** A caret under the word, from 0, of a line; empty if it has no such word. */
+static std::string MarkWord(const std::string& line, int word)
+{
+  std::vector<std::string_view> words;
+  SplitTokens(line, words);
+  if (words.empty()) return "";
+  const std::string_view marked =
+      words[std::min(static_cast<std::size_t>(std::max(word, 0)), words.size() - 1)];
+  const auto column = static_cast<std::size_t>(marked.data() - line.data());
+  return std::string(column, ' ') + '^' + std::string(marked.size() - 1, '~');
+}
+
+std::string FormatFindings(const trelModelFindings& findings, const std::string& name)
+{
+  const std::map<int, std::string> lines = ReadLinesOf(findings, name);
+  std::ostringstream out;
+  for (const trelFinding& finding : findings.GetAll()) {
+    out << name;
+    if (finding.Line > 0) out << ':' << finding.Line;
+    out << (finding.Kind == FindingError ? ": error: " : ": warning: ") << finding.Text << '\n';
+    const std::string number = finding.Line > 0 ? std::to_string(finding.Line) : "";
+    const std::string margin(std::max<std::size_t>(number.size(), 5), ' ');
+    const std::string& line = lines.at(finding.Line);
+    if (finding.Line > 0 && !line.empty()) {
+      out << std::string(margin.size() - number.size(), ' ') << number << " | " << line << '\n'
+          << margin << " | " << MarkWord(line, finding.Word) << '\n';
+    }
+    if (!finding.Remedy.empty()) out << margin << " = " << finding.Remedy << '\n';
+  }
+  const std::size_t all = findings.CountErrors() + findings.CountWarnings();
+  if (all > findings.GetAll().size())
+    out << name << ": and " << all - findings.GetAll().size() << " more\n";
+  return out.str();
+}
+
+static std::string ShowBox(const trelBox& box, int dimension)
+{
+  std::ostringstream out;
+  for (int axis = 0; axis < dimension; ++axis)
+    out << (axis > 0 ? " x " : "") << '[' << box.Low[axis] << ", " << box.High[axis] << ']';
+  out << " mm";
+  return out.str();
+}
+
+static std::string ShowShape(const trelCheckedShape& shape, int dimension)
+{
+  if (shape.Kind.empty()) return "no shape";
+  std::ostringstream out;
+  out << shape.Kind << ' ' << ShowBox(shape.Box, dimension) << ", " << shape.Measure
+      << (dimension == 2 ? " mm^2" : " mm^3");
+  return out.str();
+}
+
+static std::string ShowNumbers(const char* words, const std::vector<int>& numbers)
+{
+  if (numbers.empty()) return "";
+  std::ostringstream out;
+  out << "  " << words;
+  for (std::size_t i = 0; i < numbers.size() && i < mostShown; ++i)
+    out << (i > 0 ? ", " : " ") << numbers[i];
+  out << (numbers.size() > mostShown ? ", ...\n" : "\n");
+  return out.str();
+}
+
+static void ShowTissue(std::ostream& out, const trelCheckedTissue& tissue, int dimension)
+{
+  out << "tissue " << tissue.Number << ' ' << QuoteWord(tissue.Name)
+      << (tissue.IsOutermost ? ", the outermost: " : ": ") << ShowShape(tissue.Shape, dimension)
+      << '\n';
+  for (const trelCheckedOptics& optics : tissue.Optics) {
+    out << "  at " << optics.Wavelength << ": mua " << optics.Absorption << ", mus "
+        << optics.Scattering << " /mm, g " << optics.Anisotropy << ", n " << optics.RefractiveIndex
+        << ", mean free path ";
+    if (std::isfinite(optics.FreePath)) {
+      out << optics.FreePath << " mm\n";
+    } else {
+      out << "none (clear)\n";
+    }
+  }
+  out << ShowNumbers("lies in tissue", tissue.LiesIn)
+      << ShowNumbers("touches tissue", tissue.Touches);
+}
+
+static void ShowSource(std::ostream& out, const trelCheckedSource& source, int dimension)
+{
+  out << "light source " << source.Number << ": " << source.Kind << ", "
+      << (source.IsInternal ? "internal" : "external") << (source.IsSolid ? ", solid" : ", face")
+      << (source.IsSpecular ? ", specular" : "") << ": " << ShowShape(source.Shape, dimension)
+      << '\n';
+  for (const trelCheckedEntry& entry : source.Entries) {
+    if (entry.Packets > 0 || entry.Energy > 0.0)
+      out << "  at " << entry.Wavelength << ": energy " << entry.Energy << " in " << entry.Packets
+          << " packets\n";
+  }
+  if (source.Tried > 0)
+    out << "  " << 100.0 * source.Met / source.Tried << " % of " << source.Tried
+        << " pilot packets start in the medium\n";
+}
+
+/** 12.3 MB. */
+static std::string ShowBytes(double bytes)
+{
+  static const char* const units[] = {" bytes", " kB", " MB", " GB", " TB"};
+  std::size_t unit = 0;
+  for (; bytes >= 1000.0 && unit + 1 < std::size(units); ++unit)
+    bytes /= 1000.0;
+  std::ostringstream out;
+  out.precision(3);
+  out << bytes << units[unit];
+  return out.str();
+}
+
+static void ShowGrid(std::ostream& out, const trelCheckedGrid& grid)
+{
+  out << "grid " << grid.Name << ' ' << grid.Domain << ':';
+  for (const auto& [axis, count] : grid.Axes)
+    out << ' ' << axis << ' ' << count;
+  out << ", " << grid.Cells << " cells, " << ShowBytes(grid.Bytes) << '\n';
+}
+
+static void ShowMesh(std::ostream& out, const trelMeshCheck& mesh)
+{
+  out << "mesh of " << mesh.Owner << ", " << mesh.File << ": " << mesh.Vertices << " vertices, "
+      << mesh.Triangles << " triangles";
+  if (mesh.Elements > 0)
+    out << ", " << mesh.Elements << " tetrahedra in " << mesh.Regions << " regions";
+  out << "\n  " << ShowBox(mesh.Box, 3) << ", " << mesh.Volume << " mm^3, bodies " << mesh.Bodies
+      << "\n  open edges " << mesh.OpenEdges << ", edges of more than two triangles "
+      << mesh.NonManifoldEdges << ", inverted " << mesh.Inverted << ", needles " << mesh.Needles
+      << '\n';
+}
+
+/** Each of the items by @p show, the first of many. */
+template <class Item, class Show>
+static void ShowAll(std::ostream& out, const std::vector<Item>& items, Show show)
+{
+  for (std::size_t i = 0; i < items.size() && i < mostShown; ++i)
+    show(items[i]);
+  if (items.size() > mostShown) out << "... (" << items.size() << " in all)\n";
+}
+
+static void ShowSeconds(std::ostream& out, double seconds)
+{
+  out << "expected time: ";
+  if (seconds < 120.0) {
+    out << seconds << " s";
+  } else if (seconds < 7200.0) {
+    out << seconds / 60.0 << " min";
+  } else {
+    out << seconds / 3600.0 << " h";
+  }
+}
+
+std::string FormatCheckText(const trelModelCheck& check)
+{
+  std::ostringstream out;
+  out.precision(4);
+  out << check.Model << ": " << check.Mode << " in " << check.Dimension << " dimensions, "
+      << check.Packets << " packets, index around it " << check.AmbientRefractiveIndex << '\n';
+  ShowAll(out, check.Tissues,
+          [&](const trelCheckedTissue& tissue) { ShowTissue(out, tissue, check.Dimension); });
+  ShowAll(out, check.Overlaps, [&](const trelCheckedOverlap& overlap) {
+    out << "tissues " << overlap.First << " and " << overlap.Second << " overlap in part: tissue "
+        << overlap.Winner << " has what they share\n";
+  });
+  if (check.RelationsCut) out << "the tissues are too many to tell all that meet\n";
+  ShowAll(out, check.Sources,
+          [&](const trelCheckedSource& source) { ShowSource(out, source, check.Dimension); });
+  ShowAll(out, check.Grids, [&](const trelCheckedGrid& grid) { ShowGrid(out, grid); });
+  ShowAll(out, check.Meshes, [&](const trelMeshCheck& mesh) { ShowMesh(out, mesh); });
+  if (check.ExpectedSeconds >= 0.0) {
+    out.precision(2);
+    ShowSeconds(out, check.ExpectedSeconds);
+    out << " on " << check.Threads << (check.Threads == 1 ? " thread\n" : " threads\n");
+  }
+  out << check.GetFindings().CountErrors() << " errors, " << check.GetFindings().CountWarnings()
+      << " warnings\n";
+  return out.str();
+}

@@ -1,0 +1,124 @@
+#ifndef trelModelCheck_h
+#define trelModelCheck_h
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "trelMeshCheck.h"
+#include "trelModelFindings.h"
+#include "trelTissueRelations.h"
+
+class trelSimulationParameter;
+
+/** A shape as it was read. */
+struct trelCheckedShape
+{
+  std::string Kind;  ///< the word of the parameter file; empty without a shape
+  trelBox Box;
+  double Measure = 0.0;  ///< mm^3, mm^2 in the plane
+};
+
+struct trelCheckedOptics
+{
+  std::uint32_t Wavelength;
+  double Absorption, Scattering, Anisotropy, RefractiveIndex;
+  double FreePath;  ///< 1 / (mua + mus), mm; infinite in tissue without interaction
+};
+
+struct trelCheckedTissue
+{
+  int Number;
+  std::string Name;
+  trelCheckedShape Shape;
+  bool IsOutermost;
+  std::vector<trelCheckedOptics> Optics;
+  std::vector<int> LiesIn, Touches;  ///< see trelTissueRelations
+};
+
+struct trelCheckedEntry
+{
+  std::uint32_t Wavelength;
+  std::uint32_t Packets;
+  double Energy;
+};
+
+struct trelCheckedSource
+{
+  int Number;
+  std::string Kind;  ///< "diffuse", "emission", ...
+  bool IsInternal, IsSolid, IsSpecular;
+  trelCheckedShape Shape;
+  std::vector<trelCheckedEntry> Entries;
+  /** Of how many pilot packets how many started in the medium; of 0 nothing is known. */
+  int Tried = 0;
+  int Met = 0;
+};
+
+struct trelCheckedGrid
+{
+  std::string Name;    ///< "AbsorptionXYZ"
+  std::string Domain;  ///< "CW", "TD", "FD"
+  std::vector<std::pair<std::string, std::int64_t>> Axes;
+  double Cells = 0.0;  ///< a real number: there may be more than any integer holds
+  double Bytes = 0.0;  ///< for all wavelengths
+};
+
+/** Two tissues neither of which holds the other, and which of them has what both hold. */
+struct trelCheckedOverlap
+{
+  int First, Second, Winner;  ///< numbers of tissues
+};
+
+/**
+ * @class   trelModelCheck
+ * @brief   a model as it was read, and what a look at it finds
+ *
+ * The tissues with what they touch and lie in, by a few hundred points of each, the sources with
+ * the share of a pilot's packets that meets the medium, the grids, and the meshes. What is wrong or
+ * odd is added to the findings, with the lines that the reader noted.
+ */
+class trelModelCheck
+{
+public:
+  /** The findings are held as long as the check. */
+  explicit trelModelCheck(trelModelFindings& findings) : Findings(findings) {}
+
+  /** Looks at the model, whose geometry it prepares. Surfaces that are not closed are let pass if
+   *  @p allowOpen. May throw std::bad_alloc. */
+  void Look(trelSimulationParameter& parameter, bool allowOpen);
+
+  std::string Model;    ///< the file
+  std::string Program;  ///< name, version and rules
+  std::string Rules;
+  std::string Mode;
+  int Dimension = 3;
+  double AmbientRefractiveIndex = 1.0;
+  int Threads = 1;
+  std::uint64_t Packets = 0;
+  std::vector<trelCheckedTissue> Tissues;
+  std::vector<trelCheckedOverlap> Overlaps;
+  /** Relations of tissues are not told to their end: there are too many of them. */
+  bool RelationsCut = false;
+  std::vector<trelCheckedSource> Sources;
+  std::vector<trelCheckedGrid> Grids;
+  std::vector<trelMeshCheck> Meshes;
+  /** By a pilot run; below 0 if there was none. */
+  double ExpectedSeconds = -1.0;
+
+  const trelModelFindings& GetFindings() const { return Findings; }
+
+private:
+  void LookAtTraps(const trelSimulationParameter& parameter);
+  void LookAtTissues(const trelSimulationParameter& parameter);
+  void LookAtOverlaps(const trelSimulationParameter& parameter);
+  void LookAtMeshes(const trelSimulationParameter& parameter, bool allowOpen);
+  void AddSurface(const std::string& owner, const std::string& setting,
+                  const class trelShapeObject* shape, bool allowOpen);
+  void LookAtSources(trelSimulationParameter& parameter);
+  void LookAtGrids(const trelSimulationParameter& parameter);
+
+  trelModelFindings& Findings;
+};
+
+#endif

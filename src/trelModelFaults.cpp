@@ -1,0 +1,295 @@
+#include "trelModelFaults.h"
+
+#include <algorithm>
+#include <cmath>
+#include <sstream>
+#include <string>
+
+#include "trelGridAxes.h"
+#include "trelLightSource.h"
+#include "trelList.h"
+#include "trelMedium.h"
+#include "trelOpticalParameter.h"
+#include "trelReadState.h"
+#include "trelShapeObject.h"
+#include "trelSimulationParameter.h"
+#include "trelSpectrum.h"
+#include "trelTissue.h"
+
+/** Looks at the settings of one owner, "tissue 2". */
+struct trelModelFaultsSearch
+{
+  trelModelFindings& Findings;
+  const trelSimulationParameter& Parameter;
+  std::string Owner;
+  /** Its line, or that of the count. */
+  int OwnerLine = 0;
+
+  /** The line of a setting, or of what it belongs to. */
+  int GetLine(const std::string& setting) const
+  {
+    const int line = Findings.GetLineOf(Owner, setting);
+    return line > 0 ? line : OwnerLine;
+  }
+  void Add(trelFindingKind kind, const std::string& setting, int word, const std::string& text,
+           const std::string& remedy)
+  {
+    Findings.Add(kind, GetLine(setting), Findings.GetLineOf(Owner, setting) > 0 ? word : 0, text,
+                 remedy);
+  }
+};
+
+static std::string ShowNumber(double value)
+{
+  std::ostringstream text;
+  text << value;
+  return text.str();
+}
+
+/** Selects tissue or source @p number; false, with a finding at the count, if no line is about it.
+ */
+static bool Select(trelModelFaultsSearch& search, const std::string& keyword, int number, int count)
+{
+  search.Owner = keyword + ' ' + std::to_string(number);
+  search.OwnerLine = search.Findings.GetLineOf(search.Owner, keyword);
+  if (search.OwnerLine > 0) return true;
+  const std::string setting = keyword + "num";
+  search.Findings.Add(
+      FindingMistake, search.Findings.GetLineOf("", setting), 1,
+      setting + " is " + std::to_string(count) + ", but there is no line '" + search.Owner + "'",
+      "describe it, or write a smaller " + setting);
+  return false;
+}
+
+static bool IsWithin(double value, double least, double greatest)
+{
+  return value >= least && value <= greatest && std::isfinite(value);
+}
+
+static void CheckOptics(trelModelFaultsSearch& search, const trelOpticalParameter& optics, int i)
+{
+  const std::string setting = "tissuespectrumindex " + std::to_string(i + 1);
+  if (search.Findings.GetLineOf(search.Owner, setting) == 0) {
+    search.Add(
+        FindingError, setting, 0,
+        search.Owner + " has no coefficients at spectrum " + std::to_string(i + 1),
+        "write tissuespectrumindex " + std::to_string(i + 1) + " MUA MUS G N behind its shape");
+    return;
+  }
+  constexpr double infinity = HUGE_VAL;
+  const struct
+  {
+    const char* Name;
+    double Value, Least, Greatest;
+    const char* Range;
+  } rows[] = {
+      {"absorption coefficient", optics.GetAbsorption(), 0.0, infinity, "0 or above (1/mm)"},
+      {"scattering coefficient", optics.GetScattering(), 0.0, infinity, "0 or above (1/mm)"},
+      {"anisotropy", optics.GetAnisotropy(), -1.0, 1.0, "a number from -1 to 1"},
+      {"refractive index", optics.GetRefractiveIndex(), 1.0, infinity, "1 or above"}};
+  int word = 1;
+  for (const auto& row : rows) {
+    ++word;
+    if (IsWithin(row.Value, row.Least, row.Greatest)) continue;
+    search.Add(
+        FindingError, setting, word,
+        std::string("the ") + row.Name + " of " + search.Owner + " is " + ShowNumber(row.Value),
+        std::string("write ") + row.Range);
+  }
+}
+
+/** A half-length that leaves no inside, or infinity; a mesh has none. */
+static void CheckExtent(trelModelFaultsSearch& search, const trelShapeObject& shape)
+{
+  if (shape.GetTraits().IsMesh()) return;
+  double h[3];
+  shape.GetHalfAxes(&h[0], &h[1], &h[2]);
+  for (int axis = 0; axis < shape.GetTraits().Dimension; ++axis) {
+    if (h[axis] > 0.0 && std::isfinite(h[axis])) continue;
+    search.Add(FindingMistake, "tissueaxis", axis + 1,
+               "half-length " + std::to_string(axis + 1) + " of " + search.Owner + " is " +
+                   ShowNumber(h[axis]),
+               "write tissueaxis behind tissueshape, with finite half-lengths above 0 (mm)");
+    return;
+  }
+}
+
+static void CheckTissues(trelModelFaultsSearch& search)
+{
+  const trelMedium& medium = *search.Parameter.GetMedium();
+  const auto tissues = medium.GetTissues()->GetItems<trelTissue>();
+  int number = 0;
+  for (const trelTissue* tissue : tissues) {
+    if (!Select(search, "tissue", ++number, static_cast<int>(tissues.size()))) continue;
+    int i = 0;
+    for (const trelOpticalParameter* optics :
+         tissue->GetOpticalParameters()->GetItems<trelOpticalParameter>()) {
+      CheckOptics(search, *optics, i++);
+    }
+    if (tissue->GetShape()) {
+      CheckExtent(search, *tissue->GetShape());
+    } else if (!medium.GetShapeIsTetrahedron()) {
+      search.Add(FindingMistake, "tissue", 0, search.Owner + " has no shape: it is nowhere",
+                 "write tissueshape and its centre and axes");
+    }
+  }
+}
+
+static void CheckEntry(trelModelFaultsSearch& search, const trelSpectrum& entry, int i)
+{
+  const std::string setting = "lightsourcespectrumindex " + std::to_string(i + 1);
+  if (entry.GetEnergy() < 0.0) {
+    search.Add(FindingError, setting, 2,
+               "the energy of " + search.Owner + " is " + ShowNumber(entry.GetEnergy()),
+               "write 0 or above");
+  }
+  const struct
+  {
+    const char* Name;
+    double Value, Greatest;
+    int Word;
+    const char* Range;
+  } rows[] = {{"quantum yield", entry.GetQuantumYield(), 1.0, 3, "a number from 0 to 1"},
+              {"absorption", entry.GetFluorophoreAbsorption(), HUGE_VAL, 4, "0 or above (1/mm)"},
+              {"lifetime", entry.GetLifeTime(), HUGE_VAL, 5, "0 or above (ps)"}};
+  for (const auto& row : rows) {
+    if (IsWithin(row.Value, 0.0, row.Greatest)) continue;
+    search.Add(FindingMistake, setting, row.Word,
+               std::string("the ") + row.Name + " of the dye of " + search.Owner + " is " +
+                   ShowNumber(row.Value),
+               std::string("write ") + row.Range);
+  }
+}
+
+/** A profile that the edge of the disc cuts is no Gaussian: at 1.5 W 1 % of the light is outside.
+ */
+static void CheckProfile(trelModelFaultsSearch& search, const trelLightSource& source)
+{
+  const double width = source.GetProfileWidth();
+  const trelShapeObject* shape = source.GetShape();
+  if (width == 0.0 || !shape) return;
+  double h[3];
+  shape->GetHalfAxes(&h[0], &h[1], &h[2]);
+  if (shape->GetShapeType() != ShapeCylinder || h[2] != 0.0 || !source.IsSolid()) {
+    search.Add(FindingError, "lightsourceprofile", 0,
+               "the profile of " + search.Owner + " needs a solid disc",
+               "write lightsourceshape cylinder, a third half-length of 0, and solid");
+  } else if (std::min(h[0], h[1]) < 1.5 * width) {
+    search.Add(FindingWarning, "lightsourceprofile", 2,
+               "the profile of " + search.Owner + " is cut at " +
+                   ShowNumber(std::min(h[0], h[1]) / width) + " of its width: it is no Gaussian",
+               "make the disc's radius at least " + ShowNumber(1.5 * width) + " mm");
+  }
+}
+
+static void CheckSources(trelModelFaultsSearch& search)
+{
+  const auto sources = search.Parameter.GetLightSources()->GetItems<trelLightSource>();
+  int number = 0;
+  for (const trelLightSource* source : sources) {
+    if (!Select(search, "lightsource", ++number, static_cast<int>(sources.size()))) continue;
+    if (!source->GetShape()) {
+      search.Add(FindingMistake, "lightsource", 0, search.Owner + " has no shape: nothing starts",
+                 "write lightsourceshape and its centre and axes");
+    }
+    if (search.Findings.GetLineOf(search.Owner, "lightsourceproperty") == 0) {
+      search.Add(FindingMistake, "lightsource", 0, search.Owner + " has no lightsourceproperty",
+                 "write lightsourceproperty with internal or external, solid or face");
+    }
+    CheckProfile(search, *source);
+    int i = 0;
+    for (const trelSpectrum* entry : source->GetSpectra()->GetItems<trelSpectrum>())
+      CheckEntry(search, *entry, i++);
+  }
+}
+
+/** How many numbers stand ahead of an axis on its lines; a plane has no z. */
+static int GetPlace(trelAxis axis, SimulationDimension dimension)
+{
+  return dimension == Dimension2D && axis > AxisZ ? axis - 1 : axis;
+}
+
+static void CheckRegion(trelModelFaultsSearch& search)
+{
+  const trelSimulationParameter& parameter = search.Parameter;
+  const trelScoringRegion& region = parameter.GetRegionAsItStands();
+  const trelShapeObject* body = parameter.GetOuterShape();
+  search.Owner.clear();
+  search.OwnerLine = 0;
+  for (const trelAxis axis : parameter.GetScoringDemand().Axes) {
+    const int place = GetPlace(axis, parameter.GetDimension());
+    const std::string name = GetAxisWord(axis);
+    if (!(region.GetSeparations()[axis] > 0.0)) {
+      search.Add(
+          region.GetSeparations()[axis] == 0.0 ? FindingError : FindingMistake, "roiseparation",
+          place + 1,
+          "the cells along " + name + " are " + ShowNumber(region.GetSeparations()[axis]) + " wide",
+          "write a number above 0");
+    }
+    const double low = region.GetROI()[2 * axis];
+    const double high = region.GetROI()[2 * axis + 1];
+    if (2 * axis + 2 > region.GetROINumbersGiven() || search.Findings.GetLineOf("", "roi") == 0)
+      continue;
+    if (high < low) {
+      search.Add(
+          FindingError, "roi", 2 * place + 1,
+          "the region along " + name + " runs from " + ShowNumber(low) + " to " + ShowNumber(high),
+          "write the smaller number first");
+      continue;
+    }
+    if (!body || axis > AxisZ) continue;
+    double box[6];
+    body->GetBoundingBox(box);
+    const bool isFlat = !(box[2 * axis] < box[2 * axis + 1]);
+    if (isFlat || (low < box[2 * axis + 1] && high > box[2 * axis])) continue;
+    search.Add(FindingMistake, "roi", 2 * place + 1,
+               "the region along " + name + ", " + ShowNumber(low) + " to " + ShowNumber(high) +
+                   " mm, misses the medium, which lies from " + ShowNumber(box[2 * axis]) + " to " +
+                   ShowNumber(box[2 * axis + 1]) + ": all of it would be saved",
+               "write a region within the medium, or no roi");
+  }
+}
+
+static void CheckSettings(trelModelFaultsSearch& search)
+{
+  const trelSimulationParameter& parameter = search.Parameter;
+  search.Owner.clear();
+  search.OwnerLine = search.Findings.GetLineOf("", "endsimulationproperty");
+  const int outermost = parameter.GetMedium()->GetOutermostTissueIndex() + 1;
+  if (!parameter.GetMedium()->GetShapeIsTetrahedron() && !parameter.GetOuterShape()) {
+    search.Add(FindingMistake, "outermosttissueindex", 1,
+               "the medium has no bounds: tissue " + std::to_string(outermost) +
+                   ", the outermost, has no shape",
+               "write outermosttissueindex with the tissue that holds all others");
+  }
+  if (parameter.GetMediumAlgorithm() != MediumVRMC) {
+    search.Add(FindingError, "mediumalgorithm", 1, "mediumalgorithm amc has no implementation",
+               "write mediumalgorithm vrmc, or leave the line out");
+  }
+  if (parameter.GetFreespaceAlgorithm() != FreespacePinhole) {
+    search.Add(FindingMistake, "freespacealgorithm", 1,
+               "nothing is simulated with this freespacealgorithm",
+               "write freespacealgorithm pinhole, or leave the line out");
+  }
+  const bool isTimed = parameter.GetTimeDomain() || parameter.GetFrequencyDomain();
+  if (isTimed && parameter.GetSimulationType() == BLT) {
+    search.Add(FindingError, "domain", 1, "BLT has no time and no frequency domain",
+               "write simulationtype DOT, or domain cw alone");
+  }
+  if (!(parameter.GetMedium()->GetAmbientRefractiveIndex() >= 1.0)) {
+    search.Add(FindingMistake, "ambientmediumr", 1,
+               "the refractive index around the medium is " +
+                   ShowNumber(parameter.GetMedium()->GetAmbientRefractiveIndex()),
+               "write 1 or above");
+  }
+}
+
+void FindModelFaults(const trelSimulationParameter& parameter, trelReadState& state)
+{
+  if (!state.GetFindings() || !parameter.GetMedium() || !parameter.GetLightSources()) return;
+  trelModelFaultsSearch search{*state.GetFindings(), parameter, "", 0};
+  CheckSettings(search);
+  CheckTissues(search);
+  CheckSources(search);
+  CheckRegion(search);
+}

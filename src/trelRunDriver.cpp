@@ -1,0 +1,413 @@
+#include "trelRunDriver.h"
+
+#include <omp.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <filesystem>
+#include <memory>
+#include <ostream>
+#include <system_error>
+
+#include "trelCheckText.h"
+#include "trelLightSource.h"
+#include "trelList.h"
+#include "trelMediumResult.h"
+#include "trelMemory.h"
+#include "trelOpticalParameter.h"
+#include "trelOpticalSimulationFilter.h"
+#include "trelPaths.h"
+#include "trelResultFileSet.h"
+#include "trelSimulationParameter.h"
+#include "trelSimulationParameterReader.h"
+#include "trelSimulationResult.h"
+#include "trelSimulationResultWriter.h"
+#include "trelSpectrum.h"
+#include "trelText.h"
+#include "trelThreads.h"
+#include "trelTissue.h"
+
+namespace fs = std::filesystem;
+
+/** A coefficient by its name on the command line. */
+struct trelRunDriverCoefficient
+{
+  const char* Name;
+  void (trelOpticalParameter::*Set)(double);
+  double Least, Greatest;
+  const char* Range;
+};
+
+static const trelRunDriverCoefficient coefficients[] = {
+    {"mua", &trelOpticalParameter::SetAbsorption, 0.0, HUGE_VAL, "0 or above (1/mm)"},
+    {"mus", &trelOpticalParameter::SetScattering, 0.0, HUGE_VAL, "0 or above (1/mm)"},
+    {"g", &trelOpticalParameter::SetAnisotropy, -1.0, 1.0, "from -1 to 1"},
+    {"n", &trelOpticalParameter::SetRefractiveIndex, 1.0, HUGE_VAL, "1 or above"}};
+
+static const trelRunDriverCoefficient* FindCoefficient(const std::string& name)
+{
+  for (const trelRunDriverCoefficient& coefficient : coefficients) {
+    if (EqualWords(coefficient.Name, name)) return &coefficient;
+  }
+  return nullptr;
+}
+
+/** Whether all of @p text is a number. */
+static bool ReadWholeText(const std::string& text, double* value)
+{
+  if (text.find_first_not_of("0123456789+-.eE") != std::string::npos) return false;
+  return ReadReal(text, DecimalNumbers, *value);
+}
+
+std::string ReadCoefficientChange(const std::string& text, trelCoefficientChange* change)
+{
+  const std::size_t equals = text.find('=');
+  const std::size_t point = text.rfind('.', equals);
+  if (equals == std::string::npos || point == std::string::npos || point == 0)
+    return "expected TISSUE.NAME=VALUE or TISSUE@WAVELENGTH.NAME=VALUE";
+  *change = {text, text.substr(0, point), true, 0, text.substr(point + 1, equals - point - 1), 0.0};
+  const std::size_t at = change->Tissue.rfind('@');
+  if (at != std::string::npos) {
+    double wavelength = 0.0;
+    if (!ReadWholeText(change->Tissue.substr(at + 1), &wavelength) || !(wavelength >= 0.0) ||
+        !(wavelength < 4294967296.0)) {
+      return "expected a wavelength behind @";
+    }
+    change->Wavelength = static_cast<std::uint32_t>(wavelength);
+    change->IsAtAll = false;
+    change->Tissue.erase(at);
+  }
+  if (!FindCoefficient(change->Name)) return "expected mua, mus, g or n ahead of =";
+  if (!ReadWholeText(text.substr(equals + 1), &change->Value)) return "expected a number behind =";
+  return FindValueFault(*change);
+}
+
+std::string FindValueFault(const trelCoefficientChange& change)
+{
+  const trelRunDriverCoefficient& coefficient = *FindCoefficient(change.Name);
+  const bool isWithin = change.Value >= coefficient.Least && change.Value <= coefficient.Greatest;
+  if (isWithin && std::isfinite(change.Value)) return "";
+  return std::string(coefficient.Name) + " must be " + coefficient.Range;
+}
+
+/** Holds a stage, which nobody registers, to the end of its run. */
+struct trelRunDriverDeleter
+{
+  void operator()(trelObject* stage) const { stage->Delete(); }
+};
+template <class Stage>
+using trelRunDriverHolder = std::unique_ptr<Stage, trelRunDriverDeleter>;
+
+/** The driver that takes the reports. */
+static trelRunDriver* activeDriver = nullptr;
+
+trelRunDriver::trelRunDriver(const trelRunOptions& options, std::ostream& log,
+                             std::ostream& messages)
+    : Options(options),
+      Base(FindBase()),
+      Log(log),
+      Messages(messages),
+      Findings(options.Rules),
+      Check(Findings)
+{
+  activeDriver = this;
+  SetReportTaker(TakeReport);
+}
+
+trelRunDriver::~trelRunDriver()
+{
+  SetReportTaker(nullptr);
+  activeDriver = nullptr;
+  ReleaseReference(Parameter);
+}
+
+// Reports of the stages
+
+/** A report has two lines, "ERROR: In PLACE" and "CLASS (ADDRESS): TEXT". */
+void trelRunDriver::TakeReport(const char* report)
+{
+  const std::string all = report;
+  const bool isError = all.rfind("Warning", 0) != 0;
+  const std::size_t line = std::min(all.find('\n'), all.size() - 1) + 1;
+  const std::size_t address = all.find(" (", line);
+  const std::size_t mark = all.find(": ", line);
+  std::string text = mark == std::string::npos ? all : all.substr(mark + 2);
+  text.erase(text.find_last_not_of("\n! ") + 1);
+  const std::string className = address < mark ? all.substr(line, address - line) : std::string();
+  if (activeDriver->Stage == Reading) activeDriver->TakeReadReport(isError, className, text);
+  // The check has told of traps, with lines.
+  const bool isTold = className == "trelOpticalSimulationFilter" && !isError;
+  if (activeDriver->Stage == Running && !isTold) activeDriver->Tell(isError, text);
+}
+
+/** What the reader and the model say of themselves is told better by the findings. */
+void trelRunDriver::TakeReadReport(bool isError, const std::string& className,
+                                   const std::string& text)
+{
+  const bool isOfModel =
+      className == "trelSimulationParameterReader" || className == "trelSimulationParameter";
+  if (isOfModel && isError) {
+    if (ReadFault.empty()) ReadFault = text;
+    return;
+  }
+  static const char* const toldElsewhere[] = {"tissueaxis: got",  "threadnum: got",
+                                              "which is read as", "Zero scattering",
+                                              "is not closed",    "Can't find \""};
+  for (const char* words : toldElsewhere) {
+    if (text.find(words) != std::string::npos) return;
+  }
+  const int line = isOfModel ? Findings.GetLineOfText(text) : Reader->GetLineNumber();
+  Findings.Add(FindingWarning, line, 0, text);
+}
+
+void trelRunDriver::Tell(bool isError, const std::string& text)
+{
+  Messages << Options.Model << (isError ? ": error: " : ": warning: ") << text << std::endl;
+}
+
+template <class Work>
+bool trelRunDriver::DoStage(Stages stage, const char* name, Work work)
+{
+  Stage = stage;
+  bool isDone = false;
+  if (FitsInMemory([&] { isDone = work(); })) return isDone;
+  Stage = Running;
+  Messages << Options.Model << ": error: out of memory while " << name << std::endl;
+  return false;
+}
+
+// Reading and checking
+
+std::string trelRunDriver::FindBase() const
+{
+  const fs::path model = NativePath(Options.Model);
+  if (Options.Base.empty()) return model.stem().string();
+  std::error_code error;
+  const fs::path base = NativePath(Options.Base);
+  return base.filename().empty() || fs::is_directory(base, error) ? (base / model.stem()).string()
+                                                                  : Options.Base;
+}
+
+bool trelRunDriver::Read(trelSimulationParameterReader& reader)
+{
+  Reader = &reader;
+  reader.AddFileName(Options.Model.c_str());
+  reader.GetOutput()->SetRules(Options.Rules);
+  reader.SetFindings(&Findings);
+  if (std::FILE* file = OpenRegularFile(NativePath(Options.Model))) {
+    std::fclose(file);
+  } else {
+    Findings.Add(FindingError, 0, 0, "the model cannot be opened",
+                 "name a parameter file, which this user may read");
+    return false;
+  }
+  const bool isRead = reader.Update();
+  Reader = nullptr;
+  if (isRead) ReplaceReference(Parameter, reader.GetOutput());
+  if (!isRead && Findings.CountErrors() == 0)
+    Findings.Add(FindingError, 0, 0, ReadFault.empty() ? "the model cannot be read" : ReadFault);
+  return isRead;
+}
+
+static bool IsMeant(const trelTissue& tissue, int number, const std::string& name)
+{
+  return name == std::to_string(number) || EqualWords(tissue.GetName(), name);
+}
+
+trelRunStatus trelRunDriver::Apply(const trelCoefficientChange& change)
+{
+  const trelRunDriverCoefficient* coefficient = FindCoefficient(change.Name);
+  bool isApplied = false;
+  for (int i = 0; i < Parameter->GetNumberOfTissues(); ++i) {
+    const trelTissue* tissue = Parameter->GetTissue(i);
+    if (!IsMeant(*tissue, i + 1, change.Tissue)) continue;
+    for (int j = 0; trelOpticalParameter* optics = tissue->GetOpticalParameter(j); ++j) {
+      const bool isFirst = change.Wavelength == 0 && j == 0;
+      if (!change.IsAtAll && !isFirst && optics->GetWavelength() != change.Wavelength) continue;
+      (optics->*coefficient->Set)(change.Value);
+      isApplied = true;
+    }
+  }
+  if (isApplied) return RunDone;
+  Messages << Options.Program << ": error: " << change.Text
+           << ": the model has no such tissue or wavelength" << std::endl;
+  return RunUsage;
+}
+
+trelRunStatus trelRunDriver::ApplyOptions()
+{
+  const int threads = Options.Threads > 0 ? Options.Threads : omp_get_num_procs();
+  Parameter->SetThreadNumber(std::clamp(threads, 1, MaximumNumberOfThreads));
+  omp_set_num_threads(Parameter->GetThreadNumber());
+  for (const trelCoefficientChange& change : Options.Changes) {
+    const trelRunStatus status = Apply(change);
+    if (status != RunDone) return status;
+  }
+  return RunDone;
+}
+
+void trelRunDriver::ShowCheck(bool isRead)
+{
+  if (Options.IsCheck && Options.Format) {
+    Log << Options.Format(Check) << std::flush;
+    return;
+  }
+  Messages << FormatFindings(Findings, Options.Model) << std::flush;
+  if (Options.IsCheck && isRead) Log << FormatCheckText(Check) << std::flush;
+}
+
+trelRunStatus trelRunDriver::Run()
+{
+  Check.Model = Options.Model;
+  Check.Program = Options.Program;
+  const trelRunDriverHolder<trelSimulationParameterReader> reader(
+      new trelSimulationParameterReader);
+  const bool isRead = DoStage(Reading, "reading the model", [&] { return Read(*reader); });
+  if (isRead) {
+    const trelRunStatus status = ApplyOptions();
+    if (status != RunDone) return status;
+    const bool isChecked = DoStage(Checking, "checking the model", [&] {
+      Check.Look(*Parameter, Options.AllowsOpen);
+      if (Options.IsCheck && Findings.CountErrors() == 0) Check.ExpectedSeconds = MeasureSeconds();
+      return true;
+    });
+    if (!isChecked) return RunFailed;
+  }
+  ShowCheck(isRead);
+  if (!isRead || Findings.CountErrors() > 0) return RunFailed;
+  return Options.IsCheck ? RunDone : RunModel();
+}
+
+// Running
+
+/** How long the packets that the entries ask for now take, s. */
+double trelRunDriver::RunPackets()
+{
+  const auto start = std::chrono::steady_clock::now();
+  const trelRunDriverHolder<trelOpticalSimulationFilter> filter(new trelOpticalSimulationFilter);
+  filter->SetInput(Parameter);
+  const bool isDone = filter->Update();
+  const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
+  return isDone ? seconds.count() : -1.0;
+}
+
+/** From two runs with few packets, so that what is prepared once counts once. Not for a model that
+ *  is run afterwards: entries keep the weight of their first launch. */
+double trelRunDriver::MeasureSeconds()
+{
+  std::vector<std::pair<trelSpectrum*, std::uint32_t>> entries;
+  double total = 0.0;
+  for (const trelLightSource* source : ItemsOf<trelLightSource>(Parameter->GetLightSources())) {
+    for (trelSpectrum* entry : ItemsOf<trelSpectrum>(source->GetSpectra())) {
+      entries.emplace_back(entry, entry->GetPhotonNumber());
+      total += entry->GetPhotonNumber();
+    }
+  }
+  const auto run = [&](double packets, double* done) {
+    *done = 0.0;
+    for (const auto& [entry, number] : entries) {
+      const double part = std::min<double>(std::ceil(number * (packets / total)), number);
+      entry->SetPhotonNumber(static_cast<std::uint32_t>(part));
+      *done += part;
+    }
+    return RunPackets();
+  };
+  if (!(total > 0.0)) return -1.0;
+  constexpr double enoughSeconds = 0.3;
+  double few = 0.0, done = 0.0;
+  const double base = run(10.0, &few);
+  double seconds = base;
+  for (double packets = 100.0; base >= 0.0 && packets < 10.0 * total; packets *= 4.0) {
+    seconds = run(packets, &done);
+    if (seconds - base > enoughSeconds || done >= total) break;
+  }
+  for (const auto& [entry, number] : entries)
+    entry->SetPhotonNumber(number);
+  if (base < 0.0 || seconds < 0.0) return -1.0;
+  return done > few ? base + std::max(seconds - base, 0.0) * (total - few) / (done - few) : base;
+}
+
+std::vector<std::string> trelRunDriver::ListFiles() const
+{
+  const struct
+  {
+    const char* Ending;
+    bool IsOn;
+  } domains[] = {{".CW", Parameter->GetContinuousWave()},
+                 {".TD", Parameter->GetTimeDomain()},
+                 {".FD", Parameter->GetFrequencyDomain()}};
+  std::vector<std::string> files;
+  for (const auto& domain : domains) {
+    if (!domain.IsOn) continue;
+    if (Parameter->GetSaveAbsorption()) files.push_back(Base + ".A" + domain.Ending);
+    if (Parameter->GetSaveTransmittance()) files.push_back(Base + ".T" + domain.Ending);
+  }
+  if (Parameter->GetNumberOfDetectors() > 0 && Parameter->GetDimension() == Dimension3D)
+    files.push_back(Base + ".D.CW");
+  return files;
+}
+
+bool trelRunDriver::CanWrite()
+{
+  for (const std::string& name : ListFiles()) {
+    if (trelResultFileSet::CanOpen(name)) continue;
+    Messages << Options.Program << ": error: the results cannot be written: " << name
+             << "\n      = make the folder, or its files, writable, or name another base with -o"
+             << std::endl;
+    return false;
+  }
+  return true;
+}
+
+trelRunStatus trelRunDriver::RunModel()
+{
+  if (!CanWrite()) return RunNotWritten;
+  if (!Options.IsQuiet) {
+    Log << Options.Model << ": " << Check.Packets << " packets on " << Parameter->GetThreadNumber()
+        << (Parameter->GetThreadNumber() == 1 ? " thread" : " threads") << std::endl;
+  }
+  return Simulate();
+}
+
+trelRunStatus trelRunDriver::Simulate()
+{
+  const auto start = std::chrono::steady_clock::now();
+  const trelRunDriverHolder<trelOpticalSimulationFilter> filter(new trelOpticalSimulationFilter);
+  const bool isDone = DoStage(Running, "simulating", [&] {
+    filter->SetInput(Parameter);
+    return filter->Update();
+  });
+  if (!isDone) return RunFailed;
+  const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
+  const bool isWritten = DoStage(Running, "writing the results", [&] {
+    const trelRunDriverHolder<trelSimulationResultWriter> writer(new trelSimulationResultWriter);
+    writer->AddFileName(Base.c_str());
+    writer->SetInput(filter->GetOutput(), Parameter);
+    return writer->Update();
+  });
+  if (!isWritten) return RunNotWritten;
+  if (!Options.IsQuiet) Summarize(*filter->GetOutput(), seconds.count());
+  return RunDone;
+}
+
+void trelRunDriver::Summarize(const trelSimulationResult& result, double seconds)
+{
+  const bool isPlanar = Parameter->GetDimension() == Dimension2D;
+  for (const trelMediumResult* record : ItemsOf<trelMediumResult>(result.GetMediumResults())) {
+    Log << "at " << record->GetSpectrumId() << ": packets "
+        << record->GetAbsorpPhotonNum() + record->GetTransmitPhotonNum() << ", of which "
+        << record->GetTransmitPhotonNum() << " left";
+    if (Parameter->GetContinuousWave() && Parameter->GetSaveAbsorption())
+      Log << "; absorbed "
+          << (isPlanar ? record->GetTotalAbsorption2D() : record->GetTotalAbsorption3D());
+    if (Parameter->GetContinuousWave() && Parameter->GetSaveTransmittance())
+      Log << "; transmitted "
+          << (isPlanar ? record->GetTotalTransmittance2D() : record->GetTotalTransmittance3D());
+    Log << '\n';
+  }
+  Log << "time " << seconds << " s\nfiles";
+  for (const std::string& name : ListFiles())
+    Log << ' ' << name;
+  Log << '\n' << Options.Program << ", " << Check.Rules << " rules" << std::endl;
+}

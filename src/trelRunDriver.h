@@ -1,0 +1,113 @@
+#ifndef trelRunDriver_h
+#define trelRunDriver_h
+
+#include <cstdint>
+#include <iosfwd>
+#include <string>
+#include <vector>
+
+#include "trelModelCheck.h"
+
+class trelSimulationParameter;
+class trelSimulationResult;
+
+/** How a run of the program ends. Scripts depend on the values. */
+enum trelRunStatus
+{
+  RunDone = 0,
+  RunFailed = 1,     ///< the model is wrong, or the run failed
+  RunUsage = 2,      ///< the command line is wrong
+  RunNotWritten = 3  ///< the results cannot be written
+};
+
+/** A coefficient that the command line changes. */
+struct trelCoefficientChange
+{
+  std::string Text;    ///< as it was given
+  std::string Tissue;  ///< a number from 1, or a name
+  bool IsAtAll;        ///< at all wavelengths, or at Wavelength; 0 is the first one
+  std::uint32_t Wavelength;
+  std::string Name;  ///< "mua", "mus", "g" or "n"
+  double Value;
+};
+
+/** Reads "TISSUE.NAME=VALUE" or "TISSUE@WAVELENGTH.NAME=VALUE"; what is wrong with it, or empty. */
+std::string ReadCoefficientChange(const std::string& text, trelCoefficientChange* change);
+/** What is wrong with the value of a change, or empty. */
+std::string FindValueFault(const trelCoefficientChange& change);
+
+/** What a run is asked for. */
+struct trelRunOptions
+{
+  std::string Model;
+  std::string Base;  ///< of the result files; empty: the model's name, in the current folder
+  std::string Program = "trelrun";  ///< name and version, as the log has them
+  trelRules Rules = RulesExact;
+  int Threads = 0;  ///< 0: as many as the process may use
+  std::vector<trelCoefficientChange> Changes;
+  bool IsCheck = false;  ///< look at the model, and stop
+  bool IsQuiet = false;
+  bool AllowsOpen = false;  ///< surfaces that are not closed are run
+  /** Puts a check into words, the findings too; null: FormatCheckText, and the findings apart. */
+  std::string (*Format)(const trelModelCheck& check) = nullptr;
+};
+
+/**
+ * @class   trelRunDriver
+ * @brief   the program that follows light by the exact rules: reads, checks, runs, writes
+ *
+ * What is wrong goes to the messages, with lines of the model; how the run went to the log, whose
+ * last line names program and rules. Reports of the stages are taken and put into its own words
+ * while it runs, so that there is one at a time.
+ */
+class trelRunDriver
+{
+public:
+  trelRunDriver(const trelRunOptions& options, std::ostream& log, std::ostream& messages);
+  ~trelRunDriver();
+  trelRunDriver(const trelRunDriver&) = delete;
+  trelRunDriver& operator=(const trelRunDriver&) = delete;
+
+  trelRunStatus Run();
+
+private:
+  /** What becomes of the reports of a stage. */
+  enum Stages
+  {
+    Reading,
+    Checking,
+    Running
+  };
+  static void TakeReport(const char* text);
+  void TakeReadReport(bool isError, const std::string& className, const std::string& text);
+  void Tell(bool isError, const std::string& text);
+  template <class Work>
+  bool DoStage(Stages stage, const char* name, Work work);
+
+  bool Read(class trelSimulationParameterReader& reader);
+  trelRunStatus RunModel();
+  trelRunStatus Apply(const trelCoefficientChange& change);
+  trelRunStatus ApplyOptions();
+  void ShowCheck(bool isRead);
+  double MeasureSeconds();
+  double RunPackets();
+  trelRunStatus Simulate();
+  bool CanWrite();
+  void Summarize(const trelSimulationResult& result, double seconds);
+  std::vector<std::string> ListFiles() const;
+  std::string FindBase() const;
+
+  const trelRunOptions Options;
+  const std::string Base;
+  std::ostream& Log;
+  std::ostream& Messages;
+  trelModelFindings Findings;
+  trelModelCheck Check;
+  Stages Stage = Reading;
+  class trelSimulationParameterReader* Reader = nullptr;
+  trelSimulationParameter* Parameter = nullptr;
+  /** What the reader reported of the whole model. */
+  std::string ReadFault;
+};
+
+#endif

@@ -1,0 +1,261 @@
+#include "trelTissueRelations.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+#include "trelList.h"
+#include "trelMCTetrahedron.h"
+#include "trelMedium.h"
+#include "trelPacketNumbers.h"
+#include "trelShapeObject.h"
+#include "trelSimulationParameter.h"
+#include "trelTissue.h"
+#include "trelTissueMap.h"
+
+/** Points of a tissue's inside and of its surface that are asked for others. */
+static constexpr int numberOfPoints = 128;
+/** Pairs of tissues whose boxes, and whose points, are compared, at most. */
+static constexpr int mostBoxTests = 4000000;
+static constexpr int mostPairs = 2000;
+/** Faces nearer than this, mm, that are not one are told of. */
+static constexpr double nearFaces = 1e-4;
+/** Volumes that differ by less than this part are equal. */
+static constexpr double equalMeasure = 1e-6;
+
+/** A tissue with a body, and points of it. */
+struct trelTissueRelationsBody
+{
+  int Index;
+  const trelShapeObject* Shape;
+  double Measure;
+  double Bounds[6];
+  std::vector<trelVector> Inner, Outer;
+};
+
+static std::string NameTissue(int index)
+{
+  return "tissue " + std::to_string(index + 1);
+}
+
+static std::vector<trelTissueRelationsBody> GetBodies(const trelSimulationParameter& parameter)
+{
+  std::vector<trelTissueRelationsBody> bodies;
+  int index = -1;
+  for (const trelTissue* tissue : parameter.GetMedium()->GetTissues()->GetItems<trelTissue>()) {
+    ++index;
+    const trelShapeObject* shape = tissue->GetShape();
+    if (!shape || shape->IsEmpty()) continue;
+    trelTissueRelationsBody body{index, shape, shape->ComputeMeasure(), {}, {}, {}};
+    shape->GetBoundingBox(body.Bounds);
+    bodies.push_back(std::move(body));
+  }
+  return bodies;
+}
+
+/** Draws points; a body of which none is found, flat or open, has none. */
+static void DrawPoints(trelTissueRelationsBody& body)
+{
+  if (!body.Inner.empty() || !body.Outer.empty()) return;
+  trelPacketNumbers numbers;
+  numbers.Start(1, static_cast<std::uint64_t>(body.Index), 0);
+  trelVector point;
+  while (static_cast<int>(body.Inner.size()) < numberOfPoints &&
+         body.Shape->SampleVolume(numbers, &point)) {
+    body.Inner.push_back(point);
+  }
+  while (static_cast<int>(body.Outer.size()) < numberOfPoints &&
+         body.Shape->SampleSurface(numbers, &point)) {
+    body.Outer.push_back(point);
+  }
+}
+
+static bool BoxesMeet(const trelTissueRelationsBody& a, const trelTissueRelationsBody& b)
+{
+  for (int axis = 0; axis < a.Shape->GetTraits().Dimension; ++axis) {
+    if (a.Bounds[2 * axis] > b.Bounds[2 * axis + 1] + nearFaces ||
+        b.Bounds[2 * axis] > a.Bounds[2 * axis + 1] + nearFaces) {
+      return false;
+    }
+  }
+  return true;
+}
+
+static bool LiesIn(const trelTissueRelationsBody& body, const trelShapeObject& shape)
+{
+  return !body.Inner.empty() &&
+         std::all_of(body.Inner.begin(), body.Inner.end(),
+                     [&](const trelVector& point) { return shape.Holds(point); });
+}
+
+static bool HaveCommonSurface(const trelTissueRelationsBody& a, const trelTissueRelationsBody& b)
+{
+  const auto liesOn = [](const trelShapeObject& shape) {
+    return [&shape](const trelVector& p) { return shape.LocatePoint(p) == PointOnBoundary; };
+  };
+  return std::any_of(a.Outer.begin(), a.Outer.end(), liesOn(*b.Shape)) ||
+         std::any_of(b.Outer.begin(), b.Outer.end(), liesOn(*a.Shape));
+}
+
+/** Whether @p a has what both hold: the smaller one, of equal ones the earlier. */
+static bool Wins(const trelTissueRelationsBody& a, const trelTissueRelationsBody& b)
+{
+  const double difference = a.Measure - b.Measure;
+  if (std::fabs(difference) <= equalMeasure * std::max(a.Measure, b.Measure))
+    return a.Index < b.Index;
+  return difference < 0.0;
+}
+
+/** The list of a body. */
+static std::vector<int>& ListOf(std::vector<std::vector<int>>& lists,
+                                const trelTissueRelationsBody& body)
+{
+  return lists[static_cast<std::size_t>(body.Index)];
+}
+
+static void Relate(trelTissueRelationsBody& small, trelTissueRelationsBody& large,
+                   trelTissueRelations& relations)
+{
+  DrawPoints(small);
+  DrawPoints(large);
+  if (LiesIn(small, *large.Shape)) ListOf(relations.LiesIn, small).push_back(large.Index + 1);
+  if (HaveCommonSurface(small, large)) {
+    ListOf(relations.Touches, small).push_back(large.Index + 1);
+    ListOf(relations.Touches, large).push_back(small.Index + 1);
+  }
+}
+
+static void RelateRegions(const trelMCTetrahedron& mesh, trelTissueRelations& relations)
+{
+  const auto number = static_cast<std::int32_t>(relations.Touches.size());
+  for (const auto& [a, b] : mesh.FindTouchingRegions()) {
+    if (std::max(a, b) >= number) continue;
+    relations.Touches[static_cast<std::size_t>(a)].push_back(b + 1);
+    relations.Touches[static_cast<std::size_t>(b)].push_back(a + 1);
+  }
+}
+
+trelTissueRelations RelateTissues(const trelSimulationParameter& parameter)
+{
+  trelTissueRelations relations;
+  relations.LiesIn.resize(static_cast<std::size_t>(parameter.GetNumberOfTissues()));
+  relations.Touches = relations.LiesIn;
+  const trelMedium& medium = *parameter.GetMedium();
+  if (medium.GetShapeIsTetrahedron()) {
+    if (medium.GetTetrahedron()) RelateRegions(*medium.GetTetrahedron(), relations);
+    return relations;
+  }
+  std::vector<trelTissueRelationsBody> bodies = GetBodies(parameter);
+  std::sort(bodies.begin(), bodies.end(),
+            [](const auto& a, const auto& b) { return a.Bounds[0] < b.Bounds[0]; });
+  const int outermost = medium.GetOutermostTissueIndex();
+  int tests = 0, pairs = 0;
+  for (std::size_t i = 0; i < bodies.size(); ++i) {
+    for (std::size_t j = i + 1; j < bodies.size(); ++j) {
+      if (bodies[j].Bounds[0] > bodies[i].Bounds[1] + nearFaces) break;
+      relations.IsCut = ++tests > mostBoxTests || pairs > mostPairs;
+      if (relations.IsCut) break;
+      if (!BoxesMeet(bodies[i], bodies[j])) continue;
+      ++pairs;
+      const bool firstWins = bodies[j].Index == outermost ||
+                             (bodies[i].Index != outermost && Wins(bodies[i], bodies[j]));
+      Relate(bodies[firstWins ? i : j], bodies[firstWins ? j : i], relations);
+    }
+  }
+  return relations;
+}
+
+/** A flat face, or the place of a curved one along an axis. */
+struct trelTissueRelationsFace
+{
+  double Place;
+  const trelTissueRelationsBody* Body;
+};
+
+static bool IsBetween(double difference, double reach)
+{
+  return std::fabs(difference) > reach && std::fabs(difference) < nearFaces;
+}
+
+static bool HasFlatFaces(const trelTissueRelationsBody& body, int axis)
+{
+  const trelShapeTraits& traits = body.Shape->GetTraits();
+  return traits.IsMesh() || (axis < traits.Dimension && axis >= traits.CurvedAxes);
+}
+
+/** Whether the boxes have an area in common when seen along an axis. */
+static bool FaceEachOther(const trelTissueRelationsBody& a, const trelTissueRelationsBody& b,
+                          int seen)
+{
+  for (int axis = 0; axis < a.Shape->GetTraits().Dimension; ++axis) {
+    if (axis == seen) continue;
+    if (std::min(a.Bounds[2 * axis + 1], b.Bounds[2 * axis + 1]) -
+            std::max(a.Bounds[2 * axis], b.Bounds[2 * axis]) <=
+        nearFaces) {
+      return false;
+    }
+  }
+  return true;
+}
+
+static void TellNearFaces(const trelTissueRelationsBody& a, const trelTissueRelationsBody& b,
+                          trelModelFindings& findings)
+{
+  const std::string name = NameTissue(std::max(a.Index, b.Index));
+  findings.Add(FindingWarning, findings.GetLineOf(name, "tissue"), 0,
+               "faces of " + NameTissue(std::min(a.Index, b.Index)) + " and " + name +
+                   " run within 1e-4 mm of each other, and not at one place: between them lies a"
+                   " thin layer of what is around",
+               "write both at the same place, or further apart");
+}
+
+/** Curved surfaces of one kind about one axis. */
+static bool AreNearlyOne(const trelTissueRelationsBody& a, const trelTissueRelationsBody& b,
+                         double reach)
+{
+  const int curved = a.Shape->GetTraits().CurvedAxes;
+  if (curved == 0 || a.Shape->GetShapeType() != b.Shape->GetShapeType()) return false;
+  bool differs = false;
+  for (int i = 0; i < 2 * curved; ++i) {
+    const double difference = a.Bounds[i] - b.Bounds[i];
+    if (std::fabs(difference) >= nearFaces) return false;
+    differs = differs || IsBetween(difference, reach);
+  }
+  return differs;
+}
+
+void FindNearFaces(const trelSimulationParameter& parameter, trelModelFindings& findings)
+{
+  const trelShapeObject* outer = parameter.GetOuterShape();
+  if (!outer || parameter.GetMedium()->GetShapeIsTetrahedron()) return;
+  const double diagonal = Length(outer->GetBox().High - outer->GetBox().Low);
+  const std::vector<trelTissueRelationsBody> bodies = GetBodies(parameter);
+  const auto getReach = [&](const trelTissueRelationsBody& a, const trelTissueRelationsBody& b) {
+    const bool isMesh = a.Shape->GetTraits().IsMesh() || b.Shape->GetTraits().IsMesh();
+    return (isMesh ? trelTissueMap::ReachOfMeshes : trelTissueMap::ReachOfShapes) * diagonal;
+  };
+  const auto byPlace = [](const trelTissueRelationsFace& a, const trelTissueRelationsFace& b) {
+    return a.Place < b.Place;
+  };
+  int tests = 0;
+  for (int axis = 0; axis < 3; ++axis) {
+    std::vector<trelTissueRelationsFace> faces;
+    for (const trelTissueRelationsBody& body : bodies) {
+      faces.push_back({body.Bounds[2 * axis], &body});
+      faces.push_back({body.Bounds[2 * axis + 1], &body});
+    }
+    std::sort(faces.begin(), faces.end(), byPlace);
+    for (std::size_t i = 0; i < faces.size(); ++i) {
+      for (std::size_t j = i + 1; j < faces.size() && ++tests < mostBoxTests; ++j) {
+        if (!(faces[j].Place - faces[i].Place < nearFaces)) break;
+        const trelTissueRelationsBody &a = *faces[i].Body, &b = *faces[j].Body;
+        if (a.Index == b.Index) continue;
+        const double reach = getReach(a, b);
+        const bool areFlat = HasFlatFaces(a, axis) && HasFlatFaces(b, axis) &&
+                             IsBetween(faces[j].Place - faces[i].Place, reach) &&
+                             FaceEachOther(a, b, axis);
+        if (areFlat || (axis == 0 && AreNearlyOne(a, b, reach))) TellNearFaces(a, b, findings);
+      }
+    }
+  }
+}

@@ -1,0 +1,24 @@
+#ifndef trelTissueRelations_h
+#define trelTissueRelations_h
+
+#include <vector>
+
+#include "trelModelFindings.h"
+
+class trelSimulationParameter;
+
+/** Which tissues lie in which others, and which touch, by number. */
+struct trelTissueRelations
+{
+  std::vector<std::vector<int>> LiesIn;   ///< for each tissue
+  std::vector<std::vector<int>> Touches;  ///< for each tissue: surfaces with points in common
+  bool IsCut = false;                     ///< not told to their end: there are too many
+};
+
+/** Relates the tissues by points of each. Needs prepared geometry. */
+trelTissueRelations RelateTissues(const trelSimulationParameter& parameter);
+
+/** Warns of faces that run close to each other, but not close enough to count as one. */
+void FindNearFaces(const trelSimulationParameter& parameter, trelModelFindings& findings);
+
+#endif

@@ -1,0 +1,125 @@
+#include "trelrunJson.h"
+
+#include <nlohmann/json.hpp>
+
+#include "trelModelCheck.h"
+
+using Json = nlohmann::ordered_json;
+
+static Json ToJson(const trelVector& v)
+{
+  return {v.X, v.Y, v.Z};
+}
+
+static Json ToJson(const trelCheckedShape& shape)
+{
+  if (shape.Kind.empty()) return nullptr;
+  return {{"kind", shape.Kind},
+          {"low", ToJson(shape.Box.Low)},
+          {"high", ToJson(shape.Box.High)},
+          {"measure", shape.Measure}};
+}
+
+static Json ToJson(const trelCheckedOptics& optics)
+{
+  // Of clear tissue it is infinite, which JSON has no number for: null.
+  return {{"wavelength", optics.Wavelength}, {"mua", optics.Absorption},
+          {"mus", optics.Scattering},        {"g", optics.Anisotropy},
+          {"n", optics.RefractiveIndex},     {"freePath", optics.FreePath}};
+}
+
+static Json ToJson(const trelCheckedEntry& entry)
+{
+  return {{"wavelength", entry.Wavelength}, {"packets", entry.Packets}, {"energy", entry.Energy}};
+}
+
+template <class Item>
+static Json ToJson(const std::vector<Item>& items)
+{
+  Json list = Json::array();
+  for (const Item& item : items)
+    list.push_back(ToJson(item));
+  return list;
+}
+
+static Json ToJson(const trelCheckedTissue& tissue)
+{
+  return {{"number", tissue.Number},          {"name", tissue.Name},
+          {"outermost", tissue.IsOutermost},  {"shape", ToJson(tissue.Shape)},
+          {"spectra", ToJson(tissue.Optics)}, {"liesIn", tissue.LiesIn},
+          {"touches", tissue.Touches}};
+}
+
+static Json ToJson(const trelCheckedOverlap& overlap)
+{
+  return {{"first", overlap.First}, {"second", overlap.Second}, {"winner", overlap.Winner}};
+}
+
+static Json ToJson(const trelCheckedSource& source)
+{
+  Json json = {{"number", source.Number},          {"kind", source.Kind},
+               {"internal", source.IsInternal},    {"solid", source.IsSolid},
+               {"specular", source.IsSpecular},    {"shape", ToJson(source.Shape)},
+               {"spectra", ToJson(source.Entries)}};
+  json["share"] = source.Tried > 0 ? Json(double(source.Met) / source.Tried) : Json(nullptr);
+  return json;
+}
+
+static Json ToJson(const trelCheckedGrid& grid)
+{
+  Json axes = Json::object();
+  for (const auto& [axis, count] : grid.Axes)
+    axes[axis] = count;
+  return {{"name", grid.Name},
+          {"domain", grid.Domain},
+          {"axes", axes},
+          {"cells", grid.Cells},
+          {"bytes", grid.Bytes}};
+}
+
+static Json ToJson(const trelMeshCheck& mesh)
+{
+  return {{"owner", mesh.Owner},         {"file", mesh.File},
+          {"vertices", mesh.Vertices},   {"triangles", mesh.Triangles},
+          {"elements", mesh.Elements},   {"regions", mesh.Regions},
+          {"bodies", mesh.Bodies},       {"volume", mesh.Volume},
+          {"low", ToJson(mesh.Box.Low)}, {"high", ToJson(mesh.Box.High)},
+          {"openEdges", mesh.OpenEdges}, {"nonManifoldEdges", mesh.NonManifoldEdges},
+          {"inverted", mesh.Inverted},   {"needles", mesh.Needles}};
+}
+
+static Json ToJson(const trelFinding& finding)
+{
+  Json json = {{"severity", finding.Kind == FindingError ? "error" : "warning"}};
+  json["line"] = finding.Line > 0 ? Json(finding.Line) : Json(nullptr);
+  json["word"] = finding.Line > 0 ? Json(finding.Word + 1) : Json(nullptr);
+  json["text"] = finding.Text;
+  json["remedy"] = finding.Remedy;
+  return json;
+}
+
+std::string FormatCheckJson(const trelModelCheck& check)
+{
+  Json json = {{"program", check.Program},
+               {"rules", check.Rules},
+               {"model", check.Model},
+               {"findings", ToJson(check.GetFindings().GetAll())},
+               {"errors", check.GetFindings().CountErrors()},
+               {"warnings", check.GetFindings().CountWarnings()}};
+  if (!check.Mode.empty()) {
+    json["simulationType"] = check.Mode;
+    json["dimension"] = check.Dimension;
+    json["ambientRefractiveIndex"] = check.AmbientRefractiveIndex;
+    json["threads"] = check.Threads;
+    json["packets"] = check.Packets;
+    json["tissues"] = ToJson(check.Tissues);
+    json["overlaps"] = ToJson(check.Overlaps);
+    json["sources"] = ToJson(check.Sources);
+    json["grids"] = ToJson(check.Grids);
+    json["meshes"] = ToJson(check.Meshes);
+    json["expectedSeconds"] =
+        check.ExpectedSeconds >= 0.0 ? Json(check.ExpectedSeconds) : Json(nullptr);
+  }
+  // Names may hold any bytes.
+  return json.dump(2, ' ', false, Json::error_handler_t::replace) + '\n';
+}

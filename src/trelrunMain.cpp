@@ -1,0 +1,111 @@
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <iostream>
+#include <new>
+#include <optional>
+
+#include "trelProgramSignals.h"
+#include "trelRunDriver.h"
+#include "trelThreads.h"
+#include "trelrunJson.h"
+
+static const char* const programName = "trelrun " TRELRUN_VERSION;
+
+/** What CLI11 reads ahead of its meaning. */
+struct trelrunWords
+{
+  std::string Rules = "exact";
+  std::optional<double> Coefficients[4];
+  std::vector<std::string> Settings;
+  bool IsJson = false;
+};
+
+static const char* const coefficientNames[] = {"mua", "mus", "g", "n"};
+
+static void Describe(CLI::App& app, trelRunOptions& options, trelrunWords& words)
+{
+  app.set_version_flag("--version", programName);
+  app.add_option("MODEL.trl", options.Model, "The parameter file")->required();
+  app.add_option("-o,--output", options.Base,
+                 "Base name of the result files (default: the model's, in the current folder)");
+  for (int i = 0; i < 4; ++i) {
+    app.add_option(std::string("--") + coefficientNames[i], words.Coefficients[i],
+                   std::string(coefficientNames[i]) +
+                       " of the first tissue at the first wavelength (default: the file's)");
+  }
+  app.add_option("--set", words.Settings,
+                 "TISSUE.NAME=VALUE: mua, mus, g or n of a tissue, by number or name;"
+                 " TISSUE@WAVELENGTH.NAME=VALUE at one wavelength. May be repeated")
+      ->take_all()
+      ->expected(1)
+      ->allow_extra_args(false);
+  app.add_option("--threads", options.Threads,
+                 "Threads (default: the cores that the process may use)")
+      ->check(CLI::Range(1, MaximumNumberOfThreads));
+  app.add_option("--rules", words.Rules, "exact (default), or classic: those of trel")
+      ->check(CLI::IsMember({"exact", "classic"}));
+  CLI::Option* check = app.add_flag("--check", options.IsCheck, "Look at the model, and stop");
+  app.add_flag("--json", words.IsJson, "With --check: as JSON, for other programs")->needs(check);
+  app.add_flag("--quiet", options.IsQuiet, "No log; messages only");
+  app.add_flag("--allow-open", options.AllowsOpen, "Run surfaces that are not closed");
+  app.footer(
+      "Exit status: 0 done; 1 the model is wrong or the run failed; 2 usage; 3 the results"
+      " could not be written.");
+}
+
+/** What is wrong with the changes of coefficients, or empty. */
+static std::string TakeChanges(const trelrunWords& words, trelRunOptions& options)
+{
+  for (int i = 0; i < 4; ++i) {
+    if (!words.Coefficients[i]) continue;
+    const trelCoefficientChange change = {std::string("--") + coefficientNames[i],
+                                          "1",
+                                          false,
+                                          0,
+                                          coefficientNames[i],
+                                          *words.Coefficients[i]};
+    const std::string fault = FindValueFault(change);
+    if (!fault.empty()) return change.Text + ": " + fault;
+    options.Changes.push_back(change);
+  }
+  for (const std::string& text : words.Settings) {
+    trelCoefficientChange change;
+    const std::string fault = ReadCoefficientChange(text, &change);
+    if (!fault.empty()) return "--set " + text + ": " + fault;
+    options.Changes.push_back(change);
+  }
+  return "";
+}
+
+static int RunProgram(int argc, char** argv)
+{
+  trelRunOptions options;
+  options.Program = programName;
+  trelrunWords words;
+  CLI::App app("Follows light through the model of a parameter file.", "trelrun");
+  Describe(app, options, words);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? RunDone : RunUsage;
+  }
+  options.Rules = words.Rules == "classic" ? RulesClassic : RulesExact;
+  if (words.IsJson) options.Format = FormatCheckJson;
+  const std::string fault = TakeChanges(words, options);
+  if (!fault.empty()) {
+    std::cerr << programName << ": error: " << fault << '\n';
+    return RunUsage;
+  }
+  return trelRunDriver(options, std::cout, std::cerr).Run();
+}
+
+int main(int argc, char** argv)
+{
+  PrepareForSignals();
+  try {
+    return RunProgram(argc, argv);
+  } catch (const std::bad_alloc&) {
+    std::fputs("trelrun: error: out of memory\n", stderr);
+    return RunFailed;
+  }
+}

@@ -1,0 +1,158 @@
+#!/usr/bin/env python3
+"""Runs trelrun on models that are wrong and on command lines that are, and looks at its files.
+
+Usage: trelrunTest.py TRELRUN
+"""
+
+import json
+import os
+import subprocess
+import sys
+import tempfile
+from pathlib import Path
+
+ROOT = Path(__file__).resolve().parent.parent
+MODEL = (ROOT / "examples/pencil-beam.trl").read_text().replace(" 100000", " 50")
+NODULE = (ROOT / "examples/nodule.trl").read_text().replace(" 50000", " 50")
+DYE = (ROOT / "examples/fluorescence.trl").read_text().replace(" 100000", " 50")
+MESH = (ROOT / "examples/nodule.off").read_text()
+
+# A model, what to replace in it, and words of the message with the text of the line that it names.
+WRONG = [
+    (MODEL, "tissueaxis", "tisueaxis", "did you mean 'tissueaxis'?", "tisueaxis 10 10 10"),
+    (MODEL, "endtrl", "", "there is no endtrl", "tissuespectrumindex"),
+    (MODEL, "endsimulationproperty", "", "write endsimulationproperty ahead", "spectrum 1"),
+    (MODEL, "tissuenum 1", "tissuenum 2", "there is no line 'tissue 2'", "tissuenum 2"),
+    (MODEL, "tissue 1", "tissue 2", "tissuenum (line", "tissue 2"),
+    (MODEL, "spectrumnum 1", "spectrumnum 2", "is 2, found 1", "lightsource 1"),
+    (MODEL, "tissueshape cube", "tissueaxis 1 1 1\ntissueshape cube", "stands ahead of the line",
+     "tissueaxis 1 1 1"),
+    (NODULE, "nodule.off", "none.off", "'none.off' cannot be read", "tissuepath none.off"),
+    (MODEL, "lightsourcecenter 0 0", "lightsourcecenter 0 50", "none meets the medium",
+     "lightsourcecenter 0 50"),
+    (NODULE, "nodule.off", "open.off", "is not closed: 3 edges", "tissuepath open.off"),
+    (NODULE, "nodule.off", "metres.off", "lies a factor of a thousand", "tissuepath metres.off"),
+    (MODEL, "0.02 10", "0,02 10", "write 0.02", "tissuespectrumindex 1 0,02"),
+    (MODEL, "0.9 1.37", "0.9 0.37", "write 1 or above", "tissuespectrumindex"),
+    (MODEL, "roiseparation", "roi 50 60 -1 1 0 1\nroiseparation", "misses the medium", "roi 50 60"),
+    (MODEL, " 1.0 50", " 1.0 0", "got 0 packets", "lightsourcespectrumindex 1 1.0 0"),
+    (DYE, " 670 0.3 ", " 670 1.3 ", "from 0 to 1", "lightsourcespectrumindex 2 670 1.3"),
+    (MODEL, "external solid", "extern solid", "did you mean 'external'?", "lightsourceproperty"),
+    (MODEL, "simulationtype DOT", "simulationtype DOTS", "did you mean 'DOT'?", "simulationtype"),
+]
+
+# Arguments behind the model, and the exit status.
+COMMANDS = [
+    (["--quiet"], 0),
+    (["--check"], 0),
+    (["--quiet", "--mua", "0.1", "--g", "-0.5", "--set", "muscle.n=1.4", "--set", "1@650.mus=5"], 0),
+    (["-o", "none/run"], 3),
+    (["--set", "2.mua=1"], 2),
+    (["--set", "1@700.mua=1"], 2),
+    (["--set", "1.n=0.5"], 2),
+    (["--set", "1.mua=1,5"], 2),
+    (["--n", "0.5"], 2),
+    (["--rules", "other"], 2),
+    (["--threads", "0"], 2),
+    (["--json"], 2),
+    (["another.trl"], 2),
+]
+
+
+def expect(holds, what):
+    if not holds:
+        raise AssertionError(what)
+
+
+class Folder:
+    """A folder with the meshes of the models, in which the program runs."""
+
+    def __init__(self, program, path):
+        self.program, self.path = program, Path(path)
+        vertices, faces = MESH.split("\n", 2)[2].split("\n3 ", 1)
+        head = "OFF\n" + MESH.split("\n")[1] + "\n"
+        small = "\n".join(" ".join(str(float(x) / 1000) for x in v.split())
+                          for v in vertices.splitlines())
+        (self.path / "nodule.off").write_text(MESH)
+        (self.path / "metres.off").write_text(f"{head}{small}\n3 {faces}")
+        kept = "\n".join(MESH.rstrip().split("\n")[:-1])
+        (self.path / "open.off").write_text(kept.replace(" 320 ", " 319 "))
+
+    def run(self, model, *arguments):
+        (self.path / "model.trl").write_text(model)
+        done = subprocess.run([self.program, "model.trl", *arguments], cwd=self.path, timeout=60,
+                              capture_output=True, text=True)
+        return done.returncode, done.stdout, done.stderr
+
+
+def test_wrong_models(folder):
+    for model, old, new, words, line in WRONG:
+        expect(old in model, old)
+        text = model.replace(old, new, 1)
+        status, _, report = folder.run(text, "--quiet")
+        expect(status == 1 and words in report and "      = " in report, f"{new}: {report}")
+        shown = [row.split(" | ", 1) for row in report.splitlines() if " | " in row]
+        named = [row for number, row in shown if number.strip()
+                 and text.splitlines()[int(number) - 1] == row and row.startswith(line)]
+        expect(named, f"{new}: no line that begins with {line} in {report}")
+        status, check, _ = folder.run(text, "--check", "--json")
+        findings = json.loads(check)["findings"]
+        expect(status == 1 and any(words in f["text"] + f["remedy"] and f["line"] for f in findings),
+               f"{new}: {findings}")
+
+
+def test_command_lines(folder):
+    for arguments, wanted in COMMANDS:
+        status, log, report = folder.run(MODEL, *arguments)
+        expect(status == wanted and bool(report) == (wanted != 0), f"{arguments}: {status} {report}")
+        expect(bool(log) == (arguments == ["--check"]), f"{arguments}: {log}")
+    open_mesh = NODULE.replace("nodule.off", "open.off")
+    expect(folder.run(open_mesh, "--allow-open", "--quiet")[0] == 0, "--allow-open")
+    expect(folder.run(MODEL)[1].endswith(", exact rules\n"), "the last line of the log")
+
+
+def test_what_a_check_tells(folder):
+    status, text, _ = folder.run(NODULE, "--check", "--json", "--set", "nodule.mua=0.7")
+    check = json.loads(text)
+    body, nodule = check["tissues"]
+    mesh = check["meshes"][0]
+    expect(status == 0 and check["findings"] == [] and check["rules"] == "exact", text)
+    expect(body["outermost"] and nodule["liesIn"] == [1], text)
+    expect(nodule["spectra"][0]["mua"] == 0.7, text)
+    expect(abs(nodule["spectra"][0]["freePath"] - 1 / 12.7) < 1e-9, text)
+    expect(mesh["triangles"] == 320 and mesh["bodies"] == 1 and mesh["openEdges"] == 0, text)
+    expect(105 < mesh["volume"] < 4 / 3 * 3.15 * 27, text)
+    expect(check["sources"][0]["share"] == 1 and check["expectedSeconds"] > 0, text)
+    grid = check["grids"][0]
+    expect(grid["axes"] == {"x": 40, "y": 40, "z": 40} and grid["bytes"] == 512000, text)
+
+
+def test_closed_folder(folder):
+    """Nothing is run whose results have no place; the rights of root are given up for that."""
+    closed = folder.path / "closed"
+    closed.mkdir(mode=0o555)
+    if os.geteuid() == 0:
+        closed.chmod(0o555)
+        os.chmod(folder.path, 0o777)
+        (folder.path / "model.trl").write_text(MODEL)
+        done = subprocess.run([folder.program, "model.trl", "-o", "closed/run"], cwd=folder.path,
+                              capture_output=True, text=True, timeout=60,
+                              preexec_fn=lambda: os.setuid(65534))
+        status, report = done.returncode, done.stderr
+    else:
+        status, _, report = folder.run(MODEL, "-o", "closed/run")
+    expect(status == 3 and "cannot be written: closed/run.A.CW" in report, report)
+    expect(list(closed.iterdir()) == [], "a closed folder")
+
+
+def main():
+    for test in (test_wrong_models, test_command_lines, test_what_a_check_tells,
+                 test_closed_folder):
+        with tempfile.TemporaryDirectory() as path:
+            os.chmod(path, 0o755)
+            test(Folder(sys.argv[1], path))
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
