@@ -237,7 +237,7 @@ void FollowSegment(trelExactPacket& packet, double length, trelPacketNumbers& nu
                    const trelExactModel& model, trelExactTally& tally)
 {
   packet.SafeCenter = packet.Position;
-  packet.SafeRadius = model.BoundDistance(packet.Position);
+  packet.SafeRadius = model.BoundDistance(packet);
   const double timeLeft = (model.TimeLimit - packet.FlyTime) * trelExactModel::SpeedOfLight /
                           packet.Here->RefractiveIndex;
   const bool endsByTime = timeLeft < length;
@@ -246,8 +246,10 @@ void FollowSegment(trelExactPacket& packet, double length, trelPacketNumbers& nu
   trelTissueChange change;
   trelMarkerHit marker;
   const bool asks = !(limit < packet.SafeRadius);
+  // Away from all surfaces it is in its tissue; on one, rounding may have put it beside.
+  const bool isInside = packet.Skip == 0.0 && packet.SafeRadius > 0.0;
   const bool changes =
-      asks && model.Map.FindChange(ray, packet.TissueIndex, packet.Skip, limit, &change);
+      asks && model.Map.FindChange(ray, packet.TissueIndex, packet.Skip, limit, &change, isInside);
   const double distance = changes ? change.Hit.Distance : limit;
   // What lies at the place of a boundary: a fibre behind it, in the medium, wins over it, one
   // outside of the medium does not, and a dye's border is settled with it.

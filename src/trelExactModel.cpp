@@ -69,10 +69,10 @@ std::uint64_t trelExactModel::FindDyes(const trelVector& point) const
   return dyes;
 }
 
-double trelExactModel::BoundDistance(const trelVector& point) const
+double trelExactModel::BoundDistance(const trelExactPacket& packet) const
 {
-  double bound = Map.BoundDistance(point);
+  double bound = Map.BoundDistance(packet.Position, packet.TissueIndex);
   for (const trelShapeObject* shape : Markers)
-    bound = std::min(bound, shape->BoundDistance(point));
+    bound = std::min(bound, shape->BoundDistance(packet.Position));
   return bound;
 }

@@ -55,8 +55,8 @@ struct trelExactModel : trelTransportModel
   }
   /** The dyes at a point, as bits. */
   std::uint64_t FindDyes(const trelVector& point) const;
-  /** Lower bound of the distance from the point to whatever ends a segment. */
-  double BoundDistance(const trelVector& point) const;
+  /** Lower bound of the distance from the packet to whatever ends a segment. */
+  double BoundDistance(const trelExactPacket& packet) const;
   /** The same for all points of a cell; 0 where it is not known. */
   double GetSafeDistance(const trelVector& point) const
   {

@@ -196,35 +196,63 @@ bool LocateCell(const trelGridWindow& window, const double position[3], std::siz
 /** LocateAzimuth() of the exact rules: a point on the axis has the first azimuth. */
 bool LocateAzimuthExactly(const trelGridBins& bins, double dx, double dy, std::int32_t* bin);
 
-/** LocateBin() of the exact rules. */
-template <trelGridAxis axis>
+/** Whether the bins are one for the whole turn, as in a grid of rings: no angle is needed then. */
+inline bool IsWholeTurn(const trelGridBins& bins)
+{
+  return bins.Count == 1 && bins.Minimum <= 0.0 && bins.Maximum >= 360.0;
+}
+
+/** LocateBin() of the exact rules, within the window or also at its edges. */
+template <trelGridAxis axis, bool within>
 inline bool LocateBinExactly(const trelGridWindow& window, const double position[3],
                              std::int32_t* bin)
 {
   const trelGridBins& bins = window.Bins[axis];
+  const auto locate = [&](double q) {
+    return within ? bins.LocateWithin(q, bin) : bins.LocateClosed(q, bin);
+  };
   if constexpr (axis <= GridZ) {
-    return bins.LocateClosed(position[axis], bin);
+    return locate(position[axis]);
   } else {
     const double dx = position[0] - window.Center[0];
     const double dy = position[1] - window.Center[1];
-    if constexpr (axis == GridA) return LocateAzimuthExactly(bins, dx, dy, bin);
-    return bins.LocateClosed(std::sqrt(dx * dx + dy * dy), bin);
+    if constexpr (axis == GridR) return locate(std::sqrt(dx * dx + dy * dy));
+    *bin = 0;
+    if (within || IsWholeTurn(bins)) return IsWholeTurn(bins);
+    return LocateAzimuthExactly(bins, dx, dy, bin);
   }
 }
 
-/** LocateCell() of the exact rules: no point of the region is without a cell. */
-template <trelGridAxis... axes>
-bool LocateCellExactly(const trelGridWindow& window, const double position[3], std::size_t* cell)
+/** The cell of LocateCellExactly(), if @p within by the short forms alone. */
+template <bool within, trelGridAxis... axes>
+inline bool CombineBinsExactly(const trelGridWindow& window, const double position[3],
+                               std::size_t* cell)
 {
   std::size_t index = 0;
   std::int32_t bin = 0;
-  const bool found = ((LocateBinExactly<axes>(window, position, &bin) &&
+  const bool found = ((LocateBinExactly<axes, within>(window, position, &bin) &&
                        (index = index * static_cast<std::uint32_t>(window.Bins[axes].Count) +
                                 static_cast<std::uint32_t>(bin),
                         true)) &&
                       ...);
   if (found) *cell = index;
   return found;
+}
+
+/** LocateCellExactly() at an edge, outside, and by an angle. */
+template <trelGridAxis... axes>
+TREL_RARE bool LocateCellExactlyAtEdge(const trelGridWindow& window, const double position[3],
+                                       std::size_t* cell)
+{
+  return CombineBinsExactly<false, axes...>(window, position, cell);
+}
+
+/** LocateCell() of the exact rules: no point of the region is without a cell. */
+template <trelGridAxis... axes>
+bool LocateCellExactly(const trelGridWindow& window, const double position[3], std::size_t* cell)
+{
+  return CombineBinsExactly<true, axes...>(window, position, cell) ||
+         LocateCellExactlyAtEdge<axes...>(window, position, cell);
 }
 
 /**

@@ -98,7 +98,7 @@ void trelTissueMap::WidenBoxes()
   trelVector extent = Outermost().Box.High - Outermost().Box.Low;
   if (Planar) extent.Z = 0.0;
   Diagonal = Length(extent);
-  const double margin = GetMargin();
+  const double margin = Margin = ComputeMargin();
   for (Body& body : Bodies) {
     body.Box.Low = body.Box.Low - trelVector{margin, margin, margin};
     body.Box.High = body.Box.High + trelVector{margin, margin, margin};
@@ -109,7 +109,7 @@ void trelTissueMap::WidenBoxes()
 }
 
 /** What rounding may make of a distance between points of the medium, mm. */
-double trelTissueMap::GetMargin() const
+double trelTissueMap::ComputeMargin() const
 {
   double farthest = Diagonal;
   for (int a = 0; a < (Planar ? 2 : 3); ++a)
@@ -298,11 +298,11 @@ void trelTissueMap::MakeChangeBefore(const trelRay& ray, double after,
 }
 
 bool trelTissueMap::FindChange(const trelRay& ray, std::int32_t tissue, double after, double limit,
-                               trelTissueChange* change) const
+                               trelTissueChange* change, bool known) const
 {
   if (Bodies.empty() || !(after < limit)) return false;
   trelTissueChange found;
-  found.Tissue = FindTissue(ray.At(after));
+  found.Tissue = known ? tissue : FindTissue(ray.At(after));
   if (found.Tissue != tissue) {
     MakeChangeBefore(ray, after, &found);
     *change = found;
@@ -363,12 +363,12 @@ static double DistanceToBox(const trelBox& box, const trelVector& point)
   return std::sqrt(square);
 }
 
-double trelTissueMap::BoundDistance(const trelVector& point) const
+double trelTissueMap::BoundDistance(const trelVector& point, std::int32_t tissue) const
 {
   if (Bodies.empty()) return 0.0;
   double bound = Outermost().Shape->BoundDistance(point);
   if (!Mesh) {
-    const std::size_t rivals = CountRivals(FindTissue(point));
+    const std::size_t rivals = CountRivals(tissue);
     const auto lower = [&](const Body& body) {
       if (DistanceToBox(body.Box, point) < bound)
         bound = std::min(bound, body.Shape->BoundDistance(point));
@@ -378,7 +378,7 @@ double trelTissueMap::BoundDistance(const trelVector& point) const
     if (!VisitBodies(point, 0.0, rivals, lower) && bound >= Nearness)
       VisitBodies(point, HUGE_VAL, rivals, lower);
   }
-  return std::max(bound - GetMargin(), 0.0);
+  return std::max(bound - Margin, 0.0);
 }
 
 /** Cubes as small as the number of cells allows; in the plane squares. */
@@ -438,7 +438,7 @@ void trelTissueMap::FillGrid()
 {
   if (Rows == 0) return;
   const double step = 1.0 / PerStep.X;
-  const double toCorner = 0.5 * step * std::sqrt(Planar ? 2.0 : 3.0) + GetMargin();
+  const double toCorner = 0.5 * step * std::sqrt(Planar ? 2.0 : 3.0) + Margin;
   std::vector<float> distances;
   const auto size = static_cast<std::ptrdiff_t>(Cells.X);
   distances.reserve(static_cast<std::size_t>(size * Rows * Columns));

@@ -74,10 +74,11 @@ public:
    * The nearest change of the tissue along the ray from within @p tissue, at a distance above
    * @p after and up to @p limit. What lies ahead by @p after or less has been passed. If the ray is
    * not in @p tissue just behind @p after, the change is there, at @p after. The direction is a
-   * unit vector; in the plane its z is 0. False if there is none.
+   * unit vector; in the plane its z is 0. False if there is none. @p known spares the look at the
+   * tissue just behind @p after: it is @p tissue.
    */
   bool FindChange(const trelRay& ray, std::int32_t tissue, double after, double limit,
-                  trelTissueChange* change) const;
+                  trelTissueChange* change, bool known = false) const;
 
   /** Where the line through the ray enters the medium: the nearest entry of the outermost body
    * ahead of the origin if that is outside, else the nearest entry at or behind the origin (a
@@ -98,8 +99,13 @@ public:
         static_cast<std::ptrdiff_t>(w);
     return Quantum * Safe[static_cast<std::size_t>(cell)];
   }
-  /** The same for the point itself, from the shapes. */
-  double BoundDistance(const trelVector& point) const;
+  /** The same for the point itself, from the shapes. Of a point within rounding of a surface it is
+   *  0: above 0 it lies in the tissue that the caller has it in. */
+  double BoundDistance(const trelVector& point) const
+  {
+    return BoundDistance(point, FindTissue(point));
+  }
+  double BoundDistance(const trelVector& point, std::int32_t tissue) const;
 
   /** Two tissues neither of which holds the other, but that have points in common, and which of
    *  them has these. */
@@ -150,7 +156,7 @@ private:
   void LookBehind(const trelRay& ray, const Body& first, trelTissueChange* change) const;
   void MakeChangeBefore(const trelRay& ray, double after, trelTissueChange* change) const;
   bool StartsInside(const trelRay& ray) const;
-  double GetMargin() const;
+  double ComputeMargin() const;
   void LayOutGrid();
   void ListNearBodies();
   void FillGrid();
@@ -166,6 +172,7 @@ private:
   std::vector<double> Measures;
   const trelMCTetrahedron* Mesh = nullptr;
   double Diagonal = 0.0;
+  double Margin = 0.0;  ///< what rounding may make of a distance between points, mm
   bool Planar = false;
   bool HasMeshes = false;
 
