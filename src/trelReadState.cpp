@@ -11,7 +11,7 @@ void trelReadState::Begin()
   WavelengthList.clear();
   ReaderErrorText.clear();
   Owner.clear();
-  ExplainedLine = 0;
+  ExplainedLine = LastLine = 0;
   KeywordUnknown = false;
 }
 
@@ -43,8 +43,9 @@ void trelReadState::NoteLine()
   }
   const bool hasIndex = EndsWithWord(keyword, "spectrumindex");
   const std::string setting = hasIndex ? keyword + ' ' + index : keyword;
-  Findings->NoteLine(Owner, setting, Text.GetLineNumber());
-  Findings->NoteLine("", keyword, Text.GetLineNumber());
+  LastLine = Text.GetLineNumber();
+  Findings->NoteLine(Owner, setting, LastLine);
+  Findings->NoteLine("", keyword, LastLine);
 }
 
 void trelReadState::Explain(trelFindingKind kind, int word, const std::string& text,
