@@ -1,5 +1,6 @@
 #include "trelReadState.h"
 
+#include <algorithm>
 #include <cmath>
 #include <sstream>
 
@@ -52,7 +53,7 @@ void trelReadState::Explain(trelFindingKind kind, int word, const std::string& t
                             const std::string& remedy)
 {
   if (!Findings) return;
-  ExplainedLine = Text.GetLineNumber();
+  ExplainedLine = std::max(Text.GetLineNumber(), 1);
   Findings->Add(kind, ExplainedLine, word, text, remedy);
 }
 
