@@ -28,17 +28,11 @@
 
 /** The diffuse transport, with a look at each packet's weight: in an absorbing medium a step
  * changes it exactly if it ended in an interaction. */
-class trelCountingVRMC final : public trelVarianceReductionMonteCarlo
+class trelCountingVRMC final : public trelDiffuseVRMC
 {
-  trelTypeMacro(trelCountingVRMC, trelVarianceReductionMonteCarlo)
+  trelTypeMacro(trelCountingVRMC, trelDiffuseVRMC)
 
 public:
-  bool LaunchPhoton(trelVarianceReductionMonteCarlo* filter, trelPhoton* photon,
-                    trelSpectrum* spectrum, trelLightSource* light) override
-  {
-    return LaunchFromAnySource(filter, photon, spectrum, light);
-  }
-
   long long Scatterings = 0;
 
 protected:
@@ -95,8 +89,7 @@ static int RunModel(trelSimulationParameter* parameter, unsigned packets, bool c
 {
   trelCountingVRMC counting;
   trelDiffuseVRMC plain;
-  trelVarianceReductionMonteCarlo& filter =
-      count ? static_cast<trelVarianceReductionMonteCarlo&>(counting) : plain;
+  trelDiffuseVRMC& filter = count ? counting : plain;
   filter.SetInput(parameter);
   trelBenchClock::time_point start = trelBenchClock::now();
   parameter->PrepareGeometry();

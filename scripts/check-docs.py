@@ -2,8 +2,10 @@
 """Finds public declarations in the headers that no comment speaks of.
 
 Reads what Doxygen wrote as XML. A comment counts for the declaration below it and for those that
-follow line on line, a Set and its Get or the fields of a struct for instance. What overrides, takes
-part in the life of an object without arguments, or is defaulted or deleted needs none.
+follow line on line, a Set and its Get or the fields of a struct for instance. Members that a macro
+makes stand on the line of its use, so that a comment above the use is theirs. What overrides, takes
+part in the life of an object without arguments, or is defaulted or deleted needs none, nor does a
+macro that its header undefines again.
 
 Usage: check-docs.py XML_FOLDER   prints file, line and name; exit status 1 if there is one
 """
@@ -14,7 +16,7 @@ import xml.etree.ElementTree as ElementTree
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parent.parent
-NEEDS_NONE = re.compile(r"override|= ?(default|delete)\b|(\w+)::~?\2\(\)")
+NEEDS_NONE = re.compile(r"override|= ?(default|delete)\b|(\w+)(< .* >)?::~?\2\(\)")
 
 
 def has_comment(node):
@@ -30,6 +32,11 @@ def stands_in_group(file, line):
         if text.strip() in ("", "public:"):
             return False
     return False
+
+
+def is_undefined_again(node, file):
+    return node.get("kind") == "define" and re.search(
+        rf"^#undef {node.findtext('name')}$", (ROOT / file).read_text(), re.MULTILINE)
 
 
 def declarations(folder):
@@ -52,7 +59,8 @@ def main():
     for name, node in declarations(Path(sys.argv[1])):
         place = node.find("location")
         file, line = place.get("file"), int(place.get("line"))
-        if not has_comment(node) and not stands_in_group(file, line):
+        if (not has_comment(node) and not stands_in_group(file, line)
+                and not is_undefined_again(node, file)):
             found.add((file, line, name))
     for file, line, name in sorted(found):
         print(f"{file}:{line}: no comment: {name}")

@@ -14,61 +14,6 @@
 static const char* const VertexReadError = "Error when reading vertex data!\n";
 static const char* const FaceReadError = "Error when reading face data!\n";
 
-/** The number that the first bytes hold. The program runs on little-endian machines. */
-template <class Number>
-static double Decode(const unsigned char* bytes)
-{
-  Number number;
-  std::memcpy(&number, bytes, sizeof number);
-  return static_cast<double>(number);
-}
-
-/** A type of numbers: its two names, its bytes. */
-struct PlyType
-{
-  const char* names[2];
-  int size;
-  double (*decode)(const unsigned char*);
-};
-
-static const PlyType PlyTypes[] = {
-    {{"int8", "char"}, 1, Decode<std::int8_t>},    {{"uint8", "uchar"}, 1, Decode<std::uint8_t>},
-    {{"int16", "short"}, 2, Decode<std::int16_t>}, {{"uint16", "ushort"}, 2, Decode<std::uint16_t>},
-    {{"int32", "int"}, 4, Decode<std::int32_t>},   {{"uint32", "uint"}, 4, Decode<std::uint32_t>},
-    {{"float32", "float"}, 4, Decode<float>},      {{"float64", "double"}, 8, Decode<double>},
-};
-static constexpr int PlyFloatType = 6;
-static constexpr int PlyUnknownType = 8;
-
-static int TypeOf(std::string_view word)
-{
-  int type = 0;
-  while (type < PlyUnknownType && !EqualWords(word, PlyTypes[type].names[0]) &&
-         !EqualWords(word, PlyTypes[type].names[1]))
-    ++type;
-  return type;
-}
-
-static int SizeOf(int type)
-{
-  return type < PlyUnknownType ? PlyTypes[type].size : 0;
-}
-
-/** The kind of a number by its name, which stands in either of two words. */
-static PlyPropertyKind ScalarKind(std::string_view word, std::string_view otherWord)
-{
-  static const struct
-  {
-    const char* name;
-    PlyPropertyKind kind;
-  } names[] = {{"x", PlyX},        {"y", PlyY},         {"z", PlyZ},    {"nx", PlyNormalX},
-               {"ny", PlyNormalY}, {"nz", PlyNormalZ},  {"r", PlyRed},  {"red", PlyRed},
-               {"g", PlyGreen},    {"green", PlyGreen}, {"b", PlyBlue}, {"blue", PlyBlue}};
-  for (const auto& entry : names)
-    if (EqualWords(word, entry.name) || EqualWords(otherWord, entry.name)) return entry.kind;
-  return PlyOtherScalar;
-}
-
 /** Where a property goes in a vertex record of six floats; -1 if it is not kept. */
 static int VertexSlot(PlyPropertyKind kind)
 {
@@ -85,12 +30,6 @@ static bool BeginsWithSixFloats(const std::vector<PlyProperty>& properties)
     if (VertexSlot(property.kind) != i || property.value_type != PlyFloatType) return false;
   }
   return true;
-}
-
-static bool HasKind(const std::vector<PlyProperty>& properties, PlyPropertyKind kind)
-{
-  return std::any_of(properties.begin(), properties.end(),
-                     [kind](const PlyProperty& property) { return property.kind == kind; });
 }
 
 PlyFileReader::~PlyFileReader()
@@ -114,18 +53,16 @@ bool PlyFileReader::OpenPlyFile(const char* file_name)
 {
   close();
   error.clear();
-  elements.clear();
+  header = {};
   vertex_cache.clear();
-  vertex_count = face_count = 0;
   without_normals = true;
   vertex_position_known = face_position_known = false;
-  format = PlyUnknownFormat;
   file = OpenRegularFile(file_name);
   if (!file) return fail("Can not open file!\n");
   file_size = MeasureFile(file);
   if (!ParsePlyHeader()) return false;
-  if (format == PlyUnknownFormat) return fail("Unknown file format!\n");
-  return format == PlyAscii || seek_binary_data(file_name);
+  if (header.Format == PlyUnknownFormat) return fail("Unknown file format!\n");
+  return header.Format == PlyAscii || seek_binary_data(file_name);
 }
 
 bool PlyFileReader::read_line()
@@ -143,63 +80,10 @@ bool PlyFileReader::ParsePlyHeader()
     return fail("Not a valid PLY file!\n");
   while (read_line()) {
     if (tokens.empty()) continue;
-    if (EqualWords(tokens[0], "format"))
-      parse_format();
-    else if (EqualWords(tokens[0], "element"))
-      parse_element();
-    else if (EqualWords(tokens[0], "property"))
-      parse_property();
-    else if (EqualWords(tokens[0], "end_header"))
-      return true;
+    if (EqualWords(tokens[0], "end_header")) return true;
+    header.TakeLine(tokens);
   }
   return fail("End of header not found!\n");
-}
-
-void PlyFileReader::parse_format()
-{
-  static const char* const names[] = {"ascii", "binary_little_endian", "binary_big_endian"};
-  if (tokens.size() < 2) return;
-  for (int i = 0; i < 3; ++i)
-    if (EqualWords(tokens[1], names[i])) format = static_cast<PlyFormat>(i);
-}
-
-void PlyFileReader::parse_element()
-{
-  if (tokens.size() < 3) return;
-  PlyElement element;
-  element.count = static_cast<std::int32_t>(IntegerOf(tokens[2]));
-  if (EqualWords(tokens[1], "vertex")) {
-    element.kind = PlyVertexElement;
-    vertex_count = element.count;
-  } else if (EqualWords(tokens[1], "face")) {
-    element.kind = PlyFaceElement;
-    face_count = element.count;
-  }
-  elements.push_back(element);
-}
-
-void PlyFileReader::parse_property()
-{
-  if (elements.empty()) return;
-  PlyProperty property;
-  if (tokens.size() == 3) {
-    property.kind = ScalarKind(tokens[1], tokens[2]);
-    property.value_type = TypeOf(tokens[1]);
-    if (property.value_type == PlyUnknownType) property.value_type = TypeOf(tokens[2]);
-  } else if (tokens.size() == 5) {
-    if (EqualWords(tokens[1], "list")) {
-      const bool corners =
-          EqualWords(tokens[4], "vertex_index") || EqualWords(tokens[4], "vertex_indices");
-      property.kind = corners ? PlyVertexIndices : PlyOtherList;
-      property.list_count_type = TypeOf(tokens[2]);
-      property.value_type = TypeOf(tokens[3]);
-    }
-  } else {
-    return;
-  }
-  property.value_size = SizeOf(property.value_type);
-  property.list_count_size = SizeOf(property.list_count_type);
-  elements.back().properties.push_back(property);
 }
 
 bool PlyFileReader::seek_binary_data(const char* file_name)
@@ -234,12 +118,12 @@ bool PlyFileReader::find_data_start(long* start)
 
 bool PlyFileReader::check_counts()
 {
-  if (vertex_count > file_size) return fail(VertexReadError);
-  if (face_count > file_size) return fail(FaceReadError);
+  if (header.VertexCount > file_size) return fail(VertexReadError);
+  if (header.FaceCount > file_size) return fail(FaceReadError);
   // A number has a byte at least. Those of unknown type have none; a header full of them must not
   // keep us busy for longer than the file is.
   constexpr std::int64_t most = 16;
-  for (const PlyElement& element : elements) {
+  for (const PlyElement& element : header.Elements) {
     const auto width = static_cast<std::int64_t>(element.properties.size());
     if (width * element.count <= most * file_size) continue;
     if (element.kind == PlyVertexElement) return fail(VertexReadError);
@@ -252,7 +136,8 @@ bool PlyFileReader::read_vert_data(float* vertices)
 {
   if (!vertices || !error.empty()) return false;
   if (!file) return fail("No file has been opened!\n");
-  if (elements.empty() || elements[0].kind != PlyVertexElement || elements[0].count != vertex_count)
+  if (header.Elements.empty() || header.Elements[0].kind != PlyVertexElement ||
+      header.Elements[0].count != header.VertexCount)
     return fail("Vertex data error!\n");
   if (!vertex_position_known) {
     vertex_position = std::ftell(file);
@@ -265,26 +150,26 @@ bool PlyFileReader::read_vert_data(float* vertices)
     return fail(VertexReadError);
   }
 
-  const std::vector<PlyProperty>& properties = elements[0].properties;
-  if (!HasKind(properties, PlyX) || !HasKind(properties, PlyY) || !HasKind(properties, PlyZ))
+  const PlyElement& element = header.Elements[0];
+  if (!element.has(PlyX) || !element.has(PlyY) || !element.has(PlyZ))
     return fail("No coordinates information!\n");
-  without_normals = !HasKind(properties, PlyNormalX) || !HasKind(properties, PlyNormalY) ||
-                    !HasKind(properties, PlyNormalZ);
+  without_normals =
+      !element.has(PlyNormalX) || !element.has(PlyNormalY) || !element.has(PlyNormalZ);
   if (!read_vertex_rows(vertices)) return false;
-  for (std::int32_t i = 0; !without_normals && i < vertex_count; ++i)
+  for (std::int32_t i = 0; !without_normals && i < header.VertexCount; ++i)
     UnitVector(vertices + std::ptrdiff_t{6} * i + 3);
   return true;
 }
 
 bool PlyFileReader::read_vertex_rows(float* vertices)
 {
-  const std::vector<PlyProperty>& properties = elements[0].properties;
-  const bool sixFloats = format != PlyAscii && BeginsWithSixFloats(properties);
+  const std::vector<PlyProperty>& properties = header.Elements[0].properties;
+  const bool sixFloats = header.Format != PlyAscii && BeginsWithSixFloats(properties);
   if (sixFloats && properties.size() == 6)
-    return read_floats(vertices, static_cast<std::size_t>(vertex_count) * 6);
-  for (std::int32_t i = 0; i < vertex_count; ++i, vertices += 6) {
+    return read_floats(vertices, static_cast<std::size_t>(header.VertexCount) * 6);
+  for (std::int32_t i = 0; i < header.VertexCount; ++i, vertices += 6) {
     bool complete;
-    if (format == PlyAscii)
+    if (header.Format == PlyAscii)
       complete = read_ascii_vertex(vertices);
     else if (sixFloats)
       complete = read_floats_and_more(vertices);
@@ -298,7 +183,7 @@ bool PlyFileReader::read_vertex_rows(float* vertices)
 bool PlyFileReader::read_floats(float* values, std::size_t count)
 {
   if (std::fread(values, sizeof(float), count, file) != count) return fail(VertexReadError);
-  for (std::size_t i = 0; format == PlyBigEndian && i < count; ++i) {
+  for (std::size_t i = 0; header.Format == PlyBigEndian && i < count; ++i) {
     unsigned char bytes[sizeof(float)];
     std::memcpy(bytes, values + i, sizeof bytes);
     std::reverse(bytes, bytes + sizeof bytes);
@@ -310,7 +195,7 @@ bool PlyFileReader::read_floats(float* values, std::size_t count)
 /** A row that begins with the six floats of a vertex record. */
 bool PlyFileReader::read_floats_and_more(float* vertex)
 {
-  const std::vector<PlyProperty>& properties = elements[0].properties;
+  const std::vector<PlyProperty>& properties = header.Elements[0].properties;
   if (!read_floats(vertex, 6)) return false;
   return std::all_of(properties.begin() + 6, properties.end(),
                      [this](const PlyProperty& property) { return skip_property(property); }) ||
@@ -326,7 +211,7 @@ void PlyFileReader::keep_number(const PlyProperty& property, float number, float
 
 bool PlyFileReader::read_ascii_vertex(float* vertex)
 {
-  const std::vector<PlyProperty>& properties = elements[0].properties;
+  const std::vector<PlyProperty>& properties = header.Elements[0].properties;
   if (!read_line() || tokens.size() < properties.size()) return fail(VertexReadError);
   std::size_t token = 0;
   for (const PlyProperty& property : properties) {
@@ -338,7 +223,7 @@ bool PlyFileReader::read_ascii_vertex(float* vertex)
 
 bool PlyFileReader::read_binary_vertex(std::int32_t row, float* vertex)
 {
-  const std::vector<PlyProperty>& properties = elements[0].properties;
+  const std::vector<PlyProperty>& properties = header.Elements[0].properties;
   for (std::size_t i = 0; i < properties.size(); ++i) {
     const PlyProperty& property = properties[i];
     double number = 0;
@@ -357,12 +242,12 @@ bool PlyFileReader::read_binary_vertex(std::int32_t row, float* vertex)
 bool PlyFileReader::read_face_data(std::uint32_t* faces)
 {
   if (!file) return fail("No file has been opened!\n");
-  if (elements.size() < 2 || elements[1].kind != PlyFaceElement ||
-      elements[1].count != face_count || !HasKind(elements[1].properties, PlyVertexIndices))
+  if (header.Elements.size() < 2 || header.Elements[1].kind != PlyFaceElement ||
+      header.Elements[1].count != header.FaceCount || !header.Elements[1].has(PlyVertexIndices))
     return fail("Face data error!\n");
   if (!faces || !seek_faces()) return false;
-  for (std::int32_t i = 0; i < face_count; ++i, faces += 3) {
-    if (!(format == PlyAscii ? read_ascii_face(i, faces) : read_binary_face(i, faces)))
+  for (std::int32_t i = 0; i < header.FaceCount; ++i, faces += 3) {
+    if (!(header.Format == PlyAscii ? read_ascii_face(i, faces) : read_binary_face(i, faces)))
       return false;
   }
   return true;
@@ -376,7 +261,8 @@ bool PlyFileReader::seek_faces()
   if (!vertex_position_known) {
     std::vector<float> vertices;
     const bool fits = FitsInMemory([&] {
-      if (check_counts()) vertices.resize(static_cast<std::size_t>(std::max(vertex_count, 0)) * 6);
+      if (check_counts())
+        vertices.resize(static_cast<std::size_t>(std::max(header.VertexCount, 0)) * 6);
     });
     if (!fits) return fail("Please call PlyFileReader::read_vert_data() first!");
     if (!read_vert_data(vertices.data())) return false;
@@ -391,38 +277,48 @@ bool PlyFileReader::read_ascii_face(std::int32_t row, std::uint32_t* face)
 {
   if (!read_line()) return fail(FaceReadError);
   std::size_t token = 0;
-  for (const PlyProperty& property : elements[1].properties) {
-    if (property.kind != PlyVertexIndices) {
-      if (!skip_tokens(property, &token)) return fail(FaceReadError);
-      continue;
-    }
-    if (token >= tokens.size()) return fail(FaceReadError);
-    const std::int64_t corners = IntegerOf(tokens[token]);
-    if (corners != 3) return fail_polygon(row, corners);
-    if (token + 3 >= tokens.size()) return fail(FaceReadError);
-    for (std::size_t i = 0; i < 3; ++i)
-      if (!store_index(static_cast<double>(IntegerOf(tokens[token + 1 + i])), face + i))
-        return false;
-    return true;
+  for (const PlyProperty& property : header.Elements[1].properties) {
+    // What follows the corners is not looked at.
+    if (property.kind == PlyVertexIndices) return read_ascii_corners(row, token, face);
+    if (!skip_tokens(property, &token)) return fail(FaceReadError);
   }
+  return true;
+}
+
+/** The list whose length is the token of that number. */
+bool PlyFileReader::read_ascii_corners(std::int32_t row, std::size_t token, std::uint32_t* face)
+{
+  if (token >= tokens.size()) return fail(FaceReadError);
+  const std::int64_t corners = IntegerOf(tokens[token]);
+  if (corners != 3) return fail_polygon(row, corners);
+  if (token + 3 >= tokens.size()) return fail(FaceReadError);
+  for (std::size_t i = 0; i < 3; ++i)
+    if (!store_index(static_cast<double>(IntegerOf(tokens[token + 1 + i])), face + i)) return false;
   return true;
 }
 
 bool PlyFileReader::read_binary_face(std::int32_t row, std::uint32_t* face)
 {
-  for (const PlyProperty& property : elements[1].properties) {
-    if (property.kind != PlyVertexIndices) {
-      if (!skip_property(property)) return fail(FaceReadError);
-      continue;
+  for (const PlyProperty& property : header.Elements[1].properties) {
+    if (property.kind == PlyVertexIndices) {
+      if (!read_binary_corners(row, property, face)) return false;
+    } else if (!skip_property(property)) {
+      return fail(FaceReadError);
     }
-    std::int64_t corners = 0;
-    if (!read_list_count(property, &corners)) return fail(FaceReadError);
-    if (corners != 3) return fail_polygon(row, corners);
-    for (int i = 0; i < 3; ++i) {
-      double index = 0;
-      if (!read_value(property.value_type, &index)) return fail(FaceReadError);
-      if (!store_index(index, face + i)) return false;
-    }
+  }
+  return true;
+}
+
+bool PlyFileReader::read_binary_corners(std::int32_t row, const PlyProperty& property,
+                                        std::uint32_t* face)
+{
+  std::int64_t corners = 0;
+  if (!read_list_count(property, &corners)) return fail(FaceReadError);
+  if (corners != 3) return fail_polygon(row, corners);
+  for (int i = 0; i < 3; ++i) {
+    double index = 0;
+    if (!read_value(property.value_type, &index)) return fail(FaceReadError);
+    if (!store_index(index, face + i)) return false;
   }
   return true;
 }
@@ -438,7 +334,7 @@ bool PlyFileReader::fail_polygon(std::int32_t row, std::int64_t corners)
 bool PlyFileReader::store_index(double value, std::uint32_t* index)
 {
   // In this form a value that is not a number fails too.
-  if (!(value > -1.0 && value < vertex_count)) return fail(FaceReadError);
+  if (!(value > -1.0 && value < header.VertexCount)) return fail(FaceReadError);
   *index = static_cast<std::uint32_t>(std::max(value, 0.0));
   return true;
 }
@@ -447,14 +343,14 @@ bool PlyFileReader::store_index(double value, std::uint32_t* index)
 bool PlyFileReader::read_value(int type, double* value)
 {
   unsigned char bytes[8] = {};
-  const auto size = static_cast<std::size_t>(SizeOf(type));
+  const auto size = static_cast<std::size_t>(PlySizeOf(type));
   if (size == 0 || std::fread(bytes, 1, size, file) != size) return false;
   const unsigned char* first = bytes;
-  if (format == PlyBigEndian) {
+  if (header.Format == PlyBigEndian) {
     std::reverse(std::begin(bytes), std::end(bytes));
     first = std::end(bytes) - size;
   }
-  *value = PlyTypes[type].decode(first);
+  *value = DecodePlyNumber(type, first);
   return true;
 }
 

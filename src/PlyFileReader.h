@@ -7,58 +7,7 @@
 #include <string_view>
 #include <vector>
 
-/** What a property of a PLY element is, by its name. */
-enum PlyPropertyKind
-{
-  PlyX = 0,
-  PlyY = 1,
-  PlyZ = 2,
-  PlyRed = 3,
-  PlyGreen = 4,
-  PlyBlue = 5,
-  PlyNormalX = 6,
-  PlyNormalY = 7,
-  PlyNormalZ = 8,
-  PlyVertexIndices = 9,
-  PlyOtherList = 10,
-  PlyOtherScalar = 11
-};
-
-/** A column of an element: a number, or a list with its length in front. The types are indices into
- * the table of PlyFileReader.cpp, in which PlyUnknownType has size 0. */
-struct PlyProperty
-{
-  PlyPropertyKind kind = PlyOtherScalar;
-  int value_type = 8;
-  int list_count_type = 8;
-  int value_size = 0;
-  int list_count_size = 0;
-
-  bool is_list() const { return kind == PlyVertexIndices || kind == PlyOtherList; }
-};
-
-enum PlyElementKind
-{
-  PlyVertexElement = 0,
-  PlyFaceElement = 1,
-  PlyOtherElement = 2
-};
-
-/** A table of the file: how many rows, and their columns. */
-struct PlyElement
-{
-  PlyElementKind kind = PlyOtherElement;
-  std::int32_t count = 0;
-  std::vector<PlyProperty> properties;
-};
-
-enum PlyFormat
-{
-  PlyAscii = 0,
-  PlyLittleEndian = 1,
-  PlyBigEndian = 2,
-  PlyUnknownFormat = 3
-};
+#include "trelPlyHeader.h"
 
 /**
  * @class   PlyFileReader
@@ -90,8 +39,9 @@ public:
    * them for read_vert_data(). */
   bool read_face_data(std::uint32_t* faces);
 
-  std::int32_t number_of_vertices() const { return vertex_count; }
-  std::int32_t number_of_faces() const { return face_count; }
+  /** What the header announces, known once the file is open; may be negative. */
+  std::int32_t number_of_vertices() const { return header.VertexCount; }
+  std::int32_t number_of_faces() const { return header.FaceCount; }
   /** True unless the vertices have nx, ny and nz; known when they have been read. */
   bool no_normals() const { return without_normals; }
   const std::string& error_text() const { return error; }
@@ -100,9 +50,6 @@ private:
   bool fail(const char* text);
   bool read_line();
   bool ParsePlyHeader();
-  void parse_format();
-  void parse_element();
-  void parse_property();
   bool seek_binary_data(const char* file_name);
   bool find_data_start(long* start);
 
@@ -115,7 +62,9 @@ private:
 
   bool seek_faces();
   bool read_ascii_face(std::int32_t row, std::uint32_t* face);
+  bool read_ascii_corners(std::int32_t row, std::size_t token, std::uint32_t* face);
   bool read_binary_face(std::int32_t row, std::uint32_t* face);
+  bool read_binary_corners(std::int32_t row, const PlyProperty& property, std::uint32_t* face);
   bool fail_polygon(std::int32_t row, std::int64_t corners);
   bool store_index(double value, std::uint32_t* index);
 
@@ -129,16 +78,13 @@ private:
   std::int64_t file_size = 0;
   char line_buffer[4096] = {};
   std::vector<std::string_view> tokens;
-  std::int32_t vertex_count = 0;
-  std::int32_t face_count = 0;
   std::vector<float> vertex_cache;
   long vertex_position = 0;
   long face_position = 0;
   bool without_normals = true;
   bool vertex_position_known = false;
   bool face_position_known = false;
-  PlyFormat format = PlyUnknownFormat;
-  std::vector<PlyElement> elements;
+  trelPlyHeader header;
 };
 
 #endif

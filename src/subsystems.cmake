@@ -48,7 +48,8 @@ trel_subsystem(mesh_files
   MAY_USE framework meshes
   HEADERS
   CLASSES trelMeshText trelMeshReader trelLineMeshReader trelTetrahedronReader trelAMReader
-          trelNeutralReader trelOFFReader trelSURFReader trelSTLReader PlyFileReader trelPLYReader)
+          trelNeutralReader trelOFFReader trelSURFReader trelSTLReader trelPlyHeader PlyFileReader
+          trelPLYReader)
 
 # Shapes: where a point lies, how far along a ray the boundary is, which points and cells they have.
 trel_subsystem(geometry

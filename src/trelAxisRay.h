@@ -41,17 +41,19 @@ constexpr int AxisAlong(int axis)
   return 2 - axis / 2;
 }
 
+/** Whether the coordinate along a RayAxis falls on the way. */
 constexpr bool IsTowardsMin(int axis)
 {
   return axis % 2 == 1;
 }
 
-/** The two coordinates that are left when the one along the ray is dropped, ascending. */
+/** The lower one of the two coordinates across a RayAxis. */
 constexpr int FirstAcross(int axis)
 {
   return axis >= RayAxisXMax ? 1 : 0;
 }
 
+/** The higher one. */
 constexpr int SecondAcross(int axis)
 {
   return axis >= RayAxisYMax ? 2 : 1;
@@ -98,6 +100,7 @@ struct trelProjectedTriangle
 {
   double U[3], W[3];
 
+  /** As seen from (@p a, @p b), the coordinates @p u and @p w of a point. */
   trelProjectedTriangle(double a, double b, const trelTracedTriangle& triangle, int u, int w)
   {
     for (int v = 0; v < 3; ++v) {

@@ -11,7 +11,6 @@ bool trelBioluminescenceVRMC::LaunchPhoton(trelVarianceReductionMonteCarlo* filt
                                            trelLightSource* light)
 {
   if (!light->LaunchPhoton(filter, photon, spectrum)) return false;
-  photon->TissueIndex =
-      Model.CachedMedium->GetTissueIndex(photon->PositionX, photon->PositionY, photon->PositionZ);
+  photon->TissueIndex = Model.CachedMedium->GetTissueIndex(photon->GetPosition());
   return photon->TissueIndex != -1;
 }

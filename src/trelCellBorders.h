@@ -12,9 +12,8 @@
  */
 
 /** Borders of a coordinate that goes on evenly: x, y, z, time. */
-class trelLineBorders
+struct trelLineBorders
 {
-public:
   trelLineBorders() = default;
   /** A coordinate that is @p start first and grows by @p slope in each mm. */
   trelLineBorders(const trelGridBins& bins, double start, double slope);
@@ -33,9 +32,8 @@ private:
 };
 
 /** Rings about an axis along z: inwards as far as the path comes to the axis, then outwards. */
-class trelRingBorders
+struct trelRingBorders
 {
-public:
   trelRingBorders() = default;
   /** A path from (@p x, @p y) relative to the axis in the direction (@p dx, @p dy). */
   trelRingBorders(const trelGridBins& bins, double x, double y, double dx, double dy);
@@ -57,9 +55,8 @@ private:
 };
 
 /** Azimuths about the axis: half-planes, which the path meets in their order round the axis. */
-class trelAzimuthBorders
+struct trelAzimuthBorders
 {
-public:
   trelAzimuthBorders() = default;
   trelAzimuthBorders(const trelGridBins& bins, double x, double y, double dx, double dy);
 

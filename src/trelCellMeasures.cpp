@@ -21,31 +21,33 @@ static double IntegrateOnce(const Function& f, double a, double b)
   return sum * half;
 }
 
-/** The same, halved until the halves agree with the whole: outlines may be needles. */
+/** The same, halved until the halves agree with the whole, since outlines may be needles: within
+ *  1e-11 of it, or within @p noise, by which rounding keeps @p f from being smooth. */
 template <class Function>
-static double IntegrateHalves(const Function& f, double a, double b, double whole, int halvings)
+static double IntegrateHalves(const Function& f, double a, double b, double whole, double noise,
+                              int halvings)
 {
   const double middle = 0.5 * (a + b);
   const double lower = IntegrateOnce(f, a, middle);
   const double upper = IntegrateOnce(f, middle, b);
-  if (halvings == 0 || !(std::fabs(lower + upper - whole) > 1e-11 * std::fabs(whole)))
-    return lower + upper;
-  return IntegrateHalves(f, a, middle, lower, halvings - 1) +
-         IntegrateHalves(f, middle, b, upper, halvings - 1);
+  const double allowed = 1e-11 * std::fabs(whole) + noise * std::fabs(b - a);
+  if (halvings == 0 || !(std::fabs(lower + upper - whole) > allowed)) return lower + upper;
+  return IntegrateHalves(f, a, middle, lower, noise, halvings - 1) +
+         IntegrateHalves(f, middle, b, upper, noise, halvings - 1);
 }
 
 /** The integral over an angle, rad, by eighths of a turn: what a quarter repeats is not mistaken
  * for a constant. */
 template <class Function>
-static double IntegrateAngle(const Function& f, double from, double to)
+static double IntegrateAngle(const Function& f, double from, double to, double noise)
 {
-  const int parts =
-      std::clamp(static_cast<int>(std::ceil(std::fabs(to - from) / (Pi / 4.0))), 1, 8);
+  const double eighths = std::ceil(std::fabs(to - from) / (Pi / 4.0));
+  const int parts = static_cast<int>(std::clamp(eighths, 1.0, 8.0));
   double sum = 0.0;
   for (int k = 0; k < parts; ++k) {
     const double a = from + (to - from) * k / parts;
     const double b = from + (to - from) * (k + 1) / parts;
-    sum += IntegrateHalves(f, a, b, IntegrateOnce(f, a, b), 20);
+    sum += IntegrateHalves(f, a, b, IntegrateOnce(f, a, b), noise, 16);
   }
   return sum;
 }
@@ -66,7 +68,8 @@ double ComputeArc(double a, double b, double azimuth1, double azimuth2)
     const double y = b * std::cos(t);
     return std::sqrt(x * x + y * y);
   };
-  return IntegrateAngle(speed, ParameterOf(a, b, azimuth1), ParameterOf(a, b, azimuth2));
+  return IntegrateAngle(speed, ParameterOf(a, b, azimuth1), ParameterOf(a, b, azimuth2),
+                        1e-15 * std::max(a, b));
 }
 
 /** The integral of sqrt(p x^2 + q (1 - x^2)) from 0 to x, for p and q not below 0. */
@@ -105,7 +108,8 @@ double ComputeEllipsoidArea(const double h[3], double azimuth1, double azimuth2,
     const double x2 = rho * cos2 / std::hypot(rho * cos2, c * sin2);
     return IntegrateRoot(p, q, x1) - IntegrateRoot(p, q, x2);
   };
-  return IntegrateAngle(strip, ParameterOf(a, b, azimuth1), ParameterOf(a, b, azimuth2));
+  const double noise = 1e-14 * std::max(a * b, c * std::max(a, b));
+  return IntegrateAngle(strip, ParameterOf(a, b, azimuth1), ParameterOf(a, b, azimuth2), noise);
 }
 
 /** The factor of bin @p k along @p axis. @p isOutline: the grid has azimuths of an outline, without

@@ -7,6 +7,20 @@
 #include "trelVector.h"
 
 /**
+ * The unit normal @p n at a place where the ray of direction @p d leaves a body (@p leaves) or
+ * enters it, turned by as little as it takes to say so: what rounding says else where a ray grazes
+ * the surface. Without a normal, of a triangle without area, the direction itself.
+ */
+inline trelVector NormalOnSide(const trelVector& n, const trelVector& d, bool leaves)
+{
+  constexpr double grazing = 1e-15;
+  const double side = leaves ? 1.0 : -1.0, cosine = Dot(n, d);
+  if (n.X == 0.0 && n.Y == 0.0 && n.Z == 0.0) return side * d;
+  if (side * cosine >= grazing) return n;
+  return n + (side * std::max(std::fabs(cosine), 2.0 * grazing) - cosine) * d;
+}
+
+/**
  * @class   trelChord
  * @brief   the stretch of a line that lies in a convex body, cut down part by part of its surface
  *
@@ -48,6 +62,11 @@ struct trelChord
   /** What lies in the quadric sum (q_i / h_i)^2 <= 1 of the first N axes. */
   template <int N>
   void CutQuadric(const double* p, const double* d, const double* h, int face);
+
+  /** The outward unit normal at an end that lies on that quadric. */
+  template <int N>
+  trelVector QuadricNormal(const double* p, const trelVector& d, const double* h,
+                           const trelHit& end) const;
 
   /** The first end beyond @p after and up to @p limit; false if there is none. */
   bool FindEnd(double after, double limit, trelHit* hit) const
@@ -96,14 +115,14 @@ void trelChord::CutQuadric(const double* p, const double* d, const double* h, in
   Cut(std::min(one, other), face, std::max(one, other), face);
 }
 
-/** The outward unit normal of the quadric of the first N axes at the point @p p of its surface. */
 template <int N>
-trelVector QuadricNormal(const trelVector& p, const double* h)
+trelVector trelChord::QuadricNormal(const double* p, const trelVector& d, const double* h,
+                                    const trelHit& end) const
 {
   trelVector gradient;
   for (int i = 0; i < N; ++i)
-    gradient[i] = p[i] / h[i] / h[i];
-  return Normalized(gradient);
+    gradient[i] = (p[i] + end.Distance * d[i]) / h[i] / h[i];
+  return NormalOnSide(Normalized(gradient), d, end.Distance == Leave.Distance);
 }
 
 /**

@@ -127,10 +127,33 @@ static CylinderFace FaceOfPoint(double z, double hz)
   return ToleranceEqual(z, -hz) ? CylinderFaceBottom : CylinderFaceSide;
 }
 
+/** The distance of the hit by the ray's case; false without one. */
+static bool HitByCase(trelCylinderRay& ray, RayCase rayCase, double* distance, int* face)
+{
+  switch (rayCase) {
+    case RayCaseLeaving:
+      *distance = HitLeaving(ray, face);
+      return true;
+    case RayCaseEntering:
+      return HitEntering(ray, distance, face);
+    case RayCaseTouching:
+      *distance = 0.0;
+      *face = FaceOfPoint(ray.P[2], ray.HalfHeight);
+      return true;
+    case RayCaseNone:
+      break;
+  }
+  return false;
+}
+
 bool trelCylinder::IntersectRay(double x, double y, double z, double dx, double dy, double dz,
                                 double* distance, int* face, double* nx, double* ny, double* nz,
                                 int raySide) const
 {
+  const PointRelation relation = LocatePoint(x, y, z);
+  // What the caller knows counts on the surface only.
+  const RayCase rayCase =
+      ClassifyRay(relation, relation == PointOnBoundary ? raySide : static_cast<int>(relation));
   const double hx2 = HalfAxes[0] * HalfAxes[0];
   const double hy2 = HalfAxes[1] * HalfAxes[1];
   const double weights[2] = {hy2, hx2};
@@ -138,26 +161,15 @@ bool trelCylinder::IntersectRay(double x, double y, double z, double dx, double 
   double p[3];
   ToCenter(x, y, z, p);
   trelCylinderRay ray = {p, d, HalfAxes[2], {weights, p, d, hx2 * hy2}, {p[0], p[1]}};
-  const PointRelation relation = LocatePoint(x, y, z);
-  const bool touches = relation == PointOnBoundary && raySide == RayEnters;
   // A ray along the axis has A = B = D = 0 and passes. A little below 0 the rounding of a grazing
   // ray is forgiven where no root is needed. NaN shows in D, but for z.
-  if (!(ray.Tube.D >= (touches ? -GeometryTolerance : 0.0)) || std::isnan(p[2] + dz)) return false;
+  const double lowest = rayCase == RayCaseTouching ? -GeometryTolerance : 0.0;
+  if (!(ray.Tube.D >= lowest) || std::isnan(p[2] + dz)) return false;
 
   double t = 0.0;
-  if (relation == PointInside) {
-    t = HitLeaving(ray, face);
-  } else if (relation == PointOutside) {
-    if (!HitEntering(ray, &t, face)) return false;
-  } else if (raySide == RayLeaves) {
-    t = HitLeaving(ray, face);
-  } else if (touches) {
-    *face = FaceOfPoint(p[2], HalfAxes[2]);
-  } else {
-    return false;
-  }
+  if (!HitByCase(ray, rayCase, &t, face)) return false;
   // Not a number: from the plane of a cap, along it.
-  if (std::isnan(t) || t < 0.0 || *distance < t) return false;
+  if (!(t >= 0.0) || *distance < t) return false;
 
   trelVector normal = {0.0, 0.0, *face == CylinderFaceBottom ? -1.0 : 1.0};
   if (*face == CylinderFaceSide) normal = Normalized({ray.Hit[0] / hx2, ray.Hit[1] / hy2, 0.0});
@@ -249,10 +261,8 @@ bool trelCylinder::FindCrossing(const trelRay& ray, double after, double limit, 
   chord.CutSlab(2, p[2], d[2], HalfAxes[2], CylinderFaceBottom, CylinderFaceTop);
   chord.CutQuadric<2>(p, d, HalfAxes, CylinderFaceSide);
   if (!chord.FindEnd(after, limit, hit)) return false;
-  if (hit->Face == CylinderFaceSide) {
-    const trelRay local = {{p[0], p[1], p[2]}, ray.Direction};
-    hit->Normal = QuadricNormal<2>(local.At(hit->Distance), HalfAxes);
-  }
+  if (hit->Face == CylinderFaceSide)
+    hit->Normal = chord.QuadricNormal<2>(p, ray.Direction, HalfAxes, *hit);
   return true;
 }
 

@@ -39,11 +39,8 @@ public:
   void SetSpectrumId(std::int32_t id) { SpectrumId = id; }
   std::int32_t GetSpectrumId() const { return SpectrumId; }
 
-  /** The extreme pixels and the extreme cells after ComputeRanges(); -1e15 and 1e15 of none. */
+  /** The largest pixel of all images after ComputeRanges(); -1e15 without an image. */
   float GetPlaneMaximum() const { return PlaneMaximum; }
-  float GetPlaneMinimum() const { return PlaneMinimum; }
-  float GetFiberMaximum() const { return FiberMaximum; }
-  float GetFiberMinimum() const { return FiberMinimum; }
 
 private:
   trelList* DetectorResults = nullptr;

@@ -59,14 +59,12 @@ public:
   /** A DetectorType of trelModelTypes.h; DetectorPlane before Initialize(). */
   std::int32_t GetDetectorType() const { return DetectorType; }
 
-  /** Of a plane detector: the total, the pixels as (row, column), null before Initialize(), their
-   *  numbers, 1 by default, and the size in mm. */
+  /** Of a plane detector: the total, the pixels as (row, column), null before Initialize(), and
+   *  their numbers, 1 by default. */
   double GetTotalDetection() const { return TotalDetection; }
   trelGrid* GetDetectionMatrix() const { return DetectionMatrix.get(); }
   std::uint32_t GetColumns() const { return Columns; }
   std::uint32_t GetRows() const { return Rows; }
-  double GetDetectorWidth() const { return DetectorWidth; }
-  double GetDetectorHeight() const { return DetectorHeight; }
   /** The extreme values of either kind; -1e15 and 1e15 where there are none. */
   double GetDetectionMaximum() const { return DetectionMaximum; }
   double GetDetectionMinimum() const { return DetectionMinimum; }
@@ -80,12 +78,8 @@ public:
   }
   const trelGridSet& GetGrids(trelGridDomain domain = GridCW) const { return FiberGrids[domain]; }
   trelGridUses GetUses() const;
-  /** The bins, centre and half-lengths (HalfAxisX, HalfAxisY, HalfAxisZ) of the fibre's solid. */
+  /** The bins, and centre and half-lengths of the fibre's solid. */
   const trelGridWindow& GetWindow() const { return Window; }
-  /** Outer radius of the radial window, mm. */
-  double GetFiberRadius() const { return FiberRadius; }
-  /** The cells of the grids, a CoordinateType; CoordinatePolar before Initialize(). */
-  std::int32_t GetFiberCoordinate() const { return FiberCoordinate; }
   /** The raw sums: weight in units of the sources' energy. */
   double GetTotal(trelGridTotal total) const { return FiberTotals[total]; }
   double GetFiberTotal2D() const { return FiberTotals[TotalOfTransmittance2D]; }
@@ -110,15 +104,16 @@ private:
   std::unique_ptr<trelGrid> DetectionMatrix;
   std::uint32_t Columns = 1;
   std::uint32_t Rows = 1;
-  double DetectorWidth = 0.0;
-  double DetectorHeight = 0.0;
+  double DetectorWidth = 0.0;   ///< mm
+  double DetectorHeight = 0.0;  ///< mm
 
   ShapeType FiberShape = ShapeEllipsoid;
   trelGridWindow Window;
-  double FiberRadius = 0.0;
-  /** By trelSaveFlag: the parts of a cylinder, and the entry behind the flags. */
+  double FiberRadius = 0.0;  ///< outer radius of the radial window, mm
+  /** By trelSaveFlag, the entry behind the flags included. All are set: the window is the whole
+   *  solid. */
   bool Save[NumberOfSaveFlags + 1] = {};
-  std::int32_t FiberCoordinate = CoordinatePolar;
+  std::int32_t FiberCoordinate = CoordinatePolar;  ///< a CoordinateType: the cells of the grids
   trelRules Rules = RulesClassic;
   /** By trelGridDomain: which domains the fibre has grids of. */
   bool HasDomain[NumberOfGridDomains] = {true};
@@ -129,6 +124,8 @@ private:
   std::int32_t DetectorType = DetectorPlane;
 
 public:
+  /** Of a fibre detector, by name: GetFiberSideDA, ... for every grid, null if it does not exist,
+   * and GetFiberTopTotal, ... for the raw sum of every surface. */
   TREL_DETECTOR_RESULT_GETTERS
 };
 

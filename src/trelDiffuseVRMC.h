@@ -8,7 +8,7 @@
  * @brief   transport for diffuse optical tomography (DOT): the sources send diffuse light, from
  * inside or outside
  */
-class trelDiffuseVRMC final : public trelVarianceReductionMonteCarlo
+class trelDiffuseVRMC : public trelVarianceReductionMonteCarlo
 {
   trelTypeMacro(trelDiffuseVRMC, trelVarianceReductionMonteCarlo)
 

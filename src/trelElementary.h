@@ -63,7 +63,7 @@ inline trelUnitCircle PointOfTurn(double turn)
 {
   constexpr double twoPi = 6.283185482025146484375;    // 24 bits
   constexpr double twoPiLow = -1.748455600074497e-07;  // what they lack of 2 pi
-  const auto quarter = static_cast<int>(4.0 * turn + 0.5);
+  const int quarter = (static_cast<int>(8.0 * turn) + 1) >> 1;
   const double rest = turn - 0.25 * quarter;
   const double head = static_cast<float>(rest);
   const double exact = twoPi * head;

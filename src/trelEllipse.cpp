@@ -90,8 +90,7 @@ bool trelEllipse::FindCrossing(const trelRay& ray, double after, double limit, t
   trelChord chord;
   chord.CutQuadric<2>(p, d, HalfAxes, 0);
   if (!chord.FindEnd(after, limit, hit)) return false;
-  const trelRay local = {{p[0], p[1], p[2]}, ray.Direction};
-  hit->Normal = QuadricNormal<2>(local.At(hit->Distance), HalfAxes);
+  hit->Normal = chord.QuadricNormal<2>(p, ray.Direction, HalfAxes, *hit);
   return true;
 }
 

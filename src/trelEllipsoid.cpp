@@ -21,6 +21,17 @@ PointRelation trelEllipsoid::LocatePoint(double x, double y, double z) const
   return r - 1.0 <= GeometryTolerance ? PointOnBoundary : PointOutside;
 }
 
+/** How far along a ray with real roots the surface is, by its case; negative if it lies behind. */
+static double DistanceAlong(const trelRayQuadratic<3>& equation, RayCase rayCase)
+{
+  if (rayCase == RayCaseTouching) return 0.0;
+  const double upper = equation.UpperRoot();
+  // A packet on the surface must not stand still.
+  if (rayCase == RayCaseLeaving) return upper < GeometryTolerance ? GeometryTolerance : upper;
+  const double lower = equation.LowerRoot();
+  return ToleranceLess(std::fabs(lower), std::fabs(upper)) ? lower : upper;
+}
+
 bool trelEllipsoid::IntersectRay(double x, double y, double z, double dx, double dy, double dz,
                                  double* distance, int* /*face*/, double* nx, double* ny,
                                  double* nz, int raySide) const
@@ -35,21 +46,10 @@ bool trelEllipsoid::IntersectRay(double x, double y, double z, double dx, double
   ToCenter(x, y, z, p);
   const trelRayQuadratic<3> equation(weights, p, d, 1.0);
 
-  double t = 0.0;
-  if (rayCase != RayCaseTouching) {
-    if (equation.D <= -GeometryTolerance) return false;
-    t = equation.UpperRoot();
-    if (rayCase == RayCaseLeaving) {
-      // A packet on the surface must not stand still.
-      if (t < GeometryTolerance) t = GeometryTolerance;
-    } else {
-      const double lower = equation.LowerRoot();
-      if (ToleranceLess(std::fabs(lower), std::fabs(t))) t = lower;
-      if (t < 0.0) return false;
-    }
-  }
-  // A discriminant a little below 0 has passed and gives a t that is NaN.
-  if (std::isnan(t) || std::isnan(equation.D) || t > *distance) return false;
+  // A ray that touches needs no root, but NaN is a miss for it too.
+  if (std::isnan(equation.D) || (equation.D < 0.0 && rayCase != RayCaseTouching)) return false;
+  const double t = DistanceAlong(equation, rayCase);
+  if (!(t >= 0.0) || t > *distance) return false;
 
   const trelVector normal =
       Normalized({(t * d[0] + p[0]) / squares[0], (t * d[1] + p[1]) / squares[1],
@@ -136,8 +136,7 @@ bool trelEllipsoid::FindCrossing(const trelRay& ray, double after, double limit,
   trelChord chord;
   chord.CutQuadric<3>(p, d, HalfAxes, 0);
   if (!chord.FindEnd(after, limit, hit)) return false;
-  const trelRay local = {{p[0], p[1], p[2]}, ray.Direction};
-  hit->Normal = QuadricNormal<3>(local.At(hit->Distance), HalfAxes);
+  hit->Normal = chord.QuadricNormal<3>(p, ray.Direction, HalfAxes, *hit);
   return true;
 }
 

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "trelExactSteps.h"
 #include "trelFresnel.h"
 #include "trelMediumResult.h"
 #include "trelSimulationResult.h"
@@ -68,7 +67,7 @@ static void Emit(const trelExactPacket& excitation, const trelDye& dye,
   model.Enter(packet.TissueIndex, packet);
   const std::int32_t spectrum = excitation.WavelengthIndex;
   tally.SelectRecord(dye.WavelengthIndex);
-  TakeExactSteps(packet, numbers, model, tally);
+  tally.Trace(packet, numbers, model, tally);
   tally.SelectRecord(spectrum);
 }
 
@@ -80,7 +79,7 @@ void Excite(const trelExactPacket& packet, double share, trelPacketNumbers& numb
     const trelDye& dye = model.Dyes[i];
     const double converted = packet.SourceWeight * share * dye.Absorption * dye.QuantumYield;
     tally.Converted[i] += converted;
-    if (!tally.Emits || !(dye.PacketWeight > 0.0)) continue;
+    if (!tally.Trace || !(dye.PacketWeight > 0.0)) continue;
     const double packets = std::floor(converted / dye.PacketWeight + numbers.NextRandom());
     for (double n = 0.0; n < packets; ++n)
       Emit(packet, dye, numbers, model, tally);

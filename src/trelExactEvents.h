@@ -19,6 +19,7 @@
  *  sources' energy. */
 struct trelExactTally : trelPacketScores
 {
+  std::uint64_t Interactions = 0;  ///< of the packets of sources
   std::uint64_t NotLaunched = 0;
   std::uint64_t ReflectedAtEntry = 0;
   double ReflectedWeight = 0.0;  ///< what the skin threw back at entry
@@ -27,7 +28,10 @@ struct trelExactTally : trelPacketScores
   std::uint64_t Lost = 0;  ///< packets in clear tissue that met no boundary at all
   /** By dye: the weight that was converted. Sized before the packets. */
   std::vector<double> Converted;
-  bool Emits = false;  ///< conversions start emission packets; not in the pilot that counts them
+  /** Flies a packet to its end: an emission packet where it starts. Null in the pilot, in which
+   *  conversions are counted and nothing is emitted. */
+  void (*Trace)(trelExactPacket& packet, trelPacketNumbers& numbers, const trelExactModel& model,
+                trelExactTally& tally) = nullptr;
   const trelScoreTables* Tables = nullptr;
   trelSimulationResult* Result = nullptr;
 
@@ -91,6 +95,7 @@ inline void Interact(trelExactPacket& packet, trelPacketNumbers& numbers,
   packet.Depth = trelExactPacket::NotDrawn;
   packet.Skip = 0.0;
   packet.BoundariesInRow = 0;
+  ++packet.Interactions;
   if (!(packet.Weight > 0.0)) {
     packet.Dead = true;
     return;

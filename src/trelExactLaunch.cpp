@@ -69,6 +69,19 @@ static trelVector HalfAxesOf(const trelShapeObject& shape)
   return v;
 }
 
+/** Whether shape and ranges are of finite numbers; a mesh has no others. */
+static bool IsFinite(const trelLightSource& source, const trelShapeObject& shape)
+{
+  double ranges[4];
+  source.GetAzimuthRange(&ranges[0], &ranges[1]);
+  source.GetDeflectionRange(&ranges[2], &ranges[3]);
+  const trelVector center = CenterOf(shape), halfAxes = HalfAxesOf(shape);
+  double sum = Dot(center, center) + Dot(halfAxes, halfAxes);
+  for (const double angle : ranges)
+    sum += std::fabs(angle);
+  return std::isfinite(sum);
+}
+
 bool trelExactLaunch::Prepare(const trelLightSource& source, const trelSpectrum& spectrum,
                               const trelTransportModel& model)
 {
@@ -76,6 +89,7 @@ bool trelExactLaunch::Prepare(const trelLightSource& source, const trelSpectrum&
   const trelShapeObject* shape = source.GetShape();
   if (!shape || source.GetLuminousType() == LuminousEmission || !source.IsLaunchable())
     return false;
+  if (!IsFinite(source, *shape)) return false;
   Model = &model;
   WavelengthIndex = static_cast<std::int32_t>(spectrum.GetWavelengthIndex());
   if (spectrum.GetPhotonNumber() > 0) {
@@ -89,9 +103,7 @@ bool trelExactLaunch::Prepare(const trelLightSource& source, const trelSpectrum&
   Center = CenterOf(*shape);
   HalfAxes = HalfAxesOf(*shape);
   PrepareDirections(source);
-  const double sum = Dot(Center, Center) + Dot(HalfAxes, HalfAxes) + AzimuthMin + AzimuthSpan +
-                     DeflectionMin + DeflectionSpan;
-  if (!std::isfinite(sum) || !shape->PrepareSampling()) return false;
+  if (!shape->PrepareSampling()) return false;
   Shape = shape;
   return true;
 }
@@ -202,7 +214,6 @@ trelLaunchOutcome trelExactLaunch::Enter(const trelRay& ray, const trelTissueCha
   launched->Tissue = entry.Tissue;
   launched->Reflected = Specular ? met.Reflectance : 0.0;
   launched->Entering = 1.0 - launched->Reflected;
-  const double cosine = Dot(launched->Direction, normal);
-  launched->Skip = cosine > 0.0 ? entry.Reach / cosine : 0.0;
+  launched->Skip = entry.ReachAlong(launched->Direction);
   return LaunchDone;
 }

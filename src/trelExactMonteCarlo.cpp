@@ -113,13 +113,19 @@ bool trelExactMonteCarlo::RunPilot()
   return true;
 }
 
+TREL_CLONED TREL_FLAT static void TraceExactly(trelExactPacket& packet, trelPacketNumbers& numbers,
+                                               const trelExactModel& model, trelExactTally& tally)
+{
+  TakeExactSteps(packet, numbers, model, tally);
+}
+
 bool trelExactMonteCarlo::RunBatch(const Batch& batch, std::vector<trelExactTally>& tallies)
 {
   OutOfMemory = false;
   for (trelExactTally& tally : tallies) {
     tally = trelExactTally();
     tally.Converted.assign(Model.Dyes.size(), 0.0);
-    tally.Emits = !IsPilot;
+    tally.Trace = IsPilot ? nullptr : &TraceExactly;
     tally.Tables = &Tables;
     tally.Result = Output;
     tally.OneThread = tallies.size() == 1;
@@ -151,12 +157,6 @@ bool trelExactMonteCarlo::RunBatch(const Batch& batch, std::vector<trelExactTall
   }
   if (!IsPilot) Collect(batch, tallies);
   return true;
-}
-
-TREL_CLONED TREL_FLAT static void TraceExactly(trelExactPacket& packet, trelPacketNumbers& numbers,
-                                               const trelExactModel& model, trelExactTally& tally)
-{
-  TakeExactSteps(packet, numbers, model, tally);
 }
 
 void trelExactMonteCarlo::TracePackets(const Batch& batch, const trelExactLaunch& launch,
@@ -194,6 +194,7 @@ void trelExactMonteCarlo::TracePacket(const Batch& batch, std::int64_t number,
   }
   Model.Enter(start.Tissue, packet);
   TraceExactly(packet, numbers, Model, tally);
+  tally.Interactions += packet.Interactions;
 }
 
 /** Adds what the threads of a region counted. */
@@ -203,6 +204,7 @@ void trelExactMonteCarlo::Collect(const Batch& batch, const std::vector<trelExac
   for (const trelExactTally& tally : tallies) {
     Summary.NotLaunched += tally.NotLaunched;
     Summary.ReflectedAtEntry += tally.ReflectedAtEntry;
+    Summary.Interactions += tally.Interactions;
     Summary.Trapped += tally.Trapped;
     Summary.Lost += tally.Lost;
     Summary.EndedByTime += tally.EndedByTime;

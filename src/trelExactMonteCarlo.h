@@ -14,7 +14,8 @@ class trelSpectrum;
 /** What became of the packets of a run, all sources together. */
 struct trelExactSummary
 {
-  std::uint64_t Packets = 0;           ///< asked for
+  std::uint64_t Packets = 0;  ///< asked for
+  std::uint64_t Interactions = 0;
   std::uint64_t NotLaunched = 0;       ///< the light does not meet the medium
   std::uint64_t ReflectedAtEntry = 0;  ///< beyond the critical angle
   std::uint64_t Trapped = 0;           ///< met too many boundaries without an interaction

@@ -23,6 +23,7 @@ struct trelExactPacket : trelPacket
   double SafeRadius;
   /** The dyes in whose regions the packet is, a bit each, in the order of the model. */
   std::uint64_t Dyes;
+  std::uint32_t Interactions;
   /** Boundaries since the last interaction. */
   std::int32_t BoundariesInRow;
   /** Emission excites nothing. */

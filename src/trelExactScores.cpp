@@ -64,12 +64,14 @@ struct trelPathBorders
 
   trelPathBorders(const trelRay& ray, trelGridId grid, const trelGridWindow& window);
 
-  /** The next border at or behind @p from; the list goes on behind it. */
+  /** The next border at or behind @p from, infinite if there is none; the list goes on behind it.
+   */
   double Take(double from)
   {
     double next = std::min(Rings.GetNext(), Azimuths.GetNext());
     for (const trelLineBorders& line : Lines)
       next = std::min(next, line.GetNext());
+    if (!std::isfinite(next)) return next;
     for (trelLineBorders& line : Lines)
       if (line.GetNext() == next) line.Advance();
     if (Rings.GetNext() == next) Rings.Advance();

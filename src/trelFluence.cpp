@@ -88,17 +88,16 @@ double trelFluence::GetAbsorption(trelGridId grid, std::int32_t i, std::int32_t 
   constexpr double pi = 3.141592653589793;
   const trelGridBins* bins = Window.Bins;
   const bool isPolar = grid == AbsorptionRA || grid == AbsorptionRAZ;
-  double x = bins[GridX].Midpoint(i);
-  double y = bins[GridY].Midpoint(j);
+  trelVector point = {bins[GridX].Midpoint(i), bins[GridY].Midpoint(j), 0.0};
   if (isPolar) {
     // About the origin and not about the centre of the shape, unlike the scoring: files of a medium
     // that is centred elsewhere depend on it.
     const double angle = bins[GridA].Midpoint(j) * pi / 180.0;
-    x = bins[GridR].Midpoint(i) * std::cos(angle);
-    y = bins[GridR].Midpoint(i) * std::sin(angle);
+    point.X = bins[GridR].Midpoint(i) * std::cos(angle);
+    point.Y = bins[GridR].Midpoint(i) * std::sin(angle);
   }
-  const double z = GetGridDescription(grid).Dimension == 2 ? 0.0 : bins[GridZ].Midpoint(k);
-  const std::int32_t tissue = Medium.GetTissueIndex(x, y, z);
+  if (GetGridDescription(grid).Dimension != 2) point.Z = bins[GridZ].Midpoint(k);
+  const std::int32_t tissue = Medium.GetTissueIndex(point);
   const bool known = tissue >= 0 && static_cast<std::size_t>(tissue) < Absorption.size();
   return known ? Absorption[static_cast<std::size_t>(tissue)] : 0.0;
 }

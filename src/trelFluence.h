@@ -30,7 +30,7 @@ private:
 
   trelMedium& Medium;
   const trelGridWindow& Window;
-  std::vector<double> Absorption;  ///< by tissue, 1/mm; 0 where nothing is known
+  std::vector<double> Absorption;  ///< by tissue, 1/mm; 0 without a coefficient
 };
 
 #endif

@@ -122,7 +122,7 @@ void trelFluorescenceVRMC::Convert(trelPacket& packet, ThreadState& state,
   trelPacket emission = packet;
   emission.SourceWeight = fluorophore.QuantumYield * sourceWeight * before * muf / mf;
   SimulateEmission(emission, state, fluorophore);
-  // What outlives a packet is the emission's.
+  // The values that carry over from packet to packet are now those of the emission.
   packet.Boundary = emission.Boundary;
   SelectRecord(state, static_cast<std::uint32_t>(packet.WavelengthIndex));
 }
@@ -135,7 +135,7 @@ void trelFluorescenceVRMC::SimulateEmission(trelPacket& packet, ThreadState& sta
   packet.WavelengthIndex = static_cast<std::int32_t>(fluorophore.WavelengthIndex);
   packet.StepSize = packet.StepLeft = packet.PathLength = 0.0;
   packet.StepCount = 0;
-  // It goes on where it is, in its direction, once it has waited for the lifetime.
+  // Position and direction stay; the delay is exponential with the mean LifeTime.
   packet.FlyTime += -fluorophore.LifeTime * std::log(state.NextPositiveRandom());
   state.CurrentLuminousType = LuminousEmission;
   SelectRecord(state, fluorophore.WavelengthIndex);

@@ -14,9 +14,9 @@
  * a fluorophore (the shape of an emission source), a part of its weight is absorbed there, and a
  * packet of the emission wavelength is traced from there to its end before the excitation goes on.
  *
- * Only packets of the master thread convert, since that thread alone is told that it traces
- * excitation: of T threads' packets at best one in T, fewer as emission holds the master up.
- * Results depend on it; docs/physics.md tells users to run quantitative fluorescence with one
+ * Only packets of the master thread convert, since only its state says that it traces excitation:
+ * with T threads at most one packet in T, and fewer, since tracing the emission slows the master
+ * down. Results depend on it; docs/physics.md tells users to run quantitative fluorescence with one
  * thread.
  */
 class trelFluorescenceVRMC final : public trelVarianceReductionMonteCarlo

@@ -2,6 +2,7 @@
 #define trelFlyTimes_h
 
 #include "trelUntouchedTable.h"
+#include "trelVector.h"
 
 /** Where and when a packet left: x, y, z in mm, time of flight in ps. */
 using trelFlyTimeRow = double[4];
@@ -25,13 +26,13 @@ public:
   std::int64_t GetNumberOfRows() const { return Table.GetNumberOfRows(); }
 
   /** Stores the packet of number @p row. Nothing happens without a table or behind its end. */
-  void Record(std::int64_t row, double x, double y, double z, double time)
+  void Record(std::int64_t row, const trelVector& position, double time)
   {
     if (row < 0 || row >= Table.GetNumberOfRows()) return;
     double* values = Table.GetRows()[row];
-    values[0] = x;
-    values[1] = y;
-    values[2] = z;
+    values[0] = position.X;
+    values[1] = position.Y;
+    values[2] = position.Z;
     values[3] = time;
   }
 

@@ -86,13 +86,11 @@ static bool FindPixelSteps(VerticalPlane vertical, const trelVector& n, double w
  */
 static bool MakeView(const trelPlaneDetector& detector, trelPinholeView* view)
 {
-  trelVector center;
   double width = 0.0;
   double height = 0.0;
-  detector.GetCenter(&center.X, &center.Y, &center.Z);
-  detector.GetNormal(&view->Normal.X, &view->Normal.Y, &view->Normal.Z);
   detector.GetSize(&width, &height);
   detector.GetResolution(&view->Columns, &view->Rows);
+  view->Normal = detector.GetNormal();
   const double i = detector.GetImageDistance();
   const double f = detector.GetFocalLength();
   const double o = f * i / (i - f);
@@ -101,8 +99,8 @@ static bool MakeView(const trelPlaneDetector& detector, trelPinholeView* view)
                       height / view->Rows * m, &view->ColumnStep, &view->RowStep)) {
     return false;
   }
-  view->Lens = center + i * view->Normal;
-  const trelVector middle = center + (o + i) * view->Normal;
+  view->Lens = detector.GetCenter() + i * view->Normal;
+  const trelVector middle = detector.GetCenter() + (o + i) * view->Normal;
   view->FirstPixel = middle - 0.5 * ((view->Columns - 1) * view->ColumnStep) -
                      0.5 * ((view->Rows - 1) * view->RowStep);
   return true;
@@ -110,9 +108,7 @@ static bool MakeView(const trelPlaneDetector& detector, trelPinholeView* view)
 
 bool trelFreespacePinhole::ImageDetector(const trelPlaneDetector& detector, int index)
 {
-  trelVector center;
-  detector.GetCenter(&center.X, &center.Y, &center.Z);
-  if (IsInMedium(center)) return true;
+  if (IsInMedium(detector.GetCenter())) return true;
   trelPinholeView view;
   if (!MakeView(detector, &view) || !ImagePixels(view, index)) return false;
   ReportProgress(ProgressMaximum);

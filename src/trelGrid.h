@@ -25,6 +25,7 @@ public:
   trelGrid(const trelGrid&) = delete;
   trelGrid& operator=(const trelGrid&) = delete;
 
+  /** All cells, the last index fastest, and how many there are; the extents by dimension. */
   double* GetCells() { return Cells; }
   const double* GetCells() const { return Cells; }
   std::size_t GetNumberOfCells() const { return NumberOfCells; }

@@ -36,8 +36,8 @@ struct trelGridLayout
 };
 
 /**
- * The largest and the smallest of the cells seen. Where nothing was seen it holds what it starts
- * with: 1e-15 and 1e15 as 32-bit floats have them.
+ * The largest and the smallest of the included cells. Without any it keeps its initial values,
+ * 1e-15 and 1e15 rounded to 32-bit floats.
  */
 struct trelGridRange
 {
@@ -54,7 +54,7 @@ struct trelGridRange
  *
  * A set knows the table of grids and a window, not whose they are: the record of a medium has six
  * sets, that of a fibre one. Grids that were not allocated are passed over by every operation.
- * Nothing here reports; the owner says what failed.
+ * No operation reports an error; the owner does.
  *
  * Cells are raw sums of weight until Normalize() divides them by their measure, once.
  */

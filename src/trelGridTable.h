@@ -10,8 +10,8 @@
 
 /**
  * @file trelGridTable.h
- * The grids of the results, each told once: allocation, scoring, sums, measures, fluence, ranges
- * and the result files walk this table.
+ * The table of the grids of the results, in rows by what they collect. Allocation, scoring, sums,
+ * measures, fluence, ranges and the result files walk it.
  *
  * A row is GRID(name, dimension, surface, total, axes, CW, TD, FD):
  * - name: of the grid; getters and the enumerator carry it. Rows stand in the order of the files.
@@ -31,6 +31,7 @@
   GRID(AbsorptionRAZ, 3, "", TotalOfAbsorption3D, (GridR, GridA, GridZ), VolumeRAZ,            \
        VolumeOfIndexRAZ, VolumeOfIndexRAZ)
 
+/** Of the surfaces of shapes other than meshes. */
 #define TREL_TRANSMITTANCE_GRIDS(GRID)                                                            \
   GRID(TransmittanceSide, 2, "Side", TotalOfSide2D, (GridA), ArcA, ArcOfDegreesA, ArcOfDegreesA)  \
   GRID(TransmittanceUp, 2, "Up", TotalOfUp, (GridX), LengthX, LengthX, LengthX)                   \
@@ -56,12 +57,14 @@
   GRID(TransmittanceMeshVertex, 3, "Mesh", TotalOfNothing, (GridMeshVertex), nullptr, nullptr,   \
        nullptr)
 
+/** The whole table. */
 #define TREL_ALL_GRIDS(GRID)     \
   TREL_ABSORPTION_GRIDS(GRID)    \
   TREL_TRANSMITTANCE_GRIDS(GRID) \
   TREL_MESH_GRIDS(GRID)
 
 #define TREL_GRID_ENUMERATOR(name, ...) name,
+/** The grids, by the names of their rows. */
 enum trelGridId
 {
   TREL_ALL_GRIDS(TREL_GRID_ENUMERATOR) NumberOfGrids
@@ -97,6 +100,7 @@ enum trelGridTotal
   TotalOfNothing = NumberOfTotals
 };
 #undef TREL_TOTAL_ENUMERATOR
+/** The four over all. */
 constexpr int NumberOfOverallTotals = NumberOfTotals - NumberOfSurfaceTotals;
 
 /** What the sums of a grid's total are summed into in turn; the total itself if there is nothing
@@ -107,6 +111,7 @@ inline trelGridTotal GetOverallTotal(trelGridTotal total)
   return total < TotalOfSide3D ? TotalOfTransmittance2D : TotalOfTransmittance3D;
 }
 
+/** What the grids collect whose cells are summed into @p total. */
 inline trelGridKind GetTotalKind(trelGridTotal total)
 {
   return total < TotalOfAbsorption2D ? GridTransmittance : GridAbsorption;
@@ -160,6 +165,7 @@ struct trelGridDescription
   std::string GetCountsLiteral() const;
 };
 
+/** The row of @p grid, which must be below NumberOfGrids. */
 const trelGridDescription& GetGridDescription(trelGridId grid);
 
 /** A list of grids that needs no memory: destructors walk it. */
@@ -168,6 +174,7 @@ struct trelGridIds
   trelGridId Ids[NumberOfGrids] = {};
   int Number = 0;
 
+  /** For loops over the first Number entries. */
   const trelGridId* begin() const { return Ids; }
   const trelGridId* end() const { return Ids + Number; }
 };
@@ -181,12 +188,13 @@ trelCellMeasure GetCellMeasure(trelGridId grid, trelGridDomain domain);
  *  along z where those of the other domains are divided by it. Files depend on it. */
 bool MultipliesBySeparationZ(trelGridId grid, trelGridDomain domain);
 
+/** Stands for every face of a shape whose IntersectRay() numbers none. */
 constexpr int AnyFace = -1;
 
 /** Which grid takes the absorption in a medium, or the weight that leaves through a face of it. */
 struct trelGridUse
 {
-  int Face = AnyFace;  ///< as IntersectRay numbers it; AnyFace if the shape does not
+  int Face = AnyFace;  ///< as IntersectRay() numbers it
   trelGridId Grid = NumberOfGrids;
   trelSaveFlag Save = SaveAlways;
 };
@@ -197,10 +205,13 @@ struct trelGridUses
   trelGridUse Uses[MaximumNumberOfFaces];
   int Number = 0;
 
+  /** For loops over the first Number entries. */
   const trelGridUse* begin() const { return Uses; }
   const trelGridUse* end() const { return Uses + Number; }
   bool IsEmpty() const { return Number == 0; }
 };
+
+/** One grid takes the absorption; of the transmittance one for each face, two for a mesh. */
 trelGridUses GetAbsorptionUses(ShapeType shape, CoordinateType coordinate);
 trelGridUses GetTransmittanceUses(ShapeType shape, CoordinateType coordinate);
 

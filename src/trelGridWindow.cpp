@@ -31,8 +31,8 @@ bool LocateBinsDA(const trelGridWindow& window, const double position[3], std::i
   const double radius = std::sqrt(dx * dx + dy * dy + dz * dz);
   const double deflection = std::acos(dz / radius) * 180.0 / pi;
   if (!window.Bins[GridD].Locate(deflection, binD)) return false;
-  // Rounded, the distance from the axis may come out a hair below |dx|, near the poles by far more;
-  // the cosine of the azimuth stays within [-1, 1].
+  // Rounding may make the distance from the axis smaller than |dx|, near the poles by much; the
+  // bound keeps the cosine of the azimuth within [-1, 1].
   const double r = std::max(std::sin(deflection * pi / 180.0) * radius, std::fabs(dx));
   return window.Bins[GridA].Locate(AzimuthDegrees(dx, dy, r), binA);
 }

@@ -30,7 +30,7 @@ constexpr double GridTolerance = 1e-12;
  * digits. */
 constexpr double PiSingle = 3.1415927410125732;
 
-/** An angle in degrees as an arc: the order of the factors shows in the last digits. */
+/** Degrees as radians. The order of the factors shows in the last digits of results. */
 inline double RadiansOfSinglePi(double degrees)
 {
   return degrees * PiSingle / 180.0;

@@ -38,8 +38,8 @@ protected:
   ~trelKeywordSection() = default;
 
   /**
-   * Takes lines until one ends the section; false if the read has to stop. The end of the file is a
-   * good end of every section, so that a file may leave out what it does not need.
+   * Takes lines until one ends the section; false if the read has to stop. The end of the file
+   * ends every section without an error, so that a file may leave out what it does not need.
    */
   template <class Section, class Row, std::size_t N>
   static bool ReadLines(Section& section, const Row (&table)[N])

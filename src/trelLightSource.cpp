@@ -55,11 +55,6 @@ void trelLightSource::SetSpectra(trelList* spectra)
   Spectra = spectra;
 }
 
-std::int32_t trelLightSource::GetNumberOfSpectra() const
-{
-  return Spectra ? Spectra->GetNumberOfItems() : 0;
-}
-
 trelSpectrum* trelLightSource::GetSpectrum(int i) const
 {
   return Spectra ? Spectra->GetItem<trelSpectrum>(i) : nullptr;
@@ -126,16 +121,13 @@ bool trelLightSource::SampleDirection(trelLaunchContext* monteCarlo, trelPhoton*
   if (!Shape || Shape->GetTraits().Role == RoleMedium) return false;
   const double azimuth = AzimuthMin + monteCarlo->NextRandom() * (AzimuthMax - AzimuthMin);
   if (Shape->GetTraits().IsPlanar()) {
-    photon->DirectionX = std::cos(azimuth);
-    photon->DirectionY = std::sin(azimuth);
-    photon->DirectionZ = 0.0;
+    photon->SetDirection({std::cos(azimuth), std::sin(azimuth), 0.0});
     return true;
   }
   const double deflection =
       DeflectionMin + monteCarlo->NextRandom() * (DeflectionMax - DeflectionMin);
-  photon->DirectionX = std::cos(azimuth) * std::sin(deflection);
-  photon->DirectionY = std::sin(azimuth) * std::sin(deflection);
-  photon->DirectionZ = std::cos(deflection);
+  photon->SetDirection({std::cos(azimuth) * std::sin(deflection),
+                        std::sin(azimuth) * std::sin(deflection), std::cos(deflection)});
   return true;
 }
 
@@ -148,37 +140,17 @@ bool trelLightSource::SampleStartPosition(trelLaunchContext* monteCarlo, trelPho
   return Solid ? SampleVolume(monteCarlo, photon) : SampleSurface(monteCarlo, photon);
 }
 
-static PointRelation LocatePhoton(const trelShapeObject& shape, const trelPhoton& photon)
-{
-  return shape.LocatePoint(photon.PositionX, photon.PositionY, photon.PositionZ);
-}
-
-static trelRay RayOf(const trelPhoton& photon)
-{
-  return {{photon.PositionX, photon.PositionY, photon.PositionZ},
-          {photon.DirectionX, photon.DirectionY, photon.DirectionZ}};
-}
-
 /** Moves the packet along its direction, backwards for a negative distance. */
 static void MovePhoton(trelPhoton* photon, double distance)
 {
-  photon->PositionX += distance * photon->DirectionX;
-  photon->PositionY += distance * photon->DirectionY;
-  photon->PositionZ += distance * photon->DirectionZ;
-}
-
-static void SetPosition(trelPhoton* photon, const trelVector& position)
-{
-  photon->PositionX = position.X;
-  photon->PositionY = position.Y;
-  photon->PositionZ = position.Z;
+  photon->SetPosition(photon->GetRay().At(distance));
 }
 
 bool trelLightSource::SampleVolume(trelLaunchContext* monteCarlo, trelPhoton* photon) const
 {
   trelVector point;
   if (!Shape || !Shape->SampleVolume(*monteCarlo, &point)) return false;
-  SetPosition(photon, point);
+  photon->SetPosition(point);
   return true;
 }
 
@@ -186,7 +158,7 @@ bool trelLightSource::SampleSurface(trelLaunchContext* monteCarlo, trelPhoton* p
 {
   trelVector point;
   if (!Shape || !Shape->SampleSurface(*monteCarlo, &point)) return false;
-  SetPosition(photon, point);
+  photon->SetPosition(point);
   return true;
 }
 
@@ -197,18 +169,15 @@ static bool EnterTetrahedralMedium(trelMedium* medium, trelPhoton* photon)
 {
   const trelMCTetrahedron* mesh = medium->GetTetrahedron();
   if (!mesh || mesh->IsEmpty()) return false;
-  double halfAxis[3];
-  mesh->GetHalfAxes(halfAxis, halfAxis + 1, halfAxis + 2);
-  for (int step = 0;
-       medium->GetTissueIndex(photon->PositionX, photon->PositionY, photon->PositionZ) != -1;
-       ++step) {
+  const double halfWidth = mesh->GetHalfAxes().X;
+  for (int step = 0; medium->GetTissueIndex(photon->GetPosition()) != -1; ++step) {
     if (step == maximumAttempts) return false;
-    MovePhoton(photon, -halfAxis[0]);
+    MovePhoton(photon, -halfWidth);
   }
   trelHit hit;
-  hit.Distance = 2.0 * halfAxis[0];
+  hit.Distance = 2.0 * halfWidth;
   int tissue = -1;
-  if (!mesh->FindHitInRegion(RayOf(*photon), -1, &hit, &tissue)) return false;
+  if (!mesh->FindHitInRegion(photon->GetRay(), -1, &hit, &tissue)) return false;
   photon->TissueIndex = tissue;
   MovePhoton(photon, hit.Distance);
   return true;
@@ -219,18 +188,17 @@ static bool EnterTetrahedralMedium(trelMedium* medium, trelPhoton* photon)
  *  out of it after 10,000 moves. */
 static bool MoveToSkin(const trelShapeObject& skin, trelPhoton* photon)
 {
-  double halfAxis[3];
-  skin.GetHalfAxes(&halfAxis[0], &halfAxis[1], &halfAxis[2]);
-  PointRelation relation = LocatePhoton(skin, *photon);
+  const double halfWidth = skin.GetHalfAxes().X;
+  PointRelation relation = skin.LocatePoint(photon->GetPosition());
   if (relation == PointOnBoundary) return true;
   for (int step = 0; relation == PointInside; ++step) {
     if (step == maximumAttempts) return false;
-    MovePhoton(photon, -halfAxis[0]);
-    relation = LocatePhoton(skin, *photon);
+    MovePhoton(photon, -halfWidth);
+    relation = skin.LocatePoint(photon->GetPosition());
   }
   trelHit hit;
-  hit.Distance = 2.0 * halfAxis[0];
-  if (!skin.FindHit(RayOf(*photon), RayEnters, &hit)) return false;
+  hit.Distance = 2.0 * halfWidth;
+  if (!skin.FindHit(photon->GetRay(), RayEnters, &hit)) return false;
   MovePhoton(photon, hit.Distance);
   return true;
 }

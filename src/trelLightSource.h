@@ -43,15 +43,13 @@ public:
    *  over with its items; the items of a former list are released. */
   void SetSpectra(trelList* spectra);
   trelList* GetSpectra() const { return Spectra; }
-  std::int32_t GetNumberOfSpectra() const;
   /** Entry @p i, from 0; null when there is none. */
   trelSpectrum* GetSpectrum(int i) const;
 
   /** Number of packets of the last entry with this wavelength; 0 when none has it. */
   std::uint32_t GetNumberOfPhotonsAt(std::uint32_t wavelength) const;
-  /** Sets PhotonTotal to the sum of the numbers of packets of all entries, and returns it. */
+  /** Counts the packets of all entries anew. */
   std::uint64_t ComputePhotonTotal();
-  std::uint64_t GetPhotonTotal() const { return PhotonTotal; }
 
   /** Whether the source lies in the medium, default true; else packets start on the skin. */
   void SetInternal(bool internal) { Internal = internal; }
@@ -61,7 +59,6 @@ public:
   bool IsSolid() const { return Solid; }
   /** Whether packets can be launched at all, default true. */
   void SetLaunchable(bool launchable) { Launchable = launchable; }
-  bool IsLaunchable() const { return Launchable; }
   /** Whether the start weight takes specular reflection off, default false. */
   void SetSpecular(bool specular) { Specular = specular; }
   bool IsSpecular() const { return Specular; }
@@ -86,6 +83,7 @@ public:
    *  default 0, evenly. */
   trelSetGetMacro(double, ProfileWidth)
 
+  /** How a viewer draws it; never null. */
   trelObjectDisplay* GetDisplay() const { return Display; }
 
   /**

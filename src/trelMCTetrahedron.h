@@ -37,6 +37,7 @@ public:
                     int* face, double* nx, double* ny, double* nz, int raySide) const override;
 
   void ClearMesh() override;
+  /** Counts of the imported mesh; 0 while it is empty. */
   virtual std::uint32_t GetNumberOfTetrahedra() const;
   std::int32_t GetNumberOfRegions() const { return static_cast<std::int32_t>(Regions.size()); }
 
@@ -51,8 +52,8 @@ public:
    *  points nowhere, or a region without a triangle. */
   bool ImportMesh(const trelTetrahedron* mesh);
 
-  /** Where the point lies in relation to the region; outside for a region that there is not, and
-   *  undetermined without a table. */
+  /** Where the point lies in relation to the region; outside for a region that does not exist,
+   *  and undetermined without a table. */
   PointRelation LocatePointInRegion(double x, double y, double z, int region) const;
   PointRelation LocatePointInRegion(const trelVector& point, int region) const
   {

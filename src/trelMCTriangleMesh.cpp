@@ -104,8 +104,7 @@ static std::vector<std::pair<std::uint32_t, std::uint32_t>> FindOpenEdges(
 }
 
 /** Warns if the surface is not closed or meets itself along an edge: then the inside cannot be told
- *  from the outside reliably. The check is a service: without memory for it the mesh can be traced.
- */
+ *  from the outside reliably. Without memory for the check the mesh is traced unchecked. */
 void trelMCTriangleMesh::WarnOfOpenEdges() const
 {
   FitsInMemory([&] {

@@ -87,40 +87,18 @@ void trelMedium::DropGrid()
   TissueOfIndex.clear();
 }
 
-/** Lower and upper bounds of a shape: x, y and z minimum and maximum in turn. */
-struct trelMediumBox
+/** Who gets a cell of a solid medium that two tissues claim: the smaller box, by its edges. */
+static bool IsSmallerSolid(const trelVector& size, const trelVector& other)
 {
-  explicit trelMediumBox(const trelShapeObject& shape) { shape.GetBoundingBox(Bounds); }
-
-  double Min(int axis) const { return Bounds[2 * axis]; }
-  double Max(int axis) const { return Bounds[2 * axis + 1]; }
-  double Extent(int axis) const { return Max(axis) - Min(axis); }
-
-  double Bounds[6];
-};
-
-/** Whether @p inner reaches beyond @p outer along one of the first @p axes axes. */
-static bool SticksOut(const trelMediumBox& inner, const trelMediumBox& outer, int axes)
-{
-  for (int axis = 0; axis < axes; ++axis) {
-    if (inner.Min(axis) < outer.Min(axis) || inner.Max(axis) > outer.Max(axis)) return true;
-  }
-  return false;
+  return size.X * size.Y * size.Z < other.X * other.Y * other.Z;
 }
 
-/** Who gets a cell of a solid medium that two tissues claim: the smaller box. */
-static bool IsSmallerSolid(const trelMediumBox& box, const trelMediumBox& other)
-{
-  return box.Extent(0) * box.Extent(1) * box.Extent(2) <
-         other.Extent(0) * other.Extent(1) * other.Extent(2);
-}
-
-/** The same in a planar medium. The y extent of @p other stands on both sides, so that the narrower
+/** The same in a planar medium. The y edge of @p other stands on both sides, so that the narrower
  *  box gets the cell, whatever its height: results of planar models with overlapping tissues depend
  *  on it. */
-static bool IsSmallerPlanar(const trelMediumBox& box, const trelMediumBox& other)
+static bool IsSmallerPlanar(const trelVector& size, const trelVector& other)
 {
-  return box.Extent(0) * other.Extent(1) < other.Extent(0) * other.Extent(1);
+  return size.X * other.Y < other.X * other.Y;
 }
 
 double trelMedium::GridAxis::FarthestFrom(double center, std::ptrdiff_t cell) const
@@ -181,13 +159,11 @@ bool trelMedium::FillGrid()
 void trelMedium::LayOutAxes(const trelShapeObject& outer)
 {
   Planar = outer.GetTraits().IsPlanar();
-  const trelMediumBox box(outer);
-  double halfAxes[3];
-  outer.GetHalfAxes(&halfAxes[0], &halfAxes[1], &halfAxes[2]);
-  for (int axis = 0; axis < 3; ++axis) {
-    const double last = gridSize - 1;
-    Axes[axis] = {box.Min(axis), box.Max(axis), 2.0 * halfAxes[axis] / last, gridSize, last};
-  }
+  const trelBox box = outer.GetBox();
+  const double last = gridSize - 1;
+  const trelVector step = 2.0 * outer.GetHalfAxes() / last;
+  for (int axis = 0; axis < 3; ++axis)
+    Axes[axis] = {box.Low[axis], box.High[axis], step[axis], gridSize, last};
   constexpr double infinity = std::numeric_limits<double>::infinity();
   if (Planar) Axes[2] = {-infinity, infinity, 1.0, 1, 0.0};
 }
@@ -227,9 +203,8 @@ void trelMedium::WarnOfEmptyMesh(std::int32_t tissue)
 /** Whether the box of this tissue sticks out of the medium's, after a report if it does. */
 bool trelMedium::ReportIfOutside(std::int32_t tissue)
 {
-  const trelMediumBox box(*GetTissueShape(tissue));
-  const trelMediumBox outer(*GetTissueShape(OutermostTissueIndex));
-  if (!SticksOut(box, outer, Planar ? 2 : 3)) return false;
+  const trelBox outer = GetTissueShape(OutermostTissueIndex)->GetBox();
+  if (!GetTissueShape(tissue)->GetBox().ReachesBeyond(outer, Planar ? 2 : 3)) return false;
   if (Planar) {
     ErrorMacro(" tissue shape is outside the Medium shape, initial model error!");
   } else {
@@ -253,11 +228,11 @@ void trelMedium::RetryBuild()
 /** The cells of the tissue's box, which it claims; none if the box is turned inside out. */
 trelCellRange trelMedium::CellsOf(std::int32_t tissue) const
 {
-  const trelMediumBox box(*GetTissueShape(tissue));
+  const trelBox box = GetTissueShape(tissue)->GetBox();
   trelCellRange range;
   for (int axis = 0; axis < 3; ++axis) {
-    range.First[axis] = Axes[axis].CellOf(box.Min(axis));
-    range.Last[axis] = Axes[axis].CellOf(box.Max(axis));
+    range.First[axis] = Axes[axis].CellOf(box.Low[axis]);
+    range.Last[axis] = Axes[axis].CellOf(box.High[axis]);
   }
   return range;
 }
@@ -270,15 +245,15 @@ trelCellRange trelMedium::CellsOf(std::int32_t tissue) const
 trelCellRange trelMedium::CellsInReach(std::int32_t tissue) const
 {
   const trelShapeObject& shape = *GetTissueShape(tissue);
-  const trelMediumBox box(shape);
+  const trelBox box = shape.GetBox();
   trelCellRange range;
   for (int axis = 0; axis < 3; ++axis) {
     const double largest = std::max({std::fabs(Axes[axis].Min), std::fabs(Axes[axis].Max),
-                                     std::fabs(box.Min(axis)), std::fabs(box.Max(axis))});
+                                     std::fabs(box.Low[axis]), std::fabs(box.High[axis])});
     double margin = 2.0 * GeometryTolerance + marginOfCoordinate * largest;
     if (axis == 2 && shape.GetTraits().IsPlanar()) margin = std::numeric_limits<double>::infinity();
-    const std::ptrdiff_t low = Axes[axis].CellOf(box.Min(axis) - margin);
-    const std::ptrdiff_t high = Axes[axis].CellOf(box.Max(axis) + margin);
+    const std::ptrdiff_t low = Axes[axis].CellOf(box.Low[axis] - margin);
+    const std::ptrdiff_t high = Axes[axis].CellOf(box.High[axis] + margin);
     range.First[axis] = std::min(low, high);
     range.Last[axis] = std::max(low, high);
   }
@@ -299,9 +274,9 @@ void trelMedium::ClaimCells(std::int32_t tissue, trelTissueClaims& claims)
 /** Whether a tissue gets the cells that it claims from their holder. */
 bool trelMedium::IsSmaller(std::int32_t tissue, std::int32_t holder) const
 {
-  const trelMediumBox box(*GetTissueShape(tissue));
-  const trelMediumBox holderBox(*GetTissueShape(holder));
-  return Planar ? IsSmallerPlanar(box, holderBox) : IsSmallerSolid(box, holderBox);
+  const trelVector size = GetTissueShape(tissue)->GetBox().GetSize();
+  const trelVector other = GetTissueShape(holder)->GetBox().GetSize();
+  return Planar ? IsSmallerPlanar(size, other) : IsSmallerSolid(size, other);
 }
 
 /** Of those that the grid does not know, since one ahead of them sticks out, none is related. */
@@ -357,15 +332,14 @@ bool trelMedium::IsSettled(std::ptrdiff_t i, std::ptrdiff_t j, std::ptrdiff_t k)
   const trelShapeObject* shape = GetTissueShape(TissueGrid[CellOffset(i, j, k)]);
   const trelShapeTraits& traits = shape->GetTraits();
   if (!traits.Convex || traits.IsPlanar() != Planar) return false;
-  double center[3];
-  shape->GetCenter(center);
-  return shape->LocatePoint(Axes[0].FarthestFrom(center[0], i), Axes[1].FarthestFrom(center[1], j),
-                            Axes[2].FarthestFrom(center[2], k)) == PointInside;
+  const trelVector center = shape->GetCenter();
+  const trelVector corner = {Axes[0].FarthestFrom(center.X, i), Axes[1].FarthestFrom(center.Y, j),
+                             Axes[2].FarthestFrom(center.Z, k)};
+  return shape->LocatePoint(corner) == PointInside;
 }
 
-bool trelMedium::IsOutsideBox(double x, double y, double z) const
+bool trelMedium::IsOutsideBox(const trelVector& point) const
 {
-  const double point[3] = {x, y, z};
   for (int axis = 0; axis < 3; ++axis) {
     if (ToleranceLess(point[axis], Axes[axis].Min)) return true;
     if (ToleranceGreater(point[axis], Axes[axis].Max)) return true;
@@ -374,40 +348,41 @@ bool trelMedium::IsOutsideBox(double x, double y, double z) const
 }
 
 /** Where no settled cell answers. */
-std::int32_t trelMedium::ResolveTissueIndex(double x, double y, double z)
+std::int32_t trelMedium::ResolveTissueIndex(const trelVector& point)
 {
-  if (ShapeIsTetrahedron) return Tetrahedron ? Tetrahedron->FindRegion(x, y, z) : 0;
+  if (ShapeIsTetrahedron) return Tetrahedron ? Tetrahedron->FindRegion(point) : 0;
   if (!GridReady) RetryBuild();
   if (GridReady) {
-    const std::ptrdiff_t cell = CellAt(x, y, z);
+    const std::ptrdiff_t cell = CellAt(point);
     if (SettledGrid[cell] != NotSettled) return TissueGrid[cell];
   }
-  return ConfirmTissueIndex(x, y, z);
+  return ConfirmTissueIndex(point);
 }
 
-bool trelMedium::Holds(std::int32_t tissue, double x, double y, double z) const
+bool trelMedium::Holds(std::int32_t tissue, const trelVector& point) const
 {
   const trelShapeObject* shape = GetTissueShape(tissue);
   if (!shape) return false;
-  const PointRelation relation = shape->LocatePoint(x, y, z);
+  const PointRelation relation = shape->LocatePoint(point);
   return relation == PointInside || relation == PointOnBoundary;
 }
 
-std::int32_t trelMedium::ConfirmTissueIndex(double x, double y, double z) const
+std::int32_t trelMedium::ConfirmTissueIndex(const trelVector& point) const
 {
-  if (TissueGrid.empty() || IsOutsideBox(x, y, z)) return -1;
-  const std::ptrdiff_t cell[3] = {Axes[0].CellOf(x), Axes[1].CellOf(y), Axes[2].CellOf(z)};
+  if (TissueGrid.empty() || IsOutsideBox(point)) return -1;
+  const std::ptrdiff_t cell[3] = {Axes[0].CellOf(point.X), Axes[1].CellOf(point.Y),
+                                  Axes[2].CellOf(point.Z)};
   const std::int32_t claimant = TissueGrid[CellOffset(cell[0], cell[1], cell[2])];
-  if (claimant != OutermostTissueIndex && Holds(claimant, x, y, z)) return claimant;
+  if (claimant != OutermostTissueIndex && Holds(claimant, point)) return claimant;
   trelTissueReach::List others = {nullptr, nullptr};  // none where the outermost is the claimant
   if (claimant != OutermostTissueIndex) others = TissueReach.GetTissues(cell[0], cell[1], cell[2]);
   std::int32_t holder = OutermostTissueIndex;
   for (const std::int32_t tissue : others) {
-    if (tissue == claimant || !Holds(tissue, x, y, z)) continue;
+    if (tissue == claimant || !Holds(tissue, point)) continue;
     // Those that are related to the claimant come ahead of the outermost and of all others.
     if (AreRelated(tissue, claimant)) return tissue;
     if (holder == OutermostTissueIndex) holder = tissue;
   }
   const trelShapeObject* outer = GetTissueShape(OutermostTissueIndex);
-  return outer->LocatePoint(x, y, z) == PointOutside ? -1 : holder;
+  return outer->LocatePoint(point) == PointOutside ? -1 : holder;
 }

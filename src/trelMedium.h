@@ -8,6 +8,7 @@
 #include "trelInlining.h"
 #include "trelTissue.h"
 #include "trelTissueReach.h"
+#include "trelVector.h"
 
 class trelList;
 class trelMCTetrahedron;
@@ -88,18 +89,22 @@ public:
    * that the mesh finds, 0 without a mesh. A grid that is not ready is built first, without a lock;
    * while it cannot be built each look-up reports that and answers by the grid as far as it got.
    */
-  std::int32_t GetTissueIndex(double x, double y, double z)
+  std::int32_t GetTissueIndex(const trelVector& point)
   {
     if (GridReady && !ShapeIsTetrahedron) {
-      const std::uint8_t cell = SettledGrid[CellAt(x, y, z)];
+      const std::uint8_t cell = SettledGrid[CellAt(point)];
       if (cell < SettledByIndex) return cell;
     }
-    return ResolveTissueIndex(x, y, z);
+    return ResolveTissueIndex(point);
+  }
+  std::int32_t GetTissueIndex(double x, double y, double z)
+  {
+    return GetTissueIndex(trelVector{x, y, z});
   }
 
   /** What GetTissueIndex answers in a medium of shapes, with settled cells confirmed like all
    *  others. -1 without a grid. */
-  std::int32_t ConfirmTissueIndex(double x, double y, double z) const;
+  std::int32_t ConfirmTissueIndex(const trelVector& point) const;
 
   /** The shape of tissue @p i, null if it has none, without a walk through the list. Needs a built
    *  grid and an index in range. */
@@ -112,10 +117,10 @@ private:
   /** The cells along one axis. The third axis of a planar medium has one cell without bounds. */
   struct GridAxis
   {
-    double Min;          /**< lower bound of the outermost shape: XMin, YMin, ZMin */
-    double Max;          /**< upper bound: XMax, YMax, ZMax */
-    double Step;         /**< size of a cell: GridStepX, GridStepY, GridStepZ */
-    std::ptrdiff_t Size; /**< number of cells: GridSizeX, GridSizeY, GridSizeZ */
+    double Min;          /**< lower bound of the outermost shape */
+    double Max;          /**< upper bound */
+    double Step;         /**< size of a cell */
+    std::ptrdiff_t Size; /**< number of cells */
     double Last;         /**< Size - 1 */
 
     /** The cell that holds the coordinate, the nearest one when it lies beyond the grid; the first
@@ -154,13 +159,13 @@ private:
   {
     return (i * Axes[1].Size + j) * Axes[2].Size + k;
   }
-  std::ptrdiff_t CellAt(double x, double y, double z) const
+  std::ptrdiff_t CellAt(const trelVector& point) const
   {
-    return CellOffset(Axes[0].CellOf(x), Axes[1].CellOf(y), Axes[2].CellOf(z));
+    return CellOffset(Axes[0].CellOf(point.X), Axes[1].CellOf(point.Y), Axes[2].CellOf(point.Z));
   }
-  std::int32_t ResolveTissueIndex(double x, double y, double z);
-  bool IsOutsideBox(double x, double y, double z) const;
-  bool Holds(std::int32_t tissue, double x, double y, double z) const;
+  std::int32_t ResolveTissueIndex(const trelVector& point);
+  bool IsOutsideBox(const trelVector& point) const;
+  bool Holds(std::int32_t tissue, const trelVector& point) const;
 
   trelList* Tissues;
   std::int32_t OutermostTissueIndex = 0;
@@ -169,7 +174,7 @@ private:
   trelMCTetrahedron* Tetrahedron = nullptr;
 
   bool GridReady = false;
-  /** The medium is a planar shape, and the grid stands for TissueGrid2D instead of TissueGrid3D. */
+  /** The medium is a planar shape, and the grid has one cell along the third axis. */
   bool Planar = false;
   GridAxis Axes[3] = {};
   /** The cells, the last axis fastest: the index of the tissue whose shape is asked first. Empty

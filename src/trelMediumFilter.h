@@ -17,17 +17,18 @@ class trelMediumFilter : public trelFilter
 public:
   ~trelMediumFilter() override;
 
+  /** The model to simulate, held by reference; null until set. */
   void SetInput(trelSimulationParameter* input);
   /** The result, made at the first call. The filter holds it; a caller who wants it to outlive the
    *  filter registers it. */
   trelSimulationResult* GetOutput();
 
   /** For a front end that watches one packet: each trace ends after one step. Default false. */
-  trelSetGetMacro(bool, SingleStepMode)
+  void SetSingleStepMode(bool mode) { SingleStepMode = mode; }
   /** For a front end that watches one packet: its positions go to the trajectory. Default false. */
-  trelSetGetMacro(bool, TrajectoryMode)
-  /** A number that a front end may store; no stage reads it. Default 1. */
-  trelSetGetMacro(std::int32_t, MediumFilterMode)
+  void SetTrajectoryMode(bool mode) { TrajectoryMode = mode; }
+  /** A number that a front end may store for filters of its own; none here reads it. Default 1. */
+  void SetMediumFilterMode(std::int32_t mode) { MediumFilterMode = mode; }
 
 protected:
   trelSimulationParameter* Input = nullptr;

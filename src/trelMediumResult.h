@@ -29,7 +29,7 @@ struct trelGridDomains
  * The absorption over the region of interest and the transmittance over the boundary, each in the
  * domains that are on, with totals, counters and the specular reflectance. Which grids exist
  * follows from the table of grids, the outer shape and the coordinate types; every other grid is
- * null, and whoever asks for one tests for that.
+ * null, which callers must test for.
  *
  * During a run all threads add to the cells and to the two counters atomically; sizes and pointers
  * do not change. After the run Finalize() turns raw sums of weight into densities in place, once,
@@ -134,8 +134,8 @@ public:
   double GetTotalTransmittance2D() const { return Totals[TotalOfTransmittance2D]; }
   double GetTotalTransmittance3D() const { return Totals[TotalOfTransmittance3D]; }
 
-  /** The raw sums of the time domain: arrays of CountTD sums, null if not allocated, and scalars
-   *  over all bins. */
+  /** The raw sums of the time domain: arrays of a sum for each bin, null if not allocated, and
+   * scalars over all bins. */
   const trelTimeTotals& GetTimeTotals() const { return TimeTotals; }
   double* GetTDAbsorption2D() const { return TimeTotals.GetTotals(TotalOfAbsorption2D); }
   double* GetTDAbsorption3D() const { return TimeTotals.GetTotals(TotalOfAbsorption3D); }
@@ -158,14 +158,14 @@ public:
   /** The wavelength of the spectrum entry. Default 0. */
   void SetSpectrumId(std::int32_t id) { SpectrumId = id; }
   std::int32_t GetSpectrumId() const { return SpectrumId; }
-  /** What the skin of the medium throws back, summed over the sources. Default 0. */
+  /** Specular reflectance of the surface of the medium, summed over the sources. Default 0. */
   void SetSpecularReflectance(double reflectance) { SpecularReflectance = reflectance; }
   double GetSpecularReflectance() const { return SpecularReflectance; }
 
   /** Packets that left the medium, and packets that lost the roulette. */
   std::int64_t GetTransmitPhotonNum() const { return TransmitPhotonNum; }
   std::int64_t GetAbsorpPhotonNum() const { return AbsorpPhotonNum; }
-  /** Counts a packet that left; the number of those before it, which no other packet gets. */
+  /** Counts a packet that left. Returns how many left before it, which no other packet gets. */
   std::int64_t IncrementTransmitPhotonNum();
   void IncrementAbsorpPhotonNum();
 
@@ -174,9 +174,9 @@ public:
   std::int64_t GetNumberOfFlyTimes() const { return PhotonFlyTimes.GetNumberOfRows(); }
   /** Stores a packet that leaves in row @p row, its number among those that left: each packet has
    *  a row of its own. Nothing happens without a table or behind its end. */
-  void RecordFlyTime(std::int64_t row, double x, double y, double z, double time)
+  void RecordFlyTime(std::int64_t row, const trelVector& position, double time)
   {
-    PhotonFlyTimes.Record(row, x, y, z, time);
+    PhotonFlyTimes.Record(row, position, time);
   }
 
 private:
@@ -217,6 +217,12 @@ private:
   trelFlyTimes PhotonFlyTimes;
 
 public:
+  /**
+   * By name: GetAbsorptionXYZ, GetTDAbsorptionXYZ, GetFDAbsorptionXYZReal, ...Imag, ...Amp, ...Pha
+   * for every grid, null if it does not exist; GetRoiXMin, GetRoiXMax, GetSeparationX, GetCountX
+   * for every axis; GetTransmittanceTopTotal and, an array by time bin, GetTDTransmittanceTopTotal
+   * for every surface; GetSaveTop for every face, whether the region of interest reaches it.
+   */
   TREL_MEDIUM_RESULT_GETTERS
 };
 

@@ -33,7 +33,7 @@ static std::size_t MeasureAvailableBytes()
   std::size_t most = 0, current = 0;
   if (!(limit >> most)) return available;
   used >> current;
-  // Pages of files that nobody has touched for a while are given back when they are needed.
+  // The system frees inactive pages of files when memory is needed.
   current -= std::min(current, ReadMemInfo("/sys/fs/cgroup/memory.stat", "inactive_file", 1));
   return std::min(available, most - std::min(current, most));
 }

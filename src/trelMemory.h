@@ -7,14 +7,14 @@
 
 /**
  * @file trelMemory.h
- * Memory in one place: what may run out of it, what all large tables together may take, and blocks
- * that cost nothing until they are written.
+ * How memory is taken: actions that may run out of it, the bound on all large tables together, and
+ * blocks that cost nothing until they are written.
  */
 
 /**
  * Does @p action, which may allocate by the standard library. False if the memory was not enough:
  * the action broke off where the allocation failed, and what it made by then belongs to its owners.
- * Of an action that answers by a bool, the answer. The only place where an exception ends; no
+ * If the action returns a bool, that is the result. Exceptions are caught nowhere else; no
  * operation throws one itself.
  */
 template <class Action>

@@ -7,7 +7,7 @@
 
 void trelMesh::ClearModel()
 {
-  NormalsReversed = NormalsFlipped = false;
+  NormalsReversed = false;
   for (int axis = 0; axis < 3; ++axis) {
     Bounds[2 * axis] = -1.0f;
     Bounds[2 * axis + 1] = 1.0f;
@@ -89,7 +89,6 @@ void trelMesh::FlipVertexNormals()
     for (int k = 3; k < 6; ++k)
       vertex[k] = -vertex[k];
   }
-  NormalsFlipped = !NormalsFlipped;
 }
 
 void trelMesh::ComputeVertexNormals()

@@ -69,8 +69,8 @@ public:
 
   /** xmin, xmax, ymin, ymax, zmin, zmax (mm); -1, 1, -1, 1, -1, 1 while nothing is known. */
   const float* GetBounds() const { return Bounds; }
+  /** What CheckFaceOrientation() stored last; false before. */
   bool GetNormalsReversed() const { return NormalsReversed; }
-  bool GetNormalsFlipped() const { return NormalsFlipped; }
 
 protected:
   trelMesh() = default;
@@ -79,7 +79,6 @@ protected:
 
   float Bounds[6] = {-1.0f, 1.0f, -1.0f, 1.0f, -1.0f, 1.0f};
   bool NormalsReversed = false;
-  bool NormalsFlipped = false;
   trelRecordArray<float, 6> Vertices;
   trelRecordArray<std::uint32_t, 3> Faces;
 };

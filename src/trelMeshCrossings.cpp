@@ -4,6 +4,7 @@
 #include <cmath>
 #include <utility>
 
+#include "trelChord.h"
 #include "trelMemory.h"
 
 /** A ray in whose frame triangles are tested: z along the direction, x and y across it. */
@@ -178,88 +179,123 @@ void trelMeshCrossings::Walk(const trelRay& ray, double after, double limit, Vis
   }
 }
 
-/** The nearest crossing of a walk so far. */
-struct trelNearestCrossing
+/** The crossings of a walk so far, each triangle once, by distance; of very many the nearest. */
+struct trelCrossingList
 {
+  static constexpr int Capacity = 64;
+
   const trelVoxelTable& Table;
-  trelShearedRay Ray;
-  double After;
-  trelMeshCrossing Nearest;
+  const trelShearedRay Ray;
+  trelMeshCrossing Items[Capacity];
+  int Count = 0;
 
-  trelNearestCrossing(const trelVoxelTable& table, const trelRay& ray, double after, double limit)
-      : Table(table), Ray(ray), After(after)
-  {
-    Nearest.Distance = limit;
-  }
+  trelCrossingList(const trelVoxelTable& table, const trelRay& ray) : Table(table), Ray(ray) {}
 
-  void Test(std::uint32_t t)
+  void Test(std::uint32_t t, double after, double limit)
   {
     double distance = 0.0;
     const int side = CrossTriangle(Ray, Table.GetTriangle(t), &distance);
-    if (side == 0 || !(distance > After && distance <= Nearest.Distance)) return;
-    // Of those at one distance the first in the order of the file.
-    if (distance == Nearest.Distance && Nearest.Side != 0 && Nearest.Triangle <= t) return;
-    Nearest = {distance, t, side};
+    if (side != 0 && distance > after && distance <= limit) Add({distance, t, side});
   }
-  /** True if no voxel behind can have a nearer one. */
-  bool IsFinal(double exit) const { return Nearest.Side != 0 && Nearest.Distance <= exit; }
+  void Add(const trelMeshCrossing& crossing)
+  {
+    for (int i = 0; i < Count; ++i)
+      if (Items[i].Triangle == crossing.Triangle) return;
+    if (Count == Capacity && !(crossing.Distance < Items[Count - 1].Distance)) return;
+    if (Count < Capacity) ++Count;
+    int place = Count - 1;
+    for (; place > 0 && crossing.Distance < Items[place - 1].Distance; --place)
+      Items[place] = Items[place - 1];
+    Items[place] = crossing;
+  }
 };
 
-/** The unit vector @p n turned, by as little as it takes, to the side of @p d that @p along tells:
- *  rounding makes a difference only where a ray grazes a triangle. Without a normal, of a triangle
- *  without area, @p d itself. */
-static trelVector OnSide(const trelVector& n, const trelVector& d, bool along)
+/** The regions on both sides of a triangle, in the order of a ray that crosses it that way. */
+trelMeshCrossings::Passage trelMeshCrossings::PassageOf(const trelMeshCrossing& crossing) const
 {
-  const double cosine = Dot(n, d);
-  if (n.X == 0.0 && n.Y == 0.0 && n.Z == 0.0) return along ? d : -d;
-  return (cosine < 0.0) == along && cosine != 0.0 ? n - (2.0 * cosine) * d : n;
+  const std::int32_t* regions = Table->GetTriangle(crossing.Triangle).Regions;
+  const bool outwards = crossing.Side == Turns[crossing.Triangle];
+  return {regions[outwards ? 0 : 1], regions[outwards ? 1 : 0]};
+}
+
+/**
+ * Of crossings at one place, the order of which is a matter of rounding, one that leads out of the
+ * region from which all together lead; -1 if they lead nowhere, as where a ray touches an edge.
+ */
+template <class RegionOf>
+int trelMeshCrossings::FindNetCrossing(const trelMeshCrossing* first, int count,
+                                       const RegionOf& regionOf) const
+{
+  for (int i = 0; i < count; ++i) {
+    const std::int32_t region = regionOf(PassageOf(first[i]).From);
+    int balance = 0;
+    for (int j = 0; j < count; ++j) {
+      const Passage passage = PassageOf(first[j]);
+      balance += (regionOf(passage.From) == region) - (regionOf(passage.To) == region);
+    }
+    if (balance > 0) return i;
+  }
+  return -1;
 }
 
 bool trelMeshCrossings::FindCrossing(const trelRay& ray, double after, double limit,
                                      Surfaces surfaces, trelHit* hit) const
 {
-  trelNearestCrossing search(*Table, ray, after, limit);
-  Walk(ray, after, limit, [&](std::size_t cell, double exit) {
-    if (IsFree(cell)) return false;
-    for (const std::uint32_t* t = Table->BeginOf(cell); t < Table->EndOf(cell); ++t)
-      if (surfaces == AllSurfaces || Table->GetTriangle(*t).Regions[1] < 0) search.Test(*t);
-    return search.IsFinal(exit);
-  });
-  const trelMeshCrossing& nearest = search.Nearest;
-  if (nearest.Side == 0) return false;
-  const int turn = Turns[nearest.Triangle];
-  const trelVector& normal = Table->GetTriangle(nearest.Triangle).Normal;
-  *hit = {nearest.Distance, static_cast<int>(nearest.Triangle),
-          OnSide(turn < 0 ? -normal : normal, ray.Direction, nearest.Side == turn)};
-  return true;
+  // By how much rounding may part crossings at one place, of the size of the coordinates.
+  constexpr double rounding = 1e-14;
+  const auto regionOf = [&](std::int32_t region) {
+    return surfaces == OuterSurface && region > 0 ? 0 : region;
+  };
+  for (;;) {
+    trelCrossingList list(*Table, ray);
+    double together = 0.0;
+    Walk(ray, after, limit, [&](std::size_t cell, double exit) {
+      for (const std::uint32_t* t = Table->BeginOf(cell); t < Table->EndOf(cell); ++t)
+        if (surfaces == AllSurfaces || Table->GetTriangle(*t).Regions[1] < 0)
+          list.Test(*t, after, limit);
+      if (list.Count == 0) return false;
+      const trelVector at = ray.At(list.Items[0].Distance);
+      together =
+          list.Items[0].Distance + rounding * (std::fabs(at.X) + std::fabs(at.Y) + std::fabs(at.Z) +
+                                               std::fabs(list.Items[0].Distance));
+      return together <= exit;
+    });
+    if (list.Count == 0) return false;
+    int count = 1;
+    while (count < list.Count && list.Items[count].Distance <= together)
+      ++count;
+    const int net = FindNetCrossing(list.Items, count, regionOf);
+    if (net >= 0) {
+      const trelMeshCrossing& crossing = list.Items[net];
+      const int turn = Turns[crossing.Triangle];
+      const trelVector& normal = Table->GetTriangle(crossing.Triangle).Normal;
+      *hit = {list.Items[count - 1].Distance, static_cast<int>(crossing.Triangle),
+              NormalOnSide(turn < 0 ? -normal : normal, ray.Direction, crossing.Side == turn)};
+      return true;
+    }
+    after = list.Items[count - 1].Distance;
+  }
 }
 
-/** The region on the side from which a ray crosses triangle @p t that way. */
-std::int32_t trelMeshCrossings::RegionOfSide(std::uint32_t t, int side) const
-{
-  const trelTracedTriangle& triangle = Table->GetTriangle(t);
-  return side == Turns[t] ? triangle.Regions[0] : triangle.Regions[1];
-}
-
-/** The region at the point by the first crossing along an axis, or the first free voxel there. */
+/** The region at the point by the crossings along an axis up to the first free voxel there. */
 std::int32_t trelMeshCrossings::FindRegionAlong(const trelVector& point, int axis,
                                                 bool towardsMin) const
 {
   trelRay ray = {point, {}};
   ray.Direction[axis] = towardsMin ? -1.0 : 1.0;
-  trelNearestCrossing search(*Table, ray, 0.0, HUGE_VAL);
+  trelCrossingList list(*Table, ray);
   std::int32_t region = -1;
   bool first = true;
-  Walk(ray, 0.0, HUGE_VAL, [&](std::size_t cell, double exit) {
+  Walk(ray, 0.0, HUGE_VAL, [&](std::size_t cell, double) {
     if (IsFree(cell) && !first) region = Regions[cell];
     if (IsFree(cell) && !first) return true;
     first = false;
     for (const std::uint32_t* t = Table->BeginOf(cell); t < Table->EndOf(cell); ++t)
-      search.Test(*t);
-    return search.IsFinal(exit);
+      list.Test(*t, 0.0, HUGE_VAL);
+    return false;
   });
-  if (search.Nearest.Side == 0) return region;
-  return RegionOfSide(search.Nearest.Triangle, search.Nearest.Side);
+  const int net = FindNetCrossing(list.Items, list.Count, [](std::int32_t r) { return r; });
+  return net < 0 ? region : PassageOf(list.Items[net]).From;
 }
 
 std::int32_t trelMeshCrossings::FindRegion(const trelVector& point) const

@@ -29,8 +29,9 @@ struct trelMeshCrossing
  *
  * The voxels of a trelVoxelTable are walked from front to back up to that of the nearest crossing.
  * Each knows how many voxels around are free of triangles, so that an empty space is one step.
- * Which region lies at a point is what its voxel says or, of a voxel with triangles, what the first
- * crossing along an axis says.
+ * Which region lies at a point is what its voxel says or, of a voxel with triangles, what the
+ * crossings along an axis say. Crossings at one place count together: where they lead nowhere, as
+ * at an edge that a ray touches, there is none.
  *
  * The first region of a triangle lies behind its outward normal, the second in front.
  *
@@ -74,10 +75,18 @@ public:
   int GetTurn(std::uint32_t t) const { return Turns[t]; }
 
 private:
+  /** The regions before and behind a crossing. */
+  struct Passage
+  {
+    std::int32_t From, To;
+  };
+
   bool IsFree(std::size_t cell) const { return Clearance[cell] > 0; }
   void MeasureClearance();
   void FillRegions();
-  std::int32_t RegionOfSide(std::uint32_t t, int side) const;
+  Passage PassageOf(const trelMeshCrossing& crossing) const;
+  template <class RegionOf>
+  int FindNetCrossing(const trelMeshCrossing* first, int count, const RegionOf& regionOf) const;
   std::int32_t FindRegionAlong(const trelVector& point, int axis, bool towardsMin) const;
   double BoundInVoxel(const trelVector& point, std::size_t cell, double limit) const;
   template <class Visit>

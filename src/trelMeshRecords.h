@@ -16,6 +16,7 @@ struct trelTraceableVertex
   double X, Y, Z;
   double NX, NY, NZ;
 
+  /** The position as a vector, mm. */
   trelVector Position() const { return {X, Y, Z}; }
 };
 
@@ -27,7 +28,7 @@ struct trelTraceableTriangle
   double Area;                ///< mm^2
 };
 
-/** A triangle as rays and points are tested against it, all that the tests read side by side. */
+/** A triangle as the tests of rays and points read it, in one piece of memory. */
 struct trelTracedTriangle
 {
   trelVector Corners[3];

@@ -16,8 +16,8 @@ class trelTissue;
  * index
  *
  * The counts stand at the head of a file, so that everything the model section fills exists before
- * it is read. The index serves any item at once where the model's own lists walk; it does not own
- * them.
+ * it is read. The index finds an item without a walk through the model's lists; it does not
+ * own the items.
  */
 class trelModelIndex
 {
@@ -31,8 +31,8 @@ public:
                                    std::int32_t spectra);
 
   /**
-   * Gives @p parameter as many empty sources and tissues as told, with an entry for each spectrum,
-   * in the place of those that it had. False, and nothing done, if that makes more than
+   * Gives @p parameter so many empty sources and tissues, with an entry for each spectrum, and
+   * removes those that it had. False, and nothing done, if that makes more than
    * MaximumOfObjects; false as well when memory runs out.
    */
   bool Allocate(trelSimulationParameter& parameter, std::int32_t sources, std::int32_t tissues,

@@ -116,10 +116,11 @@ int trelModelSection::GetIndex() const
   return std::max(Text.GetInteger(1), 0) - 1;
 }
 
-void trelModelSection::TakePoint(double point[3]) const
+trelVector trelModelSection::TakePoint() const
 {
-  std::fill_n(point, 3, 0.0);
+  double point[3] = {0.0, 0.0, 0.0};
   TakeNumbers(point, GetNumberOfCoordinates());
+  return {point[0], point[1], point[2]};
 }
 
 // Shapes of sources, tissues and detectors
@@ -150,17 +151,13 @@ KeywordOutcome trelModelSection::GiveShape(const Keyword& row, ShapeFilter admit
 
 KeywordOutcome trelModelSection::SetCenter(const Keyword& row)
 {
-  double center[3];
-  TakePoint(center);
-  Get<trelShapeObject>(row.Current)->SetCenter(center);
+  Get<trelShapeObject>(row.Current)->SetCenter(TakePoint());
   return KeywordDone;
 }
 
 KeywordOutcome trelModelSection::SetHalfAxes(const Keyword& row)
 {
-  double halfAxes[3];
-  TakePoint(halfAxes);
-  Get<trelShapeObject>(row.Current)->SetHalfAxes(halfAxes);
+  Get<trelShapeObject>(row.Current)->SetHalfAxes(TakePoint());
   return KeywordDone;
 }
 
@@ -251,12 +248,11 @@ KeywordOutcome trelModelSection::SetDeflectionRange(const Keyword&)
 
 KeywordOutcome trelModelSection::SetSourceDirection(const Keyword& row)
 {
-  double d[3];
-  TakePoint(d);
+  const trelVector d = TakePoint();
   // The scale keeps squares of huge and of tiny numbers within range.
-  const double scale = std::max({std::fabs(d[0]), std::fabs(d[1]), std::fabs(d[2])});
+  const double scale = std::max({std::fabs(d.X), std::fabs(d.Y), std::fabs(d.Z)});
   if (!(scale > 0.0 && std::isfinite(scale))) return Fail(row.Message);
-  Get<trelLightSource>(Source)->SetDirection({d[0] / scale, d[1] / scale, d[2] / scale});
+  Get<trelLightSource>(Source)->SetDirection(d / scale);
   return KeywordDone;
 }
 
@@ -426,25 +422,20 @@ KeywordOutcome trelModelSection::SetVerticalPlane(const Keyword& row)
 
 KeywordOutcome trelModelSection::SetDetectorCenter(const Keyword&)
 {
-  double center[3];
-  TakePoint(center);
-  Get<trelPlaneDetector>(PlaneDetector)->SetCenter(center[0], center[1], center[2]);
+  Get<trelPlaneDetector>(PlaneDetector)->SetCenter(TakePoint());
   return KeywordDone;
 }
 
 KeywordOutcome trelModelSection::SetDetectorNormal(const Keyword&)
 {
-  double normal[3];
-  TakePoint(normal);
-  const double length = std::hypot(normal[0], normal[1], normal[2]);
+  const trelVector normal = TakePoint();
+  const double length = std::hypot(normal.X, normal.Y, normal.Z);
   if (!(length > 0.0 && std::isfinite(length))) {
     State.Explain(FindingError, 1, "detectornormal has no direction",
                   "write a vector whose length is not 0");
     return KeywordFails;
   }
-  for (double& component : normal)
-    component /= length;
-  Get<trelPlaneDetector>(PlaneDetector)->SetNormal(normal[0], normal[1], normal[2]);
+  Get<trelPlaneDetector>(PlaneDetector)->SetNormal(normal / length);
   return KeywordDone;
 }
 

@@ -7,6 +7,7 @@
 #include "trelKeywordAdvice.h"
 #include "trelKeywordSection.h"
 #include "trelModelTypes.h"
+#include "trelVector.h"
 
 class trelObject;
 class trelPlaneDetector;
@@ -97,7 +98,7 @@ private:
   /** The index behind the keyword, from 0; below 0 or too large if the file is wrong. */
   int GetIndex() const;
   /** The point behind the keyword; in two dimensions z is 0. */
-  void TakePoint(double point[3]) const;
+  trelVector TakePoint() const;
   /** The keyword whose line selects @p which. */
   static const char* GetSelector(CurrentObject which);
   /** Tells of a line for a shape that the source, tissue or fibre at hand does not have yet. */

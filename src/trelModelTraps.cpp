@@ -121,14 +121,12 @@ static std::string FindDyesOnTissues(const trelSimulationParameter& parameter)
 /** Whether all packets start on the line along z through @p axis and stay on it until they scatter.
  *  A half turn has a sine of 1e-16, which is lost or not in the sum, as in a packet's coordinate.
  */
-static bool ShinesAlong(const trelLightSource& source, const double axis[3])
+static bool ShinesAlong(const trelLightSource& source, const trelVector& axis)
 {
   if (IsFluorophore(source) || !source.GetShape()) return false;
-  double center[3];
-  double halfAxes[3];
+  const trelVector center = source.GetShape()->GetCenter();
+  const trelVector halfAxes = source.GetShape()->GetHalfAxes();
   double deflection[2];
-  source.GetShape()->GetCenter(center);
-  source.GetShape()->GetHalfAxes(&halfAxes[0], &halfAxes[1], &halfAxes[2]);
   source.GetDeflectionRange(&deflection[0], &deflection[1]);
   for (int i = 0; i < 2; ++i) {
     if (center[i] != axis[i] || halfAxes[i] != 0.0) return false;
@@ -152,10 +150,9 @@ static std::string FindSourcesOnAxis(const trelSimulationParameter& parameter)
 {
   const trelShapeObject* outer = parameter.GetOuterShape();
   if (!outer || !HasCellsAboutAxis(parameter)) return "";
-  double axis[3];
-  outer->GetCenter(axis);
-  const std::vector<int> found = SelectSources(
-      parameter, [&](const trelLightSource& source) { return ShinesAlong(source, axis); });
+  const std::vector<int> found = SelectSources(parameter, [&](const trelLightSource& source) {
+    return ShinesAlong(source, outer->GetCenter());
+  });
   if (found.empty()) return "";
   return "lightsourcecenter: all packets of " + ListNumbers("light source", found) +
          " start on the axis of the cylindrical cells and along it: what is scored exactly on the"
@@ -165,8 +162,7 @@ static std::string FindSourcesOnAxis(const trelSimulationParameter& parameter)
 /** Whether a cell is larger than the solid that it cuts, along an axis of the solid's grids. */
 static bool HasTooLargeCells(const trelShapeObject& fiber, const double separations[NumberOfAxes])
 {
-  double halfAxes[3];
-  fiber.GetHalfAxes(&halfAxes[0], &halfAxes[1], &halfAxes[2]);
+  const trelVector halfAxes = fiber.GetHalfAxes();
   bool tooLarge = separations[AxisAzimuth] > 360.0;
   if (fiber.GetTraits().IsAllRound()) return tooLarge || separations[AxisDeflection] > 180.0;
   for (int axis = 0; axis < 3; ++axis)
@@ -196,10 +192,9 @@ static std::string FindTooLargeFiberCells(const trelSimulationParameter& paramet
 static bool IsWholeAlong(const trelSimulationParameter& parameter, trelAxis axis)
 {
   double roi[2 * NumberOfAxes];
-  double box[6];
   parameter.GetROI(roi);
-  parameter.GetOuterShape()->GetBoundingBox(box);
-  return axis <= AxisZ && roi[2 * axis] == box[2 * axis] && roi[2 * axis + 1] == box[2 * axis + 1];
+  const trelBox box = parameter.GetOuterShape()->GetBox();
+  return axis <= AxisZ && roi[2 * axis] == box.Low[axis] && roi[2 * axis + 1] == box.High[axis];
 }
 
 /** How many numbers of a line "roi" reach the largest value along the axis; a plane has no z. */
@@ -243,9 +238,8 @@ static std::string FindMissingTimeGates(const trelSimulationParameter& parameter
 /** The longest edge of the shape's box, mm. */
 static double GetSize(const trelShapeObject& shape)
 {
-  double halfAxes[3];
-  shape.GetHalfAxes(&halfAxes[0], &halfAxes[1], &halfAxes[2]);
-  return 2.0 * *std::max_element(halfAxes, halfAxes + 3);
+  const trelVector halfAxes = shape.GetHalfAxes();
+  return 2.0 * std::max({halfAxes.X, halfAxes.Y, halfAxes.Z});
 }
 
 static bool IsMesh(const trelShapeObject& shape)
@@ -271,12 +265,8 @@ static bool IsSourceOutOfScale(const trelLightSource& source, const trelShapeObj
   const trelShapeObject* shape = source.GetShape();
   if (!shape) return false;
   if (IsMesh(*shape) || !IsMesh(body)) return IsOutOfScale(shape, body);
-  double center[3];
-  double middle[3];
-  shape->GetCenter(center);
-  body.GetCenter(middle);
-  const double distance =
-      std::hypot(center[0] - middle[0], center[1] - middle[1], center[2] - middle[2]);
+  const trelVector apart = shape->GetCenter() - body.GetCenter();
+  const double distance = std::hypot(apart.X, apart.Y, apart.Z);
   // A light source within reach of a body lies no further from its middle than a few of its sizes.
   return std::max(distance, GetSize(*shape)) >= 0.1 * otherUnit * GetSize(body);
 }

@@ -7,7 +7,7 @@ class trelLightSource;
 
 /**
  * @class   trelMonteCarlo
- * @brief   a medium filter that works by sampling; the common name of its kinds
+ * @brief   the base of the medium filters that sample packets
  */
 class trelMonteCarlo : public trelMediumFilter
 {

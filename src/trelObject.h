@@ -68,7 +68,7 @@ private:
 
 /**
  * Puts @p next in the place of the held pointer @p held: a null or unchanged argument is ignored,
- * the old object is let go, the new one registered. Every SetInput and every owning setter is this.
+ * the old object is let go, the new one registered. All setters that keep a reference use it.
  */
 template <class Object>
 void ReplaceReference(Object*& held, Object* next)

@@ -31,7 +31,7 @@ void SetReportTaker(trelReportTaker take);
  * lack. */
 void DisplayLiteral(const char* text);
 
-/** Shows what @p report holds. A stream drops what it has no memory for; that is said then. */
+/** Shows the text of @p report, with a note if the stream lacked the memory for all of it. */
 void DisplayReport(const std::ostringstream& report);
 
 /** Does nothing. Called after every error report, so that a debugger has a place to stop. */

@@ -7,8 +7,8 @@
 
 struct trelCoefficients;
 
-/** A boundary that a packet met. It outlives the packet: shapes leave parts of a hit as they find
- * them, and equal indices refract by the angle of the refraction before. */
+/** A boundary that a packet met. Its values carry over to the thread's next packet: not every shape
+ * writes all parts of a hit, and equal indices refract by the angle of the previous refraction. */
 struct trelBoundary
 {
   trelHit Hit;              ///< the normal is turned along the travel
@@ -22,7 +22,7 @@ struct trelBoundary
  * A weighted packet in flight, as the packet loop has it: a plain value. Lengths in mm, times in
  * ps.
  *
- * @sa trelPhoton, the same packet as sources and readers by name know it
+ * @sa trelPhoton, the same packet as light sources fill it
  */
 struct trelPacket
 {

@@ -46,10 +46,7 @@ static void Escape(trelPacket& packet, const trelTransportModel& model,
   packet.Dead = true;
   trelMediumResult& result = *scores.SpectrumMediumResult;
   const std::int64_t row = result.IncrementTransmitPhotonNum();
-  if (model.SavePhotonFlyTime) {
-    const trelVector& p = packet.Position;
-    result.RecordFlyTime(row, p.X, p.Y, p.Z, packet.FlyTime);
-  }
+  if (model.SavePhotonFlyTime) result.RecordFlyTime(row, packet.Position, packet.FlyTime);
   if (!model.SaveTransmittance) return;
   if (const trelScoreTarget* target = FindTransmittanceTarget(packet, *scores.Grids)) {
     ScoreInDomains(packet, scores, model, *target, packet.SourceWeight * packet.Weight);

@@ -67,8 +67,7 @@ inline void Deposit(trelPacket& packet, const trelPacketScores& scores,
   Absorb(packet, scores, model, here.Absorption * packet.Weight / here.Interaction);
 }
 
-/** What a step ends in that no boundary cut: the packet scatters and leaves a part of its weight.
- */
+/** The end of a step that no boundary cut: the packet scatters and leaves a part of its weight. */
 inline void Scatter(trelPacket& packet, trelRandomNumbers& numbers, const trelTransportModel& model,
                     const trelPacketScores& scores)
 {
@@ -104,15 +103,15 @@ inline void Roulette(trelPacket& packet, trelRandomNumbers& numbers,
   }
 }
 
-/** Decides at the packet's Boundary, and keeps the angle of refraction there. */
+/** Draws what the packet's Boundary does, and stores the angle of refraction there. */
 TREL_RARE trelBoundaryTurn ResolveBoundary(trelPacket& packet, trelRandomNumbers& numbers,
                                            const trelTransportModel& model);
 
-/** What the decision does once the packet has come to the boundary. */
+/** Carries @p turn out once the packet has been moved to the boundary. */
 TREL_RARE void UpdateDirection(trelPacket& packet, const trelTransportModel& model,
                                const trelPacketScores& scores, trelBoundaryTurn turn);
 
-/** Ends a packet that finds itself outside without a boundary on its way: it counts as transmitted
+/** Ends a packet whose step ends outside although no boundary was found: it counts as transmitted
  * and is scored nowhere. */
 TREL_RARE void EndOutside(trelPacket& packet, const trelPacketScores& scores);
 

@@ -29,16 +29,12 @@ trelCrossing trelShapeGeometry::MoveToBoundaryAnalytic(const trelTransportModel&
 trelCrossing trelTetrahedralGeometry::MoveToBoundaryTetrahedral(const trelTransportModel& model,
                                                                 trelPacket& packet)
 {
-  const trelVector end = packet.GetEnd();
-  const trelVector& p = packet.Position;
-  const trelVector& u = packet.Direction;
   std::int32_t& next = packet.Boundary.NextTissue;
   trelHit& hit = packet.Boundary.Hit;
   hit.Distance = packet.StepSize;
-  const bool isHit = model.Tetrahedron->IntersectRayInRegion(
-      p.X, p.Y, p.Z, u.X, u.Y, u.Z, packet.TissueIndex, &hit.Distance, &hit.Face, &hit.Normal.X,
-      &hit.Normal.Y, &hit.Normal.Z, &next);
-  if (!isHit) next = model.Tetrahedron->FindRegion(end.X, end.Y, end.Z);
+  const bool isHit =
+      model.Tetrahedron->FindHitInRegion(packet.GetRay(), packet.TissueIndex, &hit, &next);
+  if (!isHit) next = model.Tetrahedron->FindRegion(packet.GetEnd());
   if (!model.IsTissue(next)) next = -1;
   if (isHit) return CutStep(packet);
   return next == -1 ? EndsOutside : EndsElsewhere;

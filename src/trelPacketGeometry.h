@@ -45,7 +45,7 @@ private:
   {
     std::int32_t& next = packet.Boundary.NextTissue;
     if (packet.TissueIndex == model.OutermostTissue) {
-      next = model.CachedMedium->GetTissueIndex(end.X, end.Y, end.Z);
+      next = model.CachedMedium->GetTissueIndex(end);
       return next != packet.TissueIndex;
     }
     next = model.OutermostTissue;
@@ -69,8 +69,7 @@ private:
   static bool CrossesBoundaryTetrahedral(const trelTransportModel& model, const trelVector& end,
                                          const trelPacket& packet)
   {
-    return model.Tetrahedron->LocatePointInRegion(end.X, end.Y, end.Z, packet.TissueIndex) ==
-           PointOutside;
+    return model.Tetrahedron->LocatePointInRegion(end, packet.TissueIndex) == PointOutside;
   }
   TREL_RARE static trelCrossing MoveToBoundaryTetrahedral(const trelTransportModel& model,
                                                           trelPacket& packet);

@@ -51,7 +51,7 @@ inline bool LocateScoreCell(const trelPacket& packet, const trelPacketScores& sc
   return target.Locate(scores.Grids->Window, position, cell);
 }
 
-// One domain each: `value` is a weight in source units, `phase` in rad.
+/** Adds in one domain: @p value is a weight in source units, @p phase in rad. */
 inline void ScoreCW(const trelPacket& packet, const trelPacketScores& scores,
                     const trelScoreTarget& target, double value)
 {
@@ -60,8 +60,10 @@ inline void ScoreCW(const trelPacket& packet, const trelPacketScores& scores,
     AddToCell(scores, target.CW + cell, value);
   }
 }
+/** In the time gate of the packet's FlyTime; outside of all gates it is dropped. */
 void ScoreTD(const trelPacket& packet, const trelPacketScores& scores,
              const trelScoreTarget& target, double value);
+/** The real and the imaginary part, @p value times cosine and sine of @p phase. */
 void ScoreFD(const trelPacket& packet, const trelPacketScores& scores,
              const trelScoreTarget& target, double value, double phase);
 
@@ -78,7 +80,10 @@ const trelScoreTarget* FindTransmittanceTarget(const trelPacket& packet,
 /** Adds the weight, at the place where the step starts, to the grids of CurrentDetector. */
 void ScoreFiberDetector(const trelPacket& packet, const trelPacketScores& scores);
 
+/** Stores the position as row StepCount of the Trajectory, which must not be null; nothing behind
+ *  its end. */
 TREL_RARE void KeepTrajectoryPoint(const trelPacket& packet, const trelPacketScores& scores);
+/** Sets how many rows are in use; nothing without a Trajectory. */
 void KeepTrajectoryLength(const trelPacket& packet, const trelPacketScores& scores);
 
 #endif

@@ -50,6 +50,7 @@ public:
   /** The number of the current line in the file, from 1. Pieces of a long line have the same. */
   int GetLineNumber() const { return LineNumber; }
 
+  /** Of the current line; 0 at the start and at the end of the file. */
   int GetNumberOfTokens() const { return static_cast<int>(Tokens.size()); }
   /** Token @p i, from 0; empty if there is none. */
   std::string_view GetToken(int i) const;

@@ -155,7 +155,7 @@ std::string FindGridFault(const trelSimulationParameter& parameter, const trelSc
   return "";
 }
 
-// The parameter's own operation stands with its rules: they look at it, and it need not know them.
+// Defined here so that trelSimulationParameter.cpp does not depend on the rules.
 bool trelSimulationParameter::Validate()
 {
   const auto warn = [this](const std::string& text) { ShowWarning(text); };

@@ -12,11 +12,11 @@ class trelSimulationParameter;
 /**
  * @file trelParameterValidation.h
  * The rules that a model is checked by: which values are possible, which grid suits which shape and
- * along which axes a grid is divided. They look at values and report nothing themselves: the first
- * fault, in the order of the checks, is what a function returns, and empty if there is none.
+ * along which axes a grid is divided. Nothing is reported here: a function returns the text of the
+ * first fault in the order of the checks, empty if there is none.
  */
 
-/** Takes what is odd, but no fault. */
+/** Receives the text of a warning about what is unusual, but no fault. */
 using trelWarningTaker = std::function<void(const std::string&)>;
 
 /** What is wrong with domains, sources, energies and tissues. */

@@ -45,11 +45,6 @@ void SetParameterDirectory(const std::string& file)
   ParameterDirectory = slash == std::string::npos ? "" : full.substr(0, slash + 1);
 }
 
-const std::string& GetParameterDirectory()
-{
-  return ParameterDirectory;
-}
-
 void ResolvePath(std::string& path)
 {
   if (path.empty()) {

@@ -24,10 +24,6 @@ std::string GetFullPath(const std::string& path);
 /** Stores the directory of @p file, with its last separator, as ParameterDirectory. */
 void SetParameterDirectory(const std::string& file);
 
-/** The directory of the parameter file that is being read, process-wide, with its last separator.
- */
-const std::string& GetParameterDirectory();
-
 /**
  * Makes @p path absolute, against ParameterDirectory if it is relative. An empty path reports "File
  * path is null!" and stays. A path with a leading slash is first looked for below

@@ -1,10 +1,23 @@
 #include "trelPhoton.h"
 
+void trelPhoton::SetPosition(const trelVector& position)
+{
+  PositionX = position.X;
+  PositionY = position.Y;
+  PositionZ = position.Z;
+}
+
+void trelPhoton::SetDirection(const trelVector& direction)
+{
+  DirectionX = direction.X;
+  DirectionY = direction.Y;
+  DirectionZ = direction.Z;
+}
+
 void trelPhoton::ResetPhoton()
 {
-  PositionX = PositionY = PositionZ = 0.0;
-  DirectionX = DirectionY = 0.0;
-  DirectionZ = 1.0;
+  SetPosition({0.0, 0.0, 0.0});
+  SetDirection({0.0, 0.0, 1.0});
   Weight = 0.0;
   Dead = false;
   TissueIndex = -1;

@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "trelSimulationObject.h"
+#include "trelVector.h"
 
 /**
  * @class   trelPhoton
@@ -20,6 +21,14 @@ public:
   /** Puts all fields back to the values that they have here. */
   void ResetPhoton();
 
+  /** Where it is and where it goes, as vectors. */
+  trelVector GetPosition() const { return {PositionX, PositionY, PositionZ}; }
+  void SetPosition(const trelVector& position);
+  trelVector GetDirection() const { return {DirectionX, DirectionY, DirectionZ}; }
+  void SetDirection(const trelVector& direction);
+  trelRay GetRay() const { return {GetPosition(), GetDirection()}; }
+
+  /** World coordinates. */
   double PositionX = 0.0;
   double PositionY = 0.0;
   double PositionZ = 0.0;

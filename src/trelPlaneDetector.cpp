@@ -1,38 +1,17 @@
 #include "trelPlaneDetector.h"
 
-#include <algorithm>
-
-void trelPlaneDetector::SetCenter(double x, double y, double z)
-{
-  Center[0] = x;
-  Center[1] = y;
-  Center[2] = z;
-}
-
 void trelPlaneDetector::GetCenter(double* x, double* y, double* z) const
 {
-  *x = Center[0];
-  *y = Center[1];
-  *z = Center[2];
-}
-
-void trelPlaneDetector::GetCenter(double center[3]) const
-{
-  std::copy_n(Center, 3, center);
-}
-
-void trelPlaneDetector::SetNormal(double x, double y, double z)
-{
-  Normal[0] = x;
-  Normal[1] = y;
-  Normal[2] = z;
+  *x = Center.X;
+  *y = Center.Y;
+  *z = Center.Z;
 }
 
 void trelPlaneDetector::GetNormal(double* x, double* y, double* z) const
 {
-  *x = Normal[0];
-  *y = Normal[1];
-  *z = Normal[2];
+  *x = Normal.X;
+  *y = Normal.Y;
+  *z = Normal.Z;
 }
 
 void trelPlaneDetector::SetSize(double width, double height)

@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "trelDetector.h"
+#include "trelVector.h"
 
 /**
  * @class   trelPlaneDetector
@@ -19,12 +20,16 @@ public:
   DetectorType GetDetectorType() const override { return DetectorPlane; }
 
   /** Centre of the detecting plane, default (15, 60, 323). */
-  void SetCenter(double x, double y, double z);
+  void SetCenter(const trelVector& center) { Center = center; }
+  void SetCenter(double x, double y, double z) { Center = {x, y, z}; }
+  trelVector GetCenter() const { return Center; }
   void GetCenter(double* x, double* y, double* z) const;
-  void GetCenter(double center[3]) const;
+  void GetCenter(double center[3]) const { GetCenter(&center[0], &center[1], &center[2]); }
 
   /** Unit normal of the plane, default (0, 0, -1); stored as given. */
-  void SetNormal(double x, double y, double z);
+  void SetNormal(const trelVector& normal) { Normal = normal; }
+  void SetNormal(double x, double y, double z) { Normal = {x, y, z}; }
+  trelVector GetNormal() const { return Normal; }
   void GetNormal(double* x, double* y, double* z) const;
 
   /** Width and height, default 27.6 by 27.6. */
@@ -45,8 +50,8 @@ public:
   trelSetGetMacro(double, LensRadius)
 
 private:
-  double Center[3] = {15.0, 60.0, 323.0};
-  double Normal[3] = {0.0, 0.0, -1.0};
+  trelVector Center = {15.0, 60.0, 323.0};
+  trelVector Normal = {0.0, 0.0, -1.0};
   double Size[2] = {27.6, 27.6};
   std::int32_t Resolution[2] = {512, 512};
   double FocalLength = 55.0;

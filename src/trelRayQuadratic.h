@@ -15,6 +15,7 @@
 template <int N>
 struct trelRayQuadratic
 {
+  /** From the weights w, the start p, the direction d and the constant k. */
   trelRayQuadratic(const double* w, const double* p, const double* d, double k)
   {
     A = w[0] * (d[0] * d[0]);
@@ -30,9 +31,11 @@ struct trelRayQuadratic
     D = B * B - 4.0 * A * C;
   }
 
+  /** Distances along the ray, in lengths of d; NaN or infinite if A is 0. */
   double UpperRoot() const { return (std::sqrt(D) - B) / (2.0 * A); }
   double LowerRoot() const { return (-B - std::sqrt(D)) / (2.0 * A); }
 
+  /** The coefficients, and the discriminant D = B^2 - 4 A C. */
   double A, B, C, D;
 };
 

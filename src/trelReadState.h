@@ -10,7 +10,8 @@
 #include "trelObjectMacros.h"
 #include "trelParameterText.h"
 
-/** Who shows what does not stop a read, at once and under its own name: the reader. */
+/** Receives what is wrong without stopping a read. The reader is one, and reports at once under its
+ *  own name. */
 struct trelReadReports
 {
   virtual void ShowError(const std::string& text) = 0;
@@ -30,10 +31,10 @@ protected:
 class trelReadState
 {
 public:
-  /** @p reports is held as long as the state. */
+  /** @p reports must outlive the state. */
   explicit trelReadState(trelReadReports& reports) : Reports(reports) {}
 
-  /** Forgets the read before this one, but for the file and the objects. */
+  /** Resets counts, wavelengths and ReaderErrorText for a new read. */
   void Begin();
 
   /** The file, at its current line. */
@@ -77,7 +78,7 @@ public:
   void ExplainOrder(trelFindingKind kind, const std::string& keyword);
   /** The keyword of the current line is not known where it stands, or its line is too short. */
   trelSetGetMacro(bool, KeywordUnknown)
-  /** Shows what does not stop the read. */
+  /** Reports what does not stop the read. */
   void ShowError(const std::string& text) { Reports.ShowError(text); }
   void ShowWarning(const std::string& text) { Reports.ShowWarning(text); }
 

@@ -25,8 +25,8 @@ public:
   const Number* GetRecord(std::int32_t i) const { return Numbers.get() + PlaceOf(i); }
   Number* GetRecord(std::int32_t i) { return Numbers.get() + PlaceOf(i); }
   std::int32_t GetCount() const { return Count; }
-  std::int32_t GetCapacity() const { return Capacity; }
 
+  /** Frees all records. */
   void Clear()
   {
     Numbers.reset();

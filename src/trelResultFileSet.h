@@ -14,9 +14,9 @@
  *
  * Each file is written under a temporary name in the folder where it belongs, with the mode and, if
  * the system permits it, the owner of the file that it replaces. When all are complete they are
- * renamed, with SIGINT, SIGTERM and SIGHUP held back and the folder locked against other runs; what
- * was there before is kept until the last one is in its place, and comes back if one fails. A set
- * that is not committed leaves nothing behind and what was there untouched.
+ * renamed, with SIGINT, SIGTERM and SIGHUP held back and the folder locked against other runs; the
+ * files that they replace are kept until the last one is in its place, and restored if one fails. A
+ * set that is not committed leaves no file behind and changes none.
  * Committing allocates nothing, so that it cannot stop half way.
  *
  * Links are followed. A target is opened and written as it stands if it is no regular file (a

@@ -6,15 +6,19 @@
 /**
  * @file trelResultGetters.h
  * The getters by name of the two records that have grids, made of the tables of trelGridTable.h.
- * Each record ends with its list; what it names are members of the record.
+ * Each record ends with its list, above which it says what they return. The values are members of
+ * the record.
  */
 
+/** A getter of the record, which reads its member @p value. */
 #define TREL_GETTER(type, name, value) \
   type name() const                    \
   {                                    \
     return value;                      \
   }
 
+/** The getters of a row of each table: of a grid in all domains, of an axis, of the total of a
+ *  surface, of the flag of a face. */
 #define TREL_GRID_GETTERS(name, ...)                                   \
   TREL_GETTER(trelGrid*, Get##name, GetGrid(GridCW, name))             \
   TREL_GETTER(trelGrid*, GetTD##name, GetGrid(GridTD, name))           \
@@ -33,12 +37,7 @@
   TREL_GETTER(double*, GetTDTransmittance##name##Total, TimeTotals.GetTotals(TotalOf##name))
 #define TREL_SAVE_GETTER(name) TREL_GETTER(bool, GetSave##name, Save[Save##name])
 
-/**
- * Of trelMediumResult: GetAbsorptionXYZ, GetTDAbsorptionXYZ, GetFDAbsorptionXYZReal, ...Imag,
- * ...Amp, ...Pha for every grid; GetRoiXMin, GetRoiXMax, GetSeparationX, GetCountX for every axis;
- * GetTransmittanceTopTotal and, an array by time bin, GetTDTransmittanceTopTotal for every surface;
- * GetSaveTop for every face.
- */
+/** The list of trelMediumResult. */
 // clang-format off
 #define TREL_MEDIUM_RESULT_GETTERS           \
   TREL_ALL_GRIDS(TREL_GRID_GETTERS)          \
@@ -48,6 +47,7 @@
   TREL_SAVE_FLAGS(TREL_SAVE_GETTER)
 // clang-format on
 
+/** The getters of a grid and of a total of a fibre detector, and the endings of its grids. */
 #define TREL_FIBER_GRID_GETTER(ending) \
   TREL_GETTER(trelGrid*, GetFiber##ending, GetGrid(Transmittance##ending))
 #define TREL_FIBER_TOTAL_GETTER(name) \
@@ -57,8 +57,7 @@
 #define TREL_FIBER_END_GRIDS(GRID) GRID(TopXY) GRID(BottomXY)
 #define TREL_FIBER_BOX_GRIDS(GRID) GRID(FrontYZ) GRID(BackYZ) GRID(LeftXZ) GRID(RightXZ)
 
-/** Of trelDetectorResult: GetFiberSideDA, ... for every grid, GetFiberTopTotal, ... for every
- *  surface, GetSaveCylinderTop, ... for the parts of a cylinder. */
+/** The list of trelDetectorResult. */
 #define TREL_DETECTOR_RESULT_GETTERS              \
   TREL_FIBER_GRIDS_2D(TREL_FIBER_GRID_GETTER)     \
   TREL_FIBER_CURVED_GRIDS(TREL_FIBER_GRID_GETTER) \
@@ -66,7 +65,6 @@
   TREL_FIBER_BOX_GRIDS(TREL_FIBER_GRID_GETTER)    \
   TREL_SURFACE_TOTALS_2D(TREL_FIBER_TOTAL_GETTER) \
   TREL_OUTLINE_TOTALS(TREL_FIBER_TOTAL_GETTER)    \
-  TREL_BOX_TOTALS(TREL_FIBER_TOTAL_GETTER)        \
-  TREL_CYLINDER_FLAGS(TREL_SAVE_GETTER)
+  TREL_BOX_TOTALS(TREL_FIBER_TOTAL_GETTER)
 
 #endif

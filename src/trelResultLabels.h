@@ -24,11 +24,13 @@ struct trelShownDomains
   trelShownDomain Parts[2];
   int Number; /**< of parts in use */
 
+  /** For loops over the parts in use. */
   const trelShownDomain* begin() const { return Parts; }
   const trelShownDomain* end() const { return Parts + Number; }
   const trelShownDomain& operator[](int i) const { return Parts[i]; }
 };
 
+/** What the files of each domain show. */
 inline constexpr trelShownDomains ShownCW = {{{GridCW, "CW"}}, 1};
 inline constexpr trelShownDomains ShownTD = {{{GridTD, "TD"}}, 1};
 inline constexpr trelShownDomains ShownFD = {{{GridFDAmp, "FDAmp"}, {GridFDPha, "FDPha"}}, 2};

@@ -15,7 +15,7 @@ struct trelScoringDemand
 {
   std::vector<trelAxis> Axes; /**< along which grids are divided; an axis may stand twice */
   bool Surface;               /**< whether there are grids of the outer shape's faces */
-  bool TimeGates;
+  bool TimeGates;             /**< whether the time domain is on */
   /** Whether a last cell that only rounding makes counts, as the classic rules have it. */
   bool Slivers = true;
 };

@@ -5,7 +5,7 @@
 
 /**
  * @file trelShapeFactory.h
- * Makes shapes by their kind, for what knows them by their row of traits alone.
+ * Makes shapes by their kind, for code that knows them only by their row of traits.
  */
 
 /** A new shape of this kind, which belongs to nobody. */

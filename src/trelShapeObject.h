@@ -44,16 +44,16 @@ enum RayCase
  * coordinates are world coordinates, all lengths in the model's unit of length (mm).
  *
  * Inside means inside by more than GeometryTolerance, on the boundary means within it; a point that
- * is NaN is outside. Shapes do not change once the model has been read: all threads ask
- * the same object at once, and both questions read the members only and allocate nothing.
+ * is NaN is outside. Shapes do not change once the model has been read: all threads use the same
+ * object, and LocatePoint() and IntersectRay() only read its members and allocate nothing.
  *
- * Half-lengths are positive, which is not checked here: with a half-length
- * of zero the curved shapes divide by it, which puts every point outside or leaves no hit.
+ * Half-lengths are positive, which is not checked here. Curved shapes divide by them: with one of
+ * zero every point is outside, or no ray hits.
  *
  * The shape is parallel to the axes of the model. LocatePoint() honours the three angles, which
  * nothing sets; IntersectRay() does not know them.
  *
- * What others must know of a kind of shape, and not of one shape, stands in its row of traits.
+ * What holds for all shapes of a kind stands in its row of traits.
  *
  * @sa trelShapeTraits.h trelCube trelCylinder trelEllipsoid
  */
@@ -95,7 +95,7 @@ public:
                             double* distance, int* face, double* nx, double* ny, double* nz,
                             int raySide) const = 0;
 
-  /** The two questions in the words of geometry. Of @p hit the distance goes in, too. */
+  /** LocatePoint() and IntersectRay() by vectors. The distance of @p hit is an input, too. */
   PointRelation LocatePoint(const trelVector& point) const
   {
     return LocatePoint(point.X, point.Y, point.Z);
@@ -130,7 +130,8 @@ public:
   virtual double BoundDistance(const trelVector& point) const;
 
   /** A point of the shape, uniform by rejection in its box, from a number for each coordinate and
-   *  attempt; false after 10,000 rejected points, and at once if there can be none. */
+   *  attempt; false after 10,000 rejected points, and without an attempt if all would be rejected.
+   */
   bool SampleVolume(trelUniformNumbers& numbers, trelVector* point) const;
 
   /** A point on the surface. Each shape has its own choice of parts and order of numbers, which is
@@ -163,15 +164,19 @@ public:
   /** Centre of the shape, mm, default the origin. Setting it moves the bounding box. */
   void SetCenter(double x, double y, double z);
   void SetCenter(const double center[3]) { SetCenter(center[0], center[1], center[2]); }
+  void SetCenter(const trelVector& center) { SetCenter(center.X, center.Y, center.Z); }
   void GetCenter(double* x, double* y, double* z) const;
   void GetCenter(double center[3]) const { GetCenter(&center[0], &center[1], &center[2]); }
+  trelVector GetCenter() const { return {Center[0], Center[1], Center[2]}; }
 
   /** Half-lengths along x, y and z, mm, positive, default 0: half edges of a cube, semi-axes of an
    *  ellipsoid, semi-axes of the section and half height of a cylinder. Setting them resizes the
    *  bounding box. */
   void SetHalfAxes(double hx, double hy, double hz);
   void SetHalfAxes(const double halfAxes[3]) { SetHalfAxes(halfAxes[0], halfAxes[1], halfAxes[2]); }
+  void SetHalfAxes(const trelVector& halfAxes) { SetHalfAxes(halfAxes.X, halfAxes.Y, halfAxes.Z); }
   void GetHalfAxes(double* hx, double* hy, double* hz) const;
+  trelVector GetHalfAxes() const { return {HalfAxes[0], HalfAxes[1], HalfAxes[2]}; }
 
   /** Centre minus and plus half-lengths, mm; the array form in the order xmin, xmax, ymin, ... */
   void GetBoundingBox(double* xmin, double* xmax, double* ymin, double* ymax, double* zmin,
@@ -237,8 +242,8 @@ protected:
     if (Rotated) RotateInPlane(local);
   }
 
-  /** How often a point is drawn before a sampling fails. A ball takes two draws on average; a shape
-   *  that no draw ever hits would keep the thread for good. */
+  /** How often a point is drawn before a sampling fails. A ball takes two draws on average; without
+   *  a limit the thread would never return from a shape that no draw hits. */
   static constexpr int MaximumAttempts = 10000;
 
   /** False for what no packet can start from: an empty mesh, a medium, a curved shape with a

@@ -5,7 +5,7 @@
 
 /**
  * @file trelShapeTraits.h
- * What the rest of the system knows of a shape beside its class: a row for each.
+ * What the rest of the program knows of a shape apart from its class: a row for each.
  *
  * A row is SHAPE(name, class, words, dimension, role, curved axes, convex, coordinate, also
  * admitted, coordinate's word, faces), whose columns trelShapeTraits explains. The place of a row
@@ -90,6 +90,8 @@ inline constexpr bool IsFlatPlace(trelFacePlace place)
 #define TREL_RECTANGLE_FLAGS(FLAG) FLAG(Up) FLAG(Down) FLAG(EdgeLeft) FLAG(EdgeRight)
 
 #define TREL_SAVE_ENUMERATOR(name) Save##name,
+/** SaveTop, SaveBottom, ...; SaveAlways stands behind them, for grids that no flag decides about.
+ */
 enum trelSaveFlag
 {
   TREL_SAVE_FLAGS(TREL_SAVE_ENUMERATOR) NumberOfSaveFlags,
@@ -125,13 +127,17 @@ struct trelShapeTraits
   /** In the order in which IntersectRay() numbers them; a shape with one does not number it. */
   trelShapeFace Faces[MaximumNumberOfFaces];
 
+  /** A shape of two dimensions; a mesh, of triangles or tetrahedra; a surface in one curved piece.
+   */
   constexpr bool IsPlanar() const { return Dimension == 2; }
   constexpr bool IsMesh() const { return Faces[0].Place == PlaceTriangles; }
   constexpr bool IsAllRound() const { return Faces[0].Place == PlaceAllRound; }
+  /** Whether the surface can be divided into cells of this type. */
   constexpr bool Admits(CoordinateType type) const
   {
     return type == Coordinate || type == AlsoAdmitted;
   }
+  /** At least 1. */
   constexpr int GetNumberOfFaces() const
   {
     int number = 0;
@@ -139,15 +145,18 @@ struct trelShapeTraits
       ++number;
     return number;
   }
+  /** For loops over the faces. */
   const trelShapeFace* begin() const { return Faces; }
   const trelShapeFace* end() const { return Faces + GetNumberOfFaces(); }
 };
 
 #define TREL_SHAPE_ROW(name, class, ...) {__VA_ARGS__},
+/** The rows by ShapeType, and how many there are. */
 inline constexpr trelShapeTraits ShapeTraits[] = {TREL_SHAPES(TREL_SHAPE_ROW)};
 #undef TREL_SHAPE_ROW
 constexpr int NumberOfShapes = sizeof ShapeTraits / sizeof ShapeTraits[0];
 
+/** The row of @p type. */
 inline constexpr const trelShapeTraits& GetShapeTraits(ShapeType type)
 {
   return ShapeTraits[type];

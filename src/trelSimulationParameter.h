@@ -61,9 +61,8 @@ public:
   trelDetector* GetDetector(int i) const;
   /** Appends @p detector, making the list when there is none; the parameter holds the detector. */
   void AddDetector(trelDetector* detector);
-  /** Sets FiberDetectorCount to the number of fibre detectors, and returns it. */
+  /** Counts the fibre detectors anew. */
   std::int32_t CountFiberDetectors();
-  std::int32_t GetFiberDetectorCount() const { return FiberDetectorCount; }
 
   /** Copies the wavelengths: one for each spectrum index, integers as the file gives them. */
   void SetWavelengths(const std::vector<std::uint32_t>& wavelengths) { Wavelengths = wavelengths; }
@@ -73,9 +72,8 @@ public:
 
   /** Packets at this wavelength: the sum over the sources, each with its last entry that has it. */
   std::uint64_t GetNumberOfPhotons(std::uint32_t wavelength) const;
-  /** Sets TotalPhotons to the number of packets of all entries of all sources, and returns it. */
+  /** Counts the packets of all entries of all sources anew. */
   std::uint64_t ComputeTotalPhotons();
-  std::uint64_t GetTotalPhotons() const { return TotalPhotons; }
 
   /** Dimension of the model, default DimensionUnset. */
   trelSetGetMacro(SimulationDimension, Dimension)
@@ -182,8 +180,7 @@ public:
   }
   void GetCounts(std::int32_t counts[NumberOfAxes]) const;
 
-  /** Whether each face of the outer shape lies in the region of interest, by trelSaveFlag: the
-   *  CubeFaceFlags, the CylinderFaceFlags and the RectangleEdgeFlags in a row. */
+  /** Whether each face of the outer shape lies in the region of interest, by trelSaveFlag. */
   const bool* GetFaceFlags() const;
 
   /** Builds what ray queries and look-ups need: voxel tables of meshes and the medium's grid.

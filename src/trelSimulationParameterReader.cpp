@@ -109,10 +109,10 @@ bool trelSimulationParameterReader::CheckModel(trelSimulationParameter* paramete
 static bool IsFlat(const trelShapeObject& shape)
 {
   if (shape.GetTraits().IsMesh()) return false;
-  double h[3];
-  shape.GetHalfAxes(&h[0], &h[1], &h[2]);
-  return !std::all_of(h, h + shape.GetTraits().Dimension,
-                      [](double x) { return x > 0.0 && std::isfinite(x); });
+  const trelVector halfAxes = shape.GetHalfAxes();
+  for (int axis = 0; axis < shape.GetTraits().Dimension; ++axis)
+    if (!(halfAxes[axis] > 0.0 && std::isfinite(halfAxes[axis]))) return true;
+  return false;
 }
 
 void trelSimulationParameterReader::WarnOfFlatTissues()

@@ -57,14 +57,6 @@ public:
   /** The line that the read is at. */
   int GetLineNumber() const { return Text.GetLineNumber(); }
 
-  /** What is wrong with the file so far; empty by default. */
-  const std::string& GetReaderErrorText() const { return State.GetReaderErrorText(); }
-
-  /** Version of the file: "2.0" (the default), "2.1" or "2.2"; they do not differ. */
-  const std::string& GetVersion() const { return Version; }
-  /** 0 for "ascii", the default, 1 for any other word; the file is read as text either way. */
-  std::int32_t GetFormat() const { return Format; }
-
 private:
   void ShowError(const std::string& text) override;
   void ShowWarning(const std::string& text) override;
@@ -91,7 +83,9 @@ private:
 
   trelReadState State{*this};
   trelParameterText& Text = State.GetText();
+  /** Version of the file: "2.0", "2.1" or "2.2"; they do not differ. */
   std::string Version = "2.0";
+  /** 0 for "ascii", 1 for any other word; the file is read as text either way. */
   std::int32_t Format = 0;
   trelSimulationParameter* Output = nullptr;
   bool OutputFilled = false;

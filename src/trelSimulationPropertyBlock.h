@@ -17,6 +17,7 @@ class trelSimulationParameter;
 class trelSimulationPropertyBlock final : private trelKeywordSection
 {
 public:
+  /** Reads the file of @p state into @p parameter; both must outlive the block. */
   trelSimulationPropertyBlock(trelReadState& state, trelSimulationParameter& parameter);
 
   /** Reads up to "endsimulationproperty" or the end of the file; false if the read has to stop. */

@@ -50,8 +50,8 @@ bool trelSimulationResult::Initialize(trelSimulationParameter* parameter)
          InitializeTrajectory(parameter);
 }
 
-/** What the skin of the medium throws back of all sources, by spectrum entry. The query also fixes
- *  the weight of a packet of that entry. */
+/** The specular reflectances of all sources, summed by spectrum entry. Asking a source for its own
+ *  also fixes the weight of a packet of that entry. */
 static std::vector<double> SumSpecularReflectances(const trelSimulationParameter& parameter)
 {
   std::vector<double> sums(static_cast<std::size_t>(parameter.GetNumberOfWavelengths()), 0.0);

@@ -19,8 +19,9 @@ using trelTrajectoryRow = double[3];
  * @brief   all that a simulation leaves: a record of the medium and one of the detectors for each
  *          spectrum entry, and the path of one traced packet
  *
- * Built and finished on the main thread; in between the threads only look up their records. A fresh
- * one stands for a run that simulated nothing: the writer makes files without blocks of it.
+ * Built and finished on the main thread; in between the threads only look up their records. A new
+ * object is the result of a run that simulated nothing: the writer makes files without blocks of
+ * it.
  */
 class trelSimulationResult : public trelDataObject
 {
@@ -56,7 +57,7 @@ public:
   trelMediumResult* GetMediumResult(int i) const;
   trelDetectorArrayResult* GetDetectorArrayResult(int i) const;
   /** The first record whose spectrum identifier (a wavelength) is @p spectrumId; the last record if
-   *  none has it: callers count on one. Null only without records. */
+   *  none has it, on which callers rely. Null only without records. */
   trelMediumResult* GetMediumResultBySpectrum(std::int32_t spectrumId) const;
 
   /** The lists of records; null after ReleaseResults(). */

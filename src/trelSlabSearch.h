@@ -52,9 +52,9 @@ struct trelSlabSearch
     int which = 0;
     for (int i = 0; i < N; ++i) {
       plane[i] = d[i] < 0.0 ? -h[i] : h[i];
-      // A ray that does not move along an axis crosses no plane there. The length that stands for
-      // it is finite: in a box of more than 1000 mm such an axis wins, and its upper plane is
-      // "hit".
+      // A ray across an axis crosses no plane of it. The distance taken instead of infinity is
+      // finite: in a box of more than 1000 mm it can be the smallest, and the axis's upper plane is
+      // then taken for the exit. Results depend on it.
       t[i] = d[i] != 0.0 ? (plane[i] - p[i]) / d[i] : 1000.0;
       if (t[i] < t[which]) which = i;
     }

@@ -21,8 +21,8 @@ static const trelWord<trelSourceSwitch> SourceSwitchWords[] = {
     {"specular", {&trelLightSource::SetSpecular, true}},
     {"nospecular", {&trelLightSource::SetSpecular, false}}};
 
-/** By the imaging mode, and in FMT by the first word that says it; false for such a word elsewhere.
- */
+/** BLT and DOT have one kind of light, in FMT the first word for a kind decides. False for such a
+ * word in another mode. */
 static bool SetLuminousType(const trelParameterText& text, SimulationType mode,
                             trelLightSource& source)
 {

@@ -29,7 +29,7 @@ public:
   /** Place among the wavelengths, from 0; selects optical parameters and results. */
   trelSetGetMacro(std::uint32_t, WavelengthIndex)
 
-  /** Fluorophore: fraction of the absorbed light that is given off again, [0, 1], default 0. */
+  /** Fluorophore: fraction of the absorbed light that is emitted, [0, 1], default 0. */
   trelSetGetMacro(double, QuantumYield)
   /** Fluorophore: the wavelength that excites this emission, default 0. */
   trelSetGetMacro(std::uint32_t, ExcitationWavelength)

@@ -9,8 +9,8 @@
 
 /**
  * @file trelSurfaceElement.h
- * The piece of a shape's surface that a cell of transmittance belongs to, and what the shapes make
- * theirs of.
+ * The piece of a shape's surface that a cell of transmittance belongs to, and functions by which
+ * shapes make theirs.
  *
  * The window carries the bins, the centre and the half-lengths of the shape. Angles of midpoints
  * use PiSingle. Squares, quotients and lengths of normals are 32-bit floats; the last digits of
@@ -34,16 +34,20 @@ void MakeFlatElement(const trelGridWindow& window, trelFacePlace place, const tr
 void MakeDiscElement(const trelGridWindow& window, trelFacePlace place, const trelVector& hit,
                      SurfaceElement* element);
 
-/** The bin of @p q, which may not exist. What no integer can hold has a bin that cannot exist. */
+/** The index of the bin of @p q, also of one beyond the window; -2147483647 if 32 bits cannot hold
+ *  it. */
 std::int32_t IndexInBins(const trelGridBins& bins, double q);
 
 /** The azimuth of @p hit about the window's centre, degrees, with pi of 32 bits throughout, and its
  *  distance @p r from the axis, mm. */
 double AzimuthOfSinglePi(const trelGridWindow& window, const trelVector& hit, double* r);
 
+/** v^2 in 32 bits. It passes through memory: of two squares side by side that are widened again,
+ *  GCC 12 leaves the rounding out. */
 inline float SquareSingle(double v)
 {
-  return static_cast<float>(v * v);
+  const volatile float square = static_cast<float>(v * v);
+  return square;
 }
 
 /** The normal at offset e from the centre of x^2/a^2 + y^2/b^2 + ... = 1 is its gradient (x/a^2,

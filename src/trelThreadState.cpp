@@ -12,8 +12,8 @@ ThreadState& GetThreadState()
 trelPacket ThreadState::LoadPacket() const
 {
   trelPacket packet;
-  packet.Position = {Photon->PositionX, Photon->PositionY, Photon->PositionZ};
-  packet.Direction = {Photon->DirectionX, Photon->DirectionY, Photon->DirectionZ};
+  packet.Position = Photon->GetPosition();
+  packet.Direction = Photon->GetDirection();
   packet.Weight = Photon->Weight;
   packet.SourceWeight = SourceWeight;
   packet.StepSize = Photon->StepSize;
@@ -37,12 +37,8 @@ trelPacket ThreadState::LoadPacket() const
 
 void ThreadState::StorePacket(const trelPacket& packet)
 {
-  Photon->PositionX = packet.Position.X;
-  Photon->PositionY = packet.Position.Y;
-  Photon->PositionZ = packet.Position.Z;
-  Photon->DirectionX = packet.Direction.X;
-  Photon->DirectionY = packet.Direction.Y;
-  Photon->DirectionZ = packet.Direction.Z;
+  Photon->SetPosition(packet.Position);
+  Photon->SetDirection(packet.Direction);
   Photon->Weight = packet.Weight;
   SourceWeight = packet.SourceWeight;
   Photon->StepSize = packet.StepSize;

@@ -34,8 +34,8 @@ struct ThreadState : trelRandomNumbers, trelPacketScores
   double NormalZ, NormalX, NormalY;  ///< normal at the last boundary, along the travel
   double IndexNext, IndexHere;       ///< refractive indices behind and before the last boundary
   double TransmitAngle;  ///< rad; of the last transmission through a change of index, 0 before it
-  /** Index of the fibre detector that the step reached, -1 before. Between the test that finds it
-   *  and the score that needs it no other thread may put its own here, so each has one. */
+  /** Index of the fibre detector that the step reached, -1 before. One for each thread, so that it
+   *  stays between the test that finds it and the score that uses it. */
   std::int32_t CurrentDetector;
   bool Master;                   ///< this is thread 0 of its team
   std::uint64_t FailedLaunches;  ///< of this thread in the current region

@@ -111,7 +111,7 @@ static void WarnOfFewer(int wanted, int startable)
 
 int StartableThreads(int wanted)
 {
-  static int most = MaximumNumberOfThreads;  // as far as is known: as many have started
+  static int most = MaximumNumberOfThreads;  // lower once that many could not be started
   static int tried = 1;
   wanted = std::clamp(wanted, 1, MaximumNumberOfThreads);
   if (wanted > tried && tried < most) {

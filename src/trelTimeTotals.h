@@ -5,7 +5,7 @@
 
 /**
  * @class   trelTimeTotals
- * @brief   what the time domain knows of its grids as a whole: sums and extremes by time bin
+ * @brief   sums and extremes of the grids of the time domain, by time bin
  *
  * An array of a double for each time bin, for each total of the table; the largest and the smallest
  * cell of each bin for each of the four totals over all; and these four summed over time.

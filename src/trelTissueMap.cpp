@@ -26,6 +26,7 @@ bool trelTissueMap::Build(const trelMedium& medium)
       FillGridOfMesh();
     } else {
       LayOutGrid();
+      ListNearBodies();
       FillGrid();
     }
     return true;
@@ -142,6 +143,32 @@ static bool IsInBox(const trelBox& box, const trelVector& p)
          p.Z >= box.Low.Z && p.Z <= box.High.Z;
 }
 
+/** Calls @p visit with those of the first @p rivals bodies, by rank and without the outermost, that
+ *  may come within @p distance of the point, and perhaps others, until it answers true. True if
+ *  none was left out. */
+template <class Visit>
+bool trelTissueMap::VisitBodies(const trelVector& point, double distance, std::size_t rivals,
+                                Visit visit) const
+{
+  rivals = std::min(rivals, Bodies.size() - 1);
+  const trelVector cell = {(point.X - Low.X) * PerStep.X, (point.Y - Low.Y) * PerStep.Y,
+                           (point.Z - Low.Z) * PerStep.Z};
+  const bool inGrid = cell.X >= 0.0 && cell.Y >= 0.0 && cell.Z >= 0.0 && cell.X < Cells.X &&
+                      cell.Y < Cells.Y && cell.Z < Cells.Z;
+  if (!inGrid || !(distance < Nearness)) {
+    for (std::size_t rank = 0; rank < rivals; ++rank)
+      if (visit(Bodies[rank])) break;
+    return true;
+  }
+  for (const std::int32_t rank :
+       Near.GetTissues(static_cast<std::ptrdiff_t>(cell.X), static_cast<std::ptrdiff_t>(cell.Y),
+                       static_cast<std::ptrdiff_t>(cell.Z))) {
+    const auto i = static_cast<std::size_t>(rank);
+    if (i >= rivals || visit(Bodies[i])) break;
+  }
+  return false;
+}
+
 bool trelTissueMap::Holds(const Body& body, const trelVector& point) const
 {
   return IsInBox(body.Box, point) && body.Shape->Holds(point);
@@ -162,9 +189,13 @@ std::int32_t trelTissueMap::FindTissue(const trelVector& point,
     return Holds(body, body.IsMesh ? pointOfMeshes : point);
   };
   if (!holds(Outermost())) return -1;
-  for (const Body& body : Bodies)
-    if (&body == &Outermost() || holds(body)) return body.Tissue;
-  return -1;
+  std::int32_t tissue = Outermost().Tissue;
+  VisitBodies(point, 0.0, Bodies.size(), [&](const Body& body) {
+    if (!holds(body)) return false;
+    tissue = body.Tissue;
+    return true;
+  });
+  return tissue;
 }
 
 /** A stretch of a ray, to be tested against boxes. */
@@ -210,14 +241,15 @@ const trelTissueMap::Body* trelTissueMap::FindFirstCrossing(const trelRay& ray, 
   const auto ask = [&](const Body& body) {
     const double last = first ? hit->Distance : limit;
     trelHit next;
-    if (search.Misses(body.Box, last) || !body.Shape->FindCrossing(ray, after, last, &next)) return;
-    if (first && !(next.Distance < last)) return;
+    if (search.Misses(body.Box, last)) return false;
+    if (!body.Shape->FindCrossing(ray, after, last, &next)) return false;
+    if (first && !(next.Distance < last)) return false;
     *hit = next;
     first = &body;
+    return false;
   };
   ask(Outermost());
-  for (std::size_t rank = 0; rank < std::min(rivals, Bodies.size() - 1); ++rank)
-    ask(Bodies[rank]);
+  VisitBodies(ray.At(after), (first ? hit->Distance : limit) - after, rivals, ask);
   return first;
 }
 
@@ -288,41 +320,36 @@ bool trelTissueMap::FindChange(const trelRay& ray, std::int32_t tissue, double a
   return false;
 }
 
-/** Where the ray leaves the outermost body next. */
-bool trelTissueMap::FindOuterExit(const trelRay& ray, double after, trelHit* hit) const
-{
-  while (Outermost().Shape->FindCrossing(ray, after, HUGE_VAL, hit)) {
-    if (Dot(hit->Normal, ray.Direction) > 0.0) return true;
-    after = hit->Distance;
-  }
-  return false;
-}
-
-bool trelTissueMap::FindOuterEntry(const trelRay& ray, trelHit* hit) const
+/** Whether the origin of the ray counts as inside: it lies in the outermost body or on its surface,
+ *  but not where the ray just enters. */
+bool trelTissueMap::StartsInside(const trelRay& ray) const
 {
   const Body& outer = Outermost();
   const double reach = ReachOf(outer);
-  const bool inside = Holds(outer, ray.Origin);
-  const bool ahead = outer.Shape->FindCrossing(ray, -reach, HUGE_VAL, hit);
-  const bool enters = ahead && Dot(hit->Normal, ray.Direction) < 0.0;
-  if (enters && (!inside || hit->Distance <= reach)) return true;
-  if (!inside && !(ahead && hit->Distance <= reach)) return false;
-  // From inside, or from the surface outwards: an exit of the way back.
-  if (!FindOuterExit({ray.Origin, -ray.Direction}, -reach, hit)) return false;
-  hit->Distance = -hit->Distance;
-  return true;
+  trelHit hit;
+  const bool isNear = outer.Shape->FindCrossing(ray, -reach, reach, &hit);
+  return isNear ? Dot(hit.Normal, ray.Direction) > 0.0 : Holds(outer, ray.Origin);
 }
 
 bool trelTissueMap::FindEntry(const trelRay& ray, trelTissueChange* change) const
 {
+  if (Bodies.empty()) return false;
+  // From inside the way back is searched, on which an entry is an exit.
+  const bool back = StartsInside(ray);
+  const trelRay way = {ray.Origin, back ? -ray.Direction : ray.Direction};
   trelTissueChange entry;
-  if (Bodies.empty() || !FindOuterEntry(ray, &entry.Hit)) return false;
-  const int face = entry.Hit.Face;
-  LookBehind(ray, Outermost(), &entry);
-  if (entry.Tissue < 0) return false;
-  entry.Hit.Face = face;
-  *change = entry;
-  return true;
+  double after = -ReachOf(Outermost());
+  for (; Outermost().Shape->FindCrossing(way, after, HUGE_VAL, &entry.Hit);
+       after = entry.Hit.Distance) {
+    if (!(Dot(entry.Hit.Normal, ray.Direction) < 0.0)) continue;
+    trelTissueChange found = entry;
+    if (back) found.Hit.Distance = -found.Hit.Distance;
+    LookBehind(ray, Outermost(), &found);
+    if (found.Tissue < 0) continue;
+    *change = found;
+    return true;
+  }
+  return false;
 }
 
 /** A lower bound of the distance of the point from the box. */
@@ -341,12 +368,15 @@ double trelTissueMap::BoundDistance(const trelVector& point) const
   if (Bodies.empty()) return 0.0;
   double bound = Outermost().Shape->BoundDistance(point);
   if (!Mesh) {
-    const std::size_t rivals = std::min(CountRivals(FindTissue(point)), Bodies.size() - 1);
-    for (std::size_t rank = 0; rank < rivals; ++rank) {
-      const Body& body = Bodies[rank];
+    const std::size_t rivals = CountRivals(FindTissue(point));
+    const auto lower = [&](const Body& body) {
       if (DistanceToBox(body.Box, point) < bound)
         bound = std::min(bound, body.Shape->BoundDistance(point));
-    }
+      return false;
+    };
+    // What is not near counts only if nothing near does.
+    if (!VisitBodies(point, 0.0, rivals, lower) && bound >= Nearness)
+      VisitBodies(point, HUGE_VAL, rivals, lower);
   }
   return std::max(bound - GetMargin(), 0.0);
 }
@@ -377,6 +407,30 @@ void trelTissueMap::LayOutGrid()
   if (Planar) Cells.Z = 1.0;
   Rows = static_cast<std::ptrdiff_t>(Cells.Y);
   Columns = static_cast<std::ptrdiff_t>(Cells.Z);
+}
+
+/** May throw. */
+void trelTissueMap::ListNearBodies()
+{
+  if (Rows == 0) return;
+  constexpr double cells = 4.0;
+  const double near = cells / PerStep.X;
+  std::vector<trelCellRange> ranges;
+  for (const Body& body : Bodies) {
+    trelCellRange range = {{0, 0, 0}, {-1, -1, -1}};
+    for (int a = 0; a < 3 && &body != &Outermost(); ++a) {
+      const auto cellOf = [&](double coordinate) {
+        const double cell = PerStep[a] > 0.0 ? (coordinate - Low[a]) * PerStep[a] : 0.0;
+        return static_cast<std::ptrdiff_t>(std::clamp(cell, 0.0, Cells[a] - 1.0));
+      };
+      range.First[a] = cellOf(body.Box.Low[a] - near);
+      range.Last[a] = cellOf(body.Box.High[a] + near);
+    }
+    ranges.push_back(range);
+  }
+  const std::ptrdiff_t size[3] = {static_cast<std::ptrdiff_t>(Cells.X), Rows, Columns};
+  Near.Build(size, ranges);
+  Nearness = (1.0 - rounding) * near;
 }
 
 /** Bounds at the centres, less what lies between the centre and a corner. May throw. */

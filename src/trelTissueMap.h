@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "trelTissueReach.h"
 #include "trelVector.h"
 
 class trelMCTetrahedron;
@@ -142,14 +143,16 @@ private:
   double ReachOf(const Body& body) const;
   const Body* FindFirstCrossing(const trelRay& ray, std::size_t rivals, double after, double limit,
                                 trelHit* hit) const;
+  template <class Visit>
+  bool VisitBodies(const trelVector& point, double distance, std::size_t rivals, Visit visit) const;
   bool Holds(const Body& body, const trelVector& point) const;
   std::int32_t FindTissue(const trelVector& point, const trelVector& pointOfMeshes) const;
   void LookBehind(const trelRay& ray, const Body& first, trelTissueChange* change) const;
   void MakeChangeBefore(const trelRay& ray, double after, trelTissueChange* change) const;
-  bool FindOuterEntry(const trelRay& ray, trelHit* hit) const;
-  bool FindOuterExit(const trelRay& ray, double after, trelHit* hit) const;
+  bool StartsInside(const trelRay& ray) const;
   double GetMargin() const;
   void LayOutGrid();
+  void ListNearBodies();
   void FillGrid();
   void FillGridOfMesh();
   bool OverlapInPart(const Body& a, const Body& b) const;
@@ -171,6 +174,10 @@ private:
   trelVector Low, PerStep, Cells;
   std::ptrdiff_t Rows = 0, Columns = 0;
   double Quantum = 0.0;
+  /** The bodies, by rank and without the outermost, whose boxes come within Nearness, mm, of a
+   * point of the cell. */
+  trelTissueReach Near;
+  double Nearness = 0.0;
   /** By cell, the last axis fastest: the safe distance in quanta. */
   std::vector<std::uint8_t> Safe;
 };

@@ -59,21 +59,17 @@ static std::string ListPairs(const std::vector<trelTissuePair>& pairs)
 struct trelTissueTrapsBody
 {
   trelTissueTrapsBody(int number, const trelTissue& tissue)
-      : Number(number), Tissue(&tissue), Shape(tissue.GetShape())
+      : Number(number), Tissue(&tissue), Shape(tissue.GetShape()), Box(Shape->GetBox())
   {
-    Shape->GetBoundingBox(Bounds);
   }
 
-  double Min(int axis) const { return Bounds[2 * axis]; }
-  double Max(int axis) const { return Bounds[2 * axis + 1]; }
-  double Extent(int axis) const { return Max(axis) - Min(axis); }
   int GetDimension() const { return Shape->GetTraits().Dimension; }
   bool IsMesh() const { return Shape->GetTraits().IsMesh(); }
 
   int Number;
   const trelTissue* Tissue;
   const trelShapeObject* Shape;
-  double Bounds[6];
+  trelBox Box;
 };
 
 /** The outermost tissue, if any, at the front, and the others in their order; none in a tetrahedral
@@ -151,9 +147,9 @@ static bool HasFlatFaces(const trelTissueTrapsBody& body, int axis)
   });
 }
 
-static bool ShareBounds(const trelTissueTrapsBody& a, const trelTissueTrapsBody& b, int axis)
+static bool ShareBounds(const trelBox& a, const trelBox& b, int axis)
 {
-  return ToleranceEqual(a.Min(axis), b.Min(axis)) && ToleranceEqual(a.Max(axis), b.Max(axis));
+  return ToleranceEqual(a.Low[axis], b.Low[axis]) && ToleranceEqual(a.High[axis], b.High[axis]);
 }
 
 /** Whether both have the same curved surface: two cylinders the tube, the others all of it. */
@@ -163,7 +159,7 @@ static bool ShareCurvedSurface(const trelTissueTrapsBody& a, const trelTissueTra
   if (a.Shape->GetShapeType() != b.Shape->GetShapeType()) return false;
   bool shares = curvedAxes > 0;
   for (int axis = 0; axis < curvedAxes; ++axis)
-    shares = shares && ShareBounds(a, b, axis);
+    shares = shares && ShareBounds(a.Box, b.Box, axis);
   return shares;
 }
 
@@ -171,9 +167,8 @@ static bool ShareSurface(const trelTissueTrapsBody& a, const trelTissueTrapsBody
 {
   for (int axis = 0; axis < 3; ++axis) {
     if (!HasFlatFaces(a, axis) || !HasFlatFaces(b, axis)) continue;
-    if (ToleranceEqual(a.Min(axis), b.Min(axis)) || ToleranceEqual(a.Max(axis), b.Max(axis))) {
-      return true;
-    }
+    if (ToleranceEqual(a.Box.Low[axis], b.Box.Low[axis])) return true;
+    if (ToleranceEqual(a.Box.High[axis], b.Box.High[axis])) return true;
   }
   return ShareCurvedSurface(a, b);
 }
@@ -194,35 +189,37 @@ std::string FindSharedFaces(const trelSimulationParameter& parameter)
 
 static bool LiesInBoxOf(const trelTissueTrapsBody& inner, const trelTissueTrapsBody& outer)
 {
-  for (int axis = 0; axis < inner.GetDimension(); ++axis) {
-    if (inner.Min(axis) < outer.Min(axis) || inner.Max(axis) > outer.Max(axis)) return false;
-  }
-  return true;
+  return !inner.Box.ReachesBeyond(outer.Box, inner.GetDimension());
+}
+
+/** What two boxes have in common; turned inside out along an axis along which that is nothing. */
+static trelBox GetCommonBox(const trelBox& a, const trelBox& b)
+{
+  return {
+      {std::max(a.Low.X, b.Low.X), std::max(a.Low.Y, b.Low.Y), std::max(a.Low.Z, b.Low.Z)},
+      {std::min(a.High.X, b.High.X), std::min(a.High.Y, b.High.Y), std::min(a.High.Z, b.High.Z)}};
 }
 
 static bool BoxesOverlap(const trelTissueTrapsBody& a, const trelTissueTrapsBody& b)
 {
-  for (int axis = 0; axis < a.GetDimension(); ++axis) {
-    const double low = std::max(a.Min(axis), b.Min(axis));
-    if (!ToleranceGreater(std::min(a.Max(axis), b.Max(axis)), low)) return false;
-  }
+  const trelBox common = GetCommonBox(a.Box, b.Box);
+  for (int axis = 0; axis < a.GetDimension(); ++axis)
+    if (!ToleranceGreater(common.High[axis], common.Low[axis])) return false;
   return true;
 }
 
 /** Whether one of a lattice of points in what the boxes have in common lies in both shapes. */
 static bool ShapesOverlap(const trelTissueTrapsBody& a, const trelTissueTrapsBody& b)
 {
+  const trelBox common = GetCommonBox(a.Box, b.Box);
+  const trelVector size = common.GetSize();
   const int layers = a.GetDimension() == 3 ? probes : 1;
   for (int i = 0; i < probes * probes * layers; ++i) {
     const int cell[3] = {i % probes, i / probes % probes, i / (probes * probes)};
-    double point[3] = {};
-    for (int axis = 0; axis < a.GetDimension(); ++axis) {
-      const double low = std::max(a.Min(axis), b.Min(axis));
-      const double high = std::min(a.Max(axis), b.Max(axis));
-      point[axis] = low + (high - low) * (cell[axis] + 0.5) / probes;
-    }
-    if (a.Shape->LocatePoint(point[0], point[1], point[2]) == PointInside &&
-        b.Shape->LocatePoint(point[0], point[1], point[2]) == PointInside) {
+    trelVector point;
+    for (int axis = 0; axis < a.GetDimension(); ++axis)
+      point[axis] = common.Low[axis] + size[axis] * (cell[axis] + 0.5) / probes;
+    if (a.Shape->LocatePoint(point) == PointInside && b.Shape->LocatePoint(point) == PointInside) {
       return true;
     }
   }
@@ -261,10 +258,11 @@ struct trelNestedPairSearch
 static std::vector<trelTissuePair> FindNestedPairs(std::vector<trelTissueTrapsBody> inner)
 {
   std::sort(inner.begin(), inner.end(),
-            [](const auto& a, const auto& b) { return a.Min(0) < b.Min(0); });
+            [](const auto& a, const auto& b) { return a.Box.Low.X < b.Box.Low.X; });
   trelNestedPairSearch search;
   for (std::size_t i = 0; i < inner.size(); ++i) {
-    for (std::size_t j = i + 1; j < inner.size() && inner[j].Min(0) < inner[i].Max(0); ++j) {
+    const double end = inner[i].Box.High.X;
+    for (std::size_t j = i + 1; j < inner.size() && inner[j].Box.Low.X < end; ++j) {
       if (search.IsOver()) return search.Found;
       search.Compare(inner[i], inner[j]);
     }
@@ -317,10 +315,8 @@ static double GetFreePath(const trelTissue& tissue)
 
 static double GetThickness(const trelTissueTrapsBody& body)
 {
-  double thickness = body.Extent(0);
-  for (int axis = 1; axis < body.GetDimension(); ++axis)
-    thickness = std::min(thickness, body.Extent(axis));
-  return thickness;
+  const trelVector size = body.Box.GetSize();
+  return body.GetDimension() == 3 ? std::min({size.X, size.Y, size.Z}) : std::min(size.X, size.Y);
 }
 
 /** How thick the outer body is around the inner one where it is thickest: a tissue in a corner does
@@ -329,8 +325,8 @@ static double GetShellThickness(const trelTissueTrapsBody& inner, const trelTiss
 {
   double thickness = 0.0;
   for (int axis = 0; axis < inner.GetDimension(); ++axis) {
-    thickness = std::max(thickness, inner.Min(axis) - outer.Min(axis));
-    thickness = std::max(thickness, outer.Max(axis) - inner.Max(axis));
+    thickness = std::max(thickness, inner.Box.Low[axis] - outer.Box.Low[axis]);
+    thickness = std::max(thickness, outer.Box.High[axis] - inner.Box.High[axis]);
   }
   return thickness;
 }

@@ -9,7 +9,7 @@ class trelSimulationParameter;
 /**
  * @file trelTissueTraps.h
  * The traps that lie in tissues and their shapes; see trelModelTraps.h for what a trap is. Shapes
- * are compared by their boxes, a mesh by nothing else, so that its size does not matter. Each
+ * are compared by their boxes, meshes by these alone, so that their size costs no time. Each
  * function returns what to tell, empty if there is nothing.
  */
 
@@ -22,7 +22,7 @@ std::string FindEqualIndices(const trelSimulationParameter& parameter);
 /** Tissues with a face in the surface of the outermost one. */
 std::string FindSharedFaces(const trelSimulationParameter& parameter);
 
-/** Inner tissues that have room in common. */
+/** Inner tissues that overlap. */
 std::string FindNestedTissues(const trelSimulationParameter& parameter);
 
 /** Tissues that count as clear, but whose coefficients are not 0. */

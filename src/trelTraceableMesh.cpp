@@ -118,10 +118,8 @@ void trelTraceableMesh::SetBox()
   trelBox box;
   for (std::uint32_t t = 0; t < GetNumberOfTriangles(); ++t)
     ExtendBox(t, &box);
-  const trelVector center = (box.High + box.Low) / 2.0;
-  const trelVector half = (box.High - box.Low) / 2.0;
-  SetCenter(center.X, center.Y, center.Z);
-  SetHalfAxes(half.X, half.Y, half.Z);
+  SetCenter((box.High + box.Low) / 2.0);
+  SetHalfAxes(box.GetSize() / 2.0);
 }
 
 bool trelTraceableMesh::FillTable(int threads) const

@@ -65,6 +65,7 @@ public:
   /** The table, empty until it has been built. */
   const trelVoxelTable& GetVoxelTable() const { return VoxelTable; }
 
+  /** Counts of the loaded file; 0 while the mesh is empty. */
   virtual std::uint32_t GetNumberOfVertices() const { return Count(Vertices); }
   virtual std::uint32_t GetNumberOfTriangles() const { return Count(Triangles); }
   /** The triangles and vertices, in the order of the file. */

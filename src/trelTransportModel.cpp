@@ -63,7 +63,7 @@ void trelTransportModel::CopyTissues()
       Coefficients.push_back(CopyCoefficients(tissue->GetOpticalParameter(spectrum)));
   }
   NumberOfTissues = static_cast<std::int32_t>(TissueShapes.size());
-  // A mesh that could not be loaded has no regions, but an answer to which region a point is in.
+  // FindRegion() of a mesh that could not be loaded returns a number, although there is no region.
   if (ShapeIsTetrahedron && Tetrahedron) {
     NumberOfTissues = std::min(NumberOfTissues, Tetrahedron->GetNumberOfRegions());
   }

@@ -3,7 +3,7 @@
 
 /**
  * @class   trelUniformNumbers
- * @brief   random numbers for whoever samples a point or a direction
+ * @brief   a source of random numbers, to sample points and directions with
  */
 class trelUniformNumbers
 {

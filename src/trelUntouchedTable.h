@@ -26,6 +26,7 @@ public:
   bool Allocate(std::int64_t rows) { return AllocateRows(rows, false); }
   /** Rows that a run may well fill: taken from the memory of the machine, false beyond it. */
   bool AllocateWithinMemory(std::int64_t rows) { return AllocateRows(rows, true); }
+  /** Frees the rows and returns what was taken from the memory of the machine. */
   void Release()
   {
     FreeUntouchedBlock(Rows, GetSize(NumberOfRows));

@@ -28,7 +28,7 @@ bool trelVarianceReductionMonteCarlo::Initialize()
   return true;
 }
 
-/** After how many packets progress is told: a hundredth of the run, but no more than 1000. */
+/** After how many packets progress is reported: a hundredth of the run, at most 1000. */
 static std::uint64_t ProgressIntervalOf(std::uint64_t total)
 {
   if (total >= 100000) return 1000;
@@ -99,7 +99,7 @@ bool trelVarianceReductionMonteCarlo::RunSource(trelLightSource& light, trelPhot
   return true;
 }
 
-/** No exception may leave the region: what cannot be made is told by OutOfMemory, and then no
+/** No exception may leave the region: a thread that lacks memory sets OutOfMemory, and then no
  * thread traces a packet. */
 void trelVarianceReductionMonteCarlo::PhotonTask(const trelPhotonTask& task)
 {
@@ -201,8 +201,8 @@ void trelVarianceReductionMonteCarlo::ReportFailedLaunches(std::uint64_t packets
                                  "the medium, or its light does not meet it");
 }
 
-/** They are in no total and no counter. On concave surfaces and flush ones a packet can be held
- *  where it is, in steps of no length. */
+/** Warns of packets that are in no total and no counter. Where surfaces are concave or coincide, a
+ *  packet may take steps of length 0 until it reaches the limit. */
 void trelVarianceReductionMonteCarlo::ReportEndedByLimit()
 {
   if (EndedByLimit == 0 || SingleStepMode) return;
@@ -217,8 +217,7 @@ bool trelVarianceReductionMonteCarlo::LaunchFromAnySource(trelVarianceReductionM
 {
   if (!light->LaunchPhoton(filter, photon, spectrum)) return false;
   if (light->IsInternal()) {
-    photon->TissueIndex =
-        Model.CachedMedium->GetTissueIndex(photon->PositionX, photon->PositionY, photon->PositionZ);
+    photon->TissueIndex = Model.CachedMedium->GetTissueIndex(photon->GetPosition());
   }
   return photon->TissueIndex != -1;
 }
@@ -299,7 +298,7 @@ static void ScoreThreadsPacket(trelGridKind kind, Score score)
   if (target) score(packet, state, *target);
 }
 
-// A grid of the other dimension is not in the score table: the two forms of a score are one.
+// The 2D and the 3D form do the same: the score table has only grids of the model's dimension.
 
 #define TREL_SCORE_ENTRY(Kind, Domain, dimension)                                                  \
   void trelVarianceReductionMonteCarlo::Score##Kind##Domain##dimension(double value)               \

@@ -56,9 +56,11 @@ public:
   double NextRandom() override;
   trelMedium* GetMedium() override { return Model.CachedMedium; }
 
-  // Scoring of the calling thread's packet, domain by domain: `value` is a weight in source units,
-  // `phase` in rad. The cell follows from the packet's position and, for transmittance, from the
-  // face that it crossed; what has no cell is dropped.
+  /**
+   * Scoring of the calling thread's packet, domain by domain: @p value is a weight in source units,
+   * @p phase in rad. The cell follows from the packet's position and, for transmittance, from the
+   * face that it crossed; what has no cell is dropped.
+   */
   void ScoreAbsorptionCW2D(double value);
   void ScoreAbsorptionCW3D(double value);
   void ScoreAbsorptionTD2D(double value);
@@ -73,7 +75,7 @@ public:
   void ScoreTransmittanceFD3D(double value, double phase);
 
 protected:
-  /** The eight things that a parallel region needs to know. */
+  /** What a parallel region works on. */
   struct trelPhotonTask
   {
     std::uint32_t NumberOfPackets;

@@ -6,7 +6,7 @@
 
 /**
  * @file trelVector.h
- * The words of geometry: a vector, a ray, a box, and where a ray hits a surface.
+ * The basic types of geometry: a vector, a ray, a box, and where a ray hits a surface.
  *
  * Plain aggregates in double precision, lengths in mm. Sums run x, y, z: results depend on the
  * order of the terms, since nothing is fused or rearranged.
@@ -36,6 +36,7 @@ inline trelVector operator-(const trelVector& a, const trelVector& b)
   return {a.X - b.X, a.Y - b.Y, a.Z - b.Z};
 }
 
+/** As a + b. */
 inline trelVector& operator+=(trelVector& a, const trelVector& b)
 {
   return a = a + b;
@@ -102,12 +103,24 @@ struct trelBox
   trelVector Low = {HUGE_VAL, HUGE_VAL, HUGE_VAL};
   trelVector High = {-HUGE_VAL, -HUGE_VAL, -HUGE_VAL};
 
+  /** Widens the box to hold @p point. A coordinate that is NaN leaves its axis as it is. */
   void Extend(const trelVector& point)
   {
     Low = {std::min(Low.X, point.X), std::min(Low.Y, point.Y), std::min(Low.Z, point.Z)};
     High = {std::max(High.X, point.X), std::max(High.Y, point.Y), std::max(High.Z, point.Z)};
   }
+  /** True until the box is first extended. */
   bool IsEmpty() const { return !(Low.X <= High.X); }
+  /** Its edges. */
+  trelVector GetSize() const { return High - Low; }
+  /** Whether it sticks out of @p outer along one of the first @p axes axes. */
+  bool ReachesBeyond(const trelBox& outer, int axes) const
+  {
+    for (int axis = 0; axis < axes; ++axis) {
+      if (Low[axis] < outer.Low[axis] || High[axis] > outer.High[axis]) return true;
+    }
+    return false;
+  }
 };
 
 /** Where a ray meets a surface. */

@@ -5,7 +5,7 @@
 
 bool trelVoxelGrid::LayOut(const trelBox& box)
 {
-  trelVector extent = box.High - box.Low;
+  trelVector extent = box.GetSize();
   for (int a = 0; a < 3; ++a) {
     if (!std::isfinite(extent[a])) return false;
     extent[a] = std::max(extent[a], 0.0);  // turned inside out by its half-lengths, it is flat

@@ -35,12 +35,14 @@ void VisitVoxels(const trelVoxelRange& range, Visit visit)
 class trelVoxelGrid
 {
 public:
+  /** The most voxels of a grid, by which their size is chosen. */
   static constexpr std::int64_t MaximumVoxels = 2000000;
 
-  /** Covers @p box, which is flat along an axis where it is turned inside out. False if it is not
+  /** Covers @p box. An axis whose maximum lies below its minimum is flat. False if the box is not
    *  finite. */
   bool LayOut(const trelBox& box);
 
+  /** The edge of a voxel, mm, and the number of voxels along @p axis (0, 1, 2 for x, y, z). */
   double GetVoxelSize() const { return VoxelSize; }
   int GetSize(int axis) const { return Size[axis]; }
   /** 0 if the box is flat. */
@@ -85,7 +87,7 @@ public:
    * billionth of it, and what rounding makes of positions far from the origin. The overlap test
    * takes touching for overlap within 1e-12, but of products with edges and normals that are not of
    * unit length: of faces of several mm along the border of a voxel, rounding alone would make it
-   * miss some, and the body would be open there.
+   * miss some, which would leave a gap in the surface.
    */
   trelVector GetReach() const;
   /** Where voxel @p index along @p axis starts, and the one before ends. */
@@ -123,7 +125,7 @@ public:
 
   /** Whether indices are rounded by less than a millionth. */
   bool IsNearOrigin() const;
-  /** Whether a position on a ray from @p start tells its voxel to within one. From far away
+  /** Whether the indices of positions on a ray from @p start are off by at most one. From far away
    *  rounding errors are larger than voxels. */
   bool CanTellVoxels(const trelVector& start) const;
 

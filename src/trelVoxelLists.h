@@ -13,26 +13,27 @@ struct VoxelCell
   /** Those that overlap the voxel, ascending. */
   std::uint32_t First = 0, Last = 0;
   /** Those that its parity ray may meet, each once: they overlap the voxel or one between it and
-   *  the border of the grid that the ray makes for. */
+   *  the border of the grid where the ray ends. */
   std::uint32_t RowFirst = 0, RowLast = 0;
   RayAxis Axis = RayAxisXMin;
 };
 
-/** What the parity count looks at first: the box of a triangle, and the regions that it bounds. */
+/** What the parity count tests first: the box of a triangle, and the regions that it bounds. */
 struct trelTriangleBounds
 {
   /** x, y, z, mm, rounded away from the triangle. */
   float Low[3], High[3];
   std::int16_t Regions[2];
 
+  /** True if the triangle bounds @p region, 0 or above. */
   bool Bounds(std::int32_t region) const { return Regions[0] == region || Regions[1] == region; }
 };
 
 /**
- * What the voxels of a grid know of a mesh.
+ * What a grid stores of a mesh, by voxel.
  *
- * Each voxel has a byte that answers most questions, two of state and a number of four, in arrays
- * apart; lists of triangles exist for surface voxels only.
+ * Each voxel has a byte that answers most questions, a state of two bytes and a list number of
+ * four, in separate arrays; lists of triangles exist for surface voxels only.
  */
 struct trelVoxelLists
 {

@@ -27,6 +27,7 @@
 class trelVoxelTable : public trelVoxelGrid
 {
 public:
+  /** The states of trelVoxelLists, for users of the table. */
   static constexpr std::int16_t NoRegion = trelVoxelLists::NoRegion;
   static constexpr std::int16_t Surface = trelVoxelLists::Surface;
   static constexpr std::int32_t MaximumRegions = trelVoxelLists::MaximumRegions;
@@ -54,8 +55,8 @@ public:
   const std::uint32_t* EndOf(std::size_t cell) const { return Lists.EndOf(cell); }
   const trelTracedTriangle& GetTriangle(std::uint32_t t) const { return Lists.Triangles[t]; }
 
-  /** True if all points of the voxel are known to lie in @p region. With this question most steps
-   *  are done. */
+  /** True if all points of the voxel are known to lie in @p region. Most steps need no other
+   *  answer. */
   bool IsSettledIn(std::size_t cell, std::int32_t region) const
   {
     return Lists.Settled[cell] == region && region != trelVoxelLists::Unsettled;
@@ -64,7 +65,7 @@ public:
   /**
    * Counts the crossings of the point's ray with triangles that bound @p region, 0 or above, in the
    * voxels from @p cell, the point's own, to the border of the grid: where the point lies in
-   * relation to the region. The coordinates are loose so that they are handed over in registers.
+   * relation to the region. Separate coordinates are passed in registers, a vector is not.
    */
   TREL_RARE PointRelation ClassifyPointInVoxel(double x, double y, double z, std::size_t cell,
                                                std::int32_t region) const;
@@ -74,9 +75,9 @@ public:
    * 1e-12, or -1; @p distance receives how far it is. Among those equally far within 1e-12 the
    * first in the order of the voxels wins. Only voxels in @p range are searched.
    *
-   * A triangle that the ray starts on is the answer if none lies ahead, at distance 0. If a ray
-   * that enters meets such a triangle, it forgets what it has found so far and passes to the next
-   * voxel; only a nearer hit after that takes its place.
+   * If none lies ahead, a triangle that the ray starts on is the answer, at distance 0. Where a ray
+   * that enters meets such a triangle, what was found before and the rest of that voxel do not
+   * count; hits in later voxels count only if they are nearer than those found before.
    */
   int FindNearest(const trelRay& ray, std::int32_t region, RaySide side,
                   const trelVoxelRange& range, double* distance) const;

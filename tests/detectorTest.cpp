@@ -101,6 +101,21 @@ TEST(SurfaceElement, IsTheCellOfThePoint)
   }
 }
 
+TEST(SurfaceElement, HasANormalOfSquaresIn32Bits)
+{
+  const double square[] = {0.009999999776482582, 0.09000000357627869};
+  const trelEllipsoid ellipsoid;
+  const trelCylinder cylinder;
+  for (const trelShapeObject* shape : {static_cast<const trelShapeObject*>(&ellipsoid),
+                                       static_cast<const trelShapeObject*>(&cylinder)}) {
+    SurfaceElement element;
+    ASSERT_TRUE(shape->MakeSurfaceElement(MakeWindow({0.1, 0.3, 0.2}), CoordinateCylindrical,
+                                          {0.05, 0.1, 0.1}, 2, &element));
+    const trelVector &n = element.Normal, &e = element.Center;
+    EXPECT_NEAR(n.X * square[0] / e.X / (n.Y * square[1] / e.Y), 1.0, 1e-14);
+  }
+}
+
 // Images
 
 /** A cube of 20 mm about 0 and what its surface emits, filled by hand. */

@@ -291,68 +291,50 @@ TEST(ExactLaunch, GivesADiscItsProfile)
   }
 }
 
-/** A beam along +x onto a plane or a ball, whose normal it meets at the angle a. */
-TEST(ExactLaunch, RefractsAboutTheTrueNormalWhereItEnters)
-{
-  for (const double degrees : {0.0, 30.0, 60.0, 89.0}) {
-    for (const bool specular : {false, true}) {
-      const double a = degrees / 180.0 * Pi, b = std::asin(std::sin(a) / 1.5);
-      const double sines = std::sin(a - b) / std::sin(a + b),
-                   tangents = std::tan(a - b) / std::tan(a + b);
-      const double r = a == 0.0 ? 0.04 : (sines * sines + tangents * tangents) / 2.0;
-      ExactLamp lamp(Place(new trelCube, 0, 0, 0, 1, 1, 1));
-      lamp.Source.SetInternal(false);
-      lamp.Source.SetSpecular(specular);
-      ASSERT_TRUE(lamp.Prepare());
-      EXPECT_EQ(lamp.Launch.GetPacketWeight(), 0.75);
-      trelTissueChange entry;
-      entry.Hit = {-2.0, 0, {std::cos(a), std::sin(a), 0.0}};
-      entry.Tissue = 0;
-      entry.Reach = 1e-7;
-      trelLaunched start;
-      ASSERT_EQ(lamp.Launch.Enter({{5, 6, 7}, {1, 0, 0}}, entry, &start), LaunchDone);
-      EXPECT_EQ(start.Position.X, 3.0);
-      EXPECT_EQ(start.Tissue, 0);
-      // Turned towards the normal by a - b.
-      EXPECT_LT(Length(start.Direction - trelVector{std::cos(a - b), std::sin(a - b), 0.0}), 1e-15);
-      EXPECT_NEAR(start.Reflected, specular ? r : 0.0, 1e-14);
-      EXPECT_EQ(start.Entering, 1.0 - start.Reflected);
-      EXPECT_NEAR(start.Skip, 1e-7 / std::cos(b), 1e-20);
-    }
-  }
-}
-
-TEST(ExactLaunch, TellsWhatDoesNotEnter)
+/** A beam along +x onto a surface whose normal it meets at a cosine. */
+TEST(ExactLaunch, TakesOffWhatItsEntryReflects)
 {
   ExactLamp lamp(Place(new trelCube, 0, 0, 0, 1, 1, 1));
-  ASSERT_TRUE(lamp.Prepare());
-  trelLaunched start;
-  EXPECT_EQ(lamp.Launch.StartAt({}, 0, &start), LaunchDone);
-  EXPECT_EQ(lamp.Launch.StartAt({}, -1, &start), LaunchNotMet);
   const struct
   {
     double ambient, cosine;
     std::int32_t tissue;
     trelLaunchOutcome outcome;
-  } cases[] = {{1.0, 0.8, 0, LaunchDone},
-               {1.0, 0.8, -1, LaunchNotMet},
+  } cases[] = {{1.0, 1.0, 0, LaunchDone},
+               {1.0, 0.5, 0, LaunchDone},
+               {1.0, 0.01, 0, LaunchDone},
+               {1.0, 0.5, -1, LaunchNotMet},
                {1.5, 0.01, 0, LaunchDone},
-               // The critical cosine from 2 into 1.5 is sqrt(7) / 4 = 0.6614.
+               // The critical cosine from 2 into 1.5 is sqrt(7) / 4 = 0.66144.
                {2.0, 0.6615, 0, LaunchDone},
                {2.0, 0.6614, 0, LaunchReflected},
                {-1.5, 1.0, 0, LaunchReflected}};
   for (const auto& c : cases) {
+    SCOPED_TRACE(testing::Message() << c.ambient << " at " << c.cosine);
     lamp.Model.AmbientRefractiveIndex = c.ambient;
     trelTissueChange entry;
-    entry.Hit.Normal = {c.cosine, std::sqrt(1.0 - c.cosine * c.cosine), 0.0};
+    entry.Hit = {-2.0, 0, {c.cosine, std::sqrt(1.0 - c.cosine * c.cosine), 0.0}};
     entry.Tissue = c.tissue;
-    start = {};
-    EXPECT_EQ(lamp.Launch.Enter({{}, {1, 0, 0}}, entry, &start), c.outcome) << c.ambient;
-    EXPECT_EQ(start.Reflected, c.outcome == LaunchReflected ? 1.0 : 0.0);
-    if (c.ambient == 1.5) {
-      EXPECT_EQ(start.Direction.X, 1.0);
+    entry.Reach = 1e-7;
+    entry.LongestReach = 1.0;
+    for (const bool specular : {false, true}) {
+      lamp.Source.SetSpecular(specular);
+      ASSERT_TRUE(lamp.Prepare());
+      trelLaunched start;
+      ASSERT_EQ(lamp.Launch.Enter({{5, 6, 7}, {1, 0, 0}}, entry, &start), c.outcome);
+      double cosT = 0.0;
+      const double r = FresnelReflectance(c.ambient, 1.5, c.cosine, &cosT);
+      const bool all = c.outcome == LaunchReflected;
+      EXPECT_NEAR(start.Reflected, all || (specular && c.tissue == 0) ? (all ? 1.0 : r) : 0.0,
+                  1e-12);
+      if (c.outcome != LaunchDone) continue;
+      EXPECT_EQ(start.Entering, 1.0 - start.Reflected);
+      EXPECT_EQ(start.Position.X, 3.0);
+      EXPECT_NEAR(Dot(start.Direction, entry.Hit.Normal), cosT, 1e-13);
+      EXPECT_NEAR(start.Skip, 1e-7 / cosT, 1e-16);
     }
   }
+  EXPECT_EQ(lamp.Launch.GetPacketWeight(), 0.75);
 }
 
 TEST(ExactLaunch, RefusesWhatCannotShine)
@@ -374,4 +356,79 @@ TEST(ExactLaunch, RefusesWhatCannotShine)
   EXPECT_TRUE(refuses(box(), [](trelLightSource& s) { s.SetLaunchable(false); }));
   EXPECT_TRUE(refuses(box(), [](trelLightSource& s) { s.SetAzimuthRange(0.0, HUGE_VAL); }));
   EXPECT_TRUE(refuses(box(), [](trelLightSource& s) { s.SetDeflectionRange(-HUGE_VAL, 0.0); }));
+}
+
+/** A body of index 1.5: a ball, a corner of triangles, or a box whose half below x = 0 is taken by
+ * a part of index 1.6 that is flush with it. */
+class ExactBody
+{
+public:
+  explicit ExactBody(ShapeType kind)
+  {
+    trelShapeObject* body = Place(MakeShape(kind), 0, 0, 0, 2, 2, 2);
+    if (kind == ShapeTriangleMesh) {
+      EXPECT_TRUE(ImportCorner(static_cast<trelMCTriangleMesh&>(*body), 1));
+    }
+    Model.AddTissue(body, {0.1, 1.0, 0.9, 1.5});
+    if (kind == ShapeCube) {
+      Model.AddTissue(Place(new trelCube, -1, 0, 0, 1, 2, 2), {0.1, 1.0, 0.9, 1.6});
+    }
+    Model->SetRules(RulesExact);
+    Model->PrepareGeometry();
+    EXPECT_TRUE(Map.Build(*Model->GetMedium()));
+  }
+
+  TestModel Model;
+  trelTissueMap Map;
+};
+
+/** A beam of no size at a body. */
+TEST(ExactLaunch, MeetsTheMediumOnItsLine)
+{
+  const double third = std::sqrt(3.0);
+  const trelVector intoBall = {third / 2.0, -0.5, 0.0}, intoBox = {1, 0, 0};
+  const trelVector slant = {-1.0 / third, -1.0 / third, -1.0 / third};
+  ExactBody ball(ShapeEllipsoid), box(ShapeCube), corner(ShapeTriangleMesh);
+  const struct
+  {
+    ExactBody& body;
+    trelVector start, direction;
+    std::int32_t tissue;  // -1: not met
+    trelVector entry, normal;
+  } cases[] = {{ball, {-5, 1, 0}, {1, 0, 0}, 0, {-third, 1, 0}, intoBall},
+               {ball, {0.5, 1, 0}, {1, 0, 0}, 0, {-third, 1, 0}, intoBall},
+               {ball, {-1e5, 1, 0}, {1, 0, 0}, 0, {-third, 1, 0}, intoBall},
+               {ball, {0, 0, 2}, {0, 0, -1}, 0, {0, 0, 2}, {0, 0, -1}},
+               {ball, {5, 1, 0}, {1, 0, 0}, -1, {}, {}},
+               {ball, {-5, 3, 0}, {1, 0, 0}, -1, {}, {}},
+               {box, {-5, 1, 1}, {0.8, 0, -0.6}, 1, {-2, 1, -1.25}, intoBox},
+               {box, {-1, 1, 1}, {0.8, 0, -0.6}, 1, {-2, 1, 1.75}, intoBox},
+               {box, {-2, 1, 1}, {0.8, 0, -0.6}, 1, {-2, 1, 1}, intoBox},
+               {box, {5, 1, 1}, {-0.8, 0, -0.6}, 0, {2, 1, -1.25}, {-1, 0, 0}},
+               {box, {5, 1, 1}, {0.8, 0, -0.6}, -1, {}, {}},
+               {corner, {5, 0.25, 0.25}, {-1, 0, 0}, 0, {0.5, 0.25, 0.25}, slant},
+               {corner, {-5, 0.25, 0.25}, {-1, 0, 0}, -1, {}, {}}};
+  for (const auto& c : cases) {
+    ExactLamp lamp(Place(new trelCube, c.start.X, c.start.Y, c.start.Z, 0, 0, 0));
+    lamp.Source.SetDirection(c.direction);
+    lamp.Source.SetDeflectionRange(0, 0);
+    lamp.Model.Resolve(*c.body.Model.Get());
+    trelLaunched start;
+    for (const bool internal : {false, true}) {
+      SCOPED_TRACE(testing::Message() << (&c - cases) << (internal ? " internal" : ""));
+      lamp.Source.SetInternal(internal);
+      ASSERT_TRUE(lamp.Prepare());
+      const std::int32_t tissue = internal ? c.body.Map.FindTissue(c.start) : c.tissue;
+      const trelLaunchOutcome outcome = lamp.Launch.Launch(c.body.Map, lamp.Numbers, &start);
+      ASSERT_EQ(outcome, tissue < 0 ? LaunchNotMet : LaunchDone);
+      if (tissue < 0) continue;
+      EXPECT_EQ(start.Tissue, tissue);
+      EXPECT_LT(Length(start.Position - (internal ? c.start : c.entry)), 1e-10);
+      // Snell: the part along the surface shrinks by the index.
+      const double ratio = internal ? 1.0 : 1.0 / (c.tissue == 1 ? 1.6 : 1.5);
+      const trelVector along = Cross(c.normal, start.Direction);
+      EXPECT_LT(Length(along - ratio * Cross(c.normal, c.direction)), 1e-10);
+      EXPECT_NEAR(Length(start.Direction), 1.0, 1e-14);
+    }
+  }
 }

@@ -288,7 +288,7 @@ TEST(Medium, SettledCellsDoNotChangeAnAnswerFarFromTheOrigin)
     PointsInAndAround next(*outer, 2);
     for (int n = 0; n < 20000; ++n) {
       const double x = next(0), y = next(1), z = next(2);
-      ASSERT_EQ(medium.GetTissueIndex(x, y, z), medium.ConfirmTissueIndex(x, y, z))
+      ASSERT_EQ(medium.GetTissueIndex(x, y, z), medium.ConfirmTissueIndex({x, y, z}))
           << offset << ": " << x - offset << " " << y + offset << " " << z;
     }
   }
@@ -326,7 +326,7 @@ TEST(Medium, SurvivesModelsThatHoldNothing)
     AddTissue(medium, Place(new trelCube, 0, 0, 0, 0, 0, 0));
     medium.BuildTissueGrid();
     for (const double x : {0.0, 1.0, 1e300, infinity, notANumber})
-      EXPECT_EQ(medium.GetTissueIndex(x, 0, x), medium.ConfirmTissueIndex(x, 0, x)) << half;
+      EXPECT_EQ(medium.GetTissueIndex(x, 0, x), medium.ConfirmTissueIndex({x, 0, x})) << half;
   }
   GetCapturedStderr();
   for (const int outermost : {0, -1, 99}) {

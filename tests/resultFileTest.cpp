@@ -86,6 +86,8 @@ public:
     writer.SetInput(Result, Model.Get());
     ASSERT_TRUE(writer.Update());
     EXPECT_EQ(writer.GetProgress(), 1000);
+    EXPECT_EQ(writer.GetProgressText(),
+              name == "nothing" ? "" : "Storing absorption data...  100%");
     const auto golden = ReadFiles(TREL_SOURCE_DIR "/tests/golden", name);
     auto written = ReadFiles(directory.Path, name);
     EXPECT_EQ(written.size(), golden.size());
@@ -116,7 +118,8 @@ static void MakeSolid(NumberedResult& made, std::istream& row)
   made.Initialize();
   trelMediumResult& record = made.GetRecord();
   for (int packet = 1; packet <= left; ++packet) {
-    record.RecordFlyTime(record.GetTransmitPhotonNum(), packet, -0.5, 1e-10, 12345.678);
+    record.RecordFlyTime(record.GetTransmitPhotonNum(), {static_cast<double>(packet), -0.5, 1e-10},
+                         12345.678);
     record.IncrementTransmitPhotonNum();
     record.SetSpecularReflectance(0.25);
   }

@@ -406,16 +406,9 @@ TEST(Transport, TheTrajectoryHoldsTheLastPacketOfTheMaster)
 }
 
 /** Takes its steps one by one through the operation by name, and so through the thread's state. */
-class SteppingVRMC final : public trelVarianceReductionMonteCarlo
+class SteppingVRMC final : public trelDiffuseVRMC
 {
-  trelTypeMacro(SteppingVRMC, trelVarianceReductionMonteCarlo)
-
-public:
-  bool LaunchPhoton(trelVarianceReductionMonteCarlo* filter, trelPhoton* photon,
-                    trelSpectrum* spectrum, trelLightSource* light) override
-  {
-    return LaunchFromAnySource(filter, photon, spectrum, light);
-  }
+  trelTypeMacro(SteppingVRMC, trelDiffuseVRMC)
 
 protected:
   void TraceAnalytic(trelPacket& packet, ThreadState& state) override

@@ -1,0 +1,417 @@
+#include <cmath>
+#include <random>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "testModel.h"
+#include "testTools.h"
+#include "trelCellMeasures.h"
+#include "trelDetectorArrayResult.h"
+#include "trelDetectorResult.h"
+#include "trelExactScores.h"
+#include "trelFiberDetector.h"
+#include "trelFreespacePinhole.h"
+#include "trelPlaneDetector.h"
+#include "trelSimulationResultWriter.h"
+
+/** Cells of which the last along each axis is narrower than the others. */
+static trelGridWindow MakeWindow()
+{
+  const trelGridBins bins[] = {{-3, 3, 2.5, 3},    {-4, 3.5, 4, 2},  {-5, 4, 4, 3},
+                               {0.5, 3.1, 1.1, 3}, {20, 330, 70, 5}, {10, 170, 60, 3}};
+  const double halfAxes[3] = {3, 4, 5};
+  trelGridWindow window;
+  std::copy_n(bins, 6, window.Bins);
+  std::copy_n(halfAxes, 3, window.HalfAxis);
+  return window;
+}
+
+/** A point of a body or a surface by three numbers below 1, and how much of it that stands for. */
+struct Sample
+{
+  double Point[3];
+  double Measure;
+};
+using SampleOf = Sample (*)(double, double, double);
+
+static Sample InBox(double u, double v, double w)
+{
+  return {{8 * u - 4, 8 * v - 4, 10 * w - 5}, 640};
+}
+static Sample InSquare(double u, double v, double)
+{
+  return {{8 * u - 4, 8 * v - 4, 0}, 64};
+}
+static Sample AcrossX(double u, double v, double)
+{
+  return {{3, 8 * u - 4, 10 * v - 5}, 80};
+}
+static Sample OnEdge(double u, double, double)
+{
+  return {{8 * u - 4, 4, 0}, 8};
+}
+static Sample OnTube(double u, double v, double)
+{
+  const double t = 2 * Pi * u;
+  return {{3 * std::cos(t), 4 * std::sin(t), 10 * v - 5},
+          20 * Pi * std::hypot(3 * std::sin(t), 4 * std::cos(t))};
+}
+static Sample OnOutline(double u, double, double)
+{
+  const Sample tube = OnTube(u, 0.5, 0);
+  return {{tube.Point[0], tube.Point[1], 0}, tube.Measure / 10};
+}
+static Sample OnEllipsoid(double u, double v, double)
+{
+  const double t = 2 * Pi * u, z = 2 * v - 1, s = std::sqrt(1 - z * z);
+  const double x = s * std::cos(t), y = s * std::sin(t);  // of the unit ball
+  return {{3 * x, 4 * y, 5 * z}, 4 * Pi * std::hypot(20 * x, 15 * y, 12 * z)};
+}
+
+TEST(ExactCells, HaveTheMeasureOfThePointsThatTheyTake)
+{
+  const struct
+  {
+    trelGridId Grid;
+    SampleOf At;
+  } cases[] = {{AbsorptionXY, InSquare},       {AbsorptionRA, InSquare},
+               {AbsorptionXYZ, InBox},         {AbsorptionRAZ, InBox},
+               {TransmittanceSide, OnOutline}, {TransmittanceUp, OnEdge},
+               {TransmittanceSideAZ, OnTube},  {TransmittanceSideDA, OnEllipsoid},
+               {TransmittanceTopRA, InSquare}, {TransmittanceTopXY, InSquare},
+               {TransmittanceFrontYZ, AcrossX}};
+  const trelGridWindow window = MakeWindow();
+  constexpr int points = 400000;
+  for (const auto& c : cases) {
+    const trelGridDescription& row = GetGridDescription(c.Grid);
+    SCOPED_TRACE(row.Name);
+    std::vector<double> sums(100, 0.0);
+    for (int n = 1; n <= points; ++n) {  // spread evenly: multiples of irrational numbers
+      const auto part = [&](double step) { return n * step - std::floor(n * step); };
+      const Sample sample =
+          c.At(part(0.8191725133961645), part(0.6710436067037893), part(0.5497004779019703));
+      std::size_t cell = 0;
+      if (row.LocateExactly(window, sample.Point, &cell)) sums[cell] += sample.Measure / points;
+    }
+    std::int32_t counts[3] = {1, 1, 1};
+    for (int k = 0; k < row.NumberOfAxes; ++k)
+      counts[k] = window.Bins[row.Axes[k]].Count;
+    const trelCellMeasures measures(c.Grid, window);
+    for (int cell = 0; cell < counts[0] * counts[1] * counts[2]; ++cell) {
+      const double measure = measures.Get(cell / counts[2] / counts[1],
+                                          cell / counts[2] % counts[1], cell % counts[2]);
+      const double error = (c.At == InBox ? 0.04 : 0.015) * measure + 0.01;  // of few points a cell
+      EXPECT_NEAR(sums[static_cast<std::size_t>(cell)], measure, error) << cell;
+    }
+  }
+}
+
+TEST(ExactCells, AddUpToTheWholeInDoublePrecision)
+{
+  const double ball[3] = {2, 2, 2}, needle[3] = {100, 1, 2}, flat[3] = {3, 4, 0.01};
+  EXPECT_NEAR(ComputeArc(2, 2, 10, 370), 4 * Pi, 1e-13);
+  EXPECT_NEAR(ComputeArc(3, 4, 0, 360), 22.103492160709504, 1e-12);  // 4 b E(k), k^2 = 7 / 16
+  EXPECT_NEAR(ComputeEllipsoidArea(ball, 0, 360, 0, 180), 16 * Pi, 1e-12);
+  EXPECT_NEAR(ComputeEllipsoidArea(ball, 0, 90, 30, 60), 2 * Pi * (std::sqrt(0.75) - 0.5), 1e-13);
+  for (const double* h : {ball, needle, flat}) {
+    double arcs = 0.0, areas = 0.0;
+    for (int a = 0; a < 360; a += 8) {
+      arcs += ComputeArc(h[0], h[1], a, a + 8);
+      for (int d = 0; d < 180; d += 4)
+        areas += ComputeEllipsoidArea(h, a, a + 8, d, d + 4);
+    }
+    EXPECT_NEAR(arcs / ComputeArc(h[0], h[1], 0, 360), 1, 1e-10);
+    EXPECT_NEAR(areas / ComputeEllipsoidArea(h, 0, 360, 0, 180), 1, 1e-9);
+  }
+}
+
+TEST(ExactCells, TakeTheAxisAndTheUpperBounds)
+{
+  trelGridWindow window = MakeWindow();
+  window.Bins[GridR] = {0, 3, 1, 3};
+  const struct
+  {
+    trelGridId Grid;
+    double Point[3];
+    int Cell;  // -1: none
+  } cases[] = {{AbsorptionXY, {3, 3.5, 0}, 5},       {AbsorptionXY, {3 + 1e-14, -4, 0}, 4},
+               {AbsorptionXY, {3 + 1e-9, 0, 0}, -1}, {AbsorptionRA, {0, 0, 0}, 0},
+               {AbsorptionRAZ, {0, 0, 4}, 2},        {AbsorptionRA, {-3, 0, 0}, 12},
+               {AbsorptionRA, {-3.1, 0, 0}, -1},     {AbsorptionRA, {1, 0, 0}, -1},
+               {AbsorptionRA, {-2, -1e-300, 0}, 12}, {TransmittanceSideDA, {0, 0, 5}, -1},
+               {TransmittanceSideDA, {0, 1, -1}, 1}, {TransmittanceSideDA, {0, 1, 1}, 11}};
+  for (const auto& c : cases) {
+    std::size_t cell = 99;
+    EXPECT_EQ(GetGridDescription(c.Grid).LocateExactly(window, c.Point, &cell), c.Cell >= 0);
+    EXPECT_EQ(cell, c.Cell < 0 ? 99u : static_cast<std::size_t>(c.Cell));
+  }
+  // 360 degrees are 0, and the poles have a cell.
+  window.Bins[GridA] = {270, 360, 45, 2};
+  window.Bins[GridD] = {0, 180, 60, 3};
+  std::size_t cell = 99;
+  const double onAxisX[3] = {2, 0, 0}, pole[3] = {0, 0, -5};
+  EXPECT_TRUE(LocateCellDAExactly(window, onAxisX, &cell));
+  EXPECT_EQ(cell, 3u);
+  EXPECT_TRUE(LocateCellDAExactly(window, pole, &cell));
+  EXPECT_EQ(cell, 0u);
+  EXPECT_EQ(CountCellsWithoutSliver(1.1, 0.1), 11);
+  EXPECT_EQ(CountCellsWithoutSliver(1.15, 0.1), 12);
+  EXPECT_EQ(CountCellsWithoutSliver(0.1, 1e12), 1);
+}
+
+// Scores
+
+/** A model by the exact rules in all domains, and where its packets are scored. */
+class ExactScores : public testing::Test
+{
+protected:
+  ~ExactScores() override { Result->UnRegister(); }
+
+  void Initialize(trelShapeObject* shape, SimulationDimension dimension, CoordinateType coordinate,
+                  bool fluence)
+  {
+    Result->Register();
+    Model->SetDimension(dimension);
+    Model->SetRules(RulesExact);
+    Model->SetAbsorptionCoordinate(coordinate);
+    Model->SetTransmittanceCoordinate(shape->GetTraits().Coordinate);
+    Model->SetSaveFluenceRate(fluence);
+    Model->SetTimeDomain(true);
+    Model->SetFrequencyDomain(true);
+    Model->SetFrequency(3000);
+    Model->SetTimeRange(10, 57, 10);
+    Model->SetSeparations(0.7, 0.9, 0.8, 0.6, 50, 60);
+    Model.AddTissue(shape, {0.1, 1, 0, 1});
+    ReportsOf([this] { ASSERT_TRUE(Result->Initialize(Model.Get())); });
+    Transport.Resolve(*Model.Get());
+    Tables.Resolve(*Result, *Model.Get(), shape->GetShapeType());
+    Scores.Grids = Tables.GetMedium(0);
+    Scores.FiberGrids = Tables.GetFibers(0);
+    Scores.OneThread = true;
+  }
+  trelMediumResult& Record() { return *Result->GetMediumResult(0); }
+  std::vector<double> Cells(trelGridDomain domain, trelGridId id)
+  {
+    trelGrid& grid = *Record().GetGrid(domain, id);
+    return {grid.GetCells(), grid.GetCells() + grid.GetNumberOfCells()};
+  }
+  static trelPacket MakePacket(const trelVector& position, double time, double weight)
+  {
+    trelPacket packet{};
+    packet.Position = position;
+    packet.FlyTime = time;
+    packet.Weight = weight;
+    packet.SourceWeight = 2;
+    return packet;
+  }
+
+  TestModel Model;
+  trelSimulationResult* Result = new trelSimulationResult;
+  trelTransportModel Transport;
+  trelScoreTables Tables;
+  trelPacketScores Scores{};
+};
+
+class ExactPaths : public ExactScores, public testing::WithParamInterface<int>
+{
+};
+
+TEST_P(ExactPaths, AreCutAtEveryBorderOfCellsAndGates)
+{
+  const struct
+  {
+    ShapeType Shape;
+    CoordinateType Coordinate;
+    trelGridId Grid;
+  } kinds[] = {{ShapeCube, CoordinateCartesian, AbsorptionXYZ},
+               {ShapeCylinder, CoordinateCylindrical, AbsorptionRAZ},
+               {ShapeRectangle, CoordinateCartesian, AbsorptionXY},
+               {ShapeEllipse, CoordinatePolar, AbsorptionRA}};
+  const auto& kind = kinds[GetParam()];
+  const bool isPlanar = GetShapeTraits(kind.Shape).IsPlanar();
+  const double roi[12] = {-2, 1.9, -1.5, 3, -3, 2, 0.4, 2.9, 30, 320, 0, 180};
+  Model->SetROI(roi);
+  Initialize(MakeShape(kind.Shape, {0.1, 0.2, 0.3}, {3, 3, 3}),
+             isPlanar ? Dimension2D : Dimension3D, kind.Coordinate, true);
+  std::mt19937 random(5);
+  const auto draw = [&] { return std::uniform_real_distribution<>(-3, 3)(random); };
+  const trelScoreTarget& target = Scores.Grids->Absorption;
+  for (int n = 0; n < 60; ++n) {
+    trelPacket packet = MakePacket({draw(), draw(), isPlanar ? 0.0 : draw()}, 20 + 5 * draw(), 0.5);
+    trelVector towards = {draw(), draw(), isPlanar ? 0.0 : draw()};
+    if (n % 6 == 1) towards = trelVector{0.1, 0.2, packet.Position.Z} - packet.Position;
+    if (n % 6 == 2) towards = {n % 4 ? 1.0 : -1.0, 0, 0};
+    if (n % 6 == 3 && !isPlanar) towards = {0, 0, 1};
+    if (n % 12 == 4) packet.Position = {0.1, 0.2, packet.Position.Z};  // from the axis
+    packet.Direction = Normalized(towards);
+    const double length = n == 5 ? 1e4 : 4 + draw(), slowness = 4.5;
+    const double counted = std::min(length, 12.0);  // nothing lies beyond
+    for (const trelGridDomain domain : {GridCW, GridTD, GridFDReal, GridFDImag}) {
+      trelGrid& grid = *Record().GetGrid(domain, kind.Grid);
+      std::fill_n(grid.GetCells(), grid.GetNumberOfCells(), 0.0);
+    }
+    ScorePath(packet, length, slowness, Scores, Transport);
+    std::vector<double> cw(target.NumberOfCells), td(Cells(GridTD, kind.Grid).size()), re = cw,
+                                                                                       im = cw;
+    constexpr int steps = 20000;
+    const double step = counted / steps, weight = 2 * 0.5 * step;
+    for (int k = 0; k < steps; ++k) {
+      const double s = (k + 0.5) * step, time = packet.FlyTime + slowness * s;
+      const trelVector p = packet.Position + s * packet.Direction;
+      const double position[3] = {p.X, p.Y, p.Z};
+      std::size_t cell = 0;
+      if (!target.Locate(Scores.Grids->Window, position, &cell)) continue;
+      cw[cell] += weight;
+      re[cell] += weight * std::cos(2 * Pi * 0.003 * time);
+      im[cell] += weight * std::sin(2 * Pi * 0.003 * time);
+      const double gate = std::floor((time - 10) / 10);
+      if (gate >= 0 && time < 57) td[static_cast<std::size_t>(gate) * cw.size() + cell] += weight;
+    }
+    const auto near = [&](trelGridDomain domain, const std::vector<double>& expected) {
+      EXPECT_THAT(Cells(domain, kind.Grid),
+                  testing::Pointwise(testing::DoubleNear(3 * step), expected))
+          << "path " << n << " domain " << domain;
+    };
+    near(GridCW, cw);
+    near(GridTD, td);
+    near(GridFDReal, re);
+    near(GridFDImag, im);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Grids, ExactPaths, testing::Range(0, 4));
+
+TEST_F(ExactScores, KeepWhatIsAbsorbedApartFromTheFluence)
+{
+  Initialize(MakeShape(ShapeCube, {0, 0, 0}, {1, 1, 1}), Dimension3D, CoordinateCartesian, true);
+  const trelVector place = {-0.9, -0.9, 0.9};    // in a cell of 0.7 x 0.9 x 0.4 mm
+  for (const double time : {125.0 / 3, 57.0}) {  // an eighth of a period each, 1/3 the other
+    const trelPacket packet = MakePacket(place, time, 1);
+    ScoreInteraction(packet, Scores, Transport, 0.25, 0.5);
+  }
+  Record().Finalize(Model.Get(), true);
+  const double volume = 0.7 * 0.9 * 0.4;
+  EXPECT_DOUBLE_EQ(Record().GetTotalAbsorption3D(), 1.0);
+  EXPECT_DOUBLE_EQ(Record().GetTotalTDAbsorption3D(), 1.0);
+  EXPECT_DOUBLE_EQ(Record().GetTDAbsorption3D()[4], 0.5);
+  EXPECT_NEAR((*Record().GetAbsorptionXYZ())(0, 0, 2), 2 / volume, 1e-12);
+  EXPECT_NEAR((*Record().GetTDAbsorptionXYZ())(4, 0, 0, 2), 1 / volume, 1e-12);
+  const double turns[] = {125e-3, 171e-3};  // the phases add up as vectors of equal length
+  EXPECT_NEAR((*Record().GetFDAbsorptionXYZPha())(0, 0, 2), 180 * (turns[0] + turns[1]), 1e-10);
+  EXPECT_NEAR((*Record().GetFDAbsorptionXYZAmp())(0, 0, 2),
+              2 / volume * std::cos(Pi * (turns[1] - turns[0])), 1e-12);
+}
+
+TEST_F(ExactScores, OfLeavingPacketsAndFibresCoverAllDomains)
+{
+  auto* fiber = new trelFiberDetector;
+  fiber->SetShape(MakeShape(ShapeCylinder, {0, 0, 0.5}, {0.5, 0.5, 0.4}));
+  Model->AddDetector(fiber);
+  Initialize(MakeShape(ShapeCube, {0, 0, 0}, {1, 1, 1}), Dimension3D, CoordinateCartesian, false);
+  trelPacket packet = MakePacket({1, 1, 1}, 57, 0.5);
+  packet.Boundary.Hit.Face = 4;  // top
+  ScoreEscape(packet, Scores, Transport);
+  packet.Position = {0.5, 0, 0.9};
+  ScoreFiber(packet, 2, 0, Scores, Transport);
+  packet.FlyTime = 125;
+  ScoreFiber(packet, 2, 0, Scores, Transport);
+  Result->FinalizeMediumResults(Model.Get(), false);
+  Result->FinalizeDetectorResults(Model.Get());
+  EXPECT_DOUBLE_EQ(Record().GetTotalTransmittance3D(), 1.0);
+  EXPECT_NEAR((*Record().GetTransmittanceTopXY())(2, 2), 1 / (0.6 * 0.2), 1e-12);
+  EXPECT_DOUBLE_EQ(Record().GetTDTransmittance3D()[4], 1.0);
+  const trelDetectorResult& collected = *Result->GetDetectorArrayResult(0)->GetDetectorResult(0);
+  const double cell = 0.5 * 50 * Pi / 180 * 0.8;
+  EXPECT_NEAR((*collected.GetGrid(GridCW, TransmittanceSideAZ))(0, 0), 2 / cell, 1e-12);
+  EXPECT_NEAR((*collected.GetGrid(GridTD, TransmittanceSideAZ))(4, 0, 0), 1 / cell, 1e-12);
+  EXPECT_NEAR((*collected.GetGrid(GridFDPha, TransmittanceSideAZ))(0, 0), 180 * 0.546, 1e-10);
+
+  const TemporaryDirectory directory;
+  auto* writer = new trelSimulationResultWriter;
+  writer->AddFileName(directory.PathOf("run").c_str());
+  writer->SetInput(Result, Model.Get());
+  EXPECT_TRUE(writer->Update());
+  writer->Delete();
+  const std::string td = ReadText(directory.PathOf("run.D.TD"));
+  const std::string fd = ReadText(directory.PathOf("run.D.FD"));
+  EXPECT_EQ(
+      td.rfind("Spectrum 600\nTotalDetection 1 \n3DTDFiberDetector  1.00000e+00\n"
+               "TDFiberDetectorNum 5\n\nTD 0  0.00000e+00\n3DTDFiberDetectorSide  0.00000e+00\n"
+               "CountA CountZ 8 1\n3DTDFiberDetectorSideAZ\n",
+               0),
+      0u)
+      << td;
+  EXPECT_NE(fd.find("CountA CountZ 8 1\n3DFDAmpFiberDetectorSideAZ\n"), std::string::npos) << fd;
+  EXPECT_NE(fd.find("\n3DFDPhaFiberDetectorSideAZ\n 9.82800e+01"), std::string::npos) << fd;
+}
+
+// Cameras
+
+/** A ball that answers what the exact rules ask. */
+class Ball final : public trelShapeObject
+{
+  trelTypeMacro(Ball, trelShapeObject)
+
+public:
+  ShapeType GetShapeType() const override { return ShapeEllipsoid; }
+  PointRelation LocatePoint(double x, double y, double z) const override
+  {
+    return Length({x, y, z}) < HalfAxes[0] ? PointInside : PointOutside;
+  }
+  bool IntersectRay(double, double, double, double, double, double, double*, int*, double*, double*,
+                    double*, int) const override
+  {
+    return false;
+  }
+  bool FindCrossing(const trelRay& ray, double after, double limit, trelHit* hit) const override
+  {
+    const double b = Dot(ray.Origin, ray.Direction);
+    const double d = b * b - Dot(ray.Origin, ray.Origin) + HalfAxes[0] * HalfAxes[0];
+    const double t = -b - std::sqrt(d);
+    if (!(d > 0.0 && t > after && t <= limit)) return false;
+    *hit = {t, 0, Normalized(ray.At(t))};
+    return true;
+  }
+};
+
+TEST(ExactCamera, SeesALambertianBallAsAFlatDiscWhateverTheCells)
+{
+  for (const double separation : {30.0, 7.0}) {
+    TestModel model;
+    model->SetRules(RulesExact);
+    model->SetTransmittanceCoordinate(CoordinateSpherical);
+    model->SetSeparations(1, 1, 1, 1, separation, separation);
+    auto* fiber = new trelFiberDetector;  // the first detector is no camera
+    fiber->SetShape(MakeShape(ShapeCylinder, {0, 0, 0}, {1, 1, 1}));
+    model->AddDetector(fiber);
+    auto* plane = new trelPlaneDetector;  // the object plane goes through the ball's middle
+    plane->SetCenter(0, 0, 2200);
+    plane->SetNormal(0, 0, -1);
+    plane->SetSize(3, 3);
+    plane->SetResolution(30, 30);
+    plane->SetFocalLength(550);
+    plane->SetImageDistance(1100);
+    model->AddDetector(plane);
+    model.AddTissue(TestModel::Make<Ball>({0, 0, 0}, {1, 1, 1}), {0.5, 1, 0, 1});
+    auto* result = new trelSimulationResult;
+    result->Register();
+    ReportsOf([&] { ASSERT_TRUE(result->Initialize(model.Get())); });
+    trelGrid& surface = *result->GetMediumResult(0)->GetTransmittanceSideDA();
+    std::fill_n(surface.GetCells(), surface.GetNumberOfCells(), 7.0);
+    trelFreespacePinhole pinhole;
+    pinhole.SetParameter(model.Get());
+    pinhole.SetResult(result);
+    ASSERT_TRUE(pinhole.Update());
+    const trelGrid& image =
+        *result->GetDetectorArrayResult(0)->GetDetectorResult(1)->GetDetectionMatrix();
+    for (int row = 0; row < 30; ++row) {
+      for (int column = 0; column < 30; ++column) {
+        const double r = std::hypot(row - 14.5, column - 14.5) / 10;
+        if (std::fabs(r - 1) < 1e-3) continue;
+        EXPECT_DOUBLE_EQ(image(row, column), r < 1 ? 7 / Pi : 0) << row << " " << column;
+      }
+    }
+    result->UnRegister();
+  }
+}
