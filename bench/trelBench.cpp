@@ -1,12 +1,12 @@
 // Runs a model on fixed random streams and prints one line of figures:
 //
-//   trelBench MODEL PACKETS THREADS [count]
+//   trelBench MODEL PACKETS THREADS [count|exact]
 //   packets P seconds S absorbed A transmitted T scatterings N load L prepare R megabytes M
 //
 // L and R are the seconds of reading the model and of building its look-up tables, which S leaves
 // out. With "count" the scatterings are counted, which costs time, on one thread; else N is -1. The
 // same arguments trace the same packets (on one thread), so that a counting run tells how many
-// scatterings another run made.
+// scatterings another run made. "exact" runs by the exact rules, which always count.
 
 #include <sys/resource.h>
 
@@ -17,6 +17,7 @@
 
 #include "trelClock.h"
 #include "trelDiffuseVRMC.h"
+#include "trelExactMonteCarlo.h"
 #include "trelLightSource.h"
 #include "trelMediumResult.h"
 #include "trelPacketSteps.h"
@@ -85,40 +86,63 @@ static double PeakMegabytes()
   return static_cast<double>(usage.ru_maxrss) / 1024.0;
 }
 
-static int RunModel(trelSimulationParameter* parameter, unsigned packets, bool count, double load)
+/** What is run: by the classic rules, with a count or without, or by the exact rules. */
+enum trelBenchMode
+{
+  BenchPlain,
+  BenchCounts,
+  BenchExact
+};
+
+static trelBenchMode ModeOf(const char* word)
+{
+  if (std::strcmp(word, "count") == 0) return BenchCounts;
+  return std::strcmp(word, "exact") == 0 ? BenchExact : BenchPlain;
+}
+
+static int RunModel(trelSimulationParameter* parameter, unsigned packets, trelBenchMode mode,
+                    double load)
 {
   trelCountingVRMC counting;
   trelDiffuseVRMC plain;
-  trelDiffuseVRMC& filter = count ? counting : plain;
+  trelExactMonteCarlo exact;
+  exact.SetSeed(20240229);
+  trelMonteCarlo* const filters[] = {&plain, &counting, &exact};
+  trelMonteCarlo& filter = *filters[mode];
   filter.SetInput(parameter);
   trelBenchClock::time_point start = trelBenchClock::now();
   parameter->PrepareGeometry();
+  if (mode == BenchExact) trelExactModel().Resolve(*parameter);
   const double prepare = SecondsSince(start);
   start = trelBenchClock::now();
   if (!filter.Update()) return EXIT_FAILURE;
   const double seconds = SecondsSince(start) - prepare;  // the run prepares anew
   const trelMediumResult& result = *filter.GetOutput()->GetMediumResult(0);
+  const long long exactCount = static_cast<long long>(exact.GetSummary().Interactions);
+  const long long counts[] = {-1, counting.Scatterings, exactCount};
   std::printf(
       "packets %u seconds %.6f absorbed %.6f transmitted %.6f scatterings %lld "
       "load %.3f prepare %.3f megabytes %.0f\n",
       packets, seconds, result.GetTotalAbsorption3D(), result.GetTotalTransmittance3D(),
-      count ? counting.Scatterings : -1LL, load, prepare, PeakMegabytes());
+      counts[mode], load, prepare, PeakMegabytes());
   return EXIT_SUCCESS;
 }
 
 int main(int argc, char** argv)
 {
   if (argc < 4) {
-    std::fprintf(stderr, "Usage: trelBench MODEL PACKETS THREADS [count]\n");
+    std::fprintf(stderr, "Usage: trelBench MODEL PACKETS THREADS [count|exact]\n");
     return EXIT_FAILURE;
   }
   const auto packets = static_cast<unsigned>(std::strtoul(argv[2], nullptr, 10));
-  const bool count = argc > 4 && std::strcmp(argv[4], "count") == 0;
+  const trelBenchMode mode = argc > 4 ? ModeOf(argv[4]) : BenchPlain;
   SetWallClock([]() -> std::int64_t { return 20240229; });
   const trelBenchClock::time_point start = trelBenchClock::now();
-  trelSimulationParameter* parameter = ReadModel(argv[1], packets, count ? 1 : std::atoi(argv[3]));
+  trelSimulationParameter* parameter =
+      ReadModel(argv[1], packets, mode == BenchCounts ? 1 : std::atoi(argv[3]));
   if (!parameter) return EXIT_FAILURE;
-  const int status = RunModel(parameter, packets, count, SecondsSince(start));
+  if (mode == BenchExact) parameter->SetRules(RulesExact);
+  const int status = RunModel(parameter, packets, mode, SecondsSince(start));
   parameter->UnRegister();
   return status;
 }

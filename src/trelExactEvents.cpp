@@ -134,9 +134,8 @@ static void Escape(trelExactPacket& packet, const trelExactModel& model, trelExa
   if (model.HasFiberDetectors && EndAtFiberOutside(packet, model, tally)) return;
   if (tally.SpectrumMediumResult) {
     const std::int64_t row = tally.SpectrumMediumResult->IncrementTransmitPhotonNum();
-    const trelVector& p = packet.Position;
     if (model.SavePhotonFlyTime) {
-      tally.SpectrumMediumResult->RecordFlyTime(row, p.X, p.Y, p.Z, packet.FlyTime);
+      tally.SpectrumMediumResult->RecordFlyTime(row, packet.Position, packet.FlyTime);
     }
   }
   ScoreEscape(packet, tally, model);

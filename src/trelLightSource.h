@@ -59,6 +59,7 @@ public:
   bool IsSolid() const { return Solid; }
   /** Whether packets can be launched at all, default true. */
   void SetLaunchable(bool launchable) { Launchable = launchable; }
+  bool IsLaunchable() const { return Launchable; }
   /** Whether the start weight takes specular reflection off, default false. */
   void SetSpecular(bool specular) { Specular = specular; }
   bool IsSpecular() const { return Specular; }

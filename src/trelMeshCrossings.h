@@ -10,10 +10,10 @@
 /** Where a ray crosses a triangle of a mesh. */
 struct trelMeshCrossing
 {
-  double Distance = 0.0;
-  std::uint32_t Triangle = 0;
+  double Distance;
+  std::uint32_t Triangle;
   /** 1 along the normal that the winding gives, -1 against it. */
-  int Side = 0;
+  int Side;
 };
 
 /**

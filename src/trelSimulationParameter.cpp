@@ -174,11 +174,12 @@ const bool* trelSimulationParameter::GetFaceFlags() const
   return GetScoringRegion().GetFaceFlags();
 }
 
-/** Builds the voxel table of @p shape if it is a triangle mesh. */
-static void PrepareShape(trelShapeObject* shape, int threads)
+/** Builds the voxel table of @p shape if it is a triangle mesh, and what the exact rules ask. */
+static void PrepareShape(trelShapeObject* shape, trelRules rules, int threads)
 {
   if (!shape || shape->GetShapeType() != ShapeTriangleMesh) return;
   static_cast<trelMCTriangleMesh*>(shape)->BuildVoxelTable(threads);
+  if (rules == RulesExact) shape->PrepareCrossings(threads);
 }
 
 void trelSimulationParameter::PrepareGeometry()
@@ -189,10 +190,10 @@ void trelSimulationParameter::PrepareGeometry()
     if (Medium->GetTetrahedron()) Medium->GetTetrahedron()->BuildVoxelTable(ThreadNumber);
   } else {
     for (const trelTissue* tissue : ItemsOf<trelTissue>(Medium->GetTissues()))
-      PrepareShape(tissue->GetShape(), ThreadNumber);
+      PrepareShape(tissue->GetShape(), Rules, ThreadNumber);
   }
   for (const trelLightSource* source : ItemsOf<trelLightSource>(LightSources))
-    PrepareShape(source->GetShape(), ThreadNumber);
+    PrepareShape(source->GetShape(), Rules, ThreadNumber);
   if (!tetrahedral && Rules == RulesClassic) Medium->BuildTissueGrid();
 }
 

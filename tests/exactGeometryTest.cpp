@@ -116,6 +116,7 @@ public:
     Add("box of triangles", Trace(BoxSurface({1, 2, 3}, {2, 1, 0.5})), 8);
     Add("horseshoe", Trace(Horseshoe(12), true), 4.8 * 3 * 4, 0.3);
     Add("hollow ball", Trace(HollowBall(), true), Pi * 4 / 3 * (8 - 1.728), 1);
+    Add("needles", Trace(BoxSurface({1, 1, 1}, {3, 1e-3, 2e-3}, 6)), 4.8e-5, 1e-4);
     Add("tetrahedra", CubeInCube(4, 1, 3), 64);
   }
   ~Shapes()
@@ -231,6 +232,7 @@ TEST(ExactGeometry, AStartOnABallFindsTheFarSide)
   numbers_.Start(3, 0, 0);
   trelShapeObject* ball = Make(ShapeEllipsoid, {0, 0, 0}, {5, 5, 5});
   ball->Register();
+  int seen = 0;
   for (int i = 0; i < 10000; ++i) {
     const trelVector n = Direction(false), d = Direction(false);
     const double cosine = -Dot(n, d);
@@ -238,7 +240,9 @@ TEST(ExactGeometry, AStartOnABallFindsTheFarSide)
     trelHit hit;
     ASSERT_TRUE(ball->FindCrossing({5.0 * n, d}, 1e-9, HUGE_VAL, &hit));
     EXPECT_NEAR(hit.Distance, 10 * cosine, 1e-14 / cosine);
+    ++seen;
   }
+  EXPECT_GT(seen, 3000);
   ball->UnRegister();
 }
 
@@ -407,73 +411,79 @@ static std::vector<MapCase> MakeMapCases()
 
 /** From the entry to the exit of a line: between the changes lies what they say, and nothing is
  *  lost. */
-TEST(ExactGeometry, ChangesAlongARayAreThoseOfItsPoints)
+static void CheckChanges(const MappedMedium& model, const std::string& name, int rays)
 {
-  numbers_.Start(6, 0, 0);
-  for (const MapCase& c : MakeMapCases()) {
-    const MappedMedium model(c);
-    const trelShapeObject& outer = *model.Medium->GetOuterShape();
-    const bool planar = outer.GetTraits().IsPlanar();
-    int changes = 0;
-    for (int i = 0; i < 1000; ++i) {
-      const trelRay ray = {PointIn(Widened(outer)), Direction(planar)};
-      trelTissueChange change;
-      if (!model.Map.FindEntry(ray, &change)) continue;
-      for (int n = 0; change.Tissue >= 0; ++n, ++changes) {
-        ASSERT_LT(n, 1000) << c.Name;
-        ASSERT_GT(Dot(change.Hit.Normal, ray.Direction), 0) << c.Name;
-        const std::int32_t tissue = change.Tissue;
-        const double from = change.Hit.Distance;
-        ASSERT_TRUE(model.Map.FindChange(ray, tissue, from + change.ReachAlong(ray.Direction),
-                                         HUGE_VAL, &change))
-            << c.Name;
-        const double to = change.Hit.Distance;
-        ASSERT_NE(change.Tissue, tissue) << c.Name;
-        for (int k = 0; k < 5 && to - from > 1e-4; ++k) {
-          const double t = Uniform(from + 2e-5, to - 2e-5);
-          ASSERT_EQ(model.Locate(ray.At(t)), tissue) << c.Name << " at " << t;
-        }
+  const trelShapeObject& outer = *model.Medium->GetOuterShape();
+  const bool planar = outer.GetTraits().IsPlanar();
+  int changes = 0;
+  for (int i = 0; i < rays; ++i) {
+    trelRay ray = {PointIn(Widened(outer)), Direction(planar)};
+    // Some run through corners, along edges and in faces, where a point is in no one tissue.
+    const bool special = i % 5 == 0;
+    for (int a = 0; special && a < 3; ++a)
+      ray.Origin[a] = std::round(2 * ray.Origin[a]) / 2;
+    trelTissueChange change;
+    if (!model.Map.FindEntry(ray, &change)) continue;
+    for (int n = 0; change.Tissue >= 0; ++n, ++changes) {
+      ASSERT_LT(n, 1000) << name;
+      ASSERT_GT(Dot(change.Hit.Normal, ray.Direction), 0) << name;
+      const std::int32_t tissue = change.Tissue;
+      const double from = change.Hit.Distance;
+      ASSERT_TRUE(model.Map.FindChange(ray, tissue, from + change.ReachAlong(ray.Direction),
+                                       HUGE_VAL, &change))
+          << name;
+      const double to = change.Hit.Distance;
+      ASSERT_NE(change.Tissue, tissue) << name;
+      for (int k = 0; k < 5 && to - from > 1e-4 && !special; ++k) {
+        const double t = Uniform(from + 2e-5, to - 2e-5);
+        ASSERT_EQ(model.Locate(ray.At(t)), tissue) << name << " at " << t;
       }
-      ASSERT_FALSE(outer.Holds(ray.At(change.Hit.Distance + 1e-4)) &&
-                   outer.Holds(ray.At(change.Hit.Distance + 1e-5)))
-          << c.Name;
     }
-    EXPECT_GT(changes, 500) << c.Name;
+    ASSERT_FALSE(outer.Holds(ray.At(change.Hit.Distance + 1e-4)) &&
+                 outer.Holds(ray.At(change.Hit.Distance + 1e-5)))
+        << name;
   }
+  EXPECT_GT(changes, rays / 3) << name;
+}
+
+static void CheckSafeDistances(const MappedMedium& model, const std::string& name, int points)
+{
+  const trelShapeObject& outer = *model.Medium->GetOuterShape();
+  const bool planar = outer.GetTraits().IsPlanar();
+  double safeSum = 0, boundSum = 0;
+  for (int i = 0; i < points; ++i) {
+    const trelVector point = PointIn(outer.GetBox());
+    const std::int32_t tissue = model.Map.FindTissue(point);
+    ASSERT_EQ(tissue, model.Locate(point)) << name;
+    const double safe = model.Map.GetSafeDistance(point);
+    const double bound = model.Map.BoundDistance(point);
+    safeSum += safe;
+    boundSum += bound;
+    for (int n = 0; n < 8; ++n) {
+      const trelVector d = Direction(planar);
+      for (const double distance : {safe, bound})
+        ASSERT_EQ(model.Locate(point + distance * d), tissue) << name << " " << distance;
+      trelTissueChange change;
+      ASSERT_FALSE(tissue >= 0 &&
+                   model.Map.FindChange({point, d}, tissue, 0, std::max(safe, bound), &change))
+          << name;
+    }
+  }
+  EXPECT_GE(boundSum, 0.9 * safeSum) << name;
+  EXPECT_GT(boundSum, 0) << name;
 }
 
 /** TREL_POINTS points in all media together, 10^4 unless set. */
-TEST(ExactGeometry, SafeDistancesAreSafe)
+TEST(ExactGeometry, TissuesChangeWhereTheirPointsDo)
 {
-  numbers_.Start(7, 0, 0);
   const char* text = std::getenv("TREL_POINTS");
   const int points = text ? std::atoi(text) : 10000;
+  numbers_.Start(6, 0, 0);
   const std::vector<MapCase> cases = MakeMapCases();
   for (const MapCase& c : cases) {
     const MappedMedium model(c);
-    const trelShapeObject& outer = *model.Medium->GetOuterShape();
-    const bool planar = outer.GetTraits().IsPlanar();
-    double safeSum = 0, boundSum = 0;
-    for (int i = 0; i < points / static_cast<int>(cases.size()); ++i) {
-      const trelVector point = PointIn(outer.GetBox());
-      const std::int32_t tissue = model.Map.FindTissue(point);
-      ASSERT_EQ(tissue, model.Locate(point)) << c.Name;
-      const double safe = model.Map.GetSafeDistance(point);
-      const double bound = model.Map.BoundDistance(point);
-      safeSum += safe;
-      boundSum += bound;
-      for (int n = 0; n < 8; ++n) {
-        const trelVector d = Direction(planar);
-        for (const double distance : {safe, bound})
-          ASSERT_EQ(model.Locate(point + distance * d), tissue) << c.Name << " " << distance;
-        trelTissueChange change;
-        ASSERT_FALSE(tissue >= 0 &&
-                     model.Map.FindChange({point, d}, tissue, 0, std::max(safe, bound), &change))
-            << c.Name;
-      }
-    }
-    EXPECT_GE(boundSum, 0.9 * safeSum) << c.Name;
-    EXPECT_GT(boundSum, 0) << c.Name;
+    CheckChanges(model, c.Name, 500);
+    CheckSafeDistances(model, c.Name, points / static_cast<int>(cases.size()));
   }
 }
 
@@ -490,13 +500,11 @@ TEST(ExactGeometry, FlushSurfacesAreOne)
     std::vector<std::int32_t> Tissues;  ///< along z from -4.99
   } cases[] = {
       {{outer(), layer(-5, 0.1 + 0.2), layer(0.3, 5)}, {1, 2, -1}},
-      {{outer(), layer(-5, 0.3), layer(0.1 + 0.2, 5)}, {1, 2, -1}},
       {{outer(), layer(-5, 0), layer(1e-8, 5)}, {1, 2, -1}},
       {{outer(), layer(-5, 0), layer(1e-7, 5)}, {1, 0, 2, -1}},
       {{outer(), layer(0, 1e-8)}, {0, -1}},
       {{outer(), layer(0, 1e-6)}, {0, 1, 0, -1}},
       {{outer(), layer(0, 5 + 1e-8)}, {0, 1, -1}},
-      {{outer(), layer(-5, 5 - 1e-8)}, {1, -1}},
       {{outer(), layer(-5, 0), Trace(BoxSurface({0, 0, 2.5000005}, {5, 5, 2.5}))}, {1, 2, -1}}};
   for (const auto& c : cases) {
     const MappedMedium model({"flush", c.Shapes});

@@ -9,6 +9,7 @@
 #include "trelCellMeasures.h"
 #include "trelDetectorArrayResult.h"
 #include "trelDetectorResult.h"
+#include "trelExactMonteCarlo.h"
 #include "trelExactScores.h"
 #include "trelFiberDetector.h"
 #include "trelFreespacePinhole.h"
@@ -346,34 +347,39 @@ TEST_F(ExactScores, OfLeavingPacketsAndFibresCoverAllDomains)
   EXPECT_NE(fd.find("\n3DFDPhaFiberDetectorSideAZ\n 9.82800e+01"), std::string::npos) << fd;
 }
 
-// Cameras
-
-/** A ball that answers what the exact rules ask. */
-class Ball final : public trelShapeObject
+/** In a scattering slab between two clear ones: what is absorbed is mua times the fluence, event by
+ *  event, and a beam leaves its length in the clear slab that it comes through. */
+TEST(ExactRun, ScoresFluenceInScatteringAndInClearTissue)
 {
-  trelTypeMacro(Ball, trelShapeObject)
+  TestModel model;
+  model->SetRules(RulesExact);
+  model->SetSaveFluenceRate(true);
+  model->SetTimeDomain(true);
+  model->SetTimeRange(0, 1e4, 5);
+  model->SetSeparations(6, 6, 2, 1, 1, 1);
+  model.AddTissue(MakeShape(ShapeCube, {0, 0, 0}, {3, 3, 3}), {0, 0, 0, 1});
+  model.AddTissue(MakeShape(ShapeCube, {0, 0, 0}, {3, 3, 1}), {0.3, 5, 0.5, 1});
+  model.AddPencilBeam(0, 0, -3, 3000);
+  trelExactMonteCarlo run;
+  run.SetInput(model.Get());
+  run.SetSeed(3);
+  ReportsOf([&] { ASSERT_TRUE(run.Update()); });
+  const trelMediumResult& record = *run.GetOutput()->GetMediumResult(0);
+  const trelGrid& cells = *record.GetAbsorptionXYZ();
+  const double volume = 72;
+  EXPECT_GT(record.GetTotalAbsorption3D(), 0.1);
+  EXPECT_NEAR(cells(0, 0, 1) * volume * 0.3, record.GetTotalAbsorption3D(), 1e-12);
+  EXPECT_NEAR(record.GetTotalTDAbsorption3D(), record.GetTotalAbsorption3D(), 1e-12);
+  EXPECT_GT(cells(0, 0, 0) * volume, 2.0);
+  double gates = 0.0;
+  for (std::int32_t gate = 0; gate < record.GetCountTD(); ++gate)
+    gates += (*record.GetTDAbsorptionXYZ())(gate, 0, 0, 0);
+  EXPECT_NEAR(gates / cells(0, 0, 0), 1, 1e-12);
+  // Nothing comes back through 2 mm within 5 ps.
+  EXPECT_NEAR((*record.GetTDAbsorptionXYZ())(0, 0, 0, 0) * volume, 5 * 0.299792458, 1e-9);
+}
 
-public:
-  ShapeType GetShapeType() const override { return ShapeEllipsoid; }
-  PointRelation LocatePoint(double x, double y, double z) const override
-  {
-    return Length({x, y, z}) < HalfAxes[0] ? PointInside : PointOutside;
-  }
-  bool IntersectRay(double, double, double, double, double, double, double*, int*, double*, double*,
-                    double*, int) const override
-  {
-    return false;
-  }
-  bool FindCrossing(const trelRay& ray, double after, double limit, trelHit* hit) const override
-  {
-    const double b = Dot(ray.Origin, ray.Direction);
-    const double d = b * b - Dot(ray.Origin, ray.Origin) + HalfAxes[0] * HalfAxes[0];
-    const double t = -b - std::sqrt(d);
-    if (!(d > 0.0 && t > after && t <= limit)) return false;
-    *hit = {t, 0, Normalized(ray.At(t))};
-    return true;
-  }
-};
+// Cameras
 
 TEST(ExactCamera, SeesALambertianBallAsAFlatDiscWhateverTheCells)
 {
@@ -393,7 +399,7 @@ TEST(ExactCamera, SeesALambertianBallAsAFlatDiscWhateverTheCells)
     plane->SetFocalLength(550);
     plane->SetImageDistance(1100);
     model->AddDetector(plane);
-    model.AddTissue(TestModel::Make<Ball>({0, 0, 0}, {1, 1, 1}), {0.5, 1, 0, 1});
+    model.AddTissue(TestModel::Make<trelEllipsoid>({0, 0, 0}, {1, 1, 1}), {0.5, 1, 0, 1});
     auto* result = new trelSimulationResult;
     result->Register();
     ReportsOf([&] { ASSERT_TRUE(result->Initialize(model.Get())); });
