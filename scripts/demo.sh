@@ -11,13 +11,13 @@ result=$out/limb
 
 scripts/bootstrap.sh build plot
 cmake --preset release -DTREL_BUILD_TESTS=OFF -DTREL_BUILD_BENCH=OFF -DTREL_WERROR=OFF
-cmake --build --preset release --target trel --parallel "$(nproc)"
+cmake --build --preset release --target trelrun --parallel "$(nproc)"
 
 mkdir -p "$out"
 rm -f "$result".*
 echo
 echo "Running $model: absorption 0.02/mm, scattering 10/mm, anisotropy 0.9, index 1.40"
-build/release/trel "$model" "$result" 0.02 10 0.9 1.40 | tee "$result.log"
+build/release/trelrun "$model" -o "$result" --mua 0.02 --mus 10 --g 0.9 --n 1.40 | tee "$result.log"
 for file in "$result.A.CW" "$result.T.CW"; do
     [ -s "$file" ] || { echo "The run left no $file" >&2; exit 1; }
 done

@@ -278,7 +278,10 @@ void trelModelCheck::LookAtSources(trelSimulationParameter& parameter)
     }
     const bool shines = source->GetLuminousType() != LuminousEmission;
     if (shines && source->GetShape()) pilot.Launch(*source, checked);
-    if (packets > 0 && checked.Tried > 0 && checked.Met == 0) TellNotMet(checked, Findings);
+    // What is wrong already may well be why.
+    const bool isTold = Findings.CountErrors() > 0;
+    if (packets > 0 && checked.Tried > 0 && checked.Met == 0 && !isTold)
+      TellNotMet(checked, Findings);
     Sources.push_back(std::move(checked));
   }
 }

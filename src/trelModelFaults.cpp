@@ -209,44 +209,48 @@ static int GetPlace(trelAxis axis, SimulationDimension dimension)
   return dimension == Dimension2D && axis > AxisZ ? axis - 1 : axis;
 }
 
+/** A range that was given; one that misses the medium would be taken for none. */
+static void CheckRange(trelModelFaultsSearch& search, trelAxis axis)
+{
+  const int word = 2 * GetPlace(axis, search.Parameter.GetDimension()) + 1;
+  const double* roi = search.Parameter.GetRegionAsItStands().GetROI();
+  const double low = roi[2 * axis];
+  const double high = roi[2 * axis + 1];
+  const std::string range = std::string("the region along ") + GetAxisWord(axis) + ", " +
+                            ShowNumber(low) + " to " + ShowNumber(high) + ",";
+  if (high < low) {
+    search.Add(FindingError, "roi", word, range + " is reversed", "write the smaller number first");
+    return;
+  }
+  const trelShapeObject* body = search.Parameter.GetOuterShape();
+  if (!body || axis > AxisZ) return;
+  double box[6];
+  body->GetBoundingBox(box);
+  const bool isFlat = !(box[2 * axis] < box[2 * axis + 1]);
+  if (isFlat || (low < box[2 * axis + 1] && high > box[2 * axis])) return;
+  search.Add(FindingMistake, "roi", word,
+             range + " misses the medium, which lies from " + ShowNumber(box[2 * axis]) + " to " +
+                 ShowNumber(box[2 * axis + 1]) + " mm: all of it would be saved",
+             "write a region within the medium, or no roi");
+}
+
 static void CheckRegion(trelModelFaultsSearch& search)
 {
-  const trelSimulationParameter& parameter = search.Parameter;
-  const trelScoringRegion& region = parameter.GetRegionAsItStands();
-  const trelShapeObject* body = parameter.GetOuterShape();
+  const trelScoringRegion& region = search.Parameter.GetRegionAsItStands();
   search.Owner.clear();
   search.OwnerLine = 0;
-  for (const trelAxis axis : parameter.GetScoringDemand().Axes) {
-    const int place = GetPlace(axis, parameter.GetDimension());
-    const std::string name = GetAxisWord(axis);
-    if (!(region.GetSeparations()[axis] > 0.0)) {
-      search.Add(
-          region.GetSeparations()[axis] == 0.0 ? FindingError : FindingMistake, "roiseparation",
-          place + 1,
-          "the cells along " + name + " are " + ShowNumber(region.GetSeparations()[axis]) + " wide",
-          "write a number above 0");
-    }
-    const double low = region.GetROI()[2 * axis];
-    const double high = region.GetROI()[2 * axis + 1];
-    if (2 * axis + 2 > region.GetROINumbersGiven() || search.Findings.GetLineOf("", "roi") == 0)
-      continue;
-    if (high < low) {
-      search.Add(
-          FindingError, "roi", 2 * place + 1,
-          "the region along " + name + " runs from " + ShowNumber(low) + " to " + ShowNumber(high),
-          "write the smaller number first");
-      continue;
-    }
-    if (!body || axis > AxisZ) continue;
-    double box[6];
-    body->GetBoundingBox(box);
-    const bool isFlat = !(box[2 * axis] < box[2 * axis + 1]);
-    if (isFlat || (low < box[2 * axis + 1] && high > box[2 * axis])) continue;
-    search.Add(FindingMistake, "roi", 2 * place + 1,
-               "the region along " + name + ", " + ShowNumber(low) + " to " + ShowNumber(high) +
-                   " mm, misses the medium, which lies from " + ShowNumber(box[2 * axis]) + " to " +
-                   ShowNumber(box[2 * axis + 1]) + ": all of it would be saved",
-               "write a region within the medium, or no roi");
+  for (const trelAxis axis : search.Parameter.GetScoringDemand().Axes) {
+    const double width = region.GetSeparations()[axis];
+    if (width > 0.0) continue;
+    search.Add(
+        width == 0.0 ? FindingError : FindingMistake, "roiseparation",
+        GetPlace(axis, search.Parameter.GetDimension()) + 1,
+        std::string("the cells along ") + GetAxisWord(axis) + " are " + ShowNumber(width) + " wide",
+        "write a number above 0");
+  }
+  if (search.Findings.GetLineOf("", "roi") == 0) return;
+  for (const trelAxis axis : {AxisX, AxisY, AxisZ, AxisRadial, AxisAzimuth}) {
+    if (2 * axis + 1 <= region.GetROINumbersGiven()) CheckRange(search, axis);
   }
 }
 

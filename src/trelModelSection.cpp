@@ -72,7 +72,8 @@ KeywordOutcome trelModelSection::Handle(const Keyword* row)
                                    : "\"\nFormat of the simulation data is incorrect!\n"));
   }
   if (row->Current != Nothing && !Current[row->Current]) {
-    if (!IsRegion) State.ExplainOrder(FindingMistake, GetSelector(row->Current));
+    const trelFindingKind kind = row->MissingMessage ? FindingError : FindingMistake;
+    if (!IsRegion || kind == FindingError) State.ExplainOrder(kind, GetSelector(row->Current));
     return row->MissingMessage ? Fail(row->MissingMessage) : KeywordDone;
   }
   ExplainStaleShape(*row);

@@ -1,5 +1,6 @@
 #include "trelReadState.h"
 
+#include <algorithm>
 #include <cmath>
 #include <sstream>
 
@@ -11,7 +12,7 @@ void trelReadState::Begin()
   WavelengthList.clear();
   ReaderErrorText.clear();
   Owner.clear();
-  ExplainedLine = 0;
+  ExplainedLine = LastLine = 0;
   KeywordUnknown = false;
 }
 
@@ -43,15 +44,16 @@ void trelReadState::NoteLine()
   }
   const bool hasIndex = EndsWithWord(keyword, "spectrumindex");
   const std::string setting = hasIndex ? keyword + ' ' + index : keyword;
-  Findings->NoteLine(Owner, setting, Text.GetLineNumber());
-  Findings->NoteLine("", keyword, Text.GetLineNumber());
+  LastLine = Text.GetLineNumber();
+  Findings->NoteLine(Owner, setting, LastLine);
+  Findings->NoteLine("", keyword, LastLine);
 }
 
 void trelReadState::Explain(trelFindingKind kind, int word, const std::string& text,
                             const std::string& remedy)
 {
   if (!Findings) return;
-  ExplainedLine = Text.GetLineNumber();
+  ExplainedLine = std::max(Text.GetLineNumber(), 1);
   Findings->Add(kind, ExplainedLine, word, text, remedy);
 }
 

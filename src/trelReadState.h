@@ -63,6 +63,8 @@ public:
 
   /** Notes where the setting of the current line stands. */
   void NoteLine();
+  /** The line that was noted last, which may lie ahead of empty ones at the end. */
+  int GetLastLine() const { return LastLine; }
   /** Tells of a word of the current line, from 0. */
   void Explain(trelFindingKind kind, int word, const std::string& text,
                const std::string& remedy = "");
@@ -94,6 +96,7 @@ private:
   /** Whose settings the lines are, "tissue 2", and the line that was explained last. */
   std::string Owner;
   int ExplainedLine = 0;
+  int LastLine = 0;
   bool KeywordUnknown = false;
 
   void ExplainNumber(int token, trelNumberKind kind);

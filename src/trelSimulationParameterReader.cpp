@@ -145,9 +145,10 @@ bool trelSimulationParameterReader::ExplainStop(bool done, trelFilePart part)
 
 void trelSimulationParameterReader::ExplainEnd()
 {
-  const trelModelFindings* findings = State.GetFindings();
+  trelModelFindings* findings = State.GetFindings();
   if (!findings || findings->GetLineOf("", "endtrl") > 0) return;
-  State.Explain(FindingMistake, 0, "the file breaks off: there is no endtrl", "end it with endtrl");
+  findings->Add(FindingMistake, State.GetLastLine(), 0, "the file breaks off: there is no endtrl",
+                "end it with endtrl");
 }
 
 /** Without a dimension nothing is read, and nothing said. */
@@ -157,7 +158,8 @@ void trelSimulationParameterReader::ExplainDimension()
   if (!findings) return;
   const int block = findings->GetLineOf("", "endsimulationproperty");
   if (block == 0) {
-    State.Explain(FindingError, 0, "the file breaks off: there is no endsimulationproperty",
+    findings->Add(FindingError, State.GetLastLine(), 0,
+                  "the file breaks off: there is no endsimulationproperty",
                   "end the simulation properties with endsimulationproperty");
   } else {
     findings->Add(FindingError, block, 0, "the simulation properties have no dimension",

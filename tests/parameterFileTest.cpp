@@ -8,6 +8,7 @@
 
 #include "modelCases.h"
 #include "testTools.h"
+#include "trelModelFindings.h"
 #include "trelParameterText.h"
 #include "trelSimulationParameterReader.h"
 
@@ -42,6 +43,9 @@ protected:
     Reader = std::make_unique<trelSimulationParameterReader>();
     Reader->AddFileName(Name.c_str());
     Reader->GetOutput()->SetRules(rules);
+    // With them the reports have to be as they are without.
+    Findings = trelModelFindings(rules);
+    Reader->SetFindings(&Findings);
     bool done = false;
     Reports = WithoutPlaces(ReportsOf([&] { done = Reader->Update(); }));
     const std::size_t at = Reports.find(Name);
@@ -52,6 +56,7 @@ protected:
 
   const TemporaryDirectory Directory;
   const std::string Name = Directory.PathOf("model.trl");
+  trelModelFindings Findings;
   std::unique_ptr<trelSimulationParameterReader> Reader;
   std::string Reports;
   trelSimulationParameter* Parameter = nullptr;
@@ -73,6 +78,10 @@ TEST_F(ParameterFile, RefusesBrokenModels)
     const auto& [before, after] = around.at(c.Stage);
     EXPECT_FALSE(Read(c.Text()));
     EXPECT_EQ(Reports, before + c.Report + after);
+    const std::vector<trelFinding>& findings = Findings.GetAll();
+    EXPECT_TRUE(std::any_of(findings.begin(), findings.end(), [](const trelFinding& finding) {
+      return finding.Kind == FindingError && finding.Line > 0;
+    })) << Reports;
     const bool letGo = c.Stage.find("model") != std::string::npos;
     EXPECT_EQ(Parameter->GetMedium() == nullptr, letGo);
   }

@@ -20,7 +20,7 @@ MESH = (ROOT / "examples/nodule.off").read_text()
 # A model, what to replace in it, and words of the message with the text of the line that it names.
 WRONG = [
     (MODEL, "tissueaxis", "tisueaxis", "did you mean 'tissueaxis'?", "tisueaxis 10 10 10"),
-    (MODEL, "endtrl", "", "there is no endtrl", "tissuespectrumindex"),
+    (MODEL, "endtrl\n", "", "there is no endtrl", "tissuespectrumindex"),
     (MODEL, "endsimulationproperty", "", "write endsimulationproperty ahead", "spectrum 1"),
     (MODEL, "tissuenum 1", "tissuenum 2", "there is no line 'tissue 2'", "tissuenum 2"),
     (MODEL, "tissue 1", "tissue 2", "tissuenum (line", "tissue 2"),
@@ -69,14 +69,11 @@ class Folder:
 
     def __init__(self, program, path):
         self.program, self.path = program, Path(path)
-        vertices, faces = MESH.split("\n", 2)[2].split("\n3 ", 1)
-        head = "OFF\n" + MESH.split("\n")[1] + "\n"
-        small = "\n".join(" ".join(str(float(x) / 1000) for x in v.split())
-                          for v in vertices.splitlines())
+        rows = MESH.rstrip().split("\n")
+        small = [" ".join(str(float(x) / 1000) for x in row.split()) for row in rows[2:164]]
         (self.path / "nodule.off").write_text(MESH)
-        (self.path / "metres.off").write_text(f"{head}{small}\n3 {faces}")
-        kept = "\n".join(MESH.rstrip().split("\n")[:-1])
-        (self.path / "open.off").write_text(kept.replace(" 320 ", " 319 "))
+        (self.path / "metres.off").write_text("\n".join(rows[:2] + small + rows[164:]))
+        (self.path / "open.off").write_text("\n".join(rows[:-1]).replace(" 320 ", " 319 "))
 
     def run(self, model, *arguments):
         (self.path / "model.trl").write_text(model)
