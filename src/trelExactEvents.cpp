@@ -248,6 +248,8 @@ void FollowSegment(trelExactPacket& packet, double length, trelPacketNumbers& nu
   trelTissueChange change;
   trelMarkerHit marker;
   const bool asks = !(limit < packet.SafeRadius);
+  // The end lies outside of the sphere, and so does what the next segment passes on its way back.
+  if (asks) packet.SafeRadius = 0.0;
   const bool changes =
       asks && model.Map.FindChange(ray, packet.TissueIndex, packet.Skip, limit, &change);
   const double distance = changes ? change.Hit.Distance : limit;

@@ -89,10 +89,11 @@ public:
     Exact.Enter(start.Tissue, packet);
     for (; !packet.Dead; ++packet.StepCount) {
       const trelExactPacket before = packet;
+      if (!Shortcuts) packet.SafeRadius = 0.0;
       TakeExactStep(packet, numbers, Exact, Tally);
       const bool turned = Dot(before.Direction, packet.Direction) < 1.0 - 1e-14;
-      flight.Reflections += turned && packet.BoundariesInRow > 0 &&
-                            before.TissueIndex == packet.TissueIndex;
+      flight.Reflections +=
+          turned && packet.BoundariesInRow > 0 && before.TissueIndex == packet.TissueIndex;
       if (visit) visit(before, packet);
     }
     flight.Launched = true;
@@ -111,6 +112,13 @@ public:
     return flights;
   }
 
+  /** Asks the shapes at each segment, whatever is known of the distance to them. */
+  void TakeNoShortcut()
+  {
+    Shortcuts = false;
+    Exact.HasMarkers = true;
+  }
+
   std::uint64_t GetCount() const { return Count; }
   const trelExactTally& GetTally() const { return Tally; }
   const trelExactModel& GetModel() const { return Exact; }
@@ -121,6 +129,7 @@ private:
   trelExactLaunch Launch;
   trelExactTally Tally{};
   std::uint64_t Count = 0;
+  bool Shortcuts = true;
 };
 
 /** How far, mm, ps and shares of a packet, two flights end apart. */
@@ -206,7 +215,8 @@ inline trelMCTriangleMesh* CellMesh(const std::set<std::array<int, 3>>& cells,
       surface.AddVertex(vertex);
     }
     const std::uint32_t b = upper ? 1 : 3, d = upper ? 3 : 1;
-    const std::uint32_t faces[2][3] = {{count, count + b, count + 2}, {count, count + 2, count + d}};
+    const std::uint32_t faces[2][3] = {{count, count + b, count + 2},
+                                       {count, count + 2, count + d}};
     surface.AddFace(faces[0]);
     surface.AddFace(faces[1]);
     count += 4;
