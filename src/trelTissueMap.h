@@ -118,6 +118,8 @@ public:
     mark.LongestReach = ReachOfGrazing * Diagonal;
     return mark;
   }
+  /** The least distance, mm, within which surfaces count as lying at one place. */
+  double GetShortestReach() const { return ReachOfShapes * Diagonal; }
   /** The measure of a tissue's whole shape, or of a region of the mesh, mm^3 or mm^2; 0 without a
    *  body. */
   double GetMeasure(std::int32_t tissue) const;

@@ -78,30 +78,21 @@ public:
     trelPacketNumbers numbers;
     numbers.Start(1, 0, number);
     trelLaunched start;
-    Flight flight;
-    if (Launch.Launch(Exact.Map, numbers, &start) != LaunchDone) return flight;
-    trelExactPacket packet{};
-    packet.Position = start.Position;
-    packet.Direction = start.Direction;
-    packet.Weight = packet.SourceWeight = 1.0;
-    packet.Depth = trelExactPacket::NotDrawn;
-    packet.Skip = start.Skip;
-    Exact.Enter(start.Tissue, packet);
-    for (; !packet.Dead; ++packet.StepCount) {
-      const trelExactPacket before = packet;
-      if (!Shortcuts) packet.SafeRadius = 0.0;
-      TakeExactStep(packet, numbers, Exact, Tally);
-      const bool turned = Dot(before.Direction, packet.Direction) < 1.0 - 1e-14;
-      flight.Reflections +=
-          turned && packet.BoundariesInRow > 0 && before.TissueIndex == packet.TissueIndex;
-      if (visit) visit(before, packet);
-    }
-    flight.Launched = true;
-    flight.Position = packet.Position;
-    flight.Direction = packet.Direction;
-    flight.Time = packet.FlyTime;
-    flight.Weight = packet.TissueIndex < 0 ? start.Entering * packet.Weight : 0.0;
-    return flight;
+    if (Launch.Launch(Exact.Map, numbers, &start) != LaunchDone) return {};
+    return Follow(start, numbers, visit);
+  }
+
+  /** A packet along a ray from within the medium. */
+  Flight FlyAlong(const trelRay& ray, const Visit& visit = nullptr)
+  {
+    trelPacketNumbers numbers;
+    numbers.Start(1, 0, 0);
+    trelLaunched start;
+    start.Position = ray.Origin;
+    start.Direction = ray.Direction;
+    start.Skip = Exact.Map.GetShortestReach();
+    start.Tissue = Exact.Map.FindTissue(ray.At(start.Skip));
+    return Follow(start, numbers, visit);
   }
 
   std::vector<Flight> FlyAll()
@@ -124,6 +115,33 @@ public:
   const trelExactModel& GetModel() const { return Exact; }
 
 private:
+  Flight Follow(const trelLaunched& start, trelPacketNumbers& numbers, const Visit& visit)
+  {
+    trelExactPacket packet{};
+    packet.Position = start.Position;
+    packet.Direction = start.Direction;
+    packet.Weight = packet.SourceWeight = 1.0;
+    packet.Depth = trelExactPacket::NotDrawn;
+    packet.Skip = start.Skip;
+    Exact.Enter(start.Tissue, packet);
+    Flight flight;
+    for (; !packet.Dead; ++packet.StepCount) {
+      const trelExactPacket before = packet;
+      if (!Shortcuts) packet.SafeRadius = 0.0;
+      TakeExactStep(packet, numbers, Exact, Tally);
+      const bool turned = Dot(before.Direction, packet.Direction) < 1.0 - 1e-14;
+      flight.Reflections +=
+          turned && packet.BoundariesInRow > 0 && before.TissueIndex == packet.TissueIndex;
+      if (visit) visit(before, packet);
+    }
+    flight.Launched = true;
+    flight.Position = packet.Position;
+    flight.Direction = packet.Direction;
+    flight.Time = packet.FlyTime;
+    flight.Weight = packet.TissueIndex < 0 ? start.Entering * packet.Weight : 0.0;
+    return flight;
+  }
+
   TestModel Model;
   trelExactModel Exact;
   trelExactLaunch Launch;
