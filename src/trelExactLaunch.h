@@ -70,7 +70,7 @@ public:
     if (!DrawRay(numbers, &ray)) return LaunchNotMet;
     if (!External) {
       launched->Skip = map.GetShortestReach();
-      return StartAt(ray, map.FindTissue(ray.At(launched->Skip)), launched);
+      return StartAt(ray, map.FindTissueOn(ray, launched->Skip), launched);
     }
     trelTissueChange entry;
     return map.FindEntry(ray, &entry) ? Enter(ray, entry, launched) : LaunchNotMet;

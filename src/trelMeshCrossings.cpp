@@ -241,16 +241,14 @@ std::int32_t trelMeshCrossings::RegionOfSide(std::uint32_t t, int side) const
   return side == Turns[t] ? triangle.Regions[0] : triangle.Regions[1];
 }
 
-/** The region at the point by the first crossing along an axis, or the first free voxel there. */
-std::int32_t trelMeshCrossings::FindRegionAlong(const trelVector& point, int axis,
-                                                bool towardsMin) const
+/** The region at the distance @p at on the ray by the first crossing behind it, or the first free
+ *  voxel there. */
+std::int32_t trelMeshCrossings::FindRegionByCrossing(const trelRay& ray, double at) const
 {
-  trelRay ray = {point, {}};
-  ray.Direction[axis] = towardsMin ? -1.0 : 1.0;
-  trelNearestCrossing search(*Table, ray, 0.0, HUGE_VAL);
+  trelNearestCrossing search(*Table, ray, at, HUGE_VAL);
   std::int32_t region = -1;
   bool first = true;
-  Walk(ray, 0.0, HUGE_VAL, [&](std::size_t cell, double exit) {
+  Walk(ray, at, HUGE_VAL, [&](std::size_t cell, double exit) {
     if (IsFree(cell) && !first) region = Regions[cell];
     if (IsFree(cell) && !first) return true;
     first = false;
@@ -269,7 +267,16 @@ std::int32_t trelMeshCrossings::FindRegion(const trelVector& point) const
   if (!Table->FindCell(point, &cell)) return -1;
   if (IsFree(cell)) return Regions[cell];
   const int axis = Table->GetRayAxis(cell);
-  return FindRegionAlong(point, AxisAlong(axis), IsTowardsMin(axis));
+  trelRay ray = {point, {}};
+  ray.Direction[AxisAlong(axis)] = IsTowardsMin(axis) ? -1.0 : 1.0;
+  return FindRegionByCrossing(ray, 0.0);
+}
+
+std::int32_t trelMeshCrossings::FindRegionOn(const trelRay& ray, double at) const
+{
+  std::size_t cell = 0;
+  if (Table->IsEmpty() || !Table->FindCell(ray.At(at), &cell)) return -1;
+  return IsFree(cell) ? Regions[cell] : FindRegionByCrossing(ray, at);
 }
 
 /** A lower bound for a point in a voxel with triangles: the nearest plane of one of these, or the
@@ -366,10 +373,9 @@ void trelMeshCrossings::FillRegions()
   VisitVoxels(Table->GetWholeRange(), [&](const int index[3]) {
     const std::size_t cell = Table->CellOf(index[0], index[1], index[2]);
     if (!IsFree(cell) || index[0] == 0) return;
-    Regions[cell] =
-        IsFree(cell - row)
-            ? Regions[cell - row]
-            : static_cast<std::int16_t>(FindRegionAlong(Table->GetCenter(index), 0, true));
+    Regions[cell] = IsFree(cell - row) ? Regions[cell - row]
+                                       : static_cast<std::int16_t>(FindRegionByCrossing(
+                                             {Table->GetCenter(index), {-1.0, 0.0, 0.0}}, 0.0));
   });
 }
 

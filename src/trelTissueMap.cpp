@@ -142,29 +142,33 @@ static bool IsInBox(const trelBox& box, const trelVector& p)
          p.Z >= box.Low.Z && p.Z <= box.High.Z;
 }
 
-bool trelTissueMap::Holds(const Body& body, const trelVector& point) const
+/** The tissue of the first body that @p holds says holds a point; -1 if the outermost does not. */
+template <class Question>
+std::int32_t trelTissueMap::FindFirstHolder(Question holds) const
 {
-  return IsInBox(body.Box, point) && body.Shape->Holds(point);
-}
-
-std::int32_t trelTissueMap::FindTissue(const trelVector& point) const
-{
-  return FindTissue(point, point);
-}
-
-/** The tissue at a point that meshes are asked about at another one. */
-std::int32_t trelTissueMap::FindTissue(const trelVector& point,
-                                       const trelVector& pointOfMeshes) const
-{
-  if (Bodies.empty()) return -1;
-  if (Mesh) return Mesh->FindRegionExactly(pointOfMeshes);
-  const auto holds = [&](const Body& body) {
-    return Holds(body, body.IsMesh ? pointOfMeshes : point);
-  };
   if (!holds(Outermost())) return -1;
   for (const Body& body : Bodies)
     if (&body == &Outermost() || holds(body)) return body.Tissue;
   return -1;
+}
+
+std::int32_t trelTissueMap::FindTissue(const trelVector& point) const
+{
+  if (Bodies.empty()) return -1;
+  if (Mesh) return Mesh->FindRegionExactly(point);
+  return FindFirstHolder(
+      [&](const Body& body) { return IsInBox(body.Box, point) && body.Shape->Holds(point); });
+}
+
+/** The tissue at a point of the ray; meshes are asked about another one. */
+std::int32_t trelTissueMap::FindTissueOn(const trelRay& ray, double at, double atOfMeshes) const
+{
+  if (Bodies.empty()) return -1;
+  if (Mesh) return Mesh->FindRegionOn(ray, atOfMeshes);
+  return FindFirstHolder([&](const Body& body) {
+    const double place = body.IsMesh ? atOfMeshes : at;
+    return IsInBox(body.Box, ray.At(place)) && body.Shape->HoldsOn(ray, place);
+  });
 }
 
 /** A stretch of a ray, to be tested against boxes. */
@@ -231,13 +235,13 @@ void trelTissueMap::LookBehind(const trelRay& ray, const Body& first,
   change->LongestReach = ReachOfGrazing * Diagonal;
   const auto behind = [&](double reach) {
     change->Reach = reach;
-    return ray.At(hit.Distance + change->ReachAlong(ray.Direction));
+    return hit.Distance + change->ReachAlong(ray.Direction);
   };
-  const trelVector pointOfMeshes = behind(ReachOfMeshes * Diagonal);
-  const trelVector point = behind(ReachOf(first));
-  change->Tissue = FindTissue(point, pointOfMeshes);
+  const double atOfMeshes = behind(ReachOfMeshes * Diagonal);
+  const double at = behind(ReachOf(first));
+  change->Tissue = FindTissueOn(ray, at, atOfMeshes);
   // The longer reach counts where a mesh takes part.
-  if (HasMeshes && !first.IsMesh && FindTissue(point) != change->Tissue)
+  if (HasMeshes && !first.IsMesh && FindTissueOn(ray, at) != change->Tissue)
     change->Reach = ReachOfMeshes * Diagonal;
   trelHit outer;
   if (change->Tissue < 0 && (&first != &Outermost() || Mesh) &&
@@ -270,7 +274,7 @@ bool trelTissueMap::FindChange(const trelRay& ray, std::int32_t tissue, double a
 {
   if (Bodies.empty() || !(after < limit)) return false;
   trelTissueChange found;
-  found.Tissue = FindTissue(ray.At(after));
+  found.Tissue = FindTissueOn(ray, after);
   if (found.Tissue != tissue) {
     MakeChangeBefore(ray, after, &found);
     *change = found;
@@ -302,7 +306,7 @@ bool trelTissueMap::FindOuterEntry(const trelRay& ray, trelHit* hit) const
 {
   const Body& outer = Outermost();
   const double reach = ReachOf(outer);
-  const bool inside = Holds(outer, ray.Origin);
+  const bool inside = IsInBox(outer.Box, ray.Origin) && outer.Shape->HoldsOn(ray, 0.0);
   const bool ahead = outer.Shape->FindCrossing(ray, -reach, HUGE_VAL, hit);
   const bool enters = ahead && Dot(hit->Normal, ray.Direction) < 0.0;
   if (enters && (!inside || hit->Distance <= reach)) return true;

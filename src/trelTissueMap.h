@@ -68,6 +68,11 @@ public:
 
   /** The tissue at the point, -1 outside. */
   std::int32_t FindTissue(const trelVector& point) const;
+  /** The tissue at the distance @p at on a ray, on which FindChange() agrees with it. */
+  std::int32_t FindTissueOn(const trelRay& ray, double at) const
+  {
+    return FindTissueOn(ray, at, at);
+  }
 
   /**
    * The nearest change of the tissue along the ray from within @p tissue, at a distance above
@@ -144,8 +149,9 @@ private:
   double ReachOf(const Body& body) const;
   const Body* FindFirstCrossing(const trelRay& ray, std::size_t rivals, double after, double limit,
                                 trelHit* hit) const;
-  bool Holds(const Body& body, const trelVector& point) const;
-  std::int32_t FindTissue(const trelVector& point, const trelVector& pointOfMeshes) const;
+  template <class Question>
+  std::int32_t FindFirstHolder(Question holds) const;
+  std::int32_t FindTissueOn(const trelRay& ray, double at, double atOfMeshes) const;
   void LookBehind(const trelRay& ray, const Body& first, trelTissueChange* change) const;
   void MakeChangeBefore(const trelRay& ray, double after, trelTissueChange* change) const;
   bool FindOuterEntry(const trelRay& ray, trelHit* hit) const;

@@ -91,7 +91,7 @@ public:
     start.Position = ray.Origin;
     start.Direction = ray.Direction;
     start.Skip = Exact.Map.GetShortestReach();
-    start.Tissue = Exact.Map.FindTissue(ray.At(start.Skip));
+    start.Tissue = Exact.Map.FindTissueOn(ray, start.Skip);
     return Follow(start, numbers, visit);
   }
 
