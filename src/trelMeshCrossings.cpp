@@ -247,16 +247,20 @@ std::int32_t trelMeshCrossings::FindRegionByCrossing(const trelRay& ray, double 
 {
   trelNearestCrossing search(*Table, ray, at, HUGE_VAL);
   std::int32_t region = -1;
-  bool first = true;
+  bool first = true, settled = false;
   Walk(ray, at, HUGE_VAL, [&](std::size_t cell, double exit) {
-    if (IsFree(cell) && !first) region = Regions[cell];
-    if (IsFree(cell) && !first) return true;
+    if (IsFree(cell) && !first) {
+      region = Regions[cell];
+      settled = true;
+      return true;
+    }
     first = false;
     for (const std::uint32_t* t = Table->BeginOf(cell); t < Table->EndOf(cell); ++t)
       search.Test(*t);
     return search.IsFinal(exit);
   });
-  if (search.Nearest.Side == 0) return region;
+  // A crossing behind a free voxel says nothing: it may not be the first.
+  if (settled || search.Nearest.Side == 0) return region;
   return RegionOfSide(search.Nearest.Triangle, search.Nearest.Side);
 }
 
