@@ -248,6 +248,8 @@ void FollowSegment(trelExactPacket& packet, double length, trelPacketNumbers& nu
   const bool asks = !(limit < packet.SafeRadius);
   // Away from all surfaces it is in its tissue; on one, rounding may have put it beside.
   const bool isInside = packet.Skip == 0.0 && packet.SafeRadius > 0.0;
+  // The end lies outside of the sphere, and so does what the next segment passes on its way back.
+  if (asks) packet.SafeRadius = 0.0;
   const bool changes =
       asks && model.Map.FindChange(ray, packet.TissueIndex, packet.Skip, limit, &change, isInside);
   const double distance = changes ? change.Hit.Distance : limit;

@@ -68,14 +68,18 @@ public:
     trelRay ray;
     *launched = {};
     if (!DrawRay(numbers, &ray)) return LaunchNotMet;
-    if (!External) return StartAt(ray, map.FindTissue(ray.Origin), launched);
+    if (!External) {
+      launched->Skip = map.GetShortestReach();
+      return StartAt(ray, map.FindTissueOn(ray, launched->Skip), launched);
+    }
     trelTissueChange entry;
     return map.FindEntry(ray, &entry) ? Enter(ray, entry, launched) : LaunchNotMet;
   }
 
   /** The parts of a launch: a point of the source and a direction, */
   bool DrawRay(trelUniformNumbers& numbers, trelRay* ray) const;
-  /** a start in the medium, */
+  /** a start in the medium, in the tissue that the ray goes on into: a source may lie on surfaces,
+   *  */
   trelLaunchOutcome StartAt(const trelRay& ray, std::int32_t tissue, trelLaunched* launched) const;
   /** and one on its surface. */
   trelLaunchOutcome Enter(const trelRay& ray, const trelTissueChange& entry,

@@ -18,7 +18,7 @@ struct trelExactPacket : trelPacket
   double Interaction;
   /** What lies ahead by less, mm, the packet stands on and has passed. */
   double Skip;
-  /** Within this distance of this point nothing changes. */
+  /** Within this distance of this point nothing changes. The packet is there, or the distance 0. */
   trelVector SafeCenter;
   double SafeRadius;
   /** The dyes in whose regions the packet is, a bit each, in the order of the model. */

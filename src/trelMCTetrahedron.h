@@ -105,6 +105,11 @@ public:
   {
     return EnsureCrossings() ? GetCrossings().FindRegion(point) : -1;
   }
+  /** The same at the distance @p at on a ray, in agreement with FindRegionCrossing(). */
+  std::int32_t FindRegionOn(const trelRay& ray, double at) const
+  {
+    return EnsureCrossings() ? GetCrossings().FindRegionOn(ray, at) : -1;
+  }
   /** FindCrossing() with the triangles between regions as well, which look from the first of the
    *  two regions to the second. */
   bool FindRegionCrossing(const trelRay& ray, double after, double limit, trelHit* hit) const;

@@ -277,24 +277,30 @@ bool trelMeshCrossings::FindCrossing(const trelRay& ray, double after, double li
   }
 }
 
-/** The region at the point by the crossings along an axis up to the first free voxel there. */
-std::int32_t trelMeshCrossings::FindRegionAlong(const trelVector& point, int axis,
-                                                bool towardsMin) const
+/** The region at the distance @p at on the ray by the crossings up to the first free voxel behind
+ *  it. A long triangle may be crossed behind that, too, where it counts for nothing. */
+std::int32_t trelMeshCrossings::FindRegionByCrossings(const trelRay& ray, double at) const
 {
-  trelRay ray = {point, {}};
-  ray.Direction[axis] = towardsMin ? -1.0 : 1.0;
   trelCrossingList list(*Table, ray);
   std::int32_t region = -1;
+  double end = HUGE_VAL, passed = at;
   bool first = true;
-  Walk(ray, 0.0, HUGE_VAL, [&](std::size_t cell, double) {
-    if (IsFree(cell) && !first) region = Regions[cell];
-    if (IsFree(cell) && !first) return true;
+  Walk(ray, at, HUGE_VAL, [&](std::size_t cell, double exit) {
+    if (IsFree(cell) && !first) {
+      region = Regions[cell];
+      end = passed;
+      return true;
+    }
     first = false;
+    passed = exit;
     for (const std::uint32_t* t = Table->BeginOf(cell); t < Table->EndOf(cell); ++t)
-      list.Test(*t, 0.0, HUGE_VAL);
+      list.Test(*t, at, HUGE_VAL);
     return false;
   });
-  const int net = FindNetCrossing(list.Items, list.Count, [](std::int32_t r) { return r; });
+  int count = 0;
+  while (count < list.Count && list.Items[count].Distance <= end)
+    ++count;
+  const int net = FindNetCrossing(list.Items, count, [](std::int32_t r) { return r; });
   return net < 0 ? region : PassageOf(list.Items[net]).From;
 }
 
@@ -305,7 +311,16 @@ std::int32_t trelMeshCrossings::FindRegion(const trelVector& point) const
   if (!Table->FindCell(point, &cell)) return -1;
   if (IsFree(cell)) return Regions[cell];
   const int axis = Table->GetRayAxis(cell);
-  return FindRegionAlong(point, AxisAlong(axis), IsTowardsMin(axis));
+  trelRay ray = {point, {}};
+  ray.Direction[AxisAlong(axis)] = IsTowardsMin(axis) ? -1.0 : 1.0;
+  return FindRegionByCrossings(ray, 0.0);
+}
+
+std::int32_t trelMeshCrossings::FindRegionOn(const trelRay& ray, double at) const
+{
+  std::size_t cell = 0;
+  if (Table->IsEmpty() || !Table->FindCell(ray.At(at), &cell)) return -1;
+  return IsFree(cell) ? Regions[cell] : FindRegionByCrossings(ray, at);
 }
 
 /** A lower bound for a point in a voxel with triangles: the nearest plane of one of these, or the
@@ -402,10 +417,9 @@ void trelMeshCrossings::FillRegions()
   VisitVoxels(Table->GetWholeRange(), [&](const int index[3]) {
     const std::size_t cell = Table->CellOf(index[0], index[1], index[2]);
     if (!IsFree(cell) || index[0] == 0) return;
-    Regions[cell] =
-        IsFree(cell - row)
-            ? Regions[cell - row]
-            : static_cast<std::int16_t>(FindRegionAlong(Table->GetCenter(index), 0, true));
+    Regions[cell] = IsFree(cell - row) ? Regions[cell - row]
+                                       : static_cast<std::int16_t>(FindRegionByCrossings(
+                                             {Table->GetCenter(index), {-1.0, 0.0, 0.0}}, 0.0));
   });
 }
 

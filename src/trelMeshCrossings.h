@@ -61,6 +61,9 @@ public:
   /** The region at the point, -1 outside. A point within rounding of a triangle lies on either
    *  side. */
   std::int32_t FindRegion(const trelVector& point) const;
+  /** The region at the distance @p at on the ray. It agrees with what FindCrossing() finds on this
+   *  ray next, also where the ray runs within triangles. */
+  std::int32_t FindRegionOn(const trelRay& ray, double at) const;
   /** A lower bound of the distance from any triangle, mm. */
   double BoundDistance(const trelVector& point) const;
   /** How many voxels around this one are free of triangles, itself not counted: so many edges of a
@@ -87,7 +90,7 @@ private:
   Passage PassageOf(const trelMeshCrossing& crossing) const;
   template <class RegionOf>
   int FindNetCrossing(const trelMeshCrossing* first, int count, const RegionOf& regionOf) const;
-  std::int32_t FindRegionAlong(const trelVector& point, int axis, bool towardsMin) const;
+  std::int32_t FindRegionByCrossings(const trelRay& ray, double at) const;
   double BoundInVoxel(const trelVector& point, std::size_t cell, double limit) const;
   template <class Visit>
   void Walk(const trelRay& ray, double after, double limit, Visit visit) const;

@@ -117,6 +117,9 @@ public:
   virtual double ComputeMeasure() const;
   /** Whether the point lies in the closed solid. */
   virtual bool Holds(const trelVector& point) const;
+  /** Whether the point at the distance @p at on the ray lies in the solid; of a mesh as
+   * FindCrossing has it on this ray, which tells apart what lies within rounding of a surface. */
+  virtual bool HoldsOn(const trelRay& ray, double at) const { return Holds(ray.At(at)); }
   /**
    * The first crossing of the surface at a distance above @p after and up to @p limit (which may be
    * infinite) along the ray, whose direction is a unit vector. A line that has only a point in

@@ -169,25 +169,11 @@ bool trelTissueMap::VisitBodies(const trelVector& point, double distance, std::s
   return false;
 }
 
-bool trelTissueMap::Holds(const Body& body, const trelVector& point) const
+/** The tissue of the first body that @p holds says holds the point; -1 if the outermost does not.
+ */
+template <class Question>
+std::int32_t trelTissueMap::FindFirstHolder(const trelVector& point, Question holds) const
 {
-  return IsInBox(body.Box, point) && body.Shape->Holds(point);
-}
-
-std::int32_t trelTissueMap::FindTissue(const trelVector& point) const
-{
-  return FindTissue(point, point);
-}
-
-/** The tissue at a point that meshes are asked about at another one. */
-std::int32_t trelTissueMap::FindTissue(const trelVector& point,
-                                       const trelVector& pointOfMeshes) const
-{
-  if (Bodies.empty()) return -1;
-  if (Mesh) return Mesh->FindRegionExactly(pointOfMeshes);
-  const auto holds = [&](const Body& body) {
-    return Holds(body, body.IsMesh ? pointOfMeshes : point);
-  };
   if (!holds(Outermost())) return -1;
   std::int32_t tissue = Outermost().Tissue;
   VisitBodies(point, 0.0, Bodies.size(), [&](const Body& body) {
@@ -196,6 +182,26 @@ std::int32_t trelTissueMap::FindTissue(const trelVector& point,
     return true;
   });
   return tissue;
+}
+
+std::int32_t trelTissueMap::FindTissue(const trelVector& point) const
+{
+  if (Bodies.empty()) return -1;
+  if (Mesh) return Mesh->FindRegionExactly(point);
+  return FindFirstHolder(point, [&](const Body& body) {
+    return IsInBox(body.Box, point) && body.Shape->Holds(point);
+  });
+}
+
+/** The tissue at a point of the ray; meshes are asked about another one. */
+std::int32_t trelTissueMap::FindTissueOn(const trelRay& ray, double at, double atOfMeshes) const
+{
+  if (Bodies.empty()) return -1;
+  if (Mesh) return Mesh->FindRegionOn(ray, atOfMeshes);
+  return FindFirstHolder(ray.At(at), [&](const Body& body) {
+    const double place = body.IsMesh ? atOfMeshes : at;
+    return IsInBox(body.Box, ray.At(place)) && body.Shape->HoldsOn(ray, place);
+  });
 }
 
 /** A stretch of a ray, to be tested against boxes. */
@@ -263,13 +269,13 @@ void trelTissueMap::LookBehind(const trelRay& ray, const Body& first,
   change->LongestReach = ReachOfGrazing * Diagonal;
   const auto behind = [&](double reach) {
     change->Reach = reach;
-    return ray.At(hit.Distance + change->ReachAlong(ray.Direction));
+    return hit.Distance + change->ReachAlong(ray.Direction);
   };
-  const trelVector pointOfMeshes = behind(ReachOfMeshes * Diagonal);
-  const trelVector point = behind(ReachOf(first));
-  change->Tissue = FindTissue(point, pointOfMeshes);
+  const double atOfMeshes = behind(ReachOfMeshes * Diagonal);
+  const double at = behind(ReachOf(first));
+  change->Tissue = FindTissueOn(ray, at, atOfMeshes);
   // The longer reach counts where a mesh takes part.
-  if (HasMeshes && !first.IsMesh && FindTissue(point) != change->Tissue)
+  if (HasMeshes && !first.IsMesh && FindTissueOn(ray, at) != change->Tissue)
     change->Reach = ReachOfMeshes * Diagonal;
   trelHit outer;
   if (change->Tissue < 0 && (&first != &Outermost() || Mesh) &&
@@ -302,7 +308,7 @@ bool trelTissueMap::FindChange(const trelRay& ray, std::int32_t tissue, double a
 {
   if (Bodies.empty() || !(after < limit)) return false;
   trelTissueChange found;
-  found.Tissue = known ? tissue : FindTissue(ray.At(after));
+  found.Tissue = known ? tissue : FindTissueOn(ray, after);
   if (found.Tissue != tissue) {
     MakeChangeBefore(ray, after, &found);
     *change = found;
@@ -328,7 +334,8 @@ bool trelTissueMap::StartsInside(const trelRay& ray) const
   const double reach = ReachOf(outer);
   trelHit hit;
   const bool isNear = outer.Shape->FindCrossing(ray, -reach, reach, &hit);
-  return isNear ? Dot(hit.Normal, ray.Direction) > 0.0 : Holds(outer, ray.Origin);
+  if (isNear) return Dot(hit.Normal, ray.Direction) > 0.0;
+  return IsInBox(outer.Box, ray.Origin) && outer.Shape->HoldsOn(ray, 0.0);
 }
 
 bool trelTissueMap::FindEntry(const trelRay& ray, trelTissueChange* change) const

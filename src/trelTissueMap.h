@@ -69,6 +69,11 @@ public:
 
   /** The tissue at the point, -1 outside. */
   std::int32_t FindTissue(const trelVector& point) const;
+  /** The tissue at the distance @p at on a ray, on which FindChange() agrees with it. */
+  std::int32_t FindTissueOn(const trelRay& ray, double at) const
+  {
+    return FindTissueOn(ray, at, at);
+  }
 
   /**
    * The nearest change of the tissue along the ray from within @p tissue, at a distance above
@@ -125,6 +130,8 @@ public:
     mark.LongestReach = ReachOfGrazing * Diagonal;
     return mark;
   }
+  /** The least distance, mm, within which surfaces count as lying at one place. */
+  double GetShortestReach() const { return ReachOfShapes * Diagonal; }
   /** The measure of a tissue's whole shape, or of a region of the mesh, mm^3 or mm^2; 0 without a
    *  body. */
   double GetMeasure(std::int32_t tissue) const;
@@ -151,8 +158,9 @@ private:
                                 trelHit* hit) const;
   template <class Visit>
   bool VisitBodies(const trelVector& point, double distance, std::size_t rivals, Visit visit) const;
-  bool Holds(const Body& body, const trelVector& point) const;
-  std::int32_t FindTissue(const trelVector& point, const trelVector& pointOfMeshes) const;
+  template <class Question>
+  std::int32_t FindFirstHolder(const trelVector& point, Question holds) const;
+  std::int32_t FindTissueOn(const trelRay& ray, double at, double atOfMeshes) const;
   void LookBehind(const trelRay& ray, const Body& first, trelTissueChange* change) const;
   void MakeChangeBefore(const trelRay& ray, double after, trelTissueChange* change) const;
   bool StartsInside(const trelRay& ray) const;

@@ -167,6 +167,11 @@ bool trelTraceableMesh::Holds(const trelVector& point) const
   return EnsureCrossings() && Crossings.FindRegion(point) >= 0;
 }
 
+bool trelTraceableMesh::HoldsOn(const trelRay& ray, double at) const
+{
+  return EnsureCrossings() && Crossings.FindRegionOn(ray, at) >= 0;
+}
+
 bool trelTraceableMesh::FindCrossing(const trelRay& ray, double after, double limit,
                                      trelHit* hit) const
 {

@@ -57,6 +57,7 @@ public:
   bool BuildVoxelTable(int threads = 1) const;
   bool PrepareCrossings(int threads) const override;
   bool Holds(const trelVector& point) const override;
+  bool HoldsOn(const trelRay& ray, double at) const override;
   bool FindCrossing(const trelRay& ray, double after, double limit, trelHit* hit) const override;
   double BoundDistance(const trelVector& point) const override;
   /** What answers these questions; asked for after PrepareCrossings(). */

@@ -167,15 +167,13 @@ const Cut meshedCuts[] = {
 };
 
 const Cut planarCuts[] = {
-    {"flush rectangles",
-     [](TestModel& m) { BuildPlanar(m, ShapeRectangle); },
+    {"flush rectangles", [](TestModel& m) { BuildPlanar(m, ShapeRectangle); },
      [](TestModel& m) {
        for (int i = 0; i < 8; ++i)
          m.AddTissue(MakeShape(ShapeRectangle, {1, -1.5 + i, 0}, {5, 0.5, 0}), thin);
      },
      false, 1e-9, anyReflections, Dimension2D},
-    {"an ellipse of ellipses",
-     [](TestModel& m) { BuildPlanar(m, ShapeEllipse); },
+    {"an ellipse of ellipses", [](TestModel& m) { BuildPlanar(m, ShapeEllipse); },
      [](TestModel& m) {
        for (double r : {0.9, 0.5, 0.1})
          m.AddTissue(MakeShape(ShapeEllipse, {1, 2, 0}, {5 * r, 4 * r, 0}), thin);
@@ -202,6 +200,20 @@ TEST(ExactPieces, MeshesAreTheBodiesThatTheyStandFor)
 {
   for (const Cut& cut : meshedCuts)
     EXPECT_LT(ApartBy(cut), cut.Tolerance) << cut.Name;
+}
+
+TEST(ExactPieces, ShortcutsChangeNoBitOfAPath)
+{
+  const ModelOf build = [](TestModel& m) {
+    m.AddTissue(Box(0, 0, 0, 3, 3, 3), {0.02, 1.0, -0.5, 1.4});
+    for (int i = 0; i < 125; ++i)
+      m.AddTissue(Ball({i % 5 - 2.0, i / 5 % 5 - 2.0, i / 25 - 2.0}, 0.3),
+                  {0.01, 1.0 + i % 3, 0.5, 1.4 + 0.1 * (i % 2)});
+    m.AddSource(Box(0, 0, 0, 3, 3, 3), 4000);
+  };
+  ExactFlights quick(build), plain(build);
+  plain.TakeNoShortcut();
+  EXPECT_EQ(Apart(quick.FlyAll(), plain.FlyAll(), anyReflections), 0.0);
 }
 
 namespace {
@@ -386,8 +398,7 @@ std::vector<Truth> MakeTruths()
   const Optics clear = {0.0, 0.0, 0.0, 1.4}, black = {10.0, 0.0, 0.0, 1.4};
   for (const auto& [layer, depth] : {std::pair{clear, 1.9}, {black, 2.9}}) {
     const double passed = std::exp(-depth), missed = std::exp(-2.0);
-    truths.push_back(
-        {"layer", [l = layer](TestModel& m) { BuildStack(m, l); }, passed, missed});
+    truths.push_back({"layer", [l = layer](TestModel& m) { BuildStack(m, l); }, passed, missed});
     truths.push_back({"shell",
                       [l = layer](TestModel& m) {
                         m->GetMedium()->SetAmbientRefractiveIndex(1.4);
@@ -484,8 +495,11 @@ TEST(ExactPhysics, AbsorptionSpreadsByItsSecondMoment)
   const double mua = 0.5, mus = 4.0;
   for (const auto dimension : {Dimension3D, Dimension2D}) {
     for (const double g : {0.0, 0.5, 0.9}) {
-      ExactFlights flights([&](TestModel& m) { BuildInfinite(m, {mua, mus, g, 1.4}, 20000); },
-                           dimension);
+      ExactFlights flights(
+          [&](TestModel& m) {
+            BuildInfinite(m, {mua, mus, g, 1.4}, 20000);
+          },
+          dimension);
       std::vector<double> moments;
       for (std::uint64_t i = 0; i < flights.GetCount(); ++i) {
         double moment = 0.0;

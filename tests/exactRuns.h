@@ -78,29 +78,21 @@ public:
     trelPacketNumbers numbers;
     numbers.Start(1, 0, number);
     trelLaunched start;
-    Flight flight;
-    if (Launch.Launch(Exact.Map, numbers, &start) != LaunchDone) return flight;
-    trelExactPacket packet{};
-    packet.Position = start.Position;
-    packet.Direction = start.Direction;
-    packet.Weight = packet.SourceWeight = 1.0;
-    packet.Depth = trelExactPacket::NotDrawn;
-    packet.Skip = start.Skip;
-    Exact.Enter(start.Tissue, packet);
-    for (; !packet.Dead; ++packet.StepCount) {
-      const trelExactPacket before = packet;
-      TakeExactStep(packet, numbers, Exact, Tally);
-      const bool turned = Dot(before.Direction, packet.Direction) < 1.0 - 1e-14;
-      flight.Reflections += turned && packet.BoundariesInRow > 0 &&
-                            before.TissueIndex == packet.TissueIndex;
-      if (visit) visit(before, packet);
-    }
-    flight.Launched = true;
-    flight.Position = packet.Position;
-    flight.Direction = packet.Direction;
-    flight.Time = packet.FlyTime;
-    flight.Weight = packet.TissueIndex < 0 ? start.Entering * packet.Weight : 0.0;
-    return flight;
+    if (Launch.Launch(Exact.Map, numbers, &start) != LaunchDone) return {};
+    return Follow(start, numbers, visit);
+  }
+
+  /** A packet along a ray from within the medium. */
+  Flight FlyAlong(const trelRay& ray, const Visit& visit = nullptr)
+  {
+    trelPacketNumbers numbers;
+    numbers.Start(1, 0, 0);
+    trelLaunched start;
+    start.Position = ray.Origin;
+    start.Direction = ray.Direction;
+    start.Skip = Exact.Map.GetShortestReach();
+    start.Tissue = Exact.Map.FindTissueOn(ray, start.Skip);
+    return Follow(start, numbers, visit);
   }
 
   std::vector<Flight> FlyAll()
@@ -111,16 +103,51 @@ public:
     return flights;
   }
 
+  /** Asks the shapes at each segment, whatever is known of the distance to them. */
+  void TakeNoShortcut()
+  {
+    Shortcuts = false;
+    Exact.HasMarkers = true;
+  }
+
   std::uint64_t GetCount() const { return Count; }
   const trelExactTally& GetTally() const { return Tally; }
   const trelExactModel& GetModel() const { return Exact; }
 
 private:
+  Flight Follow(const trelLaunched& start, trelPacketNumbers& numbers, const Visit& visit)
+  {
+    trelExactPacket packet{};
+    packet.Position = start.Position;
+    packet.Direction = start.Direction;
+    packet.Weight = packet.SourceWeight = 1.0;
+    packet.Depth = trelExactPacket::NotDrawn;
+    packet.Skip = start.Skip;
+    Exact.Enter(start.Tissue, packet);
+    Flight flight;
+    for (; !packet.Dead; ++packet.StepCount) {
+      const trelExactPacket before = packet;
+      if (!Shortcuts) packet.SafeRadius = 0.0;
+      TakeExactStep(packet, numbers, Exact, Tally);
+      const bool turned = Dot(before.Direction, packet.Direction) < 1.0 - 1e-14;
+      flight.Reflections +=
+          turned && packet.BoundariesInRow > 0 && before.TissueIndex == packet.TissueIndex;
+      if (visit) visit(before, packet);
+    }
+    flight.Launched = true;
+    flight.Position = packet.Position;
+    flight.Direction = packet.Direction;
+    flight.Time = packet.FlyTime;
+    flight.Weight = packet.TissueIndex < 0 ? start.Entering * packet.Weight : 0.0;
+    return flight;
+  }
+
   TestModel Model;
   trelExactModel Exact;
   trelExactLaunch Launch;
   trelExactTally Tally{};
   std::uint64_t Count = 0;
+  bool Shortcuts = true;
 };
 
 /** How far, mm, ps and shares of a packet, two flights end apart. */
@@ -206,7 +233,8 @@ inline trelMCTriangleMesh* CellMesh(const std::set<std::array<int, 3>>& cells,
       surface.AddVertex(vertex);
     }
     const std::uint32_t b = upper ? 1 : 3, d = upper ? 3 : 1;
-    const std::uint32_t faces[2][3] = {{count, count + b, count + 2}, {count, count + 2, count + d}};
+    const std::uint32_t faces[2][3] = {{count, count + b, count + 2},
+                                       {count, count + 2, count + d}};
     surface.AddFace(faces[0]);
     surface.AddFace(faces[1]);
     count += 4;

@@ -1,0 +1,273 @@
+#include <gtest/gtest.h>
+
+#include "exactRuns.h"
+#include "trelDetectorArrayResult.h"
+#include "trelDetectorResult.h"
+#include "trelFiberDetector.h"
+
+// Dyes and fibres by the exact rules: what is emitted against the fluence of the same run, what a
+// fibre collects against the way of the same packets without it.
+
+namespace {
+
+/** A dye in a box about @p At: 1/mm, none, ps. */
+struct Dye
+{
+  double Absorption, Yield, LifeTime;
+  trelVector At;
+};
+
+/** A box of 10 mm, lit at its centre. The dyes lie in boxes of 4 mm; dye k emits at wavelength
+ *  k + 1, excitation is wavelength 0. */
+void BuildDyedBox(TestModel& m, const Optics& optics, const std::vector<Dye>& dyes,
+                  std::uint32_t packets)
+{
+  std::vector<std::uint32_t> wavelengths = {500};
+  for (std::size_t k = 0; k < dyes.size(); ++k)
+    wavelengths.push_back(600 + static_cast<std::uint32_t>(k));
+  m->SetWavelengths(wavelengths);
+  m.AddTissue(Box(0, 0, 0, 5, 5, 5), optics);
+  trelLightSource* source = m.AddSource(Box(0, 0, 0, 1, 1, 1), 0, LuminousExcitation);
+  source->GetSpectrum(0)->SetPhotonNumber(packets);
+  for (std::size_t k = 0; k < dyes.size(); ++k) {
+    const trelVector& at = dyes[k].At;
+    trelSpectrum& line = *m.AddSource(Box(at.X, at.Y, at.Z, 2, 2, 2), 0, LuminousEmission)
+                              ->GetSpectrum(static_cast<int>(k) + 1);
+    line.SetExcitationWavelength(500);
+    line.SetFluorophoreAbsorption(dyes[k].Absorption);
+    line.SetQuantumYield(dyes[k].Yield);
+    line.SetLifeTime(dyes[k].LifeTime);
+  }
+}
+
+/** The integral of the excitation's fluence over the box of a dye: cells are cubes of 1 mm. */
+double FluenceIn(const Dye& dye, const trelMediumResult& r)
+{
+  const auto first = [](double at) { return static_cast<int>(at - 2.0 + 5.0); };
+  double sum = 0.0;
+  for (int x = 0; x < 4; ++x)
+    for (int y = 0; y < 4; ++y)
+      for (int z = 0; z < 4; ++z)
+        sum +=
+            (*r.GetAbsorptionXYZ())(first(dye.At.X) + x, first(dye.At.Y) + y, first(dye.At.Z) + z);
+  return sum;
+}
+
+constexpr Optics tissue = {0.1, 2.0, 0.8, 1.4};
+
+}  // namespace
+
+TEST(ExactFluorescence, EmissionIsTheYieldOfTheFluenceInTheDye)
+{
+  const struct
+  {
+    const char* Name;
+    Optics Tissue;
+    std::vector<Dye> Dyes;
+  } cases[] = {
+      {"as strong as the tissue", tissue, {{2.1, 0.6, 0.0, {1, 0, -1}}}},
+      {"clear tissue", {0.0, 0.0, 0.0, 1.0}, {{0.4, 0.7, 0.0, {1, 0, -1}}}},
+      {"two that overlap", tissue, {{0.2, 0.5, 0.0, {1, 0, 0}}, {0.4, 0.8, 0.0, {-1, 1, 0}}}}};
+  for (const auto& c : cases) {
+    std::vector<std::vector<double>> emitted(c.Dyes.size()), expected(c.Dyes.size());
+    for (std::uint64_t seed = 1; seed <= 8; ++seed) {
+      TestModel model(FMT);
+      BuildDyedBox(model, c.Tissue, c.Dyes, 2000);
+      model->SetSaveFluenceRate(true);
+      ExactRun run(model, seed);
+      for (std::size_t k = 0; k < c.Dyes.size(); ++k) {
+        const Dye& dye = c.Dyes[k];
+        const trelMediumResult& record = run[static_cast<int>(k) + 1];
+        emitted[k].push_back(Light(record));
+        expected[k].push_back(dye.Yield * dye.Absorption * FluenceIn(dye, run[0]));
+        const auto ended = record.GetTransmitPhotonNum() + record.GetAbsorpPhotonNum();
+        EXPECT_NEAR(static_cast<double>(ended), 2000.0, 400.0) << c.Name;
+      }
+    }
+    for (std::size_t k = 0; k < c.Dyes.size(); ++k) {
+      const auto deviation = [&](double factor) {
+        std::vector<double> sample;
+        for (std::size_t i = 0; i < emitted[k].size(); ++i)
+          sample.push_back(emitted[k][i] - factor * expected[k][i]);
+        return Deviation(sample, 0.0);
+      };
+      EXPECT_LT(deviation(1.0), 5.0) << c.Name << " " << k;
+      EXPECT_GT(deviation(1.05), 5.0) << c.Name << " " << k;
+    }
+  }
+}
+
+TEST(ExactFluorescence, AllThreadsConvertAlike)
+{
+  std::vector<double> excited, emitted;
+  for (const int threads : {1, 2, 4}) {
+    TestModel model(FMT);
+    BuildDyedBox(model, tissue, {{0.5, 0.9, 300.0, {0, 0, 0}}}, 1000);
+    model->SetThreadNumber(threads);
+    ExactRun run(model);
+    excited.push_back(Light(run[0]));
+    emitted.push_back(Light(run[1]));
+  }
+  EXPECT_GT(emitted[0], 0.1);
+  for (int i = 1; i < 3; ++i) {
+    EXPECT_NEAR(excited[i], excited[0], 1e-12);
+    EXPECT_NEAR(emitted[i], emitted[0], 1e-12);
+  }
+}
+
+TEST(ExactFluorescence, TheMeanDelayIsTheLifetime)
+{
+  const double lifeTime = 2000.0;
+  const auto meanTime = [](const trelMediumResult& r) {
+    double weight = 0.0, moment = 0.0;
+    for (int t = 0; t < r.GetCountTD(); ++t) {
+      const double light = r.GetTDAbsorption3D()[t] + r.GetTDTransmittance3D()[t];
+      weight += light;
+      moment += light * r.GetWindow().Time.Midpoint(t);
+    }
+    return moment / weight;
+  };
+  std::vector<double> delays;
+  for (std::uint64_t seed = 1; seed <= 8; ++seed) {
+    TestModel model(FMT);
+    BuildDyedBox(model, tissue, {{0.3, 1.0, lifeTime, {0, 0, 0}}, {0.3, 1.0, 0.0, {0, 0, 0}}},
+                 1000);
+    model->SetTimeDomain(true);
+    model->SetTimeRange(0.0, 100000.0, 100.0);
+    model->SetSeparations(5, 5, 5, 1, 1, 1);
+    ExactRun run(model, seed);
+    delays.push_back(meanTime(run[1]) - meanTime(run[2]));
+  }
+  EXPECT_LT(Deviation(delays, lifeTime), 5.0);
+  EXPECT_GT(Deviation(delays, 1.2 * lifeTime), 5.0);
+}
+
+namespace {
+
+constexpr double gateWidth = 20.0;
+constexpr int numberOfGates = 10;
+
+/** Weights by time gate, and all of them behind. */
+using Gates = std::array<double, numberOfGates + 1>;
+
+void AddToGates(Gates& gates, double time, double weight)
+{
+  gates[numberOfGates] += weight;
+  const auto gate = static_cast<int>(time / gateWidth);
+  if (gate < numberOfGates) gates[static_cast<std::size_t>(gate)] += weight;
+}
+
+/** What a fibre collects in a run. */
+Gates CollectedBy(trelShapeObject* shape, const ModelOf& build, double* transmitted)
+{
+  TestModel model;
+  build(model);
+  auto* fiber = new trelFiberDetector;
+  fiber->SetShape(shape);
+  model->AddDetector(fiber);
+  model->SetTimeDomain(true);
+  model->SetTimeRange(0.0, numberOfGates * gateWidth, gateWidth);
+  ExactRun run(model);
+  const trelDetectorResult& result = *run->GetDetectorArrayResult(0)->GetDetectorResult(0);
+  Gates gates{};
+  for (std::size_t i = 0; i < numberOfGates; ++i)
+    gates[i] = result.GetTimeTotals().GetTotals(TotalOfTransmittance3D)[i];
+  gates[numberOfGates] = result.GetFiberTotal3D();
+  *transmitted = run[0].GetTotalTransmittance3D();
+  return gates;
+}
+
+/** What enters the shape for the first time, on the way of the same packets without it. */
+Gates FirstEntriesInto(const trelShapeObject& shape, const ModelOf& build)
+{
+  ExactFlights flights(build);
+  Gates gates{};
+  for (std::uint64_t i = 0; i < flights.GetCount(); ++i) {
+    bool entered = false;
+    flights.Fly(i, [&](const trelExactPacket& before, const trelExactPacket& after) {
+      trelHit hit;
+      const double length = Length(after.Position - before.Position);
+      if (entered || !shape.FindCrossing(before.GetRay(), 0.0, length + 1e-9, &hit)) return;
+      if (Dot(hit.Normal, before.Direction) >= 0.0) return;
+      entered = true;
+      const double slowness = before.Here->RefractiveIndex / trelExactModel::SpeedOfLight;
+      AddToGates(gates, before.FlyTime + slowness * hit.Distance,
+                 before.Weight / static_cast<double>(flights.GetCount()));
+    });
+  }
+  return gates;
+}
+
+void BuildWideTissue(TestModel& m)
+{
+  m.AddTissue(Box(0, 0, 0, 100, 100, 100), {0.05, 2.0, 0.5, 1.4});
+  m.AddSource(Ball({0, 0, 0}, 0.1), 4000);
+  m->SetSeparations(200, 200, 200, 1, 1, 1);
+}
+
+/** Two layers with the border z = 1, lit from below. */
+void BuildLayers(TestModel& m, double indexAbove)
+{
+  m.AddTissue(Box(0, 0, 1, 10, 10, 1), {0.05, 5.0, 0.5, 1.4});
+  m.AddTissue(Box(0, 0, 0.5, 10, 10, 0.5), {0.05, 3.0, 0.5, indexAbove});
+  m.AddPencilBeam(0, 0, 0, 4000);
+  m->SetSeparations(20, 20, 2, 1, 1, 1);
+}
+
+trelShapeObject* Rod(double z)
+{
+  return MakeShape(ShapeCylinder, {0.1, 0.2, z}, {1, 1, 0.5});
+}
+
+}  // namespace
+
+TEST(ExactFibers, CollectWhatEntersThemForTheFirstTime)
+{
+  const struct
+  {
+    const char* Name;
+    ModelOf Build;
+    std::function<trelShapeObject*()> Make;
+  } cases[] = {
+      {"a ball beside the source", BuildWideTissue,
+       [] {
+         return Ball({2, 0.5, 0}, 0.7);
+       }},
+      {"a ball around the source", BuildWideTissue,
+       [] {
+         return Ball({0, 0, 0}, 1.2);
+       }},
+      {"a rod", BuildWideTissue, [] { return Rod(1.5); }},
+      {"a rod that stands on a boundary", [](TestModel& m) { BuildLayers(m, 1.8); },
+       [] { return Rod(1.5); }},
+  };
+  for (const auto& c : cases) {
+    double transmitted = 0.0;
+    const Gates collected = CollectedBy(c.Make(), c.Build, &transmitted);
+    const std::unique_ptr<trelShapeObject> shape(c.Make());
+    const Gates entering = FirstEntriesInto(*shape, c.Build);
+    EXPECT_GT(entering[numberOfGates], 0.01);
+    for (std::size_t i = 0; i <= numberOfGates; ++i)
+      EXPECT_NEAR(collected[i], entering[i], 1e-12) << c.Name << " " << i;
+  }
+}
+
+TEST(ExactFibers, OnTheSkinTheyCollectWhatHasPassedIt)
+{
+  const ModelOf build = [](TestModel& m) { BuildLayers(m, 1.4); };
+  double transmitted = 0.0;
+  const Gates collected = CollectedBy(Rod(2.5), build, &transmitted);
+  ExactFlights flights(build);
+  Gates passed{};
+  double all = 0.0;
+  for (const Flight& flight : flights.FlyAll()) {
+    const double share = flight.Weight / static_cast<double>(flights.GetCount());
+    all += share;
+    const double radius = std::hypot(flight.Position.X - 0.1, flight.Position.Y - 0.2);
+    if (flight.Position.Z > 1.0 && radius < 1.0) AddToGates(passed, flight.Time, share);
+  }
+  for (std::size_t i = 0; i <= numberOfGates; ++i)
+    EXPECT_NEAR(collected[i], passed[i], 1e-12) << i;
+  EXPECT_GT(passed[numberOfGates], 0.05);
+  EXPECT_NEAR(transmitted, all - passed[numberOfGates], 1e-12);
+}
