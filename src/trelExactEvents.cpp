@@ -205,6 +205,20 @@ static bool FindMarker(const trelRay& ray, double after, double limit, const tre
   return found;
 }
 
+/** The marker that a segment meets before its end at @p distance, the change of tissue unless that
+ *  is null. What lies at the place of a boundary: a fibre behind it, in the medium, wins over it,
+ *  one outside of the medium does not, and a dye's border is settled with it. */
+static bool FindMarkerBefore(const trelRay& ray, double after, double distance,
+                             const trelTissueChange* change, const trelExactModel& model,
+                             trelMarkerHit* marker)
+{
+  const double slack = change ? change->ReachAlong(ray.Direction) : 0.0;
+  const bool leaves = change && change->Tissue < 0;
+  const double limit = leaves ? distance - slack : distance + slack;
+  if (!FindMarker(ray, after, limit, model, marker)) return false;
+  return marker->Fiber >= 0 || !(marker->Hit.Distance > distance - slack);
+}
+
 /** Whether the packet gets trapped at the surface that it has come to. */
 static bool CountBoundary(trelExactPacket& packet, trelExactTally& tally)
 {
@@ -212,6 +226,19 @@ static bool CountBoundary(trelExactPacket& packet, trelExactTally& tally)
   packet.Dead = true;
   ++tally.Trapped;
   return true;
+}
+
+static void MeetMarker(trelExactPacket& packet, const trelMarkerHit& marker,
+                       const trelExactModel& model, trelExactTally& tally)
+{
+  if (CountBoundary(packet, tally)) return;
+  Advance(packet, marker.Hit.Distance, model, tally);
+  if (marker.Fiber < 0) {
+    StandOn(model.Map.MakeMark(marker.Hit), model, packet);
+    return;
+  }
+  packet.Dead = true;
+  ScoreFiber(packet, marker.Hit.Face, marker.Fiber, tally, model);
 }
 
 /** The end of a segment that nothing cut. */
@@ -253,20 +280,9 @@ void FollowSegment(trelExactPacket& packet, double length, trelPacketNumbers& nu
   const bool changes =
       asks && model.Map.FindChange(ray, packet.TissueIndex, packet.Skip, limit, &change, isInside);
   const double distance = changes ? change.Hit.Distance : limit;
-  // What lies at the place of a boundary: a fibre behind it, in the medium, wins over it, one
-  // outside of the medium does not, and a dye's border is settled with it.
-  const double slack = changes ? change.ReachAlong(ray.Direction) : 0.0;
-  const double markerLimit = change.Tissue >= 0 ? distance + slack : distance - slack;
-  if (asks && model.HasMarkers && FindMarker(ray, packet.Skip, markerLimit, model, &marker) &&
-      (marker.Fiber >= 0 || !(marker.Hit.Distance > distance - slack))) {
-    if (CountBoundary(packet, tally)) return;
-    Advance(packet, marker.Hit.Distance, model, tally);
-    if (marker.Fiber >= 0) {
-      packet.Dead = true;
-      ScoreFiber(packet, marker.Hit.Face, marker.Fiber, tally, model);
-    } else {
-      StandOn(model.Map.MakeMark(marker.Hit), model, packet);
-    }
+  if (asks && model.HasMarkers &&
+      FindMarkerBefore(ray, packet.Skip, distance, changes ? &change : nullptr, model, &marker)) {
+    MeetMarker(packet, marker, model, tally);
   } else if (changes) {
     if (CountBoundary(packet, tally)) return;
     Advance(packet, distance, model, tally);
