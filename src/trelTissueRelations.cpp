@@ -120,10 +120,11 @@ static std::vector<int>& ListOf(std::vector<std::vector<int>>& lists,
   return lists[static_cast<std::size_t>(body.Index)];
 }
 
-/** Relates two bodies, of which @p small has what both hold. */
-static void Relate(trelTissueRelationsBody& small, trelTissueRelationsBody& large,
+static void Relate(trelTissueRelationsBody& a, trelTissueRelationsBody& b, int outermost,
                    trelTissueRelations& relations)
 {
+  const bool isAhead = IsAhead(a, b, outermost);
+  trelTissueRelationsBody &small = isAhead ? a : b, &large = isAhead ? b : a;
   DrawPoints(small);
   DrawPoints(large);
   if (LiesIn(small, *large.Shape)) ListOf(relations.LiesIn, small).push_back(large.Index + 1);
@@ -145,10 +146,7 @@ static void RelateBodies(std::vector<trelTissueRelationsBody>& bodies, int outer
       if (relations.IsCut) return;
       if (!BoxesMeet(bodies[i], bodies[j])) continue;
       ++pairs;
-      if (IsAhead(bodies[i], bodies[j], outermost))
-        Relate(bodies[i], bodies[j], relations);
-      else
-        Relate(bodies[j], bodies[i], relations);
+      Relate(bodies[i], bodies[j], outermost, relations);
     }
   }
 }
@@ -282,8 +280,9 @@ void FindNearFaces(const trelSimulationParameter& parameter, trelModelFindings& 
   for (int axis = 0; axis < 3; ++axis) {
     const std::vector<trelTissueRelationsFace> faces = SortFaces(bodies, axis);
     for (std::size_t i = 0; i < faces.size(); ++i) {
-      for (std::size_t j = i + 1; j < faces.size() && ++tests < mostBoxTests; ++j) {
-        if (!(faces[j].Place - faces[i].Place < nearFaces)) break;
+      for (std::size_t j = i + 1; j < faces.size() && ++tests < mostBoxTests &&
+                                  faces[j].Place - faces[i].Place < nearFaces;
+           ++j) {
         if (RunNear(faces[i], faces[j], axis, diagonal))
           TellNearFaces(*faces[i].Body, *faces[j].Body, findings);
       }
