@@ -205,20 +205,6 @@ static bool FindMarker(const trelRay& ray, double after, double limit, const tre
   return found;
 }
 
-/** The marker that a segment meets before its end at @p distance, the change of tissue unless that
- *  is null. What lies at the place of a boundary: a fibre behind it, in the medium, wins over it,
- *  one outside of the medium does not, and a dye's border is settled with it. */
-static bool FindMarkerBefore(const trelRay& ray, double after, double distance,
-                             const trelTissueChange* change, const trelExactModel& model,
-                             trelMarkerHit* marker)
-{
-  const double slack = change ? change->ReachAlong(ray.Direction) : 0.0;
-  const bool leaves = change && change->Tissue < 0;
-  const double limit = leaves ? distance - slack : distance + slack;
-  if (!FindMarker(ray, after, limit, model, marker)) return false;
-  return marker->Fiber >= 0 || !(marker->Hit.Distance > distance - slack);
-}
-
 /** Whether the packet gets trapped at the surface that it has come to. */
 static bool CountBoundary(trelExactPacket& packet, trelExactTally& tally)
 {
@@ -226,19 +212,6 @@ static bool CountBoundary(trelExactPacket& packet, trelExactTally& tally)
   packet.Dead = true;
   ++tally.Trapped;
   return true;
-}
-
-static void MeetMarker(trelExactPacket& packet, const trelMarkerHit& marker,
-                       const trelExactModel& model, trelExactTally& tally)
-{
-  if (CountBoundary(packet, tally)) return;
-  Advance(packet, marker.Hit.Distance, model, tally);
-  if (marker.Fiber < 0) {
-    StandOn(model.Map.MakeMark(marker.Hit), model, packet);
-    return;
-  }
-  packet.Dead = true;
-  ScoreFiber(packet, marker.Hit.Face, marker.Fiber, tally, model);
 }
 
 /** The end of a segment that nothing cut. */
@@ -260,34 +233,65 @@ static void EndSegment(trelExactPacket& packet, double limit, bool endsByTime,
   ++tally.EndedByTime;
 }
 
+/** Ends the segment at a fibre or a dye's border that lies ahead of where it would end, @p distance
+ *  away, with or without a change of tissue there. A fibre behind a boundary at its place, in the
+ *  medium, wins over it, one outside of the medium does not, and a dye's border is settled with the
+ *  boundary. */
+static bool EndAtMarker(trelExactPacket& packet, double distance, const trelTissueChange* change,
+                        const trelExactModel& model, trelExactTally& tally)
+{
+  trelMarkerHit marker;
+  const double slack = change ? change->ReachAlong(packet.Direction) : 0.0;
+  const double limit = change && change->Tissue >= 0 ? distance + slack : distance - slack;
+  if (!FindMarker(packet.GetRay(), packet.Skip, limit, model, &marker)) return false;
+  if (marker.Fiber < 0 && marker.Hit.Distance > distance - slack) return false;
+  if (CountBoundary(packet, tally)) return true;
+  Advance(packet, marker.Hit.Distance, model, tally);
+  if (marker.Fiber < 0) {
+    StandOn(model.Map.MakeMark(marker.Hit), model, packet);
+    return true;
+  }
+  packet.Dead = true;
+  ScoreFiber(packet, marker.Hit.Face, marker.Fiber, tally, model);
+  return true;
+}
+
+/** The change of tissue on the segment. What lies behind its end by less than rounding makes its
+ * end unsure. */
+static bool FindChange(trelExactPacket& packet, double limit, const trelExactModel& model,
+                       trelTissueChange* change)
+{
+  const bool isKnown = packet.Skip == 0.0 && !packet.IsUnsure;
+  const bool found = model.Map.FindChange(packet.GetRay(), packet.TissueIndex, packet.Skip,
+                                          limit + model.Map.GetMargin(), change, isKnown);
+  packet.IsUnsure = found && change->Hit.Distance > limit;
+  return found && !packet.IsUnsure;
+}
+
 void FollowSegment(trelExactPacket& packet, double length, trelPacketNumbers& numbers,
                    const trelExactModel& model, trelExactTally& tally)
 {
-  packet.SafeCenter = packet.Position;
-  packet.SafeRadius = model.BoundDistance(packet);
   const double timeLeft = (model.TimeLimit - packet.FlyTime) * trelExactModel::SpeedOfLight /
                           packet.Here->RefractiveIndex;
   const bool endsByTime = timeLeft < length;
   const double limit = endsByTime ? std::max(timeLeft, 0.0) : length;
-  const trelRay ray = packet.GetRay();
-  trelTissueChange change;
-  trelMarkerHit marker;
-  const bool asks = !(limit < packet.SafeRadius);
-  // Away from all surfaces it is in its tissue; on one, rounding may have put it beside.
-  const bool isInside = packet.Skip == 0.0 && packet.SafeRadius > 0.0;
+  packet.SafeCenter = packet.Position;
+  packet.SafeRadius = model.BoundDistanceAbove(limit, packet);
+  if (limit < packet.SafeRadius) {
+    EndSegment(packet, limit, endsByTime, numbers, model, tally);
+    return;
+  }
   // The end lies outside of the sphere, and so does what the next segment passes on its way back.
-  if (asks) packet.SafeRadius = 0.0;
-  const bool changes =
-      asks && model.Map.FindChange(ray, packet.TissueIndex, packet.Skip, limit, &change, isInside);
+  packet.SafeRadius = 0.0;
+  trelTissueChange change;
+  const bool changes = FindChange(packet, limit, model, &change);
   const double distance = changes ? change.Hit.Distance : limit;
-  if (asks && model.HasMarkers &&
-      FindMarkerBefore(ray, packet.Skip, distance, changes ? &change : nullptr, model, &marker)) {
-    MeetMarker(packet, marker, model, tally);
-  } else if (changes) {
-    if (CountBoundary(packet, tally)) return;
+  if (model.HasMarkers && EndAtMarker(packet, distance, changes ? &change : nullptr, model, tally))
+    return;
+  if (!changes) {
+    EndSegment(packet, limit, endsByTime, numbers, model, tally);
+  } else if (!CountBoundary(packet, tally)) {
     Advance(packet, distance, model, tally);
     MeetBoundary(packet, change, numbers, model, tally);
-  } else {
-    EndSegment(packet, limit, endsByTime, numbers, model, tally);
   }
 }

@@ -51,7 +51,6 @@ inline void Travel(trelExactPacket& packet, double distance, const trelExactMode
     ScoreClearPath(packet, distance, model, tally);
   }
   packet.Position += distance * packet.Direction;
-  packet.PathLength += distance;
   packet.FlyTime += distance * packet.Here->RefractiveIndex / trelExactModel::SpeedOfLight;
 }
 
@@ -101,8 +100,6 @@ inline void Interact(trelExactPacket& packet, trelPacketNumbers& numbers,
     return;
   }
   Scatter(packet, numbers, model);
-  const double square = Dot(packet.Direction, packet.Direction);
-  if (std::fabs(square - 1.0) > 1e-14) packet.Direction = packet.Direction / std::sqrt(square);
   if (packet.Weight < RouletteThreshold) PlayExactRoulette(packet, numbers, tally);
 }
 

@@ -69,10 +69,12 @@ std::uint64_t trelExactModel::FindDyes(const trelVector& point) const
   return dyes;
 }
 
-double trelExactModel::BoundDistance(const trelExactPacket& packet) const
+double trelExactModel::BoundDistanceAbove(double wanted, const trelExactPacket& packet) const
 {
-  double bound = Map.BoundDistance(packet.Position, packet.TissueIndex);
-  for (const trelShapeObject* shape : Markers)
-    bound = std::min(bound, shape->BoundDistance(packet.Position));
+  double bound = Map.BoundDistanceAbove(wanted, packet.Position, packet.TissueIndex);
+  for (const trelShapeObject* shape : Markers) {
+    if (!(bound > wanted)) return 0.0;
+    bound = std::min(bound, shape->BoundDistanceAbove(wanted, packet.Position));
+  }
   return bound;
 }

@@ -55,8 +55,9 @@ struct trelExactModel : trelTransportModel
   }
   /** The dyes at a point, as bits. */
   std::uint64_t FindDyes(const trelVector& point) const;
-  /** Lower bound of the distance from the packet to whatever ends a segment. */
-  double BoundDistance(const trelExactPacket& packet) const;
+  /** Lower bound of the distance from the packet to whatever ends a segment; may be 0 instead of
+   *  @p wanted or less. */
+  double BoundDistanceAbove(double wanted, const trelExactPacket& packet) const;
   /** The same for all points of a cell; 0 where it is not known. */
   double GetSafeDistance(const trelVector& point) const
   {

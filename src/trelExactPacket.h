@@ -21,6 +21,8 @@ struct trelExactPacket : trelPacket
   /** Within this distance of this point nothing changes. The packet is there, or the distance 0. */
   trelVector SafeCenter;
   double SafeRadius;
+  /** The last segment ended within rounding of a surface: it may lie beside its tissue. */
+  bool IsUnsure;
   /** The dyes in whose regions the packet is, a bit each, in the order of the model. */
   std::uint64_t Dyes;
   std::uint32_t Interactions;

@@ -32,7 +32,6 @@ inline void TakeExactStep(trelExactPacket& packet, trelPacketNumbers& numbers,
     const double time = length * packet.Here->RefractiveIndex / trelExactModel::SpeedOfLight;
     if (IsClearAhead(packet, length, end, model) && !(packet.FlyTime + time > model.TimeLimit)) {
       packet.Position = end;
-      packet.PathLength += length;
       packet.FlyTime += time;
       Interact(packet, numbers, model, tally);
       return;

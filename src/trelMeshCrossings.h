@@ -66,8 +66,8 @@ public:
   /** The region at the distance @p at on the ray. It agrees with what FindCrossing() finds on this
    *  ray next, also where the ray runs within triangles. */
   std::int32_t FindRegionOn(const trelRay& ray, double at) const;
-  /** A lower bound of the distance from any triangle, mm. */
-  double BoundDistance(const trelVector& point) const;
+  /** A lower bound of the distance from any triangle, mm; may be 0 instead of @p wanted or less. */
+  double BoundDistance(const trelVector& point, double wanted) const;
   /** How many voxels around this one are free of triangles, itself not counted: so many edges of a
    *  voxel all its points are away from any. 0 for one with triangles. */
   int GetFreeVoxels(std::size_t cell) const { return IsFree(cell) ? Clearance[cell] - 1 : 0; }
@@ -96,7 +96,7 @@ private:
   int ListFirstPlace(const trelRay& ray, double after, double limit, Surfaces surfaces,
                      trelCrossingList& list) const;
   std::int32_t FindRegionByCrossings(const trelRay& ray, double at) const;
-  double BoundInVoxel(const trelVector& point, std::size_t cell, double limit) const;
+  double BoundNearTriangles(const trelVector& point, const int index[3], double wanted) const;
   template <class Visit>
   void Walk(const trelRay& ray, double after, double limit, Visit visit) const;
 

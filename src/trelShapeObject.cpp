@@ -276,3 +276,8 @@ double trelShapeObject::BoundDistance(const trelVector&) const
 {
   return 0.0;
 }
+
+double trelShapeObject::BoundDistanceAbove(double, const trelVector& point) const
+{
+  return BoundDistance(point);
+}

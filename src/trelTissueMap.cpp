@@ -310,19 +310,20 @@ bool trelTissueMap::FindEntry(const trelRay& ray, trelTissueChange* change) cons
   return false;
 }
 
-double trelTissueMap::BoundDistance(const trelVector& point, std::int32_t tissue) const
+double trelTissueMap::BoundDistanceAbove(double wanted, const trelVector& point,
+                                         std::int32_t tissue) const
 {
   if (Bodies.empty()) return 0.0;
-  double bound = Outermost().Shape->BoundDistance(point);
-  if (!Mesh) {
+  double bound = Outermost().Shape->BoundDistanceAbove(wanted, point);
+  if (!Mesh && Bodies.size() > 1) {
     const std::size_t rivals = CountRivals(tissue);
     const auto lower = [&](const Body& body) {
       if (DistanceToBox(body.Box, point) < bound)
-        bound = std::min(bound, body.Shape->BoundDistance(point));
-      return false;
+        bound = std::min(bound, body.Shape->BoundDistanceAbove(wanted, point));
+      return !(bound > wanted);
     };
     // What is not near counts only if nothing near does.
-    if (!VisitBodies(point, 0.0, rivals, lower) && bound >= Nearness)
+    if (!VisitBodies(point, 0.0, rivals, lower) && bound >= Nearness && bound > wanted)
       VisitBodies(point, HUGE_VAL, rivals, lower);
   }
   return std::max(bound - Margin, 0.0);

@@ -104,13 +104,15 @@ public:
         static_cast<std::ptrdiff_t>(w);
     return Quantum * Safe[static_cast<std::size_t>(cell)];
   }
-  /** The same for the point itself, from the shapes. Of a point within rounding of a surface it is
-   *  0: above 0 it lies in the tissue that the caller has it in. */
+  /** The same for the point itself, from the shapes. */
   double BoundDistance(const trelVector& point) const
   {
-    return BoundDistance(point, FindTissue(point));
+    return BoundDistanceAbove(0.0, point, FindTissue(point));
   }
-  double BoundDistance(const trelVector& point, std::int32_t tissue) const;
+  /** The same for a point of @p tissue; may be 0 instead of @p wanted or less. */
+  double BoundDistanceAbove(double wanted, const trelVector& point, std::int32_t tissue) const;
+  /** What rounding may make of a distance between points of the medium, mm. */
+  double GetMargin() const { return Margin; }
 
   /** Two tissues neither of which holds the other, but that have points in common, and which of
    *  them has these. */

@@ -181,7 +181,12 @@ bool trelTraceableMesh::FindCrossing(const trelRay& ray, double after, double li
 
 double trelTraceableMesh::BoundDistance(const trelVector& point) const
 {
-  return EnsureCrossings() ? Crossings.BoundDistance(point) : 0.0;
+  return BoundDistanceAbove(0.0, point);
+}
+
+double trelTraceableMesh::BoundDistanceAbove(double wanted, const trelVector& point) const
+{
+  return EnsureCrossings() ? Crossings.BoundDistance(point, wanted) : 0.0;
 }
 
 /** A sixth of the sum of the products A (B x C) over the outward triangles, positions relative to

@@ -54,6 +54,7 @@ public:
   const std::uint32_t* BeginOf(std::size_t cell) const { return Lists.BeginOf(cell); }
   const std::uint32_t* EndOf(std::size_t cell) const { return Lists.EndOf(cell); }
   const trelTracedTriangle& GetTriangle(std::uint32_t t) const { return Lists.Triangles[t]; }
+  const trelTriangleBounds& GetBounds(std::uint32_t t) const { return Lists.TriangleBounds[t]; }
 
   /** True if all points of the voxel are known to lie in @p region. Most steps need no other
    *  answer. */
