@@ -55,7 +55,7 @@ trel_subsystem(mesh_files
 trel_subsystem(geometry
   MAY_USE framework meshes mesh_files
   HEADERS trelCoordinates trelShapeTraits trelGeometryTolerance trelSlabSearch trelRayQuadratic trelChord
-          trelMeshRecords trelSeenTriangles trelVoxelLists
+          trelMeshRecords trelFreeWalk trelSeenTriangles trelVoxelLists
   CLASSES trelGridWindow trelSurfaceElement trelShapeObject trelCube trelCylinder trelEllipsoid
           trelRectangle trelEllipse trelMeshPredicates trelAxisRay trelVoxelGrid
           trelVoxelTableBuilder trelVoxelTable trelMeshCrossings trelMeshOrientation
@@ -64,9 +64,9 @@ trel_subsystem(geometry
 # The physical model and all settings of a run: tissues, sources, detectors, spectra, packets.
 trel_subsystem(model
   MAY_USE framework geometry
-  HEADERS trelModelTypes trelLaunchContext trelPhysicsConstants
+  HEADERS trelModelTypes trelLaunchContext trelPhysicsConstants trelBoxSearch
   CLASSES trelModelFindings trelOpticalParameter trelSpectrum trelTissue trelTissueClaims
-          trelTissueReach trelMedium trelTissueMap trelLightSource trelDetector trelPlaneDetector
+          trelTissueReach trelMedium trelTissueOverlap trelTissueMap trelLightSource trelDetector trelPlaneDetector
           trelFiberDetector trelObjectDisplay trelPhoton trelGridAxes trelScoringRegion
           trelSimulationParameter
           trelParameterValidation trelTissueTraps trelModelTraps)
@@ -76,8 +76,8 @@ trel_subsystem(parameter_file
   MAY_USE framework geometry model
   HEADERS
   CLASSES trelParameterText trelModelIndex trelReadState trelKeywordAdvice trelKeywordSection
-          trelSimulationPropertyBlock trelSourceProperty trelModelSection
-          trelModelFaults trelSimulationParameterReader)
+          trelSimulationPropertyBlock trelSourceProperty trelShapeLine trelSpectrumLine
+          trelModelSection trelModelFaults trelSimulationParameterReader)
 
 # The grids, their scoring and finishing, and the result files.
 trel_subsystem(results

@@ -16,6 +16,22 @@ static constexpr std::size_t longestLine = 200;
 /** Tissues, grids and the like beyond these are counted only. */
 static constexpr std::size_t mostShown = 100;
 
+static char GetShownCharacter(int c)
+{
+  if (c == '\t') return ' ';
+  return c >= ' ' && c <= '~' ? static_cast<char>(c) : '?';
+}
+
+/** The next line of the file, as it is shown; false at its end. */
+static bool ReadShownLine(std::FILE* file, std::string& line)
+{
+  line.clear();
+  int c = 0;
+  while ((c = std::fgetc(file)) != EOF && c != '\n')
+    if (line.size() < longestLine && c != '\r') line.push_back(GetShownCharacter(c));
+  return c != EOF || !line.empty();
+}
+
 /** The lines that the findings are about, without control characters. */
 static std::map<int, std::string> ReadLinesOf(const trelModelFindings& findings,
                                               const std::string& name)
@@ -28,16 +44,10 @@ static std::map<int, std::string> ReadLinesOf(const trelModelFindings& findings,
   }
   std::FILE* file = OpenRegularFile(NativePath(name));
   if (!file) return lines;
-  std::string* line = nullptr;
-  bool isStart = true;
-  for (int number = 0, c = 0; number <= last && (c = std::fgetc(file)) != EOF;) {
-    if (isStart) {
-      const auto found = lines.find(++number);
-      line = found == lines.end() ? nullptr : &found->second;
-    }
-    isStart = c == '\n';
-    if (line && !isStart && line->size() < longestLine && c != '\r')
-      line->push_back(c == '\t' ? ' ' : c >= ' ' && c <= '~' ? static_cast<char>(c) : '?');
+  std::string line;
+  for (int number = 1; number <= last && ReadShownLine(file, line); ++number) {
+    const auto found = lines.find(number);
+    if (found != lines.end()) found->second = line;
   }
   std::fclose(file);
   return lines;

@@ -119,18 +119,23 @@ void trelGridSet::NormalizeGrid(trelGridId grid, const trelGridWindow& window)
   }
 }
 
+/** Divides the cells of a row of the innermost axis, whose other indices are @p i and @p j. */
+static void DivideRow(double* cells, std::int32_t i, std::int32_t j, std::int32_t depth,
+                      const trelCellMeasures& measures)
+{
+  for (std::int32_t k = 0; k < depth; ++k)
+    if (cells[k] != 0.0) cells[k] /= measures.Get(i, j, k);
+}
+
 void trelGridSet::Divide(trelGridId grid, const trelCellMeasures& measures)
 {
   if (!Grids[grid]) return;
   const trelGridLayout layout = GetLayout(grid);
-  double* cell = Grids[grid]->GetCells();
+  double* cells = Grids[grid]->GetCells();
   for (std::int32_t bin = 0; bin < layout.Bins; ++bin) {
     for (std::int32_t i = 0; i < layout.Rows; ++i) {
-      for (std::int32_t j = 0; j < layout.Columns; ++j) {
-        for (std::int32_t k = 0; k < layout.Depth; ++k, ++cell) {
-          if (*cell != 0.0) *cell /= measures.Get(i, j, k);
-        }
-      }
+      for (std::int32_t j = 0; j < layout.Columns; ++j, cells += layout.Depth)
+        DivideRow(cells, i, j, layout.Depth, measures);
     }
   }
 }

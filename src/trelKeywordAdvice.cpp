@@ -18,6 +18,15 @@ static const trelKeywordAdvicePart parts[] = {
     {PartModel3D, "the model, behind the wavelengths", "endtrl"},
     {PartModel2D, "the model in the plane", "endtrl"}};
 
+void AppendKeywords(const char* words, trelFilePart part, int needs,
+                    std::vector<trelKnownKeyword>& keywords)
+{
+  std::vector<std::string> list;
+  AppendWords(words, list);
+  for (const std::string& word : list)
+    keywords.push_back({word, part, needs});
+}
+
 static const trelKeywordAdvicePart& GetPart(int found)
 {
   for (const trelKeywordAdvicePart& part : parts) {

@@ -24,6 +24,10 @@ struct trelKnownKeyword
   int Needs;  ///< the smallest number of words on its line, the keyword among them
 };
 
+/** Appends the keywords that a row of a table has, whose words are separated by blanks. */
+void AppendKeywords(const char* words, trelFilePart part, int needs,
+                    std::vector<trelKnownKeyword>& keywords);
+
 /**
  * Tells of the current line, whose keyword has no place in @p part: that it is misspelt, too short,
  * or belongs to another part of the file. @p keywords are those of all parts.

@@ -1,7 +1,5 @@
 #include "trelKeywordSection.h"
 
-#include <sstream>
-
 KeywordOutcome trelKeywordSection::Record(const std::string& text)
 {
   State.Record(text);
@@ -12,13 +10,6 @@ KeywordOutcome trelKeywordSection::Fail(const std::string& text)
 {
   State.Record(text);
   return KeywordFails;
-}
-
-void trelKeywordSection::AppendWords(const char* words, std::vector<std::string>& list)
-{
-  std::istringstream stream(words);
-  for (std::string word; stream >> word;)
-    list.push_back(word);
 }
 
 int trelKeywordSection::TakeNumbers(double* values, int count) const

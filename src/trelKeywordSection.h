@@ -93,8 +93,6 @@ protected:
       AppendWords(word.Words, list);
     State.ExplainWord(i, list);
   }
-  /** Appends @p words, which are separated by single blanks, to @p list. */
-  static void AppendWords(const char* words, std::vector<std::string>& list);
 
   trelReadState& State;
   trelSimulationParameter& Parameter;

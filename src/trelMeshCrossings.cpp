@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "trelChord.h"
+#include "trelFreeWalk.h"
 #include "trelMemory.h"
 
 /** A ray in whose frame triangles are tested: z along the direction, x and y across it. */
@@ -107,62 +108,6 @@ static trelBox WidenedBox(const trelVoxelGrid& grid)
           grid.GetBox(last).High + trelVector{wide, wide, wide}};
 }
 
-/** A walk through the voxels: where it is, and how it goes on. */
-struct trelFreeWalk
-{
-  const trelVoxelGrid& Grid;
-  const trelRay& Ray;
-  trelVector Inverse;
-  int Index[3];
-
-  trelFreeWalk(const trelVoxelGrid& grid, const trelRay& ray, double start) : Grid(grid), Ray(ray)
-  {
-    const trelVector point = ray.At(start);
-    for (int a = 0; a < 3; ++a) {
-      Inverse[a] = 1.0 / ray.Direction[a];
-      Index[a] = grid.IndexOf(a, point[a]);
-    }
-  }
-
-  /** Whether the ray gets anywhere along the axis. */
-  bool IsMoving(int axis) const { return std::fabs(Inverse[axis]) < HUGE_VAL; }
-
-  /** How far it is to where the ray leaves the voxel and @p free ones around it, and through which
-   *  axis. */
-  double FindExit(int free, int* axis) const
-  {
-    double exit = HUGE_VAL;
-    for (int a = 0; a < 3; ++a) {
-      if (!IsMoving(a)) continue;
-      const int border = Ray.Direction[a] > 0.0 ? Index[a] + free + 1 : Index[a] - free;
-      const double t = (Grid.BorderOf(a, border) - Ray.Origin[a]) * Inverse[a];
-      if (!(t >= exit)) {
-        exit = t;
-        *axis = a;
-      }
-    }
-    return exit;
-  }
-
-  /** Goes to the voxel behind; indices never go back, whatever rounding does. False at the end of
-   *  the grid. */
-  bool Pass(int free, int axis, double exit)
-  {
-    const trelVector point = Ray.At(exit);
-    for (int a = 0; a < 3; ++a) {
-      if (!IsMoving(a)) continue;
-      const bool up = Ray.Direction[a] > 0.0;
-      const int farthest = up ? Index[a] + free : Index[a] - free;
-      if (a == axis)
-        Index[a] = up ? farthest + 1 : farthest - 1;
-      else
-        Index[a] = up ? std::clamp(Grid.IndexOf(a, point[a]), Index[a], farthest)
-                      : std::clamp(Grid.IndexOf(a, point[a]), farthest, Index[a]);
-    }
-    return Index[axis] >= 0 && Index[axis] < Grid.GetSize(axis);
-  }
-};
-
 /** Calls @p visit with each voxel along the stretch of the ray, some free ones left out, and the
  *  distance at which the ray leaves it, until that answers true. */
 template <class Visit>
@@ -264,44 +209,59 @@ int trelMeshCrossings::FindNetCrossing(const trelMeshCrossing* first, int count,
   return -1;
 }
 
+/** Up to where crossings, parted by rounding, count as lying at the place of the one at
+ *  @p distance. */
+static double EndOfPlace(const trelRay& ray, double distance)
+{
+  // Of the size of the coordinates.
+  constexpr double rounding = 1e-14;
+  const trelVector at = ray.At(distance);
+  return distance +
+         rounding * (std::fabs(at.X) + std::fabs(at.Y) + std::fabs(at.Z) + std::fabs(distance));
+}
+
+/** Lists the crossings ahead and returns how many of them, from the first on, lie at one place. */
+int trelMeshCrossings::ListFirstPlace(const trelRay& ray, double after, double limit,
+                                      Surfaces surfaces, trelCrossingList& list) const
+{
+  double end = 0.0;
+  const trelStretchBox stretch(ray, after, limit);
+  const auto counts = [&](std::uint32_t t) {
+    return !stretch.Misses(Table->GetBounds(t)) &&
+           (surfaces == AllSurfaces || Table->GetTriangle(t).Regions[1] < 0);
+  };
+  Walk(ray, after, limit, [&](std::size_t cell, double exit) {
+    for (const std::uint32_t* t = Table->BeginOf(cell); t < Table->EndOf(cell); ++t)
+      if (counts(*t)) list.Test(*t, after, limit);
+    if (list.Count == 0) return false;
+    end = EndOfPlace(ray, list.Items[0].Distance);
+    return end <= exit;
+  });
+  int count = 0;
+  while (count < list.Count && list.Items[count].Distance <= end)
+    ++count;
+  return count;
+}
+
 bool trelMeshCrossings::FindCrossing(const trelRay& ray, double after, double limit,
                                      Surfaces surfaces, trelHit* hit) const
 {
-  // By how much rounding may part crossings at one place, of the size of the coordinates.
-  constexpr double rounding = 1e-14;
   const auto regionOf = [&](std::int32_t region) {
     return surfaces == OuterSurface && region > 0 ? 0 : region;
   };
   for (;;) {
     trelCrossingList list(*Table, ray);
-    const trelStretchBox stretch(ray, after, limit);
-    double together = 0.0;
-    Walk(ray, after, limit, [&](std::size_t cell, double exit) {
-      for (const std::uint32_t* t = Table->BeginOf(cell); t < Table->EndOf(cell); ++t)
-        if (!stretch.Misses(Table->GetBounds(*t)) &&
-            (surfaces == AllSurfaces || Table->GetTriangle(*t).Regions[1] < 0))
-          list.Test(*t, after, limit);
-      if (list.Count == 0) return false;
-      const trelVector at = ray.At(list.Items[0].Distance);
-      together =
-          list.Items[0].Distance + rounding * (std::fabs(at.X) + std::fabs(at.Y) + std::fabs(at.Z) +
-                                               std::fabs(list.Items[0].Distance));
-      return together <= exit;
-    });
-    if (list.Count == 0) return false;
-    int count = 1;
-    while (count < list.Count && list.Items[count].Distance <= together)
-      ++count;
-    const int net = FindNetCrossing(list.Items, count, regionOf);
-    if (net >= 0) {
-      const trelMeshCrossing& crossing = list.Items[net];
-      const int turn = Turns[crossing.Triangle];
-      const trelVector& normal = Table->GetTriangle(crossing.Triangle).Normal;
-      *hit = {list.Items[count - 1].Distance, static_cast<int>(crossing.Triangle),
-              NormalOnSide(turn < 0 ? -normal : normal, ray.Direction, crossing.Side == turn)};
-      return true;
-    }
+    const int count = ListFirstPlace(ray, after, limit, surfaces, list);
+    if (count == 0) return false;
     after = list.Items[count - 1].Distance;
+    const int net = FindNetCrossing(list.Items, count, regionOf);
+    if (net < 0) continue;
+    const trelMeshCrossing& crossing = list.Items[net];
+    const int turn = GetTurn(crossing.Triangle);
+    const trelVector& normal = Table->GetTriangle(crossing.Triangle).Normal;
+    *hit = {after, static_cast<int>(crossing.Triangle),
+            NormalOnSide(turn < 0 ? -normal : normal, ray.Direction, crossing.Side == turn)};
+    return true;
   }
 }
 
@@ -434,6 +394,26 @@ std::ptrdiff_t trelMeshCrossings::CountBelow(std::uint32_t t, int axis) const
   return -1;
 }
 
+/** Lowers the clearance of a voxel by those of its neighbours that the sweep has passed: the half
+ * of them that lies behind in @p direction, 1 or -1. */
+void trelMeshCrossings::LowerClearance(const int index[3], int direction)
+{
+  const std::size_t cell = Table->CellOf(index[0], index[1], index[2]);
+  if (Clearance[cell] <= 1) return;
+  for (int n = 0; n < 13; ++n) {
+    const int steps[3] = {1 - n / 9, 1 - n / 3 % 3, 1 - n % 3};
+    int other[3] = {};
+    bool inside = true;
+    for (int a = 0; a < 3; ++a) {
+      other[a] = index[a] - direction * steps[a];
+      inside = inside && other[a] >= 0 && other[a] < Table->GetSize(a);
+    }
+    if (!inside) continue;
+    const int next = Clearance[Table->CellOf(other[0], other[1], other[2])] + 1;
+    if (next < Clearance[cell]) Clearance[cell] = static_cast<std::uint8_t>(next);
+  }
+}
+
 /** Two sweeps over the neighbours of each voxel, forwards and backwards, as distances by the
  *  chessboard are made (A. Rosenfeld and J. Pfaltz, J. ACM 13 (1966) 471). May throw. */
 void trelMeshCrossings::MeasureClearance()
@@ -443,25 +423,11 @@ void trelMeshCrossings::MeasureClearance()
   for (std::size_t cell = 0; cell < cells; ++cell)
     if (Table->BeginOf(cell) < Table->EndOf(cell)) Clearance[cell] = 0;
   const trelVoxelRange whole = Table->GetWholeRange();
-  const auto lower = [&](const int index[3], int direction) {
-    const std::size_t cell = Table->CellOf(index[0], index[1], index[2]);
-    if (Clearance[cell] <= 1) return;
-    for (int n = 0; n < 13; ++n) {  // the half of the neighbours that was swept before
-      int other[3] = {index[0] - direction * (1 - n / 9), index[1] - direction * (1 - n / 3 % 3),
-                      index[2] - direction * (1 - n % 3)};
-      bool inside = true;
-      for (int a = 0; a < 3; ++a)
-        inside = inside && other[a] >= 0 && other[a] <= whole.Last[a];
-      if (!inside) continue;
-      const int next = Clearance[Table->CellOf(other[0], other[1], other[2])] + 1;
-      if (next < Clearance[cell]) Clearance[cell] = static_cast<std::uint8_t>(next);
-    }
-  };
-  VisitVoxels(whole, [&](const int index[3]) { lower(index, 1); });
+  VisitVoxels(whole, [&](const int index[3]) { LowerClearance(index, 1); });
   VisitVoxels(whole, [&](const int index[3]) {
     const int reversed[3] = {whole.Last[0] - index[0], whole.Last[1] - index[1],
                              whole.Last[2] - index[2]};
-    lower(reversed, -1);
+    LowerClearance(reversed, -1);
   });
 }
 

@@ -16,6 +16,8 @@ struct trelMeshCrossing
   int Side;
 };
 
+struct trelCrossingList;
+
 /**
  * @class   trelMeshCrossings
  * @brief   where rays cross the triangles of a mesh, without a tolerance and without a gap
@@ -86,10 +88,13 @@ private:
 
   bool IsFree(std::size_t cell) const { return Clearance[cell] > 0; }
   void MeasureClearance();
+  void LowerClearance(const int index[3], int direction);
   void FillRegions();
   Passage PassageOf(const trelMeshCrossing& crossing) const;
   template <class RegionOf>
   int FindNetCrossing(const trelMeshCrossing* first, int count, const RegionOf& regionOf) const;
+  int ListFirstPlace(const trelRay& ray, double after, double limit, Surfaces surfaces,
+                     trelCrossingList& list) const;
   std::int32_t FindRegionByCrossings(const trelRay& ray, double at) const;
   double BoundNearTriangles(const trelVector& point, const int index[3], double wanted) const;
   template <class Visit>

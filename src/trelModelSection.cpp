@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <limits>
-#include <sstream>
 
 #include "trelFiberDetector.h"
 #include "trelLightSource.h"
@@ -12,41 +10,13 @@
 #include "trelMCTriangleMesh.h"
 #include "trelMedium.h"
 #include "trelOpticalParameter.h"
-#include "trelPaths.h"
 #include "trelPlaneDetector.h"
-#include "trelShapeFactory.h"
+#include "trelShapeLine.h"
 #include "trelSimulationParameter.h"
 #include "trelSourceProperty.h"
 #include "trelSpectrum.h"
-#include "trelText.h"
+#include "trelSpectrumLine.h"
 #include "trelTissue.h"
-
-static bool IsSolid(const trelShapeTraits& shape)
-{
-  return !shape.IsPlanar() && shape.Role != RoleMedium;
-}
-
-static bool IsPlanar(const trelShapeTraits& shape)
-{
-  return shape.IsPlanar();
-}
-
-static bool IsFiber(const trelShapeTraits& shape)
-{
-  return shape.Role == RoleBodyOrFiber;
-}
-
-/** A new shape of the kind that token @p i names; null if no admitted kind has such a word. */
-static trelShapeObject* MakeNamedShape(const trelParameterText& text, int i,
-                                       bool (*admits)(const trelShapeTraits&))
-{
-  for (int type = 0; type < NumberOfShapes; ++type) {
-    if (admits(ShapeTraits[type]) && text.IsOneOf(i, ShapeTraits[type].Words)) {
-      return MakeShape(static_cast<ShapeType>(type));
-    }
-  }
-  return nullptr;
-}
 
 static const trelWord<VerticalPlane> VerticalPlaneWords[] = {
     {"xy yx", PlaneXY}, {"xz zx", PlaneXZ}, {"yz zy", PlaneYZ}};
@@ -125,24 +95,12 @@ trelVector trelModelSection::TakePoint() const
 
 // Shapes of sources, tissues and detectors
 
-std::vector<std::string> trelModelSection::ListShapes(ShapeFilter admits)
-{
-  std::vector<std::string> words;
-  for (const trelShapeTraits& traits : ShapeTraits) {
-    if (admits(traits)) AppendWords(traits.Words, words);
-  }
-  return words;
-}
-
 template <class Owner>
-KeywordOutcome trelModelSection::GiveShape(const Keyword& row, ShapeFilter admits,
+KeywordOutcome trelModelSection::GiveShape(const Keyword& row, trelShapeFilter admits,
                                            CurrentObject shape)
 {
-  trelShapeObject* made = MakeNamedShape(Text, 1, admits);
-  if (!made) {
-    State.ExplainWord(1, ListShapes(admits));
-    return Fail(row.Message);
-  }
+  trelShapeObject* made = MakeNamedShape(State, admits);
+  if (!made) return Fail(row.Message);
   Get<Owner>(row.Current)->SetShape(made);
   Current[shape] = made;
   IsStale[shape] = false;
@@ -159,23 +117,6 @@ KeywordOutcome trelModelSection::SetHalfAxes(const Keyword& row)
 {
   Get<trelShapeObject>(row.Current)->SetHalfAxes(TakePoint());
   return KeywordDone;
-}
-
-template <class Mesh>
-void trelModelSection::LoadMesh(Mesh& mesh)
-{
-  std::string path;
-  if (Text.GetPath(path)) {
-    const std::string given = path;
-    ResolvePath(path);
-    if (mesh.LoadFromFile(path.c_str())) return;
-    State.Explain(FindingMistake, 1, "the mesh file " + QuoteWord(given) + " cannot be read",
-                  "paths start at the folder of the model; looked for " + path);
-  } else {
-    State.Explain(FindingMistake, 0, std::string(Text.GetToken(0)) + " has no path",
-                  "write the path of a mesh file, in double quotes if it has blanks");
-  }
-  mesh.ClearMesh();
 }
 
 // Light sources
@@ -195,42 +136,28 @@ KeywordOutcome trelModelSection::SelectSource(const Keyword& row)
 
 KeywordOutcome trelModelSection::SetPlanarSourceShape(const Keyword& row)
 {
-  return GiveShape<trelLightSource>(row, IsPlanar, SourceShape);
+  return GiveShape<trelLightSource>(row, IsPlanarShape, SourceShape);
 }
 
 KeywordOutcome trelModelSection::SetSourceShape(const Keyword& row)
 {
-  return GiveShape<trelLightSource>(row, IsSolid, SourceShape);
+  return GiveShape<trelLightSource>(row, IsSolidShape, SourceShape);
 }
 
 KeywordOutcome trelModelSection::LoadSourceShape(const Keyword& row)
 {
   auto* shape = Get<trelShapeObject>(SourceShape);
   if (!shape || shape->GetShapeType() != ShapeTriangleMesh) return Fail(row.Message);
-  LoadMesh(static_cast<trelMCTriangleMesh&>(*shape));
+  LoadNamedMesh(State, static_cast<trelMCTriangleMesh&>(*shape));
   if (Text.GetNumberOfTokens() < 2) State.ShowError("Light source shape file is null!");
   return KeywordDone;
 }
 
-/** Words without a meaning are passed over, up to a comment. */
-void trelModelSection::ExplainSourceWords()
-{
-  if (!State.GetFindings()) return;
-  const std::vector<std::string> words = ListSourceWords();
-  for (int i = 1; i < Text.GetNumberOfTokens() && Text.GetToken(i)[0] != '#'; ++i) {
-    const auto isMeant = [&](const std::string& word) {
-      return EqualWords(word, Text.GetToken(i));
-    };
-    if (std::none_of(words.begin(), words.end(), isMeant))
-      State.ExplainWord(i, words, FindingMistake);
-  }
-}
-
 KeywordOutcome trelModelSection::SetSourceProperty(const Keyword&)
 {
-  const SimulationType mode = Parameter.GetSimulationType();
-  ExplainSourceWords();
-  const std::string fault = ReadSourceProperty(Text, mode, *Get<trelLightSource>(Source));
+  ExplainSourceWords(State);
+  const std::string fault =
+      ReadSourceProperty(Text, Parameter.GetSimulationType(), *Get<trelLightSource>(Source));
   return fault.empty() ? KeywordDone : Fail(fault);
 }
 
@@ -291,35 +218,10 @@ KeywordOutcome trelModelSection::SetSourceSpectrum(const Keyword& row, int emiss
   const bool emits = Parameter.GetSimulationType() == FMT &&
                      Get<trelLightSource>(Source)->GetLuminousType() == LuminousEmission;
   if (!emits) {
-    spectrum->SetEnergy(Text.GetReal(2));
-    SetPacketNumber(*spectrum);
+    ReadLaunchedSpectrum(State, SourceIndex, *spectrum);
     return KeywordDone;
   }
-  if (Text.GetNumberOfTokens() < emissionNeeds) {
-    State.Explain(FindingError, 0, "too few values of a fluorophore",
-                  "write lightsourcespectrumindex INDEX EXCITATION YIELD ABSORPTION LIFETIME");
-    return Fail(emissionMessage);
-  }
-  spectrum->SetExcitationWavelength(Text.GetTruncated(2));
-  spectrum->SetQuantumYield(Text.GetReal(3));
-  spectrum->SetFluorophoreAbsorption(Text.GetReal(4));
-  if (Text.GetNumberOfTokens() > 5) spectrum->SetLifeTime(Text.GetReal(5));
-  return KeywordDone;
-}
-
-/** A number that is out of range, or none, is taken as the nearest that there is, with a warning.
- */
-void trelModelSection::SetPacketNumber(trelSpectrum& spectrum)
-{
-  spectrum.SetPhotonNumber(Text.GetTruncated(3));
-  const double given = Text.GetReal(3);
-  if (Text.HasNumber(3) && given >= 0.0 && given < Text.LargestTruncated + 1.0) return;
-  std::ostringstream text;
-  text << "lightsource " << SourceIndex + 1 << ", lightsourcespectrumindex " << GetIndex() + 1
-       << ": got \"" << Text.GetToken(3) << "\", expected a number of packets from 0 to "
-       << std::numeric_limits<std::uint32_t>::max() << "; taken as " << spectrum.GetPhotonNumber()
-       << "\n";
-  State.ShowWarning(text.str());
+  return ReadEmittedSpectrum(State, emissionNeeds, *spectrum) ? KeywordDone : Fail(emissionMessage);
 }
 
 // Medium and tissues
@@ -334,7 +236,7 @@ KeywordOutcome trelModelSection::LoadTetrahedra(const Keyword& row)
   }
   auto* mesh = new trelMCTetrahedron;
   medium->SetTetrahedron(mesh);
-  LoadMesh(*mesh);
+  LoadNamedMesh(State, *mesh);
   return KeywordDone;
 }
 
@@ -355,13 +257,13 @@ KeywordOutcome trelModelSection::SelectTissue(const Keyword& row)
 
 KeywordOutcome trelModelSection::SetPlanarTissueShape(const Keyword& row)
 {
-  return GiveShape<trelTissue>(row, IsPlanar, TissueShape);
+  return GiveShape<trelTissue>(row, IsPlanarShape, TissueShape);
 }
 
 KeywordOutcome trelModelSection::SetTissueShape(const Keyword& row)
 {
   if (!Text.IsOneOf(1, "mctetrahedron tetrahedron")) {
-    return GiveShape<trelTissue>(row, IsSolid, TissueShape);
+    return GiveShape<trelTissue>(row, IsSolidShape, TissueShape);
   }
   // A region of the medium's mesh: no shape of its own, and one that it had stays.
   Current[TissueShape] = nullptr;
@@ -373,7 +275,7 @@ KeywordOutcome trelModelSection::LoadTissueShape(const Keyword& row)
 {
   auto* shape = Get<trelShapeObject>(TissueShape);
   if (shape->GetShapeType() != ShapeTriangleMesh) return Fail(row.Message);
-  LoadMesh(static_cast<trelMCTriangleMesh&>(*shape));
+  LoadNamedMesh(State, static_cast<trelMCTriangleMesh&>(*shape));
   return KeywordDone;
 }
 
@@ -460,7 +362,7 @@ KeywordOutcome trelModelSection::SetLength(const Keyword&)
 
 KeywordOutcome trelModelSection::SetFiberShape(const Keyword& row)
 {
-  return GiveShape<trelFiberDetector>(row, IsFiber, FiberShape);
+  return GiveShape<trelFiberDetector>(row, IsFiberShape, FiberShape);
 }
 
 // The table
@@ -532,16 +434,11 @@ void trelModelSection::ListKeywords(trelRules rules, std::vector<trelKnownKeywor
 {
   for (const Keyword& row : Keywords) {
     if (row.Rules == RulesExact && rules != RulesExact) continue;
-    std::vector<std::string> words;
-    AppendWords(row.Words, words);
-    for (const SectionDimension dimension : {In3D, In2D}) {
-      if ((row.Dimension & dimension) == 0) continue;
-      const int coordinates = dimension == In2D ? 2 : 3;
-      for (const std::string& word : words) {
-        keywords.push_back({word, dimension == In2D ? PartModel2D : PartModel3D,
-                            row.Needs == PointLine ? 1 + coordinates : row.Needs});
-      }
-    }
+    const bool isPoint = row.Needs == PointLine;
+    if (row.Dimension & In3D)
+      AppendKeywords(row.Words, PartModel3D, isPoint ? 4 : row.Needs, keywords);
+    if (row.Dimension & In2D)
+      AppendKeywords(row.Words, PartModel2D, isPoint ? 3 : row.Needs, keywords);
   }
 }
 

@@ -7,13 +7,11 @@
 #include "trelKeywordAdvice.h"
 #include "trelKeywordSection.h"
 #include "trelModelTypes.h"
+#include "trelShapeLine.h"
 #include "trelVector.h"
 
 class trelObject;
 class trelPlaneDetector;
-class trelShapeObject;
-class trelSpectrum;
-struct trelShapeTraits;
 
 /**
  * @class   trelModelSection
@@ -45,7 +43,6 @@ public:
 private:
   friend class trelKeywordSection;
   using Section = trelModelSection;
-  using ShapeFilter = bool (*)(const trelShapeTraits&);
 
   /** In which section a keyword stands. */
   enum SectionDimension
@@ -103,12 +100,8 @@ private:
   static const char* GetSelector(CurrentObject which);
   /** Tells of a line for a shape that the source, tissue or fibre at hand does not have yet. */
   void ExplainStaleShape(const Keyword& row);
-  /** The words for the admitted shapes. */
-  static std::vector<std::string> ListShapes(ShapeFilter admits);
   template <class Owner>
-  KeywordOutcome GiveShape(const Keyword& row, ShapeFilter admits, CurrentObject shape);
-  template <class Mesh>
-  void LoadMesh(Mesh& mesh);
+  KeywordOutcome GiveShape(const Keyword& row, trelShapeFilter admits, CurrentObject shape);
 
   KeywordOutcome SetCenter(const Keyword& row);
   KeywordOutcome SetHalfAxes(const Keyword& row);
@@ -117,7 +110,6 @@ private:
   KeywordOutcome SetPlanarSourceShape(const Keyword& row);
   KeywordOutcome SetSourceShape(const Keyword& row);
   KeywordOutcome LoadSourceShape(const Keyword& row);
-  void ExplainSourceWords();
   KeywordOutcome SetSourceProperty(const Keyword& row);
   KeywordOutcome SetAzimuthRange(const Keyword& row);
   KeywordOutcome SetDeflectionRange(const Keyword& row);
@@ -125,7 +117,6 @@ private:
   KeywordOutcome SetSourceProfile(const Keyword& row);
   KeywordOutcome SetSourceSpectrum2D(const Keyword& row);
   KeywordOutcome SetSourceSpectrum3D(const Keyword& row);
-  void SetPacketNumber(trelSpectrum& spectrum);
   KeywordOutcome SetSourceSpectrum(const Keyword& row, int emissionNeeds,
                                    const char* emissionMessage);
 

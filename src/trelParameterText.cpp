@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <sstream>
 
 #include "trelPaths.h"
 #include "trelText.h"
@@ -164,4 +165,11 @@ bool trelParameterText::GetPath(std::string& path) const
   if (close == std::string_view::npos) return false;
   path = line.substr(open + 1, close - open - 1);
   return true;
+}
+
+void AppendWords(const char* words, std::vector<std::string>& list)
+{
+  std::istringstream stream(words);
+  for (std::string word; stream >> word;)
+    list.push_back(word);
 }

@@ -122,4 +122,7 @@ const Value* FindWord(const trelParameterText& text, int i, const trelWord<Value
   return nullptr;
 }
 
+/** Appends @p words, which are separated by blanks, to @p list. */
+void AppendWords(const char* words, std::vector<std::string>& list);
+
 #endif

@@ -261,12 +261,8 @@ const trelSimulationPropertyBlock::Keyword trelSimulationPropertyBlock::Keywords
 
 void trelSimulationPropertyBlock::ListKeywords(std::vector<trelKnownKeyword>& keywords)
 {
-  for (const Keyword& row : Keywords) {
-    std::vector<std::string> words;
-    AppendWords(row.Words, words);
-    for (const std::string& word : words)
-      keywords.push_back({word, PartProperties, row.Needs});
-  }
+  for (const Keyword& row : Keywords)
+    AppendKeywords(row.Words, PartProperties, row.Needs, keywords);
 }
 
 bool trelSimulationPropertyBlock::Read()

@@ -1,7 +1,10 @@
 #include "trelSourceProperty.h"
 
+#include <algorithm>
+
 #include "trelLightSource.h"
-#include "trelParameterText.h"
+#include "trelReadState.h"
+#include "trelText.h"
 
 static const trelWord<LuminousType> LuminousWords[] = {{"excitation", LuminousExcitation},
                                                        {"emission", LuminousEmission}};
@@ -60,7 +63,7 @@ std::string ReadSourceProperty(const trelParameterText& text, SimulationType mod
   return CheckPlace(mode, source);
 }
 
-std::vector<std::string> ListSourceWords()
+static std::vector<std::string> ListSourceWords()
 {
   std::vector<std::string> words;
   for (const auto& word : LuminousWords)
@@ -68,4 +71,18 @@ std::vector<std::string> ListSourceWords()
   for (const auto& word : SourceSwitchWords)
     words.emplace_back(word.Words);
   return words;
+}
+
+void ExplainSourceWords(trelReadState& state)
+{
+  if (!state.GetFindings()) return;
+  const trelParameterText& text = state.GetText();
+  const std::vector<std::string> words = ListSourceWords();
+  for (int i = 1; i < text.GetNumberOfTokens() && text.GetToken(i)[0] != '#'; ++i) {
+    const auto isMeant = [&](const std::string& word) {
+      return EqualWords(word, text.GetToken(i));
+    };
+    if (std::none_of(words.begin(), words.end(), isMeant))
+      state.ExplainWord(i, words, FindingMistake);
+  }
 }

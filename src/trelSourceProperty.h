@@ -2,12 +2,12 @@
 #define trelSourceProperty_h
 
 #include <string>
-#include <vector>
 
 #include "trelModelTypes.h"
 
 class trelLightSource;
 class trelParameterText;
+class trelReadState;
 
 /**
  * @file trelSourceProperty.h
@@ -23,7 +23,7 @@ class trelParameterText;
 std::string ReadSourceProperty(const trelParameterText& text, SimulationType mode,
                                trelLightSource& source);
 
-/** The words that have a meaning there. */
-std::vector<std::string> ListSourceWords();
+/** Tells of words without a meaning, up to a comment; they are passed over. */
+void ExplainSourceWords(trelReadState& state);
 
 #endif

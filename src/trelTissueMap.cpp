@@ -2,10 +2,12 @@
 
 #include <iterator>
 
+#include "trelBoxSearch.h"
 #include "trelChord.h"
 #include "trelMCTetrahedron.h"
 #include "trelMedium.h"
 #include "trelMemory.h"
+#include "trelTissueOverlap.h"
 
 /** Cells of the grid of safe distances at most, and cells times bodies. */
 static constexpr double maximumOfCells = 1e6;
@@ -123,26 +125,6 @@ double trelTissueMap::ReachOf(const Body& body) const
   return (body.IsMesh ? ReachOfMeshes : ReachOfShapes) * Diagonal;
 }
 
-double trelTissueMap::GetMeasure(std::int32_t tissue) const
-{
-  const auto i = static_cast<std::size_t>(tissue);
-  return i < Measures.size() ? Measures[i] : 0.0;
-}
-
-/** How many of the bodies, from the first on, have surfaces that can end the tissue; the outermost
- *  counts in any case. */
-std::size_t trelTissueMap::CountRivals(std::int32_t tissue) const
-{
-  const auto i = static_cast<std::size_t>(tissue);
-  return i < Rivals.size() ? Rivals[i] : 0;
-}
-
-static bool IsInBox(const trelBox& box, const trelVector& p)
-{
-  return p.X >= box.Low.X && p.X <= box.High.X && p.Y >= box.Low.Y && p.Y <= box.High.Y &&
-         p.Z >= box.Low.Z && p.Z <= box.High.Z;
-}
-
 /** Calls @p visit with those of the first @p rivals bodies, by rank and without the outermost, that
  *  may come within @p distance of the point, and perhaps others, until it answers true. True if
  *  none was left out. */
@@ -203,37 +185,6 @@ std::int32_t trelTissueMap::FindTissueOn(const trelRay& ray, double at, double a
     return IsInBox(body.Box, ray.At(place)) && body.Shape->HoldsOn(ray, place);
   });
 }
-
-/** A stretch of a ray, to be tested against boxes. */
-struct trelBoxSearch
-{
-  const trelRay& Ray;
-  trelVector Inverse;
-  double First;
-
-  trelBoxSearch(const trelRay& ray, double first) : Ray(ray), First(first)
-  {
-    for (int a = 0; a < 3; ++a)
-      Inverse[a] = 1.0 / ray.Direction[a];
-  }
-
-  /** True if the stretch up to @p last has no point in the box. */
-  bool Misses(const trelBox& box, double last) const
-  {
-    double first = First;
-    for (int a = 0; a < 3; ++a) {
-      const double o = Ray.Origin[a];
-      if (Ray.Direction[a] == 0.0) {
-        if (o < box.Low[a] || o > box.High[a]) return true;
-        continue;
-      }
-      const double low = (box.Low[a] - o) * Inverse[a], high = (box.High[a] - o) * Inverse[a];
-      first = std::max(first, std::min(low, high));
-      last = std::min(last, std::max(low, high));
-    }
-    return first > last;
-  }
-};
 
 /** The body whose surface the ray crosses first, of the first @p rivals and the outermost; null if
  *  it crosses none. Where two are crossed at one place the outermost comes first. */
@@ -359,17 +310,6 @@ bool trelTissueMap::FindEntry(const trelRay& ray, trelTissueChange* change) cons
   return false;
 }
 
-/** A lower bound of the distance of the point from the box. */
-static double DistanceToBox(const trelBox& box, const trelVector& point)
-{
-  double square = 0.0;
-  for (int a = 0; a < 3; ++a) {
-    const double beyond = std::max({box.Low[a] - point[a], point[a] - box.High[a], 0.0});
-    square += beyond * beyond;
-  }
-  return std::sqrt(square);
-}
-
 double trelTissueMap::BoundDistanceAbove(double wanted, const trelVector& point,
                                          std::int32_t tissue) const
 {
@@ -491,58 +431,14 @@ void trelTissueMap::FillGridOfMesh()
   Quantum = table.GetVoxelSize() * (1.0 - rounding);
 }
 
-/** The point number @p i of a sequence that fills a box evenly: multiples of powers of the plastic
- *  number's inverse (M. Roberts, 2018). */
-static trelVector PointInBox(const trelBox& box, int i)
-{
-  static constexpr double steps[3] = {0.8191725133961645, 0.6710436067037893, 0.5497004779019703};
-  trelVector point;
-  for (int a = 0; a < 3; ++a) {
-    const double u = 0.5 + i * steps[a];
-    point[a] = box.Low[a] + (u - std::floor(u)) * (box.High[a] - box.Low[a]);
-  }
-  return point;
-}
-
-/** Whether a point of @p box that lies in @p in lies in @p other, or does not if @p outside. */
-static bool FindsPoint(const trelBox& box, const trelShapeObject& in, const trelShapeObject& other,
-                       bool outside)
-{
-  constexpr int points = 1024;
-  for (int i = 0; i < points; ++i) {
-    const trelVector point = PointInBox(box, i);
-    if (in.Holds(point) && other.Holds(point) != outside) return true;
-  }
-  return false;
-}
-
-bool trelTissueMap::OverlapInPart(const Body& a, const Body& b) const
-{
-  const double reach = std::max(ReachOf(a), ReachOf(b));
-  const trelBox boxes[2] = {a.Shape->GetBox(), b.Shape->GetBox()};
-  trelBox common;
-  bool sticksOut[2] = {false, false};
-  for (int i = 0; i < (Planar ? 2 : 3); ++i) {
-    common.Low[i] = std::max(boxes[0].Low[i], boxes[1].Low[i]);
-    common.High[i] = std::min(boxes[0].High[i], boxes[1].High[i]);
-    if (!(common.High[i] - common.Low[i] > reach)) return false;
-    for (int n = 0; n < 2; ++n)
-      sticksOut[n] = sticksOut[n] || common.Low[i] - boxes[n].Low[i] > reach ||
-                     boxes[n].High[i] - common.High[i] > reach;
-  }
-  if (Planar) common.Low.Z = common.High.Z = 0.0;
-  return FindsPoint(common, *a.Shape, *b.Shape, false) &&
-         (sticksOut[0] || FindsPoint(boxes[0], *a.Shape, *b.Shape, true)) &&
-         (sticksOut[1] || FindsPoint(boxes[1], *b.Shape, *a.Shape, true));
-}
-
 std::vector<trelTissueMap::Overlap> trelTissueMap::FindOverlaps() const
 {
   std::vector<Overlap> overlaps;
   for (std::size_t winner = 0; winner < Bodies.size(); ++winner) {
     for (std::size_t other = winner + 1; other < Bodies.size(); ++other) {
       const std::int32_t a = Bodies[winner].Tissue, b = Bodies[other].Tissue;
-      if (OverlapInPart(Bodies[winner], Bodies[other]))
+      const double reach = std::max(ReachOf(Bodies[winner]), ReachOf(Bodies[other]));
+      if (OverlapInPart(*Bodies[winner].Shape, *Bodies[other].Shape, Planar ? 2 : 3, reach))
         overlaps.push_back({std::min(a, b), std::max(a, b), a});
     }
   }

@@ -136,7 +136,11 @@ public:
   double GetShortestReach() const { return ReachOfShapes * Diagonal; }
   /** The measure of a tissue's whole shape, or of a region of the mesh, mm^3 or mm^2; 0 without a
    *  body. */
-  double GetMeasure(std::int32_t tissue) const;
+  double GetMeasure(std::int32_t tissue) const
+  {
+    const auto i = static_cast<std::size_t>(tissue);
+    return i < Measures.size() ? Measures[i] : 0.0;
+  }
 
 private:
   /** A tissue's body, and its box widened by what rounding may make of a point. */
@@ -154,7 +158,13 @@ private:
   void RankBodies(std::int32_t outermost);
   void WidenBoxes();
   const Body& Outermost() const { return Bodies.back(); }
-  std::size_t CountRivals(std::int32_t tissue) const;
+  /** How many of the bodies, from the first on, have surfaces that can end the tissue; the
+   * outermost counts in any case. */
+  std::size_t CountRivals(std::int32_t tissue) const
+  {
+    const auto i = static_cast<std::size_t>(tissue);
+    return i < Rivals.size() ? Rivals[i] : 0;
+  }
   double ReachOf(const Body& body) const;
   const Body* FindFirstCrossing(const trelRay& ray, std::size_t rivals, double after, double limit,
                                 trelHit* hit) const;
@@ -171,7 +181,6 @@ private:
   void ListNearBodies();
   void FillGrid();
   void FillGridOfMesh();
-  bool OverlapInPart(const Body& a, const Body& b) const;
 
   /** By rank: of those that hold a point the first has it; the outermost body is the last. In a
    *  tetrahedral medium there is one, the mesh. */

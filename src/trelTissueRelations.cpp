@@ -106,6 +106,13 @@ static bool Wins(const trelTissueRelationsBody& a, const trelTissueRelationsBody
   return difference < 0.0;
 }
 
+/** The same where one may be the outermost, which has what no other holds. */
+static bool IsAhead(const trelTissueRelationsBody& a, const trelTissueRelationsBody& b,
+                    int outermost)
+{
+  return b.Index == outermost || (a.Index != outermost && Wins(a, b));
+}
+
 /** The list of a body. */
 static std::vector<int>& ListOf(std::vector<std::vector<int>>& lists,
                                 const trelTissueRelationsBody& body)
@@ -113,15 +120,34 @@ static std::vector<int>& ListOf(std::vector<std::vector<int>>& lists,
   return lists[static_cast<std::size_t>(body.Index)];
 }
 
-static void Relate(trelTissueRelationsBody& small, trelTissueRelationsBody& large,
+static void Relate(trelTissueRelationsBody& a, trelTissueRelationsBody& b, int outermost,
                    trelTissueRelations& relations)
 {
+  const bool isAhead = IsAhead(a, b, outermost);
+  trelTissueRelationsBody &small = isAhead ? a : b, &large = isAhead ? b : a;
   DrawPoints(small);
   DrawPoints(large);
   if (LiesIn(small, *large.Shape)) ListOf(relations.LiesIn, small).push_back(large.Index + 1);
   if (HaveCommonSurface(small, large)) {
     ListOf(relations.Touches, small).push_back(large.Index + 1);
     ListOf(relations.Touches, large).push_back(small.Index + 1);
+  }
+}
+
+/** Relates bodies whose boxes meet, in the order of their lower ends along x. */
+static void RelateBodies(std::vector<trelTissueRelationsBody>& bodies, int outermost,
+                         trelTissueRelations& relations)
+{
+  int tests = 0, pairs = 0;
+  for (std::size_t i = 0; i < bodies.size(); ++i) {
+    for (std::size_t j = i + 1; j < bodies.size(); ++j) {
+      if (bodies[j].Bounds[0] > bodies[i].Bounds[1] + nearFaces) break;
+      relations.IsCut = ++tests > mostBoxTests || pairs > mostPairs;
+      if (relations.IsCut) return;
+      if (!BoxesMeet(bodies[i], bodies[j])) continue;
+      ++pairs;
+      Relate(bodies[i], bodies[j], outermost, relations);
+    }
   }
 }
 
@@ -148,20 +174,7 @@ trelTissueRelations RelateTissues(const trelSimulationParameter& parameter)
   std::vector<trelTissueRelationsBody> bodies = GetBodies(parameter);
   std::sort(bodies.begin(), bodies.end(),
             [](const auto& a, const auto& b) { return a.Bounds[0] < b.Bounds[0]; });
-  const int outermost = medium.GetOutermostTissueIndex();
-  int tests = 0, pairs = 0;
-  for (std::size_t i = 0; i < bodies.size(); ++i) {
-    for (std::size_t j = i + 1; j < bodies.size(); ++j) {
-      if (bodies[j].Bounds[0] > bodies[i].Bounds[1] + nearFaces) break;
-      relations.IsCut = ++tests > mostBoxTests || pairs > mostPairs;
-      if (relations.IsCut) break;
-      if (!BoxesMeet(bodies[i], bodies[j])) continue;
-      ++pairs;
-      const bool firstWins = bodies[j].Index == outermost ||
-                             (bodies[i].Index != outermost && Wins(bodies[i], bodies[j]));
-      Relate(bodies[firstWins ? i : j], bodies[firstWins ? j : i], relations);
-    }
-  }
+  RelateBodies(bodies, medium.GetOutermostTissueIndex(), relations);
   return relations;
 }
 
@@ -224,37 +237,54 @@ static bool AreNearlyOne(const trelTissueRelationsBody& a, const trelTissueRelat
   return differs;
 }
 
+/** How far apart surfaces of the two bodies count as lying at one place, mm. */
+static double GetReach(const trelTissueRelationsBody& a, const trelTissueRelationsBody& b,
+                       double diagonal)
+{
+  const bool isMesh = a.Shape->GetTraits().IsMesh() || b.Shape->GetTraits().IsMesh();
+  return (isMesh ? trelTissueMap::ReachOfMeshes : trelTissueMap::ReachOfShapes) * diagonal;
+}
+
+static bool RunNear(const trelTissueRelationsFace& low, const trelTissueRelationsFace& high,
+                    int axis, double diagonal)
+{
+  const trelTissueRelationsBody &a = *low.Body, &b = *high.Body;
+  if (a.Index == b.Index) return false;
+  const double reach = GetReach(a, b, diagonal);
+  if (axis == 0 && AreNearlyOne(a, b, reach)) return true;
+  return HasFlatFaces(a, axis) && HasFlatFaces(b, axis) &&
+         IsBetween(high.Place - low.Place, reach) && FaceEachOther(a, b, axis);
+}
+
+/** The lower and upper ends of all bodies along an axis, in order. */
+static std::vector<trelTissueRelationsFace> SortFaces(
+    const std::vector<trelTissueRelationsBody>& bodies, int axis)
+{
+  std::vector<trelTissueRelationsFace> faces;
+  for (const trelTissueRelationsBody& body : bodies) {
+    faces.push_back({body.Bounds[2 * axis], &body});
+    faces.push_back({body.Bounds[2 * axis + 1], &body});
+  }
+  std::sort(faces.begin(), faces.end(),
+            [](const auto& a, const auto& b) { return a.Place < b.Place; });
+  return faces;
+}
+
 void FindNearFaces(const trelSimulationParameter& parameter, trelModelFindings& findings)
 {
   const trelShapeObject* outer = parameter.GetOuterShape();
   if (!outer || parameter.GetMedium()->GetShapeIsTetrahedron()) return;
   const double diagonal = Length(outer->GetBox().High - outer->GetBox().Low);
   const std::vector<trelTissueRelationsBody> bodies = GetBodies(parameter);
-  const auto getReach = [&](const trelTissueRelationsBody& a, const trelTissueRelationsBody& b) {
-    const bool isMesh = a.Shape->GetTraits().IsMesh() || b.Shape->GetTraits().IsMesh();
-    return (isMesh ? trelTissueMap::ReachOfMeshes : trelTissueMap::ReachOfShapes) * diagonal;
-  };
-  const auto byPlace = [](const trelTissueRelationsFace& a, const trelTissueRelationsFace& b) {
-    return a.Place < b.Place;
-  };
   int tests = 0;
   for (int axis = 0; axis < 3; ++axis) {
-    std::vector<trelTissueRelationsFace> faces;
-    for (const trelTissueRelationsBody& body : bodies) {
-      faces.push_back({body.Bounds[2 * axis], &body});
-      faces.push_back({body.Bounds[2 * axis + 1], &body});
-    }
-    std::sort(faces.begin(), faces.end(), byPlace);
+    const std::vector<trelTissueRelationsFace> faces = SortFaces(bodies, axis);
     for (std::size_t i = 0; i < faces.size(); ++i) {
-      for (std::size_t j = i + 1; j < faces.size() && ++tests < mostBoxTests; ++j) {
-        if (!(faces[j].Place - faces[i].Place < nearFaces)) break;
-        const trelTissueRelationsBody &a = *faces[i].Body, &b = *faces[j].Body;
-        if (a.Index == b.Index) continue;
-        const double reach = getReach(a, b);
-        const bool areFlat = HasFlatFaces(a, axis) && HasFlatFaces(b, axis) &&
-                             IsBetween(faces[j].Place - faces[i].Place, reach) &&
-                             FaceEachOther(a, b, axis);
-        if (areFlat || (axis == 0 && AreNearlyOne(a, b, reach))) TellNearFaces(a, b, findings);
+      for (std::size_t j = i + 1; j < faces.size() && ++tests < mostBoxTests &&
+                                  faces[j].Place - faces[i].Place < nearFaces;
+           ++j) {
+        if (RunNear(faces[i], faces[j], axis, diagonal))
+          TellNearFaces(*faces[i].Body, *faces[j].Body, findings);
       }
     }
   }

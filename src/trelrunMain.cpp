@@ -1,5 +1,6 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <exception>
 #include <iostream>
 #include <new>
 #include <optional>
@@ -71,7 +72,7 @@ static std::string TakeChanges(const trelrunWords& words, trelRunOptions& option
   for (const std::string& text : words.Settings) {
     trelCoefficientChange change;
     const std::string fault = ReadCoefficientChange(text, &change);
-    if (!fault.empty()) return "--set " + text + ": " + fault;
+    if (!fault.empty()) return std::string("--set ").append(text).append(": ").append(fault);
     options.Changes.push_back(change);
   }
   return "";
@@ -106,6 +107,8 @@ int main(int argc, char** argv)
     return RunProgram(argc, argv);
   } catch (const std::bad_alloc&) {
     std::fputs("trelrun: error: out of memory\n", stderr);
-    return RunFailed;
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "trelrun: error: %s\n", error.what());
   }
+  return RunFailed;
 }
