@@ -4,8 +4,9 @@ the literature or the balance of energy says of it.
 
 Usage: cookbookTest.py TRELRUN
 
-The bound is 5 standard errors, which were measured in 14 runs, plus what theory is off by itself. Each
-model is run with another absorption as well, and its value must be out of bounds then.
+The bound is 5 standard errors, which were measured in 14 runs, plus what theory is off by itself: the
+random numbers come from the clock, and one run in a million fails by chance. Each model is run with
+another absorption as well, and its value must be out of bounds then.
 """
 
 import cmath
@@ -60,10 +61,10 @@ def radiance(base):
 
 # Model, packets, value, what it should be, its standard error, how much theory is off at most.
 JOBS = [
-    ("cookbook/layered-skin", 40000, diffuse_reflectance, 0.2375, 0.0015, 0.001),
+    ("cookbook/layered-skin", 20000, diffuse_reflectance, 0.2375, 0.002, 0.001),
     ("cookbook/pulse-reflectance", 50000, mean_time, 623.8, 10, 6),
-    ("modulated-slab", 20000, lag, 24.38, 0.25, 0.4),
-    ("cookbook/mouse", 8000, red_light_that_left, 0.2508, 0.0035, 0.001),
+    ("modulated-slab", 10000, lag, 24.38, 0.35, 0.4),
+    ("cookbook/mouse", 5000, red_light_that_left, 0.2508, 0.0045, 0.001),
     ("cookbook/dyed-inclusion", 5000, emission, 8.89e-5, 5.5e-6, 4e-6),
     ("cookbook/camera", 8000, radiance, 1.407e-4, 2.5e-6, 3e-6),
 ]
