@@ -124,32 +124,6 @@ void trelMeshCrossings::Walk(const trelRay& ray, double after, double limit, Vis
   }
 }
 
-/** The box of a stretch of a ray, to pass over triangles that lie beside it. */
-struct trelStretchBox
-{
-  double Low[3], High[3];
-
-  trelStretchBox(const trelRay& ray, double after, double limit)
-  {
-    // By how much rounding may move a crossing, of the size of the coordinates.
-    constexpr double slack = 1e-12;
-    for (int a = 0; a < 3; ++a) {
-      const double d = ray.Direction[a];
-      const double from = d == 0.0 ? ray.Origin[a] : ray.Origin[a] + after * d;
-      const double to = d == 0.0 ? ray.Origin[a] : ray.Origin[a] + limit * d;
-      const double margin = slack * (1.0 + std::fabs(ray.Origin[a]) + std::min(limit, 1e6));
-      Low[a] = std::min(from, to) - margin;
-      High[a] = std::max(from, to) + margin;
-    }
-  }
-
-  bool Misses(const trelTriangleBounds& bounds) const
-  {
-    return bounds.Low[0] > High[0] || bounds.High[0] < Low[0] || bounds.Low[1] > High[1] ||
-           bounds.High[1] < Low[1] || bounds.Low[2] > High[2] || bounds.High[2] < Low[2];
-  }
-};
-
 /** The crossings of a walk so far, each triangle once, by distance; of very many the nearest. */
 struct trelCrossingList
 {
@@ -225,14 +199,10 @@ int trelMeshCrossings::ListFirstPlace(const trelRay& ray, double after, double l
                                       Surfaces surfaces, trelCrossingList& list) const
 {
   double end = 0.0;
-  const trelStretchBox stretch(ray, after, limit);
-  const auto counts = [&](std::uint32_t t) {
-    return !stretch.Misses(Table->GetBounds(t)) &&
-           (surfaces == AllSurfaces || Table->GetTriangle(t).Regions[1] < 0);
-  };
   Walk(ray, after, limit, [&](std::size_t cell, double exit) {
     for (const std::uint32_t* t = Table->BeginOf(cell); t < Table->EndOf(cell); ++t)
-      if (counts(*t)) list.Test(*t, after, limit);
+      if (surfaces == AllSurfaces || Table->GetTriangle(*t).Regions[1] < 0)
+        list.Test(*t, after, limit);
     if (list.Count == 0) return false;
     end = EndOfPlace(ray, list.Items[0].Distance);
     return end <= exit;
