@@ -41,6 +41,7 @@ struct trelScoreTable
   double* AbsorbedGates = nullptr;
   trelGridId AbsorptionGrid = NumberOfGrids;
 
+  /** Whether the absorption grids take fluence in place of what is absorbed. */
   bool TakesFluence() const { return AbsorbedStripes != nullptr; }
 };
 
