@@ -58,7 +58,7 @@ trel_subsystem(geometry
           trelMeshRecords trelFreeWalk trelSeenTriangles trelVoxelLists
   CLASSES trelGridWindow trelSurfaceElement trelShapeObject trelCube trelCylinder trelEllipsoid
           trelRectangle trelEllipse trelMeshPredicates trelAxisRay trelVoxelGrid
-          trelVoxelTableBuilder trelVoxelTable trelMeshCrossings trelMeshOrientation
+          trelVoxelTableBuilder trelVoxelTable trelSurfaceSlabs trelMeshCrossings trelMeshOrientation
           trelTraceableMesh trelMCTriangleMesh trelMCTetrahedron trelShapeFactory)
 
 # The physical model and all settings of a run: tissues, sources, detectors, spectra, packets.

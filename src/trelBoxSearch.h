@@ -28,6 +28,15 @@ inline double DistanceToBox(const trelBox& box, const trelVector& point)
   return std::sqrt(square);
 }
 
+/** The same by the coordinate that tells most: shorter, and without a root. */
+inline double DistanceToBoxAlongAxis(const trelBox& box, const trelVector& point)
+{
+  double distance = 0.0;
+  for (int a = 0; a < 3; ++a)
+    distance = std::max({distance, box.Low[a] - point[a], point[a] - box.High[a]});
+  return distance;
+}
+
 /** A stretch of a ray, to be tested against boxes. */
 struct trelBoxSearch
 {

@@ -276,12 +276,12 @@ void FollowSegment(trelExactPacket& packet, double length, trelPacketNumbers& nu
   const bool endsByTime = timeLeft < length;
   const double limit = endsByTime ? std::max(timeLeft, 0.0) : length;
   packet.SafeCenter = packet.Position;
-  packet.SafeRadius = model.BoundDistanceAbove(limit, packet);
-  if (limit < packet.SafeRadius) {
+  if (limit < std::numeric_limits<double>::infinity() &&
+      model.IsClear(packet, limit, &packet.SafeRadius)) {
     EndSegment(packet, limit, endsByTime, numbers, model, tally);
     return;
   }
-  // The end lies outside of the sphere, and so does what the next segment passes on its way back.
+  // Whatever sphere there was, the segment may leave it, and the next one comes back.
   packet.SafeRadius = 0.0;
   trelTissueChange change;
   const bool changes = FindChange(packet, limit, model, &change);

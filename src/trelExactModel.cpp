@@ -69,12 +69,11 @@ std::uint64_t trelExactModel::FindDyes(const trelVector& point) const
   return dyes;
 }
 
-double trelExactModel::BoundDistanceAbove(double wanted, const trelExactPacket& packet) const
+bool trelExactModel::IsClear(const trelExactPacket& packet, double length, double* radius) const
 {
-  double bound = Map.BoundDistanceAbove(wanted, packet.Position, packet.TissueIndex);
-  for (const trelShapeObject* shape : Markers) {
-    if (!(bound > wanted)) return 0.0;
-    bound = std::min(bound, shape->BoundDistanceAbove(wanted, packet.Position));
-  }
-  return bound;
+  const trelWay way = {packet.Position, packet.Position + length * packet.Direction, length,
+                       Map.GetMargin()};
+  if (!Map.IsClear(way, packet.TissueIndex, radius)) return false;
+  return std::all_of(Markers.begin(), Markers.end(),
+                     [&](const trelShapeObject* shape) { return shape->IsClear(way, radius); });
 }

@@ -55,10 +55,10 @@ struct trelExactModel : trelTransportModel
   }
   /** The dyes at a point, as bits. */
   std::uint64_t FindDyes(const trelVector& point) const;
-  /** Lower bound of the distance from the packet to whatever ends a segment; may be 0 instead of
-   *  @p wanted or less. */
-  double BoundDistanceAbove(double wanted, const trelExactPacket& packet) const;
-  /** The same for all points of a cell; 0 where it is not known. */
+  /** Whether the way of @p length ahead of the packet is known to meet nothing that ends
+   *  a segment. If so, @p radius is a lower bound of the distance from the packet to that. */
+  bool IsClear(const trelExactPacket& packet, double length, double* radius) const;
+  /** A lower bound of that distance for all points of a cell; 0 where it is not known. */
   double GetSafeDistance(const trelVector& point) const
   {
     return HasMarkers ? 0.0 : Map.GetSafeDistance(point);

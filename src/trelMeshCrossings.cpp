@@ -281,48 +281,8 @@ std::int32_t trelMeshCrossings::FindRegionOn(const trelRay& ray, double at) cons
   return IsFree(cell) ? Regions[cell] : FindRegionByCrossings(ray, at);
 }
 
-/** A lower bound of the distance from a triangle: that from its plane or from its box. */
-static double BoundDistanceFrom(const trelTracedTriangle& triangle,
-                                const trelTriangleBounds& bounds, const trelVector& point)
-{
-  double bound = std::fabs(Dot(triangle.Normal, point - triangle.Corners[0]));
-  for (int a = 0; a < 3; ++a)
-    bound = std::max({bound, static_cast<double>(bounds.Low[a]) - point[a],
-                      point[a] - static_cast<double>(bounds.High[a])});
-  return bound;
-}
-
-/**
- * A lower bound for a point with triangles in its voxel or beside it. Of the eight voxels that meet
- * in the corner nearest to the point all triangles are looked at; others are farther away than the
- * borders of these, half a voxel at least.
- */
-double trelMeshCrossings::BoundNearTriangles(const trelVector& point, const int index[3],
-                                             double wanted) const
-{
-  const double size = Table->GetVoxelSize();
-  const trelBox voxel = Table->GetBox(index);
-  double bound = HUGE_VAL;
-  trelVoxelRange range;
-  for (int a = 0; a < 3; ++a) {
-    const double toLow = point[a] - voxel.Low[a], toHigh = voxel.High[a] - point[a];
-    const bool towardsLow = toLow < toHigh;
-    range.First[a] = std::max(index[a] - (towardsLow ? 1 : 0), 0);
-    range.Last[a] = std::min(index[a] + (towardsLow ? 0 : 1), Table->GetSize(a) - 1);
-    bound = std::min({bound, towardsLow ? toHigh : toLow, size});
-  }
-  if (!(bound > wanted)) return 0.0;
-  VisitVoxels(range, [&](const int near[3]) {
-    const std::size_t cell = Table->CellOf(near[0], near[1], near[2]);
-    if (IsFree(cell) || !(bound > wanted)) return;
-    for (const std::uint32_t* t = Table->BeginOf(cell); t < Table->EndOf(cell); ++t)
-      bound =
-          std::min(bound, BoundDistanceFrom(Table->GetTriangle(*t), Table->GetBounds(*t), point));
-  });
-  return std::max(bound, 0.0);
-}
-
-double trelMeshCrossings::BoundDistance(const trelVector& point, double wanted) const
+/** Also tells the slab of the point's voxel, if it has one. */
+double trelMeshCrossings::BoundDistance(const trelVector& point, const trelSurfaceSlab** slab) const
 {
   if (Table->IsEmpty()) return 0.0;
   const int index[3] = {Table->IndexOf(0, point.X), Table->IndexOf(1, point.Y),
@@ -337,9 +297,23 @@ double trelMeshCrossings::BoundDistance(const trelVector& point, double wanted) 
   // Beside the grid, or at its border within rounding.
   if (beyond2 > 0.0) return std::sqrt(beyond2);
   const std::size_t cell = Table->CellOf(index[0], index[1], index[2]);
-  const int free = GetFreeVoxels(cell);
-  if (free == 0) return BoundNearTriangles(point, index, wanted);
-  return free * Table->GetVoxelSize() + within;
+  const double free = IsFree(cell) ? GetFreeVoxels(cell) * Table->GetVoxelSize() + within : 0.0;
+  *slab = Slabs.Find(index);
+  return *slab ? std::max((*slab)->BoundDistance(point), free) : free;
+}
+
+double trelMeshCrossings::BoundDistance(const trelVector& point) const
+{
+  const trelSurfaceSlab* slab = nullptr;
+  return BoundDistance(point, &slab);
+}
+
+bool trelMeshCrossings::IsClear(const trelWay& way, double* radius) const
+{
+  const trelSurfaceSlab* slab = nullptr;
+  const double bound = BoundDistance(way.From, &slab);
+  *radius = std::min(*radius, bound);
+  return way.Length + way.Margin < bound || (slab && slab->IsClear(way));
 }
 
 std::ptrdiff_t trelMeshCrossings::CountBelow(std::uint32_t t, int axis) const
@@ -424,6 +398,7 @@ bool trelMeshCrossings::Build(const trelVoxelTable& table, const Orientation& or
     MeasureClearance();
     Turns = orient(*this);
     FillRegions();
+    Slabs.Build(*Table);
   });
   if (!fits) *this = {};
   return fits;

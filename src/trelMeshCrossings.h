@@ -5,6 +5,7 @@
 #include <functional>
 #include <vector>
 
+#include "trelSurfaceSlabs.h"
 #include "trelVoxelTable.h"
 
 /** Where a ray crosses a triangle of a mesh. */
@@ -66,8 +67,11 @@ public:
   /** The region at the distance @p at on the ray. It agrees with what FindCrossing() finds on this
    *  ray next, also where the ray runs within triangles. */
   std::int32_t FindRegionOn(const trelRay& ray, double at) const;
-  /** A lower bound of the distance from any triangle, mm; may be 0 instead of @p wanted or less. */
-  double BoundDistance(const trelVector& point, double wanted) const;
+  /** A lower bound of the distance from any triangle, mm. */
+  double BoundDistance(const trelVector& point) const;
+  /** Whether the way is known to meet no triangle; false proves nothing. Lowers @p radius to a
+   *  bound of the distance of its start from any. */
+  bool IsClear(const trelWay& way, double* radius) const;
   /** How many voxels around this one are free of triangles, itself not counted: so many edges of a
    *  voxel all its points are away from any. 0 for one with triangles. */
   int GetFreeVoxels(std::size_t cell) const { return IsFree(cell) ? Clearance[cell] - 1 : 0; }
@@ -96,7 +100,7 @@ private:
   int ListFirstPlace(const trelRay& ray, double after, double limit, Surfaces surfaces,
                      trelCrossingList& list) const;
   std::int32_t FindRegionByCrossings(const trelRay& ray, double at) const;
-  double BoundNearTriangles(const trelVector& point, const int index[3], double wanted) const;
+  double BoundDistance(const trelVector& point, const trelSurfaceSlab** slab) const;
   template <class Visit>
   void Walk(const trelRay& ray, double after, double limit, Visit visit) const;
 
@@ -106,6 +110,7 @@ private:
   std::vector<std::uint8_t> Clearance;
   /** By voxel without triangles: its region, -1 outside. */
   std::vector<std::int16_t> Regions;
+  trelSurfaceSlabs Slabs;
 };
 
 #endif

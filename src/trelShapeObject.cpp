@@ -277,7 +277,12 @@ double trelShapeObject::BoundDistance(const trelVector&) const
   return 0.0;
 }
 
-double trelShapeObject::BoundDistanceAbove(double, const trelVector& point) const
+bool trelShapeObject::IsClear(const trelWay& way, double* radius) const
 {
-  return BoundDistance(point);
+  const double bound = BoundDistance(way.From);
+  *radius = std::min(*radius, bound);
+  if (way.Length + way.Margin < bound) return true;
+  // Between two points within a convex shape there is no surface.
+  return bound > way.Margin && Holds(way.From) && Holds(way.To) &&
+         BoundDistance(way.To) > way.Margin;
 }

@@ -131,8 +131,9 @@ public:
   /** A lower bound of the distance, mm, from the point, inside or outside, to the surface; near to
    *  the distance where it is small. Never negative. */
   virtual double BoundDistance(const trelVector& point) const;
-  /** The same for one who has no use for a bound of @p wanted or less: may then be 0 for that. */
-  virtual double BoundDistanceAbove(double wanted, const trelVector& point) const;
+  /** Whether the way is known to meet no surface; false proves nothing. Lowers @p radius to
+   *  BoundDistance() of its start. The default holds for convex shapes. */
+  virtual bool IsClear(const trelWay& way, double* radius) const;
 
   /** A point of the shape, uniform by rejection in its box, from a number for each coordinate and
    *  attempt; false after 10,000 rejected points, and without an attempt if all would be rejected.

@@ -310,23 +310,43 @@ bool trelTissueMap::FindEntry(const trelRay& ray, trelTissueChange* change) cons
   return false;
 }
 
-double trelTissueMap::BoundDistanceAbove(double wanted, const trelVector& point,
-                                         std::int32_t tissue) const
+double trelTissueMap::BoundDistance(const trelVector& point) const
 {
   if (Bodies.empty()) return 0.0;
-  double bound = Outermost().Shape->BoundDistanceAbove(wanted, point);
+  double bound = Outermost().Shape->BoundDistance(point);
   if (!Mesh && Bodies.size() > 1) {
-    const std::size_t rivals = CountRivals(tissue);
+    const std::size_t rivals = CountRivals(FindTissue(point));
     const auto lower = [&](const Body& body) {
       if (DistanceToBox(body.Box, point) < bound)
-        bound = std::min(bound, body.Shape->BoundDistanceAbove(wanted, point));
-      return !(bound > wanted);
+        bound = std::min(bound, body.Shape->BoundDistance(point));
+      return !(bound > 0.0);
     };
     // What is not near counts only if nothing near does.
-    if (!VisitBodies(point, 0.0, rivals, lower) && bound >= Nearness && bound > wanted)
+    if (!VisitBodies(point, 0.0, rivals, lower) && bound >= Nearness)
       VisitBodies(point, HUGE_VAL, rivals, lower);
   }
   return std::max(bound - Margin, 0.0);
+}
+
+bool trelTissueMap::IsClear(const trelWay& way, std::int32_t tissue, double* radius) const
+{
+  double bound = HUGE_VAL;
+  const double length = way.Length + way.Margin;
+  bool clear = !Bodies.empty() && Outermost().Shape->IsClear(way, &bound);
+  if (clear && Bodies.size() > 1) {
+    const auto meets = [&](const Body& body) {
+      const double away = DistanceToBoxAlongAxis(body.Box, way.From);
+      if (away > length)
+        bound = std::min(bound, away);
+      else
+        clear = body.Shape->IsClear(way, &bound);
+      return !clear;
+    };
+    if (!VisitBodies(way.From, length, CountRivals(tissue), meets))
+      bound = std::min(bound, Nearness);
+  }
+  *radius = bound - Margin;
+  return clear;
 }
 
 /** Cubes as small as the number of cells allows; in the plane squares. */

@@ -105,12 +105,10 @@ public:
     return Quantum * Safe[static_cast<std::size_t>(cell)];
   }
   /** The same for the point itself, from the shapes. */
-  double BoundDistance(const trelVector& point) const
-  {
-    return BoundDistanceAbove(0.0, point, FindTissue(point));
-  }
-  /** The same for a point of @p tissue; may be 0 instead of @p wanted or less. */
-  double BoundDistanceAbove(double wanted, const trelVector& point, std::int32_t tissue) const;
+  double BoundDistance(const trelVector& point) const;
+  /** Whether the way, whose start lies in @p tissue, is known to meet no change; false proves
+   *  nothing. If so, @p radius is a lower bound of the start's distance from the nearest one. */
+  bool IsClear(const trelWay& way, std::int32_t tissue, double* radius) const;
   /** What rounding may make of a distance between points of the medium, mm. */
   double GetMargin() const { return Margin; }
 

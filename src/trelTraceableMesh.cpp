@@ -181,12 +181,13 @@ bool trelTraceableMesh::FindCrossing(const trelRay& ray, double after, double li
 
 double trelTraceableMesh::BoundDistance(const trelVector& point) const
 {
-  return BoundDistanceAbove(0.0, point);
+  return EnsureCrossings() ? Crossings.BoundDistance(point) : 0.0;
 }
 
-double trelTraceableMesh::BoundDistanceAbove(double wanted, const trelVector& point) const
+bool trelTraceableMesh::IsClear(const trelWay& way, double* radius) const
 {
-  return EnsureCrossings() ? Crossings.BoundDistance(point, wanted) : 0.0;
+  if (!EnsureCrossings()) *radius = 0.0;
+  return EnsureCrossings() && Crossings.IsClear(way, radius);
 }
 
 /** A sixth of the sum of the products A (B x C) over the outward triangles, positions relative to

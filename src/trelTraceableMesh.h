@@ -60,7 +60,7 @@ public:
   bool HoldsOn(const trelRay& ray, double at) const override;
   bool FindCrossing(const trelRay& ray, double after, double limit, trelHit* hit) const override;
   double BoundDistance(const trelVector& point) const override;
-  double BoundDistanceAbove(double wanted, const trelVector& point) const override;
+  bool IsClear(const trelWay& way, double* radius) const override;
   /** What answers these questions; asked for after PrepareCrossings(). */
   const trelMeshCrossings& GetCrossings() const { return Crossings; }
 

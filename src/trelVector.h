@@ -96,6 +96,14 @@ struct trelRay
   trelVector At(double distance) const { return Origin + distance * Direction; }
 };
 
+/** A straight way between two points, for the question whether it meets a surface. */
+struct trelWay
+{
+  trelVector From, To;
+  double Length;  ///< mm
+  double Margin;  ///< what rounding may make of a distance, mm
+};
+
 /** An axis-parallel box by its lowest and highest corner. As made it is empty, and the first point
  * that extends it is both corners. */
 struct trelBox

@@ -1,0 +1,75 @@
+#ifndef trelSurfaceSlabs_h
+#define trelSurfaceSlabs_h
+
+#include <algorithm>
+#include <cstdint>
+#include <vector>
+
+#include "trelVoxelTable.h"
+
+/** Two parallel planes between which all triangles near a block of voxels lie. */
+struct trelSurfaceSlab
+{
+  /** The least and the largest of the scalar products of Normal with the triangles' points, mm;
+   *  widened by what rounding may make of them. */
+  double Low, High;
+  /** A unit vector but for the single precision. */
+  float Normal[3];
+  /** Any triangle beside the slab is farther than this from all points of the block, mm. */
+  float Reach;
+
+  double HeightOf(const trelVector& point) const
+  {
+    return static_cast<double>(Normal[0]) * point.X + static_cast<double>(Normal[1]) * point.Y +
+           static_cast<double>(Normal[2]) * point.Z;
+  }
+  /** Whether no triangle lies on the way, which starts in the block. */
+  bool IsClear(const trelWay& way) const
+  {
+    const double a = HeightOf(way.From), b = HeightOf(way.To);
+    return way.Length + way.Margin < static_cast<double>(Reach) &&
+           ((a > High && b > High) || (a < Low && b < Low));
+  }
+  /** A lower bound of the distance, mm, of a point of the block from any triangle. */
+  double BoundDistance(const trelVector& point) const
+  {
+    constexpr double shortened = 1.0 - 1e-6;  // pays for the single precision
+    const double height = HeightOf(point);
+    const double beyond = std::max({height - High, Low - height, 0.0});
+    return std::min(shortened * beyond, static_cast<double>(Reach));
+  }
+};
+
+/**
+ * @class   trelSurfaceSlabs
+ * @brief   the slabs of those blocks of a voxel table that lie near triangles
+ *
+ * Where a surface is nearly flat, as most are at the size of a voxel, a slab tells for two scalar
+ * products that a way beside it meets nothing, also of one that runs along the surface. A block is
+ * a cube of 2 x 2 x 2 voxels.
+ */
+class trelSurfaceSlabs
+{
+public:
+  /** Makes the slabs. May throw std::bad_alloc. */
+  void Build(const trelVoxelTable& table);
+  /** That of a voxel's block; null if it has none. */
+  const trelSurfaceSlab* Find(const int voxel[3]) const
+  {
+    const std::int32_t place = Places[BlockOf(voxel[0] / 2, voxel[1] / 2, voxel[2] / 2)];
+    return place < 0 ? nullptr : &Slabs[static_cast<std::size_t>(place)];
+  }
+
+private:
+  std::size_t BlockOf(int i, int j, int k) const
+  {
+    return (static_cast<std::size_t>(i) * Rows + static_cast<std::size_t>(j)) * Columns +
+           static_cast<std::size_t>(k);
+  }
+
+  std::size_t Rows = 0, Columns = 0;
+  std::vector<std::int32_t> Places;  ///< by block, the last axis fastest; -1 for none
+  std::vector<trelSurfaceSlab> Slabs;
+};
+
+#endif
