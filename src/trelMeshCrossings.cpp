@@ -28,10 +28,11 @@ struct trelShearedRay
     ScaleZ = 1.0 / d[Z];
   }
 
+  /** The corner, relative to the origin, across the ray. */
   trelVector Shear(const trelVector& corner) const
   {
     const trelVector a = corner - Origin;
-    return {a[X] - ShearX * a[Z], a[Y] - ShearY * a[Z], ScaleZ * a[Z]};
+    return {a[X] - ShearX * a[Z], a[Y] - ShearY * a[Z], a[Z]};
   }
 };
 
@@ -69,15 +70,17 @@ static int EdgeSide(const trelVector& a, const trelVector& b)
 static int CrossTriangle(const trelShearedRay& ray, const trelTracedTriangle& triangle,
                          double* distance)
 {
-  const trelVector a = ray.Shear(triangle.Corners[0]), b = ray.Shear(triangle.Corners[1]),
-                   c = ray.Shear(triangle.Corners[2]);
-  const int side = EdgeSide(b, c);
-  if (side == 0 || EdgeSide(c, a) != side || EdgeSide(a, b) != side) return 0;
+  const trelVector a = ray.Shear(triangle.Corners[0]), b = ray.Shear(triangle.Corners[1]);
+  const int side = EdgeSide(a, b);
+  if (side == 0) return 0;
+  const trelVector c = ray.Shear(triangle.Corners[2]);
+  if (EdgeSide(b, c) != side || EdgeSide(c, a) != side) return 0;
   const double u = b.X * c.Y - b.Y * c.X;
   const double v = c.X * a.Y - c.Y * a.X;
   const double w = a.X * b.Y - a.Y * b.X;
   const double sum = u + v + w;
-  *distance = sum == 0.0 ? (a.Z + b.Z + c.Z) / 3.0 : (u * a.Z + v * b.Z + w * c.Z) / sum;
+  const double az = ray.ScaleZ * a.Z, bz = ray.ScaleZ * b.Z, cz = ray.ScaleZ * c.Z;
+  *distance = sum == 0.0 ? (az + bz + cz) / 3.0 : (u * az + v * bz + w * cz) / sum;
   return side;
 }
 
@@ -281,10 +284,10 @@ std::int32_t trelMeshCrossings::FindRegionOn(const trelRay& ray, double at) cons
   return IsFree(cell) ? Regions[cell] : FindRegionByCrossings(ray, at);
 }
 
-/** Also tells the slab of the point's voxel, if it has one. */
-double trelMeshCrossings::BoundDistance(const trelVector& point, const trelSurfaceSlab** slab) const
+/** A bound from what the table knows: how far the point is from the border of its voxel and how
+ *  many voxels around are free, or how far from the grid. */
+double trelMeshCrossings::BoundByVoxels(const trelVector& point) const
 {
-  if (Table->IsEmpty()) return 0.0;
   const int index[3] = {Table->IndexOf(0, point.X), Table->IndexOf(1, point.Y),
                         Table->IndexOf(2, point.Z)};
   const trelBox voxel = Table->GetBox(index);
@@ -297,23 +300,37 @@ double trelMeshCrossings::BoundDistance(const trelVector& point, const trelSurfa
   // Beside the grid, or at its border within rounding.
   if (beyond2 > 0.0) return std::sqrt(beyond2);
   const std::size_t cell = Table->CellOf(index[0], index[1], index[2]);
-  const double free = IsFree(cell) ? GetFreeVoxels(cell) * Table->GetVoxelSize() + within : 0.0;
-  *slab = Slabs.Find(index);
-  return *slab ? std::max((*slab)->BoundDistance(point), free) : free;
+  return IsFree(cell) ? GetFreeVoxels(cell) * Table->GetVoxelSize() + within : 0.0;
+}
+
+const trelSurfaceSlab* trelMeshCrossings::FindSlab(const trelVector& point) const
+{
+  int voxel[3];
+  return Table->FindVoxel(point, voxel) ? Slabs.Find(voxel) : nullptr;
 }
 
 double trelMeshCrossings::BoundDistance(const trelVector& point) const
 {
-  const trelSurfaceSlab* slab = nullptr;
-  return BoundDistance(point, &slab);
+  if (Table->IsEmpty()) return 0.0;
+  const trelSurfaceSlab* slab = FindSlab(point);
+  const double bound = BoundByVoxels(point);
+  return slab ? std::max(slab->BoundDistance(point), bound) : bound;
 }
 
 bool trelMeshCrossings::IsClear(const trelWay& way, double* radius) const
 {
-  const trelSurfaceSlab* slab = nullptr;
-  const double bound = BoundDistance(way.From, &slab);
+  if (Table->IsEmpty()) {
+    *radius = 0.0;
+    return false;
+  }
+  const trelSurfaceSlab* slab = FindSlab(way.From);
+  if (slab && slab->IsClear(way)) {
+    *radius = std::min(*radius, slab->BoundDistance(way.From));
+    return true;
+  }
+  const double bound = BoundByVoxels(way.From);
   *radius = std::min(*radius, bound);
-  return way.Length + way.Margin < bound || (slab && slab->IsClear(way));
+  return way.Length + way.Margin < bound;
 }
 
 std::ptrdiff_t trelMeshCrossings::CountBelow(std::uint32_t t, int axis) const

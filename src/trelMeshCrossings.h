@@ -100,7 +100,8 @@ private:
   int ListFirstPlace(const trelRay& ray, double after, double limit, Surfaces surfaces,
                      trelCrossingList& list) const;
   std::int32_t FindRegionByCrossings(const trelRay& ray, double at) const;
-  double BoundDistance(const trelVector& point, const trelSurfaceSlab** slab) const;
+  double BoundByVoxels(const trelVector& point) const;
+  const trelSurfaceSlab* FindSlab(const trelVector& point) const;
   template <class Visit>
   void Walk(const trelRay& ray, double after, double limit, Visit visit) const;
 

@@ -330,8 +330,8 @@ double trelTissueMap::BoundDistance(const trelVector& point) const
 
 bool trelTissueMap::IsClear(const trelWay& way, std::int32_t tissue, double* radius) const
 {
-  double bound = HUGE_VAL;
   const double length = way.Length + way.Margin;
+  double bound = HUGE_VAL;
   bool clear = !Bodies.empty() && Outermost().Shape->IsClear(way, &bound);
   if (clear && Bodies.size() > 1) {
     const auto meets = [&](const Body& body) {
@@ -401,34 +401,26 @@ void trelTissueMap::ListNearBodies()
   Nearness = (1.0 - rounding) * near;
 }
 
-/** Bounds at the centres, less what lies between the centre and a corner. May throw. */
+/** Bounds at the centres. Those of many cells' length tell no more than shorter ones. May throw. */
 void trelTissueMap::FillGrid()
 {
   if (Rows == 0) return;
+  constexpr double quantaOfCell = 12.0, shortened = 1.0 - 1e-12;
   const double step = 1.0 / PerStep.X;
-  const double toCorner = 0.5 * step * std::sqrt(Planar ? 2.0 : 3.0) + Margin;
-  std::vector<float> distances;
+  Quantum = step / quantaOfCell;
+  ToCorner = 0.5 * step * std::sqrt(Planar ? 2.0 : 3.0) + Margin;
   const auto size = static_cast<std::ptrdiff_t>(Cells.X);
-  distances.reserve(static_cast<std::size_t>(size * Rows * Columns));
-  float largest = 0.0f;
+  Safe.reserve(static_cast<std::size_t>(size * Rows * Columns));
   for (std::ptrdiff_t i = 0; i < size; ++i) {
     for (std::ptrdiff_t j = 0; j < Rows; ++j) {
       for (std::ptrdiff_t k = 0; k < Columns; ++k) {
         const trelVector index = {static_cast<double>(i) + 0.5, static_cast<double>(j) + 0.5,
                                   Planar ? 0.0 : static_cast<double>(k) + 0.5};
-        const double distance = BoundDistance(Low + step * index) - toCorner;
-        distances.push_back(static_cast<float>(std::max(distance, 0.0)));
-        largest = std::max(largest, distances.back());
+        const double distance = shortened * BoundDistance(Low + step * index);
+        Safe.push_back(static_cast<std::uint8_t>(std::min(distance / Quantum, 255.0)));
       }
     }
   }
-  // A part in 10^6 pays for the single precision.
-  constexpr double shortened = 1.0 - 1e-6;
-  const double quantum = static_cast<double>(largest) / 255.0;
-  Quantum = shortened * quantum;
-  Safe.assign(distances.size(), 0);
-  for (std::size_t cell = 0; cell < Safe.size() && quantum > 0.0; ++cell)
-    Safe[cell] = static_cast<std::uint8_t>(static_cast<double>(distances[cell]) / quantum);
 }
 
 /** The voxels of the mesh know how many around are free. May throw. */

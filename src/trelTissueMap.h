@@ -102,7 +102,7 @@ public:
     const std::ptrdiff_t cell =
         (static_cast<std::ptrdiff_t>(u) * Rows + static_cast<std::ptrdiff_t>(v)) * Columns +
         static_cast<std::ptrdiff_t>(w);
-    return Quantum * Safe[static_cast<std::size_t>(cell)];
+    return std::max(Quantum * Safe[static_cast<std::size_t>(cell)] - ToCorner, 0.0);
   }
   /** The same for the point itself, from the shapes. */
   double BoundDistance(const trelVector& point) const;
@@ -198,11 +198,14 @@ private:
   trelVector Low, PerStep, Cells;
   std::ptrdiff_t Rows = 0, Columns = 0;
   double Quantum = 0.0;
+  /** From the point of a cell that its distance counts for to any other, mm at most. */
+  double ToCorner = 0.0;
   /** The bodies, by rank and without the outermost, whose boxes come within Nearness, mm, of a
    * point of the cell. */
   trelTissueReach Near;
   double Nearness = 0.0;
-  /** By cell, the last axis fastest: the safe distance in quanta. */
+  /** By cell, the last axis fastest: the bound of the distance, in quanta; of shapes that at the
+   *  cell's centre, of a tetrahedral mesh that for the whole voxel. */
   std::vector<std::uint8_t> Safe;
 };
 

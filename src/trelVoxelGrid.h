@@ -72,13 +72,23 @@ public:
   /** The voxel that holds the point. False beside the grid, and before it has been laid out. */
   bool FindCell(const trelVector& point, std::size_t* cell) const
   {
+    int voxel[3];
+    if (!FindVoxel(point, voxel)) return false;
+    *cell = CellOf(voxel[0], voxel[1], voxel[2]);
+    return true;
+  }
+  /** The same, by its three indices. */
+  bool FindVoxel(const trelVector& point, int voxel[3]) const
+  {
     // As in IndexOf(), where a point in the grid needs no clamp.
     const double u = (point.X - Origin.X) * InverseVoxelSize;
     const double v = (point.Y - Origin.Y) * InverseVoxelSize;
     const double w = (point.Z - Origin.Z) * InverseVoxelSize;
     if (!(u >= 0.0 && v >= 0.0 && w >= 0.0)) return false;
     if (!(u < EndIndex.X && v < EndIndex.Y && w < EndIndex.Z)) return false;
-    *cell = CellOf(static_cast<int>(u), static_cast<int>(v), static_cast<int>(w));
+    voxel[0] = static_cast<int>(u);
+    voxel[1] = static_cast<int>(v);
+    voxel[2] = static_cast<int>(w);
     return true;
   }
 
