@@ -39,6 +39,9 @@ struct trelModelFaultsSearch
   }
 };
 
+/** A region so many times as long as the medium is in other units, if its cells are, too. */
+static constexpr double tooLong = 100.0;
+
 static std::string ShowNumber(double value)
 {
   std::ostringstream text;
@@ -227,6 +230,14 @@ static void CheckRange(trelModelFaultsSearch& search, trelAxis axis)
   double box[6];
   body->GetBoundingBox(box);
   const bool isFlat = !(box[2 * axis] < box[2 * axis + 1]);
+  const double length = box[2 * axis + 1] - box[2 * axis];
+  if (!isFlat && high - low >= tooLong * length &&
+      search.Parameter.GetRegionAsItStands().GetSeparations()[axis] > length) {
+    search.Add(FindingWarning, "roi", word,
+               range + " and the cells of roiseparation are longer than the medium, which is " +
+                   ShowNumber(length) + " mm long: there is one cell",
+               "write all lengths in mm");
+  }
   if (isFlat || (low < box[2 * axis + 1] && high > box[2 * axis])) return;
   search.Add(FindingMistake, "roi", word,
              range + " misses the medium, which lies from " + ShowNumber(box[2 * axis]) + " to " +

@@ -58,8 +58,10 @@ int trelModelFindings::GetLineOfText(const std::string& text) const
   if (colon == std::string::npos) return 0;
   const std::string keyword = text.substr(0, std::min(colon, text.find(' ')));
   const bool isOfSource = keyword.rfind("lightsource", 0) == 0;
-  const std::string number = FindNumberBehind(text, isOfSource ? "light source" : "tissue");
-  const std::string owner = (isOfSource ? "lightsource " : "tissue ") + number;
+  const bool isOfFiber = keyword.rfind("fiberdetector", 0) == 0;
+  const char* const kind = isOfSource ? "light source" : isOfFiber ? "detector" : "tissue";
+  const std::string number = FindNumberBehind(text, kind);
+  const std::string owner = (isOfSource ? "lightsource" : kind) + (' ' + number);
   for (const std::string& setting : {keyword, keyword + " 1"}) {
     if (const int line = GetLineOf(owner, setting)) return line;
   }

@@ -6,6 +6,7 @@ Usage: trelrunTest.py TRELRUN
 
 import json
 import os
+import re
 import shutil
 import subprocess
 import sys
@@ -40,6 +41,26 @@ WRONG = [
     (DYE, " 670 0.3 ", " 670 1.3 ", "from 0 to 1", "lightsourcespectrumindex 2 670 1.3"),
     (MODEL, "external solid", "extern solid", "did you mean 'external'?", "lightsourceproperty"),
     (MODEL, "simulationtype DOT", "simulationtype DOTS", "did you mean 'DOT'?", "simulationtype"),
+]
+
+# What runs and may not be meant: what to replace in the model, words of the warning and the line that
+# it names; without words nothing is told.
+TISSUE = ("endtrl", "tissue 2 x\ntissueshape cube\ntissuecenter {}\ntissueaxis {}\n"
+          "tissuespectrumindex 1 0.02 10 0.9 1.4\nendtrl")
+FIBER = ("endtrl", "fiberdetector 1\nfiberdetectorshape cylinder\nfiberdetectorcenter {}\n"
+         "fiberdetectoraxis {}\nendtrl")
+ODD = [
+    (*TISSUE, "0 0 10", "400 400 400", "lies deep within tissue 2", "tissueaxis 400"),
+    (*TISSUE, "0 0 15", "400 400 400", "lies deep within tissue 2", "tissueaxis 400"),
+    (*TISSUE, "0 0 410", "400 400 400", "sticks out", "tissue 2"),
+    (*TISSUE, "9000 0 10", "1 1 1", "nothing of tissue 2 lies", "tissuecenter 9000"),
+    (*FIBER, "0 0 -2", "1 1 0.5", "fibre of detector 1 collects nothing", "fiberdetectoraxis"),
+    (*FIBER, "0 0 -1", "1 1 1", None, None),
+    (*FIBER, "0 0 10", "500 500 500", "fibre of detector 1", "fiberdetectoraxis"),
+    ("axis 1e-6 1e-6", "axis 200 1", "", "", "light source 1 is ten times", "lightsourceaxis"),
+    ("roisep", "roi -1e4 1e4 -1e4 1e4 0 1e4\nroisep", "", "", None, None),
+    ("roiseparation 1 1", "roi -1e4 1e4 -1e4 1e4 0 1e4\nroiseparation 100 100", "", "",
+     "there is one cell", "roi "),
 ]
 
 # Arguments behind the model, and the exit status.
@@ -99,6 +120,16 @@ def test_wrong_models(folder):
                f"{new}: {findings}")
 
 
+def test_odd_models(folder):
+    for old, new, center, axis, words, line in ODD:
+        text = MODEL.replace(old, new.format(center, axis), 1)
+        text = text.replace("tissuenum 1", f"tissuenum {text.count('tissueaxis')}\ndetectornum 9")
+        status, _, report = folder.run(text, "--quiet")
+        told = re.findall(r"trl:\d+: warning: ", report)
+        expect(status == 0 and bool(told) == bool(words) and (not words or words in report), report)
+        expect(not line or f" | {line}" in report, f"{new}: no {line} in {report}")
+
+
 def test_command_lines(folder):
     for arguments, wanted in COMMANDS:
         status, log, report = folder.run(MODEL, *arguments)
@@ -146,7 +177,7 @@ def test_closed_folder(folder):
 
 
 def main():
-    for test in (test_wrong_models, test_command_lines, test_what_a_check_tells,
+    for test in (test_wrong_models, test_odd_models, test_command_lines, test_what_a_check_tells,
                  test_closed_folder):
         with tempfile.TemporaryDirectory() as path:
             os.chmod(path, 0o755)
