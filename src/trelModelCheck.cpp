@@ -7,6 +7,7 @@
 
 #include "trelExactLaunch.h"
 #include "trelExactModel.h"
+#include "trelFiberDetector.h"
 #include "trelGridTable.h"
 #include "trelLaunchContext.h"
 #include "trelLightSource.h"
@@ -17,6 +18,7 @@
 #include "trelOpticalParameter.h"
 #include "trelPacketNumbers.h"
 #include "trelPhoton.h"
+#include "trelPlaneDetector.h"
 #include "trelScoringRegion.h"
 #include "trelShapeObject.h"
 #include "trelSimulationParameter.h"
@@ -32,6 +34,7 @@ static constexpr int fewestPilotPackets = 100;
 static constexpr std::chrono::milliseconds mostPilotTime{500};
 
 static const char* const modeWords[] = {"BLT", "FMT", "DOT"};
+static const char* const planeWords[] = {"xy", "xz", "yz"};
 static const char* const lightWords[] = {"bioluminescence", "diffuse", "excitation", "emission"};
 
 static trelCheckedShape LookAtShape(const trelShapeObject* shape)
@@ -59,6 +62,7 @@ void trelModelCheck::Look(trelSimulationParameter& parameter, bool allowOpen)
   LookAtOverlaps(parameter);
   LookAtMeshes(parameter, allowOpen);
   LookAtSources(parameter);
+  LookAtDetectors(parameter);
   LookAtGrids(parameter);
   LookAtTraps(parameter);
 }
@@ -244,6 +248,20 @@ private:
   bool IsReady;
 };
 
+/** Where a source shines, in the words of the file. */
+static void LookAtDirections(const trelLightSource& source, trelCheckedSource& checked)
+{
+  checked.Direction = source.GetDirection();
+  checked.ProfileWidth = source.GetProfileWidth();
+  source.GetAzimuthRange(&checked.Azimuth[0], &checked.Azimuth[1]);
+  source.GetDeflectionRange(&checked.Deflection[0], &checked.Deflection[1]);
+  for (double* range : {checked.Azimuth, checked.Deflection}) {
+    // The file's degrees come back but for what rounding made of them.
+    for (int i = 0; i < 2; ++i)
+      range[i] = std::round(range[i] * (180.0 / Pi) * 1e9) / 1e9;
+  }
+}
+
 /** Tells that the pilot of a source that has packets launched none. */
 static void TellNotMet(const trelCheckedSource& source, trelModelFindings& findings)
 {
@@ -276,6 +294,7 @@ void trelModelCheck::LookAtSources(trelSimulationParameter& parameter)
           {entry->GetWavelength(), entry->GetPhotonNumber(), entry->GetEnergy()});
       packets += entry->GetPhotonNumber();
     }
+    LookAtDirections(*source, checked);
     const bool shines = source->GetLuminousType() != LuminousEmission;
     if (shines && source->GetShape()) pilot.Launch(*source, checked);
     // What is wrong already may well be why.
@@ -283,6 +302,33 @@ void trelModelCheck::LookAtSources(trelSimulationParameter& parameter)
     if (packets > 0 && checked.Tried > 0 && checked.Met == 0 && !isTold)
       TellNotMet(checked, Findings);
     Sources.push_back(std::move(checked));
+  }
+}
+
+static void LookAtCamera(const trelPlaneDetector& camera, trelCheckedDetector& checked)
+{
+  checked.Kind = "camera";
+  checked.Center = camera.GetCenter();
+  checked.Normal = camera.GetNormal();
+  camera.GetSize(&checked.Width, &checked.Height);
+  camera.GetResolution(&checked.Columns, &checked.Rows);
+  checked.FocalLength = camera.GetFocalLength();
+  checked.ImageDistance = camera.GetImageDistance();
+  checked.Plane = planeWords[camera.GetVerticalPlane()];
+}
+
+void trelModelCheck::LookAtDetectors(const trelSimulationParameter& parameter)
+{
+  for (const trelDetector* detector : ItemsOf<trelDetector>(parameter.GetDetectors())) {
+    trelCheckedDetector checked;
+    checked.Number = static_cast<int>(Detectors.size()) + 1;
+    if (detector->GetDetectorType() == DetectorPlane) {
+      LookAtCamera(static_cast<const trelPlaneDetector&>(*detector), checked);
+    } else {
+      checked.Kind = "fiber";
+      checked.Shape = LookAtShape(static_cast<const trelFiberDetector*>(detector)->GetShape());
+    }
+    Detectors.push_back(std::move(checked));
   }
 }
 

@@ -152,8 +152,21 @@ def test_what_a_check_tells(folder):
     expect(mesh["triangles"] == 320 and mesh["bodies"] == 1 and mesh["openEdges"] == 0, text)
     expect(105 < mesh["volume"] < 4 / 3 * 3.15 * 27, text)
     expect(check["sources"][0]["share"] == 1 and check["expectedSeconds"] > 0, text)
+    source = check["sources"][0]
+    expect(source["deflection"] == [0, 0] and source["azimuth"] == [0, 360], text)
     grid = check["grids"][0]
     expect(grid["axes"] == {"x": 40, "y": 40, "z": 40} and grid["bytes"] == 512000, text)
+
+
+def test_detectors(folder):
+    text = (ROOT / "examples/cameras.trl").read_text().replace("endtrl", FIBER[1].format("0 0 9", "1 1 3"))
+    text = text.replace("detectornum 2", "detectornum 3").replace(" 200000", " 50")
+    camera, _, fiber = json.loads(folder.run(text, "--check", "--json")[1])["detectors"]
+    expect(camera["center"] == [400, 0, 0] and camera["pixels"] == [128, 128], camera)
+    expect(fiber["kind"] == "fiber" and fiber["shape"]["high"] == [1, 1, 12], fiber)
+    shown = folder.run(text, "--check")[1]
+    expect("camera at (400, 0, 0) mm, normal (-1, 0, 0), 7 x 7 mm, 128 x 128" in shown, shown)
+    expect("detector 3: fibre: cylinder" in shown and "deflection 0 to 180 degrees" in shown, shown)
 
 
 def test_closed_folder(folder):
@@ -178,7 +191,7 @@ def test_closed_folder(folder):
 
 def main():
     for test in (test_wrong_models, test_odd_models, test_command_lines, test_what_a_check_tells,
-                 test_closed_folder):
+                 test_detectors, test_closed_folder):
         with tempfile.TemporaryDirectory() as path:
             os.chmod(path, 0o755)
             test(Folder(sys.argv[1], path))
