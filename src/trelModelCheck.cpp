@@ -32,6 +32,8 @@
 static constexpr int mostPilotPackets = 4000;
 static constexpr int fewestPilotPackets = 100;
 static constexpr std::chrono::milliseconds mostPilotTime{500};
+/** Cells of the map of tissues that is enough for them. */
+static constexpr double pilotCells = 1e4;
 
 static const char* const modeWords[] = {"BLT", "FMT", "DOT"};
 static const char* const planeWords[] = {"xy", "xz", "yz"};
@@ -137,9 +139,12 @@ void trelModelCheck::LookAtOverlaps(const trelSimulationParameter& parameter)
 {
   const trelMedium& medium = *parameter.GetMedium();
   trelTissueMap map;
-  if (medium.GetShapeIsTetrahedron() || RelationsCut || !map.Build(medium)) return;
-  for (const trelTissueMap::Overlap& overlap : map.FindOverlaps())
+  // Nothing is asked where a grid would help.
+  if (medium.GetShapeIsTetrahedron() || !map.Build(medium, 1.0)) return;
+  bool isCut = false;
+  for (const trelTissueMap::Overlap& overlap : map.FindOverlaps(&isCut))
     Overlaps.push_back({overlap.First + 1, overlap.Second + 1, overlap.Winner + 1});
+  RelationsCut = RelationsCut || isCut;
   if (parameter.GetRules() == RulesExact)
     TellOverlaps(Overlaps, medium.GetOutermostTissueIndex() + 1, Findings);
 }
@@ -180,13 +185,13 @@ void trelModelCheck::LookAtMeshes(const trelSimulationParameter& parameter, bool
                    "describe a tissue for each region, in their order");
     }
   }
-  for (int i = 0; i < parameter.GetNumberOfTissues(); ++i) {
-    AddSurface("tissue " + std::to_string(i + 1), "tissuepath", parameter.GetTissue(i)->GetShape(),
+  int number = 0;
+  for (const trelTissue* tissue : ItemsOf<trelTissue>(medium.GetTissues()))
+    AddSurface("tissue " + std::to_string(++number), "tissuepath", tissue->GetShape(), allowOpen);
+  number = 0;
+  for (const trelLightSource* source : ItemsOf<trelLightSource>(parameter.GetLightSources())) {
+    AddSurface("lightsource " + std::to_string(++number), "lightsourcepath", source->GetShape(),
                allowOpen);
-  }
-  for (int i = 0; i < parameter.GetNumberOfLightSources(); ++i) {
-    AddSurface("lightsource " + std::to_string(i + 1), "lightsourcepath",
-               parameter.GetLightSource(i)->GetShape(), allowOpen);
   }
 }
 
@@ -199,7 +204,7 @@ public:
       : Medium(parameter.GetMedium()), IsExact(parameter.GetRules() == RulesExact)
   {
     Numbers.Start(1, 0, 0);
-    IsReady = IsExact ? parameter.GetOuterShape() && Model.Resolve(parameter)
+    IsReady = IsExact ? parameter.GetOuterShape() && Model.Resolve(parameter, pilotCells)
                       : Medium->IsGridReady() || HasMesh();
   }
   double NextRandom() override { return Numbers.NextRandom(); }

@@ -13,6 +13,7 @@
 #include "trelCheckText.h"
 #include "trelLightSource.h"
 #include "trelList.h"
+#include "trelMedium.h"
 #include "trelMediumResult.h"
 #include "trelMemory.h"
 #include "trelOpticalParameter.h"
@@ -219,9 +220,9 @@ trelRunStatus trelRunDriver::Apply(const trelCoefficientChange& change)
 {
   const trelRunDriverCoefficient* coefficient = FindCoefficient(change.Name);
   bool isApplied = false;
-  for (int i = 0; i < Parameter->GetNumberOfTissues(); ++i) {
-    const trelTissue* tissue = Parameter->GetTissue(i);
-    if (!IsMeant(*tissue, i + 1, change.Tissue)) continue;
+  int number = 0;
+  for (const trelTissue* tissue : Parameter->GetMedium()->GetTissues()->GetItems<trelTissue>()) {
+    if (!IsMeant(*tissue, ++number, change.Tissue)) continue;
     for (int j = 0; trelOpticalParameter* optics = tissue->GetOpticalParameter(j); ++j) {
       const bool isFirst = change.Wavelength == 0 && j == 0;
       if (!change.IsAtAll && !isFirst && optics->GetWavelength() != change.Wavelength) continue;

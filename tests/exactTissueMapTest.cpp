@@ -4,6 +4,7 @@
 
 #include "exactShapes.h"
 #include "trelTissueMap.h"
+#include "trelTissueOverlap.h"
 
 /** A medium whose tissues are given as shapes, the first the outermost, or as a mesh. */
 struct MapCase
@@ -241,8 +242,20 @@ TEST(ExactTissueMap, OverlapsAreThoseInPart)
        {Make(ShapeCube, {0, 0, 0}, {9, 9, 9}), ball(0, 3), ball(0, 1), ball(4, 2),
         Make(ShapeCube, {0, 0, -6}, {9, 9, 3}), Make(ShapeCube, {0, 0, 8}, {1, 1, 2})}});
   std::string text;
-  for (const auto& overlap : model.Map.FindOverlaps())
+  bool isCut = true;
+  for (const auto& overlap : model.Map.FindOverlaps(&isCut))
     text += std::to_string(overlap.First) + std::to_string(overlap.Second) + ":" +
             std::to_string(overlap.Winner) + " ";
   EXPECT_EQ(text, "05:5 13:3 ");
+  // No pair of bodies is left out.
+  for (const MapCase& c : MakeMapCases()) {
+    if (c.Mesh || c.Shapes.size() > 50) continue;
+    const MappedMedium mapped(c);
+    std::size_t pairs = 0;
+    for (const trelShapeObject* a : c.Shapes)
+      for (const trelShapeObject* b : c.Shapes)
+        if (a < b && OverlapInPart(*a, *b, a->GetTraits().Dimension, 1e-5)) ++pairs;
+    EXPECT_EQ(mapped.Map.FindOverlaps(&isCut).size(), pairs) << c.Name;
+  }
+  EXPECT_FALSE(isCut);
 }
