@@ -54,6 +54,7 @@ ODD = [
     (*TISSUE, "0 0 15", "400 400 400", "lies deep within tissue 2", "tissueaxis 400"),
     (*TISSUE, "0 0 410", "400 400 400", "sticks out", "tissue 2"),
     (*TISSUE, "9000 0 10", "1 1 1", "nothing of tissue 2 lies", "tissuecenter 9000"),
+    ("0.02 10", "0.02 0", "", "", None, None),
     (*FIBER, "0 0 -2", "1 1 0.5", "fibre of detector 1 collects nothing", "fiberdetectoraxis"),
     (*FIBER, "0 0 -1", "1 1 1", None, None),
     (*FIBER, "0 0 10", "500 500 500", "fibre of detector 1", "fiberdetectoraxis"),
@@ -127,6 +128,7 @@ def test_odd_models(folder):
         status, _, report = folder.run(text, "--quiet")
         told = re.findall(r"trl:\d+: warning: ", report)
         expect(status == 0 and bool(told) == bool(words) and (not words or words in report), report)
+        expect(words or not report, report)
         expect(not line or f" | {line}" in report, f"{new}: no {line} in {report}")
 
 
