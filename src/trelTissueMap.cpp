@@ -193,6 +193,28 @@ std::int32_t trelTissueMap::FindTissueOn(const trelRay& ray, double at, double a
   });
 }
 
+std::int32_t trelTissueMap::FindTissueAhead(const trelRay& ray) const
+{
+  const double at = GetShortestReach();
+  if (Bodies.empty() || Mesh) return FindTissueOn(ray, at);
+  return FindFirstHolder(ray.At(at), [&](const Body& body) {
+    trelHit end;
+    // Where a ray touches a curved surface rounding may say that its next point lies inside.
+    return IsInBox(body.Box, ray.At(at)) && body.Shape->HoldsOn(ray, at) &&
+           (body.IsMesh || body.Shape->FindCrossing(ray, at, HUGE_VAL, &end));
+  });
+}
+
+std::int32_t trelTissueMap::FindTissueLeft(const trelRay& ray, trelTissueChange* change) const
+{
+  const double reach = ReachOfShapes * Diagonal, reachOfMeshes = ReachOfMeshes * Diagonal;
+  const std::int32_t tissue = FindTissueOn(ray, -reach, -reachOfMeshes);
+  if (tissue < 0) return -1;
+  *change = {};
+  MakeChangeBefore(ray, HasMeshes ? reachOfMeshes : reach, change);
+  return tissue;
+}
+
 /** The body whose surface the ray crosses first, of the first @p rivals and the outermost; null if
  *  it crosses none. Where two are crossed at one place the outermost comes first. */
 const trelTissueMap::Body* trelTissueMap::FindFirstCrossing(const trelRay& ray, std::size_t rivals,

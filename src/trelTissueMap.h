@@ -77,6 +77,14 @@ public:
     return FindTissueOn(ray, at, at);
   }
 
+  /** The tissue that the ray goes on into from its origin, which may lie on surfaces: a body that
+   * it only touches there is not entered. -1 outside. */
+  std::int32_t FindTissueAhead(const trelRay& ray) const;
+  /** The tissue that the ray comes from if its origin lies on the skin and it leads out there,
+   * where
+   *  @p change is; else -1. */
+  std::int32_t FindTissueLeft(const trelRay& ray, trelTissueChange* change) const;
+
   /**
    * The nearest change of the tissue along the ray from within @p tissue, at a distance above
    * @p after and up to @p limit. What lies ahead by @p after or less has been passed. If the ray is

@@ -234,6 +234,27 @@ TEST(ExactTissueMap, LightEntersWhereItsLineDoes)
   }
 }
 
+TEST(ExactTissueMap, ARayThatOnlyTouchesABodyDoesNotEnterIt)
+{
+  const MappedMedium model(
+      {"bodies",
+       {Make(ShapeCube, {0, 0, 0}, {9, 9, 9}), Make(ShapeEllipsoid, {1, 0, 0}, {3, 2, 1}),
+        Make(ShapeCylinder, {-5, 0, 0}, {2, 2, 4})}});
+  const double slant = std::sqrt(0.5);
+  const struct
+  {
+    trelVector start, direction;
+    std::int32_t tissue;
+  } cases[] = {{{1, 0, 1}, {1, 0, 0}, 0},      {{1, 2, 0}, {slant, 0, slant}, 0},
+               {{4, 0, 0}, {0, 0, 1}, 0},      {{1, 0, 1}, {0.8, 0, -0.6}, 1},
+               {{1, 0, 1}, {0.8, 0, 0.6}, 0},  {{-5, 2, 1}, {1, 0, 0}, 0},
+               {{-5, 2, 1}, {0.8, 0, 0.6}, 0}, {{-5, 2, 1}, {0, -1, 0}, 2},
+               {{9, 1, 1}, {1, 0, 0}, -1}};
+  for (const auto& c : cases) {
+    EXPECT_EQ(model.Map.FindTissueAhead({c.start, c.direction}), c.tissue) << (&c - cases);
+  }
+}
+
 TEST(ExactTissueMap, OverlapsAreThoseInPart)
 {
   const auto ball = [](double x, double r) { return Make(ShapeEllipsoid, {x, 0, 0}, {r, r, r}); };
