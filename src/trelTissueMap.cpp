@@ -71,7 +71,8 @@ bool trelTissueMap::TakeBodies(const trelMedium& medium)
     const trelShapeObject* shape = item->GetShape();
     if (!shape || shape->IsEmpty()) continue;
     if (!shape->PrepareCrossings(1)) return false;
-    Measures.back() = shape->ComputeMeasure();
+    // A body turned inside out, or of no number, has none.
+    Measures.back() = std::max(0.0, shape->ComputeMeasure());
     AddBody(*shape, tissue);
     HasMeshes = HasMeshes || Bodies.back().IsMesh;
   }
@@ -90,7 +91,7 @@ void trelTissueMap::RankBodies(std::int32_t outermost)
   });
   const auto last = std::prev(Bodies.end());
   for (auto first = Bodies.begin(); first != last;) {
-    const auto next = std::find_if(first, last, [&](const Body& body) {
+    const auto next = std::find_if(std::next(first), last, [&](const Body& body) {
       return measure(body) > (1.0 + equal) * measure(*first);
     });
     std::sort(first, next, [](const Body& a, const Body& b) { return a.Tissue < b.Tissue; });
