@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cmath>
 #include <limits>
+#include <sstream>
 
 #include "trelExactLaunch.h"
 #include "trelExactModel.h"
@@ -14,6 +15,7 @@
 #include "trelList.h"
 #include "trelMCTetrahedron.h"
 #include "trelMedium.h"
+#include "trelMemory.h"
 #include "trelModelTraps.h"
 #include "trelOpticalParameter.h"
 #include "trelPacketNumbers.h"
@@ -107,17 +109,39 @@ void trelModelCheck::LookAtTissues(const trelSimulationParameter& parameter)
   for (std::size_t i = 0; i < Tissues.size(); ++i) {
     Tissues[i].LiesIn = std::move(relations.LiesIn[i]);
     Tissues[i].Touches = std::move(relations.Touches[i]);
+    std::sort(Tissues[i].LiesIn.begin(), Tissues[i].LiesIn.end());
+    std::sort(Tissues[i].Touches.begin(), Tissues[i].Touches.end());
   }
   RelationsCut = relations.IsCut;
 }
 
+/** Whether a box reaches through all of the outermost tissue but along one axis: a layer or a half
+ *  space, which is meant to be wider. */
+static bool IsLayer(const trelCheckedShape& shape, const trelCheckedShape& outermost)
+{
+  if (shape.Kind != "cube" && shape.Kind != "rectangle") return false;
+  const int dimension = shape.Kind == "cube" ? 3 : 2;
+  int through = 0;
+  for (int axis = 0; axis < dimension; ++axis) {
+    const bool covers = shape.Box.Low[axis] <= outermost.Box.Low[axis] &&
+                        shape.Box.High[axis] >= outermost.Box.High[axis];
+    through += covers ? 1 : 0;
+  }
+  return through == dimension - 1;
+}
+
 /** What an overlap in part with the outermost tissue means is that it clips the other. */
-static void TellOverlaps(const std::vector<trelCheckedOverlap>& overlaps, int outermost,
+static void TellOverlaps(const std::vector<trelCheckedOverlap>& overlaps,
+                         const std::vector<trelCheckedTissue>& tissues, int outermost,
                          trelModelFindings& findings)
 {
+  const auto shapeOf = [&](int number) -> const trelCheckedShape& {
+    return tissues[static_cast<std::size_t>(number - 1)].Shape;
+  };
   for (const trelCheckedOverlap& overlap : overlaps) {
     const bool isClipped = overlap.First == outermost || overlap.Second == outermost;
     const int inner = overlap.First == outermost ? overlap.Second : overlap.First;
+    if (isClipped && IsLayer(shapeOf(inner), shapeOf(outermost))) continue;
     const std::string name = "tissue " + std::to_string(inner);
     const int line = findings.GetLineOf(name, "tissue");
     if (isClipped) {
@@ -146,7 +170,7 @@ void trelModelCheck::LookAtOverlaps(const trelSimulationParameter& parameter)
     Overlaps.push_back({overlap.First + 1, overlap.Second + 1, overlap.Winner + 1});
   RelationsCut = RelationsCut || isCut;
   if (parameter.GetRules() == RulesExact)
-    TellOverlaps(Overlaps, medium.GetOutermostTissueIndex() + 1, Findings);
+    TellOverlaps(Overlaps, Tissues, medium.GetOutermostTissueIndex() + 1, Findings);
 }
 
 void trelModelCheck::AddSurface(const std::string& owner, const std::string& setting,
@@ -378,6 +402,22 @@ static void AddGrids(const trelSimulationParameter& parameter, const trelGridUse
   }
 }
 
+void trelModelCheck::TellTooLargeGrids()
+{
+  double bytes = 0.0;
+  for (const trelCheckedGrid& grid : Grids)
+    bytes += grid.Bytes;
+  constexpr double mostAddressable = 1e18;
+  if (bytes < mostAddressable && TakeMemory(static_cast<std::size_t>(bytes))) {
+    ReturnMemory(static_cast<std::size_t>(bytes));
+    return;
+  }
+  std::ostringstream text;
+  text << "the grids take " << bytes / 1e9 << " GB, more than the memory that is free";
+  Findings.Add(FindingMistake, Findings.GetLineOf("", "roiseparation"), 0, text.str(),
+               "write larger cells in roiseparation, a smaller roi, or fewer time gates");
+}
+
 void trelModelCheck::LookAtGrids(const trelSimulationParameter& parameter)
 {
   const trelShapeObject* outer = parameter.GetOuterShape();
@@ -403,6 +443,7 @@ void trelModelCheck::LookAtGrids(const trelSimulationParameter& parameter)
     AddGrids(parameter, absorption, grid, domain.Copies, Grids);
     AddGrids(parameter, transmittance, grid, domain.Copies, Grids);
   }
+  TellTooLargeGrids();
   if (parameter.GetSavePhotonFlyTime()) {
     trelCheckedGrid rows;
     rows.Name = "PhotonFlyTimes";

@@ -134,6 +134,7 @@ private:
                   const class trelShapeObject* shape, bool allowOpen);
   void LookAtSources(trelSimulationParameter& parameter);
   void LookAtDetectors(const trelSimulationParameter& parameter);
+  void TellTooLargeGrids();
   void LookAtGrids(const trelSimulationParameter& parameter);
 
   trelModelFindings& Findings;

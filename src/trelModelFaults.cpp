@@ -104,7 +104,9 @@ static void CheckOptics(trelModelFaultsSearch& search, const trelOpticalParamete
 /** A half-length that leaves no inside, or infinity; a mesh has none. */
 static void CheckExtent(trelModelFaultsSearch& search, const trelShapeObject& shape)
 {
-  if (shape.GetTraits().IsMesh()) return;
+  // Of a line that could not be taken that has been told.
+  const int line = search.Findings.GetLineOf(search.Owner, "tissueaxis");
+  if (shape.GetTraits().IsMesh() || (line > 0 && search.Findings.HoldsLine(line))) return;
   double h[3];
   shape.GetHalfAxes(&h[0], &h[1], &h[2]);
   for (int axis = 0; axis < shape.GetTraits().Dimension; ++axis) {

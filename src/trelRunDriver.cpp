@@ -152,9 +152,9 @@ void trelRunDriver::TakeReadReport(bool isError, const std::string& className,
     if (ReadFault.empty()) ReadFault = text;
     return;
   }
-  static const char* const toldElsewhere[] = {"tissueaxis: got",  "threadnum: got",
-                                              "which is read as", "Zero scattering",
-                                              "is not closed",    "Can't find \""};
+  static const char* const toldElsewhere[] = {
+      "tissueaxis: got", "threadnum: got", "which is read as", "Zero scattering",
+      "is not closed",   "Can't find \"",  "Can not open file"};
   for (const char* words : toldElsewhere) {
     if (text.find(words) != std::string::npos) return;
   }
@@ -250,6 +250,7 @@ trelRunStatus trelRunDriver::ApplyOptions()
 
 void trelRunDriver::ShowCheck(bool isRead)
 {
+  Findings.Sort();
   if (Options.IsCheck && Options.Format) {
     Log << Options.Format(Check) << std::flush;
     return;
@@ -353,9 +354,13 @@ bool trelRunDriver::CanWrite()
 {
   for (const std::string& name : ListFiles()) {
     if (trelResultFileSet::CanOpen(name)) continue;
+    std::error_code error;
+    const fs::path folder = fs::path(NativePath(name)).parent_path();
+    const bool isThere = folder.empty() || fs::exists(folder, error);
     Messages << Options.Program << ": error: the results cannot be written: " << name
-             << "\n      = make the folder, or its files, writable, or name another base with -o"
-             << std::endl;
+             << (isThere ? "\n      = make the folder, or its files, writable"
+                         : ": there is no such folder\n      = make the folder")
+             << ", or name another base with -o" << std::endl;
     return false;
   }
   return true;

@@ -70,11 +70,12 @@ static bool IsSourceOutOfScale(const trelLightSource& source, const trelShapeObj
   return std::max(distance, GetSize(*shape)) >= 0.1 * otherUnit * GetSize(body);
 }
 
-/** The body that bounds the medium; null if there is none. */
+/** The body that bounds the medium; null if there is none, or it is flat or turned inside out. */
 static const trelShapeObject* GetBody(const trelSimulationParameter& parameter)
 {
   const trelShapeObject* body = parameter.GetOuterShape();
-  return body && !body->IsEmpty() ? body : nullptr;
+  if (!body || body->IsEmpty()) return nullptr;
+  return body->GetTraits().IsMesh() || body->ComputeMeasure() > 0.0 ? body : nullptr;
 }
 
 /** The tissues, but the outermost, with a shape for which @p isConcerned holds. */

@@ -19,6 +19,9 @@ NODULE = (ROOT / "examples/nodule.trl").read_text().replace(" 50000", " 50")
 DYE = (ROOT / "examples/fluorescence.trl").read_text().replace(" 100000", " 50")
 MESH = (ROOT / "examples/nodule.off").read_text()
 
+TISSUE = ("endtrl", "tissue 2 x\ntissueshape cube\ntissuecenter {}\ntissueaxis {}\n"
+          "tissuespectrumindex 1 0.02 10 0.9 1.4\nendtrl")
+
 # A model, what to replace in it, and words of the message with the text of the line that it names.
 WRONG = [
     (MODEL, "tissueaxis", "tisueaxis", "did you mean 'tissueaxis'?", "tisueaxis 10 10 10"),
@@ -40,19 +43,21 @@ WRONG = [
     (MODEL, " 1.0 50", " 1.0 0", "got 0 packets", "lightsourcespectrumindex 1 1.0 0"),
     (DYE, " 670 0.3 ", " 670 1.3 ", "from 0 to 1", "lightsourcespectrumindex 2 670 1.3"),
     (MODEL, "external solid", "extern solid", "did you mean 'external'?", "lightsourceproperty"),
+    (MODEL.replace("tissuenum 1", "tissuenum 2"), TISSUE[0], TISSUE[1].format("0 0 10", "1 1 -1"),
+     "half-length 3 of tissue 2 is -1", "tissueaxis 1 1 -1"),
+    (MODEL, "roiseparation 1 1 1", "roiseparation 1e-6 1e-6 1e-6", "the memory that is free", "roisep"),
     (MODEL, "simulationtype DOT", "simulationtype DOTS", "did you mean 'DOT'?", "simulationtype"),
 ]
 
 # What runs and may not be meant: what to replace in the model, words of the warning and the line that
 # it names; without words nothing is told.
-TISSUE = ("endtrl", "tissue 2 x\ntissueshape cube\ntissuecenter {}\ntissueaxis {}\n"
-          "tissuespectrumindex 1 0.02 10 0.9 1.4\nendtrl")
 FIBER = ("endtrl", "fiberdetector 1\nfiberdetectorshape cylinder\nfiberdetectorcenter {}\n"
          "fiberdetectoraxis {}\nendtrl")
 ODD = [
     (*TISSUE, "0 0 10", "400 400 400", "lies deep within tissue 2", "tissueaxis 400"),
     (*TISSUE, "0 0 15", "400 400 400", "lies deep within tissue 2", "tissueaxis 400"),
-    (*TISSUE, "0 0 410", "400 400 400", "sticks out", "tissue 2"),
+    (*TISSUE, "0 0 410", "400 400 400", None, None),
+    (*TISSUE, "9 0 10", "2 2 2", "sticks out", "tissue 2"),
     (*TISSUE, "9000 0 10", "1 1 1", "nothing of tissue 2 lies", "tissuecenter 9000"),
     ("0.02 10", "0.02 0", "", "", None, None),
     (*FIBER, "0 0 -2", "1 1 0.5", "fibre of detector 1 collects nothing", "fiberdetectoraxis"),
