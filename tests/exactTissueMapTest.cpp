@@ -270,8 +270,8 @@ TEST(ExactTissueMap, OverlapsAreThoseInPart)
   EXPECT_EQ(text, "05:5 13:3 ");
   // No pair of bodies is left out.
   for (const MapCase& c : MakeMapCases()) {
+    const MappedMedium mapped(c);  // which holds the shapes
     if (c.Mesh || c.Shapes.size() > 50) continue;
-    const MappedMedium mapped(c);
     std::size_t pairs = 0;
     for (const trelShapeObject* a : c.Shapes)
       for (const trelShapeObject* b : c.Shapes)
