@@ -69,7 +69,7 @@ trel_subsystem(model
           trelTissueReach trelMedium trelTissueOverlap trelTissueMap trelLightSource trelDetector trelPlaneDetector
           trelFiberDetector trelObjectDisplay trelPhoton trelGridAxes trelScoringRegion
           trelSimulationParameter
-          trelParameterValidation trelTissueTraps trelModelTraps)
+          trelParameterValidation trelTissueTraps trelScaleTraps trelModelTraps)
 
 # The parameter file (.trl) and how it becomes a model.
 trel_subsystem(parameter_file

@@ -136,12 +136,35 @@ static void ShowTissue(std::ostream& out, const trelCheckedTissue& tissue, int d
       << ShowNumbers("touches tissue", tissue.Touches);
 }
 
+static std::string ShowVector(const trelVector& v)
+{
+  std::ostringstream out;
+  out << '(' << v.X << ", " << v.Y << ", " << v.Z << ')';
+  return out.str();
+}
+
+static std::string ShowDirections(const trelCheckedSource& source, int dimension)
+{
+  std::ostringstream out;
+  out << "  azimuth " << source.Azimuth[0] << " to " << source.Azimuth[1];
+  if (dimension == 3) {
+    out << ", deflection " << source.Deflection[0] << " to " << source.Deflection[1]
+        << " degrees about " << ShowVector(source.Direction);
+  } else {
+    out << " degrees";
+  }
+  if (source.ProfileWidth > 0.0) out << ", gaussian profile " << source.ProfileWidth << " mm";
+  out << '\n';
+  return out.str();
+}
+
 static void ShowSource(std::ostream& out, const trelCheckedSource& source, int dimension)
 {
   out << "light source " << source.Number << ": " << source.Kind << ", "
       << (source.IsInternal ? "internal" : "external") << (source.IsSolid ? ", solid" : ", face")
       << (source.IsSpecular ? ", specular" : "") << ": " << ShowShape(source.Shape, dimension)
       << '\n';
+  if (source.Kind != "emission") out << ShowDirections(source, dimension);
   for (const trelCheckedEntry& entry : source.Entries) {
     if (entry.Packets > 0 || entry.Energy > 0.0)
       out << "  at " << entry.Wavelength << ": energy " << entry.Energy << " in " << entry.Packets
@@ -150,6 +173,20 @@ static void ShowSource(std::ostream& out, const trelCheckedSource& source, int d
   if (source.Tried > 0)
     out << "  " << 100.0 * source.Met / source.Tried << " % of " << source.Tried
         << " pilot packets start in the medium\n";
+}
+
+static void ShowDetector(std::ostream& out, const trelCheckedDetector& detector)
+{
+  out << "detector " << detector.Number << ": ";
+  if (detector.Kind == "fiber") {
+    out << "fibre: " << ShowShape(detector.Shape, 3) << '\n';
+    return;
+  }
+  out << "camera at " << ShowVector(detector.Center) << " mm, normal "
+      << ShowVector(detector.Normal) << ", " << detector.Width << " x " << detector.Height
+      << " mm, " << detector.Columns << " x " << detector.Rows << " pixels\n  focal length "
+      << detector.FocalLength << " mm, image distance " << detector.ImageDistance
+      << " mm, vertical plane " << detector.Plane << '\n';
 }
 
 /** 12.3 MB. */
@@ -221,6 +258,8 @@ std::string FormatCheckText(const trelModelCheck& check)
   if (check.RelationsCut) out << "the tissues are too many to tell all that meet\n";
   ShowAll(out, check.Sources,
           [&](const trelCheckedSource& source) { ShowSource(out, source, check.Dimension); });
+  ShowAll(out, check.Detectors,
+          [&](const trelCheckedDetector& detector) { ShowDetector(out, detector); });
   ShowAll(out, check.Grids, [&](const trelCheckedGrid& grid) { ShowGrid(out, grid); });
   ShowAll(out, check.Meshes, [&](const trelMeshCheck& mesh) { ShowMesh(out, mesh); });
   if (check.ExpectedSeconds >= 0.0) {

@@ -141,6 +141,13 @@ static void Escape(trelExactPacket& packet, const trelExactModel& model, trelExa
   ScoreEscape(packet, tally, model);
 }
 
+void EscapeAtStart(const trelHit& skin, trelExactPacket& packet, const trelExactModel& model,
+                   trelExactTally& tally)
+{
+  packet.Boundary.Hit = skin;
+  Escape(packet, model, tally);
+}
+
 /** What a boundary does to a packet that has come to it: Fresnel's share is reflected, the rest
  *  refracted by Snell's law about the true normal. Between equal indices it goes straight on, and
  *  no random number is drawn. */

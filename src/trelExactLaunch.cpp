@@ -191,6 +191,17 @@ trelLaunchOutcome trelExactLaunch::StartAt(const trelRay& ray, std::int32_t tiss
   return LaunchDone;
 }
 
+trelLaunchOutcome trelExactLaunch::StartOnSkin(const trelRay& ray, const trelTissueMap& map,
+                                               trelLaunched* launched) const
+{
+  trelTissueChange skin;
+  const std::int32_t tissue = map.FindTissueLeft(ray, &skin);
+  if (StartAt(ray, tissue, launched) != LaunchDone) return LaunchNotMet;
+  launched->Skin = skin.Hit;
+  launched->Skip = skin.ReachAlong(ray.Direction);
+  return LaunchEscaped;
+}
+
 trelLaunchOutcome trelExactLaunch::Enter(const trelRay& ray, const trelTissueChange& entry,
                                          trelLaunched* launched) const
 {

@@ -16,6 +16,7 @@ struct trelTransportModel;
 enum trelLaunchOutcome
 {
   LaunchDone,      ///< the packet is in the medium
+  LaunchEscaped,   ///< it starts on the skin, outward, and is gone
   LaunchNotMet,    ///< it starts outside of the medium, or does not meet it
   LaunchReflected  ///< beyond the critical angle: all of it is reflected where it would enter
 };
@@ -29,6 +30,7 @@ struct trelLaunched
   double Entering = 1.0;     ///< part of the packet's weight that starts
   double Reflected = 0.0;    ///< part of it that is reflected where it enters
   double Skip = 0.0;         ///< what lies ahead by less, mm, the packet stands on and has passed
+  trelHit Skin = {};         ///< where it is gone, if it escaped
 };
 
 /**
@@ -61,7 +63,7 @@ public:
   double GetPacketWeight() const { return PacketWeight; }
 
   /** Starts a packet, by the numbers of its stream. Unless it is LaunchDone, @p launched tells
-   *  nothing but Reflected. */
+   *  nothing but Reflected; if LaunchEscaped, it is the packet as it leaves. */
   trelLaunchOutcome Launch(const trelTissueMap& map, trelUniformNumbers& numbers,
                            trelLaunched* launched) const
   {
@@ -70,7 +72,8 @@ public:
     if (!DrawRay(numbers, &ray)) return LaunchNotMet;
     if (!External) {
       launched->Skip = map.GetShortestReach();
-      return StartAt(ray, map.FindTissueOn(ray, launched->Skip), launched);
+      const std::int32_t tissue = map.FindTissueAhead(ray);
+      return tissue >= 0 ? StartAt(ray, tissue, launched) : StartOnSkin(ray, map, launched);
     }
     trelTissueChange entry;
     return map.FindEntry(ray, &entry) ? Enter(ray, entry, launched) : LaunchNotMet;
@@ -81,7 +84,10 @@ public:
   /** a start in the medium, in the tissue that the ray goes on into: a source may lie on surfaces,
    *  */
   trelLaunchOutcome StartAt(const trelRay& ray, std::int32_t tissue, trelLaunched* launched) const;
-  /** and one on its surface. */
+  /** one on the skin, from where it is gone without a boundary, */
+  trelLaunchOutcome StartOnSkin(const trelRay& ray, const trelTissueMap& map,
+                                trelLaunched* launched) const;
+  /** and one from outside through the skin. */
   trelLaunchOutcome Enter(const trelRay& ray, const trelTissueChange& entry,
                           trelLaunched* launched) const;
 

@@ -8,7 +8,7 @@
 #include "trelSimulationParameter.h"
 #include "trelSpectrum.h"
 
-bool trelExactModel::Resolve(trelSimulationParameter& parameter)
+bool trelExactModel::Resolve(trelSimulationParameter& parameter, double cells)
 {
   trelTransportModel::Resolve(parameter);
   SaveFluence = SaveAbsorption && parameter.GetSaveFluenceRate();
@@ -19,7 +19,7 @@ bool trelExactModel::Resolve(trelSimulationParameter& parameter)
   return FitsInMemory([&] {
     CollectDyes(parameter);
     CollectMarkers();
-    return Dyes.size() <= MaximumDyes && Map.Build(*parameter.GetMedium());
+    return Dyes.size() <= MaximumDyes && Map.Build(*parameter.GetMedium(), cells);
   });
 }
 

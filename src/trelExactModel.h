@@ -32,9 +32,9 @@ struct trelExactModel : trelTransportModel
   /** Speed of light in vacuum, mm/ps. */
   static constexpr double SpeedOfLight = 0.299792458;
 
-  /** Copies everything; the geometry must have been prepared. False if memory runs out or there are
-   *  too many dyes. */
-  bool Resolve(trelSimulationParameter& parameter);
+  /** Copies everything; the geometry must have been prepared. @p cells: see trelTissueMap::Build.
+   *  False if memory runs out or there are too many dyes. */
+  bool Resolve(trelSimulationParameter& parameter, double cells = trelTissueMap::MostCells);
 
   /** Puts the packet into @p tissue with the coefficients there. */
   void Enter(std::int32_t tissue, trelExactPacket& packet) const

@@ -179,7 +179,7 @@ void trelExactMonteCarlo::TracePacket(const Batch& batch, std::int64_t number,
   tally.ReflectedWeight += start.Reflected * launch.GetPacketWeight();
   if (outcome == LaunchNotMet) ++tally.NotLaunched;
   if (outcome == LaunchReflected) ++tally.ReflectedAtEntry;
-  if (outcome != LaunchDone) return;
+  if (outcome != LaunchDone && outcome != LaunchEscaped) return;
   trelExactPacket packet{};
   packet.Position = start.Position;
   packet.Direction = start.Direction;
@@ -193,6 +193,10 @@ void trelExactMonteCarlo::TracePacket(const Batch& batch, std::int64_t number,
     packet.Dyes = Model.FindDyes(packet.Position + packet.Skip * packet.Direction);
   }
   Model.Enter(start.Tissue, packet);
+  if (outcome == LaunchEscaped) {
+    EscapeAtStart(start.Skin, packet, Model, tally);
+    return;
+  }
   TraceExactly(packet, numbers, Model, tally);
   tally.Interactions += packet.Interactions;
 }

@@ -4,19 +4,23 @@
 #include <chrono>
 #include <cmath>
 #include <limits>
+#include <sstream>
 
 #include "trelExactLaunch.h"
 #include "trelExactModel.h"
+#include "trelFiberDetector.h"
 #include "trelGridTable.h"
 #include "trelLaunchContext.h"
 #include "trelLightSource.h"
 #include "trelList.h"
 #include "trelMCTetrahedron.h"
 #include "trelMedium.h"
+#include "trelMemory.h"
 #include "trelModelTraps.h"
 #include "trelOpticalParameter.h"
 #include "trelPacketNumbers.h"
 #include "trelPhoton.h"
+#include "trelPlaneDetector.h"
 #include "trelScoringRegion.h"
 #include "trelShapeObject.h"
 #include "trelSimulationParameter.h"
@@ -30,8 +34,11 @@
 static constexpr int mostPilotPackets = 4000;
 static constexpr int fewestPilotPackets = 100;
 static constexpr std::chrono::milliseconds mostPilotTime{500};
+/** Cells of the map of tissues that is enough for them. */
+static constexpr double pilotCells = 1e4;
 
 static const char* const modeWords[] = {"BLT", "FMT", "DOT"};
+static const char* const planeWords[] = {"xy", "xz", "yz"};
 static const char* const lightWords[] = {"bioluminescence", "diffuse", "excitation", "emission"};
 
 static trelCheckedShape LookAtShape(const trelShapeObject* shape)
@@ -59,6 +66,7 @@ void trelModelCheck::Look(trelSimulationParameter& parameter, bool allowOpen)
   LookAtOverlaps(parameter);
   LookAtMeshes(parameter, allowOpen);
   LookAtSources(parameter);
+  LookAtDetectors(parameter);
   LookAtGrids(parameter);
   LookAtTraps(parameter);
 }
@@ -101,17 +109,39 @@ void trelModelCheck::LookAtTissues(const trelSimulationParameter& parameter)
   for (std::size_t i = 0; i < Tissues.size(); ++i) {
     Tissues[i].LiesIn = std::move(relations.LiesIn[i]);
     Tissues[i].Touches = std::move(relations.Touches[i]);
+    std::sort(Tissues[i].LiesIn.begin(), Tissues[i].LiesIn.end());
+    std::sort(Tissues[i].Touches.begin(), Tissues[i].Touches.end());
   }
   RelationsCut = relations.IsCut;
 }
 
+/** Whether a box reaches through all of the outermost tissue but along one axis: a layer or a half
+ *  space, which is meant to be wider. */
+static bool IsLayer(const trelCheckedShape& shape, const trelCheckedShape& outermost)
+{
+  if (shape.Kind != "cube" && shape.Kind != "rectangle") return false;
+  const int dimension = shape.Kind == "cube" ? 3 : 2;
+  int through = 0;
+  for (int axis = 0; axis < dimension; ++axis) {
+    const bool covers = shape.Box.Low[axis] <= outermost.Box.Low[axis] &&
+                        shape.Box.High[axis] >= outermost.Box.High[axis];
+    through += covers ? 1 : 0;
+  }
+  return through == dimension - 1;
+}
+
 /** What an overlap in part with the outermost tissue means is that it clips the other. */
-static void TellOverlaps(const std::vector<trelCheckedOverlap>& overlaps, int outermost,
+static void TellOverlaps(const std::vector<trelCheckedOverlap>& overlaps,
+                         const std::vector<trelCheckedTissue>& tissues, int outermost,
                          trelModelFindings& findings)
 {
+  const auto shapeOf = [&](int number) -> const trelCheckedShape& {
+    return tissues[static_cast<std::size_t>(number - 1)].Shape;
+  };
   for (const trelCheckedOverlap& overlap : overlaps) {
     const bool isClipped = overlap.First == outermost || overlap.Second == outermost;
     const int inner = overlap.First == outermost ? overlap.Second : overlap.First;
+    if (isClipped && IsLayer(shapeOf(inner), shapeOf(outermost))) continue;
     const std::string name = "tissue " + std::to_string(inner);
     const int line = findings.GetLineOf(name, "tissue");
     if (isClipped) {
@@ -133,11 +163,14 @@ void trelModelCheck::LookAtOverlaps(const trelSimulationParameter& parameter)
 {
   const trelMedium& medium = *parameter.GetMedium();
   trelTissueMap map;
-  if (medium.GetShapeIsTetrahedron() || RelationsCut || !map.Build(medium)) return;
-  for (const trelTissueMap::Overlap& overlap : map.FindOverlaps())
+  // Nothing is asked where a grid would help.
+  if (medium.GetShapeIsTetrahedron() || !map.Build(medium, 1.0)) return;
+  bool isCut = false;
+  for (const trelTissueMap::Overlap& overlap : map.FindOverlaps(&isCut))
     Overlaps.push_back({overlap.First + 1, overlap.Second + 1, overlap.Winner + 1});
+  RelationsCut = RelationsCut || isCut;
   if (parameter.GetRules() == RulesExact)
-    TellOverlaps(Overlaps, medium.GetOutermostTissueIndex() + 1, Findings);
+    TellOverlaps(Overlaps, Tissues, medium.GetOutermostTissueIndex() + 1, Findings);
 }
 
 void trelModelCheck::AddSurface(const std::string& owner, const std::string& setting,
@@ -176,13 +209,13 @@ void trelModelCheck::LookAtMeshes(const trelSimulationParameter& parameter, bool
                    "describe a tissue for each region, in their order");
     }
   }
-  for (int i = 0; i < parameter.GetNumberOfTissues(); ++i) {
-    AddSurface("tissue " + std::to_string(i + 1), "tissuepath", parameter.GetTissue(i)->GetShape(),
+  int number = 0;
+  for (const trelTissue* tissue : ItemsOf<trelTissue>(medium.GetTissues()))
+    AddSurface("tissue " + std::to_string(++number), "tissuepath", tissue->GetShape(), allowOpen);
+  number = 0;
+  for (const trelLightSource* source : ItemsOf<trelLightSource>(parameter.GetLightSources())) {
+    AddSurface("lightsource " + std::to_string(++number), "lightsourcepath", source->GetShape(),
                allowOpen);
-  }
-  for (int i = 0; i < parameter.GetNumberOfLightSources(); ++i) {
-    AddSurface("lightsource " + std::to_string(i + 1), "lightsourcepath",
-               parameter.GetLightSource(i)->GetShape(), allowOpen);
   }
 }
 
@@ -195,7 +228,7 @@ public:
       : Medium(parameter.GetMedium()), IsExact(parameter.GetRules() == RulesExact)
   {
     Numbers.Start(1, 0, 0);
-    IsReady = IsExact ? parameter.GetOuterShape() && Model.Resolve(parameter)
+    IsReady = IsExact ? parameter.GetOuterShape() && Model.Resolve(parameter, pilotCells)
                       : Medium->IsGridReady() || HasMesh();
   }
   double NextRandom() override { return Numbers.NextRandom(); }
@@ -244,6 +277,20 @@ private:
   bool IsReady;
 };
 
+/** Where a source shines, in the words of the file. */
+static void LookAtDirections(const trelLightSource& source, trelCheckedSource& checked)
+{
+  checked.Direction = source.GetDirection();
+  checked.ProfileWidth = source.GetProfileWidth();
+  source.GetAzimuthRange(&checked.Azimuth[0], &checked.Azimuth[1]);
+  source.GetDeflectionRange(&checked.Deflection[0], &checked.Deflection[1]);
+  for (double* range : {checked.Azimuth, checked.Deflection}) {
+    // The file's degrees come back but for what rounding made of them.
+    for (int i = 0; i < 2; ++i)
+      range[i] = std::round(range[i] * (180.0 / Pi) * 1e9) / 1e9;
+  }
+}
+
 /** Tells that the pilot of a source that has packets launched none. */
 static void TellNotMet(const trelCheckedSource& source, trelModelFindings& findings)
 {
@@ -276,6 +323,7 @@ void trelModelCheck::LookAtSources(trelSimulationParameter& parameter)
           {entry->GetWavelength(), entry->GetPhotonNumber(), entry->GetEnergy()});
       packets += entry->GetPhotonNumber();
     }
+    LookAtDirections(*source, checked);
     const bool shines = source->GetLuminousType() != LuminousEmission;
     if (shines && source->GetShape()) pilot.Launch(*source, checked);
     // What is wrong already may well be why.
@@ -283,6 +331,33 @@ void trelModelCheck::LookAtSources(trelSimulationParameter& parameter)
     if (packets > 0 && checked.Tried > 0 && checked.Met == 0 && !isTold)
       TellNotMet(checked, Findings);
     Sources.push_back(std::move(checked));
+  }
+}
+
+static void LookAtCamera(const trelPlaneDetector& camera, trelCheckedDetector& checked)
+{
+  checked.Kind = "camera";
+  checked.Center = camera.GetCenter();
+  checked.Normal = camera.GetNormal();
+  camera.GetSize(&checked.Width, &checked.Height);
+  camera.GetResolution(&checked.Columns, &checked.Rows);
+  checked.FocalLength = camera.GetFocalLength();
+  checked.ImageDistance = camera.GetImageDistance();
+  checked.Plane = planeWords[camera.GetVerticalPlane()];
+}
+
+void trelModelCheck::LookAtDetectors(const trelSimulationParameter& parameter)
+{
+  for (const trelDetector* detector : ItemsOf<trelDetector>(parameter.GetDetectors())) {
+    trelCheckedDetector checked;
+    checked.Number = static_cast<int>(Detectors.size()) + 1;
+    if (detector->GetDetectorType() == DetectorPlane) {
+      LookAtCamera(static_cast<const trelPlaneDetector&>(*detector), checked);
+    } else {
+      checked.Kind = "fiber";
+      checked.Shape = LookAtShape(static_cast<const trelFiberDetector*>(detector)->GetShape());
+    }
+    Detectors.push_back(std::move(checked));
   }
 }
 
@@ -327,6 +402,22 @@ static void AddGrids(const trelSimulationParameter& parameter, const trelGridUse
   }
 }
 
+void trelModelCheck::TellTooLargeGrids()
+{
+  double bytes = 0.0;
+  for (const trelCheckedGrid& grid : Grids)
+    bytes += grid.Bytes;
+  constexpr double mostAddressable = 1e18;
+  if (bytes < mostAddressable && TakeMemory(static_cast<std::size_t>(bytes))) {
+    ReturnMemory(static_cast<std::size_t>(bytes));
+    return;
+  }
+  std::ostringstream text;
+  text << "the grids take " << bytes / 1e9 << " GB, more than the memory that is free";
+  Findings.Add(FindingMistake, Findings.GetLineOf("", "roiseparation"), 0, text.str(),
+               "write larger cells in roiseparation, a smaller roi, or fewer time gates");
+}
+
 void trelModelCheck::LookAtGrids(const trelSimulationParameter& parameter)
 {
   const trelShapeObject* outer = parameter.GetOuterShape();
@@ -352,6 +443,7 @@ void trelModelCheck::LookAtGrids(const trelSimulationParameter& parameter)
     AddGrids(parameter, absorption, grid, domain.Copies, Grids);
     AddGrids(parameter, transmittance, grid, domain.Copies, Grids);
   }
+  TellTooLargeGrids();
   if (parameter.GetSavePhotonFlyTime()) {
     trelCheckedGrid rows;
     rows.Name = "PhotonFlyTimes";

@@ -50,9 +50,25 @@ struct trelCheckedSource
   bool IsInternal, IsSolid, IsSpecular;
   trelCheckedShape Shape;
   std::vector<trelCheckedEntry> Entries;
+  trelVector Direction = {};                   ///< about which the angles count
+  double Azimuth[2] = {}, Deflection[2] = {};  ///< ranges, degrees
+  double ProfileWidth = 0.0;                   ///< of a Gaussian, mm; 0: even
   /** Of how many pilot packets how many started in the medium; of 0 nothing is known. */
   int Tried = 0;
   int Met = 0;
+};
+
+/** A fibre has a shape, a camera the rest. */
+struct trelCheckedDetector
+{
+  int Number;        ///< in the order of the lines
+  std::string Kind;  ///< "fiber", "camera"
+  trelCheckedShape Shape;
+  trelVector Center, Normal;
+  double Width = 0.0, Height = 0.0;  ///< mm
+  std::int32_t Columns = 0, Rows = 0;
+  double FocalLength = 0.0, ImageDistance = 0.0;  ///< mm
+  std::string Plane;                              ///< the word of VerticalPlane
 };
 
 struct trelCheckedGrid
@@ -101,6 +117,7 @@ public:
   /** Relations of tissues are not told to their end: there are too many of them. */
   bool RelationsCut = false;
   std::vector<trelCheckedSource> Sources;
+  std::vector<trelCheckedDetector> Detectors;
   std::vector<trelCheckedGrid> Grids;
   std::vector<trelMeshCheck> Meshes;
   /** By a pilot run; below 0 if there was none. */
@@ -116,6 +133,8 @@ private:
   void AddSurface(const std::string& owner, const std::string& setting,
                   const class trelShapeObject* shape, bool allowOpen);
   void LookAtSources(trelSimulationParameter& parameter);
+  void LookAtDetectors(const trelSimulationParameter& parameter);
+  void TellTooLargeGrids();
   void LookAtGrids(const trelSimulationParameter& parameter);
 
   trelModelFindings& Findings;

@@ -39,6 +39,9 @@ struct trelModelFaultsSearch
   }
 };
 
+/** A region so many times as long as the medium is in other units, if its cells are, too. */
+static constexpr double tooLong = 100.0;
+
 static std::string ShowNumber(double value)
 {
   std::ostringstream text;
@@ -101,7 +104,9 @@ static void CheckOptics(trelModelFaultsSearch& search, const trelOpticalParamete
 /** A half-length that leaves no inside, or infinity; a mesh has none. */
 static void CheckExtent(trelModelFaultsSearch& search, const trelShapeObject& shape)
 {
-  if (shape.GetTraits().IsMesh()) return;
+  // Of a line that could not be taken that has been told.
+  const int line = search.Findings.GetLineOf(search.Owner, "tissueaxis");
+  if (shape.GetTraits().IsMesh() || (line > 0 && search.Findings.HoldsLine(line))) return;
   double h[3];
   shape.GetHalfAxes(&h[0], &h[1], &h[2]);
   for (int axis = 0; axis < shape.GetTraits().Dimension; ++axis) {
@@ -227,6 +232,14 @@ static void CheckRange(trelModelFaultsSearch& search, trelAxis axis)
   double box[6];
   body->GetBoundingBox(box);
   const bool isFlat = !(box[2 * axis] < box[2 * axis + 1]);
+  const double length = box[2 * axis + 1] - box[2 * axis];
+  if (!isFlat && high - low >= tooLong * length &&
+      search.Parameter.GetRegionAsItStands().GetSeparations()[axis] > length) {
+    search.Add(FindingWarning, "roi", word,
+               range + " and the cells of roiseparation are longer than the medium, which is " +
+                   ShowNumber(length) + " mm long: there is one cell",
+               "write all lengths in mm");
+  }
   if (isFlat || (low < box[2 * axis + 1] && high > box[2 * axis])) return;
   search.Add(FindingMistake, "roi", word,
              range + " misses the medium, which lies from " + ShowNumber(box[2 * axis]) + " to " +

@@ -1,6 +1,8 @@
 #include "trelModelFindings.h"
 
 #include <algorithm>
+#include <iterator>
+#include <tuple>
 
 static std::string ToLower(std::string_view word)
 {
@@ -19,7 +21,30 @@ void trelModelFindings::Add(trelFindingKind kind, int line, int word, const std:
   if (std::any_of(All.begin(), All.end(), isSame)) return;
   if (kind == FindingMistake) kind = Rules == RulesExact ? FindingError : FindingWarning;
   ++(kind == FindingError ? Errors : Warnings);
-  if (All.size() < MostKept) All.push_back({kind, line, word, text, remedy});
+  if (All.size() >= MostKept) {
+    const auto warning = std::find_if(All.rbegin(), All.rend(), [](const trelFinding& finding) {
+      return finding.Kind == FindingWarning;
+    });
+    if (kind != FindingError || warning == All.rend()) return;
+    All.erase(std::prev(warning.base()));
+  }
+  All.push_back({kind, line, word, text, remedy});
+}
+
+void trelModelFindings::Sort()
+{
+  const auto placeOf = [](const trelFinding& finding) {
+    return std::make_tuple(finding.Line == 0, finding.Line, finding.Word);
+  };
+  std::stable_sort(All.begin(), All.end(), [&](const trelFinding& a, const trelFinding& b) {
+    return placeOf(a) < placeOf(b);
+  });
+}
+
+bool trelModelFindings::HoldsLine(int line) const
+{
+  return std::any_of(All.begin(), All.end(),
+                     [&](const trelFinding& finding) { return finding.Line == line; });
 }
 
 bool trelModelFindings::Holds(const std::string& text) const
@@ -58,8 +83,10 @@ int trelModelFindings::GetLineOfText(const std::string& text) const
   if (colon == std::string::npos) return 0;
   const std::string keyword = text.substr(0, std::min(colon, text.find(' ')));
   const bool isOfSource = keyword.rfind("lightsource", 0) == 0;
-  const std::string number = FindNumberBehind(text, isOfSource ? "light source" : "tissue");
-  const std::string owner = (isOfSource ? "lightsource " : "tissue ") + number;
+  const bool isOfFiber = keyword.rfind("fiberdetector", 0) == 0;
+  const char* const kind = isOfSource ? "light source" : isOfFiber ? "detector" : "tissue";
+  const std::string number = FindNumberBehind(text, kind);
+  const std::string owner = (isOfSource ? "lightsource" : kind) + (' ' + number);
   for (const std::string& setting : {keyword, keyword + " 1"}) {
     if (const int line = GetLineOf(owner, setting)) return line;
   }

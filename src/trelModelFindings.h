@@ -43,7 +43,7 @@ public:
   explicit trelModelFindings(trelRules rules = RulesClassic) : Rules(rules) {}
 
   /** Adds a finding, unless there is one with the same place and text. Beyond MostKept they are
-   *  counted only. */
+   *  counted only, but an error takes the place of a warning. */
   void Add(trelFindingKind kind, int line, int word, const std::string& text,
            const std::string& remedy = "");
   static constexpr std::size_t MostKept = 200;
@@ -51,6 +51,10 @@ public:
   const std::vector<trelFinding>& GetAll() const { return All; }
   std::size_t CountErrors() const { return Errors; }
   std::size_t CountWarnings() const { return Warnings; }
+  /** Puts them in the order of the file, those of the model as a whole last. */
+  void Sort();
+  /** Whether a finding is about the line. */
+  bool HoldsLine(int line) const;
   /** Whether a finding has this text. */
   bool Holds(const std::string& text) const;
 

@@ -11,14 +11,12 @@
 #include "trelLightSource.h"
 #include "trelList.h"
 #include "trelMedium.h"
+#include "trelScaleTraps.h"
 #include "trelShapeObject.h"
 #include "trelSimulationParameter.h"
 #include "trelSpectrum.h"
 #include "trelTissue.h"
 #include "trelTissueTraps.h"
-
-/** Lengths that differ by this factor are taken to be in different units. */
-static constexpr double otherUnit = 1000.0;
 
 /** The light sources for which @p isConcerned holds, counted from 1. */
 template <class Test>
@@ -235,90 +233,48 @@ static std::string FindMissingTimeGates(const trelSimulationParameter& parameter
   return text.str();
 }
 
-/** The longest edge of the shape's box, mm. */
-static double GetSize(const trelShapeObject& shape)
+/** Which rules have a trap. */
+enum trelModelTrapsRules
 {
-  const trelVector halfAxes = shape.GetHalfAxes();
-  return 2.0 * std::max({halfAxes.X, halfAxes.Y, halfAxes.Z});
-}
-
-static bool IsMesh(const trelShapeObject& shape)
-{
-  return shape.GetTraits().IsMesh();
-}
-
-/** Whether a shape in a body is a thousandth or a thousand times as large, one of them a mesh. */
-static bool IsOutOfScale(const trelShapeObject* shape, const trelShapeObject& body)
-{
-  if (!shape || shape == &body || shape->IsEmpty() || !(IsMesh(*shape) || IsMesh(body))) {
-    return false;
-  }
-  const double size = GetSize(*shape);
-  const double bodySize = GetSize(body);
-  return size > 0.0 && (size * otherUnit <= bodySize || size >= otherUnit * bodySize);
-}
-
-/** The same for a source. One that is no mesh may have any small size, but if the body is a mesh it
- *  must not be that far away either. */
-static bool IsSourceOutOfScale(const trelLightSource& source, const trelShapeObject& body)
-{
-  const trelShapeObject* shape = source.GetShape();
-  if (!shape) return false;
-  if (IsMesh(*shape) || !IsMesh(body)) return IsOutOfScale(shape, body);
-  const trelVector apart = shape->GetCenter() - body.GetCenter();
-  const double distance = std::hypot(apart.X, apart.Y, apart.Z);
-  // A light source within reach of a body lies no further from its middle than a few of its sizes.
-  return std::max(distance, GetSize(*shape)) >= 0.1 * otherUnit * GetSize(body);
-}
-
-static std::string FindMeshesOutOfScale(const trelSimulationParameter& parameter)
-{
-  const trelShapeObject* body = parameter.GetOuterShape();
-  if (!body || body->IsEmpty()) return "";
-  std::vector<int> tissues;
-  int number = 0;
-  for (const trelTissue* tissue : parameter.GetMedium()->GetTissues()->GetItems<trelTissue>()) {
-    ++number;
-    if (IsOutOfScale(tissue->GetShape(), *body)) tissues.push_back(number);
-  }
-  const std::vector<int> sources = SelectSources(
-      parameter, [&](const trelLightSource& source) { return IsSourceOutOfScale(source, *body); });
-  if (tissues.empty() && sources.empty()) return "";
-  std::string names = tissues.empty() ? "" : ListNumbers("tissue", tissues);
-  if (!sources.empty()) names += (names.empty() ? "" : ", ") + ListNumbers("light source", sources);
-  return "tissuepath: between the medium and " + names +
-         ", of which one is a mesh, lies a factor of a thousand or so: a mesh in other units is not"
-         " converted; write its vertices in mm";
-}
+  TrapOfClassic,
+  TrapOfBoth,
+  TrapOfExact  ///< or of both, but the log of a classic run is fixed
+};
 
 /** A row of the table: a check, which rules have the trap, and how grave it is. */
 struct trelModelTrapsRow
 {
   std::string (*Check)(const trelSimulationParameter& parameter);
-  bool IsOfExactRules;
+  trelModelTrapsRules Rules;
   trelFindingKind Kind;
 };
 
 std::vector<trelModelTrap> FindModelTraps(const trelSimulationParameter& parameter)
 {
-  static const trelModelTrapsRow rows[] = {{FindEqualIndices, false, FindingWarning},
-                                           {FindSharedFaces, false, FindingWarning},
-                                           {FindNestedTissues, false, FindingWarning},
-                                           {FindThinTissues, false, FindingWarning},
-                                           {FindNearlyClearTissues, false, FindingWarning},
-                                           {FindMeshesOutOfScale, true, FindingMistake},
-                                           {FindMissingPackets, true, FindingMistake},
-                                           {FindMissingEnergy, true, FindingWarning},
-                                           {FindSourcesOnAxis, false, FindingWarning},
-                                           {FindDyesOnTissues, false, FindingWarning},
-                                           {FindFluorescenceOnThreads, false, FindingWarning},
-                                           {FindTooLargeFiberCells, true, FindingWarning},
-                                           {FindShortRegion, true, FindingWarning},
-                                           {FindMissingTimeGates, true, FindingMistake}};
+  static const trelModelTrapsRow rows[] = {
+      {FindEqualIndices, TrapOfClassic, FindingWarning},
+      {FindSharedFaces, TrapOfClassic, FindingWarning},
+      {FindNestedTissues, TrapOfClassic, FindingWarning},
+      {FindThinTissues, TrapOfClassic, FindingWarning},
+      {FindNearlyClearTissues, TrapOfClassic, FindingWarning},
+      {FindMeshesOutOfScale, TrapOfBoth, FindingMistake},
+      {FindMissingPackets, TrapOfBoth, FindingMistake},
+      {FindMissingEnergy, TrapOfBoth, FindingWarning},
+      {FindSourcesOnAxis, TrapOfClassic, FindingWarning},
+      {FindDyesOnTissues, TrapOfClassic, FindingWarning},
+      {FindFluorescenceOnThreads, TrapOfClassic, FindingWarning},
+      {FindTooLargeFiberCells, TrapOfBoth, FindingWarning},
+      {FindShortRegion, TrapOfBoth, FindingWarning},
+      {FindMissingTimeGates, TrapOfBoth, FindingMistake},
+      {FindEngulfingTissues, TrapOfExact, FindingWarning},
+      {FindTissuesBeside, TrapOfExact, FindingWarning},
+      {FindWideSources, TrapOfExact, FindingWarning},
+      {FindFibersThatCollectNothing, TrapOfExact, FindingWarning}};
   std::vector<trelModelTrap> traps;
   if (!parameter.GetMedium() || !parameter.GetLightSources()) return traps;
+  const auto other = parameter.GetRules() == RulesExact ? TrapOfClassic : TrapOfExact;
   for (const trelModelTrapsRow& row : rows) {
-    if (parameter.GetRules() == RulesExact && !row.IsOfExactRules) continue;
+    if (row.Rules == other) continue;
     std::string text = row.Check(parameter);
     if (!text.empty()) traps.push_back({row.Kind, std::move(text)});
   }

@@ -97,7 +97,9 @@ static std::string FindTissueFault(const trelSimulationParameter& parameter,
   for (const trelTissue* tissue : ItemsOf<trelTissue>(medium ? medium->GetTissues() : nullptr)) {
     for (const trelOpticalParameter* optics :
          EntriesInUse<trelOpticalParameter>(tissue->GetOpticalParameters(), wavelengths)) {
-      if (optics->GetScattering() == 0.0 && !(optics->GetAbsorption() < 0.0)) {
+      // By the exact rules such tissue is as good as any.
+      const bool isTold = parameter.GetRules() == RulesClassic;
+      if (isTold && optics->GetScattering() == 0.0 && !(optics->GetAbsorption() < 0.0)) {
         warn("Zero scattering coefficient!\n");
       }
       if (const char* fault = FindOpticalFault(*optics)) return fault;

@@ -19,7 +19,7 @@ void trelReadState::Begin()
 void trelReadState::Record(const std::string& text)
 {
   ReaderErrorText += text;
-  if (!Findings || KeywordUnknown || ExplainedLine == Text.GetLineNumber()) return;
+  if (!Findings || KeywordUnknown || ExplainedLine == std::max(Text.GetLineNumber(), 1)) return;
   Explain(FindingError, 0, text.substr(0, text.find_last_not_of("!\n") + 1));
 }
 

@@ -13,6 +13,7 @@
 #include "trelCheckText.h"
 #include "trelLightSource.h"
 #include "trelList.h"
+#include "trelMedium.h"
 #include "trelMediumResult.h"
 #include "trelMemory.h"
 #include "trelOpticalParameter.h"
@@ -151,9 +152,9 @@ void trelRunDriver::TakeReadReport(bool isError, const std::string& className,
     if (ReadFault.empty()) ReadFault = text;
     return;
   }
-  static const char* const toldElsewhere[] = {"tissueaxis: got",  "threadnum: got",
-                                              "which is read as", "Zero scattering",
-                                              "is not closed",    "Can't find \""};
+  static const char* const toldElsewhere[] = {
+      "tissueaxis: got", "threadnum: got", "which is read as", "Zero scattering",
+      "is not closed",   "Can't find \"",  "Can not open file"};
   for (const char* words : toldElsewhere) {
     if (text.find(words) != std::string::npos) return;
   }
@@ -219,9 +220,9 @@ trelRunStatus trelRunDriver::Apply(const trelCoefficientChange& change)
 {
   const trelRunDriverCoefficient* coefficient = FindCoefficient(change.Name);
   bool isApplied = false;
-  for (int i = 0; i < Parameter->GetNumberOfTissues(); ++i) {
-    const trelTissue* tissue = Parameter->GetTissue(i);
-    if (!IsMeant(*tissue, i + 1, change.Tissue)) continue;
+  int number = 0;
+  for (const trelTissue* tissue : Parameter->GetMedium()->GetTissues()->GetItems<trelTissue>()) {
+    if (!IsMeant(*tissue, ++number, change.Tissue)) continue;
     for (int j = 0; trelOpticalParameter* optics = tissue->GetOpticalParameter(j); ++j) {
       const bool isFirst = change.Wavelength == 0 && j == 0;
       if (!change.IsAtAll && !isFirst && optics->GetWavelength() != change.Wavelength) continue;
@@ -249,6 +250,7 @@ trelRunStatus trelRunDriver::ApplyOptions()
 
 void trelRunDriver::ShowCheck(bool isRead)
 {
+  Findings.Sort();
   if (Options.IsCheck && Options.Format) {
     Log << Options.Format(Check) << std::flush;
     return;
@@ -352,9 +354,13 @@ bool trelRunDriver::CanWrite()
 {
   for (const std::string& name : ListFiles()) {
     if (trelResultFileSet::CanOpen(name)) continue;
+    std::error_code error;
+    const fs::path folder = fs::path(NativePath(name)).parent_path();
+    const bool isThere = folder.empty() || fs::exists(folder, error);
     Messages << Options.Program << ": error: the results cannot be written: " << name
-             << "\n      = make the folder, or its files, writable, or name another base with -o"
-             << std::endl;
+             << (isThere ? "\n      = make the folder, or its files, writable"
+                         : ": there is no such folder\n      = make the folder")
+             << ", or name another base with -o" << std::endl;
     return false;
   }
   return true;

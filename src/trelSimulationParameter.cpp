@@ -175,10 +175,16 @@ const bool* trelSimulationParameter::GetFaceFlags() const
 }
 
 /** Builds the voxel table of @p shape if it is a triangle mesh, and what the exact rules ask. */
+/** Tables that a look at the model has made serve its run, too. */
+static void BuildTables(const trelTraceableMesh& mesh, int threads)
+{
+  if (!mesh.GetVoxelTable().IsBuilt()) mesh.BuildVoxelTable(threads);
+}
+
 static void PrepareShape(trelShapeObject* shape, trelRules rules, int threads)
 {
   if (!shape || shape->GetShapeType() != ShapeTriangleMesh) return;
-  static_cast<trelMCTriangleMesh*>(shape)->BuildVoxelTable(threads);
+  BuildTables(*static_cast<trelMCTriangleMesh*>(shape), threads);
   if (rules == RulesExact) shape->PrepareCrossings(threads);
 }
 
@@ -187,7 +193,7 @@ void trelSimulationParameter::PrepareGeometry()
   if (!Medium) return;
   const bool tetrahedral = Medium->GetShapeIsTetrahedron();
   if (tetrahedral) {
-    if (Medium->GetTetrahedron()) Medium->GetTetrahedron()->BuildVoxelTable(ThreadNumber);
+    if (Medium->GetTetrahedron()) BuildTables(*Medium->GetTetrahedron(), ThreadNumber);
   } else {
     for (const trelTissue* tissue : ItemsOf<trelTissue>(Medium->GetTissues()))
       PrepareShape(tissue->GetShape(), Rules, ThreadNumber);

@@ -4,19 +4,25 @@
 
 #include "trelBoxSearch.h"
 #include "trelChord.h"
+#include "trelList.h"
 #include "trelMCTetrahedron.h"
 #include "trelMedium.h"
 #include "trelMemory.h"
 #include "trelTissueOverlap.h"
 
-/** Cells of the grid of safe distances at most, and cells times bodies. */
-static constexpr double maximumOfCells = 1e6;
+/** Cells of the grid of safe distances times bodies at most. */
 static constexpr double maximumOfQuestions = 5e7;
 
 /** What rounding makes of positions and distances, as a part of the coordinates' size. */
 static constexpr double rounding = 1e-12;
 
-bool trelTissueMap::Build(const trelMedium& medium)
+/** Pairs of bodies whose boxes are compared for overlaps, and of those pairs whose points are, at
+ *  most; a pair with a mesh counts for more. Seconds. */
+static constexpr double mostBoxTests = 1e8;
+static constexpr double mostOverlapTests = 2e5;
+static constexpr double costOfMesh = 50.0;
+
+bool trelTissueMap::Build(const trelMedium& medium, double cells)
 {
   *this = {};
   return FitsInMemory([&] {
@@ -27,7 +33,7 @@ bool trelTissueMap::Build(const trelMedium& medium)
     if (Mesh) {
       FillGridOfMesh();
     } else {
-      LayOutGrid();
+      LayOutGrid(cells);
       ListNearBodies();
       FillGrid();
     }
@@ -58,13 +64,15 @@ bool trelTissueMap::TakeBodies(const trelMedium& medium)
   const trelShapeObject* outer = medium.GetOuterShape();
   if (!outer || outer->IsEmpty()) return false;
   Planar = outer->GetTraits().IsPlanar();
-  const std::int32_t count = medium.GetNumberOfTissues();
-  Measures.assign(static_cast<std::size_t>(count), 0.0);
-  for (std::int32_t tissue = 0; tissue < count; ++tissue) {
-    const trelShapeObject* shape = medium.GetTissue(tissue)->GetShape();
+  std::int32_t tissue = -1;
+  for (const trelTissue* item : ItemsOf<trelTissue>(medium.GetTissues())) {
+    ++tissue;
+    Measures.push_back(0.0);
+    const trelShapeObject* shape = item->GetShape();
     if (!shape || shape->IsEmpty()) continue;
     if (!shape->PrepareCrossings(1)) return false;
-    Measures[static_cast<std::size_t>(tissue)] = shape->ComputeMeasure();
+    // A body turned inside out, or of no number, has none.
+    Measures.back() = std::max(0.0, shape->ComputeMeasure());
     AddBody(*shape, tissue);
     HasMeshes = HasMeshes || Bodies.back().IsMesh;
   }
@@ -83,7 +91,7 @@ void trelTissueMap::RankBodies(std::int32_t outermost)
   });
   const auto last = std::prev(Bodies.end());
   for (auto first = Bodies.begin(); first != last;) {
-    const auto next = std::find_if(first, last, [&](const Body& body) {
+    const auto next = std::find_if(std::next(first), last, [&](const Body& body) {
       return measure(body) > (1.0 + equal) * measure(*first);
     });
     std::sort(first, next, [](const Body& a, const Body& b) { return a.Tissue < b.Tissue; });
@@ -184,6 +192,28 @@ std::int32_t trelTissueMap::FindTissueOn(const trelRay& ray, double at, double a
     const double place = body.IsMesh ? atOfMeshes : at;
     return IsInBox(body.Box, ray.At(place)) && body.Shape->HoldsOn(ray, place);
   });
+}
+
+std::int32_t trelTissueMap::FindTissueAhead(const trelRay& ray) const
+{
+  const double at = GetShortestReach();
+  if (Bodies.empty() || Mesh) return FindTissueOn(ray, at);
+  return FindFirstHolder(ray.At(at), [&](const Body& body) {
+    trelHit end;
+    // Where a ray touches a curved surface rounding may say that its next point lies inside.
+    return IsInBox(body.Box, ray.At(at)) && body.Shape->HoldsOn(ray, at) &&
+           (body.IsMesh || body.Shape->FindCrossing(ray, at, HUGE_VAL, &end));
+  });
+}
+
+std::int32_t trelTissueMap::FindTissueLeft(const trelRay& ray, trelTissueChange* change) const
+{
+  const double reach = ReachOfShapes * Diagonal, reachOfMeshes = ReachOfMeshes * Diagonal;
+  const std::int32_t tissue = FindTissueOn(ray, -reach, -reachOfMeshes);
+  if (tissue < 0) return -1;
+  *change = {};
+  MakeChangeBefore(ray, HasMeshes ? reachOfMeshes : reach, change);
+  return tissue;
 }
 
 /** The body whose surface the ray crosses first, of the first @p rivals and the outermost; null if
@@ -350,14 +380,13 @@ bool trelTissueMap::IsClear(const trelWay& way, std::int32_t tissue, double* rad
 }
 
 /** Cubes as small as the number of cells allows; in the plane squares. */
-void trelTissueMap::LayOutGrid()
+void trelTissueMap::LayOutGrid(double cells)
 {
   const trelShapeObject& outer = *Outermost().Shape;
   const trelBox box = outer.GetBox();
-  const double most =
-      std::min(maximumOfCells, maximumOfQuestions / static_cast<double>(Bodies.size()));
+  const double most = std::min(cells, maximumOfQuestions / static_cast<double>(Bodies.size()));
   const int axes = Planar ? 2 : 3;
-  double step = Diagonal / maximumOfCells;
+  double step = Diagonal / MostCells;
   if (!(step > 0.0 && step < HUGE_VAL)) return;
   double number = 0.0;
   do {
@@ -443,14 +472,38 @@ void trelTissueMap::FillGridOfMesh()
   Quantum = table.GetVoxelSize() * (1.0 - rounding);
 }
 
-std::vector<trelTissueMap::Overlap> trelTissueMap::FindOverlaps() const
+/** Whether the boxes have more than @p reach, mm, in common along each axis. */
+static bool BoxesMeet(const trelBox& a, const trelBox& b, double reach)
 {
+  for (int axis = 0; axis < 3; ++axis) {
+    const double common = std::min(a.High[axis], b.High[axis]) - std::max(a.Low[axis], b.Low[axis]);
+    if (!(common > reach)) return false;
+  }
+  return true;
+}
+
+/** Goes along x, so that bodies far apart there are never compared. */
+std::vector<trelTissueMap::Overlap> trelTissueMap::FindOverlaps(bool* isCut) const
+{
+  std::vector<const Body*> bodies;
+  for (const Body& body : Bodies)
+    bodies.push_back(&body);
+  std::sort(bodies.begin(), bodies.end(),
+            [](const Body* a, const Body* b) { return a->Box.Low.X < b->Box.Low.X; });
   std::vector<Overlap> overlaps;
-  for (std::size_t winner = 0; winner < Bodies.size(); ++winner) {
-    for (std::size_t other = winner + 1; other < Bodies.size(); ++other) {
-      const std::int32_t a = Bodies[winner].Tissue, b = Bodies[other].Tissue;
-      const double reach = std::max(ReachOf(Bodies[winner]), ReachOf(Bodies[other]));
-      if (OverlapInPart(*Bodies[winner].Shape, *Bodies[other].Shape, Planar ? 2 : 3, reach))
+  double boxes = 0.0, work = 0.0;
+  for (std::size_t i = 0; i < bodies.size(); ++i) {
+    const double end = bodies[i]->Box.High.X;
+    for (std::size_t j = i + 1; j < bodies.size() && bodies[j]->Box.Low.X < end; ++j) {
+      *isCut = ++boxes > mostBoxTests || work > mostOverlapTests;
+      if (*isCut) break;
+      // Bodies stand in the order of their rank.
+      const auto [winner, other] = std::minmax(bodies[i], bodies[j]);
+      const double reach = std::max(ReachOf(*winner), ReachOf(*other));
+      if (!BoxesMeet(winner->Box, other->Box, reach)) continue;
+      work += winner->IsMesh || other->IsMesh ? costOfMesh : 1.0;
+      const std::int32_t a = winner->Tissue, b = other->Tissue;
+      if (OverlapInPart(*winner->Shape, *other->Shape, Planar ? 2 : 3, reach))
         overlaps.push_back({std::min(a, b), std::max(a, b), a});
     }
   }

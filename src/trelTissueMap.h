@@ -63,9 +63,11 @@ public:
   static constexpr double ReachOfGrazing = 1e-4;
 
   /** Takes the shapes of the medium, or its tetrahedral mesh, whose tables must have been built
-   *  (trelSimulationParameter::PrepareGeometry). False if memory runs out or there is no outermost
-   *  body. */
-  bool Build(const trelMedium& medium);
+   *  (trelSimulationParameter::PrepareGeometry). The grid of safe distances between shapes has
+   *  @p cells cells at most: for few questions a coarse one does, which is built sooner. False if
+   *  memory runs out or there is no outermost body. */
+  bool Build(const trelMedium& medium, double cells = MostCells);
+  static constexpr double MostCells = 1e6;
 
   /** The tissue at the point, -1 outside. */
   std::int32_t FindTissue(const trelVector& point) const;
@@ -74,6 +76,14 @@ public:
   {
     return FindTissueOn(ray, at, at);
   }
+
+  /** The tissue that the ray goes on into from its origin, which may lie on surfaces: a body that
+   * it only touches there is not entered. -1 outside. */
+  std::int32_t FindTissueAhead(const trelRay& ray) const;
+  /** The tissue that the ray comes from if its origin lies on the skin and it leads out there,
+   * where
+   *  @p change is; else -1. */
+  std::int32_t FindTissueLeft(const trelRay& ray, trelTissueChange* change) const;
 
   /**
    * The nearest change of the tissue along the ray from within @p tissue, at a distance above
@@ -119,8 +129,9 @@ public:
     std::int32_t First, Second, Winner;
   };
   /** All such pairs, ascending. A thousand points of each body and of the common part of their
-   *  boxes are looked at, so that an overlap by less than a thousandth may go unnoticed. */
-  std::vector<Overlap> FindOverlaps() const;
+   *  boxes are looked at, so that an overlap by less than a thousandth may go unnoticed. Of too
+   * many bodies, whose comparison would take minutes, those found in time, and @p isCut is set. */
+  std::vector<Overlap> FindOverlaps(bool* isCut) const;
   /** A change at @p hit that is none of tissues: with the reach of this map. */
   trelTissueChange MakeMark(const trelHit& hit) const
   {
@@ -175,7 +186,7 @@ private:
   void MakeChangeBefore(const trelRay& ray, double after, trelTissueChange* change) const;
   bool StartsInside(const trelRay& ray) const;
   double ComputeMargin() const;
-  void LayOutGrid();
+  void LayOutGrid(double cells);
   void ListNearBodies();
   void FillGrid();
   void FillGridOfMesh();

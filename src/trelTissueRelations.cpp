@@ -15,9 +15,13 @@
 
 /** Points of a tissue's inside and of its surface that are asked for others. */
 static constexpr int numberOfPoints = 128;
-/** Pairs of tissues whose boxes, and whose points, are compared, at most. */
-static constexpr int mostBoxTests = 4000000;
-static constexpr int mostPairs = 2000;
+/** Pairs of tissues whose boxes, and whose points, are compared, at most; a pair with a mesh counts
+ *  for more. Seconds. */
+static constexpr int mostBoxTests = 100000000;
+static constexpr int mostPairs = 200000;
+static constexpr int costOfMesh = 50;
+/** Tissues that hold their points at a time, 6 kB each. */
+static constexpr int mostDrawn = 20000;
 /** Faces nearer than this, mm, that are not one are told of. */
 static constexpr double nearFaces = 1e-4;
 /** Volumes that differ by less than this part are equal. */
@@ -53,10 +57,11 @@ static std::vector<trelTissueRelationsBody> GetBodies(const trelSimulationParame
   return bodies;
 }
 
-/** Draws points; a body of which none is found, flat or open, has none. */
-static void DrawPoints(trelTissueRelationsBody& body)
+/** Draws points, unless the body has them; one of which none is found, flat or open, has none. How
+ *  many bodies more have points. */
+static int DrawPoints(trelTissueRelationsBody& body)
 {
-  if (!body.Inner.empty() || !body.Outer.empty()) return;
+  if (!body.Inner.empty() || !body.Outer.empty()) return 0;
   trelPacketNumbers numbers;
   numbers.Start(1, static_cast<std::uint64_t>(body.Index), 0);
   trelVector point;
@@ -68,6 +73,21 @@ static void DrawPoints(trelTissueRelationsBody& body)
          body.Shape->SampleSurface(numbers, &point)) {
     body.Outer.push_back(point);
   }
+  return 1;
+}
+
+/** How many bodies fewer have points. */
+static int ForgetPoints(trelTissueRelationsBody& body)
+{
+  const bool hasPoints = !body.Inner.empty() || !body.Outer.empty();
+  body.Inner = {};
+  body.Outer = {};
+  return hasPoints ? 1 : 0;
+}
+
+static int CostOf(const trelTissueRelationsBody& a, const trelTissueRelationsBody& b)
+{
+  return a.Shape->GetTraits().IsMesh() || b.Shape->GetTraits().IsMesh() ? costOfMesh : 1;
 }
 
 static bool BoxesMeet(const trelTissueRelationsBody& a, const trelTissueRelationsBody& b)
@@ -125,8 +145,6 @@ static void Relate(trelTissueRelationsBody& a, trelTissueRelationsBody& b, int o
 {
   const bool isAhead = IsAhead(a, b, outermost);
   trelTissueRelationsBody &small = isAhead ? a : b, &large = isAhead ? b : a;
-  DrawPoints(small);
-  DrawPoints(large);
   if (LiesIn(small, *large.Shape)) ListOf(relations.LiesIn, small).push_back(large.Index + 1);
   if (HaveCommonSurface(small, large)) {
     ListOf(relations.Touches, small).push_back(large.Index + 1);
@@ -138,16 +156,18 @@ static void Relate(trelTissueRelationsBody& a, trelTissueRelationsBody& b, int o
 static void RelateBodies(std::vector<trelTissueRelationsBody>& bodies, int outermost,
                          trelTissueRelations& relations)
 {
-  int tests = 0, pairs = 0;
+  int tests = 0, pairs = 0, drawn = 0;
   for (std::size_t i = 0; i < bodies.size(); ++i) {
     for (std::size_t j = i + 1; j < bodies.size(); ++j) {
       if (bodies[j].Bounds[0] > bodies[i].Bounds[1] + nearFaces) break;
-      relations.IsCut = ++tests > mostBoxTests || pairs > mostPairs;
+      relations.IsCut = ++tests > mostBoxTests || pairs > mostPairs || drawn > mostDrawn;
       if (relations.IsCut) return;
       if (!BoxesMeet(bodies[i], bodies[j])) continue;
-      ++pairs;
+      pairs += CostOf(bodies[i], bodies[j]);
+      drawn += DrawPoints(bodies[i]) + DrawPoints(bodies[j]);
       Relate(bodies[i], bodies[j], outermost, relations);
     }
+    drawn -= ForgetPoints(bodies[i]);
   }
 }
 

@@ -61,7 +61,28 @@ static Json ToJson(const trelCheckedSource& source)
                {"internal", source.IsInternal},    {"solid", source.IsSolid},
                {"specular", source.IsSpecular},    {"shape", ToJson(source.Shape)},
                {"spectra", ToJson(source.Entries)}};
+  json["direction"] = ToJson(source.Direction);
+  json["azimuth"] = source.Azimuth;
+  json["deflection"] = source.Deflection;
+  json["gaussian"] = source.ProfileWidth > 0.0 ? Json(source.ProfileWidth) : Json(nullptr);
   json["share"] = source.Tried > 0 ? Json(double(source.Met) / source.Tried) : Json(nullptr);
+  return json;
+}
+
+static Json ToJson(const trelCheckedDetector& detector)
+{
+  Json json = {{"number", detector.Number}, {"kind", detector.Kind}};
+  if (detector.Kind == "fiber") {
+    json["shape"] = ToJson(detector.Shape);
+    return json;
+  }
+  json["center"] = ToJson(detector.Center);
+  json["normal"] = ToJson(detector.Normal);
+  json["size"] = {detector.Width, detector.Height};
+  json["pixels"] = {detector.Columns, detector.Rows};
+  json["focalLength"] = detector.FocalLength;
+  json["imageDistance"] = detector.ImageDistance;
+  json["verticalPlane"] = detector.Plane;
   return json;
 }
 
@@ -115,6 +136,7 @@ std::string FormatCheckJson(const trelModelCheck& check)
     json["tissues"] = ToJson(check.Tissues);
     json["overlaps"] = ToJson(check.Overlaps);
     json["sources"] = ToJson(check.Sources);
+    json["detectors"] = ToJson(check.Detectors);
     json["grids"] = ToJson(check.Grids);
     json["meshes"] = ToJson(check.Meshes);
     json["expectedSeconds"] =

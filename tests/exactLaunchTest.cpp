@@ -382,6 +382,42 @@ public:
   trelTissueMap Map;
 };
 
+/** From a place on the skin, inward or outward. */
+TEST(ExactLaunch, WhatStartsOnTheSkinOutwardIsGone)
+{
+  ExactBody ball(ShapeEllipsoid), box(ShapeCube), corner(ShapeTriangleMesh);
+  const double third = 1.0 / std::sqrt(3.0);
+  const struct
+  {
+    ExactBody& body;
+    trelVector start, direction;
+    trelLaunchOutcome outcome;
+    std::int32_t tissue;
+    trelVector normal;
+  } cases[] = {{ball, {0, 0, 2}, {0.6, 0, 0.8}, LaunchEscaped, 0, {0, 0, 1}},
+               {ball, {0, 0, 2}, {1, 0, 0}, LaunchEscaped, 0, {1, 0, 0}},
+               {ball, {0, 0, 2}, {0.6, 0, -0.8}, LaunchDone, 0, {}},
+               {ball, {0, 0, 2.001}, {0, 0, 1}, LaunchNotMet, 0, {}},
+               {box, {-2, 1, 1}, {-0.8, 0, -0.6}, LaunchEscaped, 1, {-1, 0, 0}},
+               {box, {2, 1, 1}, {0.8, 0, -0.6}, LaunchEscaped, 0, {1, 0, 0}},
+               {box, {2, 1, 1}, {-0.8, 0, -0.6}, LaunchDone, 0, {}},
+               {corner, {0.5, 0.25, 0.25}, {1, 0, 0}, LaunchEscaped, 0, {third, third, third}}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::Message() << (&c - cases));
+    ExactLamp lamp(Place(new trelCube, c.start.X, c.start.Y, c.start.Z, 0, 0, 0));
+    lamp.Source.SetDirection(c.direction);
+    lamp.Source.SetDeflectionRange(0, 0);
+    lamp.Model.Resolve(*c.body.Model.Get());
+    ASSERT_TRUE(lamp.Prepare());
+    trelLaunched start;
+    ASSERT_EQ(lamp.Launch.Launch(c.body.Map, lamp.Numbers, &start), c.outcome);
+    if (c.outcome == LaunchNotMet) continue;
+    EXPECT_EQ(start.Tissue, c.tissue);
+    EXPECT_EQ(start.Entering, 1.0);
+    EXPECT_LT(Length(start.Skin.Normal - c.normal), 1e-7);
+  }
+}
+
 /** A beam of no size at a body. */
 TEST(ExactLaunch, MeetsTheMediumOnItsLine)
 {

@@ -4,6 +4,7 @@
 
 #include "exactShapes.h"
 #include "trelTissueMap.h"
+#include "trelTissueOverlap.h"
 
 /** A medium whose tissues are given as shapes, the first the outermost, or as a mesh. */
 struct MapCase
@@ -233,6 +234,27 @@ TEST(ExactTissueMap, LightEntersWhereItsLineDoes)
   }
 }
 
+TEST(ExactTissueMap, ARayThatOnlyTouchesABodyDoesNotEnterIt)
+{
+  const MappedMedium model(
+      {"bodies",
+       {Make(ShapeCube, {0, 0, 0}, {9, 9, 9}), Make(ShapeEllipsoid, {1, 0, 0}, {3, 2, 1}),
+        Make(ShapeCylinder, {-5, 0, 0}, {2, 2, 4})}});
+  const double slant = std::sqrt(0.5);
+  const struct
+  {
+    trelVector start, direction;
+    std::int32_t tissue;
+  } cases[] = {{{1, 0, 1}, {1, 0, 0}, 0},      {{1, 2, 0}, {slant, 0, slant}, 0},
+               {{4, 0, 0}, {0, 0, 1}, 0},      {{1, 0, 1}, {0.8, 0, -0.6}, 1},
+               {{1, 0, 1}, {0.8, 0, 0.6}, 0},  {{-5, 2, 1}, {1, 0, 0}, 0},
+               {{-5, 2, 1}, {0.8, 0, 0.6}, 0}, {{-5, 2, 1}, {0, -1, 0}, 2},
+               {{9, 1, 1}, {1, 0, 0}, -1}};
+  for (const auto& c : cases) {
+    EXPECT_EQ(model.Map.FindTissueAhead({c.start, c.direction}), c.tissue) << (&c - cases);
+  }
+}
+
 TEST(ExactTissueMap, OverlapsAreThoseInPart)
 {
   const auto ball = [](double x, double r) { return Make(ShapeEllipsoid, {x, 0, 0}, {r, r, r}); };
@@ -241,8 +263,20 @@ TEST(ExactTissueMap, OverlapsAreThoseInPart)
        {Make(ShapeCube, {0, 0, 0}, {9, 9, 9}), ball(0, 3), ball(0, 1), ball(4, 2),
         Make(ShapeCube, {0, 0, -6}, {9, 9, 3}), Make(ShapeCube, {0, 0, 8}, {1, 1, 2})}});
   std::string text;
-  for (const auto& overlap : model.Map.FindOverlaps())
+  bool isCut = true;
+  for (const auto& overlap : model.Map.FindOverlaps(&isCut))
     text += std::to_string(overlap.First) + std::to_string(overlap.Second) + ":" +
             std::to_string(overlap.Winner) + " ";
   EXPECT_EQ(text, "05:5 13:3 ");
+  // No pair of bodies is left out.
+  for (const MapCase& c : MakeMapCases()) {
+    const MappedMedium mapped(c);  // which holds the shapes
+    if (c.Mesh || c.Shapes.size() > 50) continue;
+    std::size_t pairs = 0;
+    for (const trelShapeObject* a : c.Shapes)
+      for (const trelShapeObject* b : c.Shapes)
+        if (a < b && OverlapInPart(*a, *b, a->GetTraits().Dimension, 1e-5)) ++pairs;
+    EXPECT_EQ(mapped.Map.FindOverlaps(&isCut).size(), pairs) << c.Name;
+  }
+  EXPECT_FALSE(isCut);
 }

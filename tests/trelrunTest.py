@@ -6,6 +6,7 @@ Usage: trelrunTest.py TRELRUN
 
 import json
 import os
+import re
 import shutil
 import subprocess
 import sys
@@ -17,6 +18,9 @@ MODEL = (ROOT / "examples/pencil-beam.trl").read_text().replace(" 100000", " 50"
 NODULE = (ROOT / "examples/nodule.trl").read_text().replace(" 50000", " 50")
 DYE = (ROOT / "examples/fluorescence.trl").read_text().replace(" 100000", " 50")
 MESH = (ROOT / "examples/nodule.off").read_text()
+
+TISSUE = ("endtrl", "tissue 2 x\ntissueshape cube\ntissuecenter {}\ntissueaxis {}\n"
+          "tissuespectrumindex 1 0.02 10 0.9 1.4\nendtrl")
 
 # A model, what to replace in it, and words of the message with the text of the line that it names.
 WRONG = [
@@ -39,7 +43,30 @@ WRONG = [
     (MODEL, " 1.0 50", " 1.0 0", "got 0 packets", "lightsourcespectrumindex 1 1.0 0"),
     (DYE, " 670 0.3 ", " 670 1.3 ", "from 0 to 1", "lightsourcespectrumindex 2 670 1.3"),
     (MODEL, "external solid", "extern solid", "did you mean 'external'?", "lightsourceproperty"),
+    (MODEL.replace("tissuenum 1", "tissuenum 2"), TISSUE[0], TISSUE[1].format("0 0 10", "1 1 -1"),
+     "half-length 3 of tissue 2 is -1", "tissueaxis 1 1 -1"),
+    (MODEL, "roiseparation 1 1 1", "roiseparation 1e-6 1e-6 1e-6", "the memory that is free", "roisep"),
     (MODEL, "simulationtype DOT", "simulationtype DOTS", "did you mean 'DOT'?", "simulationtype"),
+]
+
+# What runs and may not be meant: what to replace in the model, words of the warning and the line that
+# it names; without words nothing is told.
+FIBER = ("endtrl", "fiberdetector 1\nfiberdetectorshape cylinder\nfiberdetectorcenter {}\n"
+         "fiberdetectoraxis {}\nendtrl")
+ODD = [
+    (*TISSUE, "0 0 10", "400 400 400", "lies deep within tissue 2", "tissueaxis 400"),
+    (*TISSUE, "0 0 15", "400 400 400", "lies deep within tissue 2", "tissueaxis 400"),
+    (*TISSUE, "0 0 410", "400 400 400", None, None),
+    (*TISSUE, "9 0 10", "2 2 2", "sticks out", "tissue 2"),
+    (*TISSUE, "9000 0 10", "1 1 1", "nothing of tissue 2 lies", "tissuecenter 9000"),
+    ("0.02 10", "0.02 0", "", "", None, None),
+    (*FIBER, "0 0 -2", "1 1 0.5", "fibre of detector 1 collects nothing", "fiberdetectoraxis"),
+    (*FIBER, "0 0 -1", "1 1 1", None, None),
+    (*FIBER, "0 0 10", "500 500 500", "fibre of detector 1", "fiberdetectoraxis"),
+    ("axis 1e-6 1e-6", "axis 200 1", "", "", "light source 1 is ten times", "lightsourceaxis"),
+    ("roisep", "roi -1e4 1e4 -1e4 1e4 0 1e4\nroisep", "", "", None, None),
+    ("roiseparation 1 1", "roi -1e4 1e4 -1e4 1e4 0 1e4\nroiseparation 100 100", "", "",
+     "there is one cell", "roi "),
 ]
 
 # Arguments behind the model, and the exit status.
@@ -99,6 +126,17 @@ def test_wrong_models(folder):
                f"{new}: {findings}")
 
 
+def test_odd_models(folder):
+    for old, new, center, axis, words, line in ODD:
+        text = MODEL.replace(old, new.format(center, axis), 1)
+        text = text.replace("tissuenum 1", f"tissuenum {text.count('tissueaxis')}\ndetectornum 9")
+        status, _, report = folder.run(text, "--quiet")
+        told = re.findall(r"trl:\d+: warning: ", report)
+        expect(status == 0 and bool(told) == bool(words) and (not words or words in report), report)
+        expect(words or not report, report)
+        expect(not line or f" | {line}" in report, f"{new}: no {line} in {report}")
+
+
 def test_command_lines(folder):
     for arguments, wanted in COMMANDS:
         status, log, report = folder.run(MODEL, *arguments)
@@ -121,8 +159,21 @@ def test_what_a_check_tells(folder):
     expect(mesh["triangles"] == 320 and mesh["bodies"] == 1 and mesh["openEdges"] == 0, text)
     expect(105 < mesh["volume"] < 4 / 3 * 3.15 * 27, text)
     expect(check["sources"][0]["share"] == 1 and check["expectedSeconds"] > 0, text)
+    source = check["sources"][0]
+    expect(source["deflection"] == [0, 0] and source["azimuth"] == [0, 360], text)
     grid = check["grids"][0]
     expect(grid["axes"] == {"x": 40, "y": 40, "z": 40} and grid["bytes"] == 512000, text)
+
+
+def test_detectors(folder):
+    text = (ROOT / "examples/cameras.trl").read_text().replace("endtrl", FIBER[1].format("0 0 9", "1 1 3"))
+    text = text.replace("detectornum 2", "detectornum 3").replace(" 200000", " 50")
+    camera, _, fiber = json.loads(folder.run(text, "--check", "--json")[1])["detectors"]
+    expect(camera["center"] == [400, 0, 0] and camera["pixels"] == [128, 128], camera)
+    expect(fiber["kind"] == "fiber" and fiber["shape"]["high"] == [1, 1, 12], fiber)
+    shown = folder.run(text, "--check")[1]
+    expect("camera at (400, 0, 0) mm, normal (-1, 0, 0), 7 x 7 mm, 128 x 128" in shown, shown)
+    expect("detector 3: fibre: cylinder" in shown and "deflection 0 to 180 degrees" in shown, shown)
 
 
 def test_closed_folder(folder):
@@ -146,8 +197,8 @@ def test_closed_folder(folder):
 
 
 def main():
-    for test in (test_wrong_models, test_command_lines, test_what_a_check_tells,
-                 test_closed_folder):
+    for test in (test_wrong_models, test_odd_models, test_command_lines, test_what_a_check_tells,
+                 test_detectors, test_closed_folder):
         with tempfile.TemporaryDirectory() as path:
             os.chmod(path, 0o755)
             test(Folder(sys.argv[1], path))
