@@ -115,6 +115,17 @@ TEST(ExactFluorescence, AllThreadsConvertAlike)
   }
 }
 
+TEST(ExactFluorescence, EmissionExcitesNothing)
+{
+  const Dye dye = {0.5, 0.9, 0.0, {0, 0, 0}};
+  TestModel model(FMT);
+  BuildDyedBox(model, tissue, {dye, dye}, 1000);
+  model->GetLightSource(2)->GetSpectrum(2)->SetExcitationWavelength(600);
+  ExactRun run(model);
+  EXPECT_GT(Light(run[1]), 0.1);
+  EXPECT_EQ(Light(run[2]), 0.0);
+}
+
 TEST(ExactFluorescence, TheMeanDelayIsTheLifetime)
 {
   const double lifeTime = 2000.0;

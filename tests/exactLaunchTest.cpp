@@ -1,11 +1,13 @@
 #include <cmath>
 #include <functional>
 #include <memory>
+#include <random>
 #include <vector>
 
 #include "modelFixtures.h"
 #include "testModel.h"
 #include "testTools.h"
+#include "trelElementary.h"
 #include "trelExactLaunch.h"
 #include "trelFresnel.h"
 #include "trelPacketNumbers.h"
@@ -39,6 +41,30 @@ TEST(ExactInterface, AgreesWithTheAnglesAndIsExactAtTheEnds)
   EXPECT_EQ(MeetInterface(1.4, 1.4, 0.3).Reflectance, 0.0);
   EXPECT_EQ(MeetInterface(1.4, 1.4, 0.3).CosTransmit, 0.3);
   EXPECT_EQ(MeetInterface(1.0, 1.5, 1.0 + 1e-15).CosTransmit, 1.0);
+}
+
+/** Against the library's in extended precision, in all quarters of the turn and of all sizes. */
+TEST(ExactElementary, FunctionsAreWithinOneUnitInTheLastPlace)
+{
+  std::mt19937_64 random(3);
+  const auto isNear = [](double got, long double exact) {
+    const double size = std::fabs(static_cast<double>(exact));
+    return std::fabs(got - exact) <= std::nextafter(size, HUGE_VAL) - size;
+  };
+  const double ends[] = {0.0, 0.125, 0.25, 0.375, 0.5, 0.625, 0.75, 0.875, 1.0, 0x1p-53};
+  for (int i = 0; i < 300000; ++i) {
+    const double u = std::uniform_real_distribution<>(0.0, 1.0)(random);
+    const double x = i % 2 ? std::ldexp(1.0 + u, i % 2000 - 1000) : 1.0 + std::ldexp(u, -i % 50);
+    ASSERT_TRUE(isNear(NaturalLogarithm(x), std::log(static_cast<long double>(x)))) << x;
+    const double turn = i < 10 ? ends[i] : i % 3 ? u : (i % 5) * 0.25 * std::ldexp(u, -i % 40);
+    const auto quarter = static_cast<int>(std::lround(4.0 * turn));
+    const long double angle = 2.0L * std::acos(-1.0L) * (turn - 0.25 * quarter);
+    const long double c = std::cos(angle), s = std::sin(angle);
+    const long double cosines[] = {c, -s, -c, s}, sines[] = {s, c, -s, -c};
+    const trelUnitCircle point = PointOfTurn(turn);
+    ASSERT_TRUE(isNear(point.Cosine, cosines[quarter % 4])) << turn;
+    ASSERT_TRUE(isNear(point.Sine, sines[quarter % 4])) << turn;
+  }
 }
 
 /** A source in a medium of one tissue of index 1.5, and its stream. */
