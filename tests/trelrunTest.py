@@ -46,12 +46,13 @@ WRONG = [
 COMMANDS = [
     (["--quiet"], 0),
     (["--check"], 0),
-    (["--quiet", "--mua", "0.1", "--g", "-0.5", "--set", "muscle.n=1.4", "--set", "1@650.mus=5"], 0),
+    (["--quiet", "--mua", "0.1", "--g", "-0.5", "--set", "muscle.N=1.4e0", "--set", "1@650.mus=5"], 0),
     (["-o", "none/run"], 3),
     (["--set", "2.mua=1"], 2),
     (["--set", "1@700.mua=1"], 2),
     (["--set", "1.n=0.5"], 2),
-    (["--set", "1.mua=1,5"], 2),
+    *((["--set", change], 2) for change in "1.mua=1,5 1.mua .mua=1 1@x.mua=1 1@-1.mua=1 1.muas=1"
+      " 1.mua= 1.mua=1mm 1.mua=1e999 1.g=1.01".split()),
     (["--n", "0.5"], 2),
     (["--rules", "other"], 2),
     (["--threads", "0"], 2),
