@@ -15,41 +15,6 @@
 
 using testing::ElementsAre;
 
-// The geometry of one pixel
-
-TEST(Pinhole, TransfersByBothCosinesAndTheDistance)
-{
-  const trelVector center = {1, 1, 1}, up = {0, 0, 1}, down = {0, 0, -1}, across = {1, 0, 0};
-  const trelVector above = {1, 1, 5}, aside = {4, 1, 5};
-  EXPECT_DOUBLE_EQ(trelFreespacePinhole::TransferFactor(center, up, 2, above, down), 2.0 / 16);
-  EXPECT_DOUBLE_EQ(trelFreespacePinhole::TransferFactor(center, up, 2, aside, down),
-                   0.8 * 0.8 * 2 / 25);
-  EXPECT_DOUBLE_EQ(trelFreespacePinhole::TransferFactor(center, up, 2, aside, across),
-                   0.8 * 0.6 * 2 / 25);
-}
-
-TEST(Pinhole, FindsTheBoxOnItsWay)
-{
-  const trelBox box = {{-1, -2, -3}, {1, 2, 3}};
-  const struct
-  {
-    trelRay Ray;
-    bool Hits;
-    trelVector Point;
-  } cases[] = {{{{0, 0, 5}, {0, 0, -1}}, true, {0, 0, 3}},
-               {{{0, 0, 5}, {0, 0, 1}}, false, {}},
-               {{{0, 2.5, 5}, {0, 0, -1}}, false, {}},
-               {{{3, 4, 0}, {-0.6, -0.8, 0}}, true, {1, 4 - 8.0 / 3, 0}},
-               {{{3, 4, 0}, {0.6, -0.8, 0}}, false, {}},
-               {{{0, 0, 0}, {0, 0, 1}}, true, {7, 7, 7}}};  // from inside: the point stays
-  for (const auto& c : cases) {
-    trelVector point = {7, 7, 7};
-    EXPECT_EQ(trelFreespacePinhole::RayHitsBox(c.Ray, box, &point), c.Hits);
-    for (int k = 0; c.Hits && k < 3; ++k)
-      EXPECT_DOUBLE_EQ(point[k], c.Point[k]);
-  }
-}
-
 // One cell of the surface
 
 /** Cells as the table of surface elements has them. */

@@ -192,16 +192,3 @@ TEST_F(Driver, TellsOfModelsThatDoNotMeanWhatTheySay)
     EXPECT_THAT(TrapsIn(Report), testing::UnorderedElementsAreArray(told));
   }
 }
-
-TEST(OpticalSimulationFilter, ChoosesByTheSimulationType)
-{
-  const std::pair<SimulationType, const char*> cases[] = {
-      {BLT, "trelBioluminescenceVRMC"}, {FMT, "trelFluorescenceVRMC"}, {DOT, "trelDiffuseVRMC"}};
-  for (const auto& [type, className] : cases) {
-    TestModel model(type);
-    trelOpticalSimulationFilter filter;
-    filter.SetInput(model.Get());
-    ASSERT_TRUE(filter.GetMediumFilter());
-    EXPECT_TRUE(filter.GetMediumFilter()->IsA(className));
-  }
-}

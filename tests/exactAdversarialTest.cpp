@@ -85,7 +85,7 @@ const HardRay raysAtBall[] = {
     {"from the centre", {0, 0, 0}, {0.6, 0, 0.8}, 2, 2},
 };
 
-/** About a U of 12 x 8 x 8 mm along y, whose dent is 4 x 8 x 4 mm. */
+/** About the U. */
 const HardRay raysAtU[] = {
     {"across both arms", {-9, 0, 2}, {1, 0, 0}, 8, 8},
     {"along the bottom of the dent", {-9, 0.5, 0}, {1, 0, 0}, 8, 12},
@@ -129,15 +129,6 @@ void CheckRays(const char* name, const std::function<trelShapeObject*()>& make,
     }
   }
   EXPECT_EQ(flights.GetTally().Lost + flights.GetTally().Trapped, 0u) << name;
-}
-
-trelShapeObject* MakeU()
-{
-  std::set<std::array<int, 3>> cells;
-  for (int x = 0; x < 3; ++x)
-    for (int z = 0; z < 2; ++z)
-      if (x != 1 || z == 0) cells.insert({x, 0, z});
-  return CellMesh(cells, {-6, -4, -4}, {4, 8, 4});
 }
 
 /** The surface of a ball whose points lie in turn at @p radius and at @p core: needles. */

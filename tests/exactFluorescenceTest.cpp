@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "dyedBox.h"
 #include "exactRuns.h"
 #include "trelDetectorArrayResult.h"
 #include "trelDetectorResult.h"
@@ -9,36 +10,6 @@
 // fibre collects against the way of the same packets without it.
 
 namespace {
-
-/** A dye in a box about @p At: 1/mm, none, ps. */
-struct Dye
-{
-  double Absorption, Yield, LifeTime;
-  trelVector At;
-};
-
-/** A box of 10 mm, lit at its centre. The dyes lie in boxes of 4 mm; dye k emits at wavelength
- *  k + 1, excitation is wavelength 0. */
-void BuildDyedBox(TestModel& m, const Optics& optics, const std::vector<Dye>& dyes,
-                  std::uint32_t packets)
-{
-  std::vector<std::uint32_t> wavelengths = {500};
-  for (std::size_t k = 0; k < dyes.size(); ++k)
-    wavelengths.push_back(600 + static_cast<std::uint32_t>(k));
-  m->SetWavelengths(wavelengths);
-  m.AddTissue(Box(0, 0, 0, 5, 5, 5), optics);
-  trelLightSource* source = m.AddSource(Box(0, 0, 0, 1, 1, 1), 0, LuminousExcitation);
-  source->GetSpectrum(0)->SetPhotonNumber(packets);
-  for (std::size_t k = 0; k < dyes.size(); ++k) {
-    const trelVector& at = dyes[k].At;
-    trelSpectrum& line = *m.AddSource(Box(at.X, at.Y, at.Z, 2, 2, 2), 0, LuminousEmission)
-                              ->GetSpectrum(static_cast<int>(k) + 1);
-    line.SetExcitationWavelength(500);
-    line.SetFluorophoreAbsorption(dyes[k].Absorption);
-    line.SetQuantumYield(dyes[k].Yield);
-    line.SetLifeTime(dyes[k].LifeTime);
-  }
-}
 
 /** The integral of the excitation's fluence over the box of a dye: cells are cubes of 1 mm. */
 double FluenceIn(const Dye& dye, const trelMediumResult& r)
@@ -72,7 +43,7 @@ TEST(ExactFluorescence, EmissionIsTheYieldOfTheFluenceInTheDye)
     std::vector<std::vector<double>> emitted(c.Dyes.size()), expected(c.Dyes.size());
     for (std::uint64_t seed = 1; seed <= 8; ++seed) {
       TestModel model(FMT);
-      BuildDyedBox(model, c.Tissue, c.Dyes, 2000);
+      BuildDyedBox(model, c.Tissue, c.Dyes, 2000, 2);
       model->SetSaveFluenceRate(true);
       ExactRun run(model, seed);
       for (std::size_t k = 0; k < c.Dyes.size(); ++k) {
@@ -102,7 +73,7 @@ TEST(ExactFluorescence, AllThreadsConvertAlike)
   std::vector<double> excited, emitted;
   for (const int threads : {1, 2, 4}) {
     TestModel model(FMT);
-    BuildDyedBox(model, tissue, {{0.5, 0.9, 300.0, {0, 0, 0}}}, 1000);
+    BuildDyedBox(model, tissue, {{0.5, 0.9, 300.0, {0, 0, 0}}}, 1000, 2);
     model->SetThreadNumber(threads);
     ExactRun run(model);
     excited.push_back(Light(run[0]));
@@ -115,28 +86,28 @@ TEST(ExactFluorescence, AllThreadsConvertAlike)
   }
 }
 
+TEST(ExactFluorescence, EmissionExcitesNothing)
+{
+  const Dye dye = {0.5, 0.9, 0.0, {0, 0, 0}};
+  TestModel model(FMT);
+  BuildDyedBox(model, tissue, {dye, dye}, 1000, 2);
+  model->GetLightSource(2)->GetSpectrum(2)->SetExcitationWavelength(600);
+  ExactRun run(model);
+  EXPECT_GT(Light(run[1]), 0.1);
+  EXPECT_EQ(Light(run[2]), 0.0);
+}
+
 TEST(ExactFluorescence, TheMeanDelayIsTheLifetime)
 {
   const double lifeTime = 2000.0;
-  const auto meanTime = [](const trelMediumResult& r) {
-    double weight = 0.0, moment = 0.0;
-    for (int t = 0; t < r.GetCountTD(); ++t) {
-      const double light = r.GetTDAbsorption3D()[t] + r.GetTDTransmittance3D()[t];
-      weight += light;
-      moment += light * r.GetWindow().Time.Midpoint(t);
-    }
-    return moment / weight;
-  };
   std::vector<double> delays;
   for (std::uint64_t seed = 1; seed <= 8; ++seed) {
     TestModel model(FMT);
-    BuildDyedBox(model, tissue, {{0.3, 1.0, lifeTime, {0, 0, 0}}, {0.3, 1.0, 0.0, {0, 0, 0}}},
-                 1000);
-    model->SetTimeDomain(true);
-    model->SetTimeRange(0.0, 100000.0, 100.0);
-    model->SetSeparations(5, 5, 5, 1, 1, 1);
+    BuildDyedBox(model, tissue, {{0.3, 1.0, lifeTime, {0, 0, 0}}, {0.3, 1.0, 0.0, {0, 0, 0}}}, 1000,
+                 2);
+    RecordTimes(model);
     ExactRun run(model, seed);
-    delays.push_back(meanTime(run[1]) - meanTime(run[2]));
+    delays.push_back(MeanTime(run[1]) - MeanTime(run[2]));
   }
   EXPECT_LT(Deviation(delays, lifeTime), 5.0);
   EXPECT_GT(Deviation(delays, 1.2 * lifeTime), 5.0);

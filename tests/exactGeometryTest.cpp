@@ -126,26 +126,6 @@ TEST(ExactGeometry, CrossingsPartTheInsideFromTheOutside)
   }
 }
 
-/** The chord of a ball from a point of its surface, as far as it can be told from the angle. */
-TEST(ExactGeometry, AStartOnABallFindsTheFarSide)
-{
-  numbers_.Start(3, 0, 0);
-  trelShapeObject* ball = Make(ShapeEllipsoid, {0, 0, 0}, {5, 5, 5});
-  ball->Register();
-  int seen = 0;
-  for (int i = 0; i < 10000; ++i) {
-    const trelVector n = Direction(false), d = Direction(false);
-    const double cosine = -Dot(n, d);
-    if (cosine < 1e-3) continue;
-    trelHit hit;
-    ASSERT_TRUE(ball->FindCrossing({5.0 * n, d}, 1e-9, HUGE_VAL, &hit));
-    EXPECT_NEAR(hit.Distance, 10 * cosine, 1e-14 / cosine);
-    ++seen;
-  }
-  EXPECT_GT(seen, 3000);
-  ball->UnRegister();
-}
-
 /** Through corners, through points of edges, along edges and in faces: exactly one way out of a
  *  star-shaped mesh, and as many crossings inwards as outwards of any line. */
 TEST(ExactGeometry, NoRayIsLostAtEdgesAndVertices)

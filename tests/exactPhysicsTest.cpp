@@ -181,6 +181,26 @@ TEST(ExactPhysics, TrappedLightEndsAndIsCounted)
   EXPECT_NEAR(run[0].GetTotalTransmittance3D(), 1.0 - count / 2000, 1e-9);
 }
 
+TEST(ExactPhysics, LimitsHoldOnlyIfTheyAreStated)
+{
+  for (const bool given : {false, true}) {
+    ExactFlights timed([&](TestModel& m) {
+      m.AddTissue(Box(0, 0, 5, 9, 9, 5), {0.0, 0.0, 0.0, 1.0});
+      m.AddPencilBeam(0, 0, 0, 1);
+      m->SetFlyTimeMax(7.0);
+      m->SetFlyTimeMaxGiven(given);
+    });
+    EXPECT_NEAR(timed.Fly(0).Time, given ? 7.0 : 10.0 / 0.299792458, 1e-12);
+    EXPECT_EQ(timed.Fly(0).Weight, given ? 0.0 : 1.0);
+    TestModel counted;
+    counted.AddTissue(Box(0, 0, 0, 9, 9, 9), {0.0, 9.0, 0.0, 1.0});
+    counted.AddSource(Ball({}, 1e-9), 10);
+    counted->SetStepNumberMax(7);
+    counted->SetStepNumberMaxGiven(given);
+    ReportsOf([&] { EXPECT_NEAR(Light(ExactRun(counted)[0]), given ? 0.0 : 1.0, 1e-12); });
+  }
+}
+
 TEST(ExactPhysics, ATiltedBeamLeavesAClearSlabInItsOwnDirection)
 {
   const trelVector tilted = Normalized(trelVector{0.6, 0.3, 0.8});

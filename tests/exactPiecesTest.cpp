@@ -7,6 +7,7 @@ namespace {
 
 const Optics turbid = {0.02, 5.0, 0.8, 1.4};
 const Optics thin = {0.02, 0.5, 0.8, 1.4};
+const Optics glassy = {0.05, 1.0, 0.5, 1.5}, air = {0.0, 0.0, 0.0, 1.0};
 constexpr int any = 1000000;
 
 void AddBeam(TestModel& m, double x, double y, double z)
@@ -104,9 +105,19 @@ const ModelOf meshedBlock = BlockOff(Each({5}, turbid, [](double h) {
   return BoxMesh(off, {10, 10, h});
 }));
 
-ModelOf Tetrahedra(int n, int layers)
+ModelOf Tetrahedra(int n, const std::vector<Optics>& layers)
 {
-  return BlockOff([=](TestModel& m) { BuildTetrahedra(m, off, {10, 10, 5}, n, layers, turbid); });
+  return BlockOff([=](TestModel& m) { BuildTetrahedra(m, off, {10, 10, 5}, n, layers); });
+}
+
+const std::vector<Optics> skin = {glassy, thin, {0.0, 0.0, 0.0, 1.33}, turbid, {0.5, 0, 0, 1.4}};
+
+/** The skin in flush boxes. */
+void AddSkin(TestModel& m)
+{
+  m.AddTissue(Box(off.X, off.Y, off.Z, 10, 10, 5), air);
+  for (std::size_t i = 0; i < skin.size(); ++i)
+    m.AddTissue(Box(off.X, off.Y, off.Z - 4 + 2.0 * static_cast<double>(i), 10, 10, 1), skin[i]);
 }
 
 const Cut solidCuts[] = {
@@ -152,12 +163,36 @@ const Cut meshedCuts[] = {
             return BoxMesh({off.X, off.Y, z}, {10, 10, 1.25});
           })},
     {"a block of triangles", 1e-4, any, BlockAt(off), meshedBlock, true},
-    {"a block of tetrahedra", 1e-4, any, BlockAt(off), Tetrahedra(5, 1), true},
-    {"layers of tetrahedra", 1e-4, any, BlockAt(off), Tetrahedra(10, 5), true},
+    {"a block of tetrahedra", 1e-4, any, BlockAt(off), Tetrahedra(5, {turbid}), true},
+    {"layers of tetrahedra", 1e-4, any, BlockAt(off),
+     Tetrahedra(10, std::vector<Optics>(5, turbid)), true},
+    {"layers of tetrahedra with optics of their own", 1e-4, any, BlockOff(AddSkin),
+     Tetrahedra(10, skin), true},
     {"a block of triangles in layers of boxes", 1e-4, any, meshedBlock,
      Each(Count(10, off.Z - 4.5, 1), turbid,
           [](double z) { return Box(off.X, off.Y, z, 10, 10, 0.5); })},
+    {"layers of triangles from files", 1e-4, any, BlockAt(off),
+     Each(Count(4, off.Z - 3.75, 2.5), turbid,
+          [](double z) {
+            return ThroughFile(BoxMesh({off.X, off.Y, z}, {10, 10, 1.25}));
+          })},
 };
+
+/** A planar U in air, glassy: a rectangle with the dent as a tissue, or three rectangles. */
+ModelOf PlanarU(bool inPieces)
+{
+  return [=](TestModel& m) {
+    const auto add = [&](double x, double y, double hx, double hy, const Optics& optics) {
+      m.AddTissue(MakeShape(ShapeRectangle, {x, y, 0}, {hx, hy, 0}), optics);
+    };
+    add(0, 0, 7, 5, air);
+    add(0, inPieces ? -2 : 0, 6, inPieces ? 2 : 4, glassy);
+    if (inPieces) add(-4, 2, 2, 2, glassy);
+    if (inPieces) add(4, 2, 2, 2, glassy);
+    if (!inPieces) add(0, 2, 2, 2, air);
+    m.AddSource(MakeShape(ShapeRectangle, {3, 2, 0}, {0.5, 0.5, 0}), 1000);
+  };
+}
 
 const Cut planarCuts[] = {
     {"flush rectangles", 1e-9, any, [](TestModel& m) { BuildPlanar(m, ShapeRectangle); },
@@ -170,6 +205,7 @@ const Cut planarCuts[] = {
           [](double r) {
             return MakeShape(ShapeEllipse, {1, 2, 0}, {5 * r, 4 * r, 0});
           })},
+    {"a U of rectangles", 1e-9, any, PlanarU(false), PlanarU(true), true},
 };
 
 }  // namespace
@@ -209,21 +245,9 @@ TEST(ExactPieces, ShortcutsChangeNoBitOfAPath)
 
 namespace {
 
-const Optics glassy = {0.05, 1.0, 0.5, 1.5};
-
-/** A U along y, 12 x 8 x 8 mm, of triangles. */
-trelShapeObject* MakeU()
-{
-  std::set<std::array<int, 3>> cells;
-  for (int x = 0; x < 3; ++x)
-    for (int z = 0; z < 2; ++z)
-      if (x != 1 || z == 0) cells.insert({x, 0, z});
-  return CellMesh(cells, {-6, -4, -4}, {4, 8, 4});
-}
-
 void AddLightInU(TestModel& m)
 {
-  m.AddSource(Box(3, 0, 2, 0.5, 0.5, 0.5), 1000);
+  m.AddSource(Box(3, 0, 2, 0.5, 0.5, 0.5), 400);
 }
 
 }  // namespace
@@ -236,7 +260,7 @@ TEST(ExactPieces, ADentLetsLightReturnInAClearBoxOnly)
   });
   const auto boxed = [](const std::function<void(TestModel&)>& add) {
     return [=](TestModel& m) {
-      m.AddTissue(Box(0, 0, 0, 7, 5, 5), {0, 0, 0, 1.0});
+      m.AddTissue(Box(0, 0, 0, 7, 5, 5), air);
       add(m);
       AddLightInU(m);
     };

@@ -4,12 +4,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "testModel.h"
-#include "testTools.h"
+#include "exactRuns.h"
 #include "trelCellMeasures.h"
 #include "trelDetectorArrayResult.h"
 #include "trelDetectorResult.h"
-#include "trelExactMonteCarlo.h"
 #include "trelExactScores.h"
 #include "trelFiberDetector.h"
 #include "trelFreespacePinhole.h"
@@ -347,64 +345,78 @@ TEST_F(ExactScores, OfLeavingPacketsAndFibresCoverAllDomains)
   EXPECT_NE(fd.find("\n3DFDPhaFiberDetectorSideAZ\n 9.82800e+01"), std::string::npos) << fd;
 }
 
-/** In a scattering slab between two clear ones: what is absorbed is mua times the fluence, event by
- *  event, and a beam leaves its length in the clear slab that it comes through. */
-TEST(ExactRun, ScoresFluenceInScatteringAndInClearTissue)
-{
-  TestModel model;
-  model->SetRules(RulesExact);
-  model->SetSaveFluenceRate(true);
-  model->SetTimeDomain(true);
-  model->SetTimeRange(0, 1e4, 5);
-  model->SetSeparations(6, 6, 2, 1, 1, 1);
-  model.AddTissue(MakeShape(ShapeCube, {0, 0, 0}, {3, 3, 3}), {0, 0, 0, 1});
-  model.AddTissue(MakeShape(ShapeCube, {0, 0, 0}, {3, 3, 1}), {0.3, 5, 0.5, 1});
-  model.AddPencilBeam(0, 0, -3, 3000);
-  trelExactMonteCarlo run;
-  run.SetInput(model.Get());
-  run.SetSeed(3);
-  ReportsOf([&] { ASSERT_TRUE(run.Update()); });
-  const trelMediumResult& record = *run.GetOutput()->GetMediumResult(0);
-  const trelGrid& cells = *record.GetAbsorptionXYZ();
-  const double volume = 72;
-  EXPECT_GT(record.GetTotalAbsorption3D(), 0.1);
-  EXPECT_NEAR(cells(0, 0, 1) * volume * 0.3, record.GetTotalAbsorption3D(), 1e-12);
-  EXPECT_NEAR(record.GetTotalTDAbsorption3D(), record.GetTotalAbsorption3D(), 1e-12);
-  EXPECT_GT(cells(0, 0, 0) * volume, 2.0);
-  double gates = 0.0;
-  for (std::int32_t gate = 0; gate < record.GetCountTD(); ++gate)
-    gates += (*record.GetTDAbsorptionXYZ())(gate, 0, 0, 0);
-  EXPECT_NEAR(gates / cells(0, 0, 0), 1, 1e-12);
-  // Nothing comes back through 2 mm within 5 ps.
-  EXPECT_NEAR((*record.GetTDAbsorptionXYZ())(0, 0, 0, 0) * volume, 5 * 0.299792458, 1e-9);
-}
-
 // Cameras
 
-TEST(ExactCamera, SeesALambertianBallAsAFlatDiscWhateverTheCells)
+static double OfBall(double x, double y)
 {
-  for (const double separation : {30.0, 7.0}) {
+  return std::hypot(x, y);
+}
+static double OfBox(double x, double y)
+{
+  return std::max(std::fabs(x), std::fabs(y));
+}
+
+/** Lets the grid @p id shine at 7 / mm^2, of a mesh those faces that lie in z = 1. */
+static void Shine(TestModel& model, trelGridId id, trelGrid& grid)
+{
+  std::fill_n(grid.GetCells(), grid.GetNumberOfCells(), 7.0);
+  if (id != TransmittanceMeshFace) return;
+  const auto& mesh = static_cast<const trelTraceableMesh&>(*model->GetOuterShape());
+  for (std::uint32_t t = 0; t < mesh.GetNumberOfTriangles(); ++t)
+    for (const std::uint32_t corner : mesh.GetTriangleArray()[t].Vertices)
+      if (mesh.GetVertexArray()[corner].Z < 1) grid.GetCells()[t] = 3.0;
+}
+
+/** From afar along the axis. */
+static trelPlaneDetector* MakeCamera()
+{
+  auto* plane = new trelPlaneDetector;  // the object plane goes through the body's middle
+  plane->SetCenter(0, 0, 2200);
+  plane->SetNormal(0, 0, -1);
+  plane->SetSize(3, 3);
+  plane->SetResolution(30, 30);
+  plane->SetFocalLength(550);
+  plane->SetImageDistance(1100);
+  return plane;
+}
+
+TEST(ExactCamera, SeesALambertianBodyAsAFlatOneWhateverItsFormAndCells)
+{
+  const Optics optics = {0.5, 1, 0, 1};
+  const ModelOf ball = [&](TestModel& m) { m.AddTissue(Ball({}, 1), optics); };
+  const ModelOf cube = [&](TestModel& m) { m.AddTissue(Box(0, 0, 0, 1, 1, 1), optics); };
+  const ModelOf triangles = [&](TestModel& m) { m.AddTissue(BoxMesh({}, {1, 1, 1}), optics); };
+  const ModelOf tetrahedra = [&](TestModel& m) {
+    BuildTetrahedra(m, {}, {1, 1, 1}, 4, {optics, optics});
+  };
+  const struct
+  {
+    ModelOf Build;
+    trelGridId Grid;
+    double Cell, Angle;  ///< mm, degrees
+    double (*Outline)(double, double);
+  } cases[] = {{ball, TransmittanceSideDA, 1, 30, OfBall},
+               {ball, TransmittanceSideDA, 1, 7, OfBall},
+               {cube, TransmittanceTopXY, 1, 9, OfBox},
+               {cube, TransmittanceTopXY, 0.3, 9, OfBox},
+               {triangles, TransmittanceMeshFace, 1, 9, OfBox},
+               {tetrahedra, TransmittanceMeshFace, 1, 9, OfBox}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(&c - cases);
     TestModel model;
     model->SetRules(RulesExact);
-    model->SetTransmittanceCoordinate(CoordinateSpherical);
-    model->SetSeparations(1, 1, 1, 1, separation, separation);
+    if (c.Grid == TransmittanceSideDA) model->SetTransmittanceCoordinate(CoordinateSpherical);
+    model->SetSeparations(c.Cell, c.Cell, c.Cell, 1, c.Angle, c.Angle);
     auto* fiber = new trelFiberDetector;  // the first detector is no camera
     fiber->SetShape(MakeShape(ShapeCylinder, {0, 0, 0}, {1, 1, 1}));
     model->AddDetector(fiber);
-    auto* plane = new trelPlaneDetector;  // the object plane goes through the ball's middle
-    plane->SetCenter(0, 0, 2200);
-    plane->SetNormal(0, 0, -1);
-    plane->SetSize(3, 3);
-    plane->SetResolution(30, 30);
-    plane->SetFocalLength(550);
-    plane->SetImageDistance(1100);
-    model->AddDetector(plane);
-    model.AddTissue(TestModel::Make<trelEllipsoid>({0, 0, 0}, {1, 1, 1}), {0.5, 1, 0, 1});
+    model->AddDetector(MakeCamera());
+    c.Build(model);
+    model->PrepareGeometry();
     auto* result = new trelSimulationResult;
     result->Register();
     ReportsOf([&] { ASSERT_TRUE(result->Initialize(model.Get())); });
-    trelGrid& surface = *result->GetMediumResult(0)->GetTransmittanceSideDA();
-    std::fill_n(surface.GetCells(), surface.GetNumberOfCells(), 7.0);
+    Shine(model, c.Grid, *result->GetMediumResult(0)->GetGrid(GridCW, c.Grid));
     trelFreespacePinhole pinhole;
     pinhole.SetParameter(model.Get());
     pinhole.SetResult(result);
@@ -413,7 +425,7 @@ TEST(ExactCamera, SeesALambertianBallAsAFlatDiscWhateverTheCells)
         *result->GetDetectorArrayResult(0)->GetDetectorResult(1)->GetDetectionMatrix();
     for (int row = 0; row < 30; ++row) {
       for (int column = 0; column < 30; ++column) {
-        const double r = std::hypot(row - 14.5, column - 14.5) / 10;
+        const double r = c.Outline((row - 14.5) / 10, (column - 14.5) / 10);
         if (std::fabs(r - 1) < 1e-3) continue;
         EXPECT_DOUBLE_EQ(image(row, column), r < 1 ? 7 / Pi : 0) << row << " " << column;
       }

@@ -5,13 +5,16 @@
 
 #include <array>
 #include <cmath>
+#include <fstream>
 #include <functional>
+#include <iomanip>
 #include <set>
 #include <string>
 #include <vector>
 
 #include "meshSamples.h"
 #include "testModel.h"
+#include "testTools.h"
 #include "trelExactLaunch.h"
 #include "trelExactMonteCarlo.h"
 #include "trelExactSteps.h"
@@ -257,10 +260,38 @@ inline trelMCTriangleMesh* BoxMesh(const trelVector& at, const trelVector& half)
   return CellMesh({{0, 0, 0}}, at - half, 2.0 * half);
 }
 
-/** Makes the medium a box of n^3 cubes of six tetrahedra each, in @p layers regions along z. */
-inline void BuildTetrahedra(TestModel& m, const trelVector& at, const trelVector& half, int n,
-                            int layers, const Optics& optics)
+/** A U along y of 12 x 8 x 8 mm, whose dent is 4 x 8 x 4 mm. */
+inline trelMCTriangleMesh* MakeU()
 {
+  return CellMesh({{0, 0, 0}, {1, 0, 0}, {2, 0, 0}, {0, 0, 1}, {2, 0, 1}}, {-6, -4, -4}, {4, 8, 4});
+}
+
+/** The mesh, which is given away, by way of a file whose facets repeat their corners. */
+inline trelMCTriangleMesh* ThroughFile(trelMCTriangleMesh* mesh)
+{
+  const TemporaryDirectory directory;
+  const std::string path = directory.PathOf("mesh.stl");
+  std::ofstream file(path);
+  file << std::setprecision(9) << "solid\n";
+  for (std::uint32_t t = 0; t < mesh->GetNumberOfTriangles(); ++t) {
+    file << "facet normal 0 0 0\nouter loop\n";
+    for (const std::uint32_t corner : mesh->GetTriangleArray()[t].Vertices) {
+      const trelTraceableVertex& v = mesh->GetVertexArray()[corner];
+      file << "vertex " << v.X << " " << v.Y << " " << v.Z << "\n";
+    }
+    file << "endloop\nendfacet\n";
+  }
+  file << "endsolid\n";
+  file.close();
+  EXPECT_TRUE(mesh->LoadFromFile(path.c_str()));
+  return mesh;
+}
+
+/** Makes the medium a box of n^3 cubes of six tetrahedra each, in regions along z of @p layers. */
+inline void BuildTetrahedra(TestModel& m, const trelVector& at, const trelVector& half, int n,
+                            const std::vector<Optics>& layers)
+{
+  const int count = static_cast<int>(layers.size());
   CubeGrid grid({{n, n, n}});
   for (int i = 0; i < grid.Mesh.GetNumberOfVertices(); ++i) {
     float* const vertex = grid.Mesh.GetVertexData() + 6 * i;
@@ -268,13 +299,13 @@ inline void BuildTetrahedra(TestModel& m, const trelVector& at, const trelVector
       vertex[a] = static_cast<float>(at[a] + half[a] * (2.0 * vertex[a] / n - 1.0));
   }
   for (int t = 0; t < 6 * n * n * n; ++t)
-    grid.Mesh.GetRegionData()[t] = t / 6 % n * layers / n;
-  grid.Mesh.SetNumberOfRegions(layers);
+    grid.Mesh.GetRegionData()[t] = t / 6 % n * count / n;
+  grid.Mesh.SetNumberOfRegions(count);
   auto* mesh = new trelMCTetrahedron;
   EXPECT_TRUE(grid.Mesh.BuildFaces() && mesh->ImportMesh(&grid.Mesh));
   m->GetMedium()->SetShapeIsTetrahedron(true);
   m->GetMedium()->SetTetrahedron(mesh);
-  for (int i = 0; i < layers; ++i)
+  for (const Optics& optics : layers)
     m.AddTissue(nullptr, optics);
 }
 

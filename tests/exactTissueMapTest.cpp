@@ -208,32 +208,6 @@ TEST(ExactTissueMap, FlushSurfacesAreOne)
   }
 }
 
-TEST(ExactTissueMap, LightEntersWhereItsLineDoes)
-{
-  const MappedMedium model({"ball", {Make(ShapeEllipsoid, {0, 0, 0}, {1, 1, 1})}});
-  // From (x, 0, z) upwards; 9 for a miss.
-  const double cases[][3] = {{-3, 0, 2},
-                             {0, 0, -1},
-                             {3, 0, 9},
-                             {-1, 0, 0},
-                             {1, 0, -2},
-                             {-1 - 1e-10, 0, 1e-10},
-                             {1 + 1e-10, 0, -2 - 1e-10},
-                             {-3, 0.6, 2.2},
-                             {-3, 1, 9},
-                             {0, 1, 9},
-                             {-3, 1.1, 9}};
-  for (const auto& [z, x, expected] : cases) {
-    trelTissueChange change;
-    const bool found = model.Map.FindEntry({{x, 0, z}, {0, 0, 1}}, &change);
-    EXPECT_EQ(found, expected != 9) << z << " " << x;
-    if (!found) continue;
-    EXPECT_NEAR(change.Hit.Distance, expected, 1e-14);
-    EXPECT_NEAR(change.Hit.Normal.Z, std::sqrt(1 - x * x), 1e-14);
-    EXPECT_EQ(change.Tissue, 0);
-  }
-}
-
 TEST(ExactTissueMap, ARayThatOnlyTouchesABodyDoesNotEnterIt)
 {
   const MappedMedium model(

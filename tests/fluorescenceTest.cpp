@@ -5,45 +5,13 @@
 #include <functional>
 #include <vector>
 
-#include "testModel.h"
+#include "dyedBox.h"
 #include "trelFluorescenceVRMC.h"
 #include "trelPhoton.h"
 #include "trelThreadState.h"
 
-/** A fluorophore: 1/mm, none, ps. */
-struct Dye
-{
-  double Absorption, Yield, LifeTime;
-};
-
 /** Optics of the box: no boundary reflects, so that all conversions follow an interaction. */
 static const Optics Tissue = {0.1, 2.0, 0.8, 1.0};
-
-/**
- * Adds a box of 10 mm in air's index, a source of excitation at its centre and one region that
- * fills the box for each dye. Dye k emits at wavelength k + 1, excitation is wavelength 0.
- */
-static void BuildDyedBox(TestModel& model, const std::vector<Dye>& dyes, std::uint32_t packets)
-{
-  std::vector<std::uint32_t> wavelengths = {500};
-  for (std::size_t k = 0; k < dyes.size(); ++k)
-    wavelengths.push_back(600 + static_cast<std::uint32_t>(k));
-  model->SetWavelengths(wavelengths);
-  const ShapeType box = model->GetDimension() == Dimension2D ? ShapeRectangle : ShapeCube;
-  model.AddTissue(MakeShape(box, {0, 0, 0}, {5, 5, 5}), Tissue);
-  model.AddSource(MakeShape(box, {0, 0, 0}, {1, 1, 1}), 0, LuminousExcitation)
-      ->GetSpectrum(0)
-      ->SetPhotonNumber(packets);
-  for (std::size_t k = 0; k < dyes.size(); ++k) {
-    trelSpectrum& emission =
-        *model.AddSource(MakeShape(box, {0, 0, 0}, {5, 5, 5}), 100, LuminousEmission)
-             ->GetSpectrum(static_cast<int>(k) + 1);
-    emission.SetExcitationWavelength(500);
-    emission.SetFluorophoreAbsorption(dyes[k].Absorption);
-    emission.SetQuantumYield(dyes[k].Yield);
-    emission.SetLifeTime(dyes[k].LifeTime);
-  }
-}
 
 /** Runs batches of a dyed box; one row per batch of the light of each record, excitation first. */
 static std::vector<std::vector<double>> RunDyedBoxes(const std::vector<Dye>& dyes,
@@ -52,7 +20,7 @@ static std::vector<std::vector<double>> RunDyedBoxes(const std::vector<Dye>& dye
   std::vector<std::vector<double>> rows(12);
   for (std::size_t batch = 0; batch < rows.size(); ++batch) {
     TestModel model(FMT);
-    BuildDyedBox(model, dyes, packets);
+    BuildDyedBox(model, Tissue, dyes, packets, 5);
     Traced<trelFluorescenceVRMC> run(model, static_cast<int>(batch));
     for (std::size_t k = 0; k <= dyes.size(); ++k)
       rows[batch].push_back(Light(run[static_cast<int>(k)]));
@@ -104,29 +72,15 @@ TEST(Fluorescence, TwoDyesInOnePlaceBothConvert)
   EXPECT_GT(rows[0][1], 0.05);
 }
 
-/** Mean time of the light in a record's time gates. */
-static double MeanTime(const trelMediumResult& r)
-{
-  double weight = 0.0, moment = 0.0;
-  for (int t = 0; t < r.GetCountTD(); ++t) {
-    const double light = r.GetTDAbsorption3D()[t] + r.GetTDTransmittance3D()[t];
-    weight += light;
-    moment += light * r.GetWindow().Time.Midpoint(t);
-  }
-  return moment / weight;
-}
-
 TEST(Fluorescence, TheMeanDelayIsTheLifetime)
 {
   std::vector<double> delays;
   const double lifeTime = 2000.0;
   for (int batch = 0; batch < 8; ++batch) {
     TestModel model(FMT);
-    BuildDyedBox(model, {{0.3, 1.0, lifeTime}, {0.3, 1.0, 0.0}}, 300);
-    model->SetTimeDomain(true);
-    model->SetTimeRange(0.0, 100000.0, 100.0);
+    BuildDyedBox(model, Tissue, {{0.3, 1.0, lifeTime}, {0.3, 1.0, 0.0}}, 300, 5);
+    RecordTimes(model);
     model->SetFlyTimeMax(1e6);
-    model->SetSeparations(5, 5, 5, 1, 1, 1);
     Traced<trelFluorescenceVRMC> run(model, batch);
     delays.push_back(MeanTime(run[1]) - MeanTime(run[2]));
   }
@@ -157,7 +111,7 @@ public:
 TEST(Fluorescence, OnlyTheMasterKnowsThatItTracesExcitation)
 {
   TestModel model(FMT);
-  BuildDyedBox(model, {{0.3, 1.0, 0.0}}, 2000);
+  BuildDyedBox(model, Tissue, {{0.3, 1.0, 0.0}}, 2000, 5);
   model->SetThreadNumber(4);
   SourceProbe probe;
   probe.SetInput(model.Get());
@@ -177,7 +131,7 @@ TEST(Fluorescence, ADyeEmitsWhenItIsExcited)
     } cases[] = {{0, 500, false, false}, {200, 501, true, false}, {200, 500, true, true}};
     for (const auto& c : cases) {
       TestModel model(FMT, dimension);
-      BuildDyedBox(model, {{0.3, 1.0, 0.0}}, c.Packets);
+      BuildDyedBox(model, Tissue, {{0.3, 1.0, 0.0}}, c.Packets, 5);
       model->GetLightSource(1)->GetSpectrum(1)->SetExcitationWavelength(c.ExcitationWavelength);
       Traced<trelFluorescenceVRMC> run(model);
       EXPECT_EQ(Light(run[0]) > 0.9, c.IsLit);

@@ -4,87 +4,27 @@
 
 #include "testTools.h"
 #include "trelFilter.h"
-#include "trelList.h"
 #include "trelPaths.h"
 #include "trelText.h"
 
-/** Tells of its death. */
 class ProbeFilter : public trelFilter
 {
   trelTypeMacro(ProbeFilter, trelFilter)
 
 public:
-  explicit ProbeFilter(int* deaths) : Deaths(deaths) {}
-  ~ProbeFilter() override { ++*Deaths; }
   bool Execute() override { return true; }
   void Fail() { ErrorMacro("it is " << 42); }
-
-private:
-  int* Deaths;
 };
-
-TEST(Object, LivesByItsReferenceCount)
-{
-  int deaths = 0;
-  auto* object = new ProbeFilter(&deaths);
-  object->Register();
-  object->Delete();
-  EXPECT_EQ(deaths, 0) << "Delete() of an object that is held";
-  object->UnRegister();
-  EXPECT_EQ(deaths, 1);
-  (new ProbeFilter(&deaths))->Delete();
-  (new ProbeFilter(&deaths))->UnRegister();
-  EXPECT_EQ(deaths, 3) << "either destroys a fresh object";
-
-  ProbeFilter* held = nullptr;
-  auto* first = new ProbeFilter(&deaths);
-  ReplaceReference(held, first);
-  ReplaceReference(held, first);
-  ReplaceReference<ProbeFilter>(held, nullptr);
-  EXPECT_EQ(held, first);
-  EXPECT_EQ(first->GetReferenceCount(), 1);
-  ReplaceReference(held, new ProbeFilter(&deaths));
-  EXPECT_EQ(deaths, 4);
-  ReleaseReference(held);
-  EXPECT_EQ(deaths, 5);
-}
-
-TEST(Object, KnowsItsBases)
-{
-  int deaths = 0;
-  const ProbeFilter probe(&deaths);
-  EXPECT_TRUE(probe.IsA("ProbeFilter") && probe.IsA("trelObject"));
-  EXPECT_FALSE(probe.IsA("trelSource") || probe.IsA(nullptr));
-}
 
 TEST(Report, HasTheFormThatScriptsMatch)
 {
-  int deaths = 0;
-  ProbeFilter filter(&deaths);
+  ProbeFilter filter;
   std::ostringstream address;
   address << static_cast<const void*>(&filter);
   const std::string report = ReportsOf([&] { filter.Fail(); });
   EXPECT_EQ(report.find("ERROR: In ..\\..\\src\\frameworkTest, line "), 0u) << report;
   EXPECT_NE(report.find("\nProbeFilter (" + address.str() + "): it is 42\n\n"), std::string::npos)
       << report;
-}
-
-TEST(List, GivesItemsByIndexAndInTurn)
-{
-  int items[3] = {1, 2, 3};
-  trelList list;
-  list.Append(&items[0]);
-  list.Append(&items[1]);
-  list.InitTraversal();
-  EXPECT_EQ(list.GetNextItem(), &items[0]);
-  list.Append(&items[2]);
-  EXPECT_EQ(list.GetNextItem(), &items[1]);
-  EXPECT_EQ(list.GetNextItem(), &items[2]);
-  EXPECT_EQ(list.GetNextItem(), nullptr);
-  EXPECT_EQ(list.GetItem(3), nullptr);
-  EXPECT_EQ(list.GetItem(-1), nullptr);
-  list.Clear();
-  EXPECT_EQ(list.GetItem(0), nullptr);
 }
 
 TEST(Paths, ResolveAgainstTheParameterFile)

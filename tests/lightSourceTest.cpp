@@ -37,16 +37,6 @@ private:
   std::mt19937_64 Generator{1};
 };
 
-/** Whether the mean of @p sample is @p expected within 5 of its own standard errors: yes in all but
- *  one of 1.7 million right cases. */
-static testing::AssertionResult IsMean(double expected, const std::vector<double>& sample)
-{
-  const auto [mean, error] = EstimateOf(sample);
-  const bool within = std::fabs(mean - expected) < 5 * error;
-  return (within ? testing::AssertionSuccess() : testing::AssertionFailure())
-         << mean << " +- " << error << ", expected " << expected;
-}
-
 /** A source that shines into the medium, in @p shape or in one of a kind at (1, 2, 3) with the
  *  half-axes 10, 20 and 40. */
 class Lamp

@@ -216,74 +216,6 @@ TEST(VoxelTable, AnswersLikeAllTriangles)
   CheckQueries(*Trace(Sphere(10, 41)), 300);
 }
 
-/** The same of a tetrahedral mesh, for what lies around it, and for each of its regions. */
-TEST(MCTetrahedron, AnswersLikeAllTriangles)
-{
-  const auto mesh = CubeInCube(3, 1, 2, 0.21f);
-  Queries next(*mesh, 5);
-  int hits = 0;
-  for (int n = 0; n < 30000; ++n) {
-    SCOPED_TRACE(n);
-    const trelRay ray = next.Ray();
-    const int region = n % 3 - 1;
-    const double limit = n % 4 ? 1000 : next.Uniform(0, 0.3);
-    double distance = limit;
-    const int got = mesh->FindNearestBoundaryFace(ray, region, &distance);
-    ASSERT_NO_FATAL_FAILURE(CheckNearest(*mesh, region, ray, got, distance, limit));
-    hits += got >= 0;
-  }
-  EXPECT_GT(hits, 7500);
-}
-
-template <class F>
-static void VisitAllVoxels(const trelVoxelTable& table, F f)
-{
-  int c[3];
-  for (c[0] = 0; c[0] < table.GetSize(0); ++c[0])
-    for (c[1] = 0; c[1] < table.GetSize(1); ++c[1])
-      for (c[2] = 0; c[2] < table.GetSize(2); ++c[2])
-        f(c);
-}
-
-/** The voxels' lists, directions and states against their definitions. */
-static void CheckTable(const trelTraceableMesh& mesh)
-{
-  const trelVoxelTable& table = mesh.GetVoxelTable();
-  const double h = table.GetVoxelSize() / 2;
-  const trelVector half = {h, h, h};
-  int lists = 0, insides = 0;
-  VisitAllVoxels(table, [&](const int* c) {
-    const trelVector center = table.GetCenter(c);
-    const std::size_t cell = table.CellOf(c[0], c[1], c[2]);
-    const std::vector<std::uint32_t> list(table.BeginOf(cell), table.EndOf(cell));
-    std::vector<std::uint32_t> expected;
-    for (std::uint32_t t = 0; t < mesh.GetNumberOfTriangles(); ++t)
-      if (TriangleBoxOverlap(center, half, table.GetTriangle(t).Corners)) expected.push_back(t);
-    ASSERT_EQ(list, expected);
-    int state = list.empty() ? trelVoxelTable::NoRegion : trelVoxelTable::Surface;
-    for (int region = 0; list.empty() && region < 2; ++region)
-      if (BruteRelation(mesh, region, center) == PointInside) state = region;
-    ASSERT_EQ(table.GetState(cell), state);
-    insides += state >= 0;
-    if (list.empty()) return;
-    ++lists;
-    const int ways[6] = {table.GetSize(2) - 1 - c[2], c[2], table.GetSize(1) - 1 - c[1], c[1],
-                         table.GetSize(0) - 1 - c[0], c[0]};
-    int axis = RayAxisXMin;
-    for (const int a : {RayAxisYMin, RayAxisZMin, RayAxisXMax, RayAxisYMax, RayAxisZMax})
-      if (ways[a] < ways[axis]) axis = a;
-    ASSERT_EQ(table.GetRayAxis(cell), axis);
-  });
-  EXPECT_GT(lists, 100);
-  EXPECT_GT(insides, 100);
-}
-
-TEST(VoxelTable, IsBuiltAsDefined)
-{
-  CheckTable(*Trace(Sphere(0.6, 5)));
-  CheckTable(*CubeInCube(3, 1, 2));
-}
-
 TEST(VoxelTable, ChoosesTheVoxelSize)
 {
   const struct
@@ -407,64 +339,6 @@ TEST(MCTriangleMesh, BoxesAreClosedWhereverTheyStand)
       ASSERT_EQ(mesh->LocatePoint(p[0], p[1], p[2]), inside ? PointInside : PointOutside);
     }
   }
-}
-
-/** Whether the point is in as the definition has it: the half-line over the point crosses an odd
- * number of edges, and what comes too close to an edge or a corner is moved, now in one direction,
- * now in the other.
- */
-static bool PlainCrossing(double a, double b, const trelTracedTriangle& t, int u, int w,
-                          bool toggle)
-{
-  constexpr double tolerance = 1e-12;
-  const auto sideOf = [](double x) {
-    return std::fabs(x) < tolerance ? 0 : x > tolerance ? 1 : x < -tolerance ? 2 : 3;
-  };
-  for (int move = 0; move <= 1000; ++move) {
-    int crossings = 0, beyond[4] = {};
-    bool tooClose = false;
-    for (int e = 0; e < 3; ++e) {
-      const trelVector &p = t.Corners[e], &q = t.Corners[(e + 1) % 3];
-      beyond[0] += a<p[u], beyond[1] += a> p[u], beyond[2] += b<p[w], beyond[3] += b> p[w];
-      const double ua = p[u] - a, wa = p[w] - b, ub = q[u] - a, wb = q[w] - b;
-      if (sideOf(ua) == 0 || sideOf(ub) == 0) tooClose = true;
-      if (sideOf(ua) + sideOf(ub) != 3 || sideOf(ua) % 3 == 0) continue;
-      const double height = wa - ua / (ub - ua) * (wb - wa);
-      const bool above = sideOf(wa) == 1 && sideOf(wb) == 1;
-      const bool below = sideOf(wa) == 2 && sideOf(wb) == 2;
-      if (!above && !below && sideOf(height) == 0) tooClose = true;
-      crossings += above || (!below && sideOf(height) == 1);
-    }
-    if (*std::max_element(beyond, beyond + 4) == 3) return false;
-    if (!tooClose) return crossings % 2;
-    (toggle ? b : a) += 2 * tolerance;
-    toggle = !toggle;
-  }
-  return false;
-}
-
-TEST(MeshPredicates, CrossingsAgreeWithThePlainForm)
-{
-  std::mt19937 random(3);
-  const auto uniform = [&] { return std::uniform_real_distribution<>(-1, 1)(random); };
-  int inside = 0, outside = 0;
-  for (int n = 0; n < 300000; ++n) {
-    trelTracedTriangle triangle = {};
-    for (int k = 0; k < 9; ++k)
-      triangle.Corners[k / 3][k % 3] = n % 2 ? uniform() : std::round(2 * uniform()) / 2;
-    // On a corner, an edge or its line, and the same by a little; or anywhere.
-    const double along = n % 7 ? uniform() : 0, little = n % 5 ? 0 : (n % 11 - 5) * 0.5e-12;
-    const auto &p = triangle.Corners[n % 3], &q = triangle.Corners[(n + 1) % 3];
-    const int axis = n % 6, u = axis >= RayAxisXMax ? 1 : 0, w = axis >= RayAxisYMax ? 2 : 1;
-    const bool anywhere = n % 4 == 0;
-    const double a = anywhere ? uniform() : p[u] + along * (q[u] - p[u]) + little;
-    const double b = anywhere ? uniform() : p[w] + along * (q[w] - p[w]) - little;
-    const bool expected = PlainCrossing(a, b, triangle, u, w, n % 2);
-    ASSERT_EQ(ProjectedCrossingTest(a, b, triangle, axis, n % 2), expected) << n;
-    ++(expected ? inside : outside);
-  }
-  EXPECT_GT(inside, 30000);
-  EXPECT_GT(outside, 30000);
 }
 
 TEST(MeshPredicates, GiveUpTheNudgeAtLargeCoordinates)

@@ -11,7 +11,6 @@
 
 #include "modelFixtures.h"
 #include "trelShapeFactory.h"
-#include "trelSpectrum.h"
 
 using testing::HasSubstr;
 using testing::internal::CaptureStderr;
@@ -19,48 +18,6 @@ using testing::internal::GetCapturedStderr;
 
 static constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
 static constexpr double infinity = std::numeric_limits<double>::infinity();
-
-TEST(Spectrum, TakesTheReflectanceOffTheEnergyOnce)
-{
-  const struct
-  {
-    double energy;
-    std::uint32_t number;
-    bool specular;
-    double inside;
-    double reflectance, weight;
-  } cases[] = {{1.0, 1000, false, 1.5, 0.0, 1e-3},
-               {2.0, 10, true, 1.5, 0.04, 0.196},
-               {1.0, 1000, true, 1.0, 0.0, 1e-3},
-               {1.0, 4000000000u, false, 1.5, 0.0, 0.25e-9},
-               {1.0, 0, false, 1.5, 0.0, infinity}};
-  for (const auto& c : cases) {
-    trelMedium medium;
-    AddTissue(medium, nullptr)->GetOpticalParameter(0)->SetRefractiveIndex(c.inside);
-    trelSpectrum spectrum;
-    spectrum.SetEnergy(c.energy);
-    spectrum.SetPhotonNumber(c.number);
-    EXPECT_DOUBLE_EQ(spectrum.GetPhotonWeight(c.specular, &medium), c.weight);
-    EXPECT_DOUBLE_EQ(spectrum.GetSpecularReflectance(!c.specular, nullptr), c.reflectance);
-    spectrum.SetEnergy(77.0);
-    EXPECT_DOUBLE_EQ(spectrum.GetPhotonWeight(!c.specular, &medium), c.weight) << "computed once";
-  }
-}
-
-TEST(Tissue, FindsTheFirstEntryOfAWavelengthOrTheLast)
-{
-  trelTissue tissue;
-  EXPECT_EQ(tissue.GetOpticalParameterByWavelength(600), nullptr);
-  for (const std::uint32_t wavelength : {600u, 700u, 600u, 800u}) {
-    auto* optics = new trelOpticalParameter;
-    optics->Register();
-    optics->SetWavelength(wavelength);
-    tissue.GetOpticalParameters()->Append(optics);
-  }
-  EXPECT_EQ(tissue.GetOpticalParameterByWavelength(600), tissue.GetOpticalParameter(0));
-  EXPECT_EQ(tissue.GetOpticalParameterByWavelength(700), tissue.GetOpticalParameter(1));
-  EXPECT_EQ(tissue.GetOpticalParameterByWavelength(123), tissue.GetOpticalParameter(3));
-}
 
 // Single points in simple media stand in tests/models/sound.txt.
 

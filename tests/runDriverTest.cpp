@@ -62,55 +62,6 @@ TEST(RunDriver, GivesTheFilesOfTheOtherProgramByTheClassicRules)
   }
 }
 
-TEST(RunDriver, ReadsChangesOfCoefficients)
-{
-  const struct
-  {
-    const char *Text, *Tissue;
-    std::uint32_t Wavelength;
-    double Value;
-    const char* Fault;
-  } rows[] = {{"2.mua=0.05", "2", 0, 0.05, ""},
-              {"a.b.N=1.5e0", "a.b", 0, 1.5, ""},
-              {"skin@650.g=-.5", "skin", 650, -0.5, ""},
-              {"2.mua", "", 0, 0, "expected TISSUE"},
-              {".mua=1", "", 0, 0, "expected TISSUE"},
-              {"2@x.mua=1", "", 0, 0, "expected a wavelength"},
-              {"2@-1.mua=1", "", 0, 0, "expected a wavelength"},
-              {"2.muas=1", "", 0, 0, "expected mua"},
-              {"2.mua=", "", 0, 0, "expected a number"},
-              {"2.mua=1mm", "", 0, 0, "expected a number"},
-              {"2.mua=1e999", "", 0, 0, "0 or above"},
-              {"2.g=1.01", "", 0, 0, "from -1 to 1"}};
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.Text);
-    trelCoefficientChange change;
-    const std::string fault = ReadCoefficientChange(row.Text, &change);
-    EXPECT_THAT(fault, HasSubstr(row.Fault));
-    EXPECT_EQ(fault.empty(), row.Fault[0] == '\0');
-    if (!fault.empty()) continue;
-    EXPECT_EQ(change.Tissue, row.Tissue);
-    EXPECT_EQ(change.Wavelength, row.Wavelength);
-    EXPECT_EQ(change.IsAtAll, row.Wavelength == 0);
-    EXPECT_EQ(change.Value, row.Value);
-  }
-}
-
-TEST(ModelFindings, FindsTheNearestWord)
-{
-  const std::vector<std::string> words = {"tissueaxis", "tissueangle", "roi", "tissue"};
-  const std::pair<const char*, const char*> rows[] = {{"tisueaxis", "tissueaxis"},
-                                                      {"TISSUEAXSI", "tissueaxis"},
-                                                      {"tissueangel", "tissueangle"},
-                                                      {"tissues", "tissue"},
-                                                      {"rio", "roi"},
-                                                      {"xyz", ""},
-                                                      {"", ""},
-                                                      {"detectornormal", ""}};
-  for (const auto& [given, nearest] : rows)
-    EXPECT_EQ(FindNearestWord(given, words), nearest) << given;
-}
-
 TEST(ModelFindings, ShowsTheLineAndMarksTheWord)
 {
   const TemporaryDirectory directory;

@@ -72,20 +72,6 @@ TEST(RandomStream, NeverGivesOne)
   EXPECT_GT(u, 0.9999999);
 }
 
-TEST_F(TransportTest, TheBlockIsRefilledAndItsIndexOutlivesTheStream)
-{
-  trelRandomStream* stream = nullptr;
-  vslNewStream(&stream, GeneratorMCG59, 12345);
-  std::vector<double> expected(2 * RandomBlockLength + 1);
-  vdRngUniform(0, stream, 2 * RandomBlockLength + 1, expected.data(), 0.0, 1.0);
-  vslDeleteStream(&stream);
-  for (const double u : expected)
-    ASSERT_EQ(Numbers.NextRandom(), u);
-  Numbers.CloseStream();
-  Numbers.OpenStream(7);
-  EXPECT_EQ(Numbers.RandomIndex, 1);
-}
-
 TEST_F(TransportTest, TheMeanCosineOfScatteringIsG)
 {
   const trelVector directions[] = {{0, 0, 1}, {0, 0, -1}, {1, 0, 0}, {0.48, -0.6, 0.64}};
@@ -248,17 +234,6 @@ TEST_F(StepTest, TheRestOfACutStepIsWalkedWithTheCoefficientsBehindTheBoundary)
   EXPECT_EQ(Numbers.RandomIndex, before) << "no number is drawn for the rest";
 }
 
-TEST_F(StepTest, LeavingAnInnerTissueLeadsIntoTheOutermostOne)
-{
-  PlaceAt(0.0, 1);
-  ASSERT_EQ(Cross(30.0), MeetsBoundary) << "the end lies outside of the medium";
-  EXPECT_EQ(Packet.Boundary.NextTissue, 0);
-  EXPECT_DOUBLE_EQ(Packet.StepSize, 2.0);
-  Resolve();
-  EXPECT_EQ(Packet.Boundary.IndexHere, 1.5);
-  EXPECT_EQ(Packet.Boundary.IndexNext, 1.4);
-}
-
 TEST_F(StepTest, APacketThatIsInAnotherTissueWithoutABoundaryGoesOnThere)
 {
   // It takes itself for one in the outermost tissue, but starts within the inner one, which a ray
@@ -294,20 +269,6 @@ TEST_F(StepTest, ABoundaryDrawsOneNumberUnlessTheIndicesAreEqual)
   EXPECT_EQ(Packet.Boundary.TransmitAngle, 0.25) << "kept for the next boundary of equal indices";
 }
 
-TEST_F(StepTest, ADepositTakesTheShareOfAbsorption)
-{
-  Packet.StepSize = 1.0;
-  Deposit(Packet, Scores, Transport);
-  EXPECT_DOUBLE_EQ(Packet.Weight, 0.9);
-  Packet.StepSize = 0.0;
-  Deposit(Packet, Scores, Transport);
-  EXPECT_DOUBLE_EQ(Packet.Weight, 0.9) << "no step, no interaction";
-  Absorb(Packet, Scores, Transport, Packet.Weight);
-  EXPECT_EQ(Packet.Weight, 0.0);
-  const double* cells = Scores.SpectrumMediumResult->GetGrid(GridCW, AbsorptionXYZ)->GetCells();
-  EXPECT_DOUBLE_EQ(cells[(10 * 20 + 10) * 20 + 10], 2.0) << "SourceWeight times all of the weight";
-}
-
 TEST_F(StepTest, RouletteSparesTheThresholdAndTheDead)
 {
   Packet.Weight = 0.0001;
@@ -339,22 +300,6 @@ TEST_F(StepTest, TissueOfExactlyTheLimitDoesNotInteract)
   EXPECT_EQ(Numbers.RandomIndex, 0);
 }
 
-TEST(ScoreTable, TakesNoGridOfTheOtherDimension)
-{
-  for (const SimulationDimension dimension : {Dimension2D, Dimension3D}) {
-    for (const ShapeType shape : {ShapeRectangle, ShapeCube}) {
-      TestModel model(DOT, dimension);
-      model.AddTissue(MakeShape(shape, {0, 0, 0}, {5, 5, 5}), {0.1, 1, 0, 1});
-      trelSimulationResult result;
-      ASSERT_TRUE(result.Initialize(model.Get()));
-      const trelScoreTable table = MakeScoreTable(*result.GetMediumResult(0), *model.Get(), shape);
-      const bool fits = (dimension == Dimension2D) == (shape == ShapeRectangle);
-      EXPECT_EQ(table.Absorption.CW != nullptr, fits) << dimension << " " << shape;
-      EXPECT_EQ(table.Transmittance[0].CW != nullptr, fits) << dimension << " " << shape;
-    }
-  }
-}
-
 TEST(Transport, LimitsDropAPacketWithItsWeight)
 {
   for (const bool bySteps : {true, false}) {
@@ -372,37 +317,6 @@ TEST(Transport, LimitsDropAPacketWithItsWeight)
     EXPECT_LT(run[0].GetTransmitPhotonNum() + run[0].GetAbsorpPhotonNum(), 60) << bySteps;
     EXPECT_EQ(run[0].GetTotalAbsorption3D(), 0.0);
   }
-}
-
-/** Notes the lengths of the trajectories that it is told of. */
-class TrajectoryWatcher final : public trelFilter
-{
-public:
-  bool Execute() override
-  {
-    Longest = std::max(Longest, Result->GetTrajectoryStepNum());
-    return true;
-  }
-  trelSimulationResult* Result = nullptr;
-  int Longest = 0;
-};
-
-TEST(Transport, TheTrajectoryHoldsTheLastPacketOfTheMaster)
-{
-  TestModel model;
-  model.AddTissue(TestModel::Make<trelCube>({0, 0, 0}, {5, 5, 5}), {0.1, 1, 0, 1});
-  model.AddPencilBeam(0, 0, -5, 1);
-  trelDiffuseVRMC run;
-  auto* watcher = new TrajectoryWatcher;
-  watcher->Register();
-  watcher->Result = run.GetOutput();
-  run.SetInput(model.Get());
-  run.SetTrajectoryMode(true);
-  run.AddDependent(watcher);
-  ASSERT_TRUE(run.Update());
-  EXPECT_EQ(run.GetOutput()->GetTrajectoryStepNum(), 0) << "reset at the end of the run";
-  EXPECT_GT(watcher->Longest, 1);
-  watcher->UnRegister();
 }
 
 /** Takes its steps one by one through the operation by name, and so through the thread's state. */

@@ -73,12 +73,13 @@ ODD = [
 COMMANDS = [
     (["--quiet"], 0),
     (["--check"], 0),
-    (["--quiet", "--mua", "0.1", "--g", "-0.5", "--set", "muscle.n=1.4", "--set", "1@650.mus=5"], 0),
+    (["--quiet", "--mua", "0.1", "--g", "-0.5", "--set", "muscle.N=1.4e0", "--set", "1@650.mus=5"], 0),
     (["-o", "none/run"], 3),
     (["--set", "2.mua=1"], 2),
     (["--set", "1@700.mua=1"], 2),
     (["--set", "1.n=0.5"], 2),
-    (["--set", "1.mua=1,5"], 2),
+    *((["--set", change], 2) for change in "1.mua=1,5 1.mua .mua=1 1@x.mua=1 1@-1.mua=1 1.muas=1"
+      " 1.mua= 1.mua=1mm 1.mua=1e999 1.g=1.01".split()),
     (["--n", "0.5"], 2),
     (["--rules", "other"], 2),
     (["--threads", "0"], 2),
@@ -111,7 +112,7 @@ class Folder:
 
 
 def test_wrong_models(folder):
-    for model, old, new, words, line in WRONG:
+    for i, (model, old, new, words, line) in enumerate(WRONG):
         expect(old in model, old)
         text = model.replace(old, new, 1)
         status, _, report = folder.run(text, "--quiet")
@@ -120,6 +121,8 @@ def test_wrong_models(folder):
         named = [row for number, row in shown if number.strip()
                  and text.splitlines()[int(number) - 1] == row and row.startswith(line)]
         expect(named, f"{new}: no line that begins with {line} in {report}")
+        if i % 3:
+            continue  # the same findings in another form, and a while longer
         status, check, _ = folder.run(text, "--check", "--json")
         findings = json.loads(check)["findings"]
         expect(status == 1 and any(words in f["text"] + f["remedy"] and f["line"] for f in findings),
