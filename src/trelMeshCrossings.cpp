@@ -284,10 +284,50 @@ std::int32_t trelMeshCrossings::FindRegionOn(const trelRay& ray, double at) cons
   return IsFree(cell) ? Regions[cell] : FindRegionByCrossings(ray, at);
 }
 
-/** A bound from what the table knows: how far the point is from the border of its voxel and how
- *  many voxels around are free, or how far from the grid. */
-double trelMeshCrossings::BoundByVoxels(const trelVector& point) const
+/** A lower bound of the distance from a triangle: that from its plane or from its box. */
+static double BoundDistanceFrom(const trelTracedTriangle& triangle,
+                                const trelTriangleBounds& bounds, const trelVector& point)
 {
+  double bound = std::fabs(Dot(triangle.Normal, point - triangle.Corners[0]));
+  for (int a = 0; a < 3; ++a)
+    bound = std::max({bound, static_cast<double>(bounds.Low[a]) - point[a],
+                      point[a] - static_cast<double>(bounds.High[a])});
+  return bound;
+}
+
+/**
+ * A lower bound for a point with triangles in its voxel or beside it. Of the eight voxels that meet
+ * in the corner nearest to the point all triangles are looked at; others are farther away than the
+ * borders of these, half a voxel at least.
+ */
+double trelMeshCrossings::BoundNearTriangles(const trelVector& point, const int index[3],
+                                             double wanted) const
+{
+  const double size = Table->GetVoxelSize();
+  const trelBox voxel = Table->GetBox(index);
+  double bound = HUGE_VAL;
+  trelVoxelRange range;
+  for (int a = 0; a < 3; ++a) {
+    const double toLow = point[a] - voxel.Low[a], toHigh = voxel.High[a] - point[a];
+    const bool towardsLow = toLow < toHigh;
+    range.First[a] = std::max(index[a] - (towardsLow ? 1 : 0), 0);
+    range.Last[a] = std::min(index[a] + (towardsLow ? 0 : 1), Table->GetSize(a) - 1);
+    bound = std::min({bound, towardsLow ? toHigh : toLow, size});
+  }
+  if (!(bound > wanted)) return 0.0;
+  VisitVoxels(range, [&](const int near[3]) {
+    const std::size_t cell = Table->CellOf(near[0], near[1], near[2]);
+    if (IsFree(cell) || !(bound > wanted)) return;
+    for (const std::uint32_t* t = Table->BeginOf(cell); t < Table->EndOf(cell); ++t)
+      bound =
+          std::min(bound, BoundDistanceFrom(Table->GetTriangle(*t), Table->GetBounds(*t), point));
+  });
+  return std::max(bound, 0.0);
+}
+
+double trelMeshCrossings::BoundDistance(const trelVector& point, double wanted) const
+{
+  if (Table->IsEmpty()) return 0.0;
   const int index[3] = {Table->IndexOf(0, point.X), Table->IndexOf(1, point.Y),
                         Table->IndexOf(2, point.Z)};
   const trelBox voxel = Table->GetBox(index);
@@ -300,37 +340,23 @@ double trelMeshCrossings::BoundByVoxels(const trelVector& point) const
   // Beside the grid, or at its border within rounding.
   if (beyond2 > 0.0) return std::sqrt(beyond2);
   const std::size_t cell = Table->CellOf(index[0], index[1], index[2]);
-  return IsFree(cell) ? GetFreeVoxels(cell) * Table->GetVoxelSize() + within : 0.0;
-}
-
-const trelSurfaceSlab* trelMeshCrossings::FindSlab(const trelVector& point) const
-{
-  int voxel[3];
-  return Table->FindVoxel(point, voxel) ? Slabs.Find(voxel) : nullptr;
-}
-
-double trelMeshCrossings::BoundDistance(const trelVector& point) const
-{
-  if (Table->IsEmpty()) return 0.0;
-  const trelSurfaceSlab* slab = FindSlab(point);
-  const double bound = BoundByVoxels(point);
-  return slab ? std::max(slab->BoundDistance(point), bound) : bound;
+  const int free = GetFreeVoxels(cell);
+  if (free == 0) return BoundNearTriangles(point, index, wanted);
+  return free * Table->GetVoxelSize() + within;
 }
 
 bool trelMeshCrossings::IsClear(const trelWay& way, double* radius) const
 {
-  if (Table->IsEmpty()) {
-    *radius = 0.0;
-    return false;
-  }
-  const trelSurfaceSlab* slab = FindSlab(way.From);
+  int voxel[3];
+  const trelSurfaceSlab* slab = Table->FindVoxel(way.From, voxel) ? Slabs.Find(voxel) : nullptr;
   if (slab && slab->IsClear(way)) {
     *radius = std::min(*radius, slab->BoundDistance(way.From));
     return true;
   }
-  const double bound = BoundByVoxels(way.From);
+  const double length = way.Length + way.Margin;
+  const double bound = BoundDistance(way.From, length);
   *radius = std::min(*radius, bound);
-  return way.Length + way.Margin < bound;
+  return length < bound;
 }
 
 std::ptrdiff_t trelMeshCrossings::CountBelow(std::uint32_t t, int axis) const

@@ -67,8 +67,8 @@ public:
   /** The region at the distance @p at on the ray. It agrees with what FindCrossing() finds on this
    *  ray next, also where the ray runs within triangles. */
   std::int32_t FindRegionOn(const trelRay& ray, double at) const;
-  /** A lower bound of the distance from any triangle, mm. */
-  double BoundDistance(const trelVector& point) const;
+  /** A lower bound of the distance from any triangle, mm; may be 0 instead of @p wanted or less. */
+  double BoundDistance(const trelVector& point, double wanted = 0.0) const;
   /** Whether the way is known to meet no triangle; false proves nothing. Lowers @p radius to a
    *  bound of the distance of its start from any. */
   bool IsClear(const trelWay& way, double* radius) const;
@@ -100,8 +100,7 @@ private:
   int ListFirstPlace(const trelRay& ray, double after, double limit, Surfaces surfaces,
                      trelCrossingList& list) const;
   std::int32_t FindRegionByCrossings(const trelRay& ray, double at) const;
-  double BoundByVoxels(const trelVector& point) const;
-  const trelSurfaceSlab* FindSlab(const trelVector& point) const;
+  double BoundNearTriangles(const trelVector& point, const int index[3], double wanted) const;
   template <class Visit>
   void Walk(const trelRay& ray, double after, double limit, Visit visit) const;
 
