@@ -84,6 +84,45 @@ static int CrossTriangle(const trelShearedRay& ray, const trelTracedTriangle& tr
   return side;
 }
 
+/** The box of the grid and a little more, so that rounding loses no voxel at its border. */
+static trelBox WidenedBox(const trelVoxelGrid& grid)
+{
+  constexpr double margin = 1e-6;  // of a voxel
+  const int first[3] = {0, 0, 0};
+  const int last[3] = {grid.GetSize(0) - 1, grid.GetSize(1) - 1, grid.GetSize(2) - 1};
+  const double wide = margin * grid.GetVoxelSize();
+  return {grid.GetBox(first).Low - trelVector{wide, wide, wide},
+          grid.GetBox(last).High + trelVector{wide, wide, wide}};
+}
+
+/** A stretch of a ray, for what triangles it cannot meet. */
+struct trelTestedStretch
+{
+  trelVector First, Last;
+  double Margin;  ///< of heights above planes, mm
+
+  /** From @p after to @p limit, which may be infinite: then up to a point behind the table. */
+  trelTestedStretch(const trelVoxelGrid& grid, const trelRay& ray, double after, double limit)
+  {
+    constexpr double rounding = 1e-9;
+    const trelBox box = WidenedBox(grid);
+    double size = Length(box.High - box.Low);
+    for (int a = 0; a < 3; ++a)
+      size =
+          std::max({size, std::fabs(box.Low[a]), std::fabs(box.High[a]), std::fabs(ray.Origin[a])});
+    First = ray.At(std::max(after, -4.0 * size));
+    Last = ray.At(std::min(limit, 4.0 * size));
+    Margin = rounding * size;
+  }
+  /** Whether both ends lie on one side of the triangle's plane, farther than rounding may make. */
+  bool Misses(const trelTracedTriangle& triangle) const
+  {
+    const double first = Dot(triangle.Normal, First - triangle.Corners[0]);
+    const double last = Dot(triangle.Normal, Last - triangle.Corners[0]);
+    return (first > Margin && last > Margin) || (first < -Margin && last < -Margin);
+  }
+};
+
 /** The stretch of a ray in a box, cut out of the stretch from @p first to @p last. */
 static bool ClipToBox(const trelRay& ray, const trelBox& box, double* first, double* last)
 {
@@ -98,17 +137,6 @@ static bool ClipToBox(const trelRay& ray, const trelBox& box, double* first, dou
     *last = std::min(*last, std::max(low, high));
   }
   return *first <= *last;
-}
-
-/** The box of the grid and a little more, so that rounding loses no voxel at its border. */
-static trelBox WidenedBox(const trelVoxelGrid& grid)
-{
-  constexpr double margin = 1e-6;  // of a voxel
-  const int first[3] = {0, 0, 0};
-  const int last[3] = {grid.GetSize(0) - 1, grid.GetSize(1) - 1, grid.GetSize(2) - 1};
-  const double wide = margin * grid.GetVoxelSize();
-  return {grid.GetBox(first).Low - trelVector{wide, wide, wide},
-          grid.GetBox(last).High + trelVector{wide, wide, wide}};
 }
 
 /** Calls @p visit with each voxel along the stretch of the ray, some free ones left out, and the
@@ -134,16 +162,23 @@ struct trelCrossingList
 
   const trelVoxelTable& Table;
   const trelShearedRay Ray;
+  const double After, Limit;
+  const trelTestedStretch Stretch;
   trelMeshCrossing Items[Capacity];
   int Count = 0;
 
-  trelCrossingList(const trelVoxelTable& table, const trelRay& ray) : Table(table), Ray(ray) {}
-
-  void Test(std::uint32_t t, double after, double limit)
+  /** For crossings above @p after and up to @p limit. */
+  trelCrossingList(const trelVoxelTable& table, const trelRay& ray, double after, double limit)
+      : Table(table), Ray(ray), After(after), Limit(limit), Stretch(table, ray, after, limit)
   {
+  }
+
+  void Test(std::uint32_t t)
+  {
+    if (Stretch.Misses(Table.GetTriangle(t))) return;
     double distance = 0.0;
     const int side = CrossTriangle(Ray, Table.GetTriangle(t), &distance);
-    if (side != 0 && distance > after && distance <= limit) Add({distance, t, side});
+    if (side != 0 && distance > After && distance <= Limit) Add({distance, t, side});
   }
   void Add(const trelMeshCrossing& crossing)
   {
@@ -198,14 +233,13 @@ static double EndOfPlace(const trelRay& ray, double distance)
 }
 
 /** Lists the crossings ahead and returns how many of them, from the first on, lie at one place. */
-int trelMeshCrossings::ListFirstPlace(const trelRay& ray, double after, double limit,
-                                      Surfaces surfaces, trelCrossingList& list) const
+int trelMeshCrossings::ListFirstPlace(const trelRay& ray, Surfaces surfaces,
+                                      trelCrossingList& list) const
 {
   double end = 0.0;
-  Walk(ray, after, limit, [&](std::size_t cell, double exit) {
+  Walk(ray, list.After, list.Limit, [&](std::size_t cell, double exit) {
     for (const std::uint32_t* t = Table->BeginOf(cell); t < Table->EndOf(cell); ++t)
-      if (surfaces == AllSurfaces || Table->GetTriangle(*t).Regions[1] < 0)
-        list.Test(*t, after, limit);
+      if (surfaces == AllSurfaces || Table->GetTriangle(*t).Regions[1] < 0) list.Test(*t);
     if (list.Count == 0) return false;
     end = EndOfPlace(ray, list.Items[0].Distance);
     return end <= exit;
@@ -223,8 +257,8 @@ bool trelMeshCrossings::FindCrossing(const trelRay& ray, double after, double li
     return surfaces == OuterSurface && region > 0 ? 0 : region;
   };
   for (;;) {
-    trelCrossingList list(*Table, ray);
-    const int count = ListFirstPlace(ray, after, limit, surfaces, list);
+    trelCrossingList list(*Table, ray, after, limit);
+    const int count = ListFirstPlace(ray, surfaces, list);
     if (count == 0) return false;
     after = list.Items[count - 1].Distance;
     const int net = FindNetCrossing(list.Items, count, regionOf);
@@ -242,7 +276,7 @@ bool trelMeshCrossings::FindCrossing(const trelRay& ray, double after, double li
  *  it. A long triangle may be crossed behind that, too, where it counts for nothing. */
 std::int32_t trelMeshCrossings::FindRegionByCrossings(const trelRay& ray, double at) const
 {
-  trelCrossingList list(*Table, ray);
+  trelCrossingList list(*Table, ray, at, HUGE_VAL);
   std::int32_t region = -1;
   double end = HUGE_VAL, passed = at;
   bool first = true;
@@ -255,7 +289,7 @@ std::int32_t trelMeshCrossings::FindRegionByCrossings(const trelRay& ray, double
     first = false;
     passed = exit;
     for (const std::uint32_t* t = Table->BeginOf(cell); t < Table->EndOf(cell); ++t)
-      list.Test(*t, at, HUGE_VAL);
+      list.Test(*t);
     return false;
   });
   int count = 0;

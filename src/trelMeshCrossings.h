@@ -97,8 +97,7 @@ private:
   Passage PassageOf(const trelMeshCrossing& crossing) const;
   template <class RegionOf>
   int FindNetCrossing(const trelMeshCrossing* first, int count, const RegionOf& regionOf) const;
-  int ListFirstPlace(const trelRay& ray, double after, double limit, Surfaces surfaces,
-                     trelCrossingList& list) const;
+  int ListFirstPlace(const trelRay& ray, Surfaces surfaces, trelCrossingList& list) const;
   std::int32_t FindRegionByCrossings(const trelRay& ray, double at) const;
   double BoundNearTriangles(const trelVector& point, const int index[3], double wanted) const;
   template <class Visit>

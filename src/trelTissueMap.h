@@ -107,8 +107,7 @@ public:
     const double u = (point.X - Low.X) * PerStep.X;
     const double v = (point.Y - Low.Y) * PerStep.Y;
     const double w = (point.Z - Low.Z) * PerStep.Z;
-    if (!(u >= 0.0 && v >= 0.0 && w >= 0.0 && u < Cells.X && v < Cells.Y && w < Cells.Z))
-      return 0.0;
+    if (!(std::min({u, v, w}) >= 0.0 && u < Cells.X && v < Cells.Y && w < Cells.Z)) return 0.0;
     const std::ptrdiff_t cell =
         (static_cast<std::ptrdiff_t>(u) * Rows + static_cast<std::ptrdiff_t>(v)) * Columns +
         static_cast<std::ptrdiff_t>(w);
