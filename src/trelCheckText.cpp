@@ -231,6 +231,15 @@ static void ShowAll(std::ostream& out, const std::vector<Item>& items, Show show
   if (items.size() > mostShown) out << "... (" << items.size() << " in all)\n";
 }
 
+/** That there are too many pairs, if so. */
+static void ShowPairs(std::ostream& out, const char* what, std::int64_t pairs)
+{
+  if (pairs >= 0) {
+    out << what << " looked at for the first " << pairs
+        << " pairs of tissues whose boxes meet: there are too many\n";
+  }
+}
+
 static void ShowSeconds(std::ostream& out, double seconds)
 {
   out << "expected time: ";
@@ -255,7 +264,8 @@ std::string FormatCheckText(const trelModelCheck& check)
     out << "tissues " << overlap.First << " and " << overlap.Second << " overlap in part: tissue "
         << overlap.Winner << " has what they share\n";
   });
-  if (check.RelationsCut) out << "the tissues are too many to tell all that meet\n";
+  ShowPairs(out, "overlaps", check.OverlapPairs);
+  ShowPairs(out, "what touches and lies in what", check.RelationPairs);
   ShowAll(out, check.Sources,
           [&](const trelCheckedSource& source) { ShowSource(out, source, check.Dimension); });
   ShowAll(out, check.Detectors,

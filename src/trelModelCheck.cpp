@@ -112,7 +112,7 @@ void trelModelCheck::LookAtTissues(const trelSimulationParameter& parameter)
     std::sort(Tissues[i].LiesIn.begin(), Tissues[i].LiesIn.end());
     std::sort(Tissues[i].Touches.begin(), Tissues[i].Touches.end());
   }
-  RelationsCut = relations.IsCut;
+  RelationPairs = relations.Pairs;
 }
 
 /** Whether a box reaches through all of the outermost tissue but along one axis: a layer or a half
@@ -165,10 +165,8 @@ void trelModelCheck::LookAtOverlaps(const trelSimulationParameter& parameter)
   trelTissueMap map;
   // Nothing is asked where a grid would help.
   if (medium.GetShapeIsTetrahedron() || !map.Build(medium, 1.0)) return;
-  bool isCut = false;
-  for (const trelTissueMap::Overlap& overlap : map.FindOverlaps(&isCut))
+  for (const trelTissueMap::Overlap& overlap : map.FindOverlaps(&OverlapPairs))
     Overlaps.push_back({overlap.First + 1, overlap.Second + 1, overlap.Winner + 1});
-  RelationsCut = RelationsCut || isCut;
   if (parameter.GetRules() == RulesExact)
     TellOverlaps(Overlaps, Tissues, medium.GetOutermostTissueIndex() + 1, Findings);
 }

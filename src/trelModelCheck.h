@@ -114,8 +114,9 @@ public:
   std::uint64_t Packets = 0;
   std::vector<trelCheckedTissue> Tissues;
   std::vector<trelCheckedOverlap> Overlaps;
-  /** Relations of tissues are not told to their end: there are too many of them. */
-  bool RelationsCut = false;
+  /** Of how many pairs of tissues relations and overlaps are told, if those are too many to look at
+   *  all; else below 0. */
+  std::int64_t RelationPairs = -1, OverlapPairs = -1;
   std::vector<trelCheckedSource> Sources;
   std::vector<trelCheckedDetector> Detectors;
   std::vector<trelCheckedGrid> Grids;

@@ -206,14 +206,18 @@ static void Relate(trelTissueRelationsBody& a, trelTissueRelationsBody& b,
 static void RelateBodies(std::vector<trelTissueRelationsBody>& bodies,
                          const trelTissueRelationsMedium& medium, trelTissueRelations& relations)
 {
-  int tests = 0, pairs = 0, drawn = 0;
+  int tests = 0, work = 0, drawn = 0;
+  std::int64_t pairs = 0;
   for (std::size_t i = 0; i < bodies.size(); ++i) {
     for (std::size_t j = i + 1; j < bodies.size(); ++j) {
       if (bodies[j].Bounds[0] > bodies[i].Bounds[1] + nearFaces) break;
-      relations.IsCut = ++tests > mostBoxTests || pairs > mostPairs || drawn > mostDrawn;
-      if (relations.IsCut) return;
+      if (++tests > mostBoxTests || work > mostPairs || drawn > mostDrawn) {
+        relations.Pairs = pairs;
+        return;
+      }
       if (!BoxesMeet(bodies[i], bodies[j])) continue;
-      pairs += CostOf(bodies[i], bodies[j]);
+      ++pairs;
+      work += CostOf(bodies[i], bodies[j]);
       drawn += DrawPoints(bodies[i]) + DrawPoints(bodies[j]);
       Relate(bodies[i], bodies[j], medium, relations);
     }

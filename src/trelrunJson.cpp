@@ -135,6 +135,8 @@ std::string FormatCheckJson(const trelModelCheck& check)
     json["packets"] = check.Packets;
     json["tissues"] = ToJson(check.Tissues);
     json["overlaps"] = ToJson(check.Overlaps);
+    json["overlapPairs"] = check.OverlapPairs >= 0 ? Json(check.OverlapPairs) : Json(nullptr);
+    json["relationPairs"] = check.RelationPairs >= 0 ? Json(check.RelationPairs) : Json(nullptr);
     json["sources"] = ToJson(check.Sources);
     json["detectors"] = ToJson(check.Detectors);
     json["grids"] = ToJson(check.Grids);

@@ -69,6 +69,26 @@ ODD = [
      "there is one cell", "roi "),
 ]
 
+# A second and a third tissue, shape or mesh with centre and half-lengths, whether they touch, and
+# whether they overlap in part.
+RELATED = [
+    ("cube -3 0 10 3 3 3", "cube 3 0 10 3 3 3", True, False),
+    ("cube 0 -3 10 5 3 0.01", "cube 0 3 10 5 3 0.01", True, False),
+    ("cube 0 0 10 3 3 2", "cylinder 0 0 13 1 1 1", True, False),
+    ("cube 0 0 10 3 3 2", "cylinder 0 0 13 1 1 0.99", False, False),
+    ("box.off", "cube 0 0 4 2 2 1", True, False),
+    ("ellipsoid 0 0 10 3 3 3", "ellipsoid 0 0 10 2 2 2", False, False),
+    ("ellipsoid 0 0 10 3 3 3", "cube 0 0 13 1 1 1", False, True),
+    ("ellipsoid 0 0 10 5 5 5", "vessel.off", False, True),
+]
+# Its corners in mm: a box, and a vessel of 0.1 mm that runs across its own box.
+CORNERS = {
+    "box.off": "-2 -2 1\n2 -2 1\n-2 2 1\n2 2 1\n-2 -2 3\n2 -2 3\n-2 2 3\n2 2 3",
+    "vessel.off": "-9 -9 1\n-8.9 -9 1\n-9 -8.9 1\n-8.9 -8.9 1\n8.9 8.9 19\n9 8.9 19\n8.9 9 19\n9 9 19",
+}
+QUADS = "\n3 0 2 1\n3 1 2 3\n3 4 5 6\n3 5 7 6\n3 0 1 4\n3 1 5 4\n3 2 6 3\n3 3 6 7\n3 0 4 2\n3 2 4 6" \
+    "\n3 1 3 5\n3 3 7 5\n"
+
 # Arguments behind the model, and the exit status.
 COMMANDS = [
     (["--quiet"], 0),
@@ -100,6 +120,8 @@ class Folder:
         rows = MESH.rstrip().split("\n")
         small = [" ".join(str(float(x) / 1000) for x in row.split()) for row in rows[2:164]]
         (self.path / "nodule.off").write_text(MESH)
+        for name, corners in CORNERS.items():
+            (self.path / name).write_text("OFF\n8 12 0\n" + corners + QUADS)
         (self.path / "metres.off").write_text("\n".join(rows[:2] + small + rows[164:]))
         (self.path / "open.off").write_text("\n".join(rows[:-1]).replace(" 320 ", " 319 "))
 
@@ -135,6 +157,26 @@ def test_odd_models(folder):
         expect(status == 0 and bool(told) == bool(words) and (not words or words in report), report)
         expect(words or not report, report)
         expect(not line or f" | {line}" in report, f"{new}: no {line} in {report}")
+
+
+def describe(number, body):
+    kind, *numbers = body.split()
+    lines = f"tissueshape trianglemesh\ntissuepath {kind}"
+    if numbers:
+        center, axis = " ".join(numbers[:3]), " ".join(numbers[3:])
+        lines = f"tissueshape {kind}\ntissuecenter {center}\ntissueaxis {axis}"
+    return f"tissue {number} x\n{lines}\ntissuespectrumindex 1 1 1 0 1.4\n"
+
+
+def test_relations(folder):
+    for second, third, touch, overlap in RELATED:
+        text = MODEL.replace("tissuenum 1", "tissuenum 3")
+        text = text.replace("endtrl", describe(2, second) + describe(3, third) + "endtrl")
+        check = json.loads(folder.run(text, "--check", "--json")[1])
+        expect((3 in check["tissues"][1]["touches"]) == touch, f"{second}, {third}: {check['tissues']}")
+        expect([[o["first"], o["second"]] for o in check["overlaps"]] == [[2, 3]] * overlap,
+               f"{second}, {third}: {check['overlaps']}")
+        expect(check["overlapPairs"] is None and check["relationPairs"] is None, check)
 
 
 def test_command_lines(folder):
@@ -197,8 +239,8 @@ def test_closed_folder(folder):
 
 
 def main():
-    for test in (test_wrong_models, test_odd_models, test_command_lines, test_what_a_check_tells,
-                 test_detectors, test_closed_folder):
+    for test in (test_wrong_models, test_odd_models, test_relations, test_command_lines,
+                 test_what_a_check_tells, test_detectors, test_closed_folder):
         with tempfile.TemporaryDirectory() as path:
             os.chmod(path, 0o755)
             test(Folder(sys.argv[1], path))
