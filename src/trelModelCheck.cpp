@@ -303,8 +303,34 @@ static void TellNotMet(const trelCheckedSource& source, trelModelFindings& findi
                      " and lightsourcedeflectangle");
 }
 
+/** A packet has a bit for each line of a dye that absorbs. */
+static void TellTooManyDyes(const trelSimulationParameter& parameter, trelModelFindings& findings)
+{
+  std::size_t dyes = 0;
+  int number = 0;
+  for (const trelLightSource* source : ItemsOf<trelLightSource>(parameter.GetLightSources())) {
+    ++number;
+    if (source->GetLuminousType() != LuminousEmission) continue;
+    int line = 0;
+    for (const trelSpectrum* entry : ItemsOf<trelSpectrum>(source->GetSpectra())) {
+      ++line;
+      if (entry->GetFluorophoreAbsorption() == 0.0) continue;
+      if (++dyes <= trelExactModel::MaximumDyes) continue;
+      findings.Add(FindingError,
+                   findings.GetLineOf("lightsource " + std::to_string(number),
+                                      "lightsourcespectrumindex " + std::to_string(line)),
+                   0,
+                   "there are more than " + std::to_string(trelExactModel::MaximumDyes) +
+                       " lines of dyes, as many as one model can have",
+                   "let dyes of one kind share a mesh of several bodies, or leave some out");
+      return;
+    }
+  }
+}
+
 void trelModelCheck::LookAtSources(trelSimulationParameter& parameter)
 {
+  if (parameter.GetRules() == RulesExact) TellTooManyDyes(parameter, Findings);
   trelModelCheckPilot pilot(parameter);
   int number = 0;
   for (const trelLightSource* source : parameter.GetLightSources()->GetItems<trelLightSource>()) {

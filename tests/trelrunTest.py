@@ -17,6 +17,9 @@ ROOT = Path(__file__).resolve().parent.parent
 MODEL = (ROOT / "examples/pencil-beam.trl").read_text().replace(" 100000", " 50")
 NODULE = (ROOT / "examples/nodule.trl").read_text().replace(" 50000", " 50")
 DYE = (ROOT / "examples/fluorescence.trl").read_text().replace(" 100000", " 50")
+GLOW = DYE[DYE.index("lightsource 2"):DYE.index("tissue 1")]
+DYES = DYE.replace("lightsourcenum 2", "lightsourcenum 66").replace(
+    "tissue 1", "".join(GLOW.replace("source 2", f"source {i}") for i in range(3, 67)) + "tissue 1")
 MESH = (ROOT / "examples/nodule.off").read_text()
 
 TISSUE = ("endtrl", "tissue 2 x\ntissueshape cube\ntissuecenter {}\ntissueaxis {}\n"
@@ -67,6 +70,10 @@ ODD = [
     ("roisep", "roi -1e4 1e4 -1e4 1e4 0 1e4\nroisep", "", "", None, None),
     ("roiseparation 1 1", "roi -1e4 1e4 -1e4 1e4 0 1e4\nroiseparation 100 100", "", "",
      "there is one cell", "roi "),
+    ("center -3 4 0", "center 60 4 0", "", "", "lies beside the medium", "lightsourcecenter 60"),
+    ("axis 2 2 2", "axis 2 2 0", "", "", "has no extent", "lightsourceaxis 2 2 0"),
+    ("2 670 0.3", "2 660 0.3", "", "", "takes light of 660, which no", "lightsourcespectrumindex 2 660"),
+    ("0.3 0.05", "0.3 0", "", "", "absorbs nothing", "lightsourcespectrumindex 2 670 0.3 0"),
 ]
 
 # A second and a third tissue, shape or mesh with centre and half-lengths, whether they touch, and
@@ -150,7 +157,7 @@ def test_wrong_models(folder):
 
 def test_odd_models(folder):
     for old, new, center, axis, words, line in ODD:
-        text = MODEL.replace(old, new.format(center, axis), 1)
+        text = (MODEL if old in MODEL else DYE).replace(old, new.format(center, axis), 1)
         text = text.replace("tissuenum 1", f"tissuenum {text.count('tissueaxis')}\ndetectornum 9")
         status, _, report = folder.run(text, "--quiet")
         told = re.findall(r"trl:\d+: warning: ", report)
