@@ -278,8 +278,9 @@ static int GetPlace(trelAxis axis, SimulationDimension dimension)
   return dimension == Dimension2D && axis > AxisZ ? axis - 1 : axis;
 }
 
-/** A range that was given; one that misses the medium would be taken for none. */
-static void CheckRange(trelModelFaultsSearch& search, trelAxis axis)
+/** A range that was given; one that misses the medium would be taken for none. That of the radius
+ *  counts with cells in rings only. */
+static void CheckRange(trelModelFaultsSearch& search, trelAxis axis, bool hasRings)
 {
   const int word = 2 * GetPlace(axis, search.Parameter.GetDimension()) + 1;
   const double* roi = search.Parameter.GetRegionAsItStands().GetROI();
@@ -292,9 +293,10 @@ static void CheckRange(trelModelFaultsSearch& search, trelAxis axis)
     return;
   }
   const trelShapeObject* body = search.Parameter.GetOuterShape();
-  if (!body || axis > AxisZ) return;
-  double box[6];
+  if (!body || axis > (hasRings ? AxisRadial : AxisZ)) return;
+  double box[2 * (AxisRadial + 1)] = {};
   body->GetBoundingBox(box);
+  box[2 * AxisRadial + 1] = body->GetRadialLimit();
   const bool isFlat = !(box[2 * axis] < box[2 * axis + 1]);
   const double length = box[2 * axis + 1] - box[2 * axis];
   if (!isFlat && high - low >= tooLong * length &&
@@ -326,8 +328,10 @@ static void CheckRegion(trelModelFaultsSearch& search)
         "write a number above 0");
   }
   if (search.Findings.GetLineOf("", "roi") == 0) return;
+  const std::vector<trelAxis> axes = search.Parameter.GetScoringDemand().Axes;
+  const bool hasRings = std::count(axes.begin(), axes.end(), AxisRadial) > 0;
   for (const trelAxis axis : {AxisX, AxisY, AxisZ, AxisRadial, AxisAzimuth}) {
-    if (2 * axis + 1 <= region.GetROINumbersGiven()) CheckRange(search, axis);
+    if (2 * axis + 1 <= region.GetROINumbersGiven()) CheckRange(search, axis, hasRings);
   }
 }
 

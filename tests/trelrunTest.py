@@ -43,12 +43,15 @@ WRONG = [
     (MODEL, "0.02 10", "0,02 10", "write 0.02", "tissuespectrumindex 1 0,02"),
     (MODEL, "0.9 1.37", "0.9 0.37", "write 1 or above", "tissuespectrumindex"),
     (MODEL, "roiseparation", "roi 50 60 -1 1 0 1\nroiseparation", "misses the medium", "roi 50 60"),
+    (MODEL.replace("nmatrix 1 cartesian", "nmatrix 1 cylindrical"), "roisep",
+     "roi -1 1 -1 1 0 1 90 99\nroisep", "90 to 99, misses the medium", "roi -1 1"),
     (MODEL, " 1.0 50", " 1.0 0", "got 0 packets", "lightsourcespectrumindex 1 1.0 0"),
     (DYE, " 670 0.3 ", " 670 1.3 ", "from 0 to 1", "lightsourcespectrumindex 2 670 1.3"),
     (MODEL, "external solid", "extern solid", "did you mean 'external'?", "lightsourceproperty"),
     (MODEL.replace("tissuenum 1", "tissuenum 2"), TISSUE[0], TISSUE[1].format("0 0 10", "1 1 -1"),
      "half-length 3 of tissue 2 is -1", "tissueaxis 1 1 -1"),
     (MODEL, "roiseparation 1 1 1", "roiseparation 1e-6 1e-6 1e-6", "the memory that is free", "roisep"),
+    (DYES, "threadnum 1", "threadnum 2", "more than 64 lines of dyes", "lightsourcespectrumindex 2"),
     (MODEL, "simulationtype DOT", "simulationtype DOTS", "did you mean 'DOT'?", "simulationtype"),
 ]
 
