@@ -51,6 +51,9 @@ WRONG = [
     (MODEL.replace("tissuenum 1", "tissuenum 2"), TISSUE[0], TISSUE[1].format("0 0 10", "1 1 -1"),
      "half-length 3 of tissue 2 is -1", "tissueaxis 1 1 -1"),
     (MODEL, "roiseparation 1 1 1", "roiseparation 1e-6 1e-6 1e-6", "the memory that is free", "roisep"),
+    (MODEL, "roisep", "flytimemax 1 ns\nroisep", "'ns' is not read", "flytimemax 1 ns"),
+    (MODEL, "axis 10 10 10", "axis 10 10 10 # mm", "a line of its own", "tissueaxis 10 10 10 #"),
+    (MODEL, "0.9 1.37", "0.9 1.37 0", "takes 5 words", "tissuespectrumindex"),
     (DYES, "threadnum 1", "threadnum 2", "more than 64 lines of dyes", "lightsourcespectrumindex 2"),
     (MODEL, "simulationtype DOT", "simulationtype DOTS", "did you mean 'DOT'?", "simulationtype"),
 ]
@@ -73,6 +76,7 @@ ODD = [
     ("roisep", "roi -1e4 1e4 -1e4 1e4 0 1e4\nroisep", "", "", None, None),
     ("roiseparation 1 1", "roi -1e4 1e4 -1e4 1e4 0 1e4\nroiseparation 100 100", "", "",
      "there is one cell", "roi "),
+    ("DOT", "DOT diffuse", "", "", "'diffuse' is not read", "simulationtype DOT diffuse"),
     ("center -3 4 0", "center 60 4 0", "", "", "lies beside the medium", "lightsourcecenter 60"),
     ("axis 2 2 2", "axis 2 2 0", "", "", "has no extent", "lightsourceaxis 2 2 0"),
     ("2 670 0.3", "2 660 0.3", "", "", "takes light of 660, which no", "lightsourcespectrumindex 2 660"),
