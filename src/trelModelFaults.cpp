@@ -369,6 +369,19 @@ static void CheckSettings(trelModelFaultsSearch& search)
   }
 }
 
+/** Detectors are made by their lines, which may be fewer than the count. */
+static void CheckNumberOfDetectors(trelModelFaultsSearch& search, int count)
+{
+  const int found = search.Parameter.GetNumberOfDetectors();
+  if (count <= found) return;
+  const int line = std::max(search.Findings.GetLineOf("", "detectornum"),
+                            search.Findings.GetLineOf("", "detectorlensnum"));
+  search.Findings.Add(FindingMistake, line, 1,
+                      "detectornum is " + std::to_string(count) + ", found " +
+                          std::to_string(found) + " lines detectorlens or fiberdetector",
+                      "describe all detectors, or write detectornum " + std::to_string(found));
+}
+
 void FindModelFaults(const trelSimulationParameter& parameter, trelReadState& state)
 {
   if (!state.GetFindings() || !parameter.GetMedium() || !parameter.GetLightSources()) return;
@@ -377,4 +390,5 @@ void FindModelFaults(const trelSimulationParameter& parameter, trelReadState& st
   CheckTissues(search);
   CheckSources(search);
   CheckRegion(search);
+  CheckNumberOfDetectors(search, state.GetDetectorNum());
 }

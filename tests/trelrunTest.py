@@ -33,6 +33,9 @@ WRONG = [
     (MODEL, "tissuenum 1", "tissuenum 2", "there is no line 'tissue 2'", "tissuenum 2"),
     (MODEL, "tissue 1", "tissue 2", "tissuenum (line", "tissue 2"),
     (MODEL, "spectrumnum 1", "spectrumnum 2", "is 2, found 1", "lightsource 1"),
+    (MODEL, "spectrum 1 650", "spectrum 1 650\nspectrum 2 700", "but spectrumnum (line 8) is 1",
+     "spectrum 2 700"),
+    (MODEL, "tissuenum 1", "tissuenum 1\ndetectornum 2", "is 2, found 0 lines", "detectornum 2"),
     (MODEL, "tissueshape cube", "tissueaxis 1 1 1\ntissueshape cube", "stands ahead of the line",
      "tissueaxis 1 1 1"),
     (NODULE, "nodule.off", "none.off", "'none.off' cannot be read", "tissuepath none.off"),
@@ -165,7 +168,8 @@ def test_wrong_models(folder):
 def test_odd_models(folder):
     for old, new, center, axis, words, line in ODD:
         text = (MODEL if old in MODEL else DYE).replace(old, new.format(center, axis), 1)
-        text = text.replace("tissuenum 1", f"tissuenum {text.count('tissueaxis')}\ndetectornum 9")
+        text = text.replace("tissuenum 1", f"tissuenum {text.count('tissueaxis')}\ndetectornum "
+                            f"{text.count('fiberdetector 1')}")
         status, _, report = folder.run(text, "--quiet")
         told = re.findall(r"trl:\d+: warning: ", report)
         expect(status == 0 and bool(told) == bool(words) and (not words or words in report), report)
