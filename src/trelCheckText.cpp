@@ -165,6 +165,11 @@ static void ShowSource(std::ostream& out, const trelCheckedSource& source, int d
       << (source.IsSpecular ? ", specular" : "") << ": " << ShowShape(source.Shape, dimension)
       << '\n';
   if (source.Kind != "emission") out << ShowDirections(source, dimension);
+  for (const trelCheckedDye& dye : source.Dyes) {
+    out << "  at " << dye.Wavelength << ": from " << dye.Excitation << ", absorption "
+        << dye.Absorption << " /mm, yield " << dye.Yield << ", lifetime " << dye.LifeTime
+        << " ps\n";
+  }
   for (const trelCheckedEntry& entry : source.Entries) {
     if (entry.Packets > 0 || entry.Energy > 0.0)
       out << "  at " << entry.Wavelength << ": energy " << entry.Energy << " in " << entry.Packets

@@ -236,6 +236,18 @@ def test_detectors(folder):
     expect("detector 3: fibre: cylinder" in shown and "deflection 0 to 180 degrees" in shown, shown)
 
 
+def test_the_model_as_read(folder):
+    text = DYE.replace("threadnum 1", "domain td 0 100 10\nflytimemax 90\nfluencerate 1")
+    check = json.loads(folder.run(text, "--check", "--json")[1])
+    expect(check["sources"][1]["dyes"] == [{"wavelength": 710, "excitation": 670, "yield": 0.3,
+                                            "absorption": 0.05, "lifetime": 1000}], check)
+    expect(check["domains"] == {"cw": True, "td": {"start": 0, "end": 100, "step": 10, "gates": 10},
+                                "fd": None}, check["domains"])
+    expect(check["roi"]["z"] == [-10, 10] and check["roiseparation"]["radius"] == 1, check["roi"])
+    expect([check[key] for key in ("absorptionmatrix", "fluencerate", "photonflytime", "flytimemax",
+                                   "stepnummax")] == ["cartesian", True, False, 90, None], check)
+
+
 def test_closed_folder(folder):
     """Nothing is run whose results have no place; the rights of root are given up for that."""
     closed = folder.path / "closed"
@@ -258,7 +270,7 @@ def test_closed_folder(folder):
 
 def main():
     for test in (test_wrong_models, test_odd_models, test_relations, test_command_lines,
-                 test_what_a_check_tells, test_detectors, test_closed_folder):
+                 test_what_a_check_tells, test_detectors, test_the_model_as_read, test_closed_folder):
         with tempfile.TemporaryDirectory() as path:
             os.chmod(path, 0o755)
             test(Folder(sys.argv[1], path))
