@@ -57,6 +57,7 @@ WRONG = [
     (MODEL, "roisep", "flytimemax 1 ns\nroisep", "'ns' is not read", "flytimemax 1 ns"),
     (MODEL, "axis 10 10 10", "axis 10 10 10 # mm", "a line of its own", "tissueaxis 10 10 10 #"),
     (MODEL, "0.9 1.37", "0.9 1.37 0", "takes 5 words", "tissuespectrumindex"),
+    (MODEL, " 1.0 50", " 1.0 -5", "is taken as 0", "lightsourcespectrumindex 1 1.0 -5"),
     (DYES, "threadnum 1", "threadnum 2", "more than 64 lines of dyes", "lightsourcespectrumindex 2"),
     (MODEL, "simulationtype DOT", "simulationtype DOTS", "did you mean 'DOT'?", "simulationtype"),
 ]
@@ -79,6 +80,8 @@ ODD = [
     ("roisep", "roi -1e4 1e4 -1e4 1e4 0 1e4\nroisep", "", "", None, None),
     ("roiseparation 1 1", "roi -1e4 1e4 -1e4 1e4 0 1e4\nroiseparation 100 100", "", "",
      "there is one cell", "roi "),
+    ("ematrix 1 cartesian", "ematrix 1 spherical", "", "", "cartesian ones are taken",
+     "transmittancematrix 1 spherical"),
     ("DOT", "DOT diffuse", "", "", "'diffuse' is not read", "simulationtype DOT diffuse"),
     ("center -3 4 0", "center 60 4 0", "", "", "lies beside the medium", "lightsourcecenter 60"),
     ("axis 2 2 2", "axis 2 2 0", "", "", "has no extent", "lightsourceaxis 2 2 0"),
