@@ -64,7 +64,7 @@ trel_subsystem(geometry
 # The physical model and all settings of a run: tissues, sources, detectors, spectra, packets.
 trel_subsystem(model
   MAY_USE framework geometry
-  HEADERS trelModelTypes trelLaunchContext trelPhysicsConstants trelBoxSearch
+  HEADERS trelModelTypes trelLaunchContext trelPhysicsConstants trelBoxSearch trelPacketNumbers
   CLASSES trelModelFindings trelOpticalParameter trelSpectrum trelTissue trelTissueClaims
           trelTissueReach trelMedium trelTissueOverlap trelTissueMap trelLightSource trelDetector trelPlaneDetector
           trelFiberDetector trelObjectDisplay trelPhoton trelGridAxes trelScoringRegion
@@ -98,7 +98,7 @@ trel_subsystem(free_space
 trel_subsystem(transport
   MAY_USE framework geometry model results
   HEADERS trelPacket trelElementary trelPhaseFunction trelFresnel trelTransportRules
-          trelPacketSteps trelPacketNumbers trelExactPacket trelExactSteps
+          trelPacketSteps trelExactPacket trelExactSteps
   CLASSES trelRandomStream trelRandomNumbers trelTransportModel trelScoreTable trelPacketScores
           trelCellBorders trelExactScores trelPacketEvents trelPacketGeometry trelExactLaunch
           trelThreadState trelMediumFilter trelMonteCarlo

@@ -165,6 +165,11 @@ static void ShowSource(std::ostream& out, const trelCheckedSource& source, int d
       << (source.IsSpecular ? ", specular" : "") << ": " << ShowShape(source.Shape, dimension)
       << '\n';
   if (source.Kind != "emission") out << ShowDirections(source, dimension);
+  for (const trelCheckedDye& dye : source.Dyes) {
+    out << "  at " << dye.Wavelength << ": from " << dye.Excitation << ", absorption "
+        << dye.Absorption << " /mm, yield " << dye.Yield << ", lifetime " << dye.LifeTime
+        << " ps\n";
+  }
   for (const trelCheckedEntry& entry : source.Entries) {
     if (entry.Packets > 0 || entry.Energy > 0.0)
       out << "  at " << entry.Wavelength << ": energy " << entry.Energy << " in " << entry.Packets
@@ -231,6 +236,15 @@ static void ShowAll(std::ostream& out, const std::vector<Item>& items, Show show
   if (items.size() > mostShown) out << "... (" << items.size() << " in all)\n";
 }
 
+/** That there are too many pairs, if so. */
+static void ShowPairs(std::ostream& out, const char* what, std::int64_t pairs)
+{
+  if (pairs >= 0) {
+    out << what << " looked at for the first " << pairs
+        << " pairs of tissues whose boxes meet: there are too many\n";
+  }
+}
+
 static void ShowSeconds(std::ostream& out, double seconds)
 {
   out << "expected time: ";
@@ -255,7 +269,8 @@ std::string FormatCheckText(const trelModelCheck& check)
     out << "tissues " << overlap.First << " and " << overlap.Second << " overlap in part: tissue "
         << overlap.Winner << " has what they share\n";
   });
-  if (check.RelationsCut) out << "the tissues are too many to tell all that meet\n";
+  ShowPairs(out, "overlaps", check.OverlapPairs);
+  ShowPairs(out, "what touches and lies in what", check.RelationPairs);
   ShowAll(out, check.Sources,
           [&](const trelCheckedSource& source) { ShowSource(out, source, check.Dimension); });
   ShowAll(out, check.Detectors,

@@ -32,6 +32,8 @@ void trelExactModel::CollectDyes(trelSimulationParameter& parameter)
     const trelShapeObject* region = light->GetShape();
     if (light->GetLuminousType() != LuminousEmission || !region || region->IsEmpty()) continue;
     for (const trelSpectrum* line : light->GetSpectra()->GetItems<trelSpectrum>()) {
+      // A wavelength without a line, too.
+      if (line->GetFluorophoreAbsorption() == 0.0) continue;
       Dyes.push_back({region, static_cast<std::int32_t>(line->GetExcitationWavelength()),
                       static_cast<std::int32_t>(line->GetWavelength()),
                       static_cast<std::int32_t>(line->GetWavelengthIndex()),

@@ -49,6 +49,12 @@ static void ExplainLength(trelReadState& state, int needs)
 static void ExplainPlace(trelReadState& state, trelFilePart part, int place)
 {
   const std::string word(state.GetText().GetToken(0));
+  const bool isModel = (part & (PartModel2D | PartModel3D)) != 0;
+  if (isModel && place == PartWavelengths &&
+      state.GetText().GetInteger(1) > state.GetSpectrumNum()) {
+    state.ExplainIndex("spectrumnum", state.GetSpectrumNum());
+    return;
+  }
   const bool isLater = place > part && part == PartProperties;
   state.Explain(
       FindingError, 0,

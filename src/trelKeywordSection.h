@@ -53,6 +53,7 @@ protected:
       section.State.SetKeywordUnknown(row == table + N);
       const KeywordOutcome outcome = section.Handle(row == table + N ? nullptr : row);
       if (outcome != KeywordDone) return outcome == KeywordEndsSection;
+      section.State.ExplainRest();
     }
     return true;
   }
@@ -68,6 +69,7 @@ protected:
   template <class Row>
   KeywordOutcome Ignore(const Row&)
   {
+    Text.PassRest();
     return KeywordDone;
   }
   template <class Row>

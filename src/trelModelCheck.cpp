@@ -39,6 +39,10 @@ static constexpr double pilotCells = 1e4;
 
 static const char* const modeWords[] = {"BLT", "FMT", "DOT"};
 static const char* const planeWords[] = {"xy", "xz", "yz"};
+/** By trelGridAxis, whose first ones are those of trelAxis. */
+static const char* const axisNames[NumberOfGridAxes] = {
+    "x", "y", "z", "radius", "azimuth", "deflection", "triangles", "vertices"};
+static const char* const cellWords[] = {"polar", "cartesian", "cylindrical", "spherical"};
 static const char* const lightWords[] = {"bioluminescence", "diffuse", "excitation", "emission"};
 
 static trelCheckedShape LookAtShape(const trelShapeObject* shape)
@@ -67,6 +71,7 @@ void trelModelCheck::Look(trelSimulationParameter& parameter, bool allowOpen)
   LookAtMeshes(parameter, allowOpen);
   LookAtSources(parameter);
   LookAtDetectors(parameter);
+  LookAtScoring(parameter);
   LookAtGrids(parameter);
   LookAtTraps(parameter);
 }
@@ -112,7 +117,7 @@ void trelModelCheck::LookAtTissues(const trelSimulationParameter& parameter)
     std::sort(Tissues[i].LiesIn.begin(), Tissues[i].LiesIn.end());
     std::sort(Tissues[i].Touches.begin(), Tissues[i].Touches.end());
   }
-  RelationsCut = relations.IsCut;
+  RelationPairs = relations.Pairs;
 }
 
 /** Whether a box reaches through all of the outermost tissue but along one axis: a layer or a half
@@ -165,10 +170,8 @@ void trelModelCheck::LookAtOverlaps(const trelSimulationParameter& parameter)
   trelTissueMap map;
   // Nothing is asked where a grid would help.
   if (medium.GetShapeIsTetrahedron() || !map.Build(medium, 1.0)) return;
-  bool isCut = false;
-  for (const trelTissueMap::Overlap& overlap : map.FindOverlaps(&isCut))
+  for (const trelTissueMap::Overlap& overlap : map.FindOverlaps(&OverlapPairs))
     Overlaps.push_back({overlap.First + 1, overlap.Second + 1, overlap.Winner + 1});
-  RelationsCut = RelationsCut || isCut;
   if (parameter.GetRules() == RulesExact)
     TellOverlaps(Overlaps, Tissues, medium.GetOutermostTissueIndex() + 1, Findings);
 }
@@ -305,8 +308,34 @@ static void TellNotMet(const trelCheckedSource& source, trelModelFindings& findi
                      " and lightsourcedeflectangle");
 }
 
+/** A packet has a bit for each line of a dye that absorbs. */
+static void TellTooManyDyes(const trelSimulationParameter& parameter, trelModelFindings& findings)
+{
+  std::size_t dyes = 0;
+  int number = 0;
+  for (const trelLightSource* source : ItemsOf<trelLightSource>(parameter.GetLightSources())) {
+    ++number;
+    if (source->GetLuminousType() != LuminousEmission) continue;
+    int line = 0;
+    for (const trelSpectrum* entry : ItemsOf<trelSpectrum>(source->GetSpectra())) {
+      ++line;
+      if (entry->GetFluorophoreAbsorption() == 0.0) continue;
+      if (++dyes <= trelExactModel::MaximumDyes) continue;
+      findings.Add(FindingError,
+                   findings.GetLineOf("lightsource " + std::to_string(number),
+                                      "lightsourcespectrumindex " + std::to_string(line)),
+                   0,
+                   "there are more than " + std::to_string(trelExactModel::MaximumDyes) +
+                       " lines of dyes, as many as one model can have",
+                   "let dyes of one kind share a mesh of several bodies, or leave some out");
+      return;
+    }
+  }
+}
+
 void trelModelCheck::LookAtSources(trelSimulationParameter& parameter)
 {
+  if (parameter.GetRules() == RulesExact) TellTooManyDyes(parameter, Findings);
   trelModelCheckPilot pilot(parameter);
   int number = 0;
   for (const trelLightSource* source : parameter.GetLightSources()->GetItems<trelLightSource>()) {
@@ -322,6 +351,10 @@ void trelModelCheck::LookAtSources(trelSimulationParameter& parameter)
       checked.Entries.push_back(
           {entry->GetWavelength(), entry->GetPhotonNumber(), entry->GetEnergy()});
       packets += entry->GetPhotonNumber();
+      if (source->GetLuminousType() != LuminousEmission || entry->GetWavelength() == 0) continue;
+      checked.Dyes.push_back({entry->GetWavelength(), entry->GetExcitationWavelength(),
+                              entry->GetQuantumYield(), entry->GetFluorophoreAbsorption(),
+                              entry->GetLifeTime()});
     }
     LookAtDirections(*source, checked);
     const bool shines = source->GetLuminousType() != LuminousEmission;
@@ -361,6 +394,34 @@ void trelModelCheck::LookAtDetectors(const trelSimulationParameter& parameter)
   }
 }
 
+void trelModelCheck::LookAtScoring(const trelSimulationParameter& parameter)
+{
+  const bool isExact = parameter.GetRules() == RulesExact;
+  Scoring.IsCW = parameter.GetContinuousWave();
+  if (parameter.GetTimeDomain()) {
+    Scoring.Time = {"time", parameter.GetTimeStart(), parameter.GetTimeEnd(),
+                    parameter.GetTimeStep()};
+    Scoring.Gates = std::max(parameter.GetNumberOfTimeSteps(), 0);
+  }
+  if (parameter.GetFrequencyDomain()) Scoring.Frequency = parameter.GetFrequency();
+  if (parameter.GetSaveAbsorption())
+    Scoring.Absorption = cellWords[parameter.GetAbsorptionCoordinate()];
+  if (parameter.GetSaveTransmittance())
+    Scoring.Transmittance = cellWords[parameter.GetTransmittanceCoordinate()];
+  Scoring.HasFluence = parameter.GetSaveFluenceRate();
+  Scoring.HasFlyTimes = parameter.GetSavePhotonFlyTime();
+  if (!isExact || parameter.GetFlyTimeMaxGiven()) Scoring.TimeLimit = parameter.GetFlyTimeMax();
+  if (!isExact || parameter.GetStepNumberMaxGiven())
+    Scoring.StepLimit = parameter.GetStepNumberMax();
+  double roi[2 * NumberOfAxes], widths[NumberOfAxes];
+  parameter.GetROI(roi);
+  parameter.GetSeparations(widths);
+  for (int axis = 0; axis < NumberOfAxes; ++axis) {
+    if (Dimension == 2 && (axis == AxisZ || axis == AxisDeflection)) continue;
+    Scoring.Region.push_back({axisNames[axis], roi[2 * axis], roi[2 * axis + 1], widths[axis]});
+  }
+}
+
 /** How many cells a grid has along an axis. */
 static std::int64_t CountBins(trelGridAxis axis, const trelGridWindow& window,
                               const trelShapeObject& outer)
@@ -375,8 +436,6 @@ static void AddGrids(const trelSimulationParameter& parameter, const trelGridUse
                      const trelCheckedGrid& domain, double copies,
                      std::vector<trelCheckedGrid>& grids)
 {
-  static const char* const names[NumberOfGridAxes] = {
-      "x", "y", "z", "radius", "azimuth", "deflection", "triangles", "vertices"};
   const trelShapeObject& outer = *parameter.GetOuterShape();
   const trelGridWindow window = parameter.GetScoringRegion().MakeWindow(&outer);
   bool isDone[NumberOfGrids] = {};
@@ -390,7 +449,7 @@ static void AddGrids(const trelSimulationParameter& parameter, const trelGridUse
     grid.Cells = 1.0;
     for (int i = 0; i < description.NumberOfAxes; ++i) {
       const trelGridAxis axis = description.Axes[i];
-      grid.Axes.emplace_back(names[axis], CountBins(axis, window, outer));
+      grid.Axes.emplace_back(axisNames[axis], CountBins(axis, window, outer));
       grid.Cells *= static_cast<double>(grid.Axes.back().second);
     }
     if (domain.Domain == "TD") {

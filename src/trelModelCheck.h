@@ -43,6 +43,13 @@ struct trelCheckedEntry
   double Energy;
 };
 
+/** A line of a dye. */
+struct trelCheckedDye
+{
+  std::uint32_t Wavelength, Excitation;
+  double Yield, Absorption, LifeTime;  ///< absorption 1/mm, lifetime ps
+};
+
 struct trelCheckedSource
 {
   int Number;
@@ -50,6 +57,7 @@ struct trelCheckedSource
   bool IsInternal, IsSolid, IsSpecular;
   trelCheckedShape Shape;
   std::vector<trelCheckedEntry> Entries;
+  std::vector<trelCheckedDye> Dyes = {};       ///< of an emission
   trelVector Direction = {};                   ///< about which the angles count
   double Azimuth[2] = {}, Deflection[2] = {};  ///< ranges, degrees
   double ProfileWidth = 0.0;                   ///< of a Gaussian, mm; 0: even
@@ -78,6 +86,28 @@ struct trelCheckedGrid
   std::vector<std::pair<std::string, std::int64_t>> Axes;
   double Cells = 0.0;  ///< a real number: there may be more than any integer holds
   double Bytes = 0.0;  ///< for all wavelengths
+};
+
+/** A range and the width of its parts. */
+struct trelCheckedRange
+{
+  std::string Name;  ///< "radius"; empty for what is not on
+  double Low, High, Step;
+};
+
+/** What is scored, and how long packets fly. */
+struct trelCheckedScoring
+{
+  bool IsCW = false;
+  trelCheckedRange Time = {};  ///< "time", ps
+  int Gates = 0;               ///< of the time
+  double Frequency = -1.0;     ///< MHz; below 0 without that domain
+  std::string Absorption;      ///< the word for its cells; empty if it is not saved
+  std::string Transmittance;   ///< the same
+  bool HasFluence = false, HasFlyTimes = false;
+  std::vector<trelCheckedRange> Region;  ///< along each axis: mm, degrees
+  double TimeLimit = -1.0;               ///< ps; below 0 without one
+  int StepLimit = -1;                    ///< below 0 without one
 };
 
 /** Two tissues neither of which holds the other, and which of them has what both hold. */
@@ -114,10 +144,12 @@ public:
   std::uint64_t Packets = 0;
   std::vector<trelCheckedTissue> Tissues;
   std::vector<trelCheckedOverlap> Overlaps;
-  /** Relations of tissues are not told to their end: there are too many of them. */
-  bool RelationsCut = false;
+  /** Of how many pairs of tissues relations and overlaps are told, if those are too many to look at
+   *  all; else below 0. */
+  std::int64_t RelationPairs = -1, OverlapPairs = -1;
   std::vector<trelCheckedSource> Sources;
   std::vector<trelCheckedDetector> Detectors;
+  trelCheckedScoring Scoring;
   std::vector<trelCheckedGrid> Grids;
   std::vector<trelMeshCheck> Meshes;
   /** By a pilot run; below 0 if there was none. */
@@ -135,6 +167,7 @@ private:
   void LookAtSources(trelSimulationParameter& parameter);
   void LookAtDetectors(const trelSimulationParameter& parameter);
   void TellTooLargeGrids();
+  void LookAtScoring(const trelSimulationParameter& parameter);
   void LookAtGrids(const trelSimulationParameter& parameter);
 
   trelModelFindings& Findings;

@@ -187,6 +187,66 @@ static void CheckProfile(trelModelFaultsSearch& search, const trelLightSource& s
   }
 }
 
+/** Whether a source that shines by itself has packets of the wavelength. */
+static bool IsLit(const trelSimulationParameter& parameter, std::uint32_t wavelength)
+{
+  const auto sources = ItemsOf<trelLightSource>(parameter.GetLightSources());
+  return std::any_of(sources.begin(), sources.end(), [&](const trelLightSource* source) {
+    return source->GetLuminousType() != LuminousEmission &&
+           source->GetNumberOfPhotonsAt(wavelength) > 0;
+  });
+}
+
+/** The lines of a dye, each of which takes light of one wavelength. */
+static void CheckExcitation(trelModelFaultsSearch& search, const trelLightSource& source)
+{
+  int i = 0, lines = 0;
+  for (const trelSpectrum* entry : ItemsOf<trelSpectrum>(source.GetSpectra())) {
+    const std::string setting = "lightsourcespectrumindex " + std::to_string(++i);
+    if (search.Findings.GetLineOf(search.Owner, setting) == 0) continue;
+    ++lines;
+    if (entry->GetFluorophoreAbsorption() == 0.0) {
+      search.Add(FindingWarning, setting, 4,
+                 "the dye of " + search.Owner + " absorbs nothing, and emits nothing",
+                 "write its absorption coefficient (1/mm)");
+    } else if (!IsLit(search.Parameter, entry->GetExcitationWavelength())) {
+      search.Add(FindingWarning, setting, 2,
+                 "the dye of " + search.Owner + " takes light of " +
+                     std::to_string(entry->GetExcitationWavelength()) +
+                     ", which no light source has packets of: it emits nothing",
+                 "write the wavelength of a source of excitation");
+    }
+  }
+  if (lines > 0) return;
+  search.Add(FindingWarning, "lightsource", 0, "the dye of " + search.Owner + " has no lines",
+             "write lightsourcespectrumindex INDEX EXCITATION YIELD ABSORPTION LIFETIME");
+}
+
+/** A region that holds nothing of the medium: flat, or beside it. */
+static void CheckRegionOfDye(trelModelFaultsSearch& search, const trelShapeObject& region)
+{
+  const trelBox box = region.GetBox();
+  const trelShapeObject* body = search.Parameter.GetOuterShape();
+  for (int axis = 0; axis < region.GetTraits().Dimension && !region.IsEmpty(); ++axis) {
+    const bool isFlat = !(box.Low[axis] < box.High[axis]);
+    if (isFlat && !region.GetTraits().IsMesh()) {
+      search.Add(FindingWarning, "lightsourceaxis", axis + 1,
+                 "the dye of " + search.Owner + " has no extent: it takes no light",
+                 "write half-lengths above 0 (mm)");
+      return;
+    }
+    if (!body || body->IsEmpty()) continue;
+    const trelBox around = body->GetBox();
+    if (box.Low[axis] < around.High[axis] && box.High[axis] > around.Low[axis]) continue;
+    const bool isMesh = region.GetTraits().IsMesh();
+    search.Add(FindingWarning, isMesh ? "lightsourcepath" : "lightsourcecenter",
+               isMesh ? 1 : axis + 1,
+               "the dye of " + search.Owner + " lies beside the medium: it takes no light",
+               "write all lengths in mm, and put it into the medium");
+    return;
+  }
+}
+
 static void CheckSources(trelModelFaultsSearch& search)
 {
   const auto sources = search.Parameter.GetLightSources()->GetItems<trelLightSource>();
@@ -202,6 +262,10 @@ static void CheckSources(trelModelFaultsSearch& search)
                  "write lightsourceproperty with internal or external, solid or face");
     }
     CheckProfile(search, *source);
+    if (source->GetLuminousType() == LuminousEmission) {
+      CheckExcitation(search, *source);
+      if (source->GetShape()) CheckRegionOfDye(search, *source->GetShape());
+    }
     int i = 0;
     for (const trelSpectrum* entry : source->GetSpectra()->GetItems<trelSpectrum>())
       CheckEntry(search, *entry, i++);
@@ -214,8 +278,9 @@ static int GetPlace(trelAxis axis, SimulationDimension dimension)
   return dimension == Dimension2D && axis > AxisZ ? axis - 1 : axis;
 }
 
-/** A range that was given; one that misses the medium would be taken for none. */
-static void CheckRange(trelModelFaultsSearch& search, trelAxis axis)
+/** A range that was given; one that misses the medium would be taken for none. That of the radius
+ *  counts with cells in rings only. */
+static void CheckRange(trelModelFaultsSearch& search, trelAxis axis, bool hasRings)
 {
   const int word = 2 * GetPlace(axis, search.Parameter.GetDimension()) + 1;
   const double* roi = search.Parameter.GetRegionAsItStands().GetROI();
@@ -228,9 +293,10 @@ static void CheckRange(trelModelFaultsSearch& search, trelAxis axis)
     return;
   }
   const trelShapeObject* body = search.Parameter.GetOuterShape();
-  if (!body || axis > AxisZ) return;
-  double box[6];
+  if (!body || axis > (hasRings ? AxisRadial : AxisZ)) return;
+  double box[2 * (AxisRadial + 1)] = {};
   body->GetBoundingBox(box);
+  box[2 * AxisRadial + 1] = body->GetRadialLimit();
   const bool isFlat = !(box[2 * axis] < box[2 * axis + 1]);
   const double length = box[2 * axis + 1] - box[2 * axis];
   if (!isFlat && high - low >= tooLong * length &&
@@ -262,8 +328,10 @@ static void CheckRegion(trelModelFaultsSearch& search)
         "write a number above 0");
   }
   if (search.Findings.GetLineOf("", "roi") == 0) return;
+  const std::vector<trelAxis> axes = search.Parameter.GetScoringDemand().Axes;
+  const bool hasRings = std::count(axes.begin(), axes.end(), AxisRadial) > 0;
   for (const trelAxis axis : {AxisX, AxisY, AxisZ, AxisRadial, AxisAzimuth}) {
-    if (2 * axis + 1 <= region.GetROINumbersGiven()) CheckRange(search, axis);
+    if (2 * axis + 1 <= region.GetROINumbersGiven()) CheckRange(search, axis, hasRings);
   }
 }
 
@@ -301,6 +369,19 @@ static void CheckSettings(trelModelFaultsSearch& search)
   }
 }
 
+/** Detectors are made by their lines, which may be fewer than the count. */
+static void CheckNumberOfDetectors(trelModelFaultsSearch& search, int count)
+{
+  const int found = search.Parameter.GetNumberOfDetectors();
+  if (count <= found) return;
+  const int line = std::max(search.Findings.GetLineOf("", "detectornum"),
+                            search.Findings.GetLineOf("", "detectorlensnum"));
+  search.Findings.Add(FindingMistake, line, 1,
+                      "detectornum is " + std::to_string(count) + ", found " +
+                          std::to_string(found) + " lines detectorlens or fiberdetector",
+                      "describe all detectors, or write detectornum " + std::to_string(found));
+}
+
 void FindModelFaults(const trelSimulationParameter& parameter, trelReadState& state)
 {
   if (!state.GetFindings() || !parameter.GetMedium() || !parameter.GetLightSources()) return;
@@ -309,4 +390,5 @@ void FindModelFaults(const trelSimulationParameter& parameter, trelReadState& st
   CheckTissues(search);
   CheckSources(search);
   CheckRegion(search);
+  CheckNumberOfDetectors(search, state.GetDetectorNum());
 }

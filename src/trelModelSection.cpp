@@ -90,6 +90,8 @@ trelVector trelModelSection::TakePoint() const
 {
   double point[3] = {0.0, 0.0, 0.0};
   TakeNumbers(point, GetNumberOfCoordinates());
+  // In the plane a third number may stand there.
+  Text.GetToken(3);
   return {point[0], point[1], point[2]};
 }
 

@@ -32,6 +32,7 @@ bool trelParameterText::Rewind()
 bool trelParameterText::TakeLine()
 {
   Tokens.clear();
+  NumberRead = 0;
   // Only a read that fills the buffer puts a character in its last place but one.
   char& last = LineBuffer[sizeof LineBuffer - 2];
   last = '\n';
@@ -52,7 +53,9 @@ bool trelParameterText::TakeStatement()
 
 std::string_view trelParameterText::GetToken(int i) const
 {
-  return i < 0 || i >= GetNumberOfTokens() ? std::string_view() : Tokens[i];
+  if (i < 0 || i >= GetNumberOfTokens()) return {};
+  NumberRead = std::max(NumberRead, i + 1);
+  return Tokens[i];
 }
 
 bool trelParameterText::IsOneOf(int i, std::string_view words) const
@@ -161,6 +164,8 @@ bool trelParameterText::GetPath(std::string& path) const
   const std::string_view line(LineBuffer);
   const std::size_t open = line.find('"');
   if (open == std::string_view::npos) return true;
+  // The path may have blanks, and what follows the quotes is no part of the model.
+  PassRest();
   const std::size_t close = line.find('"', open + 1);
   if (close == std::string_view::npos) return false;
   path = line.substr(open + 1, close - open - 1);

@@ -52,8 +52,12 @@ public:
 
   /** Of the current line; 0 at the start and at the end of the file. */
   int GetNumberOfTokens() const { return static_cast<int>(Tokens.size()); }
-  /** Token @p i, from 0; empty if there is none. */
+  /** Token @p i, from 0; empty if there is none. It counts as read then, and so do those ahead. */
   std::string_view GetToken(int i) const;
+  /** How many tokens of the current line count as read, from the first on. */
+  int GetNumberRead() const { return NumberRead; }
+  /** Counts all as read. */
+  void PassRest() const { NumberRead = GetNumberOfTokens(); }
   /** True if token @p i is one of @p words, which are separated by single blanks. */
   bool IsOneOf(int i, std::string_view words) const;
 
@@ -99,6 +103,8 @@ private:
   bool AtLineStart = true;
   /** Views into LineBuffer, which stays as it was read. */
   std::vector<std::string_view> Tokens;
+  /** Written when a token is read. */
+  mutable int NumberRead = 0;
   /** Written when a number is read. */
   mutable std::string CommaNote;
   std::function<void(int token, trelNumberKind kind)> TakeOddNumber;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <sstream>
 
 #include "trelText.h"
@@ -93,6 +94,35 @@ void trelReadState::ExplainOrder(trelFindingKind kind, const std::string& keywor
           std::string(Text.GetToken(0)) + " stands ahead of the line '" + keyword +
               "' that it belongs to",
           "put the line '" + keyword + "' ahead of it");
+}
+
+static bool IsUnit(std::string_view word)
+{
+  static const char* const units[] = {
+      "mm",   "cm",   "m",     "um",    "nm",  "ps",     "ns",   "us",  "ms",     "s",   "fs",
+      "Hz",   "kHz",  "MHz",   "GHz",   "deg", "rad",    "1/mm", "/mm", "1/cm",   "/cm", "J",
+      "mm-1", "cm-1", "mm^-1", "cm^-1", "%",   "degree", "W",    "mW",  "degrees"};
+  return std::any_of(std::begin(units), std::end(units),
+                     [word](const char* unit) { return EqualWords(word, unit); });
+}
+
+void trelReadState::ExplainRest()
+{
+  const int rest = Text.GetNumberRead();
+  if (!Findings || rest >= Text.GetNumberOfTokens() || Findings->HoldsLine(Text.GetLineNumber()))
+    return;
+  const std::string_view word = Text.GetToken(rest);
+  double value = 0.0;
+  const bool isComment = word[0] == '#', isUnit = IsUnit(word);
+  const bool isNumber = ReadReal(word, DecimalNumbers, value);
+  const bool isBehindNumber = ReadReal(Text.GetToken(rest - 1), DecimalNumbers, value);
+  Explain(isUnit || isNumber || (isComment && isBehindNumber) ? FindingMistake : FindingWarning,
+          rest,
+          QuoteWord(word) + " is not read: " + std::string(Text.GetToken(0)) + " takes " +
+              std::to_string(rest - 1) + (rest == 2 ? " word" : " words"),
+          isComment ? "write the comment on a line of its own"
+          : isUnit  ? "write numbers alone, in mm, ps, MHz, degrees, and coefficients in 1/mm"
+                    : "leave it out; docs/parameter-file.md has the form of the line");
 }
 
 /** The number as the file would have to say it; empty if that cannot be told. */

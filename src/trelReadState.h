@@ -76,6 +76,9 @@ public:
                    trelFindingKind kind = FindingError);
   /** Tells that the current line needs a line @p keyword ahead of it. */
   void ExplainOrder(trelFindingKind kind, const std::string& keyword);
+  /** Tells of what was not read of the current line, unless something of it has been told: words
+   *  that look like a unit or one number too many are a mistake. */
+  void ExplainRest();
   /** The keyword of the current line is not known where it stands, or its line is too short. */
   trelSetGetMacro(bool, KeywordUnknown)
   /** Reports what does not stop the read. */

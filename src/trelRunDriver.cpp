@@ -3,6 +3,7 @@
 #include <omp.h>
 
 #include <algorithm>
+#include <cctype>
 #include <chrono>
 #include <cmath>
 #include <filesystem>
@@ -152,14 +153,32 @@ void trelRunDriver::TakeReadReport(bool isError, const std::string& className,
     if (ReadFault.empty()) ReadFault = text;
     return;
   }
+  static const std::string fitted = "transmittance is modified to the ";
+  if (const std::size_t at = text.find(fitted); at != std::string::npos) {
+    const std::size_t word = at + fitted.size();
+    TellCells(text.substr(word, text.find(' ', word) - word));
+    return;
+  }
   static const char* const toldElsewhere[] = {
-      "tissueaxis: got", "threadnum: got", "which is read as", "Zero scattering",
-      "is not closed",   "Can't find \"",  "Can not open file"};
+      "tissueaxis: got", "threadnum: got", "a number of packets", "which is read as",
+      "Zero scattering", "is not closed",  "Can't find \"",       "Can not open file"};
   for (const char* words : toldElsewhere) {
     if (text.find(words) != std::string::npos) return;
   }
   const int line = isOfModel ? Findings.GetLineOfText(text) : Reader->GetLineNumber();
   Findings.Add(FindingWarning, line, 0, text);
+}
+
+/** Tells that the file asks for cells of the surface that its outer shape does not have; those that
+ *  it does not ask for are no matter. */
+void trelRunDriver::TellCells(std::string word)
+{
+  const int line = Findings.GetLineOf("", "transmittancematrix");
+  if (line == 0) return;
+  word[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(word[0])));
+  Findings.Add(FindingWarning, line, 2,
+               "the outermost shape has no such cells on its surface: " + word + " ones are taken",
+               "write transmittancematrix 1 " + word);
 }
 
 void trelRunDriver::Tell(bool isError, const std::string& text)

@@ -80,6 +80,7 @@ private:
   };
   static void TakeReport(const char* text);
   void TakeReadReport(bool isError, const std::string& className, const std::string& text);
+  void TellCells(std::string word);
   void Tell(bool isError, const std::string& text);
   template <class Work>
   bool DoStage(Stages stage, const char* name, Work work);

@@ -262,6 +262,7 @@ bool trelSimulationParameterReader::ReadSpectrumData(trelSimulationParameter* pa
       return Fail("Error when reading wavelength data!\n");
     }
     wavelengths.push_back(static_cast<std::uint32_t>(Text.GetInteger(2)));
+    State.ExplainRest();
     if (read + 1 >= State.GetSpectrumNum()) {
       parameter->SetWavelengths(wavelengths);
       return true;

@@ -19,6 +19,11 @@ void ReadLaunchedSpectrum(trelReadState& state, int source, trelSpectrum& spectr
        << "\", expected a number of packets from 0 to " << std::numeric_limits<std::uint32_t>::max()
        << "; taken as " << spectrum.GetPhotonNumber() << "\n";
   state.ShowWarning(text.str());
+  if (!line.HasNumber(3)) return;
+  state.Explain(
+      FindingMistake, 3,
+      "the number of packets is taken as " + std::to_string(spectrum.GetPhotonNumber()),
+      "write a number from 0 to " + std::to_string(std::numeric_limits<std::uint32_t>::max()));
 }
 
 bool ReadEmittedSpectrum(trelReadState& state, int needs, trelSpectrum& spectrum)

@@ -483,30 +483,37 @@ static bool BoxesMeet(const trelBox& a, const trelBox& b, double reach)
 }
 
 /** Goes along x, so that bodies far apart there are never compared. */
-std::vector<trelTissueMap::Overlap> trelTissueMap::FindOverlaps(bool* isCut) const
+std::vector<trelTissueMap::Overlap> trelTissueMap::FindOverlaps(std::int64_t* looked) const
 {
   std::vector<const Body*> bodies;
-  for (const Body& body : Bodies)
+  for (const Body& body : Bodies) {
     bodies.push_back(&body);
+    // What no point is found of tells nothing.
+    if (body.IsMesh && !Mesh) body.Shape->PrepareSampling();
+  }
   std::sort(bodies.begin(), bodies.end(),
             [](const Body* a, const Body* b) { return a->Box.Low.X < b->Box.Low.X; });
   std::vector<Overlap> overlaps;
   double boxes = 0.0, work = 0.0;
-  for (std::size_t i = 0; i < bodies.size(); ++i) {
+  std::int64_t pairs = 0;
+  bool isCut = false;
+  for (std::size_t i = 0; i < bodies.size() && !isCut; ++i) {
     const double end = bodies[i]->Box.High.X;
     for (std::size_t j = i + 1; j < bodies.size() && bodies[j]->Box.Low.X < end; ++j) {
-      *isCut = ++boxes > mostBoxTests || work > mostOverlapTests;
-      if (*isCut) break;
+      isCut = ++boxes > mostBoxTests || work > mostOverlapTests;
+      if (isCut) break;
       // Bodies stand in the order of their rank.
       const auto [winner, other] = std::minmax(bodies[i], bodies[j]);
       const double reach = std::max(ReachOf(*winner), ReachOf(*other));
       if (!BoxesMeet(winner->Box, other->Box, reach)) continue;
+      ++pairs;
       work += winner->IsMesh || other->IsMesh ? costOfMesh : 1.0;
       const std::int32_t a = winner->Tissue, b = other->Tissue;
       if (OverlapInPart(*winner->Shape, *other->Shape, Planar ? 2 : 3, reach))
         overlaps.push_back({std::min(a, b), std::max(a, b), a});
     }
   }
+  *looked = isCut ? pairs : -1;
   std::sort(overlaps.begin(), overlaps.end(), [](const Overlap& a, const Overlap& b) {
     return std::make_pair(a.First, a.Second) < std::make_pair(b.First, b.Second);
   });

@@ -127,10 +127,10 @@ public:
   {
     std::int32_t First, Second, Winner;
   };
-  /** All such pairs, ascending. A thousand points of each body and of the common part of their
-   *  boxes are looked at, so that an overlap by less than a thousandth may go unnoticed. Of too
-   * many bodies, whose comparison would take minutes, those found in time, and @p isCut is set. */
-  std::vector<Overlap> FindOverlaps(bool* isCut) const;
+  /** All such pairs, ascending; see OverlapInPart(), for which the meshes are prepared. Of too many
+   *  bodies, whose comparison would take minutes, those among the first pairs with boxes that meet:
+   *  @p looked gets their number, and is below 0 if all were looked at. May throw. */
+  std::vector<Overlap> FindOverlaps(std::int64_t* looked) const;
   /** A change at @p hit that is none of tissues: with the reach of this map. */
   trelTissueChange MakeMark(const trelHit& hit) const
   {

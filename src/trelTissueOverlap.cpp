@@ -3,7 +3,14 @@
 #include <algorithm>
 #include <cmath>
 
+#include "trelPacketNumbers.h"
 #include "trelShapeObject.h"
+
+/** Points of the common part of two boxes, and of the inside and the surface of a body; of a mesh,
+ *  which may be thin and run across its box, more. */
+static constexpr int pointsInBox = 1024;
+static constexpr int pointsOfShape = 64;
+static constexpr int pointsOfMesh = 512;
 
 /** The point number @p i of a sequence that fills a box evenly: multiples of powers of the plastic
  *  number's inverse (M. Roberts, 2018). */
@@ -18,32 +25,89 @@ static trelVector PointInBox(const trelBox& box, int i)
   return point;
 }
 
-/** Whether a point of @p box that lies in @p in lies in @p other, or does not if @p outside. */
-static bool FindsPoint(const trelBox& box, const trelShapeObject& in, const trelShapeObject& other,
-                       bool outside)
+/** Whether the shape is its box. */
+static bool IsBox(const trelShapeObject& shape)
 {
-  constexpr int points = 1024;
-  for (int i = 0; i < points; ++i) {
-    const trelVector point = PointInBox(box, i);
-    if (in.Holds(point) && other.Holds(point) != outside) return true;
+  return !shape.GetTraits().IsMesh() && shape.GetTraits().CurvedAxes == 0;
+}
+
+/** Two shapes, and what is known of them: whether they have points in common, and whether each has
+ *  points of its own. */
+struct trelTissueOverlapPair
+{
+  const trelShapeObject* Shapes[2];
+  double Reach;
+  bool HaveCommon = false;
+  bool HasOwn[2] = {false, false};
+
+  bool IsSettled() const { return HaveCommon && HasOwn[0] && HasOwn[1]; }
+
+  /** Takes a point of shape @p n, which tells of both unless it lies on the other's surface. */
+  void Take(int n, const trelVector& point)
+  {
+    const trelShapeObject& other = *Shapes[1 - n];
+    bool& told = other.Holds(point) ? HaveCommon : HasOwn[n];
+    told = told || other.BoundDistance(point) > Reach;
   }
-  return false;
+
+  /** Takes points of a part of both boxes. */
+  void TakeBox(const trelBox& box)
+  {
+    for (int i = 0; i < pointsInBox && !IsSettled(); ++i) {
+      const trelVector point = PointInBox(box, i);
+      for (int n = 0; n < 2; ++n)
+        if (Shapes[n]->Holds(point)) Take(n, point);
+    }
+  }
+
+  /** Takes points of shape @p n: a thin body has hardly any of a box. */
+  void TakeBody(int n)
+  {
+    trelPacketNumbers numbers;
+    numbers.Start(1, static_cast<std::uint64_t>(n), 0);
+    trelVector point;
+    bool isSolid = true;
+    const int points = Shapes[n]->GetTraits().IsMesh() ? pointsOfMesh : pointsOfShape;
+    for (int i = 0; i < points && !(HaveCommon && HasOwn[n]); ++i) {
+      isSolid = isSolid && Shapes[n]->SampleVolumeUniformly(numbers, &point);
+      if (isSolid) Take(n, point);
+      if (!Shapes[n]->SampleSurfaceUniformly(numbers, &point)) return;
+      Take(n, point);
+    }
+  }
+};
+
+/** Whether the surface of @p b is further from the middle of @p a than any point of @p a. */
+static bool LiesApart(const trelShapeObject& a, const trelShapeObject& b)
+{
+  const trelBox box = a.GetBox();
+  // A curved shape ends where its half-axes do.
+  const trelShapeTraits& traits = a.GetTraits();
+  const double radius = traits.CurvedAxes == traits.Dimension
+                            ? 0.5 * std::max({box.GetSize().X, box.GetSize().Y, box.GetSize().Z})
+                            : 0.5 * Length(box.GetSize());
+  return b.BoundDistance(0.5 * (box.Low + box.High)) > radius;
 }
 
 bool OverlapInPart(const trelShapeObject& a, const trelShapeObject& b, int axes, double reach)
 {
+  trelTissueOverlapPair pair{{&a, &b}, reach};
   const trelBox boxes[2] = {a.GetBox(), b.GetBox()};
   trelBox common;
-  bool sticksOut[2] = {false, false};
   for (int i = 0; i < axes; ++i) {
     common.Low[i] = std::max(boxes[0].Low[i], boxes[1].Low[i]);
     common.High[i] = std::min(boxes[0].High[i], boxes[1].High[i]);
     if (!(common.High[i] - common.Low[i] > reach)) return false;
     for (int n = 0; n < 2; ++n)
-      sticksOut[n] = sticksOut[n] || common.Low[i] - boxes[n].Low[i] > reach ||
-                     boxes[n].High[i] - common.High[i] > reach;
+      pair.HasOwn[n] = pair.HasOwn[n] || common.Low[i] - boxes[n].Low[i] > reach ||
+                       boxes[n].High[i] - common.High[i] > reach;
   }
-  if (axes == 2) common.Low.Z = common.High.Z = 0.0;
-  return FindsPoint(common, a, b, false) && (sticksOut[0] || FindsPoint(boxes[0], a, b, true)) &&
-         (sticksOut[1] || FindsPoint(boxes[1], b, a, true));
+  // What lies in a box has nothing of its own.
+  if ((IsBox(b) && !pair.HasOwn[0]) || (IsBox(a) && !pair.HasOwn[1])) return false;
+  if (IsBox(a) && IsBox(b)) return true;
+  if (LiesApart(a, b) || LiesApart(b, a)) return false;
+  pair.TakeBox(common);
+  for (int n = 0; n < 2 && !pair.IsSettled(); ++n)
+    pair.TakeBody(n);
+  return pair.IsSettled();
 }

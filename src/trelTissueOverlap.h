@@ -4,9 +4,11 @@
 class trelShapeObject;
 
 /**
- * Whether two shapes overlap in part: neither holds the other, but they have points in common. A
- * thousand points of each and of the common part of their boxes are looked at, along the first
- * @p axes axes; boxes that overlap or stick out by no more than @p reach, mm, do not count.
+ * Whether two shapes overlap in part: neither holds the other, but they have points in common.
+ * Where their boxes along the first @p axes axes do not settle it a thousand points of the common
+ * part of these are looked at, and of the inside and the surface of each shape, so that an overlap
+ * by less than a few thousandths may go unnoticed. What is no wider than @p reach, mm, does not
+ * count. Meshes must have been prepared for sampling.
  */
 bool OverlapInPart(const trelShapeObject& a, const trelShapeObject& b, int axes, double reach);
 

@@ -37,6 +37,19 @@ struct trelTissueRelationsBody
   std::vector<trelVector> Inner, Outer;
 };
 
+/** The outermost tissue, and the diagonal of its box, mm, which surfaces at one place go by. */
+struct trelTissueRelationsMedium
+{
+  int Outermost;
+  double Diagonal;
+};
+
+static double GetDiagonal(const trelSimulationParameter& parameter)
+{
+  const trelShapeObject* outer = parameter.GetOuterShape();
+  return outer ? Length(outer->GetBox().GetSize()) : 0.0;
+}
+
 static std::string NameTissue(int index)
 {
   return "tissue " + std::to_string(index + 1);
@@ -57,6 +70,18 @@ static std::vector<trelTissueRelationsBody> GetBodies(const trelSimulationParame
   return bodies;
 }
 
+/** Moves a point of the inside to one of the flat faces, in turn: thin plates have side faces that
+ *  hardly any point drawn by area lies on. False for a shape without flat faces. */
+static bool MoveToFlatFace(const trelTissueRelationsBody& body, int turn, trelVector* point)
+{
+  const trelShapeTraits& traits = body.Shape->GetTraits();
+  const int faces = traits.IsMesh() ? 0 : 2 * (traits.Dimension - traits.CurvedAxes);
+  if (faces == 0) return false;
+  const int face = 2 * traits.CurvedAxes + turn % faces;
+  (*point)[face / 2] = body.Bounds[face];
+  return true;
+}
+
 /** Draws points, unless the body has them; one of which none is found, flat or open, has none. How
  *  many bodies more have points. */
 static int DrawPoints(trelTissueRelationsBody& body)
@@ -64,15 +89,16 @@ static int DrawPoints(trelTissueRelationsBody& body)
   if (!body.Inner.empty() || !body.Outer.empty()) return 0;
   trelPacketNumbers numbers;
   numbers.Start(1, static_cast<std::uint64_t>(body.Index), 0);
+  if (!body.Shape->PrepareSampling()) return 1;
   trelVector point;
   while (static_cast<int>(body.Inner.size()) < numberOfPoints &&
-         body.Shape->SampleVolume(numbers, &point)) {
+         body.Shape->SampleVolumeUniformly(numbers, &point)) {
     body.Inner.push_back(point);
+    if (MoveToFlatFace(body, static_cast<int>(body.Inner.size()), &point))
+      body.Outer.push_back(point);
   }
-  while (static_cast<int>(body.Outer.size()) < numberOfPoints &&
-         body.Shape->SampleSurface(numbers, &point)) {
+  for (int i = 0; i < numberOfPoints && body.Shape->SampleSurfaceUniformly(numbers, &point); ++i)
     body.Outer.push_back(point);
-  }
   return 1;
 }
 
@@ -108,10 +134,34 @@ static bool LiesIn(const trelTissueRelationsBody& body, const trelShapeObject& s
                      [&](const trelVector& point) { return shape.Holds(point); });
 }
 
-static bool HaveCommonSurface(const trelTissueRelationsBody& a, const trelTissueRelationsBody& b)
+/** How far apart surfaces of the two bodies count as lying at one place, mm. */
+static double GetReach(const trelTissueRelationsBody& a, const trelTissueRelationsBody& b,
+                       double diagonal)
 {
-  const auto liesOn = [](const trelShapeObject& shape) {
-    return [&shape](const trelVector& p) { return shape.LocatePoint(p) == PointOnBoundary; };
+  const bool isMesh = a.Shape->GetTraits().IsMesh() || b.Shape->GetTraits().IsMesh();
+  return (isMesh ? trelTissueMap::ReachOfMeshes : trelTissueMap::ReachOfShapes) * diagonal;
+}
+
+/** Whether the surface of the shape crosses one of the axes through the point within about
+ *  @p reach, mm. Asked of few points: the bound settles the others. */
+static bool PassesBy(const trelShapeObject& shape, const trelVector& point, double reach)
+{
+  if (shape.BoundDistance(point) > reach) return false;
+  for (int axis = 0; axis < shape.GetTraits().Dimension; ++axis) {
+    trelRay ray = {point, {}};
+    ray.Direction[axis] = 1.0;
+    trelHit hit;
+    if (shape.FindCrossing(ray, -2.0 * reach, 2.0 * reach, &hit)) return true;
+  }
+  return false;
+}
+
+static bool HaveCommonSurface(const trelTissueRelationsBody& a, const trelTissueRelationsBody& b,
+                              double diagonal)
+{
+  const double reach = GetReach(a, b, diagonal);
+  const auto liesOn = [reach](const trelShapeObject& shape) {
+    return [&shape, reach](const trelVector& p) { return PassesBy(shape, p, reach); };
   };
   return std::any_of(a.Outer.begin(), a.Outer.end(), liesOn(*b.Shape)) ||
          std::any_of(b.Outer.begin(), b.Outer.end(), liesOn(*a.Shape));
@@ -140,32 +190,36 @@ static std::vector<int>& ListOf(std::vector<std::vector<int>>& lists,
   return lists[static_cast<std::size_t>(body.Index)];
 }
 
-static void Relate(trelTissueRelationsBody& a, trelTissueRelationsBody& b, int outermost,
-                   trelTissueRelations& relations)
+static void Relate(trelTissueRelationsBody& a, trelTissueRelationsBody& b,
+                   const trelTissueRelationsMedium& medium, trelTissueRelations& relations)
 {
-  const bool isAhead = IsAhead(a, b, outermost);
+  const bool isAhead = IsAhead(a, b, medium.Outermost);
   trelTissueRelationsBody &small = isAhead ? a : b, &large = isAhead ? b : a;
   if (LiesIn(small, *large.Shape)) ListOf(relations.LiesIn, small).push_back(large.Index + 1);
-  if (HaveCommonSurface(small, large)) {
+  if (HaveCommonSurface(small, large, medium.Diagonal)) {
     ListOf(relations.Touches, small).push_back(large.Index + 1);
     ListOf(relations.Touches, large).push_back(small.Index + 1);
   }
 }
 
 /** Relates bodies whose boxes meet, in the order of their lower ends along x. */
-static void RelateBodies(std::vector<trelTissueRelationsBody>& bodies, int outermost,
-                         trelTissueRelations& relations)
+static void RelateBodies(std::vector<trelTissueRelationsBody>& bodies,
+                         const trelTissueRelationsMedium& medium, trelTissueRelations& relations)
 {
-  int tests = 0, pairs = 0, drawn = 0;
+  int tests = 0, work = 0, drawn = 0;
+  std::int64_t pairs = 0;
   for (std::size_t i = 0; i < bodies.size(); ++i) {
     for (std::size_t j = i + 1; j < bodies.size(); ++j) {
       if (bodies[j].Bounds[0] > bodies[i].Bounds[1] + nearFaces) break;
-      relations.IsCut = ++tests > mostBoxTests || pairs > mostPairs || drawn > mostDrawn;
-      if (relations.IsCut) return;
+      if (++tests > mostBoxTests || work > mostPairs || drawn > mostDrawn) {
+        relations.Pairs = pairs;
+        return;
+      }
       if (!BoxesMeet(bodies[i], bodies[j])) continue;
-      pairs += CostOf(bodies[i], bodies[j]);
+      ++pairs;
+      work += CostOf(bodies[i], bodies[j]);
       drawn += DrawPoints(bodies[i]) + DrawPoints(bodies[j]);
-      Relate(bodies[i], bodies[j], outermost, relations);
+      Relate(bodies[i], bodies[j], medium, relations);
     }
     drawn -= ForgetPoints(bodies[i]);
   }
@@ -194,7 +248,7 @@ trelTissueRelations RelateTissues(const trelSimulationParameter& parameter)
   std::vector<trelTissueRelationsBody> bodies = GetBodies(parameter);
   std::sort(bodies.begin(), bodies.end(),
             [](const auto& a, const auto& b) { return a.Bounds[0] < b.Bounds[0]; });
-  RelateBodies(bodies, medium.GetOutermostTissueIndex(), relations);
+  RelateBodies(bodies, {medium.GetOutermostTissueIndex(), GetDiagonal(parameter)}, relations);
   return relations;
 }
 
@@ -257,14 +311,6 @@ static bool AreNearlyOne(const trelTissueRelationsBody& a, const trelTissueRelat
   return differs;
 }
 
-/** How far apart surfaces of the two bodies count as lying at one place, mm. */
-static double GetReach(const trelTissueRelationsBody& a, const trelTissueRelationsBody& b,
-                       double diagonal)
-{
-  const bool isMesh = a.Shape->GetTraits().IsMesh() || b.Shape->GetTraits().IsMesh();
-  return (isMesh ? trelTissueMap::ReachOfMeshes : trelTissueMap::ReachOfShapes) * diagonal;
-}
-
 static bool RunNear(const trelTissueRelationsFace& low, const trelTissueRelationsFace& high,
                     int axis, double diagonal)
 {
@@ -294,7 +340,7 @@ void FindNearFaces(const trelSimulationParameter& parameter, trelModelFindings& 
 {
   const trelShapeObject* outer = parameter.GetOuterShape();
   if (!outer || parameter.GetMedium()->GetShapeIsTetrahedron()) return;
-  const double diagonal = Length(outer->GetBox().High - outer->GetBox().Low);
+  const double diagonal = GetDiagonal(parameter);
   const std::vector<trelTissueRelationsBody> bodies = GetBodies(parameter);
   int tests = 0;
   for (int axis = 0; axis < 3; ++axis) {

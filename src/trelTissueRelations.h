@@ -1,6 +1,7 @@
 #ifndef trelTissueRelations_h
 #define trelTissueRelations_h
 
+#include <cstdint>
 #include <vector>
 
 #include "trelModelFindings.h"
@@ -12,7 +13,8 @@ struct trelTissueRelations
 {
   std::vector<std::vector<int>> LiesIn;   ///< for each tissue
   std::vector<std::vector<int>> Touches;  ///< for each tissue: surfaces with points in common
-  bool IsCut = false;                     ///< not told to their end: there are too many
+  /** How many pairs whose boxes meet were looked at if they are too many; else below 0. */
+  std::int64_t Pairs = -1;
 };
 
 /** Relates the tissues by points of each. Needs prepared geometry. */

@@ -55,12 +55,22 @@ static Json ToJson(const trelCheckedOverlap& overlap)
   return {{"first", overlap.First}, {"second", overlap.Second}, {"winner", overlap.Winner}};
 }
 
+static Json ToJson(const trelCheckedDye& dye)
+{
+  return {{"wavelength", dye.Wavelength},
+          {"excitation", dye.Excitation},
+          {"yield", dye.Yield},
+          {"absorption", dye.Absorption},
+          {"lifetime", dye.LifeTime}};
+}
+
 static Json ToJson(const trelCheckedSource& source)
 {
   Json json = {{"number", source.Number},          {"kind", source.Kind},
                {"internal", source.IsInternal},    {"solid", source.IsSolid},
                {"specular", source.IsSpecular},    {"shape", ToJson(source.Shape)},
                {"spectra", ToJson(source.Entries)}};
+  json["dyes"] = ToJson(source.Dyes);
   json["direction"] = ToJson(source.Direction);
   json["azimuth"] = source.Azimuth;
   json["deflection"] = source.Deflection;
@@ -96,6 +106,42 @@ static Json ToJson(const trelCheckedGrid& grid)
           {"axes", axes},
           {"cells", grid.Cells},
           {"bytes", grid.Bytes}};
+}
+
+/** null for what is not there: a word that is empty, a number below 0. */
+static Json ToJsonIfAny(const std::string& word)
+{
+  return word.empty() ? Json(nullptr) : Json(word);
+}
+
+template <class Number>
+static Json ToJsonIfAny(Number number)
+{
+  return number < 0 ? Json(nullptr) : Json(number);
+}
+
+static void AddScoring(const trelCheckedScoring& scoring, Json& json)
+{
+  Json time = nullptr, roi = Json::object(), widths = Json::object();
+  if (!scoring.Time.Name.empty()) {
+    time = {{"start", scoring.Time.Low},
+            {"end", scoring.Time.High},
+            {"step", scoring.Time.Step},
+            {"gates", scoring.Gates}};
+  }
+  for (const trelCheckedRange& range : scoring.Region) {
+    roi[range.Name] = {range.Low, range.High};
+    widths[range.Name] = range.Step;
+  }
+  json["domains"] = {{"cw", scoring.IsCW}, {"td", time}, {"fd", ToJsonIfAny(scoring.Frequency)}};
+  json["absorptionmatrix"] = ToJsonIfAny(scoring.Absorption);
+  json["transmittancematrix"] = ToJsonIfAny(scoring.Transmittance);
+  json["fluencerate"] = scoring.HasFluence;
+  json["photonflytime"] = scoring.HasFlyTimes;
+  json["roi"] = roi;
+  json["roiseparation"] = widths;
+  json["flytimemax"] = ToJsonIfAny(scoring.TimeLimit);
+  json["stepnummax"] = ToJsonIfAny(scoring.StepLimit);
 }
 
 static Json ToJson(const trelMeshCheck& mesh)
@@ -135,8 +181,11 @@ std::string FormatCheckJson(const trelModelCheck& check)
     json["packets"] = check.Packets;
     json["tissues"] = ToJson(check.Tissues);
     json["overlaps"] = ToJson(check.Overlaps);
+    json["overlapPairs"] = check.OverlapPairs >= 0 ? Json(check.OverlapPairs) : Json(nullptr);
+    json["relationPairs"] = check.RelationPairs >= 0 ? Json(check.RelationPairs) : Json(nullptr);
     json["sources"] = ToJson(check.Sources);
     json["detectors"] = ToJson(check.Detectors);
+    AddScoring(check.Scoring, json);
     json["grids"] = ToJson(check.Grids);
     json["meshes"] = ToJson(check.Meshes);
     json["expectedSeconds"] =

@@ -17,6 +17,9 @@ ROOT = Path(__file__).resolve().parent.parent
 MODEL = (ROOT / "examples/pencil-beam.trl").read_text().replace(" 100000", " 50")
 NODULE = (ROOT / "examples/nodule.trl").read_text().replace(" 50000", " 50")
 DYE = (ROOT / "examples/fluorescence.trl").read_text().replace(" 100000", " 50")
+GLOW = DYE[DYE.index("lightsource 2"):DYE.index("tissue 1")]
+DYES = DYE.replace("lightsourcenum 2", "lightsourcenum 66").replace(
+    "tissue 1", "".join(GLOW.replace("source 2", f"source {i}") for i in range(3, 67)) + "tissue 1")
 MESH = (ROOT / "examples/nodule.off").read_text()
 
 TISSUE = ("endtrl", "tissue 2 x\ntissueshape cube\ntissuecenter {}\ntissueaxis {}\n"
@@ -30,6 +33,9 @@ WRONG = [
     (MODEL, "tissuenum 1", "tissuenum 2", "there is no line 'tissue 2'", "tissuenum 2"),
     (MODEL, "tissue 1", "tissue 2", "tissuenum (line", "tissue 2"),
     (MODEL, "spectrumnum 1", "spectrumnum 2", "is 2, found 1", "lightsource 1"),
+    (MODEL, "spectrum 1 650", "spectrum 1 650\nspectrum 2 700", "but spectrumnum (line 8) is 1",
+     "spectrum 2 700"),
+    (MODEL, "tissuenum 1", "tissuenum 1\ndetectornum 2", "is 2, found 0 lines", "detectornum 2"),
     (MODEL, "tissueshape cube", "tissueaxis 1 1 1\ntissueshape cube", "stands ahead of the line",
      "tissueaxis 1 1 1"),
     (NODULE, "nodule.off", "none.off", "'none.off' cannot be read", "tissuepath none.off"),
@@ -40,12 +46,19 @@ WRONG = [
     (MODEL, "0.02 10", "0,02 10", "write 0.02", "tissuespectrumindex 1 0,02"),
     (MODEL, "0.9 1.37", "0.9 0.37", "write 1 or above", "tissuespectrumindex"),
     (MODEL, "roiseparation", "roi 50 60 -1 1 0 1\nroiseparation", "misses the medium", "roi 50 60"),
+    (MODEL.replace("nmatrix 1 cartesian", "nmatrix 1 cylindrical"), "roisep",
+     "roi -1 1 -1 1 0 1 90 99\nroisep", "90 to 99, misses the medium", "roi -1 1"),
     (MODEL, " 1.0 50", " 1.0 0", "got 0 packets", "lightsourcespectrumindex 1 1.0 0"),
     (DYE, " 670 0.3 ", " 670 1.3 ", "from 0 to 1", "lightsourcespectrumindex 2 670 1.3"),
     (MODEL, "external solid", "extern solid", "did you mean 'external'?", "lightsourceproperty"),
     (MODEL.replace("tissuenum 1", "tissuenum 2"), TISSUE[0], TISSUE[1].format("0 0 10", "1 1 -1"),
      "half-length 3 of tissue 2 is -1", "tissueaxis 1 1 -1"),
     (MODEL, "roiseparation 1 1 1", "roiseparation 1e-6 1e-6 1e-6", "the memory that is free", "roisep"),
+    (MODEL, "roisep", "flytimemax 1 ns\nroisep", "'ns' is not read", "flytimemax 1 ns"),
+    (MODEL, "axis 10 10 10", "axis 10 10 10 # mm", "a line of its own", "tissueaxis 10 10 10 #"),
+    (MODEL, "0.9 1.37", "0.9 1.37 0", "takes 5 words", "tissuespectrumindex"),
+    (MODEL, " 1.0 50", " 1.0 -5", "is taken as 0", "lightsourcespectrumindex 1 1.0 -5"),
+    (DYES, "threadnum 1", "threadnum 2", "more than 64 lines of dyes", "lightsourcespectrumindex 2"),
     (MODEL, "simulationtype DOT", "simulationtype DOTS", "did you mean 'DOT'?", "simulationtype"),
 ]
 
@@ -67,7 +80,34 @@ ODD = [
     ("roisep", "roi -1e4 1e4 -1e4 1e4 0 1e4\nroisep", "", "", None, None),
     ("roiseparation 1 1", "roi -1e4 1e4 -1e4 1e4 0 1e4\nroiseparation 100 100", "", "",
      "there is one cell", "roi "),
+    ("ematrix 1 cartesian", "ematrix 1 spherical", "", "", "cartesian ones are taken",
+     "transmittancematrix 1 spherical"),
+    ("DOT", "DOT diffuse", "", "", "'diffuse' is not read", "simulationtype DOT diffuse"),
+    ("center -3 4 0", "center 60 4 0", "", "", "lies beside the medium", "lightsourcecenter 60"),
+    ("axis 2 2 2", "axis 2 2 0", "", "", "has no extent", "lightsourceaxis 2 2 0"),
+    ("2 670 0.3", "2 660 0.3", "", "", "takes light of 660, which no", "lightsourcespectrumindex 2 660"),
+    ("0.3 0.05", "0.3 0", "", "", "absorbs nothing", "lightsourcespectrumindex 2 670 0.3 0"),
 ]
+
+# A second and a third tissue, shape or mesh with centre and half-lengths, whether they touch, and
+# whether they overlap in part.
+RELATED = [
+    ("cube -3 0 10 3 3 3", "cube 3 0 10 3 3 3", True, False),
+    ("cube 0 -3 10 5 3 0.01", "cube 0 3 10 5 3 0.01", True, False),
+    ("cube 0 0 10 3 3 2", "cylinder 0 0 13 1 1 1", True, False),
+    ("cube 0 0 10 3 3 2", "cylinder 0 0 13 1 1 0.99", False, False),
+    ("box.off", "cube 0 0 4 2 2 1", True, False),
+    ("ellipsoid 0 0 10 3 3 3", "ellipsoid 0 0 10 2 2 2", False, False),
+    ("ellipsoid 0 0 10 3 3 3", "cube 0 0 13 1 1 1", False, True),
+    ("ellipsoid 0 0 10 5 5 5", "vessel.off", False, True),
+]
+# Its corners in mm: a box, and a vessel of 0.1 mm that runs across its own box.
+CORNERS = {
+    "box.off": "-2 -2 1\n2 -2 1\n-2 2 1\n2 2 1\n-2 -2 3\n2 -2 3\n-2 2 3\n2 2 3",
+    "vessel.off": "-9 -9 1\n-8.9 -9 1\n-9 -8.9 1\n-8.9 -8.9 1\n8.9 8.9 19\n9 8.9 19\n8.9 9 19\n9 9 19",
+}
+QUADS = "\n3 0 2 1\n3 1 2 3\n3 4 5 6\n3 5 7 6\n3 0 1 4\n3 1 5 4\n3 2 6 3\n3 3 6 7\n3 0 4 2\n3 2 4 6" \
+    "\n3 1 3 5\n3 3 7 5\n"
 
 # Arguments behind the model, and the exit status.
 COMMANDS = [
@@ -101,6 +141,8 @@ class Folder:
         rows = MESH.rstrip().split("\n")
         small = [" ".join(str(float(x) / 1000) for x in row.split()) for row in rows[2:164]]
         (self.path / "nodule.off").write_text(MESH)
+        for name, corners in CORNERS.items():
+            (self.path / name).write_text("OFF\n8 12 0\n" + corners + QUADS)
         (self.path / "metres.off").write_text("\n".join(rows[:2] + small + rows[164:]))
         (self.path / "open.off").write_text("\n".join(rows[:-1]).replace(" 320 ", " 319 "))
 
@@ -131,13 +173,34 @@ def test_wrong_models(folder):
 
 def test_odd_models(folder):
     for old, new, center, axis, words, line in ODD:
-        text = MODEL.replace(old, new.format(center, axis), 1)
-        text = text.replace("tissuenum 1", f"tissuenum {text.count('tissueaxis')}\ndetectornum 9")
+        text = (MODEL if old in MODEL else DYE).replace(old, new.format(center, axis), 1)
+        text = text.replace("tissuenum 1", f"tissuenum {text.count('tissueaxis')}\ndetectornum "
+                            f"{text.count('fiberdetector 1')}")
         status, _, report = folder.run(text, "--quiet")
         told = re.findall(r"trl:\d+: warning: ", report)
         expect(status == 0 and bool(told) == bool(words) and (not words or words in report), report)
         expect(words or not report, report)
         expect(not line or f" | {line}" in report, f"{new}: no {line} in {report}")
+
+
+def describe(number, body):
+    kind, *numbers = body.split()
+    lines = f"tissueshape trianglemesh\ntissuepath {kind}"
+    if numbers:
+        center, axis = " ".join(numbers[:3]), " ".join(numbers[3:])
+        lines = f"tissueshape {kind}\ntissuecenter {center}\ntissueaxis {axis}"
+    return f"tissue {number} x\n{lines}\ntissuespectrumindex 1 1 1 0 1.4\n"
+
+
+def test_relations(folder):
+    for second, third, touch, overlap in RELATED:
+        text = MODEL.replace("tissuenum 1", "tissuenum 3")
+        text = text.replace("endtrl", describe(2, second) + describe(3, third) + "endtrl")
+        check = json.loads(folder.run(text, "--check", "--json")[1])
+        expect((3 in check["tissues"][1]["touches"]) == touch, f"{second}, {third}: {check['tissues']}")
+        expect([[o["first"], o["second"]] for o in check["overlaps"]] == [[2, 3]] * overlap,
+               f"{second}, {third}: {check['overlaps']}")
+        expect(check["overlapPairs"] is None and check["relationPairs"] is None, check)
 
 
 def test_command_lines(folder):
@@ -179,6 +242,18 @@ def test_detectors(folder):
     expect("detector 3: fibre: cylinder" in shown and "deflection 0 to 180 degrees" in shown, shown)
 
 
+def test_the_model_as_read(folder):
+    text = DYE.replace("threadnum 1", "domain td 0 100 10\nflytimemax 90\nfluencerate 1")
+    check = json.loads(folder.run(text, "--check", "--json")[1])
+    expect(check["sources"][1]["dyes"] == [{"wavelength": 710, "excitation": 670, "yield": 0.3,
+                                            "absorption": 0.05, "lifetime": 1000}], check)
+    expect(check["domains"] == {"cw": True, "td": {"start": 0, "end": 100, "step": 10, "gates": 10},
+                                "fd": None}, check["domains"])
+    expect(check["roi"]["z"] == [-10, 10] and check["roiseparation"]["radius"] == 1, check["roi"])
+    expect([check[key] for key in ("absorptionmatrix", "fluencerate", "photonflytime", "flytimemax",
+                                   "stepnummax")] == ["cartesian", True, False, 90, None], check)
+
+
 def test_closed_folder(folder):
     """Nothing is run whose results have no place; the rights of root are given up for that."""
     closed = folder.path / "closed"
@@ -200,8 +275,8 @@ def test_closed_folder(folder):
 
 
 def main():
-    for test in (test_wrong_models, test_odd_models, test_command_lines, test_what_a_check_tells,
-                 test_detectors, test_closed_folder):
+    for test in (test_wrong_models, test_odd_models, test_relations, test_command_lines,
+                 test_what_a_check_tells, test_detectors, test_the_model_as_read, test_closed_folder):
         with tempfile.TemporaryDirectory() as path:
             os.chmod(path, 0o755)
             test(Folder(sys.argv[1], path))
