@@ -11,6 +11,7 @@
 #include <system_error>
 
 #include "trelCheckText.h"
+#include "trelExactMonteCarlo.h"
 #include "trelLightSource.h"
 #include "trelList.h"
 #include "trelMediumResult.h"
@@ -387,14 +388,17 @@ trelRunStatus trelRunDriver::Simulate()
     return writer->Update();
   });
   if (!isWritten) return RunNotWritten;
-  if (!Options.IsQuiet) Summarize(*filter->GetOutput(), seconds.count());
+  if (!Options.IsQuiet) Summarize(*filter, seconds.count());
   return RunDone;
 }
 
-void trelRunDriver::Summarize(const trelSimulationResult& result, double seconds)
+void trelRunDriver::Summarize(trelOpticalSimulationFilter& filter, double seconds)
 {
   const bool isPlanar = Parameter->GetDimension() == Dimension2D;
-  for (const trelMediumResult* record : ItemsOf<trelMediumResult>(result.GetMediumResults())) {
+  const auto* exact = dynamic_cast<const trelExactMonteCarlo*>(filter.GetMediumFilter());
+  std::size_t i = 0;
+  for (const trelMediumResult* record :
+       ItemsOf<trelMediumResult>(filter.GetOutput()->GetMediumResults())) {
     Log << "at " << record->GetSpectrumId() << ": packets "
         << record->GetAbsorpPhotonNum() + record->GetTransmitPhotonNum() << ", of which "
         << record->GetTransmitPhotonNum() << " left";
@@ -404,7 +408,10 @@ void trelRunDriver::Summarize(const trelSimulationResult& result, double seconds
     if (Parameter->GetContinuousWave() && Parameter->GetSaveTransmittance())
       Log << "; transmitted "
           << (isPlanar ? record->GetTotalTransmittance2D() : record->GetTotalTransmittance3D());
+    if (exact && exact->GetSummary().EmissionWeights[i] > 0.0)
+      Log << "; emission packets of " << exact->GetSummary().EmissionWeights[i];
     Log << '\n';
+    ++i;
   }
   Log << "time " << seconds << " s\nfiles";
   for (const std::string& name : ListFiles())

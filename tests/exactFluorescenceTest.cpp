@@ -97,6 +97,35 @@ TEST(ExactFluorescence, EmissionIsTheYieldOfTheFluenceInTheDye)
   }
 }
 
+/** Light of a beam through tissue that absorbs all at the first interaction, mua = muf = 1/mm. The
+ *  pilot sees some conversions or none; the many packets of one are not to cost more than a run. */
+TEST(ExactFluorescence, RareConversionsAreKept)
+{
+  for (const double depth : {2.0, 8.0, 12.0}) {
+    const std::uint32_t packets = depth < 10.0 ? 40000 : 700000;
+    TestModel m(FMT);
+    m->SetWavelengths({500, 600});
+    m.AddTissue(Box(0, 0, 0, 5, 5, 10), {1.0, 0.0, 0.0, 1.0});
+    trelLightSource* beam = m.AddPencilBeam(0.5, 0.5, -10, 0);
+    beam->SetLuminousType(LuminousExcitation);
+    beam->GetSpectrum(0)->SetPhotonNumber(packets);
+    trelSpectrum& line =
+        *m.AddSource(Box(0, 0, depth - 8, 2, 2, 2), 0, LuminousEmission)->GetSpectrum(1);
+    line.SetExcitationWavelength(500);
+    line.SetFluorophoreAbsorption(1.0);
+    line.SetQuantumYield(0.5);
+    m->SetSeparations(10, 10, 10, 1, 1, 1);
+    ExactRun run(m);
+    const double converting = std::exp(-depth), error = 5.0 / std::sqrt(packets * converting);
+    EXPECT_NEAR(Light(run[1]) / (0.25 * converting * (1.0 - std::exp(-8.0))), 1.0, error);
+    EXPECT_GT(Light(run[1]), 0.0);
+    const auto ended = run[1].GetTransmitPhotonNum() + run[1].GetAbsorpPhotonNum();
+    EXPECT_LT(static_cast<double>(ended), 100.0 * packets * converting + 100.0);
+    EXPECT_GT(run.GetSummary().EmissionWeights[1], 0.0);
+    EXPECT_EQ(run.GetSummary().EmissionWeights[0], 0.0);
+  }
+}
+
 TEST(ExactFluorescence, AllThreadsConvertAlike)
 {
   std::vector<double> excited, emitted;
