@@ -103,6 +103,10 @@ inline void Interact(trelExactPacket& packet, trelPacketNumbers& numbers,
   if (packet.Weight < RouletteThreshold) PlayExactRoulette(packet, numbers, tally);
 }
 
+/** Ends and scores a packet on the skin that goes into a fibre whose surface lies at its place: one
+ *  that has left the medium into a fibre outside, or enters it into one inside. */
+bool EndAtFiberHere(trelExactPacket& packet, const trelExactModel& model, trelExactTally& tally);
+
 /** Follows the packet's segment of @p length, which may be infinite, to the first of its end, a
  *  change of tissue, a dye's border, a fibre and the limit of time, and does what happens there. */
 TREL_RARE void FollowSegment(trelExactPacket& packet, double length, trelPacketNumbers& numbers,

@@ -300,3 +300,35 @@ TEST(ExactFibers, OnTheSkinTheyCollectWhatHasPassedIt)
   EXPECT_GT(passed[numberOfGates], 0.05);
   EXPECT_NEAR(transmitted, all - passed[numberOfGates], 1e-12);
 }
+
+TEST(ExactFibers, WinOverWhatLiesAtTheirFace)
+{
+  const struct
+  {
+    const char* Name;
+    double Fiber, Dye, Index, Least, Most;  // centres, mm; what the fibre collects
+  } cases[] = {{"the border of a dye, 0.5 + 0.1 = 1.6 - 1", 1.6, 0.5, 1.0, 0.94, 0.99},
+               {"the same, 0.7 + 0.1 = 1.8 - 1", 1.8, 0.7, 1.0, 0.94, 0.99}};
+  for (const auto& c : cases) {
+    TestModel m(FMT);
+    m->SetWavelengths({500, 600});
+    m.AddTissue(Box(0, 0, 10, 20, 20, 10), {0.01, 0.0, 0.0, c.Index});
+    trelLightSource* beam = m.AddPencilBeam(0.3, 0.2, -1, 0);
+    beam->SetLuminousType(LuminousExcitation);
+    beam->SetSpecular(true);
+    beam->GetSpectrum(0)->SetPhotonNumber(2000);
+    trelShapeObject* region = MakeShape(ShapeCylinder, {0, 0, c.Dye}, {2, 2, 0.1});
+    trelSpectrum& line = *m.AddSource(region, 0, LuminousEmission)->GetSpectrum(1);
+    line.SetExcitationWavelength(500);
+    line.SetFluorophoreAbsorption(0.1);
+    auto* fiber = new trelFiberDetector;
+    fiber->SetShape(MakeShape(ShapeCylinder, {0, 0, c.Fiber}, {2, 2, 1}));
+    m->AddDetector(fiber);
+    ExactRun run(m);
+    const double collected =
+        run->GetDetectorArrayResult(0)->GetDetectorResult(0)->GetFiberTotal3D();
+    EXPECT_GT(collected, c.Least - 1e-9) << c.Name;
+    EXPECT_LT(collected, c.Most + 1e-9) << c.Name;
+    EXPECT_EQ(run[0].GetTotalTransmittance3D(), 0.0) << c.Name;
+  }
+}
