@@ -218,6 +218,7 @@ void trelExactMonteCarlo::TracePacket(const Batch& batch, std::int64_t number,
     packet.Dyes = Model.FindDyes(packet.Position + packet.Skip * packet.Direction);
   }
   Model.Enter(start.Tissue, packet);
+  if (launch.IsExternal() && EndAtFiberHere(packet, Model, tally)) return;
   TraceExactly(packet, numbers, Model, tally);
   tally.Interactions += packet.Interactions;
 }

@@ -308,7 +308,9 @@ TEST(ExactFibers, WinOverWhatLiesAtTheirFace)
     const char* Name;
     double Fiber, Dye, Index, Least, Most;  // centres, mm; what the fibre collects
   } cases[] = {{"the border of a dye, 0.5 + 0.1 = 1.6 - 1", 1.6, 0.5, 1.0, 0.94, 0.99},
-               {"the same, 0.7 + 0.1 = 1.8 - 1", 1.8, 0.7, 1.0, 0.94, 0.99}};
+               {"the same, 0.7 + 0.1 = 1.8 - 1", 1.8, 0.7, 1.0, 0.94, 0.99},
+               {"the skin that light enters", 1.0, 3.0, 1.0, 1.0, 1.0},
+               {"the skin that light is refracted by", 1.0, 3.0, 1.5, 0.96, 0.96}};
   for (const auto& c : cases) {
     TestModel m(FMT);
     m->SetWavelengths({500, 600});
