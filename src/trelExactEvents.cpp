@@ -132,6 +132,7 @@ static void EndInFiber(trelExactPacket& packet, std::int32_t fiber, const trelHi
                        const trelExactModel& model, trelExactTally& tally)
 {
   packet.Dead = true;
+  ++tally.InFibers;
   ScoreFiber(packet, face.Face, fiber, tally, model);
 }
 

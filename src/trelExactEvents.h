@@ -25,7 +25,8 @@ struct trelExactTally : trelPacketScores
   double ReflectedWeight = 0.0;  ///< what the skin threw back at entry
   std::uint64_t Trapped = 0;     ///< packets that met too many boundaries in a row
   std::uint64_t EndedByTime = 0;
-  std::uint64_t Lost = 0;  ///< packets in clear tissue that met no boundary at all
+  std::uint64_t InFibers = 0;  ///< packets that a fibre took
+  std::uint64_t Lost = 0;      ///< packets in clear tissue that met no boundary at all
   /** By dye: the weight that was converted. Sized before the packets. */
   std::vector<double> Converted;
   /** Flies a packet to its end: an emission packet where it starts. Null in the pilot, in which

@@ -234,6 +234,7 @@ void trelExactMonteCarlo::Collect(const Batch& batch, const std::vector<trelExac
     Summary.Trapped += tally.Trapped;
     Summary.Lost += tally.Lost;
     Summary.EndedByTime += tally.EndedByTime;
+    Summary.InFibers += tally.InFibers;
     Summary.EndedByLimit += tally.EndedByLimit;
     reflected += tally.ReflectedWeight;
   }
@@ -250,15 +251,23 @@ void trelExactMonteCarlo::CountFinishedPacket()
   ReportProgress(static_cast<std::int32_t>(ProgressMaximum * part));
 }
 
+/** Packets of emissions are not among those launched. */
 void trelExactMonteCarlo::ReportUnfinished()
 {
-  const auto warn = [&](std::uint64_t packets, const char* text) {
-    if (packets != 0) WarningMacro(packets << " of " << Summary.Packets << " packets " << text);
+  const std::string all = " of " + std::to_string(Summary.Packets) + " packets ";
+  const auto warn = [&](std::uint64_t packets, const std::string& text) {
+    if (packets != 0) WarningMacro(packets << text);
   };
-  warn(Summary.NotLaunched, "were not launched: their light does not meet the medium");
+  warn(Summary.NotLaunched, all + "were not launched: their light does not meet the medium");
+  warn(Summary.ReflectedAtEntry,
+       all + "did not enter: beyond the critical angle all is reflected at the skin");
   warn(Summary.Trapped,
-       "were trapped between boundaries and ended: what is left of them is in no result");
-  warn(Summary.Lost, "flew through clear tissue without an end: what is left is in no result");
+       " packets were trapped between boundaries and ended: what is left of them is in no result");
+  warn(Summary.Lost,
+       " packets flew through clear tissue without an end: what is left of them is in"
+       " no result");
   warn(Summary.EndedByLimit,
-       "reached the limit of steps (stepnummax): what is left of them is in no result");
+       " packets reached the limit of steps (stepnummax): what is left of them is in no result");
+  warn(Summary.EndedByTime,
+       " packets reached the limit of time (flytimemax): what is left of them is in no result");
 }

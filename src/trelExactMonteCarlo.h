@@ -20,8 +20,9 @@ struct trelExactSummary
   std::uint64_t ReflectedAtEntry = 0;  ///< beyond the critical angle
   std::uint64_t Trapped = 0;           ///< met too many boundaries without an interaction
   std::uint64_t Lost = 0;              ///< met no boundary in clear tissue
-  std::uint64_t EndedByTime = 0;
-  std::uint64_t EndedByLimit = 0;  ///< of steps
+  std::uint64_t EndedByTime = 0;       ///< at "flytimemax"
+  std::uint64_t InFibers = 0;          ///< met a fibre
+  std::uint64_t EndedByLimit = 0;      ///< of steps
   /** By wavelength index: the weight of an emission packet in the unit of the sources' energy; 0
    *  without dyes. */
   std::vector<double> EmissionWeights;

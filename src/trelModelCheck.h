@@ -50,9 +50,10 @@ struct trelCheckedSource
   bool IsInternal, IsSolid, IsSpecular;
   trelCheckedShape Shape;
   std::vector<trelCheckedEntry> Entries;
-  /** Of how many pilot packets how many started in the medium; of 0 nothing is known. */
+  /** Of how many pilot packets how many met the medium; of 0 nothing is known. */
   int Tried = 0;
   int Met = 0;
+  int Reflected = 0;  ///< of those that met it: beyond the critical angle, nothing of them enters
 };
 
 struct trelCheckedGrid

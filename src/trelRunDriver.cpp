@@ -392,6 +392,26 @@ trelRunStatus trelRunDriver::Simulate()
   return RunDone;
 }
 
+/** What became of packets that are neither absorbed nor left. */
+void trelRunDriver::LogEnds(const trelExactSummary& summary)
+{
+  const std::pair<std::uint64_t, const char*> ends[] = {
+      {summary.NotLaunched, "not launched"},
+      {summary.ReflectedAtEntry, "reflected at entry"},
+      {summary.InFibers, "collected by fibres"},
+      {summary.EndedByTime, "ended by flytimemax"},
+      {summary.EndedByLimit, "ended by stepnummax"},
+      {summary.Trapped, "trapped"},
+      {summary.Lost, "lost in clear tissue"}};
+  const char* between = "packets ";
+  for (const auto& [packets, words] : ends) {
+    if (packets == 0) continue;
+    Log << between << words << ' ' << packets;
+    between = ", ";
+  }
+  if (between[0] == ',') Log << '\n';
+}
+
 void trelRunDriver::Summarize(trelOpticalSimulationFilter& filter, double seconds)
 {
   const bool isPlanar = Parameter->GetDimension() == Dimension2D;
@@ -413,6 +433,7 @@ void trelRunDriver::Summarize(trelOpticalSimulationFilter& filter, double second
     Log << '\n';
     ++i;
   }
+  if (exact) LogEnds(exact->GetSummary());
   Log << "time " << seconds << " s\nfiles";
   for (const std::string& name : ListFiles())
     Log << ' ' << name;

@@ -92,6 +92,7 @@ private:
   double RunPackets();
   trelRunStatus Simulate();
   bool CanWrite();
+  void LogEnds(const struct trelExactSummary& summary);
   void Summarize(class trelOpticalSimulationFilter& filter, double seconds);
   std::vector<std::string> ListFiles() const;
   std::string FindBase() const;

@@ -61,7 +61,11 @@ static Json ToJson(const trelCheckedSource& source)
                {"internal", source.IsInternal},    {"solid", source.IsSolid},
                {"specular", source.IsSpecular},    {"shape", ToJson(source.Shape)},
                {"spectra", ToJson(source.Entries)}};
-  json["share"] = source.Tried > 0 ? Json(double(source.Met) / source.Tried) : Json(nullptr);
+  const auto share = [&](int packets) {
+    return source.Tried > 0 ? Json(double(packets) / source.Tried) : Json(nullptr);
+  };
+  json["share"] = share(source.Met);
+  json["reflected"] = share(source.Reflected);
   return json;
 }
 

@@ -125,6 +125,22 @@ def test_what_a_check_tells(folder):
     expect(grid["axes"] == {"x": 40, "y": 40, "z": 40} and grid["bytes"] == 512000, text)
 
 
+# What to replace in the model, and words of the log and of the messages.
+ENDS = [
+    ("roiseparation", "flytimemax 1\nroiseparation", "ended by flytimemax", "limit of time"),
+    ("deflectangle 0 0", "deflectangle 80 80", "reflected at entry 50", "no light enters"),
+]
+
+
+def test_what_becomes_of_packets(folder):
+    for old, new, log_words, words in ENDS:
+        model = MODEL.replace(old, new, 1).replace("roi", "ambientmediumr 1.5\nroi", 1)
+        status, log, report = folder.run(model)
+        expect(status == 0 and log_words in log and words in report, f"{new}: {log} {report}")
+    check = json.loads(folder.run(model, "--check", "--json")[1])
+    expect(check["sources"][0]["reflected"] == 1, check["sources"])
+
+
 def test_closed_folder(folder):
     """Nothing is run whose results have no place; the rights of root are given up for that."""
     closed = folder.path / "closed"
@@ -147,7 +163,7 @@ def test_closed_folder(folder):
 
 def main():
     for test in (test_wrong_models, test_command_lines, test_what_a_check_tells,
-                 test_closed_folder):
+                 test_what_becomes_of_packets, test_closed_folder):
         with tempfile.TemporaryDirectory() as path:
             os.chmod(path, 0o755)
             test(Folder(sys.argv[1], path))
