@@ -14,6 +14,7 @@
 #include "trelExactMonteCarlo.h"
 #include "trelLightSource.h"
 #include "trelList.h"
+#include "trelMedium.h"
 #include "trelMediumResult.h"
 #include "trelMemory.h"
 #include "trelOpticalParameter.h"
@@ -211,28 +212,35 @@ bool trelRunDriver::Read(trelSimulationParameterReader& reader)
   return isRead;
 }
 
-static bool IsMeant(const trelTissue& tissue, int number, const std::string& name)
+/** The tissue of this number, else the only one of this name; null if there is none. */
+static const trelTissue* FindTissue(const trelMedium& medium, const std::string& meant)
 {
-  return name == std::to_string(number) || EqualWords(tissue.GetName(), name);
+  const trelTissue* named = nullptr;
+  int number = 0, others = 0;
+  for (const trelTissue* tissue : ItemsOf<trelTissue>(medium.GetTissues())) {
+    if (meant == std::to_string(++number)) return tissue;
+    if (!EqualWords(tissue->GetName(), meant)) continue;
+    others += named ? 1 : 0;
+    named = tissue;
+  }
+  return others == 0 ? named : nullptr;
 }
 
 trelRunStatus trelRunDriver::Apply(const trelCoefficientChange& change)
 {
   const trelRunDriverCoefficient* coefficient = FindCoefficient(change.Name);
+  const trelTissue* tissue = FindTissue(*Parameter->GetMedium(), change.Tissue);
   bool isApplied = false;
-  for (int i = 0; i < Parameter->GetNumberOfTissues(); ++i) {
-    const trelTissue* tissue = Parameter->GetTissue(i);
-    if (!IsMeant(*tissue, i + 1, change.Tissue)) continue;
-    for (int j = 0; trelOpticalParameter* optics = tissue->GetOpticalParameter(j); ++j) {
-      const bool isFirst = change.Wavelength == 0 && j == 0;
-      if (!change.IsAtAll && !isFirst && optics->GetWavelength() != change.Wavelength) continue;
-      (optics->*coefficient->Set)(change.Value);
-      isApplied = true;
-    }
+  for (int j = 0; tissue && tissue->GetOpticalParameter(j); ++j) {
+    trelOpticalParameter* optics = tissue->GetOpticalParameter(j);
+    const bool isFirst = change.Wavelength == 0 && j == 0;
+    if (!change.IsAtAll && !isFirst && optics->GetWavelength() != change.Wavelength) continue;
+    (optics->*coefficient->Set)(change.Value);
+    isApplied = true;
   }
   if (isApplied) return RunDone;
   Messages << Options.Program << ": error: " << change.Text
-           << ": the model has no such tissue or wavelength" << std::endl;
+           << ": the model has no such tissue or wavelength, or several of that name" << std::endl;
   return RunUsage;
 }
 

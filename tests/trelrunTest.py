@@ -109,6 +109,22 @@ def test_command_lines(folder):
     expect(folder.run(MODEL)[1].endswith(", exact rules\n"), "the last line of the log")
 
 
+def test_which_tissue_is_changed(folder):
+    """A number is one of a tissue first; a name that two have is none."""
+    twins = NODULE.replace("tissue 1 fat", "tissue 1 2").replace("tissue 2 nodule", "tissue 2 2")
+    absorption = []
+    for model, change in ((NODULE, None), (NODULE, "2.mua=0.7"), (twins, "2.mua=0.7"),
+                          (twins, "1.mua=0.7")):
+        arguments = ["--set", change] if change else []
+        status, text, _ = folder.run(model, "--check", "--json", *arguments)
+        expect(status == 0, text)
+        absorption.append([t["spectra"][0]["mua"] for t in json.loads(text)["tissues"]])
+    own = absorption[0]
+    expect(absorption[1:] == [[own[0], 0.7], [own[0], 0.7], [0.7, own[1]]], absorption)
+    same = twins.replace("tissue 1 2", "tissue 1 a").replace("tissue 2 2", "tissue 2 a")
+    expect(folder.run(same, "--set", "a.mua=0.7")[0] == 2, "a name of two tissues")
+
+
 def test_what_a_check_tells(folder):
     status, text, _ = folder.run(NODULE, "--check", "--json", "--set", "nodule.mua=0.7")
     check = json.loads(text)
@@ -162,8 +178,8 @@ def test_closed_folder(folder):
 
 
 def main():
-    for test in (test_wrong_models, test_command_lines, test_what_a_check_tells,
-                 test_what_becomes_of_packets, test_closed_folder):
+    for test in (test_wrong_models, test_command_lines, test_which_tissue_is_changed,
+                 test_what_a_check_tells, test_what_becomes_of_packets, test_closed_folder):
         with tempfile.TemporaryDirectory() as path:
             os.chmod(path, 0o755)
             test(Folder(sys.argv[1], path))
