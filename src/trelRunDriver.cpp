@@ -352,8 +352,16 @@ std::vector<std::string> trelRunDriver::ListFiles() const
     if (Parameter->GetSaveAbsorption()) files.push_back(Base + ".A" + domain.Ending);
     if (Parameter->GetSaveTransmittance()) files.push_back(Base + ".T" + domain.Ending);
   }
-  if (Parameter->GetNumberOfDetectors() > 0 && Parameter->GetDimension() == Dimension3D)
-    files.push_back(Base + ".D.CW");
+  if (Parameter->GetNumberOfDetectors() == 0 || Parameter->GetDimension() != Dimension3D)
+    return files;
+  const bool isExact = Options.Rules == RulesExact;
+  const bool hasFibers = Parameter->CountFiberDetectors() > 0;
+  for (const auto& domain : domains) {
+    const bool isCW = &domain == &domains[0];
+    // The classic rules write the continuous wave alone, and always.
+    if (isExact ? domain.IsOn && (isCW || hasFibers) : isCW)
+      files.push_back(Base + ".D" + domain.Ending);
+  }
   return files;
 }
 

@@ -16,6 +16,7 @@ ROOT = Path(__file__).resolve().parent.parent
 MODEL = (ROOT / "examples/pencil-beam.trl").read_text().replace(" 100000", " 50")
 NODULE = (ROOT / "examples/nodule.trl").read_text().replace(" 50000", " 50")
 DYE = (ROOT / "examples/fluorescence.trl").read_text().replace(" 100000", " 50")
+FIBERS = (ROOT / "examples/fibers.trl").read_text().replace(" 100000", " 50")
 MESH = (ROOT / "examples/nodule.off").read_text()
 
 # A model, what to replace in it, and words of the message with the text of the line that it names.
@@ -157,6 +158,19 @@ def test_what_becomes_of_packets(folder):
     expect(check["sources"][0]["reflected"] == 1, check["sources"])
 
 
+def test_which_files_are_written(folder):
+    """All of them are named by the log, and tried before the packets."""
+    model = FIBERS.replace("roisep", "domain td 0 100 50\ndomain fd 100\nroisep", 1)
+    log = folder.run(model)[1]
+    named = next(row for row in log.splitlines() if row.startswith("files ")).split()[1:]
+    expect(sorted(named) == sorted(p.name for p in folder.path.glob("model.?.*")), log)
+    expect(len(named) == 9, log)
+    (folder.path / "model.D.FD").unlink()
+    (folder.path / "model.D.FD").mkdir()
+    status, log, report = folder.run(model)
+    expect(status == 3 and log == "" and "cannot be written: model.D.FD" in report, report)
+
+
 def test_closed_folder(folder):
     """Nothing is run whose results have no place; the rights of root are given up for that."""
     closed = folder.path / "closed"
@@ -179,7 +193,8 @@ def test_closed_folder(folder):
 
 def main():
     for test in (test_wrong_models, test_command_lines, test_which_tissue_is_changed,
-                 test_what_a_check_tells, test_what_becomes_of_packets, test_closed_folder):
+                 test_what_a_check_tells, test_what_becomes_of_packets,
+                 test_which_files_are_written, test_closed_folder):
         with tempfile.TemporaryDirectory() as path:
             os.chmod(path, 0o755)
             test(Folder(sys.argv[1], path))
