@@ -395,7 +395,9 @@ trelRunStatus trelRunDriver::Simulate()
     filter->SetInput(Parameter);
     return filter->Update();
   });
-  if (!isDone) return RunFailed;
+  // A camera that fails takes nothing from the other results.
+  const bool isKept = Options.Rules == RulesExact && filter->HasLeftMedium();
+  if (!isDone && !isKept) return RunFailed;
   const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
   const bool isWritten = DoStage(Running, "writing the results", [&] {
     const trelRunDriverHolder<trelSimulationResultWriter> writer(new trelSimulationResultWriter);
@@ -405,7 +407,7 @@ trelRunStatus trelRunDriver::Simulate()
   });
   if (!isWritten) return RunNotWritten;
   if (!Options.IsQuiet) Summarize(*filter, seconds.count());
-  return RunDone;
+  return isDone ? RunDone : RunFailed;
 }
 
 /** What became of packets that are neither absorbed nor left. */

@@ -17,6 +17,7 @@ MODEL = (ROOT / "examples/pencil-beam.trl").read_text().replace(" 100000", " 50"
 NODULE = (ROOT / "examples/nodule.trl").read_text().replace(" 50000", " 50")
 DYE = (ROOT / "examples/fluorescence.trl").read_text().replace(" 100000", " 50")
 FIBERS = (ROOT / "examples/fibers.trl").read_text().replace(" 100000", " 50")
+CAMERA = (ROOT / "examples/cameras.trl").read_text().replace(" 100000", " 50")
 MESH = (ROOT / "examples/nodule.off").read_text()
 
 # A model, what to replace in it, and words of the message with the text of the line that it names.
@@ -40,6 +41,10 @@ WRONG = [
     (MODEL, " 1.0 50", " 1.0 0", "got 0 packets", "lightsourcespectrumindex 1 1.0 0"),
     (DYE, " 670 0.3 ", " 670 1.3 ", "from 0 to 1", "lightsourcespectrumindex 2 670 1.3"),
     (MODEL, "external solid", "extern solid", "did you mean 'external'?", "lightsourceproperty"),
+    (CAMERA, "normal -1 0 0", "normal -1 0 1", "not lie in its VerticalPlane", "detectornormal"),
+    (CAMERA, "resolution 128", "resolution 0", "has 0 pixels", "detectorresolution"),
+    (CAMERA, "imagedist 72.5403", "imagedist 55", "is not above its focal", "imagedist 55"),
+    (CAMERA, "center 400 0 0", "center 4 0 0", "stands in the medium", "detectorcenter"),
     (MODEL, "simulationtype DOT", "simulationtype DOTS", "did you mean 'DOT'?", "simulationtype"),
 ]
 
