@@ -268,6 +268,8 @@ void trelExactMonteCarlo::ReportUnfinished()
        " no result");
   warn(Summary.EndedByLimit,
        " packets reached the limit of steps (stepnummax): what is left of them is in no result");
-  warn(Summary.EndedByTime,
+  // A limit at the end of the time gates, or behind them, is meant to spare what they do not see.
+  const bool isMeant = Model.DomainTD && Model.TimeLimit >= Input->GetTimeEnd();
+  warn(isMeant ? 0 : Summary.EndedByTime,
        " packets reached the limit of time (flytimemax): what is left of them is in no result");
 }
