@@ -103,7 +103,8 @@ trel_subsystem(transport
           trelCellBorders trelExactScores trelPacketEvents trelPacketGeometry trelExactLaunch
           trelThreadState trelMediumFilter trelMonteCarlo
           trelVarianceReductionMonteCarlo trelDiffuseVRMC trelBioluminescenceVRMC
-          trelFluorescenceVRMC trelExactModel trelExactEvents trelExactMonteCarlo)
+          trelFluorescenceVRMC trelExactModel trelExactEvents trelEmissionPilot
+          trelExactMonteCarlo)
 
 # A look at a model before it runs: what it is, and what is wrong with it.
 trel_subsystem(check

@@ -175,9 +175,12 @@ static void ShowSource(std::ostream& out, const trelCheckedSource& source, int d
       out << "  at " << entry.Wavelength << ": energy " << entry.Energy << " in " << entry.Packets
           << " packets\n";
   }
-  if (source.Tried > 0)
-    out << "  " << 100.0 * source.Met / source.Tried << " % of " << source.Tried
-        << " pilot packets start in the medium\n";
+  if (source.Tried == 0) return;
+  const double percent = 100.0 / source.Tried;
+  out << "  " << percent * (source.Met - source.Reflected) << " % of " << source.Tried
+      << " pilot packets start in the medium\n";
+  if (source.Reflected > 0)
+    out << "  " << percent * source.Reflected << " % are reflected at entry\n";
 }
 
 static void ShowDetector(std::ostream& out, const trelCheckedDetector& detector)

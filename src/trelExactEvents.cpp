@@ -109,21 +109,41 @@ static void StandOn(const trelTissueChange& change, const trelExactModel& model,
   if (packet.TissueIndex >= 0) model.UpdateInteraction(packet);
 }
 
-/** The fibre, if any, whose surface lies at the packet's place and that it goes into: one that
- *  touches the skin from outside. */
-static bool EndAtFiberOutside(trelExactPacket& packet, const trelExactModel& model,
-                              trelExactTally& tally)
+/** The fibre whose surface the ray enters first, up to @p limit; -1 if there is none. One that the
+ *  ray leaves is none: the packet was launched inside. */
+static std::int32_t FindFiber(const trelRay& ray, double after, double limit,
+                              const trelExactModel& model, trelHit* nearest)
 {
-  const trelRay back = {packet.Position - packet.Skip * packet.Direction, packet.Direction};
+  std::int32_t found = -1;
+  trelHit hit;
   for (std::size_t i = 0; i < model.FiberShapes.size(); ++i) {
     const trelShapeObject* fiber = model.FiberShapes[i];
-    trelHit hit;
-    if (!fiber || !fiber->FindCrossing(back, 0.0, 2.0 * packet.Skip, &hit)) continue;
-    if (Dot(hit.Normal, packet.Direction) >= 0.0) continue;
-    ScoreFiber(packet, hit.Face, static_cast<std::int32_t>(i), tally, model);
-    return true;
+    if (!fiber || !fiber->FindCrossing(ray, after, limit, &hit)) continue;
+    if (Dot(hit.Normal, ray.Direction) >= 0.0) continue;
+    *nearest = hit;
+    limit = hit.Distance;
+    found = static_cast<std::int32_t>(i);
   }
-  return false;
+  return found;
+}
+
+/** Ends and scores a packet at the face of a fibre. */
+static void EndInFiber(trelExactPacket& packet, std::int32_t fiber, const trelHit& face,
+                       const trelExactModel& model, trelExactTally& tally)
+{
+  packet.Dead = true;
+  ++tally.InFibers;
+  ScoreFiber(packet, face.Face, fiber, tally, model);
+}
+
+bool EndAtFiberHere(trelExactPacket& packet, const trelExactModel& model, trelExactTally& tally)
+{
+  if (!model.HasFiberDetectors) return false;
+  const trelRay back = {packet.Position - packet.Skip * packet.Direction, packet.Direction};
+  trelHit face;
+  const std::int32_t fiber = FindFiber(back, 0.0, 2.0 * packet.Skip, model, &face);
+  if (fiber >= 0) EndInFiber(packet, fiber, face, model, tally);
+  return fiber >= 0;
 }
 
 /** Ends and scores a packet that has left the medium, towards Direction. */
@@ -131,7 +151,7 @@ static void Escape(trelExactPacket& packet, const trelExactModel& model, trelExa
 {
   packet.Dead = true;
   packet.TissueIndex = -1;
-  if (model.HasFiberDetectors && EndAtFiberOutside(packet, model, tally)) return;
+  if (EndAtFiberHere(packet, model, tally)) return;
   if (tally.SpectrumMediumResult) {
     const std::int64_t row = tally.SpectrumMediumResult->IncrementTransmitPhotonNum();
     if (model.SavePhotonFlyTime) {
@@ -181,32 +201,14 @@ static void MeetBoundary(trelExactPacket& packet, const trelTissueChange& change
   if (change.Tissue < 0) Escape(packet, model, tally);
 }
 
-/** A surface beside those of the tissues on a segment. */
-struct trelMarkerHit
-{
-  trelHit Hit;
-  std::int32_t Fiber = -1;  ///< the fibre that it belongs to, -1 for the region of a dye
-};
-
-/** The nearest fibre that the ray enters, or border of a dye's region, up to @p limit. */
-static bool FindMarker(const trelRay& ray, double after, double limit, const trelExactModel& model,
-                       trelMarkerHit* nearest)
+/** The nearest border of a dye's region up to @p limit. */
+static bool FindDyeBorder(const trelRay& ray, double after, double limit,
+                          const trelExactModel& model, trelHit* nearest)
 {
   bool found = false;
-  trelHit hit;
-  for (std::size_t i = 0; i < model.FiberShapes.size(); ++i) {
-    const trelShapeObject* fiber = model.FiberShapes[i];
-    if (!fiber || !fiber->FindCrossing(ray, after, limit, &hit)) continue;
-    if (Dot(hit.Normal, ray.Direction) >= 0.0) continue;  // it was launched inside
-    *nearest = {hit, static_cast<std::int32_t>(i)};
-    limit = hit.Distance;
-    found = true;
-  }
   for (const trelDye& dye : model.Dyes) {
-    if (!dye.Region->FindCrossing(ray, after, limit, &hit)) continue;
-    if (found && !(hit.Distance < limit)) continue;
-    *nearest = {hit, -1};
-    limit = hit.Distance;
+    if (!dye.Region->FindCrossing(ray, after, limit, nearest)) continue;
+    limit = nearest->Distance;
     found = true;
   }
   return found;
@@ -242,24 +244,29 @@ static void EndSegment(trelExactPacket& packet, double limit, bool endsByTime,
 
 /** Ends the segment at a fibre or a dye's border that lies ahead of where it would end, @p distance
  *  away, with or without a change of tissue there. A fibre behind a boundary at its place, in the
- *  medium, wins over it, one outside of the medium does not, and a dye's border is settled with the
- *  boundary. */
+ *  medium, wins over it, one outside of the medium does not. A dye's border is settled with the
+ *  boundary, and a fibre at its place wins over it. */
 static bool EndAtMarker(trelExactPacket& packet, double distance, const trelTissueChange* change,
                         const trelExactModel& model, trelExactTally& tally)
 {
-  trelMarkerHit marker;
+  const trelRay ray = packet.GetRay();
   const double slack = change ? change->ReachAlong(packet.Direction) : 0.0;
-  const double limit = change && change->Tissue >= 0 ? distance + slack : distance - slack;
-  if (!FindMarker(packet.GetRay(), packet.Skip, limit, model, &marker)) return false;
-  if (marker.Fiber < 0 && marker.Hit.Distance > distance - slack) return false;
-  if (CountBoundary(packet, tally)) return true;
-  Advance(packet, marker.Hit.Distance, model, tally);
-  if (marker.Fiber < 0) {
-    StandOn(model.Map.MakeMark(marker.Hit), model, packet);
-    return true;
+  double limit = change && change->Tissue >= 0 ? distance + slack : distance - slack;
+  trelHit border, face;
+  trelTissueChange mark;
+  const bool meetsDye = FindDyeBorder(ray, packet.Skip, distance - slack, model, &border);
+  if (meetsDye) {
+    mark = model.Map.MakeMark(border);
+    limit = border.Distance + mark.ReachAlong(packet.Direction);
   }
-  packet.Dead = true;
-  ScoreFiber(packet, marker.Hit.Face, marker.Fiber, tally, model);
+  const std::int32_t fiber = FindFiber(ray, packet.Skip, limit, model, &face);
+  if (fiber < 0 && !meetsDye) return false;
+  if (CountBoundary(packet, tally)) return true;
+  Advance(packet, fiber < 0 ? border.Distance : face.Distance, model, tally);
+  if (fiber < 0)
+    StandOn(mark, model, packet);
+  else
+    EndInFiber(packet, fiber, face, model, tally);
   return true;
 }
 

@@ -25,7 +25,8 @@ struct trelExactTally : trelPacketScores
   double ReflectedWeight = 0.0;  ///< what the skin threw back at entry
   std::uint64_t Trapped = 0;     ///< packets that met too many boundaries in a row
   std::uint64_t EndedByTime = 0;
-  std::uint64_t Lost = 0;  ///< packets in clear tissue that met no boundary at all
+  std::uint64_t InFibers = 0;  ///< packets that a fibre took
+  std::uint64_t Lost = 0;      ///< packets in clear tissue that met no boundary at all
   /** By dye: the weight that was converted. Sized before the packets. */
   std::vector<double> Converted;
   /** Flies a packet to its end: an emission packet where it starts. Null in the pilot, in which
@@ -106,6 +107,10 @@ inline void Interact(trelExactPacket& packet, trelPacketNumbers& numbers,
 /** Scores a packet that starts on the skin, at @p skin, and outward: it is gone at once. */
 void EscapeAtStart(const trelHit& skin, trelExactPacket& packet, const trelExactModel& model,
                    trelExactTally& tally);
+
+/** Ends and scores a packet on the skin that goes into a fibre whose surface lies at its place: one
+ *  that has left the medium into a fibre outside, or enters it into one inside. */
+bool EndAtFiberHere(trelExactPacket& packet, const trelExactModel& model, trelExactTally& tally);
 
 /** Follows the packet's segment of @p length, which may be infinite, to the first of its end, a
  *  change of tissue, a dye's border, a fibre and the limit of time, and does what happens there. */

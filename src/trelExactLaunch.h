@@ -62,6 +62,9 @@ public:
   /** Weight of one packet of the entry, energy / packets, in the unit of the energy. */
   double GetPacketWeight() const { return PacketWeight; }
 
+  /** Whether packets enter the medium through its surface. */
+  bool IsExternal() const { return External; }
+
   /** Starts a packet, by the numbers of its stream. Unless it is LaunchDone, @p launched tells
    *  nothing but Reflected; if LaunchEscaped, it is the packet as it leaves. */
   trelLaunchOutcome Launch(const trelTissueMap& map, trelUniformNumbers& numbers,

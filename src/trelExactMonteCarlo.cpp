@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <random>
 
+#include "trelEmissionPilot.h"
 #include "trelExactLaunch.h"
 #include "trelExactSteps.h"
 #include "trelLightSource.h"
@@ -17,8 +18,11 @@
 #include "trelThreads.h"
 #include "trelVoxelTable.h"
 
-/** Packets that a pilot flies of each entry, at most. */
-static constexpr std::int64_t pilotPackets = 1000;
+/** Packets that a pilot flies at least, and those and the interactions after which it flies no more
+ *  than as many again. */
+static constexpr std::int64_t fewestPilotPackets = 1000;
+static constexpr std::int64_t enoughPilotPackets = 64000;
+static constexpr std::uint64_t enoughPilotInteractions = 2000000;
 /** The pilot's streams: the same in every run of a model. */
 static constexpr std::uint64_t pilotSeed = 0x70696c6f74;
 
@@ -38,6 +42,7 @@ bool trelExactMonteCarlo::Prepare()
   Input->PrepareGeometry();
   if (!GetOutput()->Initialize(Input) || !Model.Resolve(*Input)) return false;
   Tables.Resolve(*Output, *Input, Model.MediumShapeType);
+  Summary.EmissionWeights.assign(static_cast<std::size_t>(Model.NumberOfSpectra), 0.0);
   Reflected.assign(static_cast<std::size_t>(Model.NumberOfSpectra), 0.0);
   CollectBatches();
   return true;
@@ -51,7 +56,7 @@ void trelExactMonteCarlo::CollectBatches()
     std::uint64_t entry = source++ << 32;
     if (!RunsSource(*light)) continue;
     for (const trelSpectrum* spectrum : light->GetSpectra()->GetItems<trelSpectrum>())
-      Batches.push_back({light, spectrum, entry++, spectrum->GetPhotonNumber(), Seed});
+      Batches.push_back({light, spectrum, entry++, spectrum->GetPhotonNumber(), Seed, 0});
   }
 }
 
@@ -84,33 +89,48 @@ bool trelExactMonteCarlo::Execute()
   return true;
 }
 
-/** One constant for each emission spectrum, such that about one emission packet starts for each
- *  packet of the sources. Where the pilot converts nothing, the mean weight of these. */
 bool trelExactMonteCarlo::RunPilot()
 {
-  std::vector<double> converted(static_cast<std::size_t>(Model.NumberOfSpectra), 0.0);
-  double energy = 0.0;
-  IsPilot = true;
+  trelEmissionPilot pilot(Model);
+  std::int64_t entries = 0;
   for (const Batch& batch : Batches) {
     if (batch.Packets == 0) continue;
-    energy += batch.Spectrum->GetEnergy();
-    Batch part = batch;
-    part.Packets = std::min(batch.Packets, pilotPackets);
-    part.Seed = pilotSeed;
-    std::vector<trelExactTally> tallies(1);
-    if (!RunBatch(part, tallies)) return false;
-    const double scale = static_cast<double>(batch.Packets) / static_cast<double>(part.Packets);
-    for (std::size_t i = 0; i < Model.Dyes.size(); ++i)
-      converted[static_cast<std::size_t>(Model.Dyes[i].WavelengthIndex)] +=
-          scale * tallies[0].Converted[i];
+    ++entries;
+    pilot.AddEntry(static_cast<std::int32_t>(batch.Spectrum->GetWavelength()),
+                   static_cast<std::int32_t>(batch.Spectrum->GetWavelengthIndex()),
+                   batch.Spectrum->GetEnergy(), batch.Packets);
   }
-  IsPilot = false;
-  const auto packets = static_cast<double>(std::max<std::uint64_t>(Summary.Packets, 1));
+  Pilot = &pilot;
+  std::int64_t flown = 0;
+  const bool isDone = entries == 0 || FlyPilot(entries, &flown);
+  Pilot = nullptr;
   for (trelDye& dye : Model.Dyes) {
-    const double sum = converted[static_cast<std::size_t>(dye.WavelengthIndex)];
-    dye.PacketWeight = (sum > 0.0 ? sum : energy) / packets;
+    if (flown > 0) dye.PacketWeight = pilot.FindWeight(dye.WavelengthIndex, flown);
+    Summary.EmissionWeights[static_cast<std::size_t>(dye.WavelengthIndex)] = dye.PacketWeight;
   }
-  return true;
+  return isDone;
+}
+
+/** The same number of packets of each entry, doubled until enough was seen or that gets too dear.
+ */
+bool trelExactMonteCarlo::FlyPilot(std::int64_t entries, std::int64_t* flown)
+{
+  std::vector<trelExactTally> tallies(1);
+  std::uint64_t interactions = 0;
+  std::int64_t more = std::max<std::int64_t>(fewestPilotPackets / entries, 1);
+  while (true) {
+    for (const Batch& batch : Batches) {
+      if (batch.Packets == 0) continue;
+      PilotScale = batch.Packets;
+      if (!RunBatch({batch.Light, batch.Spectrum, batch.Entry, more, pilotSeed, *flown}, tallies))
+        return false;
+      interactions += tallies[0].Interactions;
+    }
+    more = *flown += more;
+    const bool isDear =
+        more * entries >= enoughPilotPackets || interactions >= enoughPilotInteractions;
+    if (isDear || Pilot->IsEnough()) return true;
+  }
 }
 
 TREL_CLONED TREL_FLAT static void TraceExactly(trelExactPacket& packet, trelPacketNumbers& numbers,
@@ -125,12 +145,12 @@ bool trelExactMonteCarlo::RunBatch(const Batch& batch, std::vector<trelExactTall
   for (trelExactTally& tally : tallies) {
     tally = trelExactTally();
     tally.Converted.assign(Model.Dyes.size(), 0.0);
-    tally.Trace = IsPilot ? nullptr : &TraceExactly;
+    tally.Trace = Pilot ? nullptr : &TraceExactly;
     tally.Tables = &Tables;
     tally.Result = Output;
     tally.OneThread = tallies.size() == 1;
     tally.SelectRecord(static_cast<std::int32_t>(batch.Spectrum->GetWavelengthIndex()));
-    if (IsPilot) {
+    if (Pilot) {
       tally.Grids = &NoGrids;
       tally.FiberGrids = nullptr;
       tally.SpectrumMediumResult = nullptr;
@@ -155,7 +175,7 @@ bool trelExactMonteCarlo::RunBatch(const Batch& batch, std::vector<trelExactTall
     ErrorMacro("Out of memory while starting the threads!");
     return false;
   }
-  if (!IsPilot) Collect(batch, tallies);
+  if (!Pilot) Collect(batch, tallies);
   return true;
 }
 
@@ -164,8 +184,13 @@ void trelExactMonteCarlo::TracePackets(const Batch& batch, const trelExactLaunch
 {
 #pragma omp for schedule(dynamic, 16)
   for (std::int64_t i = 0; i < batch.Packets; ++i) {
-    TracePacket(batch, i, launch, tally);
-    if (!IsPilot) CountFinishedPacket();
+    TracePacket(batch, batch.First + i, launch, tally);
+    if (!Pilot) {
+      CountFinishedPacket();
+      continue;
+    }
+    Pilot->AddPacket(tally.Converted, PilotScale);
+    std::fill(tally.Converted.begin(), tally.Converted.end(), 0.0);
   }
 }
 
@@ -197,6 +222,7 @@ void trelExactMonteCarlo::TracePacket(const Batch& batch, std::int64_t number,
     EscapeAtStart(start.Skin, packet, Model, tally);
     return;
   }
+  if (launch.IsExternal() && EndAtFiberHere(packet, Model, tally)) return;
   TraceExactly(packet, numbers, Model, tally);
   tally.Interactions += packet.Interactions;
 }
@@ -212,6 +238,7 @@ void trelExactMonteCarlo::Collect(const Batch& batch, const std::vector<trelExac
     Summary.Trapped += tally.Trapped;
     Summary.Lost += tally.Lost;
     Summary.EndedByTime += tally.EndedByTime;
+    Summary.InFibers += tally.InFibers;
     Summary.EndedByLimit += tally.EndedByLimit;
     reflected += tally.ReflectedWeight;
   }
@@ -228,15 +255,25 @@ void trelExactMonteCarlo::CountFinishedPacket()
   ReportProgress(static_cast<std::int32_t>(ProgressMaximum * part));
 }
 
+/** Packets of emissions are not among those launched. */
 void trelExactMonteCarlo::ReportUnfinished()
 {
-  const auto warn = [&](std::uint64_t packets, const char* text) {
-    if (packets != 0) WarningMacro(packets << " of " << Summary.Packets << " packets " << text);
+  const std::string all = " of " + std::to_string(Summary.Packets) + " packets ";
+  const auto warn = [&](std::uint64_t packets, const std::string& text) {
+    if (packets != 0) WarningMacro(packets << text);
   };
-  warn(Summary.NotLaunched, "were not launched: their light does not meet the medium");
+  warn(Summary.NotLaunched, all + "were not launched: their light does not meet the medium");
+  warn(Summary.ReflectedAtEntry,
+       all + "did not enter: beyond the critical angle all is reflected at the skin");
   warn(Summary.Trapped,
-       "were trapped between boundaries and ended: what is left of them is in no result");
-  warn(Summary.Lost, "flew through clear tissue without an end: what is left is in no result");
+       " packets were trapped between boundaries and ended: what is left of them is in no result");
+  warn(Summary.Lost,
+       " packets flew through clear tissue without an end: what is left of them is in"
+       " no result");
   warn(Summary.EndedByLimit,
-       "reached the limit of steps (stepnummax): what is left of them is in no result");
+       " packets reached the limit of steps (stepnummax): what is left of them is in no result");
+  // A limit at the end of the time gates, or behind them, is meant to spare what they do not see.
+  const bool isMeant = Model.DomainTD && Model.TimeLimit >= Input->GetTimeEnd();
+  warn(isMeant ? 0 : Summary.EndedByTime,
+       " packets reached the limit of time (flytimemax): what is left of them is in no result");
 }

@@ -20,8 +20,12 @@ struct trelExactSummary
   std::uint64_t ReflectedAtEntry = 0;  ///< beyond the critical angle
   std::uint64_t Trapped = 0;           ///< met too many boundaries without an interaction
   std::uint64_t Lost = 0;              ///< met no boundary in clear tissue
-  std::uint64_t EndedByTime = 0;
-  std::uint64_t EndedByLimit = 0;  ///< of steps
+  std::uint64_t EndedByTime = 0;       ///< at "flytimemax"
+  std::uint64_t InFibers = 0;          ///< met a fibre
+  std::uint64_t EndedByLimit = 0;      ///< of steps
+  /** By wavelength index: the weight of an emission packet in the unit of the sources' energy; 0
+   *  without dyes. */
+  std::vector<double> EmissionWeights;
 };
 
 /**
@@ -61,12 +65,14 @@ private:
     std::uint64_t Entry;  ///< number of the source and of the spectrum, for the streams
     std::int64_t Packets;
     std::uint64_t Seed;
+    std::int64_t First;  ///< the number of its first packet
   };
 
   bool Prepare();
   void CollectBatches();
   /** The weight of emission packets, from a run of some packets that emits and scores nothing. */
   bool RunPilot();
+  bool FlyPilot(std::int64_t entries, std::int64_t* flown);
   bool RunBatch(const Batch& batch, std::vector<trelExactTally>& tallies);
   void TracePackets(const Batch& batch, const trelExactLaunch& launch, trelExactTally& tally);
   void TracePacket(const Batch& batch, std::int64_t number, const trelExactLaunch& launch,
@@ -83,7 +89,9 @@ private:
   std::vector<double> Reflected;  ///< by wavelength: weight that the skin threw back at entry
   std::uint64_t Seed;
   std::uint64_t Finished = 0;
-  bool IsPilot = false;
+  /** Told of conversions in a pilot, whose entry will launch PilotScale packets; else null. */
+  class trelEmissionPilot* Pilot = nullptr;
+  std::int64_t PilotScale = 0;
   bool OutOfMemory = false;
 };
 

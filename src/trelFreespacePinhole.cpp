@@ -40,13 +40,17 @@ bool trelFreespacePinhole::Execute()
   CollectImages();
   const bool all = Parameter->GetRules() == RulesExact;
   const std::int32_t last = all ? Parameter->GetNumberOfDetectors() : planes;
+  bool isComplete = true;
   for (std::int32_t i = 0; i < last; ++i) {
     const trelDetector* detector = detectors[static_cast<std::size_t>(i)];
     if (detector->GetDetectorType() != DetectorPlane) continue;
-    if (!ImageDetector(*static_cast<const trelPlaneDetector*>(detector), i)) return false;
+    if (ImageDetector(*static_cast<const trelPlaneDetector*>(detector), i)) continue;
+    // The classic rules leave all detectors as they are; the exact ones have the others' results.
+    if (!all) return false;
+    isComplete = false;
   }
   Result->FinalizeDetectorResults(Parameter);
-  return true;
+  return isComplete;
 }
 
 /** Looks up the image of each detector at each spectrum, null where there is none: pixels are many.

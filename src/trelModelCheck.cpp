@@ -250,7 +250,9 @@ public:
       const bool isLate = std::chrono::steady_clock::now() - start > mostPilotTime;
       if (isLate && checked.Tried >= fewestPilotPackets) break;
       ++checked.Tried;
-      checked.Met += (IsExact ? Meets(launch) : Meets(source, entry)) ? 1 : 0;
+      const trelLaunchOutcome outcome = IsExact ? Try(launch) : Try(source, entry);
+      checked.Met += outcome == LaunchNotMet ? 0 : 1;
+      checked.Reflected += outcome == LaunchReflected ? 1 : 0;
     }
   }
 
@@ -260,17 +262,19 @@ private:
     return Medium->GetShapeIsTetrahedron() && Medium->GetTetrahedron() &&
            !Medium->GetTetrahedron()->IsEmpty();
   }
-  bool Meets(const trelExactLaunch& launch)
+  trelLaunchOutcome Try(const trelExactLaunch& launch)
   {
     trelLaunched launched;
-    return launch.Launch(Model.Map, Numbers, &launched) != LaunchNotMet;
+    return launch.Launch(Model.Map, Numbers, &launched);
   }
-  bool Meets(const trelLightSource& source, trelSpectrum& entry)
+  trelLaunchOutcome Try(const trelLightSource& source, trelSpectrum& entry)
   {
     trelPhoton photon;
-    if (!source.LaunchPhoton(this, &photon, &entry)) return false;
-    return !source.IsInternal() ||
-           Medium->GetTissueIndex(photon.PositionX, photon.PositionY, photon.PositionZ) >= 0;
+    if (!source.LaunchPhoton(this, &photon, &entry)) return LaunchNotMet;
+    const bool meets =
+        !source.IsInternal() ||
+        Medium->GetTissueIndex(photon.PositionX, photon.PositionY, photon.PositionZ) >= 0;
+    return meets ? LaunchDone : LaunchNotMet;
   }
 
   trelPacketNumbers Numbers;
@@ -333,6 +337,19 @@ static void TellTooManyDyes(const trelSimulationParameter& parameter, trelModelF
   }
 }
 
+/** Warns of a source whose packets all meet the medium beyond the critical angle. */
+static void TellReflected(const trelCheckedSource& source, trelModelFindings& findings)
+{
+  const std::string owner = "lightsource " + std::to_string(source.Number);
+  findings.Add(FindingWarning, findings.GetLineOf(owner, "lightsource"), 0,
+               "no light enters: what meets the medium of the " + std::to_string(source.Tried) +
+                   " packets of " + owner +
+                   " that were tried is reflected beyond the critical"
+                   " angle",
+               "turn it towards the surface with lightsourcedeflectangle, or see whether"
+               " ambientmediumr is meant");
+}
+
 void trelModelCheck::LookAtSources(trelSimulationParameter& parameter)
 {
   if (parameter.GetRules() == RulesExact) TellTooManyDyes(parameter, Findings);
@@ -363,6 +380,8 @@ void trelModelCheck::LookAtSources(trelSimulationParameter& parameter)
     const bool isTold = Findings.CountErrors() > 0;
     if (packets > 0 && checked.Tried > 0 && checked.Met == 0 && !isTold)
       TellNotMet(checked, Findings);
+    if (packets > 0 && checked.Reflected > 0 && checked.Reflected == checked.Met)
+      TellReflected(checked, Findings);
     Sources.push_back(std::move(checked));
   }
 }

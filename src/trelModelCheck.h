@@ -61,9 +61,10 @@ struct trelCheckedSource
   trelVector Direction = {};                   ///< about which the angles count
   double Azimuth[2] = {}, Deflection[2] = {};  ///< ranges, degrees
   double ProfileWidth = 0.0;                   ///< of a Gaussian, mm; 0: even
-  /** Of how many pilot packets how many started in the medium; of 0 nothing is known. */
+  /** Of how many pilot packets how many met the medium; of 0 nothing is known. */
   int Tried = 0;
   int Met = 0;
+  int Reflected = 0;  ///< of those that met it: beyond the critical angle, nothing of them enters
 };
 
 /** A fibre has a shape, a camera the rest. */

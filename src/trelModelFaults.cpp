@@ -10,6 +10,7 @@
 #include "trelList.h"
 #include "trelMedium.h"
 #include "trelOpticalParameter.h"
+#include "trelPlaneDetector.h"
 #include "trelReadState.h"
 #include "trelShapeObject.h"
 #include "trelSimulationParameter.h"
@@ -272,6 +273,75 @@ static void CheckSources(trelModelFaultsSearch& search)
   }
 }
 
+/** The axis of the rows of pixels must lie in the plane of the detector. */
+static void CheckOrientation(trelModelFaultsSearch& search, const trelPlaneDetector& camera)
+{
+  static const char* const planes[] = {"xy", "xz", "yz"};
+  const int plane = camera.GetVerticalPlane();
+  const int up = PlaneYZ - plane;
+  const double tilt = camera.GetNormal()[up];
+  if (tilt == 0.0) return;
+  search.Add(
+      FindingError, "detectornormal", up + 1,
+      "the normal of " + search.Owner + " does not lie in its VerticalPlane, " + planes[plane],
+      std::string("write 0 for its ") + "xyz"[up] +
+          ", or another VerticalPlane that holds the normal");
+}
+
+static void CheckPixels(trelModelFaultsSearch& search, const trelPlaneDetector& camera)
+{
+  std::int32_t pixels[2];
+  double size[2];
+  camera.GetResolution(&pixels[0], &pixels[1]);
+  camera.GetSize(&size[0], &size[1]);
+  for (int i = 0; i < 2; ++i) {
+    if (pixels[i] < 1)
+      search.Add(FindingError, "detectorresolution", i + 1,
+                 search.Owner + " has " + std::to_string(pixels[i]) + " pixels along a side",
+                 "write a number above 0");
+    if (!(size[i] > 0.0) || !std::isfinite(size[i]))
+      search.Add(FindingMistake, "detectorsize", i + 1,
+                 "a side of " + search.Owner + " is " + ShowNumber(size[i]) + " mm long",
+                 "write a number above 0");
+  }
+}
+
+/** Settings with which no pixel sees anything. */
+static void CheckLens(trelModelFaultsSearch& search, const trelPlaneDetector& camera)
+{
+  const double focus = camera.GetFocalLength();
+  if (!(focus > 0.0) || !std::isfinite(focus)) {
+    search.Add(FindingMistake, "focallength", 1,
+               "the focal length of " + search.Owner + " is " + ShowNumber(focus),
+               "write a number above 0 (mm)");
+  } else if (!IsWithin(camera.GetImageDistance(), focus, HUGE_VAL) ||
+             camera.GetImageDistance() == focus) {
+    search.Add(FindingMistake, "imagedist", 1,
+               "the image distance of " + search.Owner + ", " +
+                   ShowNumber(camera.GetImageDistance()) + " mm, is not above its focal length, " +
+                   ShowNumber(focus) + " mm: it sees nothing",
+               "write a larger imagedist");
+  }
+  const trelShapeObject* body = search.Parameter.GetOuterShape();
+  if (!body || body->GetTraits().IsMesh() || !body->Holds(camera.GetCenter())) return;
+  search.Add(FindingMistake, "detectorcenter", 1,
+             search.Owner + " stands in the medium: it sees nothing",
+             "write a detectorcenter outside of it");
+}
+
+static void CheckCameras(trelModelFaultsSearch& search)
+{
+  int number = 0;
+  for (const trelDetector* detector : ItemsOf<trelDetector>(search.Parameter.GetDetectors())) {
+    search.Owner = "detector " + std::to_string(++number);
+    if (detector->GetDetectorType() != DetectorPlane) continue;
+    search.OwnerLine = search.Findings.GetLineOf(search.Owner, "detectorlens");
+    CheckOrientation(search, static_cast<const trelPlaneDetector&>(*detector));
+    CheckPixels(search, static_cast<const trelPlaneDetector&>(*detector));
+    CheckLens(search, static_cast<const trelPlaneDetector&>(*detector));
+  }
+}
+
 /** How many numbers stand ahead of an axis on its lines; a plane has no z. */
 static int GetPlace(trelAxis axis, SimulationDimension dimension)
 {
@@ -356,6 +426,10 @@ static void CheckSettings(trelModelFaultsSearch& search)
                "nothing is simulated with this freespacealgorithm",
                "write freespacealgorithm pinhole, or leave the line out");
   }
+  if (parameter.GetNumberOfDetectors() > 0 && !parameter.GetSaveTransmittance()) {
+    search.Add(FindingError, "transmittancematrix", 1, "detectors need the transmittance",
+               "write transmittancematrix 1 and its coordinates");
+  }
   const bool isTimed = parameter.GetTimeDomain() || parameter.GetFrequencyDomain();
   if (isTimed && parameter.GetSimulationType() == BLT) {
     search.Add(FindingError, "domain", 1, "BLT has no time and no frequency domain",
@@ -389,6 +463,7 @@ void FindModelFaults(const trelSimulationParameter& parameter, trelReadState& st
   CheckSettings(search);
   CheckTissues(search);
   CheckSources(search);
+  CheckCameras(search);
   CheckRegion(search);
   CheckNumberOfDetectors(search, state.GetDetectorNum());
 }

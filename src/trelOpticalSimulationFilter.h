@@ -41,6 +41,9 @@ public:
    * success.
    */
   bool Execute() override;
+  /** Whether the last run got as far as the light that leaves the medium: its results are complete
+   *  but for the pictures of cameras. */
+  bool HasLeftMedium() const { return InFreespace; }
 
 private:
   /** Lets go of the present output and takes the medium filter's, without a hold on it. */

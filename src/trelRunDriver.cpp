@@ -12,6 +12,7 @@
 #include <system_error>
 
 #include "trelCheckText.h"
+#include "trelExactMonteCarlo.h"
 #include "trelLightSource.h"
 #include "trelList.h"
 #include "trelMedium.h"
@@ -230,28 +231,35 @@ bool trelRunDriver::Read(trelSimulationParameterReader& reader)
   return isRead;
 }
 
-static bool IsMeant(const trelTissue& tissue, int number, const std::string& name)
+/** The tissue of this number, else the only one of this name; null if there is none. */
+static const trelTissue* FindTissue(const trelMedium& medium, const std::string& meant)
 {
-  return name == std::to_string(number) || EqualWords(tissue.GetName(), name);
+  const trelTissue* named = nullptr;
+  int number = 0, others = 0;
+  for (const trelTissue* tissue : ItemsOf<trelTissue>(medium.GetTissues())) {
+    if (meant == std::to_string(++number)) return tissue;
+    if (!EqualWords(tissue->GetName(), meant)) continue;
+    others += named ? 1 : 0;
+    named = tissue;
+  }
+  return others == 0 ? named : nullptr;
 }
 
 trelRunStatus trelRunDriver::Apply(const trelCoefficientChange& change)
 {
   const trelRunDriverCoefficient* coefficient = FindCoefficient(change.Name);
+  const trelTissue* tissue = FindTissue(*Parameter->GetMedium(), change.Tissue);
   bool isApplied = false;
-  int number = 0;
-  for (const trelTissue* tissue : Parameter->GetMedium()->GetTissues()->GetItems<trelTissue>()) {
-    if (!IsMeant(*tissue, ++number, change.Tissue)) continue;
-    for (int j = 0; trelOpticalParameter* optics = tissue->GetOpticalParameter(j); ++j) {
-      const bool isFirst = change.Wavelength == 0 && j == 0;
-      if (!change.IsAtAll && !isFirst && optics->GetWavelength() != change.Wavelength) continue;
-      (optics->*coefficient->Set)(change.Value);
-      isApplied = true;
-    }
+  for (int j = 0; tissue && tissue->GetOpticalParameter(j); ++j) {
+    trelOpticalParameter* optics = tissue->GetOpticalParameter(j);
+    const bool isFirst = change.Wavelength == 0 && j == 0;
+    if (!change.IsAtAll && !isFirst && optics->GetWavelength() != change.Wavelength) continue;
+    (optics->*coefficient->Set)(change.Value);
+    isApplied = true;
   }
   if (isApplied) return RunDone;
   Messages << Options.Program << ": error: " << change.Text
-           << ": the model has no such tissue or wavelength" << std::endl;
+           << ": the model has no such tissue or wavelength, or several of that name" << std::endl;
   return RunUsage;
 }
 
@@ -364,8 +372,16 @@ std::vector<std::string> trelRunDriver::ListFiles() const
     if (Parameter->GetSaveAbsorption()) files.push_back(Base + ".A" + domain.Ending);
     if (Parameter->GetSaveTransmittance()) files.push_back(Base + ".T" + domain.Ending);
   }
-  if (Parameter->GetNumberOfDetectors() > 0 && Parameter->GetDimension() == Dimension3D)
-    files.push_back(Base + ".D.CW");
+  if (Parameter->GetNumberOfDetectors() == 0 || Parameter->GetDimension() != Dimension3D)
+    return files;
+  const bool isExact = Options.Rules == RulesExact;
+  const bool hasFibers = Parameter->CountFiberDetectors() > 0;
+  for (const auto& domain : domains) {
+    const bool isCW = &domain == &domains[0];
+    // The classic rules write the continuous wave alone, and always.
+    if (isExact ? domain.IsOn && (isCW || hasFibers) : isCW)
+      files.push_back(Base + ".D" + domain.Ending);
+  }
   return files;
 }
 
@@ -403,7 +419,9 @@ trelRunStatus trelRunDriver::Simulate()
     filter->SetInput(Parameter);
     return filter->Update();
   });
-  if (!isDone) return RunFailed;
+  // A camera that fails takes nothing from the other results.
+  const bool isKept = Options.Rules == RulesExact && filter->HasLeftMedium();
+  if (!isDone && !isKept) return RunFailed;
   const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
   const bool isWritten = DoStage(Running, "writing the results", [&] {
     const trelRunDriverHolder<trelSimulationResultWriter> writer(new trelSimulationResultWriter);
@@ -412,14 +430,37 @@ trelRunStatus trelRunDriver::Simulate()
     return writer->Update();
   });
   if (!isWritten) return RunNotWritten;
-  if (!Options.IsQuiet) Summarize(*filter->GetOutput(), seconds.count());
-  return RunDone;
+  if (!Options.IsQuiet) Summarize(*filter, seconds.count());
+  return isDone ? RunDone : RunFailed;
 }
 
-void trelRunDriver::Summarize(const trelSimulationResult& result, double seconds)
+/** What became of packets that are neither absorbed nor left. */
+void trelRunDriver::LogEnds(const trelExactSummary& summary)
+{
+  const std::pair<std::uint64_t, const char*> ends[] = {
+      {summary.NotLaunched, "not launched"},
+      {summary.ReflectedAtEntry, "reflected at entry"},
+      {summary.InFibers, "collected by fibres"},
+      {summary.EndedByTime, "ended by flytimemax"},
+      {summary.EndedByLimit, "ended by stepnummax"},
+      {summary.Trapped, "trapped"},
+      {summary.Lost, "lost in clear tissue"}};
+  const char* between = "packets ";
+  for (const auto& [packets, words] : ends) {
+    if (packets == 0) continue;
+    Log << between << words << ' ' << packets;
+    between = ", ";
+  }
+  if (between[0] == ',') Log << '\n';
+}
+
+void trelRunDriver::Summarize(trelOpticalSimulationFilter& filter, double seconds)
 {
   const bool isPlanar = Parameter->GetDimension() == Dimension2D;
-  for (const trelMediumResult* record : ItemsOf<trelMediumResult>(result.GetMediumResults())) {
+  const auto* exact = dynamic_cast<const trelExactMonteCarlo*>(filter.GetMediumFilter());
+  std::size_t i = 0;
+  for (const trelMediumResult* record :
+       ItemsOf<trelMediumResult>(filter.GetOutput()->GetMediumResults())) {
     Log << "at " << record->GetSpectrumId() << ": packets "
         << record->GetAbsorpPhotonNum() + record->GetTransmitPhotonNum() << ", of which "
         << record->GetTransmitPhotonNum() << " left";
@@ -429,8 +470,12 @@ void trelRunDriver::Summarize(const trelSimulationResult& result, double seconds
     if (Parameter->GetContinuousWave() && Parameter->GetSaveTransmittance())
       Log << "; transmitted "
           << (isPlanar ? record->GetTotalTransmittance2D() : record->GetTotalTransmittance3D());
+    if (exact && exact->GetSummary().EmissionWeights[i] > 0.0)
+      Log << "; emission packets of " << exact->GetSummary().EmissionWeights[i];
     Log << '\n';
+    ++i;
   }
+  if (exact) LogEnds(exact->GetSummary());
   Log << "time " << seconds << " s\nfiles";
   for (const std::string& name : ListFiles())
     Log << ' ' << name;

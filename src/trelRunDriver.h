@@ -9,7 +9,6 @@
 #include "trelModelCheck.h"
 
 class trelSimulationParameter;
-class trelSimulationResult;
 
 /** How a run of the program ends. Scripts depend on the values. */
 enum trelRunStatus
@@ -94,7 +93,8 @@ private:
   double RunPackets();
   trelRunStatus Simulate();
   bool CanWrite();
-  void Summarize(const trelSimulationResult& result, double seconds);
+  void LogEnds(const struct trelExactSummary& summary);
+  void Summarize(class trelOpticalSimulationFilter& filter, double seconds);
   std::vector<std::string> ListFiles() const;
   std::string FindBase() const;
 

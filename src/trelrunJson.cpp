@@ -75,7 +75,11 @@ static Json ToJson(const trelCheckedSource& source)
   json["azimuth"] = source.Azimuth;
   json["deflection"] = source.Deflection;
   json["gaussian"] = source.ProfileWidth > 0.0 ? Json(source.ProfileWidth) : Json(nullptr);
-  json["share"] = source.Tried > 0 ? Json(double(source.Met) / source.Tried) : Json(nullptr);
+  const auto share = [&](int packets) {
+    return source.Tried > 0 ? Json(double(packets) / source.Tried) : Json(nullptr);
+  };
+  json["share"] = share(source.Met);
+  json["reflected"] = share(source.Reflected);
   return json;
 }
 

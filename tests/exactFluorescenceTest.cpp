@@ -68,6 +68,35 @@ TEST(ExactFluorescence, EmissionIsTheYieldOfTheFluenceInTheDye)
   }
 }
 
+/** Light of a beam through tissue that absorbs all at the first interaction, mua = muf = 1/mm. The
+ *  pilot sees some conversions or none; the many packets of one are not to cost more than a run. */
+TEST(ExactFluorescence, RareConversionsAreKept)
+{
+  for (const double depth : {2.0, 8.0, 12.0}) {
+    const std::uint32_t packets = depth < 10.0 ? 40000 : 700000;
+    TestModel m(FMT);
+    m->SetWavelengths({500, 600});
+    m.AddTissue(Box(0, 0, 0, 5, 5, 10), {1.0, 0.0, 0.0, 1.0});
+    trelLightSource* beam = m.AddPencilBeam(0.5, 0.5, -10, 0);
+    beam->SetLuminousType(LuminousExcitation);
+    beam->GetSpectrum(0)->SetPhotonNumber(packets);
+    trelSpectrum& line =
+        *m.AddSource(Box(0, 0, depth - 8, 2, 2, 2), 0, LuminousEmission)->GetSpectrum(1);
+    line.SetExcitationWavelength(500);
+    line.SetFluorophoreAbsorption(1.0);
+    line.SetQuantumYield(0.5);
+    m->SetSeparations(10, 10, 10, 1, 1, 1);
+    ExactRun run(m);
+    const double converting = std::exp(-depth), error = 5.0 / std::sqrt(packets * converting);
+    EXPECT_NEAR(Light(run[1]) / (0.25 * converting * (1.0 - std::exp(-8.0))), 1.0, error);
+    EXPECT_GT(Light(run[1]), 0.0);
+    const auto ended = run[1].GetTransmitPhotonNum() + run[1].GetAbsorpPhotonNum();
+    EXPECT_LT(static_cast<double>(ended), 100.0 * packets * converting + 100.0);
+    EXPECT_GT(run.GetSummary().EmissionWeights[1], 0.0);
+    EXPECT_EQ(run.GetSummary().EmissionWeights[0], 0.0);
+  }
+}
+
 TEST(ExactFluorescence, AllThreadsConvertAlike)
 {
   std::vector<double> excited, emitted;
@@ -241,4 +270,38 @@ TEST(ExactFibers, OnTheSkinTheyCollectWhatHasPassedIt)
     EXPECT_NEAR(collected[i], passed[i], 1e-12) << i;
   EXPECT_GT(passed[numberOfGates], 0.05);
   EXPECT_NEAR(transmitted, all - passed[numberOfGates], 1e-12);
+}
+
+TEST(ExactFibers, WinOverWhatLiesAtTheirFace)
+{
+  const struct
+  {
+    const char* Name;
+    double Fiber, Dye, Index, Least, Most;  // centres, mm; what the fibre collects
+  } cases[] = {{"the border of a dye, 0.5 + 0.1 = 1.6 - 1", 1.6, 0.5, 1.0, 0.94, 0.99},
+               {"the same, 0.7 + 0.1 = 1.8 - 1", 1.8, 0.7, 1.0, 0.94, 0.99},
+               {"the skin that light enters", 1.0, 3.0, 1.0, 1.0, 1.0},
+               {"the skin that light is refracted by", 1.0, 3.0, 1.5, 0.96, 0.96}};
+  for (const auto& c : cases) {
+    TestModel m(FMT);
+    m->SetWavelengths({500, 600});
+    m.AddTissue(Box(0, 0, 10, 20, 20, 10), {0.01, 0.0, 0.0, c.Index});
+    trelLightSource* beam = m.AddPencilBeam(0.3, 0.2, -1, 0);
+    beam->SetLuminousType(LuminousExcitation);
+    beam->SetSpecular(true);
+    beam->GetSpectrum(0)->SetPhotonNumber(2000);
+    trelShapeObject* region = MakeShape(ShapeCylinder, {0, 0, c.Dye}, {2, 2, 0.1});
+    trelSpectrum& line = *m.AddSource(region, 0, LuminousEmission)->GetSpectrum(1);
+    line.SetExcitationWavelength(500);
+    line.SetFluorophoreAbsorption(0.1);
+    auto* fiber = new trelFiberDetector;
+    fiber->SetShape(MakeShape(ShapeCylinder, {0, 0, c.Fiber}, {2, 2, 1}));
+    m->AddDetector(fiber);
+    ExactRun run(m);
+    const double collected =
+        run->GetDetectorArrayResult(0)->GetDetectorResult(0)->GetFiberTotal3D();
+    EXPECT_GT(collected, c.Least - 1e-9) << c.Name;
+    EXPECT_LT(collected, c.Most + 1e-9) << c.Name;
+    EXPECT_EQ(run[0].GetTotalTransmittance3D(), 0.0) << c.Name;
+  }
 }

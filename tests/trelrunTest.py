@@ -20,6 +20,8 @@ DYE = (ROOT / "examples/fluorescence.trl").read_text().replace(" 100000", " 50")
 GLOW = DYE[DYE.index("lightsource 2"):DYE.index("tissue 1")]
 DYES = DYE.replace("lightsourcenum 2", "lightsourcenum 66").replace(
     "tissue 1", "".join(GLOW.replace("source 2", f"source {i}") for i in range(3, 67)) + "tissue 1")
+FIBERS = (ROOT / "examples/fibers.trl").read_text().replace(" 100000", " 50")
+CAMERA = (ROOT / "examples/cameras.trl").read_text().replace(" 100000", " 50")
 MESH = (ROOT / "examples/nodule.off").read_text()
 
 TISSUE = ("endtrl", "tissue 2 x\ntissueshape cube\ntissuecenter {}\ntissueaxis {}\n"
@@ -59,6 +61,10 @@ WRONG = [
     (MODEL, "0.9 1.37", "0.9 1.37 0", "takes 5 words", "tissuespectrumindex"),
     (MODEL, " 1.0 50", " 1.0 -5", "is taken as 0", "lightsourcespectrumindex 1 1.0 -5"),
     (DYES, "threadnum 1", "threadnum 2", "more than 64 lines of dyes", "lightsourcespectrumindex 2"),
+    (CAMERA, "normal -1 0 0", "normal -1 0 1", "not lie in its VerticalPlane", "detectornormal"),
+    (CAMERA, "resolution 128", "resolution 0", "has 0 pixels", "detectorresolution"),
+    (CAMERA, "imagedist 72.5403", "imagedist 55", "is not above its focal", "imagedist 55"),
+    (CAMERA, "center 400 0 0", "center 4 0 0", "stands in the medium", "detectorcenter"),
     (MODEL, "simulationtype DOT", "simulationtype DOTS", "did you mean 'DOT'?", "simulationtype"),
 ]
 
@@ -213,6 +219,22 @@ def test_command_lines(folder):
     expect(folder.run(MODEL)[1].endswith(", exact rules\n"), "the last line of the log")
 
 
+def test_which_tissue_is_changed(folder):
+    """A number is one of a tissue first; a name that two have is none."""
+    twins = NODULE.replace("tissue 1 fat", "tissue 1 2").replace("tissue 2 nodule", "tissue 2 2")
+    absorption = []
+    for model, change in ((NODULE, None), (NODULE, "2.mua=0.7"), (twins, "2.mua=0.7"),
+                          (twins, "1.mua=0.7")):
+        arguments = ["--set", change] if change else []
+        status, text, _ = folder.run(model, "--check", "--json", *arguments)
+        expect(status == 0, text)
+        absorption.append([t["spectra"][0]["mua"] for t in json.loads(text)["tissues"]])
+    own = absorption[0]
+    expect(absorption[1:] == [[own[0], 0.7], [own[0], 0.7], [0.7, own[1]]], absorption)
+    same = twins.replace("tissue 1 2", "tissue 1 a").replace("tissue 2 2", "tissue 2 a")
+    expect(folder.run(same, "--set", "a.mua=0.7")[0] == 2, "a name of two tissues")
+
+
 def test_what_a_check_tells(folder):
     status, text, _ = folder.run(NODULE, "--check", "--json", "--set", "nodule.mua=0.7")
     check = json.loads(text)
@@ -253,6 +275,34 @@ def test_the_model_as_read(folder):
     expect([check[key] for key in ("absorptionmatrix", "fluencerate", "photonflytime", "flytimemax",
                                    "stepnummax")] == ["cartesian", True, False, 90, None], check)
 
+# What to replace in the model, and words of the log and of the messages.
+ENDS = [
+    ("roiseparation", "flytimemax 1\nroiseparation", "ended by flytimemax", "limit of time"),
+    ("deflectangle 0 0", "deflectangle 80 80", "reflected at entry 50", "no light enters"),
+]
+
+
+def test_what_becomes_of_packets(folder):
+    for old, new, log_words, words in ENDS:
+        model = MODEL.replace(old, new, 1).replace("roi", "ambientmediumr 1.5\nroi", 1)
+        status, log, report = folder.run(model)
+        expect(status == 0 and log_words in log and words in report, f"{new}: {log} {report}")
+    check = json.loads(folder.run(model, "--check", "--json")[1])
+    expect(check["sources"][0]["reflected"] == 1, check["sources"])
+
+
+def test_which_files_are_written(folder):
+    """All of them are named by the log, and tried before the packets."""
+    model = FIBERS.replace("roisep", "domain td 0 100 50\ndomain fd 100\nroisep", 1)
+    log = folder.run(model)[1]
+    named = next(row for row in log.splitlines() if row.startswith("files ")).split()[1:]
+    expect(sorted(named) == sorted(p.name for p in folder.path.glob("model.?.*")), log)
+    expect(len(named) == 9, log)
+    (folder.path / "model.D.FD").unlink()
+    (folder.path / "model.D.FD").mkdir()
+    status, log, report = folder.run(model)
+    expect(status == 3 and log == "" and "cannot be written: model.D.FD" in report, report)
+
 
 def test_closed_folder(folder):
     """Nothing is run whose results have no place; the rights of root are given up for that."""
@@ -276,7 +326,9 @@ def test_closed_folder(folder):
 
 def main():
     for test in (test_wrong_models, test_odd_models, test_relations, test_command_lines,
-                 test_what_a_check_tells, test_detectors, test_the_model_as_read, test_closed_folder):
+                 test_which_tissue_is_changed, test_what_a_check_tells, test_detectors,
+                 test_the_model_as_read, test_what_becomes_of_packets, test_which_files_are_written,
+                 test_closed_folder):
         with tempfile.TemporaryDirectory() as path:
             os.chmod(path, 0o755)
             test(Folder(sys.argv[1], path))
