@@ -475,7 +475,7 @@ bool trelMeshCrossings::Build(const trelVoxelTable& table, const Orientation& or
     MeasureClearance();
     Turns = orient(*this);
     FillRegions();
-    Slabs.Build(*Table);
+    Slabs.Build(*Table, Clearance);
   });
   if (!fits) *this = {};
   return fits;

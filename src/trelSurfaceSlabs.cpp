@@ -69,9 +69,10 @@ trelSurfaceSlab NearTriangles::MakeSlab(double reach) const
 }
 
 /** Where the surface is not flat within the longest reach, what lies nearer is looked at alone. */
-void trelSurfaceSlabs::Build(const trelVoxelTable& table)
+void trelSurfaceSlabs::Build(const trelVoxelTable& table,
+                             const std::vector<std::uint8_t>& clearance)
 {
-  constexpr int longestReach = 3;
+  constexpr int longestReach = 2;
   constexpr double shortened = 1.0 - 1e-6;
   const double edge = table.GetVoxelSize();
   trelVoxelRange blocks = {{0, 0, 0}, {}};
@@ -83,6 +84,8 @@ void trelSurfaceSlabs::Build(const trelVoxelTable& table)
   Slabs.clear();
   NearTriangles near(table);
   VisitVoxels(blocks, [&](const int block[3]) {
+    const std::size_t first = table.CellOf(2 * block[0], 2 * block[1], 2 * block[2]);
+    if (clearance[first] > longestReach + 1) return;
     trelSurfaceSlab slab = {};
     for (int reach = longestReach; reach > 0; --reach) {
       trelVoxelRange range;

@@ -51,8 +51,9 @@ struct trelSurfaceSlab
 class trelSurfaceSlabs
 {
 public:
-  /** Makes the slabs. May throw std::bad_alloc. */
-  void Build(const trelVoxelTable& table);
+  /** Makes the slabs; @p clearance is the Chebyshev number of voxels to the nearest one with
+   *  triangles, by voxel. May throw std::bad_alloc. */
+  void Build(const trelVoxelTable& table, const std::vector<std::uint8_t>& clearance);
   /** That of a voxel's block; null if it has none. */
   const trelSurfaceSlab* Find(const int voxel[3]) const
   {

@@ -164,6 +164,34 @@ TEST(ExactGeometry, NoRayIsLostAtEdgesAndVertices)
   }
 }
 
+TEST(ExactGeometry, AWayThatIsToldToBeClearMeetsNoSurface)
+{
+  numbers_.Start(6, 0, 0);
+  for (const NamedShape& named : Shapes().All) {
+    const trelShapeObject& shape = *named.Shape;
+    const bool planar = shape.GetTraits().IsPlanar();
+    int told = 0, clear = 0;
+    for (int i = 0; i < 5000; ++i) {
+      trelRay ray = {PointIn(Widened(shape)), Direction(planar)};
+      trelHit hit;
+      // Half of the ways start near the surface, on either side.
+      if (i % 2 == 0 && shape.FindCrossing(ray, 0, HUGE_VAL, &hit)) {
+        ray.Origin = ray.At(hit.Distance) + Uniform(-0.1, 0.1) * hit.Normal;
+        ray.Direction = Direction(planar);
+      }
+      const double length = std::exp(Uniform(std::log(1e-4), std::log(1.0)));
+      double radius = HUGE_VAL;
+      const bool isClear = shape.IsClear({ray.Origin, ray.At(length), length, 1e-12}, &radius);
+      const bool meets = shape.FindCrossing(ray, 0, length, &hit);
+      ASSERT_FALSE(isClear && meets) << named.Name;
+      ASSERT_FALSE(shape.FindCrossing(ray, 0, radius - 1e-12, &hit)) << named.Name;
+      told += isClear;
+      clear += !meets;
+    }
+    EXPECT_GT(told, 0.5 * clear) << named.Name;
+  }
+}
+
 TEST(ExactGeometry, BoundsAreBelowTheDistanceAndNearIt)
 {
   numbers_.Start(5, 0, 0);
