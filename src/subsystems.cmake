@@ -55,7 +55,7 @@ trel_subsystem(mesh_files
 trel_subsystem(geometry
   MAY_USE framework meshes mesh_files
   HEADERS trelCoordinates trelShapeTraits trelGeometryTolerance trelSlabSearch trelRayQuadratic trelChord
-          trelMeshRecords trelFreeWalk trelSeenTriangles trelVoxelLists
+          trelMeshRecords trelFreeWalk trelTriangleCrossing trelSeenTriangles trelVoxelLists
   CLASSES trelGridWindow trelSurfaceElement trelShapeObject trelCube trelCylinder trelEllipsoid
           trelRectangle trelEllipse trelMeshPredicates trelAxisRay trelVoxelGrid
           trelVoxelTableBuilder trelVoxelTable trelSurfaceSlabs trelMeshCrossings trelMeshOrientation

@@ -170,7 +170,7 @@ void trelModelCheck::LookAtOverlaps(const trelSimulationParameter& parameter)
   trelTissueMap map;
   // Nothing is asked where a grid would help.
   if (medium.GetShapeIsTetrahedron() || !map.Build(medium, 1.0)) return;
-  for (const trelTissueMap::Overlap& overlap : map.FindOverlaps(&OverlapPairs))
+  for (const trelTissueOverlap& overlap : map.FindOverlaps(&OverlapPairs))
     Overlaps.push_back({overlap.First + 1, overlap.Second + 1, overlap.Winner + 1});
   if (parameter.GetRules() == RulesExact)
     TellOverlaps(Overlaps, Tissues, medium.GetOutermostTissueIndex() + 1, Findings);
@@ -350,6 +350,31 @@ static void TellReflected(const trelCheckedSource& source, trelModelFindings& fi
                " ambientmediumr is meant");
 }
 
+/** Warns of a source none of whose packets gets into the medium. */
+static void TellLost(const trelCheckedSource& source, trelModelFindings& findings)
+{
+  // What is wrong already may well be why.
+  const bool isTold = findings.CountErrors() > 0;
+  if (source.Tried > 0 && source.Met == 0 && !isTold) TellNotMet(source, findings);
+  if (source.Reflected > 0 && source.Reflected == source.Met) TellReflected(source, findings);
+}
+
+/** The lines of a source; returns their packets. */
+static std::uint64_t LookAtEntries(const trelLightSource& source, trelCheckedSource& checked)
+{
+  std::uint64_t packets = 0;
+  for (const trelSpectrum* entry : ItemsOf<trelSpectrum>(source.GetSpectra())) {
+    checked.Entries.push_back(
+        {entry->GetWavelength(), entry->GetPhotonNumber(), entry->GetEnergy()});
+    packets += entry->GetPhotonNumber();
+    if (source.GetLuminousType() != LuminousEmission || entry->GetWavelength() == 0) continue;
+    checked.Dyes.push_back({entry->GetWavelength(), entry->GetExcitationWavelength(),
+                            entry->GetQuantumYield(), entry->GetFluorophoreAbsorption(),
+                            entry->GetLifeTime()});
+  }
+  return packets;
+}
+
 void trelModelCheck::LookAtSources(trelSimulationParameter& parameter)
 {
   if (parameter.GetRules() == RulesExact) TellTooManyDyes(parameter, Findings);
@@ -363,25 +388,11 @@ void trelModelCheck::LookAtSources(trelSimulationParameter& parameter)
                               source->IsSpecular(),
                               LookAtShape(source->GetShape()),
                               {}};
-    std::uint64_t packets = 0;
-    for (const trelSpectrum* entry : source->GetSpectra()->GetItems<trelSpectrum>()) {
-      checked.Entries.push_back(
-          {entry->GetWavelength(), entry->GetPhotonNumber(), entry->GetEnergy()});
-      packets += entry->GetPhotonNumber();
-      if (source->GetLuminousType() != LuminousEmission || entry->GetWavelength() == 0) continue;
-      checked.Dyes.push_back({entry->GetWavelength(), entry->GetExcitationWavelength(),
-                              entry->GetQuantumYield(), entry->GetFluorophoreAbsorption(),
-                              entry->GetLifeTime()});
-    }
+    const std::uint64_t packets = LookAtEntries(*source, checked);
     LookAtDirections(*source, checked);
     const bool shines = source->GetLuminousType() != LuminousEmission;
     if (shines && source->GetShape()) pilot.Launch(*source, checked);
-    // What is wrong already may well be why.
-    const bool isTold = Findings.CountErrors() > 0;
-    if (packets > 0 && checked.Tried > 0 && checked.Met == 0 && !isTold)
-      TellNotMet(checked, Findings);
-    if (packets > 0 && checked.Reflected > 0 && checked.Reflected == checked.Met)
-      TellReflected(checked, Findings);
+    if (packets > 0) TellLost(checked, Findings);
     Sources.push_back(std::move(checked));
   }
 }

@@ -359,29 +359,28 @@ double trelRunDriver::MeasureSeconds()
 
 std::vector<std::string> trelRunDriver::ListFiles() const
 {
+  const bool isExact = Options.Rules == RulesExact;
+  const bool hasFibers = isExact && Parameter->CountFiberDetectors() > 0;
+  const bool hasDetectors =
+      Parameter->GetNumberOfDetectors() > 0 && Parameter->GetDimension() == Dimension3D;
+  const bool isCW = Parameter->GetContinuousWave();
   const struct
   {
     const char* Ending;
-    bool IsOn;
-  } domains[] = {{".CW", Parameter->GetContinuousWave()},
-                 {".TD", Parameter->GetTimeDomain()},
-                 {".FD", Parameter->GetFrequencyDomain()}};
+    bool IsOn, HasDetectors;
+  } domains[] = {{".CW", isCW, isCW || !isExact},  // the classic rules write this one always
+                 {".TD", Parameter->GetTimeDomain(), hasFibers},
+                 {".FD", Parameter->GetFrequencyDomain(), hasFibers}};
   std::vector<std::string> files;
+  const auto add = [&](bool isWritten, const char* kind, const char* ending) {
+    if (isWritten) files.push_back(Base + kind + ending);
+  };
   for (const auto& domain : domains) {
-    if (!domain.IsOn) continue;
-    if (Parameter->GetSaveAbsorption()) files.push_back(Base + ".A" + domain.Ending);
-    if (Parameter->GetSaveTransmittance()) files.push_back(Base + ".T" + domain.Ending);
+    add(domain.IsOn && Parameter->GetSaveAbsorption(), ".A", domain.Ending);
+    add(domain.IsOn && Parameter->GetSaveTransmittance(), ".T", domain.Ending);
   }
-  if (Parameter->GetNumberOfDetectors() == 0 || Parameter->GetDimension() != Dimension3D)
-    return files;
-  const bool isExact = Options.Rules == RulesExact;
-  const bool hasFibers = Parameter->CountFiberDetectors() > 0;
-  for (const auto& domain : domains) {
-    const bool isCW = &domain == &domains[0];
-    // The classic rules write the continuous wave alone, and always.
-    if (isExact ? domain.IsOn && (isCW || hasFibers) : isCW)
-      files.push_back(Base + ".D" + domain.Ending);
-  }
+  for (const auto& domain : domains)
+    add(hasDetectors && domain.HasDetectors && (domain.IsOn || !isExact), ".D", domain.Ending);
   return files;
 }
 
@@ -454,22 +453,27 @@ void trelRunDriver::LogEnds(const trelExactSummary& summary)
   if (between[0] == ',') Log << '\n';
 }
 
-void trelRunDriver::Summarize(trelOpticalSimulationFilter& filter, double seconds)
+void trelRunDriver::LogTotals(const trelMediumResult& record)
 {
   const bool isPlanar = Parameter->GetDimension() == Dimension2D;
+  Log << "at " << record.GetSpectrumId() << ": packets "
+      << record.GetAbsorpPhotonNum() + record.GetTransmitPhotonNum() << ", of which "
+      << record.GetTransmitPhotonNum() << " left";
+  if (Parameter->GetContinuousWave() && Parameter->GetSaveAbsorption())
+    Log << "; absorbed "
+        << (isPlanar ? record.GetTotalAbsorption2D() : record.GetTotalAbsorption3D());
+  if (Parameter->GetContinuousWave() && Parameter->GetSaveTransmittance())
+    Log << "; transmitted "
+        << (isPlanar ? record.GetTotalTransmittance2D() : record.GetTotalTransmittance3D());
+}
+
+void trelRunDriver::Summarize(trelOpticalSimulationFilter& filter, double seconds)
+{
   const auto* exact = dynamic_cast<const trelExactMonteCarlo*>(filter.GetMediumFilter());
   std::size_t i = 0;
   for (const trelMediumResult* record :
        ItemsOf<trelMediumResult>(filter.GetOutput()->GetMediumResults())) {
-    Log << "at " << record->GetSpectrumId() << ": packets "
-        << record->GetAbsorpPhotonNum() + record->GetTransmitPhotonNum() << ", of which "
-        << record->GetTransmitPhotonNum() << " left";
-    if (Parameter->GetContinuousWave() && Parameter->GetSaveAbsorption())
-      Log << "; absorbed "
-          << (isPlanar ? record->GetTotalAbsorption2D() : record->GetTotalAbsorption3D());
-    if (Parameter->GetContinuousWave() && Parameter->GetSaveTransmittance())
-      Log << "; transmitted "
-          << (isPlanar ? record->GetTotalTransmittance2D() : record->GetTotalTransmittance3D());
+    LogTotals(*record);
     if (exact && exact->GetSummary().EmissionWeights[i] > 0.0)
       Log << "; emission packets of " << exact->GetSummary().EmissionWeights[i];
     Log << '\n';

@@ -94,6 +94,7 @@ private:
   trelRunStatus Simulate();
   bool CanWrite();
   void LogEnds(const struct trelExactSummary& summary);
+  void LogTotals(const class trelMediumResult& record);
   void Summarize(class trelOpticalSimulationFilter& filter, double seconds);
   std::vector<std::string> ListFiles() const;
   std::string FindBase() const;

@@ -3,10 +3,10 @@
 #include <cmath>
 
 /** The triangles of a range of voxels, each once. */
-class NearTriangles
+class trelNearTriangles
 {
 public:
-  explicit NearTriangles(const trelVoxelTable& table) : Table(table) {}
+  explicit trelNearTriangles(const trelVoxelTable& table) : Table(table) {}
 
   void Collect(const trelVoxelRange& range)
   {
@@ -38,7 +38,7 @@ private:
 };
 
 /** Of all normals, turned to one side. */
-trelVector NearTriangles::FindMeanNormal() const
+trelVector trelNearTriangles::FindMeanNormal() const
 {
   trelVector sum;
   for (const trelTracedTriangle* triangle : Triangles)
@@ -47,7 +47,7 @@ trelVector NearTriangles::FindMeanNormal() const
   return length > 0.0 ? sum / length : trelVector{1.0, 0.0, 0.0};
 }
 
-trelSurfaceSlab NearTriangles::MakeSlab(double reach) const
+trelSurfaceSlab trelNearTriangles::MakeSlab(double reach) const
 {
   constexpr double rounding = 1e-12;
   const trelVector normal = FindMeanNormal();
@@ -68,36 +68,44 @@ trelSurfaceSlab NearTriangles::MakeSlab(double reach) const
   return slab;
 }
 
-/** Where the surface is not flat within the longest reach, what lies nearer is looked at alone. */
+/** The slab of a block of voxels. Where the surface is not flat within the longest reach, what lies
+ *  nearer is looked at alone. Of no reach if there is nothing. */
+static trelSurfaceSlab MakeSlabOf(const int block[3], int longestReach, const trelVoxelTable& table,
+                                  trelNearTriangles& near)
+{
+  constexpr double shortened = 1.0 - 1e-6;
+  const double edge = table.GetVoxelSize();
+  trelSurfaceSlab slab = {};
+  for (int reach = longestReach; reach > 0; --reach) {
+    trelVoxelRange range;
+    for (int a = 0; a < 3; ++a) {
+      range.First[a] = std::max(2 * block[a] - reach, 0);
+      range.Last[a] = std::min(2 * block[a] + 1 + reach, table.GetSize(a) - 1);
+    }
+    near.Collect(range);
+    if (near.IsEmpty()) break;
+    slab = near.MakeSlab(shortened * reach * edge);
+    if (slab.High - slab.Low < edge) break;
+  }
+  return slab;
+}
+
 void trelSurfaceSlabs::Build(const trelVoxelTable& table,
                              const std::vector<std::uint8_t>& clearance)
 {
   constexpr int longestReach = 2;
-  constexpr double shortened = 1.0 - 1e-6;
-  const double edge = table.GetVoxelSize();
   trelVoxelRange blocks = {{0, 0, 0}, {}};
   for (int a = 0; a < 3; ++a)
     blocks.Last[a] = (table.GetSize(a) - 1) / 2;
-  Rows = static_cast<std::size_t>(blocks.Last[1] + 1);
-  Columns = static_cast<std::size_t>(blocks.Last[2] + 1);
+  Rows = static_cast<std::size_t>(blocks.Last[1]) + 1;
+  Columns = static_cast<std::size_t>(blocks.Last[2]) + 1;
   Places.assign((static_cast<std::size_t>(blocks.Last[0]) + 1) * Rows * Columns, -1);
   Slabs.clear();
-  NearTriangles near(table);
+  trelNearTriangles near(table);
   VisitVoxels(blocks, [&](const int block[3]) {
     const std::size_t first = table.CellOf(2 * block[0], 2 * block[1], 2 * block[2]);
     if (clearance[first] > longestReach + 1) return;
-    trelSurfaceSlab slab = {};
-    for (int reach = longestReach; reach > 0; --reach) {
-      trelVoxelRange range;
-      for (int a = 0; a < 3; ++a) {
-        range.First[a] = std::max(2 * block[a] - reach, 0);
-        range.Last[a] = std::min(2 * block[a] + 1 + reach, table.GetSize(a) - 1);
-      }
-      near.Collect(range);
-      if (near.IsEmpty()) break;
-      slab = near.MakeSlab(shortened * reach * edge);
-      if (slab.High - slab.Low < edge) break;
-    }
+    const trelSurfaceSlab slab = MakeSlabOf(block, longestReach, table, near);
     if (!(slab.Reach > 0.0f)) return;
     Places[BlockOf(block[0], block[1], block[2])] = static_cast<std::int32_t>(Slabs.size());
     Slabs.push_back(slab);

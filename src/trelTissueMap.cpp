@@ -16,12 +16,6 @@ static constexpr double maximumOfQuestions = 5e7;
 /** What rounding makes of positions and distances, as a part of the coordinates' size. */
 static constexpr double rounding = 1e-12;
 
-/** Pairs of bodies whose boxes are compared for overlaps, and of those pairs whose points are, at
- *  most; a pair with a mesh counts for more. Seconds. */
-static constexpr double mostBoxTests = 1e8;
-static constexpr double mostOverlapTests = 2e5;
-static constexpr double costOfMesh = 50.0;
-
 bool trelTissueMap::Build(const trelMedium& medium, double cells)
 {
   *this = {};
@@ -472,50 +466,13 @@ void trelTissueMap::FillGridOfMesh()
   Quantum = table.GetVoxelSize() * (1.0 - rounding);
 }
 
-/** Whether the boxes have more than @p reach, mm, in common along each axis. */
-static bool BoxesMeet(const trelBox& a, const trelBox& b, double reach)
+std::vector<trelTissueOverlap> trelTissueMap::FindOverlaps(std::int64_t* looked) const
 {
-  for (int axis = 0; axis < 3; ++axis) {
-    const double common = std::min(a.High[axis], b.High[axis]) - std::max(a.Low[axis], b.Low[axis]);
-    if (!(common > reach)) return false;
-  }
-  return true;
-}
-
-/** Goes along x, so that bodies far apart there are never compared. */
-std::vector<trelTissueMap::Overlap> trelTissueMap::FindOverlaps(std::int64_t* looked) const
-{
-  std::vector<const Body*> bodies;
+  std::vector<trelRankedBody> bodies;
   for (const Body& body : Bodies) {
-    bodies.push_back(&body);
+    bodies.push_back({body.Shape, body.Tissue, body.IsMesh, body.Box, ReachOf(body)});
     // What no point is found of tells nothing.
     if (body.IsMesh && !Mesh) body.Shape->PrepareSampling();
   }
-  std::sort(bodies.begin(), bodies.end(),
-            [](const Body* a, const Body* b) { return a->Box.Low.X < b->Box.Low.X; });
-  std::vector<Overlap> overlaps;
-  double boxes = 0.0, work = 0.0;
-  std::int64_t pairs = 0;
-  bool isCut = false;
-  for (std::size_t i = 0; i < bodies.size() && !isCut; ++i) {
-    const double end = bodies[i]->Box.High.X;
-    for (std::size_t j = i + 1; j < bodies.size() && bodies[j]->Box.Low.X < end; ++j) {
-      isCut = ++boxes > mostBoxTests || work > mostOverlapTests;
-      if (isCut) break;
-      // Bodies stand in the order of their rank.
-      const auto [winner, other] = std::minmax(bodies[i], bodies[j]);
-      const double reach = std::max(ReachOf(*winner), ReachOf(*other));
-      if (!BoxesMeet(winner->Box, other->Box, reach)) continue;
-      ++pairs;
-      work += winner->IsMesh || other->IsMesh ? costOfMesh : 1.0;
-      const std::int32_t a = winner->Tissue, b = other->Tissue;
-      if (OverlapInPart(*winner->Shape, *other->Shape, Planar ? 2 : 3, reach))
-        overlaps.push_back({std::min(a, b), std::max(a, b), a});
-    }
-  }
-  *looked = isCut ? pairs : -1;
-  std::sort(overlaps.begin(), overlaps.end(), [](const Overlap& a, const Overlap& b) {
-    return std::make_pair(a.First, a.Second) < std::make_pair(b.First, b.Second);
-  });
-  return overlaps;
+  return FindPartialOverlaps(bodies, Planar ? 2 : 3, looked);
 }

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "trelTissueOverlap.h"
 #include "trelTissueReach.h"
 #include "trelVector.h"
 
@@ -121,16 +122,10 @@ public:
   /** What rounding may make of a distance between points of the medium, mm. */
   double GetMargin() const { return Margin; }
 
-  /** Two tissues neither of which holds the other, but that have points in common, and which of
-   *  them has these. */
-  struct Overlap
-  {
-    std::int32_t First, Second, Winner;
-  };
   /** All such pairs, ascending; see OverlapInPart(), for which the meshes are prepared. Of too many
    *  bodies, whose comparison would take minutes, those among the first pairs with boxes that meet:
    *  @p looked gets their number, and is below 0 if all were looked at. May throw. */
-  std::vector<Overlap> FindOverlaps(std::int64_t* looked) const;
+  std::vector<trelTissueOverlap> FindOverlaps(std::int64_t* looked) const;
   /** A change at @p hit that is none of tissues: with the reach of this map. */
   trelTissueChange MakeMark(const trelHit& hit) const
   {

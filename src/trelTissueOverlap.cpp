@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "trelPacketNumbers.h"
 #include "trelShapeObject.h"
@@ -24,6 +25,12 @@ static trelVector PointInBox(const trelBox& box, int i)
   }
   return point;
 }
+
+/** Pairs of bodies whose boxes are compared for overlaps, and of those pairs whose points are, at
+ *  most; a pair with a mesh counts for more. Seconds. */
+static constexpr double mostBoxTests = 1e8;
+static constexpr double mostOverlapTests = 2e5;
+static constexpr double costOfMesh = 50.0;
 
 /** Whether the shape is its box. */
 static bool IsBox(const trelShapeObject& shape)
@@ -89,19 +96,27 @@ static bool LiesApart(const trelShapeObject& a, const trelShapeObject& b)
   return b.BoundDistance(0.5 * (box.Low + box.High)) > radius;
 }
 
+/** The part that two boxes have in common, and which of them has more; false if that is not more
+ *  than the reach along all axes. */
+static bool CutBoxes(const trelBox (&boxes)[2], int axes, trelTissueOverlapPair& pair,
+                     trelBox* common)
+{
+  for (int i = 0; i < axes; ++i) {
+    common->Low[i] = std::max(boxes[0].Low[i], boxes[1].Low[i]);
+    common->High[i] = std::min(boxes[0].High[i], boxes[1].High[i]);
+    if (!(common->High[i] - common->Low[i] > pair.Reach)) return false;
+    for (int n = 0; n < 2; ++n)
+      pair.HasOwn[n] = pair.HasOwn[n] || common->Low[i] - boxes[n].Low[i] > pair.Reach ||
+                       boxes[n].High[i] - common->High[i] > pair.Reach;
+  }
+  return true;
+}
+
 bool OverlapInPart(const trelShapeObject& a, const trelShapeObject& b, int axes, double reach)
 {
   trelTissueOverlapPair pair{{&a, &b}, reach};
-  const trelBox boxes[2] = {a.GetBox(), b.GetBox()};
   trelBox common;
-  for (int i = 0; i < axes; ++i) {
-    common.Low[i] = std::max(boxes[0].Low[i], boxes[1].Low[i]);
-    common.High[i] = std::min(boxes[0].High[i], boxes[1].High[i]);
-    if (!(common.High[i] - common.Low[i] > reach)) return false;
-    for (int n = 0; n < 2; ++n)
-      pair.HasOwn[n] = pair.HasOwn[n] || common.Low[i] - boxes[n].Low[i] > reach ||
-                       boxes[n].High[i] - common.High[i] > reach;
-  }
+  if (!CutBoxes({a.GetBox(), b.GetBox()}, axes, pair, &common)) return false;
   // What lies in a box has nothing of its own.
   if ((IsBox(b) && !pair.HasOwn[0]) || (IsBox(a) && !pair.HasOwn[1])) return false;
   if (IsBox(a) && IsBox(b)) return true;
@@ -110,4 +125,61 @@ bool OverlapInPart(const trelShapeObject& a, const trelShapeObject& b, int axes,
   for (int n = 0; n < 2 && !pair.IsSettled(); ++n)
     pair.TakeBody(n);
   return pair.IsSettled();
+}
+
+/** Whether the boxes have more than @p reach, mm, in common along each axis. */
+static bool BoxesMeet(const trelBox& a, const trelBox& b, double reach)
+{
+  for (int axis = 0; axis < 3; ++axis) {
+    const double common = std::min(a.High[axis], b.High[axis]) - std::max(a.Low[axis], b.Low[axis]);
+    if (!(common > reach)) return false;
+  }
+  return true;
+}
+
+/** Goes along x, so that bodies far apart there are never compared. */
+/** Calls @p look with the pairs of bodies whose boxes meet along x, in the order of x, until it
+ *  answers false. */
+template <class Look>
+static void SweepAlongX(const std::vector<trelRankedBody>& bodies, Look look)
+{
+  std::vector<const trelRankedBody*> sorted;
+  sorted.reserve(bodies.size());
+  for (const trelRankedBody& body : bodies)
+    sorted.push_back(&body);
+  std::sort(sorted.begin(), sorted.end(), [](const trelRankedBody* a, const trelRankedBody* b) {
+    return a->Box.Low.X < b->Box.Low.X;
+  });
+  for (auto i = sorted.begin(); i != sorted.end(); ++i)
+    for (auto j = i + 1; j != sorted.end() && (*j)->Box.Low.X < (*i)->Box.High.X; ++j)
+      if (!look(*i, *j)) return;
+}
+
+std::vector<trelTissueOverlap> FindPartialOverlaps(const std::vector<trelRankedBody>& bodies,
+                                                   int axes, std::int64_t* looked)
+{
+  std::vector<trelTissueOverlap> overlaps;
+  double boxes = 0.0, work = 0.0;
+  std::int64_t pairs = 0;
+  *looked = -1;
+  SweepAlongX(bodies, [&](const trelRankedBody* one, const trelRankedBody* two) {
+    if (++boxes > mostBoxTests || work > mostOverlapTests) {
+      *looked = pairs;
+      return false;
+    }
+    const auto [winner, other] = std::minmax(one, two);
+    const double reach = std::max(winner->Reach, other->Reach);
+    if (!BoxesMeet(winner->Box, other->Box, reach)) return true;
+    ++pairs;
+    work += winner->IsMesh || other->IsMesh ? costOfMesh : 1.0;
+    const std::int32_t a = winner->Tissue, b = other->Tissue;
+    if (OverlapInPart(*winner->Shape, *other->Shape, axes, reach))
+      overlaps.push_back({std::min(a, b), std::max(a, b), a});
+    return true;
+  });
+  std::sort(overlaps.begin(), overlaps.end(),
+            [](const trelTissueOverlap& a, const trelTissueOverlap& b) {
+              return std::make_pair(a.First, a.Second) < std::make_pair(b.First, b.Second);
+            });
+  return overlaps;
 }
