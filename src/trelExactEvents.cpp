@@ -272,12 +272,12 @@ static bool EndAtMarker(trelExactPacket& packet, double distance, const trelTiss
 
 /** The change of tissue on the segment. What lies behind its end by less than rounding makes its
  * end unsure. */
-static bool FindChange(trelExactPacket& packet, double limit, const trelExactModel& model,
-                       trelTissueChange* change)
+static bool FindChange(trelExactPacket& packet, double limit, bool within,
+                       const trelExactModel& model, trelTissueChange* change)
 {
   const bool isKnown = packet.Skip == 0.0 && !packet.IsUnsure;
   const bool found = model.Map.FindChange(packet.GetRay(), packet.TissueIndex, packet.Skip,
-                                          limit + model.Map.GetMargin(), change, isKnown);
+                                          limit + model.Map.GetMargin(), change, isKnown, within);
   packet.IsUnsure = found && change->Hit.Distance > limit;
   return found && !packet.IsUnsure;
 }
@@ -289,16 +289,17 @@ void FollowSegment(trelExactPacket& packet, double length, trelPacketNumbers& nu
                           packet.Here->RefractiveIndex;
   const bool endsByTime = timeLeft < length;
   const double limit = endsByTime ? std::max(timeLeft, 0.0) : length;
+  trelClearance clearance;
   packet.SafeCenter = packet.Position;
-  if (limit < std::numeric_limits<double>::infinity() &&
-      model.IsClear(packet, limit, &packet.SafeRadius)) {
+  if (limit < std::numeric_limits<double>::infinity() && model.IsClear(packet, limit, &clearance)) {
+    packet.SafeRadius = clearance.Radius;
     EndSegment(packet, limit, endsByTime, numbers, model, tally);
     return;
   }
   // Whatever sphere there was, the segment may leave it, and the next one comes back.
   packet.SafeRadius = 0.0;
   trelTissueChange change;
-  const bool changes = FindChange(packet, limit, model, &change);
+  const bool changes = FindChange(packet, limit, clearance.IsWithin, model, &change);
   const double distance = changes ? change.Hit.Distance : limit;
   if (model.HasMarkers && EndAtMarker(packet, distance, changes ? &change : nullptr, model, tally))
     return;

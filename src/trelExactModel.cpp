@@ -71,11 +71,13 @@ std::uint64_t trelExactModel::FindDyes(const trelVector& point) const
   return dyes;
 }
 
-bool trelExactModel::IsClear(const trelExactPacket& packet, double length, double* radius) const
+bool trelExactModel::IsClear(const trelExactPacket& packet, double length,
+                             trelClearance* clearance) const
 {
   const trelWay way = {packet.Position, packet.Position + length * packet.Direction, length,
                        Map.GetMargin()};
-  if (!Map.IsClear(way, packet.TissueIndex, radius)) return false;
-  return std::all_of(Markers.begin(), Markers.end(),
-                     [&](const trelShapeObject* shape) { return shape->IsClear(way, radius); });
+  if (!Map.IsClear(way, packet.TissueIndex, clearance)) return false;
+  return std::all_of(Markers.begin(), Markers.end(), [&](const trelShapeObject* shape) {
+    return shape->IsClear(way, &clearance->Radius);
+  });
 }

@@ -56,8 +56,8 @@ struct trelExactModel : trelTransportModel
   /** The dyes at a point, as bits. */
   std::uint64_t FindDyes(const trelVector& point) const;
   /** Whether the way of @p length ahead of the packet is known to meet nothing that ends
-   *  a segment. If so, @p radius is a lower bound of the distance from the packet to that. */
-  bool IsClear(const trelExactPacket& packet, double length, double* radius) const;
+   *  a segment, and what is known of it otherwise. */
+  bool IsClear(const trelExactPacket& packet, double length, trelClearance* clearance) const;
   /** A lower bound of that distance for all points of a cell; 0 where it is not known. */
   double GetSafeDistance(const trelVector& point) const
   {

@@ -127,6 +127,15 @@ double trelTissueMap::ReachOf(const Body& body) const
   return (body.IsMesh ? ReachOfMeshes : ReachOfShapes) * Diagonal;
 }
 
+/** Where the point lies in the grid, in cells; false beside it. */
+bool trelTissueMap::FindCell(const trelVector& point, trelVector* cell) const
+{
+  *cell = {(point.X - Low.X) * PerStep.X, (point.Y - Low.Y) * PerStep.Y,
+           (point.Z - Low.Z) * PerStep.Z};
+  return cell->X >= 0.0 && cell->Y >= 0.0 && cell->Z >= 0.0 && cell->X < Cells.X &&
+         cell->Y < Cells.Y && cell->Z < Cells.Z;
+}
+
 /** Calls @p visit with those of the first @p rivals bodies, by rank and without the outermost, that
  *  may come within @p distance of the point, and perhaps others, until it answers true. True if
  *  none was left out. */
@@ -134,12 +143,10 @@ template <class Visit>
 bool trelTissueMap::VisitBodies(const trelVector& point, double distance, std::size_t rivals,
                                 Visit visit) const
 {
+  constexpr std::size_t few = 3;  // sooner visited than looked up
   rivals = std::min(rivals, Bodies.size() - 1);
-  const trelVector cell = {(point.X - Low.X) * PerStep.X, (point.Y - Low.Y) * PerStep.Y,
-                           (point.Z - Low.Z) * PerStep.Z};
-  const bool inGrid = cell.X >= 0.0 && cell.Y >= 0.0 && cell.Z >= 0.0 && cell.X < Cells.X &&
-                      cell.Y < Cells.Y && cell.Z < Cells.Z;
-  if (!inGrid || !(distance < Nearness)) {
+  trelVector cell;
+  if (rivals <= few || !(distance < Nearness) || !FindCell(point, &cell)) {
     for (std::size_t rank = 0; rank < rivals; ++rank)
       if (visit(Bodies[rank])) break;
     return true;
@@ -177,12 +184,15 @@ std::int32_t trelTissueMap::FindTissue(const trelVector& point) const
   });
 }
 
-/** The tissue at a point of the ray; meshes are asked about another one. */
-std::int32_t trelTissueMap::FindTissueOn(const trelRay& ray, double at, double atOfMeshes) const
+/** The tissue at a point of the ray; meshes are asked about another one. Of the body @p crossed it
+ * is known whether the point is in it. */
+std::int32_t trelTissueMap::FindTissueOn(const trelRay& ray, double at, double atOfMeshes,
+                                         const Body* crossed, bool isIn) const
 {
   if (Bodies.empty()) return -1;
   if (Mesh) return Mesh->FindRegionOn(ray, atOfMeshes);
   return FindFirstHolder(ray.At(at), [&](const Body& body) {
+    if (&body == crossed) return isIn;
     const double place = body.IsMesh ? atOfMeshes : at;
     return IsInBox(body.Box, ray.At(place)) && body.Shape->HoldsOn(ray, place);
   });
@@ -214,7 +224,7 @@ std::int32_t trelTissueMap::FindTissueLeft(const trelRay& ray, trelTissueChange*
  *  it crosses none. Where two are crossed at one place the outermost comes first. */
 const trelTissueMap::Body* trelTissueMap::FindFirstCrossing(const trelRay& ray, std::size_t rivals,
                                                             double after, double limit,
-                                                            trelHit* hit) const
+                                                            trelHit* hit, bool within) const
 {
   const Body* first = nullptr;
   if (Mesh) return Mesh->FindRegionCrossing(ray, after, limit, hit) ? &Outermost() : first;
@@ -229,7 +239,7 @@ const trelTissueMap::Body* trelTissueMap::FindFirstCrossing(const trelRay& ray, 
     first = &body;
     return false;
   };
-  ask(Outermost());
+  if (!within) ask(Outermost());
   VisitBodies(ray.At(after), (first ? hit->Distance : limit) - after, rivals, ask);
   return first;
 }
@@ -240,7 +250,8 @@ void trelTissueMap::LookBehind(const trelRay& ray, const Body& first,
                                trelTissueChange* change) const
 {
   trelHit& hit = change->Hit;
-  if (Dot(hit.Normal, ray.Direction) < 0.0) hit.Normal = -hit.Normal;
+  const bool enters = Dot(hit.Normal, ray.Direction) < 0.0;
+  if (enters) hit.Normal = -hit.Normal;
   change->LongestReach = ReachOfGrazing * Diagonal;
   const auto behind = [&](double reach) {
     change->Reach = reach;
@@ -248,7 +259,11 @@ void trelTissueMap::LookBehind(const trelRay& ray, const Body& first,
   };
   const double atOfMeshes = behind(ReachOfMeshes * Diagonal);
   const double at = behind(ReachOf(first));
-  change->Tissue = FindTissueOn(ray, at, atOfMeshes);
+  trelHit next;
+  // Behind a crossing of a mesh one is on the other side, unless the next one is as near.
+  const bool isKnown =
+      first.IsMesh && !Mesh && !first.Shape->FindCrossing(ray, hit.Distance, atOfMeshes, &next);
+  change->Tissue = FindTissueOn(ray, at, atOfMeshes, isKnown ? &first : nullptr, enters);
   // The longer reach counts where a mesh takes part.
   if (HasMeshes && !first.IsMesh && FindTissueOn(ray, at) != change->Tissue)
     change->Reach = ReachOfMeshes * Diagonal;
@@ -279,7 +294,7 @@ void trelTissueMap::MakeChangeBefore(const trelRay& ray, double after,
 }
 
 bool trelTissueMap::FindChange(const trelRay& ray, std::int32_t tissue, double after, double limit,
-                               trelTissueChange* change, bool known) const
+                               trelTissueChange* change, bool known, bool within) const
 {
   if (Bodies.empty() || !(after < limit)) return false;
   trelTissueChange found;
@@ -290,7 +305,7 @@ bool trelTissueMap::FindChange(const trelRay& ray, std::int32_t tissue, double a
     return true;
   }
   const std::size_t rivals = CountRivals(tissue);
-  while (const Body* first = FindFirstCrossing(ray, rivals, after, limit, &found.Hit)) {
+  while (const Body* first = FindFirstCrossing(ray, rivals, after, limit, &found.Hit, within)) {
     LookBehind(ray, *first, &found);
     if (found.Tissue != tissue) {
       *change = found;
@@ -352,11 +367,12 @@ double trelTissueMap::BoundDistance(const trelVector& point) const
   return std::max(bound - Margin, 0.0);
 }
 
-bool trelTissueMap::IsClear(const trelWay& way, std::int32_t tissue, double* radius) const
+bool trelTissueMap::IsClear(const trelWay& way, std::int32_t tissue, trelClearance* clearance) const
 {
-  const double length = way.Length + way.Margin;
   double bound = HUGE_VAL;
+  const double length = way.Length + way.Margin;
   bool clear = !Bodies.empty() && Outermost().Shape->IsClear(way, &bound);
+  clearance->IsWithin = clear && !Mesh;
   if (clear && Bodies.size() > 1) {
     const auto meets = [&](const Body& body) {
       const double away = DistanceToBoxAlongAxis(body.Box, way.From);
@@ -369,7 +385,7 @@ bool trelTissueMap::IsClear(const trelWay& way, std::int32_t tissue, double* rad
     if (!VisitBodies(way.From, length, CountRivals(tissue), meets))
       bound = std::min(bound, Nearness);
   }
-  *radius = bound - Margin;
+  clearance->Radius = bound - Margin;
   return clear;
 }
 

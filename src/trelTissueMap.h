@@ -38,6 +38,15 @@ struct trelTissueChange
   }
 };
 
+/** What is known of a way that may be clear. */
+struct trelClearance
+{
+  /** Of a clear way: how far its start is from the nearest change at least, mm. */
+  double Radius = 0.0;
+  /** Of any: it does not meet the surface of the outermost body. */
+  bool IsWithin = false;
+};
+
 /**
  * @class   trelTissueMap
  * @brief   which tissue a point lies in, and where that changes along a ray, by the exact rules
@@ -91,10 +100,11 @@ public:
    * @p after and up to @p limit. What lies ahead by @p after or less has been passed. If the ray is
    * not in @p tissue just behind @p after, the change is there, at @p after. The direction is a
    * unit vector; in the plane its z is 0. False if there is none. @p known spares the look at the
-   * tissue just behind @p after: it is @p tissue.
+   * tissue just behind @p after: it is @p tissue. @p within spares that at the outermost surface:
+   * it is known not to be met.
    */
   bool FindChange(const trelRay& ray, std::int32_t tissue, double after, double limit,
-                  trelTissueChange* change, bool known = false) const;
+                  trelTissueChange* change, bool known = false, bool within = false) const;
 
   /** Where the line through the ray enters the medium: the nearest entry of the outermost body
    * ahead of the origin if that is outside, else the nearest entry at or behind the origin (a
@@ -117,13 +127,14 @@ public:
   /** The same for the point itself, from the shapes. */
   double BoundDistance(const trelVector& point) const;
   /** Whether the way, whose start lies in @p tissue, is known to meet no change; false proves
-   *  nothing. If so, @p radius is a lower bound of the start's distance from the nearest one. */
-  bool IsClear(const trelWay& way, std::int32_t tissue, double* radius) const;
+   *  nothing. */
+  bool IsClear(const trelWay& way, std::int32_t tissue, trelClearance* clearance) const;
   /** What rounding may make of a distance between points of the medium, mm. */
   double GetMargin() const { return Margin; }
 
-  /** All such pairs, ascending; see OverlapInPart(), for which the meshes are prepared. Of too many
-   *  bodies, whose comparison would take minutes, those among the first pairs with boxes that meet:
+  /** The pairs of tissues that overlap in part, ascending; see OverlapInPart(), for which the
+   * meshes are prepared. Of too many bodies, whose comparison would take minutes, those among the
+   * first pairs with boxes that meet:
    *  @p looked gets their number, and is below 0 if all were looked at. May throw. */
   std::vector<trelTissueOverlap> FindOverlaps(std::int64_t* looked) const;
   /** A change at @p hit that is none of tissues: with the reach of this map. */
@@ -170,12 +181,14 @@ private:
   }
   double ReachOf(const Body& body) const;
   const Body* FindFirstCrossing(const trelRay& ray, std::size_t rivals, double after, double limit,
-                                trelHit* hit) const;
+                                trelHit* hit, bool within = false) const;
+  bool FindCell(const trelVector& point, trelVector* cell) const;
   template <class Visit>
   bool VisitBodies(const trelVector& point, double distance, std::size_t rivals, Visit visit) const;
   template <class Question>
   std::int32_t FindFirstHolder(const trelVector& point, Question holds) const;
-  std::int32_t FindTissueOn(const trelRay& ray, double at, double atOfMeshes) const;
+  std::int32_t FindTissueOn(const trelRay& ray, double at, double atOfMeshes,
+                            const Body* crossed = nullptr, bool isIn = false) const;
   void LookBehind(const trelRay& ray, const Body& first, trelTissueChange* change) const;
   void MakeChangeBefore(const trelRay& ray, double after, trelTissueChange* change) const;
   bool StartsInside(const trelRay& ray) const;
