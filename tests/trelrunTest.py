@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Runs trelrun on models that are wrong and on command lines that are, and looks at its files.
 
-Usage: trelrunTest.py TRELRUN
+Usage: trelrunTest.py TRELRUN errors|models
 """
 
 import json
@@ -324,11 +324,16 @@ def test_closed_folder(folder):
     expect(list(closed.iterdir()) == [], "a closed folder")
 
 
+TESTS = {
+    "errors": (test_wrong_models, test_command_lines, test_closed_folder),
+    "models": (test_odd_models, test_relations, test_which_tissue_is_changed, test_what_a_check_tells,
+               test_detectors, test_the_model_as_read, test_what_becomes_of_packets,
+               test_which_files_are_written),
+}
+
+
 def main():
-    for test in (test_wrong_models, test_odd_models, test_relations, test_command_lines,
-                 test_which_tissue_is_changed, test_what_a_check_tells, test_detectors,
-                 test_the_model_as_read, test_what_becomes_of_packets, test_which_files_are_written,
-                 test_closed_folder):
+    for test in TESTS[sys.argv[2]]:
         with tempfile.TemporaryDirectory() as path:
             os.chmod(path, 0o755)
             test(Folder(sys.argv[1], path))
