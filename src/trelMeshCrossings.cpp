@@ -9,6 +9,17 @@
 #include "trelMemory.h"
 #include "trelTriangleCrossing.h"
 
+/** The box of the grid and a little more, so that rounding loses no voxel at its border. */
+static trelBox WidenedBox(const trelVoxelGrid& grid)
+{
+  constexpr double margin = 1e-6;  // of a voxel
+  const int first[3] = {0, 0, 0};
+  const int last[3] = {grid.GetSize(0) - 1, grid.GetSize(1) - 1, grid.GetSize(2) - 1};
+  const double wide = margin * grid.GetVoxelSize();
+  return {grid.GetBox(first).Low - trelVector{wide, wide, wide},
+          grid.GetBox(last).High + trelVector{wide, wide, wide}};
+}
+
 /** The stretch of a ray in a box, cut out of the stretch from @p first to @p last. */
 static bool ClipToBox(const trelRay& ray, const trelBox& box, double* first, double* last)
 {
@@ -30,7 +41,7 @@ static bool ClipToBox(const trelRay& ray, const trelBox& box, double* first, dou
 template <class Visit>
 void trelMeshCrossings::Walk(const trelRay& ray, double after, double limit, Visit visit) const
 {
-  if (Table->IsEmpty() || !ClipToBox(ray, WidenedBox(*Table), &after, &limit)) return;
+  if (Table->IsEmpty() || !ClipToBox(ray, Around, &after, &limit)) return;
   trelFreeWalk walk(*Table, ray, after);
   for (;;) {
     const std::size_t cell = Table->CellOf(walk.Index[0], walk.Index[1], walk.Index[2]);
@@ -54,8 +65,9 @@ struct trelCrossingList
   int Count = 0;
 
   /** For crossings above @p after and up to @p limit. */
-  trelCrossingList(const trelVoxelTable& table, const trelRay& ray, double after, double limit)
-      : Table(table), Ray(ray), After(after), Limit(limit), Stretch(table, ray, after, limit)
+  trelCrossingList(const trelVoxelTable& table, const trelRay& ray, double after, double limit,
+                   double size)
+      : Table(table), Ray(ray), After(after), Limit(limit), Stretch(ray, after, limit, size)
   {
   }
 
@@ -143,7 +155,7 @@ bool trelMeshCrossings::FindCrossing(const trelRay& ray, double after, double li
     return surfaces == OuterSurface && region > 0 ? 0 : region;
   };
   for (;;) {
-    trelCrossingList list(*Table, ray, after, limit);
+    trelCrossingList list(*Table, ray, after, limit, Size);
     const int count = ListFirstPlace(ray, surfaces, list);
     if (count == 0) return false;
     after = list.Items[count - 1].Distance;
@@ -162,7 +174,7 @@ bool trelMeshCrossings::FindCrossing(const trelRay& ray, double after, double li
  *  it. A long triangle may be crossed behind that, too, where it counts for nothing. */
 std::int32_t trelMeshCrossings::FindRegionByCrossings(const trelRay& ray, double at) const
 {
-  trelCrossingList list(*Table, ray, at, HUGE_VAL);
+  trelCrossingList list(*Table, ray, at, HUGE_VAL, Size);
   std::int32_t region = -1;
   double end = HUGE_VAL, passed = at;
   bool first = true;
@@ -354,10 +366,20 @@ void trelMeshCrossings::FillRegions()
   });
 }
 
+void trelMeshCrossings::LookAround()
+{
+  if (Table->IsEmpty()) return;
+  Around = WidenedBox(*Table);
+  Size = 0.0;
+  for (int a = 0; a < 3; ++a)
+    Size = std::max({Size, std::fabs(Around.Low[a]), std::fabs(Around.High[a])});
+}
+
 bool trelMeshCrossings::Build(const trelVoxelTable& table, const Orientation& orient)
 {
   Table = &table;
   const bool fits = FitsInMemory([&] {
+    LookAround();
     MeasureClearance();
     Turns = orient(*this);
     FillRegions();

@@ -91,6 +91,7 @@ private:
   };
 
   bool IsFree(std::size_t cell) const { return Clearance[cell] > 0; }
+  void LookAround();
   void MeasureClearance();
   void LowerClearance(const int index[3], int direction);
   void FillRegions();
@@ -104,6 +105,8 @@ private:
   void Walk(const trelRay& ray, double after, double limit, Visit visit) const;
 
   const trelVoxelTable* Table = nullptr;
+  trelBox Around;     ///< of the grid, widened by rounding
+  double Size = 0.0;  ///< the greatest coordinate there, mm
   std::vector<std::int8_t> Turns;
   /** By voxel: Chebyshev number of voxels to the nearest one with triangles, at most 255. */
   std::vector<std::uint8_t> Clearance;

@@ -38,7 +38,6 @@ static constexpr std::chrono::milliseconds mostPilotTime{500};
 static constexpr double pilotCells = 1e4;
 
 static const char* const modeWords[] = {"BLT", "FMT", "DOT"};
-static const char* const planeWords[] = {"xy", "xz", "yz"};
 /** By trelGridAxis, whose first ones are those of trelAxis. */
 static const char* const axisNames[NumberOfGridAxes] = {
     "x", "y", "z", "radius", "azimuth", "deflection", "triangles", "vertices"};
@@ -406,7 +405,7 @@ static void LookAtCamera(const trelPlaneDetector& camera, trelCheckedDetector& c
   camera.GetResolution(&checked.Columns, &checked.Rows);
   checked.FocalLength = camera.GetFocalLength();
   checked.ImageDistance = camera.GetImageDistance();
-  checked.Plane = planeWords[camera.GetVerticalPlane()];
+  checked.Plane = PlaneNames[camera.GetVerticalPlane()];
 }
 
 void trelModelCheck::LookAtDetectors(const trelSimulationParameter& parameter)

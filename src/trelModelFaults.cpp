@@ -276,14 +276,13 @@ static void CheckSources(trelModelFaultsSearch& search)
 /** The axis of the rows of pixels must lie in the plane of the detector. */
 static void CheckOrientation(trelModelFaultsSearch& search, const trelPlaneDetector& camera)
 {
-  static const char* const planes[] = {"xy", "xz", "yz"};
   const int plane = camera.GetVerticalPlane();
   const int up = PlaneYZ - plane;
   const double tilt = camera.GetNormal()[up];
   if (tilt == 0.0) return;
   search.Add(
       FindingError, "detectornormal", up + 1,
-      "the normal of " + search.Owner + " does not lie in its VerticalPlane, " + planes[plane],
+      "the normal of " + search.Owner + " does not lie in its VerticalPlane, " + PlaneNames[plane],
       std::string("write 0 for its ") + "xyz"[up] +
           ", or another VerticalPlane that holds the normal");
 }

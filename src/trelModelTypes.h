@@ -68,6 +68,8 @@ enum VerticalPlane : std::int32_t
   PlaneXZ = 1,
   PlaneYZ = 2
 };
+/** Its words, by the value. */
+inline constexpr const char* PlaneNames[] = {"xy", "xz", "yz"};
 
 /** A camera outside of the medium or a fibre in it. */
 enum DetectorType : std::int32_t

@@ -127,15 +127,6 @@ double trelTissueMap::ReachOf(const Body& body) const
   return (body.IsMesh ? ReachOfMeshes : ReachOfShapes) * Diagonal;
 }
 
-/** Where the point lies in the grid, in cells; false beside it. */
-bool trelTissueMap::FindCell(const trelVector& point, trelVector* cell) const
-{
-  *cell = {(point.X - Low.X) * PerStep.X, (point.Y - Low.Y) * PerStep.Y,
-           (point.Z - Low.Z) * PerStep.Z};
-  return cell->X >= 0.0 && cell->Y >= 0.0 && cell->Z >= 0.0 && cell->X < Cells.X &&
-         cell->Y < Cells.Y && cell->Z < Cells.Z;
-}
-
 /** Calls @p visit with those of the first @p rivals bodies, by rank and without the outermost, that
  *  may come within @p distance of the point, and perhaps others, until it answers true. True if
  *  none was left out. */

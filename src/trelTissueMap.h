@@ -115,13 +115,11 @@ public:
    *  change of tissue; 0 outside of the grid. One read. */
   double GetSafeDistance(const trelVector& point) const
   {
-    const double u = (point.X - Low.X) * PerStep.X;
-    const double v = (point.Y - Low.Y) * PerStep.Y;
-    const double w = (point.Z - Low.Z) * PerStep.Z;
-    if (!(std::min({u, v, w}) >= 0.0 && u < Cells.X && v < Cells.Y && w < Cells.Z)) return 0.0;
+    trelVector at;
+    if (!FindCell(point, &at)) return 0.0;
     const std::ptrdiff_t cell =
-        (static_cast<std::ptrdiff_t>(u) * Rows + static_cast<std::ptrdiff_t>(v)) * Columns +
-        static_cast<std::ptrdiff_t>(w);
+        (static_cast<std::ptrdiff_t>(at.X) * Rows + static_cast<std::ptrdiff_t>(at.Y)) * Columns +
+        static_cast<std::ptrdiff_t>(at.Z);
     return std::max(Quantum * Safe[static_cast<std::size_t>(cell)] - ToCorner, 0.0);
   }
   /** The same for the point itself, from the shapes. */
@@ -182,7 +180,14 @@ private:
   double ReachOf(const Body& body) const;
   const Body* FindFirstCrossing(const trelRay& ray, std::size_t rivals, double after, double limit,
                                 trelHit* hit, bool within = false) const;
-  bool FindCell(const trelVector& point, trelVector* cell) const;
+  /** Where the point lies in the grid, in cells; false beside it. */
+  bool FindCell(const trelVector& point, trelVector* cell) const
+  {
+    *cell = {(point.X - Low.X) * PerStep.X, (point.Y - Low.Y) * PerStep.Y,
+             (point.Z - Low.Z) * PerStep.Z};
+    return std::min({cell->X, cell->Y, cell->Z}) >= 0.0 && cell->X < Cells.X && cell->Y < Cells.Y &&
+           cell->Z < Cells.Z;
+  }
   template <class Visit>
   bool VisitBodies(const trelVector& point, double distance, std::size_t rivals, Visit visit) const;
   template <class Question>

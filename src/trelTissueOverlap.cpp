@@ -167,6 +167,7 @@ std::vector<trelTissueOverlap> FindPartialOverlaps(const std::vector<trelRankedB
       *looked = pairs;
       return false;
     }
+    // By their places in the list.
     const auto [winner, other] = std::minmax(one, two);
     const double reach = std::max(winner->Reach, other->Reach);
     if (!BoxesMeet(winner->Box, other->Box, reach)) return true;

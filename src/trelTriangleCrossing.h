@@ -6,23 +6,11 @@
 #include <utility>
 
 #include "trelMeshRecords.h"
-#include "trelVoxelGrid.h"
 
 /**
  * @file trelTriangleCrossing.h
  * Whether a ray crosses a triangle, without a tolerance; see trelMeshCrossings.
  */
-
-/** The box of the grid and a little more, so that rounding loses no voxel at its border. */
-inline trelBox WidenedBox(const trelVoxelGrid& grid)
-{
-  constexpr double margin = 1e-6;  // of a voxel
-  const int first[3] = {0, 0, 0};
-  const int last[3] = {grid.GetSize(0) - 1, grid.GetSize(1) - 1, grid.GetSize(2) - 1};
-  const double wide = margin * grid.GetVoxelSize();
-  return {grid.GetBox(first).Low - trelVector{wide, wide, wide},
-          grid.GetBox(last).High + trelVector{wide, wide, wide}};
-}
 
 /** A ray in whose frame triangles are tested: z along the direction, x and y across it. */
 struct trelShearedRay
@@ -106,15 +94,13 @@ struct trelTestedStretch
   trelVector First, Last;
   double Margin;  ///< of heights above planes, mm
 
-  /** From @p after to @p limit, which may be infinite: then up to a point behind the table. */
-  trelTestedStretch(const trelVoxelGrid& grid, const trelRay& ray, double after, double limit)
+  /** From @p after to @p limit, which may be infinite: then up to a point behind all triangles,
+   *  none of which has a coordinate beyond @p size, mm. */
+  trelTestedStretch(const trelRay& ray, double after, double limit, double size)
   {
     constexpr double rounding = 1e-9;
-    const trelBox box = WidenedBox(grid);
-    double size = Length(box.High - box.Low);
     for (int a = 0; a < 3; ++a)
-      size =
-          std::max({size, std::fabs(box.Low[a]), std::fabs(box.High[a]), std::fabs(ray.Origin[a])});
+      size = std::max(size, std::fabs(ray.Origin[a]));
     First = ray.At(std::max(after, -4.0 * size));
     Last = ray.At(std::min(limit, 4.0 * size));
     Margin = rounding * size;
