@@ -290,14 +290,12 @@ void FollowSegment(trelExactPacket& packet, double length, trelPacketNumbers& nu
   const bool endsByTime = timeLeft < length;
   const double limit = endsByTime ? std::max(timeLeft, 0.0) : length;
   trelClearance clearance;
-  packet.SafeCenter = packet.Position;
   if (limit < std::numeric_limits<double>::infinity() && model.IsClear(packet, limit, &clearance)) {
-    packet.SafeRadius = clearance.Radius;
+    packet.Clear = trelExactPacket::ClearPart * clearance.Radius - limit;
     EndSegment(packet, limit, endsByTime, numbers, model, tally);
     return;
   }
-  // Whatever sphere there was, the segment may leave it, and the next one comes back.
-  packet.SafeRadius = 0.0;
+  packet.Clear = 0.0;
   trelTissueChange change;
   const bool changes = FindChange(packet, limit, clearance.IsWithin, model, &change);
   const double distance = changes ? change.Hit.Distance : limit;

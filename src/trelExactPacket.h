@@ -11,6 +11,9 @@ struct trelExactPacket : trelPacket
 {
   /** No optical depth has been drawn for the way to the next interaction. */
   static constexpr double NotDrawn = -1.0;
+  /** What Clear takes of a bound. The rest pays for the rounding of the many lengths that are taken
+   *  off. */
+  static constexpr double ClearPart = 1.0 - 1e-6;
 
   /** Optical depth to the next interaction, used up across boundaries; or NotDrawn. */
   double Depth;
@@ -18,9 +21,9 @@ struct trelExactPacket : trelPacket
   double Interaction;
   /** What lies ahead by less, mm, the packet stands on and has passed. */
   double Skip;
-  /** Within this distance of this point nothing changes. The packet is there, or the distance 0. */
-  trelVector SafeCenter;
-  double SafeRadius;
+  /** Whichever way the packet goes, nothing changes within this distance, mm: what its path since
+   *  has left of the last bound that was asked for. */
+  double Clear;
   /** The last segment ended within rounding of a surface: it may lie beside its tissue. */
   bool IsUnsure;
   /** The dyes in whose regions the packet is, a bit each, in the order of the model. */

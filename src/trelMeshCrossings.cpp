@@ -254,7 +254,7 @@ double trelMeshCrossings::BoundNearTriangles(const trelVector& point, const int 
       bound =
           std::min(bound, BoundDistanceFrom(Table->GetTriangle(*t), Table->GetBounds(*t), point));
   });
-  return std::max(bound, 0.0);
+  return bound > wanted ? bound : 0.0;
 }
 
 double trelMeshCrossings::BoundDistance(const trelVector& point, double wanted) const
@@ -277,18 +277,41 @@ double trelMeshCrossings::BoundDistance(const trelVector& point, double wanted) 
   return free * Table->GetVoxelSize() + within;
 }
 
-bool trelMeshCrossings::IsClear(const trelWay& way, double* radius) const
+/** How much of the way, from its start, is known to meet no triangle, mm; 0 or less proves nothing.
+ *  @p bound is one of the distance of its start from any. */
+double trelMeshCrossings::FindClearLength(const trelWay& way, double* bound) const
 {
   int voxel[3];
-  const trelSurfaceSlab* slab = Table->FindVoxel(way.From, voxel) ? Slabs.Find(voxel) : nullptr;
-  if (slab && slab->IsClear(way)) {
-    *radius = std::min(*radius, slab->BoundDistance(way.From));
-    return true;
+  const bool isInGrid = Table->FindVoxel(way.From, voxel);
+  const trelSurfaceSlab* slab = isInGrid ? Slabs.Find(voxel) : nullptr;
+  if (slab) {
+    const double length = slab->FindClearLength(way);
+    *bound = slab->BoundDistance(way.From);
+    // Of what lies near, only short ways are told to be clear for the triangles' asking.
+    if (length > 0.0 || 2.0 * way.Length > Table->GetVoxelSize()) return length;
   }
-  const double length = way.Length + way.Margin;
-  const double bound = BoundDistance(way.From, length);
+  *bound = isInGrid && !slab
+               ? Table->GetVoxelSize() * GetFreeVoxels(Table->CellOf(voxel[0], voxel[1], voxel[2]))
+               : BoundDistance(way.From, way.Length + way.Margin);
+  return *bound - way.Margin;
+}
+
+/** A long way piece by piece, each told by what is known where it starts. */
+bool trelMeshCrossings::IsClear(const trelWay& way, double* radius) const
+{
+  constexpr int mostPieces = 8;
+  double bound = 0.0;
+  double length = FindClearLength(way, &bound);
   *radius = std::min(*radius, bound);
-  return length < bound;
+  if (length >= way.Length) return true;
+  trelWay rest = way;
+  for (int piece = 1; piece < mostPieces && length > way.Margin; ++piece) {
+    rest.From += (length / rest.Length) * (rest.To - rest.From);
+    rest.Length -= length;
+    length = FindClearLength(rest, &bound);
+    if (length >= rest.Length) return true;
+  }
+  return false;
 }
 
 std::ptrdiff_t trelMeshCrossings::CountBelow(std::uint32_t t, int axis) const

@@ -90,6 +90,7 @@ private:
     std::int32_t From, To;
   };
 
+  double FindClearLength(const trelWay& way, double* bound) const;
   bool IsFree(std::size_t cell) const { return Clearance[cell] > 0; }
   void LookAround();
   void MeasureClearance();

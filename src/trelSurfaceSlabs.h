@@ -23,12 +23,16 @@ struct trelSurfaceSlab
     return static_cast<double>(Normal[0]) * point.X + static_cast<double>(Normal[1]) * point.Y +
            static_cast<double>(Normal[2]) * point.Z;
   }
-  /** Whether no triangle lies on the way, which starts in the block. */
-  bool IsClear(const trelWay& way) const
+  /** How much of the way, which starts in the block, no triangle lies on, mm: all of it or what is
+   *  within reach. 0 proves nothing. */
+  double FindClearLength(const trelWay& way) const
   {
-    const double a = HeightOf(way.From), b = HeightOf(way.To);
-    return way.Length + way.Margin < static_cast<double>(Reach) &&
-           ((a > High && b > High) || (a < Low && b < Low));
+    const double reach = static_cast<double>(Reach) - 2.0 * way.Margin;
+    const double start = HeightOf(way.From);
+    double end = HeightOf(way.To);
+    if (way.Length > reach) end = start + (end - start) * (reach / way.Length);
+    const bool isBeside = (start > High && end > High) || (start < Low && end < Low);
+    return isBeside ? std::min(way.Length, reach) : 0.0;
   }
   /** A lower bound of the distance, mm, of a point of the block from any triangle. */
   double BoundDistance(const trelVector& point) const

@@ -130,7 +130,7 @@ private:
     Flight flight;
     for (; !packet.Dead; ++packet.StepCount) {
       const trelExactPacket before = packet;
-      if (!Shortcuts) packet.SafeRadius = 0.0;
+      if (!Shortcuts) packet.Clear = 0.0;
       TakeExactStep(packet, numbers, Exact, Tally);
       const bool turned = Dot(before.Direction, packet.Direction) < 1.0 - 1e-14;
       flight.Reflections +=
