@@ -85,7 +85,7 @@ trel_subsystem(results
   HEADERS trelFlyTimes trelResultGetters trelAbsorbedTotals
   CLASSES trelGrid trelGridTable trelCellMeasures trelMeshSurface trelGridSet trelTimeTotals trelFluence
           trelMediumResult trelDetectorResult trelDetectorArrayResult
-          trelSimulationResult trelTemporaryFiles trelResultFileSet trelResultFile
+          trelSimulationResult trelBatchStatistics trelTemporaryFiles trelResultFileSet trelResultFile
           trelResultLabels trelResultBlocks trelSimulationResultWriter)
 
 # What the detectors outside of the medium see of its surface.
@@ -103,7 +103,7 @@ trel_subsystem(transport
           trelCellBorders trelExactScores trelPacketEvents trelPacketGeometry trelExactLaunch
           trelThreadState trelMediumFilter trelMonteCarlo
           trelVarianceReductionMonteCarlo trelDiffuseVRMC trelBioluminescenceVRMC
-          trelFluorescenceVRMC trelExactModel trelExactEvents trelEmissionPilot
+          trelFluorescenceVRMC trelExactModel trelExactEvents trelEmissionPilot trelRunPlan
           trelExactMonteCarlo)
 
 # A look at a model before it runs: what it is, and what is wrong with it.

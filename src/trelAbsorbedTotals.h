@@ -35,6 +35,14 @@ public:
   /** Where the stripe of a cell lies. */
   static std::size_t GetOffset(std::size_t cell) { return cell % NumberOfStripes * StripeLength; }
 
+  /** Calls @p visit with the first cell and the number of cells of each of the two. */
+  template <class Visit>
+  void VisitCells(Visit visit) const
+  {
+    for (trelGrid* sums : {Stripes.get(), Gates.get()})
+      if (sums) visit(sums->GetCells(), sums->GetNumberOfCells());
+  }
+
   /** The continuous-wave total. */
   double Sum() const
   {

@@ -52,6 +52,8 @@ public:
   /** Sums, then measures: weight into weight per mm^2; amplitude and phase. Exactly once, after the
    *  run. */
   void FinalizeFiber();
+  /** Of a fibre whose cells are standard errors of raw sums: makes them those of the densities. */
+  void FinalizeErrors() { DivideByTrueMeasures(FiberGrids, Window); }
   /** The extreme pixel or cell; nothing but a look at them. */
   void ComputePlaneRange();
   void ComputeFiberRange();

@@ -22,7 +22,8 @@ struct trelExactTally : trelPacketScores
   std::uint64_t Interactions = 0;  ///< of the packets of sources
   std::uint64_t NotLaunched = 0;
   std::uint64_t ReflectedAtEntry = 0;
-  double ReflectedWeight = 0.0;  ///< what the skin threw back at entry
+  /** By wavelength: what the skin threw back at entry. Sized before the packets. */
+  std::vector<double> ReflectedWeight;
   std::uint64_t Trapped = 0;     ///< packets that met too many boundaries in a row
   std::uint64_t EndedByTime = 0;
   std::uint64_t InFibers = 0;  ///< packets that a fibre took

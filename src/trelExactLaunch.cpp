@@ -83,7 +83,7 @@ static bool IsFinite(const trelLightSource& source, const trelShapeObject& shape
 }
 
 bool trelExactLaunch::Prepare(const trelLightSource& source, const trelSpectrum& spectrum,
-                              const trelTransportModel& model)
+                              std::int64_t packets, const trelTransportModel& model)
 {
   *this = {};
   const trelShapeObject* shape = source.GetShape();
@@ -92,9 +92,7 @@ bool trelExactLaunch::Prepare(const trelLightSource& source, const trelSpectrum&
   if (!IsFinite(source, *shape)) return false;
   Model = &model;
   WavelengthIndex = static_cast<std::int32_t>(spectrum.GetWavelengthIndex());
-  if (spectrum.GetPhotonNumber() > 0) {
-    PacketWeight = spectrum.GetEnergy() / spectrum.GetPhotonNumber();
-  }
+  if (packets > 0) PacketWeight = spectrum.GetEnergy() / static_cast<double>(packets);
   External = source.GetLuminousType() != LuminousBioluminescence && !source.IsInternal();
   Specular = source.IsSpecular();
   Solid = source.IsSolid();

@@ -53,10 +53,11 @@ struct trelLaunched
 class trelExactLaunch
 {
 public:
-  /** Takes what the launches need of the source, which is held as long as they go on. False if it
+  /** Takes what the launches need of the source, which is held as long as they go on; @p packets
+   *  share the energy of its entry. False if it
    *  can launch nothing: a fluorophore, no shape, no point in it, numbers that are not finite, or
    *  memory ran out. Launches are then not met. */
-  bool Prepare(const trelLightSource& source, const trelSpectrum& spectrum,
+  bool Prepare(const trelLightSource& source, const trelSpectrum& spectrum, std::int64_t packets,
                const trelTransportModel& model);
 
   /** Weight of one packet of the entry, energy / packets, in the unit of the energy. */

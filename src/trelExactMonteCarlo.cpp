@@ -6,7 +6,6 @@
 #include <random>
 
 #include "trelEmissionPilot.h"
-#include "trelExactLaunch.h"
 #include "trelExactSteps.h"
 #include "trelLightSource.h"
 #include "trelList.h"
@@ -36,28 +35,48 @@ trelExactMonteCarlo::trelExactMonteCarlo() : Seed(DrawSeed()) {}
 
 trelExactMonteCarlo::~trelExactMonteCarlo() = default;
 
-bool trelExactMonteCarlo::Prepare()
+bool trelExactMonteCarlo::Prepare(int threads)
 {
   if (!Input->GetMedium()) return false;
   Input->PrepareGeometry();
   if (!GetOutput()->Initialize(Input) || !Model.Resolve(*Input)) return false;
-  Tables.Resolve(*Output, *Input, Model.MediumShapeType);
-  Summary.EmissionWeights.assign(static_cast<std::size_t>(Model.NumberOfSpectra), 0.0);
-  Reflected.assign(static_cast<std::size_t>(Model.NumberOfSpectra), 0.0);
-  CollectBatches();
+  Statistics.Release();
+  if (Batches > 1 && !Statistics.Prepare(*Input, *Output, threads)) return false;
+  Tables.assign(static_cast<std::size_t>(Statistics.IsOwn() ? threads : 1), {});
+  for (std::size_t i = 0; i < Tables.size(); ++i) {
+    const trelSimulationResult& scored =
+        Statistics.IsOn() ? *Statistics.GetScored(static_cast<int>(i)) : *Output;
+    Tables[i].Resolve(scored, *Input, Model.MediumShapeType);
+  }
+  const auto spectra = static_cast<std::size_t>(Model.NumberOfSpectra);
+  NoTables.ResolveNothing(spectra);
+  Summary.EmissionWeights.assign(spectra, 0.0);
+  Reflected.assign(spectra, 0.0);
+  MakePlan();
+  PrepareLaunches();
   return true;
 }
 
-void trelExactMonteCarlo::CollectBatches()
+void trelExactMonteCarlo::MakePlan()
 {
-  Batches.clear();
+  std::vector<trelRunEntry> entries;
   std::uint64_t source = 0;
   for (const trelLightSource* light : Input->GetLightSources()->GetItems<trelLightSource>()) {
     std::uint64_t entry = source++ << 32;
     if (!RunsSource(*light)) continue;
     for (const trelSpectrum* spectrum : light->GetSpectra()->GetItems<trelSpectrum>())
-      Batches.push_back({light, spectrum, entry++, spectrum->GetPhotonNumber(), Seed, 0});
+      entries.push_back({light, spectrum, entry++, spectrum->GetPhotonNumber(), 0});
   }
+  Plan.Build(entries, Packets, Batches);
+  Summary.Packets = static_cast<std::uint64_t>(Plan.GetPackets());
+}
+
+/** The packets of a batch share the energy of their entry: a result is the mean of the batches. */
+void trelExactMonteCarlo::PrepareLaunches()
+{
+  Launches.clear();
+  for (const trelRunEntry& entry : Plan.GetEntries())
+    Launches.emplace_back().Prepare(*entry.Light, *entry.Spectrum, entry.Share, Model);
 }
 
 bool trelExactMonteCarlo::Execute()
@@ -65,22 +84,25 @@ bool trelExactMonteCarlo::Execute()
   if (!Input) return false;
   Summary = {};
   Finished = 0;
+  const int threads = StartableThreads(Input->GetThreadNumber());
   bool prepared = false;
-  if (!FitsInMemory([&] { prepared = Prepare(); }) || !prepared) {
+  if (!FitsInMemory([&] { prepared = Prepare(threads); }) || !prepared) {
     ErrorMacro("Initialization of Monte Carlo simulation failed!");
     return false;
   }
-  for (const Batch& batch : Batches)
-    Summary.Packets += static_cast<std::uint64_t>(batch.Packets);
-  const int threads = StartableThreads(Input->GetThreadNumber());
   std::vector<trelExactTally> tallies(static_cast<std::size_t>(threads));
   if (!Model.Dyes.empty() && !RunPilot()) return false;
-  for (const Batch& batch : Batches)
-    if (!RunBatch(batch, tallies)) return false;
+  for (std::int64_t batch = 0; batch < Plan.GetBatches(); ++batch) {
+    if (!RunBatch({Plan, Seed, batch}, tallies)) return false;
+    if (Statistics.IsOn()) Statistics.TakeBatch();
+  }
+  Statistics.Finish();
   ReportProgress(ProgressMaximum);
   ReportUnfinished();
-  for (int i = 0; i < Model.NumberOfSpectra; ++i)
-    Output->GetMediumResult(i)->SetSpecularReflectance(Reflected[static_cast<std::size_t>(i)]);
+  for (int i = 0; i < Model.NumberOfSpectra; ++i) {
+    Output->GetMediumResult(i)->SetSpecularReflectance(Reflected[static_cast<std::size_t>(i)] /
+                                                       static_cast<double>(Plan.GetBatches()));
+  }
   Output->FinalizeMediumResults(Input, Input->GetSaveFluenceRate());
   const int fibers = Input->CountFiberDetectors();
   if (fibers != 0 && Input->GetNumberOfDetectors() == fibers) {
@@ -92,40 +114,35 @@ bool trelExactMonteCarlo::Execute()
 bool trelExactMonteCarlo::RunPilot()
 {
   trelEmissionPilot pilot(Model);
-  std::int64_t entries = 0;
-  for (const Batch& batch : Batches) {
-    if (batch.Packets == 0) continue;
-    ++entries;
-    pilot.AddEntry(static_cast<std::int32_t>(batch.Spectrum->GetWavelength()),
-                   static_cast<std::int32_t>(batch.Spectrum->GetWavelengthIndex()),
-                   batch.Spectrum->GetEnergy(), batch.Packets);
+  for (const trelRunEntry& entry : Plan.GetEntries()) {
+    pilot.AddEntry(static_cast<std::int32_t>(entry.Spectrum->GetWavelength()),
+                   static_cast<std::int32_t>(entry.Spectrum->GetWavelengthIndex()),
+                   entry.Spectrum->GetEnergy(), entry.Share);
   }
   Pilot = &pilot;
   std::int64_t flown = 0;
-  const bool isDone = entries == 0 || FlyPilot(entries, &flown);
+  const bool isDone = Plan.GetEntries().empty() || FlyPilot(Plan, &flown);
   Pilot = nullptr;
   for (trelDye& dye : Model.Dyes) {
     if (flown > 0) dye.PacketWeight = pilot.FindWeight(dye.WavelengthIndex, flown);
-    Summary.EmissionWeights[static_cast<std::size_t>(dye.WavelengthIndex)] = dye.PacketWeight;
+    Summary.EmissionWeights[static_cast<std::size_t>(dye.WavelengthIndex)] =
+        dye.PacketWeight / static_cast<double>(Plan.GetBatches());
   }
   return isDone;
 }
 
-/** The same number of packets of each entry, doubled until enough was seen or that gets too dear.
- */
-bool trelExactMonteCarlo::FlyPilot(std::int64_t entries, std::int64_t* flown)
+/** The same number of packets of each entry of @p plan, doubled until enough was seen or that gets
+ *  too dear. */
+bool trelExactMonteCarlo::FlyPilot(trelRunPlan plan, std::int64_t* flown)
 {
   std::vector<trelExactTally> tallies(1);
   std::uint64_t interactions = 0;
+  const auto entries = static_cast<std::int64_t>(plan.GetEntries().size());
   std::int64_t more = std::max<std::int64_t>(fewestPilotPackets / entries, 1);
   while (true) {
-    for (const Batch& batch : Batches) {
-      if (batch.Packets == 0) continue;
-      PilotScale = batch.Packets;
-      if (!RunBatch({batch.Light, batch.Spectrum, batch.Entry, more, pilotSeed, *flown}, tallies))
-        return false;
-      interactions += tallies[0].Interactions;
-    }
+    plan.ShareAlike(more);
+    if (!RunBatch({plan, pilotSeed, *flown / more}, tallies)) return false;
+    interactions += tallies[0].Interactions;
     more = *flown += more;
     const bool isDear =
         more * entries >= enoughPilotPackets || interactions >= enoughPilotInteractions;
@@ -139,26 +156,29 @@ TREL_CLONED TREL_FLAT static void TraceExactly(trelExactPacket& packet, trelPack
   TakeExactSteps(packet, numbers, model, tally);
 }
 
+/** @p isAlone: the team is one thread. */
+void trelExactMonteCarlo::PrepareTally(int thread, bool isAlone, trelExactTally& tally) const
+{
+  tally = trelExactTally();
+  tally.Converted.assign(Model.Dyes.size(), 0.0);
+  tally.ReflectedWeight.assign(static_cast<std::size_t>(Model.NumberOfSpectra), 0.0);
+  tally.OneThread = isAlone || Tables.size() > 1;
+  if (Pilot) {
+    tally.Tables = &NoTables;
+    return;
+  }
+  tally.Trace = &TraceExactly;
+  tally.Tables = &Tables[Tables.size() > 1 ? static_cast<std::size_t>(thread) : 0];
+  tally.Result = Output;
+}
+
 bool trelExactMonteCarlo::RunBatch(const Batch& batch, std::vector<trelExactTally>& tallies)
 {
   OutOfMemory = false;
-  for (trelExactTally& tally : tallies) {
-    tally = trelExactTally();
-    tally.Converted.assign(Model.Dyes.size(), 0.0);
-    tally.Trace = Pilot ? nullptr : &TraceExactly;
-    tally.Tables = &Tables;
-    tally.Result = Output;
-    tally.OneThread = tallies.size() == 1;
-    tally.SelectRecord(static_cast<std::int32_t>(batch.Spectrum->GetWavelengthIndex()));
-    if (Pilot) {
-      tally.Grids = &NoGrids;
-      tally.FiberGrids = nullptr;
-      tally.SpectrumMediumResult = nullptr;
-    }
-  }
-  trelExactLaunch launch;
-  launch.Prepare(*batch.Light, *batch.Spectrum, Model);
-#pragma omp parallel num_threads(static_cast <int>(tallies.size()))
+  const auto threads = static_cast<int>(tallies.size());
+  for (int i = 0; i < threads; ++i)
+    PrepareTally(i, threads == 1, tallies[static_cast<std::size_t>(i)]);
+#pragma omp parallel num_threads(threads)
   {
     bool ready = trelVoxelTable::PrepareThread();
     if (!ready) {
@@ -169,39 +189,46 @@ bool trelExactMonteCarlo::RunBatch(const Batch& batch, std::vector<trelExactTall
 #pragma omp atomic read
     ready = OutOfMemory;
     ready = !ready;
-    if (ready) TracePackets(batch, launch, tallies[static_cast<std::size_t>(omp_get_thread_num())]);
+    if (ready) TracePackets(batch, tallies[static_cast<std::size_t>(omp_get_thread_num())]);
   }
   if (OutOfMemory) {
     ErrorMacro("Out of memory while starting the threads!");
     return false;
   }
-  if (!Pilot) Collect(batch, tallies);
+  if (!Pilot) Collect(tallies);
   return true;
 }
 
-void trelExactMonteCarlo::TracePackets(const Batch& batch, const trelExactLaunch& launch,
-                                       trelExactTally& tally)
+void trelExactMonteCarlo::TracePackets(const Batch& batch, trelExactTally& tally)
 {
+  const std::int64_t packets = batch.Plan.GetPacketsOfBatch();
 #pragma omp for schedule(dynamic, 16)
-  for (std::int64_t i = 0; i < batch.Packets; ++i) {
-    TracePacket(batch, batch.First + i, launch, tally);
+  for (std::int64_t i = 0; i < packets; ++i) {
+    const trelPlannedPacket planned = batch.Plan.Find(i);
+    TracePacket(batch, planned, tally);
     if (!Pilot) {
       CountFinishedPacket();
       continue;
     }
-    Pilot->AddPacket(tally.Converted, PilotScale);
+    Pilot->AddPacket(tally.Converted, Plan.GetEntries()[planned.Entry].Share);
     std::fill(tally.Converted.begin(), tally.Converted.end(), 0.0);
   }
 }
 
-void trelExactMonteCarlo::TracePacket(const Batch& batch, std::int64_t number,
-                                      const trelExactLaunch& launch, trelExactTally& tally)
+void trelExactMonteCarlo::TracePacket(const Batch& batch, const trelPlannedPacket& planned,
+                                      trelExactTally& tally)
 {
+  const trelRunEntry& entry = batch.Plan.GetEntries()[planned.Entry];
+  const trelExactLaunch& launch = Launches[planned.Entry];
+  const auto wavelengthIndex = static_cast<std::int32_t>(entry.Spectrum->GetWavelengthIndex());
+  const std::int64_t number = batch.Number * entry.Share + planned.Number;
   trelPacketNumbers numbers;
-  numbers.Start(batch.Seed, batch.Entry, static_cast<std::uint64_t>(number));
+  numbers.Start(batch.Seed, entry.Entry, static_cast<std::uint64_t>(number));
+  tally.SelectRecord(wavelengthIndex);
   trelLaunched start;
   const trelLaunchOutcome outcome = launch.Launch(Model.Map, numbers, &start);
-  tally.ReflectedWeight += start.Reflected * launch.GetPacketWeight();
+  tally.ReflectedWeight[static_cast<std::size_t>(wavelengthIndex)] +=
+      start.Reflected * launch.GetPacketWeight();
   if (outcome == LaunchNotMet) ++tally.NotLaunched;
   if (outcome == LaunchReflected) ++tally.ReflectedAtEntry;
   if (outcome != LaunchDone && outcome != LaunchEscaped) return;
@@ -210,8 +237,8 @@ void trelExactMonteCarlo::TracePacket(const Batch& batch, std::int64_t number,
   packet.Direction = start.Direction;
   packet.Weight = 1.0;
   packet.SourceWeight = start.Entering * launch.GetPacketWeight();
-  packet.Wavelength = static_cast<std::int32_t>(batch.Spectrum->GetWavelength());
-  packet.WavelengthIndex = static_cast<std::int32_t>(batch.Spectrum->GetWavelengthIndex());
+  packet.Wavelength = static_cast<std::int32_t>(entry.Spectrum->GetWavelength());
+  packet.WavelengthIndex = wavelengthIndex;
   packet.Depth = trelExactPacket::NotDrawn;
   packet.Skip = start.Skip;
   if (!Model.Dyes.empty()) {
@@ -228,9 +255,8 @@ void trelExactMonteCarlo::TracePacket(const Batch& batch, std::int64_t number,
 }
 
 /** Adds what the threads of a region counted. */
-void trelExactMonteCarlo::Collect(const Batch& batch, const std::vector<trelExactTally>& tallies)
+void trelExactMonteCarlo::Collect(const std::vector<trelExactTally>& tallies)
 {
-  double& reflected = Reflected[batch.Spectrum->GetWavelengthIndex()];
   for (const trelExactTally& tally : tallies) {
     Summary.NotLaunched += tally.NotLaunched;
     Summary.ReflectedAtEntry += tally.ReflectedAtEntry;
@@ -240,7 +266,8 @@ void trelExactMonteCarlo::Collect(const Batch& batch, const std::vector<trelExac
     Summary.EndedByTime += tally.EndedByTime;
     Summary.InFibers += tally.InFibers;
     Summary.EndedByLimit += tally.EndedByLimit;
-    reflected += tally.ReflectedWeight;
+    for (std::size_t i = 0; i < Reflected.size(); ++i)
+      Reflected[i] += tally.ReflectedWeight[i];
   }
 }
 

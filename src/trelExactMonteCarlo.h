@@ -3,13 +3,12 @@
 
 #include <vector>
 
+#include "trelBatchStatistics.h"
 #include "trelExactEvents.h"
+#include "trelExactLaunch.h"
 #include "trelMonteCarlo.h"
+#include "trelRunPlan.h"
 #include "trelScoreTable.h"
-
-class trelExactLaunch;
-class trelLightSource;
-class trelSpectrum;
 
 /** What became of the packets of a run, all sources together. */
 struct trelExactSummary
@@ -32,10 +31,11 @@ struct trelExactSummary
  * @class   trelExactMonteCarlo
  * @brief   the run by the exact rules: all imaging modes, shapes, meshes and tetrahedra
  *
- * As trelVarianceReductionMonteCarlo it takes the sources of the simulation type and their spectra
- * one after the other, in a parallel region each. Every packet has its own stream of random
- * numbers, so that its history depends on the seed and its number alone. What happens to a packet
- * are functions of trelExactSteps.h and trelExactEvents.h.
+ * The packets of all sources of the simulation type and their spectra are flown in batches, each a
+ * scaled-down run (trelRunPlan) in one parallel region, from which come the errors
+ * (trelBatchStatistics). Every packet has its own stream of random numbers, so that its history
+ * depends on the seed, its source and spectrum, and its number alone. What happens to a packet are
+ * functions of trelExactSteps.h and trelExactEvents.h.
  *
  * @sa trelVarianceReductionMonteCarlo
  */
@@ -53,45 +53,54 @@ public:
 
   /** What the streams of all packets are made of; the system's entropy by default. */
   trelSetGetMacro(std::uint64_t, Seed)
+  /** In how many batches the packets are flown; their numbers are rounded up to a multiple. One,
+   * the default, tells no errors and needs no grids beside those of the result. */
+  trelSetGetMacro(std::int64_t, Batches)
+  /** The packets of the run, all sources together in their proportion; 0, the default, for as many
+   *  as the model has. */
+  trelSetGetMacro(std::int64_t, Packets)
+  /** The errors of the last run. */
+  const trelBatchStatistics& GetStatistics() const { return Statistics; }
   /** What became of the packets of the last run. */
   const trelExactSummary& GetSummary() const { return Summary; }
 
 private:
-  /** The packets of one spectrum of one source. */
+  /** The packets that are flown together. */
   struct Batch
   {
-    const trelLightSource* Light;
-    const trelSpectrum* Spectrum;
-    std::uint64_t Entry;  ///< number of the source and of the spectrum, for the streams
-    std::int64_t Packets;
+    const trelRunPlan& Plan;
     std::uint64_t Seed;
-    std::int64_t First;  ///< the number of its first packet
+    std::int64_t Number;  ///< how many shares of each entry are behind
   };
 
-  bool Prepare();
-  void CollectBatches();
+  bool Prepare(int threads);
+  void MakePlan();
+  void PrepareLaunches();
   /** The weight of emission packets, from a run of some packets that emits and scores nothing. */
   bool RunPilot();
-  bool FlyPilot(std::int64_t entries, std::int64_t* flown);
+  bool FlyPilot(trelRunPlan plan, std::int64_t* flown);
   bool RunBatch(const Batch& batch, std::vector<trelExactTally>& tallies);
-  void TracePackets(const Batch& batch, const trelExactLaunch& launch, trelExactTally& tally);
-  void TracePacket(const Batch& batch, std::int64_t number, const trelExactLaunch& launch,
-                   trelExactTally& tally);
+  void PrepareTally(int thread, bool isAlone, trelExactTally& tally) const;
+  void TracePackets(const Batch& batch, trelExactTally& tally);
+  void TracePacket(const Batch& batch, const trelPlannedPacket& planned, trelExactTally& tally);
   void CountFinishedPacket();
-  void Collect(const Batch& batch, const std::vector<trelExactTally>& tallies);
+  void Collect(const std::vector<trelExactTally>& tallies);
   void ReportUnfinished();
 
   trelExactModel Model;
-  trelScoreTables Tables;
-  trelScoreTable NoGrids;  ///< what the pilot scores into
-  std::vector<Batch> Batches;
+  trelRunPlan Plan;
+  std::vector<trelExactLaunch> Launches;  ///< by entry of the plan
+  trelBatchStatistics Statistics;
+  std::vector<trelScoreTables> Tables;  ///< by thread, or one for all
+  trelScoreTables NoTables;             ///< what the pilot scores into
   trelExactSummary Summary;
   std::vector<double> Reflected;  ///< by wavelength: weight that the skin threw back at entry
   std::uint64_t Seed;
+  std::int64_t Batches = 1;
+  std::int64_t Packets = 0;
   std::uint64_t Finished = 0;
-  /** Told of conversions in a pilot, whose entry will launch PilotScale packets; else null. */
+  /** Told of conversions in a pilot; else null. */
   class trelEmissionPilot* Pilot = nullptr;
-  std::int64_t PilotScale = 0;
   bool OutOfMemory = false;
 };
 

@@ -1,6 +1,7 @@
 #include "trelMediumResult.h"
 
 #include <algorithm>
+#include <limits>
 
 #include "trelFluence.h"
 #include "trelMCTetrahedron.h"
@@ -249,28 +250,54 @@ void trelMediumResult::Finalize(const trelSimulationParameter* parameter, bool f
 
 void trelMediumResult::FinalizeExactly()
 {
-  for (const trelGridKind kind : {GridAbsorption, GridTransmittance}) {
-    if (kind == GridAbsorption && ScoresFluence) continue;
-    if (DomainCW) Grids[GridCW].Sum(kind, Totals);
-    if (DomainTD) TimeTotals.Sum(kind, Grids[GridTD]);
-  }
-  if (ScoresFluence) TakeAbsorbedTotals();
+  SumTotals(Totals);
+  if (DomainTD) SumTotalsByGate();
+  DivideExactly();
+  if (DomainFD) ComputeAmplitudeAndPhase();
+}
+
+void trelMediumResult::DivideExactly()
+{
   DivideByTrueMeasures(Grids, Window);
   for (const trelGridDomain domain : {GridCW, GridTD, GridFDReal, GridFDImag}) {
     if (!Grids[domain].SettleMesh(Mesh)) ErrorMacro(OutOfMemoryTexts[GridTransmittance]);
   }
-  if (DomainFD) ComputeAmplitudeAndPhase();
 }
 
-/** The totals of absorption where the grids have fluence. */
-void trelMediumResult::TakeAbsorbedTotals()
+void trelMediumResult::FinalizeErrors()
 {
+  DivideExactly();
+  for (const trelGridSet& grids : Grids) {
+    trelGrid* vertices = grids.Get(TransmittanceMeshVertex);
+    if (!vertices) continue;
+    std::fill_n(vertices->GetCells(), vertices->GetNumberOfCells(),
+                std::numeric_limits<double>::quiet_NaN());
+  }
+}
+
+void trelMediumResult::SumTotals(double totals[NumberOfTotals]) const
+{
+  if (!DomainCW) return;
+  Grids[GridCW].Sum(GridTransmittance, totals);
+  if (!ScoresFluence) {
+    Grids[GridCW].Sum(GridAbsorption, totals);
+    return;
+  }
+  for (const trelGridId id : GetGridIds(GridAbsorption))
+    if (Grids[GridCW].Get(id)) totals[GetGridDescription(id).Total] = AbsorbedTotals.Sum();
+}
+
+void trelMediumResult::SumTotalsByGate()
+{
+  TimeTotals.Sum(GridTransmittance, Grids[GridTD]);
+  if (!ScoresFluence) {
+    TimeTotals.Sum(GridAbsorption, Grids[GridTD]);
+    return;
+  }
   for (const trelGridId id : GetGridIds(GridAbsorption)) {
-    const trelGridTotal total = GetGridDescription(id).Total;
-    if (Grids[GridCW].Get(id)) Totals[total] = AbsorbedTotals.Sum();
     if (!Grids[GridTD].Get(id)) continue;
     for (std::int32_t gate = 0; gate < Window.Time.Count; ++gate)
-      TimeTotals.AddBin(total, gate, AbsorbedTotals.GetGates()[gate]);
+      TimeTotals.AddBin(GetGridDescription(id).Total, gate, AbsorbedTotals.GetGates()[gate]);
   }
 }
 

@@ -68,12 +68,21 @@ public:
    *  fills the faces. False after a report if there is not so much memory. */
   bool AllocateMeshFaces(std::int32_t faces, std::int32_t vertices, bool isTetraMesh);
 
+  /** Frees the table of fly times alone. */
+  void ReleaseFlyTimes() { PhotonFlyTimes.Release(); }
   /** Frees all grids, the table of fly times and the faces of a mesh. */
   virtual void ReleaseResults();
 
   /** Sums, measures, fluence if @p fluenceRate, amplitude and phase, in this order. Exactly once.
    *  Under the exact rules measures are the true ones, and grids of fluence hold it already. */
   void Finalize(const trelSimulationParameter* parameter, bool fluenceRate);
+  /** Of a record whose cells are standard errors of raw sums: makes them those of the densities, as
+   *  Finalize() does under the exact rules. Those of mesh vertices, whose faces are correlated, are
+   *  NaN. */
+  void FinalizeErrors();
+  /** Adds the raw sums of the continuous-wave grids, under the exact rules, to totals that are 0.
+   */
+  void SumTotals(double totals[NumberOfTotals]) const;
 
   /** The raw sums of the grids of a domain into its totals. */
   void SumCWAbsorption() { Grids[GridCW].Sum(GridAbsorption, Totals); }
@@ -189,7 +198,8 @@ private:
   bool CopyMesh(const trelShapeObject& shape);
   void Normalize(trelGridKind kind, trelGridDomains domains);
   void FinalizeExactly();
-  void TakeAbsorbedTotals();
+  void SumTotalsByGate();
+  void DivideExactly();
 
   std::int64_t PhotonNumber = 0;
   std::int64_t TransmitPhotonNum = 0;

@@ -38,6 +38,15 @@ static std::size_t MeasureAvailableBytes()
   return std::min(available, most - std::min(current, most));
 }
 
+std::size_t GetMemoryOfMachine()
+{
+  std::size_t all = ReadMemInfo("/proc/meminfo", "MemTotal:", 1024);
+  if (all == 0) all = std::numeric_limits<std::size_t>::max();
+  std::ifstream limit("/sys/fs/cgroup/memory.max");
+  std::size_t most = 0;
+  return limit >> most ? std::min(all, most) : all;
+}
+
 static std::size_t GetAvailableBytes()
 {
   static const std::size_t available = MeasureAvailableBytes();

@@ -35,6 +35,10 @@ bool FitsInMemory(const Action& action)
  * so that a run is refused before its first packet and not killed in its last. Main thread only.
  */
 bool TakeMemory(std::size_t bytes);
+/** What the machine has in all, or the container is allowed; the largest number if that is not
+ * known.
+ */
+std::size_t GetMemoryOfMachine();
 /** Gives back what TakeMemory() took. */
 void ReturnMemory(std::size_t bytes);
 

@@ -243,7 +243,8 @@ public:
     trelSpectrum entry;
     entry.SetPhotonNumber(1);
     trelExactLaunch launch;
-    if (!IsReady || (IsExact && !launch.Prepare(source, entry, Model))) return;
+    if (!IsReady || (IsExact && !launch.Prepare(source, entry, entry.GetPhotonNumber(), Model)))
+      return;
     const auto start = std::chrono::steady_clock::now();
     while (checked.Tried < mostPilotPackets) {
       const bool isLate = std::chrono::steady_clock::now() - start > mostPilotTime;

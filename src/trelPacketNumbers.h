@@ -9,9 +9,10 @@
  * @class   trelPacketNumbers
  * @brief   the random numbers of one packet, a stream of its own
  *
- * xoshiro256+ (D. Blackman and S. Vigna, ACM Trans. Math. Softw. 47 (2021) 36), whose state is
+ * xoshiro256++ (D. Blackman and S. Vigna, ACM Trans. Math. Softw. 47 (2021) 36), whose state is
  * hashed by SplitMix64 from what the packet is: so a packet flies the same path whichever thread
- * traces it, and whatever other packets do. Numbers have 53 bits.
+ * traces it, and whatever other packets do. Numbers have 53 bits. A stream of a counter-based
+ * generator would cost about three times the instructions, alone and in vector lanes.
  */
 class trelPacketNumbers final : public trelUniformNumbers
 {
@@ -21,16 +22,15 @@ public:
   {
     std::uint64_t hash = seed;
     hash = Mix(hash + Golden) ^ entry;
-    hash = Mix(hash + Golden) ^ number;
-    for (std::uint64_t& word : State)
-      word = Mix(hash += Golden);
+    Fill(Mix(hash + Golden) ^ number);
   }
 
-  /** A stream for what comes of the packet, which depends on where this one stands. */
+  /** The stream of the next of those that come of the packet: of what this one is, and which of
+   *  them it is. No number of this stream is used up. */
   trelPacketNumbers Branch()
   {
     trelPacketNumbers branch;
-    branch.Start(NextBits(), 0, 0);
+    branch.Fill(Mix(Key + BranchStep * Golden) ^ ++Branches);
     return branch;
   }
 
@@ -41,6 +41,15 @@ public:
 
 private:
   static constexpr std::uint64_t Golden = 0x9e3779b97f4a7c15;
+  static constexpr std::uint64_t BranchStep = 5;  ///< behind those of the four words of the state
+
+  void Fill(std::uint64_t key)
+  {
+    Key = key;
+    Branches = 0;
+    for (std::uint64_t& word : State)
+      word = Mix(key += Golden);
+  }
 
   static std::uint64_t Mix(std::uint64_t z)
   {
@@ -56,7 +65,7 @@ private:
   std::int64_t NextInteger() { return static_cast<std::int64_t>(NextBits() >> 11); }
   std::uint64_t NextBits()
   {
-    const std::uint64_t result = State[0] + State[3];
+    const std::uint64_t result = Rotate(State[0] + State[3], 23) + State[0];
     const std::uint64_t t = State[1] << 17;
     State[2] ^= State[0];
     State[3] ^= State[1];
@@ -68,6 +77,8 @@ private:
   }
 
   std::uint64_t State[4] = {};
+  std::uint64_t Key = 0;  ///< what the packet is, hashed
+  std::uint64_t Branches = 0;
 };
 
 #endif

@@ -65,6 +65,13 @@ struct trelScoreTables
   void Resolve(const trelSimulationResult& result, const trelSimulationParameter& parameter,
                ShapeType shape);
 
+  /** Tables without grids for @p spectra spectra: what is scored there is dropped. */
+  void ResolveNothing(std::size_t spectra)
+  {
+    Media.assign(spectra, {});
+    Fibers.clear();
+  }
+
   /** The table of the medium, and the first of the fibre detectors' tables, at a spectrum; null if
    *  the spectrum has no record, or no fibre detector. */
   const trelScoreTable* GetMedium(std::size_t spectrum) const

@@ -50,6 +50,14 @@ bool trelSimulationResult::Initialize(trelSimulationParameter* parameter)
          InitializeTrajectory(parameter);
 }
 
+bool trelSimulationResult::InitializeGrids(trelSimulationParameter* parameter)
+{
+  if (!InitializeMediumResults(parameter) || !InitializeDetectorResults(parameter)) return false;
+  for (int i = 0; GetMediumResult(i); ++i)
+    GetMediumResult(i)->ReleaseFlyTimes();
+  return true;
+}
+
 /** The specular reflectances of all sources, summed by spectrum entry. Asking a source for its own
  *  also fixes the weight of a packet of that entry. */
 static std::vector<double> SumSpecularReflectances(const trelSimulationParameter& parameter)

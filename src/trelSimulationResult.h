@@ -39,6 +39,8 @@ public:
    * if the parameter is not valid or memory is short. May be called again; old results are deleted.
    */
   bool Initialize(trelSimulationParameter* parameter);
+  /** The records alone, without trajectory and fly times: grids for a part of a run. */
+  bool InitializeGrids(trelSimulationParameter* parameter);
   bool InitializeMediumResults(trelSimulationParameter* parameter);
   bool InitializeDetectorResults(trelSimulationParameter* parameter);
   bool InitializeTrajectory(trelSimulationParameter* parameter);

@@ -83,7 +83,7 @@ public:
     Model.Coefficients = {{0.1, 1.0, 1.1, 0.9, 1.5}};
   }
 
-  bool Prepare() { return Launch.Prepare(Source, Spectrum, Model); }
+  bool Prepare() { return Launch.Prepare(Source, Spectrum, Spectrum.GetPhotonNumber(), Model); }
   /** A value of each of @p number rays. */
   std::vector<double> Sample(int number, const std::function<double(const trelRay&)>& value)
   {

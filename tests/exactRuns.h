@@ -72,7 +72,8 @@ public:
     Model->PrepareGeometry();
     EXPECT_TRUE(Exact.Resolve(*Model.Get()));
     const trelSpectrum& spectrum = *Model->GetLightSource(0)->GetSpectrum(0);
-    EXPECT_TRUE(Launch.Prepare(*Model->GetLightSource(0), spectrum, Exact));
+    EXPECT_TRUE(
+        Launch.Prepare(*Model->GetLightSource(0), spectrum, spectrum.GetPhotonNumber(), Exact));
     Count = static_cast<std::uint64_t>(spectrum.GetPhotonNumber());
   }
 

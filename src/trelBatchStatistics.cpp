@@ -1,0 +1,190 @@
+#include "trelBatchStatistics.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "trelDetectorArrayResult.h"
+#include "trelDetectorResult.h"
+#include "trelMediumResult.h"
+#include "trelMemory.h"
+#include "trelSimulationResult.h"
+
+/** The domains whose cells are sums of weight. */
+static constexpr trelGridDomain summedDomains[] = {GridCW, GridTD, GridFDReal, GridFDImag};
+
+double FindErrorOfMean(double sum, double squares, std::int64_t batches)
+{
+  // Of one batch alone both are the same product, to the last bit.
+  if (batches < 2 || squares == 0.0 || squares == sum * sum)
+    return std::numeric_limits<double>::quiet_NaN();
+  const auto b = static_cast<double>(batches);
+  const double mean = sum / b;
+  return std::sqrt(std::max(squares / b - mean * mean, 0.0) / (b - 1.0));
+}
+
+trelBatchStatistics::~trelBatchStatistics()
+{
+  Release();
+}
+
+void trelBatchStatistics::Release()
+{
+  for (trelSimulationResult* result : Scored)
+    result->Delete();
+  if (Squares) Squares->Delete();
+  Scored.clear();
+  Squares = Sum = nullptr;
+  SumBlocks.clear();
+  SquareBlocks.clear();
+  ScoredBlocks.clear();
+  Totals.clear();
+  IsFinished = false;
+}
+
+template <class Record, class Visit>
+static void VisitGrids(const Record& record, Visit visit)
+{
+  for (const trelGridDomain domain : summedDomains) {
+    for (int id = 0; id < NumberOfGrids; ++id) {
+      trelGrid* grid = record.GetGrid(domain, static_cast<trelGridId>(id));
+      if (grid) visit(grid->GetCells(), grid->GetNumberOfCells());
+    }
+  }
+}
+
+std::vector<trelBatchStatistics::Block> trelBatchStatistics::ListBlocks(
+    const trelSimulationResult& result)
+{
+  std::vector<Block> blocks;
+  const auto add = [&](double* cells, std::size_t number) { blocks.push_back({cells, number}); };
+  for (int i = 0; const trelMediumResult* record = result.GetMediumResult(i); ++i) {
+    VisitGrids(*record, add);
+    record->GetAbsorbedTotals().VisitCells(add);
+  }
+  for (int i = 0; const trelDetectorArrayResult* array = result.GetDetectorArrayResult(i); ++i)
+    for (int k = 0; const trelDetectorResult* record = array->GetDetectorResult(k); ++k)
+      VisitGrids(*record, add);
+  return blocks;
+}
+
+/** A result of the same grids; null if memory is short. */
+trelSimulationResult* trelBatchStatistics::Make(trelSimulationParameter& parameter)
+{
+  auto* result = new trelSimulationResult;
+  if (result->InitializeGrids(&parameter)) return result;
+  result->Delete();
+  return nullptr;
+}
+
+bool trelBatchStatistics::Prepare(trelSimulationParameter& parameter, trelSimulationResult& sum,
+                                  int threads)
+{
+  Release();
+  Threads = threads;
+  Sum = &sum;
+  SumBlocks = ListBlocks(sum);
+  std::size_t bytes = 0;
+  for (const Block& block : SumBlocks)
+    bytes += block.Number * sizeof(double);
+  const bool hasRoom = bytes <= GetMemoryOfMachine() / 4 / static_cast<std::size_t>(threads);
+  Squares = Make(parameter);
+  for (int i = 0; Squares && i < (hasRoom ? threads : 1); ++i) {
+    trelSimulationResult* scored = Make(parameter);
+    if (!scored && i == 0) break;
+    if (!scored) {
+      // As many as there are do not serve all threads: one, shared, does.
+      while (Scored.size() > 1) {
+        Scored.back()->Delete();
+        Scored.pop_back();
+      }
+      break;
+    }
+    Scored.push_back(scored);
+  }
+  if (!Squares || Scored.empty()) {
+    Release();
+    return false;
+  }
+  SquareBlocks = ListBlocks(*Squares);
+  ScoredBlocks.clear();
+  for (const trelSimulationResult* scored : Scored)
+    ScoredBlocks.push_back(ListBlocks(*scored));
+  return true;
+}
+
+/** Adds the cells of all threads into those of the first. */
+void trelBatchStatistics::Gather()
+{
+  for (std::size_t t = 1; t < ScoredBlocks.size(); ++t) {
+    for (std::size_t n = 0; n < SumBlocks.size(); ++n) {
+      double* first = ScoredBlocks[0][n].Cells;
+      double* cells = ScoredBlocks[t][n].Cells;
+#pragma omp parallel for num_threads(Threads)
+      for (std::size_t k = 0; k < SumBlocks[n].Number; ++k) {
+        // A cell that is 0 is not written, so that untouched pages stay so.
+        if (cells[k] == 0.0) continue;
+        first[k] += cells[k];
+        cells[k] = 0.0;
+      }
+    }
+  }
+}
+
+void trelBatchStatistics::SumTotals()
+{
+  BatchTotals& totals = Totals.emplace_back();
+  for (int i = 0; const trelMediumResult* record = Scored[0]->GetMediumResult(i); ++i) {
+    totals.emplace_back().fill(0.0);
+    record->SumTotals(totals.back().data());
+  }
+}
+
+void trelBatchStatistics::TakeBatch()
+{
+  Gather();
+  SumTotals();
+  for (std::size_t n = 0; n < SumBlocks.size(); ++n) {
+    double* scored = ScoredBlocks[0][n].Cells;
+    double* sums = SumBlocks[n].Cells;
+    double* squares = SquareBlocks[n].Cells;
+#pragma omp parallel for num_threads(Threads)
+    for (std::size_t k = 0; k < SumBlocks[n].Number; ++k) {
+      const double x = scored[k];
+      if (x == 0.0) continue;
+      sums[k] += x;
+      squares[k] += x * x;
+      scored[k] = 0.0;
+    }
+  }
+}
+
+void trelBatchStatistics::Finish()
+{
+  const std::int64_t batches = GetBatches();
+  if (batches == 0) return;
+  for (std::size_t n = 0; n < SumBlocks.size(); ++n) {
+    double* sums = SumBlocks[n].Cells;
+    double* squares = SquareBlocks[n].Cells;
+    for (std::size_t k = 0; k < SumBlocks[n].Number; ++k) {
+      squares[k] = FindErrorOfMean(sums[k], squares[k], batches);
+      if (sums[k] != 0.0) sums[k] /= static_cast<double>(batches);
+    }
+  }
+  for (int i = 0; trelMediumResult* record = Squares->GetMediumResult(i); ++i)
+    record->FinalizeErrors();
+  for (int i = 0; const trelDetectorArrayResult* array = Squares->GetDetectorArrayResult(i); ++i)
+    for (int k = 0; trelDetectorResult* record = array->GetDetectorResult(k); ++k)
+      record->FinalizeErrors();
+  IsFinished = true;
+}
+
+double trelBatchStatistics::GetError(std::size_t spectrum, trelGridTotal total) const
+{
+  double sum = 0.0, squares = 0.0;
+  for (const BatchTotals& batch : Totals) {
+    sum += batch[spectrum][total];
+    squares += batch[spectrum][total] * batch[spectrum][total];
+  }
+  return FindErrorOfMean(sum, squares, GetBatches());
+}

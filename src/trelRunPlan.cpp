@@ -1,0 +1,65 @@
+#include "trelRunPlan.h"
+
+#include <algorithm>
+#include <cmath>
+
+/** The integer part of a b / c, for a product of any size; none is negative, and c is positive. */
+static std::int64_t FloorOfRatio(std::int64_t a, std::int64_t b, std::int64_t c)
+{
+  __extension__ typedef unsigned __int128 Wide;
+  return static_cast<std::int64_t>(static_cast<Wide>(a) * static_cast<Wide>(b) /
+                                   static_cast<Wide>(c));
+}
+
+void trelRunPlan::Build(const std::vector<trelRunEntry>& entries, std::int64_t packets,
+                        std::int64_t batches)
+{
+  Entries.clear();
+  Batches = std::max<std::int64_t>(batches, 1);
+  std::int64_t all = 0;
+  for (const trelRunEntry& entry : entries)
+    all += entry.Packets;
+  for (trelRunEntry entry : entries) {
+    if (entry.Packets == 0) continue;
+    if (packets > 0)
+      entry.Packets = std::max<std::int64_t>(FloorOfRatio(packets, entry.Packets, all), 1);
+    entry.Share = (entry.Packets - 1) / Batches + 1;
+    entry.Packets = entry.Share * Batches;
+    Entries.push_back(entry);
+  }
+  SumShares();
+}
+
+void trelRunPlan::ShareAlike(std::int64_t packets)
+{
+  for (trelRunEntry& entry : Entries)
+    entry.Share = packets;
+  SumShares();
+}
+
+void trelRunPlan::SumShares()
+{
+  Sums.assign(1, 0);
+  for (const trelRunEntry& entry : Entries)
+    Sums.push_back(Sums.back() + entry.Share);
+}
+
+/** By halves: of the first n packets of two sets with a and b packets, n a / (a + b), rounded down,
+ *  are of the first set (J. E. Bresenham, IBM Syst. J. 4 (1965) 25, draws lines so). */
+trelPlannedPacket trelRunPlan::Find(std::int64_t place) const
+{
+  std::size_t first = 0, last = Entries.size();
+  while (last - first > 1) {
+    const std::size_t middle = first + (last - first) / 2;
+    const std::int64_t lower = Sums[middle] - Sums[first], all = Sums[last] - Sums[first];
+    const std::int64_t before = FloorOfRatio(place, lower, all);
+    if (FloorOfRatio(place + 1, lower, all) > before) {
+      place = before;
+      last = middle;
+    } else {
+      place -= before;
+      first = middle;
+    }
+  }
+  return {first, place};
+}
