@@ -30,16 +30,18 @@
 class ExactRun
 {
 public:
-  explicit ExactRun(TestModel& model, std::uint64_t seed = 1)
+  explicit ExactRun(TestModel& model, std::uint64_t seed = 1, std::int64_t batches = 1)
   {
     model->SetRules(RulesExact);
     Ran.SetInput(model.Get());
     Ran.SetSeed(seed);
+    Ran.SetBatches(batches);
     EXPECT_TRUE(Ran.Update());
   }
   trelSimulationResult* operator->() { return Ran.GetOutput(); }
   const trelMediumResult& operator[](int i) { return *Ran.GetOutput()->GetMediumResult(i); }
   const trelExactSummary& GetSummary() const { return Ran.GetSummary(); }
+  const trelBatchStatistics& GetStatistics() const { return Ran.GetStatistics(); }
 
 private:
   trelExactMonteCarlo Ran;

@@ -1,0 +1,148 @@
+#include "exactRuns.h"
+#include "trelCube.h"
+#include "trelRunPlan.h"
+
+/** Two sources of unlike strength and numbers in a cube, in the domains of steady state, time and
+ *  frequency. */
+static void BuildTwoSources(TestModel& m, std::uint32_t packets, int threads = 1)
+{
+  m.AddTissue(m.Make<trelCube>({0, 0, 0}, {2, 2, 2}), {0.1, 1.0, 0.5, 1.4});
+  m.AddPencilBeam(0, 0, -2, packets);
+  m.AddSource(m.Make<trelCube>({1, 1, 1}, {0.5, 0.5, 0.5}), 3 * packets)->SetInternal(true);
+  m->SetThreadNumber(threads);
+  m->SetSeparations(1, 1, 1, 1, 1, 1);
+  m->SetTimeDomain(true);
+  m->SetTimeRange(0, 40, 10);
+  m->SetFrequencyDomain(true);
+  m->SetFrequency(200);
+}
+
+TEST(ExactBatches, EveryPrefixOfABatchHasAllEntriesInTheirProportion)
+{
+  const std::vector<std::vector<std::int64_t>> cases = {
+      {7}, {1, 1}, {1, 1000}, {5, 3, 2}, {1, 2, 3, 4, 5, 6, 7}, {0, 10, 0, 21}};
+  for (const std::vector<std::int64_t>& numbers : cases) {
+    std::vector<trelRunEntry> entries;
+    for (const std::int64_t number : numbers)
+      entries.push_back({nullptr, nullptr, 0, number, 0});
+    trelRunPlan plan;
+    plan.Build(entries, 0, 3);
+    const auto all = static_cast<double>(plan.GetPacketsOfBatch());
+    std::vector<std::int64_t> launched(plan.GetEntries().size(), 0);
+    for (std::int64_t place = 0; place < plan.GetPacketsOfBatch(); ++place) {
+      const trelPlannedPacket packet = plan.Find(place);
+      ASSERT_EQ(packet.Number, launched[packet.Entry]++);
+      for (std::size_t e = 0; e < launched.size(); ++e) {
+        const double due = static_cast<double>((place + 1) * plan.GetEntries()[e].Share) / all;
+        EXPECT_NEAR(static_cast<double>(launched[e]), due, 3.0);
+      }
+    }
+    for (std::size_t e = 0; e < launched.size(); ++e)
+      EXPECT_EQ(launched[e], plan.GetEntries()[e].Share);
+  }
+  trelRunPlan large;
+  large.Build({{nullptr, nullptr, 0, 1, 0}, {nullptr, nullptr, 0, 4000000000, 0}}, 100000000000,
+              20);
+  EXPECT_EQ(large.GetEntries()[0].Packets, 40) << "24, rounded up to a multiple of the batches";
+  EXPECT_EQ(large.GetPackets(), 100000000020);
+  EXPECT_EQ(large.Find(large.GetPacketsOfBatch() - 1).Number,
+            large.GetEntries()[large.Find(large.GetPacketsOfBatch() - 1).Entry].Share - 1);
+}
+
+/** The cells of all summed grids of a record. */
+static std::vector<double> CellsOf(const trelMediumResult& record)
+{
+  std::vector<double> cells;
+  for (const trelGridDomain domain : {GridCW, GridTD, GridFDReal, GridFDImag}) {
+    for (int id = 0; id < NumberOfGrids; ++id) {
+      const trelGrid* grid = record.GetGrid(domain, static_cast<trelGridId>(id));
+      if (grid)
+        cells.insert(cells.end(), grid->GetCells(), grid->GetCells() + grid->GetNumberOfCells());
+    }
+  }
+  return cells;
+}
+
+TEST(ExactBatches, PacketsAreTheSameInAnyNumberOfBatchesAndOfThreads)
+{
+  for (const bool fluence : {false, true}) {
+    std::vector<std::vector<double>> runs;
+    for (const auto& [batches, threads] : {std::pair{1, 1}, {4, 1}, {10, 2}, {10, 3}, {1, 3}}) {
+      TestModel model;
+      BuildTwoSources(model, 200, threads);
+      model->SetSaveFluenceRate(fluence);
+      ExactRun run(model, 5, batches);
+      runs.push_back(CellsOf(run[0]));
+      runs.back().push_back(Light(run[0]));
+      EXPECT_EQ(run.GetSummary().Packets, 800u);
+      EXPECT_NEAR(Light(run[0]), 2.0, 0.1);
+    }
+    ASSERT_GT(runs[0].size(), 300u);
+    for (const std::vector<double>& run : runs) {
+      ASSERT_EQ(run.size(), runs[0].size());
+      for (std::size_t i = 0; i < run.size(); ++i)
+        EXPECT_NEAR(run[i], runs[0][i], 1e-13);
+    }
+  }
+}
+
+/** Numbers of a run, each with the variance that the run tells of it. */
+static std::vector<std::pair<double, double>> EstimatesOf(std::uint64_t seed)
+{
+  TestModel model;
+  BuildTwoSources(model, 50);
+  ExactRun run(model, seed, 10);
+  const trelMediumResult& errors = *run.GetStatistics().GetErrors()->GetMediumResult(0);
+  std::vector<std::pair<double, double>> estimates;
+  const auto add = [&](double value, double error) {
+    estimates.emplace_back(value, error * error);
+  };
+  for (const trelGridTotal total : {TotalOfAbsorption3D, TotalOfTransmittance3D, TotalOfTop})
+    add(run[0].GetTotal(total), run.GetStatistics().GetError(0, total));
+  for (const trelGridDomain domain : {GridCW, GridTD, GridFDReal, GridFDImag}) {
+    const std::size_t cell = 42;
+    add(run[0].GetGrid(domain, AbsorptionXYZ)->GetCells()[cell],
+        errors.GetGrid(domain, AbsorptionXYZ)->GetCells()[cell]);
+  }
+  return estimates;
+}
+
+TEST(ExactBatches, ErrorsAreTheScatterBetweenSeeds)
+{
+  constexpr int seeds = 600;
+  std::vector<std::vector<double>> values, variances;
+  for (int seed = 0; seed < seeds; ++seed) {
+    const auto estimates = EstimatesOf(static_cast<std::uint64_t>(seed));
+    values.resize(estimates.size());
+    variances.resize(estimates.size());
+    for (std::size_t i = 0; i < estimates.size(); ++i) {
+      values[i].push_back(estimates[i].first);
+      variances[i].push_back(estimates[i].second);
+    }
+  }
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    // The sample of what the runs tell minus what they scatter has the mean 0.
+    const double mean = EstimateOf(values[i]).Mean;
+    const auto differences = [&](double factor) {
+      std::vector<double> sample;
+      for (int k = 0; k < seeds; ++k) {
+        const double apart = values[i][static_cast<std::size_t>(k)] - mean;
+        sample.push_back(factor * factor * variances[i][static_cast<std::size_t>(k)] -
+                         apart * apart * seeds / (seeds - 1.0));
+      }
+      return sample;
+    };
+    EXPECT_TRUE(IsMean(0.0, differences(1.0))) << "estimate " << i;
+    for (const double wrong : {0.8, 1.25})
+      EXPECT_FALSE(IsMean(0.0, differences(wrong))) << "estimate " << i;
+  }
+}
+
+TEST(ExactBatches, WhatOneBatchAloneHitHasNoError)
+{
+  EXPECT_TRUE(std::isnan(FindErrorOfMean(0.0, 0.0, 20)));
+  EXPECT_TRUE(std::isnan(FindErrorOfMean(0.3, 0.3 * 0.3, 20)));
+  EXPECT_TRUE(std::isnan(FindErrorOfMean(0.3, 0.3 * 0.3, 1)));
+  EXPECT_DOUBLE_EQ(FindErrorOfMean(1.0 + 3.0, 1.0 + 9.0, 2), 1.0);
+  EXPECT_EQ(FindErrorOfMean(0.3 + 0.3, 2 * (0.3 * 0.3), 2), 0.0);
+}
