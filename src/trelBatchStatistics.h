@@ -40,7 +40,7 @@ public:
 
   /** Where the packets of a thread are scored, and whether that belongs to it alone. */
   trelSimulationResult* GetScored(int thread) const { return Scored[thread < Own() ? thread : 0]; }
-  bool IsOwn() const { return Scored.size() > 1 || Threads == 1; }
+  bool IsOwn() const { return Scored.size() > 1; }
 
   /** Ends a batch. */
   void TakeBatch();

@@ -404,20 +404,34 @@ trelRunStatus trelRunDriver::RunModel()
 {
   if (!CanWrite()) return RunNotWritten;
   if (!Options.IsQuiet) {
-    Log << Options.Model << ": " << Check.Packets << " packets on " << Parameter->GetThreadNumber()
+    const std::uint64_t packets = Options.Packets > 0 ? static_cast<std::uint64_t>(Options.Packets)
+                                                      : static_cast<std::uint64_t>(Check.Packets);
+    Log << Options.Model << ": " << packets << " packets on " << Parameter->GetThreadNumber()
         << (Parameter->GetThreadNumber() == 1 ? " thread" : " threads") << std::endl;
   }
   return Simulate();
+}
+
+/** What the options say of an exact run. Its seed is told before the packets, so that a run that
+ *  does not end can be repeated too. */
+void trelRunDriver::Configure(trelOpticalSimulationFilter& filter)
+{
+  filter.SetInput(Parameter);
+  auto* exact = dynamic_cast<trelExactMonteCarlo*>(filter.GetMediumFilter());
+  if (!exact) return;
+  if (Options.Seed) exact->SetSeed(*Options.Seed);
+  exact->SetPackets(Options.Packets);
+  exact->SetBatches(Options.Batches);
+  if (!Options.IsQuiet)
+    Log << "seed " << exact->GetSeed() << ", batches " << Options.Batches << std::endl;
 }
 
 trelRunStatus trelRunDriver::Simulate()
 {
   const auto start = std::chrono::steady_clock::now();
   const trelRunDriverHolder<trelOpticalSimulationFilter> filter(new trelOpticalSimulationFilter);
-  const bool isDone = DoStage(Running, "simulating", [&] {
-    filter->SetInput(Parameter);
-    return filter->Update();
-  });
+  Configure(*filter);
+  const bool isDone = DoStage(Running, "simulating", [&] { return filter->Update(); });
   // A camera that fails takes nothing from the other results.
   const bool isKept = Options.Rules == RulesExact && filter->HasLeftMedium();
   if (!isDone && !isKept) return RunFailed;

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <iosfwd>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -43,6 +44,10 @@ struct trelRunOptions
   std::string Program = "trelrun";  ///< name and version, as the log has them
   trelRules Rules = RulesExact;
   int Threads = 0;  ///< 0: as many as the process may use
+  // Of exact runs.
+  std::optional<std::uint64_t> Seed;  ///< none: of the system's entropy
+  std::int64_t Packets = 0;           ///< of all sources together; 0: as in the model
+  std::int64_t Batches = 20;
   std::vector<trelCoefficientChange> Changes;
   bool IsCheck = false;  ///< look at the model, and stop
   bool IsQuiet = false;
@@ -92,6 +97,7 @@ private:
   double MeasureSeconds();
   double RunPackets();
   trelRunStatus Simulate();
+  void Configure(class trelOpticalSimulationFilter& filter);
   bool CanWrite();
   void LogEnds(const struct trelExactSummary& summary);
   void LogTotals(const class trelMediumResult& record);

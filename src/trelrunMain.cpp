@@ -19,7 +19,11 @@ struct trelrunWords
   std::optional<double> Coefficients[4];
   std::vector<std::string> Settings;
   bool IsJson = false;
+  std::vector<const CLI::Option*> Exact;  ///< that the classic rules do not have
 };
+
+static constexpr std::int64_t mostPackets = 1000000000000000;
+static constexpr std::int64_t mostBatches = 1000000;
 
 static const char* const coefficientNames[] = {"mua", "mus", "g", "n"};
 
@@ -43,6 +47,17 @@ static void Describe(CLI::App& app, trelRunOptions& options, trelrunWords& words
   app.add_option("--threads", options.Threads,
                  "Threads (default: the cores that the process may use)")
       ->check(CLI::Range(1, MaximumNumberOfThreads));
+  words.Exact = {
+      app.add_option("--seed", options.Seed,
+                     "Of the streams of random numbers, 64 bits (default: the system's entropy)"),
+      app.add_option("--packets", options.Packets,
+                     "Packets of all sources together, in the file's proportions (default: the"
+                     " file's); the energy stays")
+          ->check(CLI::Range(std::int64_t{1}, mostPackets)),
+      app.add_option("--batches", options.Batches,
+                     "Runs on a smaller scale from whose scatter errors come (default: 20); the"
+                     " packets of each source are rounded up to a multiple")
+          ->check(CLI::Range(std::int64_t{1}, mostBatches))};
   app.add_option("--rules", words.Rules, "exact (default), or classic: those of trel")
       ->check(CLI::IsMember({"exact", "classic"}));
   CLI::Option* check = app.add_flag("--check", options.IsCheck, "Look at the model, and stop");
@@ -78,6 +93,17 @@ static std::string TakeChanges(const trelrunWords& words, trelRunOptions& option
   return "";
 }
 
+/** The first option given that the rules do not have, as a fault; or empty. */
+static std::string FindOptionFault(const trelrunWords& words, const trelRunOptions& options)
+{
+  for (const CLI::Option* option : words.Exact) {
+    if (options.Rules == RulesClassic && option->count() > 0)
+      return option->get_name() +
+             ": not with --rules classic, whose streams are seeded by the clock";
+  }
+  return "";
+}
+
 static int RunProgram(int argc, char** argv)
 {
   trelRunOptions options;
@@ -92,7 +118,8 @@ static int RunProgram(int argc, char** argv)
   }
   options.Rules = words.Rules == "classic" ? RulesClassic : RulesExact;
   if (words.IsJson) options.Format = FormatCheckJson;
-  const std::string fault = TakeChanges(words, options);
+  std::string fault = FindOptionFault(words, options);
+  if (fault.empty()) fault = TakeChanges(words, options);
   if (!fault.empty()) {
     std::cerr << programName << ": error: " << fault << '\n';
     return RunUsage;
