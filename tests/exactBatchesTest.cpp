@@ -69,12 +69,12 @@ TEST(ExactBatches, PacketsAreTheSameInAnyNumberOfBatchesAndOfThreads)
     std::vector<std::vector<double>> runs;
     for (const auto& [batches, threads] : {std::pair{1, 1}, {4, 1}, {10, 2}, {10, 3}, {1, 3}}) {
       TestModel model;
-      BuildTwoSources(model, 200, threads);
+      BuildTwoSources(model, 600, threads);
       model->SetSaveFluenceRate(fluence);
       ExactRun run(model, 5, batches);
       runs.push_back(CellsOf(run[0]));
       runs.back().push_back(Light(run[0]));
-      EXPECT_EQ(run.GetSummary().Packets, 800u);
+      EXPECT_EQ(run.GetSummary().Packets, 2400u);
       EXPECT_NEAR(Light(run[0]), 2.0, 0.1);
     }
     ASSERT_GT(runs[0].size(), 300u);
