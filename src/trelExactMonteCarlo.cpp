@@ -43,7 +43,7 @@ bool trelExactMonteCarlo::Prepare()
   if (!GetOutput()->Initialize(Input) || !Model.Resolve(*Input)) return false;
   Tables.Resolve(*Output, *Input, Model.MediumShapeType);
   Summary.EmissionWeights.assign(static_cast<std::size_t>(Model.NumberOfSpectra), 0.0);
-  Reflected.assign(static_cast<std::size_t>(Model.NumberOfSpectra), 0.0);
+  Ledger.Resize(static_cast<std::size_t>(Model.NumberOfSpectra), Model.GetLedgerSizes());
   CollectBatches();
   return true;
 }
@@ -79,14 +79,28 @@ bool trelExactMonteCarlo::Execute()
     if (!RunBatch(batch, tallies)) return false;
   ReportProgress(ProgressMaximum);
   ReportUnfinished();
-  for (int i = 0; i < Model.NumberOfSpectra; ++i)
-    Output->GetMediumResult(i)->SetSpecularReflectance(Reflected[static_cast<std::size_t>(i)]);
-  Output->FinalizeMediumResults(Input, Input->GetSaveFluenceRate());
+  FinishRecords();
   const int fibers = Input->CountFiberDetectors();
   if (fibers != 0 && Input->GetNumberOfDetectors() == fibers) {
     Output->FinalizeDetectorResults(Input);
   }
   return true;
+}
+
+/** What the skin threw back goes from the ledger to the records, and what the grids took of the
+ *  absorption the other way. */
+void trelExactMonteCarlo::FinishRecords()
+{
+  const auto records = ItemsOf<trelMediumResult>(Output->GetMediumResults());
+  std::size_t i = 0;
+  for (trelMediumResult* record : records)
+    record->SetSpecularReflectance(Ledger.Records[i++].Parts[LedgerReflectedAtEntry].GetWeight());
+  Output->FinalizeMediumResults(Input, Input->GetSaveFluenceRate());
+  if (!Model.DomainCW || !Model.SaveAbsorption) return;
+  i = 0;
+  for (const trelMediumResult* record : records)
+    Ledger.Records[i++].Parts[LedgerInRegion].AddWeight(record->GetTotalAbsorption2D() +
+                                                        record->GetTotalAbsorption3D());
 }
 
 bool trelExactMonteCarlo::RunPilot()
@@ -139,11 +153,12 @@ TREL_CLONED TREL_FLAT static void TraceExactly(trelExactPacket& packet, trelPack
   TakeExactSteps(packet, numbers, model, tally);
 }
 
-bool trelExactMonteCarlo::RunBatch(const Batch& batch, std::vector<trelExactTally>& tallies)
+/** New tallies for a region; may throw. */
+void trelExactMonteCarlo::PrepareTallies(const Batch& batch, std::vector<trelExactTally>& tallies)
 {
-  OutOfMemory = false;
   for (trelExactTally& tally : tallies) {
     tally = trelExactTally();
+    if (!Pilot) tally.Ledger.Resize(Ledger.Records.size(), Model.GetLedgerSizes());
     tally.Converted.assign(Model.Dyes.size(), 0.0);
     tally.Trace = Pilot ? nullptr : &TraceExactly;
     tally.Tables = &Tables;
@@ -155,6 +170,15 @@ bool trelExactMonteCarlo::RunBatch(const Batch& batch, std::vector<trelExactTall
       tally.FiberGrids = nullptr;
       tally.SpectrumMediumResult = nullptr;
     }
+  }
+}
+
+bool trelExactMonteCarlo::RunBatch(const Batch& batch, std::vector<trelExactTally>& tallies)
+{
+  OutOfMemory = false;
+  if (!FitsInMemory([&] { PrepareTallies(batch, tallies); })) {
+    ErrorMacro("Out of memory while starting the threads!");
+    return false;
   }
   trelExactLaunch launch;
   launch.Prepare(*batch.Light, *batch.Spectrum, Model);
@@ -175,7 +199,7 @@ bool trelExactMonteCarlo::RunBatch(const Batch& batch, std::vector<trelExactTall
     ErrorMacro("Out of memory while starting the threads!");
     return false;
   }
-  if (!Pilot) Collect(batch, tallies);
+  if (!Pilot) Collect(tallies);
   return true;
 }
 
@@ -194,6 +218,18 @@ void trelExactMonteCarlo::TracePackets(const Batch& batch, const trelExactLaunch
   }
 }
 
+/** Enters in the ledger that a packet was launched, and what became of it at once. */
+static void EnterLaunch(trelLaunchOutcome outcome, const trelLaunched& start, double weight,
+                        trelExactTally& tally)
+{
+  if (!tally.Record) return;
+  trelLedgerSum* const parts = tally.Record->Parts;
+  parts[LedgerFromSources].AddPacket(weight);
+  parts[LedgerReflectedAtEntry].AddWeight(start.Reflected * weight);
+  if (outcome == LaunchReflected) ++parts[LedgerReflectedAtEntry].Packets;
+  if (outcome == LaunchNotMet) parts[LedgerNotLaunched].AddPacket(weight);
+}
+
 void trelExactMonteCarlo::TracePacket(const Batch& batch, std::int64_t number,
                                       const trelExactLaunch& launch, trelExactTally& tally)
 {
@@ -201,14 +237,12 @@ void trelExactMonteCarlo::TracePacket(const Batch& batch, std::int64_t number,
   numbers.Start(batch.Seed, batch.Entry, static_cast<std::uint64_t>(number));
   trelLaunched start;
   const trelLaunchOutcome outcome = launch.Launch(Model.Map, numbers, &start);
-  tally.ReflectedWeight += start.Reflected * launch.GetPacketWeight();
-  if (outcome == LaunchNotMet) ++tally.NotLaunched;
-  if (outcome == LaunchReflected) ++tally.ReflectedAtEntry;
+  EnterLaunch(outcome, start, launch.GetPacketWeight(), tally);
   if (outcome != LaunchDone && outcome != LaunchEscaped) return;
   trelExactPacket packet{};
   packet.Position = start.Position;
   packet.Direction = start.Direction;
-  packet.Weight = 1.0;
+  packet.Weight = packet.Settled = 1.0;
   packet.SourceWeight = start.Entering * launch.GetPacketWeight();
   packet.Wavelength = static_cast<std::int32_t>(batch.Spectrum->GetWavelength());
   packet.WavelengthIndex = static_cast<std::int32_t>(batch.Spectrum->GetWavelengthIndex());
@@ -228,19 +262,11 @@ void trelExactMonteCarlo::TracePacket(const Batch& batch, std::int64_t number,
 }
 
 /** Adds what the threads of a region counted. */
-void trelExactMonteCarlo::Collect(const Batch& batch, const std::vector<trelExactTally>& tallies)
+void trelExactMonteCarlo::Collect(const std::vector<trelExactTally>& tallies)
 {
-  double& reflected = Reflected[batch.Spectrum->GetWavelengthIndex()];
   for (const trelExactTally& tally : tallies) {
-    Summary.NotLaunched += tally.NotLaunched;
-    Summary.ReflectedAtEntry += tally.ReflectedAtEntry;
     Summary.Interactions += tally.Interactions;
-    Summary.Trapped += tally.Trapped;
-    Summary.Lost += tally.Lost;
-    Summary.EndedByTime += tally.EndedByTime;
-    Summary.InFibers += tally.InFibers;
-    Summary.EndedByLimit += tally.EndedByLimit;
-    reflected += tally.ReflectedWeight;
+    Ledger.Add(tally.Ledger);
   }
 }
 
@@ -259,21 +285,23 @@ void trelExactMonteCarlo::CountFinishedPacket()
 void trelExactMonteCarlo::ReportUnfinished()
 {
   const std::string all = " of " + std::to_string(Summary.Packets) + " packets ";
-  const auto warn = [&](std::uint64_t packets, const std::string& text) {
+  const auto warn = [&](trelLedgerPart part, const std::string& text) {
+    const std::uint64_t packets = Ledger.CountPackets(part);
     if (packets != 0) WarningMacro(packets << text);
   };
-  warn(Summary.NotLaunched, all + "were not launched: their light does not meet the medium");
-  warn(Summary.ReflectedAtEntry,
+  warn(LedgerNotLaunched, all + "were not launched: their light does not meet the medium");
+  warn(LedgerReflectedAtEntry,
        all + "did not enter: beyond the critical angle all is reflected at the skin");
-  warn(Summary.Trapped,
+  warn(LedgerTrapped,
        " packets were trapped between boundaries and ended: what is left of them is in no result");
-  warn(Summary.Lost,
+  warn(LedgerLost,
        " packets flew through clear tissue without an end: what is left of them is in"
        " no result");
-  warn(Summary.EndedByLimit,
+  warn(LedgerEndedBySteps,
        " packets reached the limit of steps (stepnummax): what is left of them is in no result");
   // A limit at the end of the time gates, or behind them, is meant to spare what they do not see.
   const bool isMeant = Model.DomainTD && Model.TimeLimit >= Input->GetTimeEnd();
-  warn(isMeant ? 0 : Summary.EndedByTime,
-       " packets reached the limit of time (flytimemax): what is left of them is in no result");
+  if (!isMeant)
+    warn(LedgerEndedByTime,
+         " packets reached the limit of time (flytimemax): what is left of them is in no result");
 }

@@ -11,18 +11,11 @@ class trelExactLaunch;
 class trelLightSource;
 class trelSpectrum;
 
-/** What became of the packets of a run, all sources together. */
+/** How much a run did, all sources together. */
 struct trelExactSummary
 {
   std::uint64_t Packets = 0;  ///< asked for
   std::uint64_t Interactions = 0;
-  std::uint64_t NotLaunched = 0;       ///< the light does not meet the medium
-  std::uint64_t ReflectedAtEntry = 0;  ///< beyond the critical angle
-  std::uint64_t Trapped = 0;           ///< met too many boundaries without an interaction
-  std::uint64_t Lost = 0;              ///< met no boundary in clear tissue
-  std::uint64_t EndedByTime = 0;       ///< at "flytimemax"
-  std::uint64_t InFibers = 0;          ///< met a fibre
-  std::uint64_t EndedByLimit = 0;      ///< of steps
   /** By wavelength index: the weight of an emission packet in the unit of the sources' energy; 0
    *  without dyes. */
   std::vector<double> EmissionWeights;
@@ -53,8 +46,9 @@ public:
 
   /** What the streams of all packets are made of; the system's entropy by default. */
   trelSetGetMacro(std::uint64_t, Seed)
-  /** What became of the packets of the last run. */
+  /** How much the last run did, and what became of its light. */
   const trelExactSummary& GetSummary() const { return Summary; }
+  const trelLedger& GetLedger() const { return Ledger; }
 
 private:
   /** The packets of one spectrum of one source. */
@@ -73,12 +67,14 @@ private:
   /** The weight of emission packets, from a run of some packets that emits and scores nothing. */
   bool RunPilot();
   bool FlyPilot(std::int64_t entries, std::int64_t* flown);
+  void PrepareTallies(const Batch& batch, std::vector<trelExactTally>& tallies);
   bool RunBatch(const Batch& batch, std::vector<trelExactTally>& tallies);
   void TracePackets(const Batch& batch, const trelExactLaunch& launch, trelExactTally& tally);
   void TracePacket(const Batch& batch, std::int64_t number, const trelExactLaunch& launch,
                    trelExactTally& tally);
   void CountFinishedPacket();
-  void Collect(const Batch& batch, const std::vector<trelExactTally>& tallies);
+  void Collect(const std::vector<trelExactTally>& tallies);
+  void FinishRecords();
   void ReportUnfinished();
 
   trelExactModel Model;
@@ -86,7 +82,7 @@ private:
   trelScoreTable NoGrids;  ///< what the pilot scores into
   std::vector<Batch> Batches;
   trelExactSummary Summary;
-  std::vector<double> Reflected;  ///< by wavelength: weight that the skin threw back at entry
+  trelLedger Ledger;
   std::uint64_t Seed;
   std::uint64_t Finished = 0;
   /** Told of conversions in a pilot, whose entry will launch PilotScale packets; else null. */

@@ -93,7 +93,7 @@ private:
   double RunPackets();
   trelRunStatus Simulate();
   bool CanWrite();
-  void LogEnds(const struct trelExactSummary& summary);
+  void LogLedger(const struct trelLedger& ledger, std::size_t spectrum);
   void LogTotals(const class trelMediumResult& record);
   void Summarize(class trelOpticalSimulationFilter& filter, double seconds);
   std::vector<std::string> ListFiles() const;
