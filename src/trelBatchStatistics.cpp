@@ -23,6 +23,20 @@ double FindErrorOfMean(double sum, double squares, std::int64_t batches)
   return std::sqrt(std::max(squares / b - mean * mean, 0.0) / (b - 1.0));
 }
 
+double FindErrorOfMean(const std::vector<double>& numbers)
+{
+  const auto isHit = [](double x) { return x != 0.0; };
+  if (std::count_if(numbers.begin(), numbers.end(), isHit) < 2)
+    return std::numeric_limits<double>::quiet_NaN();
+  const auto n = static_cast<double>(numbers.size());
+  double sum = 0.0, squares = 0.0;
+  for (const double x : numbers)
+    sum += x;
+  for (const double x : numbers)
+    squares += (x - sum / n) * (x - sum / n);
+  return std::sqrt(squares / n / (n - 1.0));
+}
+
 trelBatchStatistics::~trelBatchStatistics()
 {
   Release();
@@ -181,10 +195,8 @@ void trelBatchStatistics::Finish()
 
 double trelBatchStatistics::GetError(std::size_t spectrum, trelGridTotal total) const
 {
-  double sum = 0.0, squares = 0.0;
-  for (const BatchTotals& batch : Totals) {
-    sum += batch[spectrum][total];
-    squares += batch[spectrum][total] * batch[spectrum][total];
-  }
-  return FindErrorOfMean(sum, squares, GetBatches());
+  std::vector<double> numbers;
+  for (const BatchTotals& batch : Totals)
+    numbers.push_back(batch[spectrum][total]);
+  return FindErrorOfMean(numbers);
 }

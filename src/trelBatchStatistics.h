@@ -89,5 +89,7 @@ private:
 /** The standard error of the mean of @p batches numbers, from their sum and that of their squares;
  *  NaN unless two of them are not 0. */
 double FindErrorOfMean(double sum, double squares, std::int64_t batches);
+/** The same from the numbers themselves, which keeps all digits. */
+double FindErrorOfMean(const std::vector<double>& numbers);
 
 #endif

@@ -12,6 +12,50 @@ void trelExactTally::SelectRecord(std::int32_t spectrum)
   Grids = Tables->GetMedium(index);
   FiberGrids = Tables->GetFibers(index);
   SpectrumMediumResult = Result ? Result->GetMediumResult(spectrum) : nullptr;
+  Record = index < Ledger.Records.size() ? &Ledger.Records[index] : nullptr;
+}
+
+static double GetLight(const trelExactPacket& packet)
+{
+  return packet.SourceWeight * packet.Weight;
+}
+
+void EndPacket(trelExactPacket& packet, trelLedgerPart part, trelExactTally& tally)
+{
+  packet.Dead = true;
+  if (tally.Record) tally.Record->Parts[part].AddPacket(GetLight(packet));
+}
+
+/** Enters what the dye @p i takes of light. Emission excites nothing. */
+static void SettleDye(std::size_t i, double taken, const trelExactPacket& packet,
+                      const trelExactModel& model, trelExactTally& tally)
+{
+  const trelDye& dye = model.Dyes[i];
+  tally.Record->Dyes[i].AddWeight(taken);
+  if (packet.IsEmission) return;
+  const double converted = taken * dye.QuantumYield;
+  tally.Record->Parts[LedgerConverted].AddWeight(converted);
+  tally.Record->Parts[LedgerWithoutEmission].AddWeight(taken - converted);
+  tally.Ledger.Records[static_cast<std::size_t>(dye.WavelengthIndex)]
+      .Parts[LedgerConvertedInto]
+      .AddWeight(converted);
+}
+
+void SettleAbsorption(trelExactPacket& packet, const trelExactModel& model, trelExactTally& tally)
+{
+  const double taken = packet.SourceWeight * (packet.Settled - packet.Weight);
+  packet.Settled = packet.Weight;
+  if (!tally.Record || taken == 0.0) return;
+  const double dyes = packet.Dyes != 0 ? model.SumDyes(packet) : 0.0;
+  const double absorption = packet.Here->Absorption + dyes;
+  // Where nothing absorbs, the weight changes by rounding.
+  if (!(absorption > 0.0)) return;
+  tally.Record->Tissues[static_cast<std::size_t>(packet.TissueIndex)].AddWeight(
+      taken * (packet.Here->Absorption / absorption));
+  for (std::size_t i = 0; dyes > 0.0 && i < model.Dyes.size(); ++i) {
+    if (model.Takes(i, packet))
+      SettleDye(i, taken * (model.Dyes[i].Absorption / absorption), packet, model, tally);
+  }
 }
 
 void ScoreClearPath(const trelExactPacket& packet, double distance, const trelExactModel& model,
@@ -24,10 +68,13 @@ void ScoreClearPath(const trelExactPacket& packet, double distance, const trelEx
 void PlayExactRoulette(trelExactPacket& packet, trelPacketNumbers& numbers, trelExactTally& tally)
 {
   if (numbers.NextRandom() < RouletteChance) {
+    const double gained = packet.Weight / RouletteChance - packet.Weight;
     packet.Weight /= RouletteChance;
+    packet.Settled += gained;
+    if (tally.Record) tally.Record->Parts[LedgerRoulette].AddWeight(-packet.SourceWeight * gained);
     return;
   }
-  packet.Dead = true;
+  EndPacket(packet, LedgerRoulette, tally);
   if (tally.SpectrumMediumResult) tally.SpectrumMediumResult->IncrementAbsorpPhotonNum();
 }
 
@@ -54,7 +101,7 @@ static void Emit(const trelExactPacket& excitation, const trelDye& dye,
   packet.Wavelength = dye.Wavelength;
   packet.WavelengthIndex = dye.WavelengthIndex;
   packet.SourceWeight = dye.PacketWeight;
-  packet.Weight = 1.0;
+  packet.Weight = packet.Settled = 1.0;
   packet.PathLength = 0.0;
   packet.StepCount = 0;
   packet.Depth = trelExactPacket::NotDrawn;
@@ -63,10 +110,11 @@ static void Emit(const trelExactPacket& excitation, const trelDye& dye,
   packet.Dead = false;
   packet.Direction = DrawDirection(numbers, model);
   packet.FlyTime -= dye.LifeTime * NaturalLogarithm(numbers.NextPositiveRandom());
-  packet.Dead = packet.FlyTime > model.TimeLimit;
   model.Enter(packet.TissueIndex, packet);
   const std::int32_t spectrum = excitation.WavelengthIndex;
   tally.SelectRecord(dye.WavelengthIndex);
+  if (tally.Record) tally.Record->Parts[LedgerEmitted].AddPacket(dye.PacketWeight);
+  if (packet.FlyTime > model.TimeLimit) EndPacket(packet, LedgerEndedByTime, tally);
   tally.Trace(packet, numbers, model, tally);
   tally.SelectRecord(spectrum);
 }
@@ -100,10 +148,11 @@ static void Advance(trelExactPacket& packet, double distance, const trelExactMod
 
 /** The packet stands on the surface of @p change and goes on in its direction. */
 static void StandOn(const trelTissueChange& change, const trelExactModel& model,
-                    trelExactPacket& packet)
+                    trelExactPacket& packet, trelExactTally& tally)
 {
   packet.Skip = change.ReachAlong(packet.Direction);
   if (!model.Dyes.empty()) {
+    SettleAbsorption(packet, model, tally);
     packet.Dyes = model.FindDyes(packet.Position + packet.Skip * packet.Direction);
   }
   if (packet.TissueIndex >= 0) model.UpdateInteraction(packet);
@@ -132,7 +181,8 @@ static void EndInFiber(trelExactPacket& packet, std::int32_t fiber, const trelHi
                        const trelExactModel& model, trelExactTally& tally)
 {
   packet.Dead = true;
-  ++tally.InFibers;
+  if (tally.Record)
+    tally.Record->Fibers[static_cast<std::size_t>(fiber)].AddPacket(GetLight(packet));
   ScoreFiber(packet, face.Face, fiber, tally, model);
 }
 
@@ -146,12 +196,22 @@ bool EndAtFiberHere(trelExactPacket& packet, const trelExactModel& model, trelEx
   return fiber >= 0;
 }
 
+/** The face that the packet crossed, from 0; a surface in one piece is not numbered, or by its
+ *  triangles. */
+static std::size_t FindFace(const trelExactPacket& packet, const trelExactModel& model)
+{
+  const int faces = GetShapeTraits(model.MediumShapeType).GetNumberOfFaces();
+  const int face = packet.Boundary.Hit.Face;
+  return static_cast<std::size_t>(faces == 1 ? 0 : std::clamp(face, 0, faces - 1));
+}
+
 /** Ends and scores a packet that has left the medium, towards Direction. */
 static void Escape(trelExactPacket& packet, const trelExactModel& model, trelExactTally& tally)
 {
   packet.Dead = true;
   packet.TissueIndex = -1;
   if (EndAtFiberHere(packet, model, tally)) return;
+  if (tally.Record) tally.Record->Faces[FindFace(packet, model)].AddPacket(GetLight(packet));
   if (tally.SpectrumMediumResult) {
     const std::int64_t row = tally.SpectrumMediumResult->IncrementTransmitPhotonNum();
     if (model.SavePhotonFlyTime) {
@@ -187,17 +247,18 @@ static void MeetBoundary(trelExactPacket& packet, const trelTissueChange& change
     const trelInterface met = MeetInterface(indexHere, indexNext, std::fabs(cosine));
     if (met.Reflectance >= 1.0 || numbers.NextRandom() < met.Reflectance) {
       packet.Direction = Normalized(packet.Direction - 2.0 * cosine * normal);
-      StandOn(change, model, packet);
+      StandOn(change, model, packet, tally);
       return;
     }
     packet.Direction = Normalized(RefractByCosines(packet.Direction, normal, indexHere / indexNext,
                                                    std::fabs(cosine), met.CosTransmit));
   }
+  SettleAbsorption(packet, model, tally);
   if (change.Tissue >= 0)
     model.PlaceIn(change.Tissue, packet);
   else
     packet.TissueIndex = -1;
-  StandOn(change, model, packet);
+  StandOn(change, model, packet, tally);
   if (change.Tissue < 0) Escape(packet, model, tally);
 }
 
@@ -218,8 +279,7 @@ static bool FindDyeBorder(const trelRay& ray, double after, double limit,
 static bool CountBoundary(trelExactPacket& packet, trelExactTally& tally)
 {
   if (++packet.BoundariesInRow <= trelExactModel::MaximumBoundariesInRow) return false;
-  packet.Dead = true;
-  ++tally.Trapped;
+  EndPacket(packet, LedgerTrapped, tally);
   return true;
 }
 
@@ -229,8 +289,7 @@ static void EndSegment(trelExactPacket& packet, double limit, bool endsByTime,
                        trelExactTally& tally)
 {
   if (!(limit < std::numeric_limits<double>::infinity())) {
-    packet.Dead = true;
-    ++tally.Lost;
+    EndPacket(packet, LedgerLost, tally);
     return;
   }
   Travel(packet, limit, model, tally);
@@ -238,8 +297,7 @@ static void EndSegment(trelExactPacket& packet, double limit, bool endsByTime,
     Interact(packet, numbers, model, tally);
     return;
   }
-  packet.Dead = true;
-  ++tally.EndedByTime;
+  EndPacket(packet, LedgerEndedByTime, tally);
 }
 
 /** Ends the segment at a fibre or a dye's border that lies ahead of where it would end, @p distance
@@ -264,7 +322,7 @@ static bool EndAtMarker(trelExactPacket& packet, double distance, const trelTiss
   if (CountBoundary(packet, tally)) return true;
   Advance(packet, fiber < 0 ? border.Distance : face.Distance, model, tally);
   if (fiber < 0)
-    StandOn(mark, model, packet);
+    StandOn(mark, model, packet, tally);
   else
     EndInFiber(packet, fiber, face, model, tally);
   return true;

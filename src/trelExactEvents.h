@@ -5,6 +5,7 @@
 #include "trelExactModel.h"
 #include "trelExactScores.h"
 #include "trelInlining.h"
+#include "trelLedger.h"
 #include "trelPacketNumbers.h"
 #include "trelPhaseFunction.h"
 
@@ -20,14 +21,10 @@
 struct trelExactTally : trelPacketScores
 {
   std::uint64_t Interactions = 0;  ///< of the packets of sources
-  std::uint64_t NotLaunched = 0;
-  std::uint64_t ReflectedAtEntry = 0;
-  /** By wavelength: what the skin threw back at entry. Sized before the packets. */
-  std::vector<double> ReflectedWeight;
-  std::uint64_t Trapped = 0;     ///< packets that met too many boundaries in a row
-  std::uint64_t EndedByTime = 0;
-  std::uint64_t InFibers = 0;  ///< packets that a fibre took
-  std::uint64_t Lost = 0;      ///< packets in clear tissue that met no boundary at all
+  /** What became of the packets of this thread. Sized before them; empty in the pilot. */
+  trelLedger Ledger;
+  /** The one of its records that scores are directed to; null if it is empty. */
+  trelLedgerRecord* Record = nullptr;
   /** By dye: the weight that was converted. Sized before the packets. */
   std::vector<double> Converted;
   /** Flies a packet to its end: an emission packet where it starts. Null in the pilot, in which
@@ -40,6 +37,15 @@ struct trelExactTally : trelPacketScores
   /** Directs scores to the record of a spectrum. */
   void SelectRecord(std::int32_t spectrum);
 };
+
+/** Ends the packet and enters what is left of it in the ledger. */
+TREL_RARE void EndPacket(trelExactPacket& packet, trelLedgerPart part, trelExactTally& tally);
+
+/** Enters in the ledger what tissue and dyes have taken of the packet since it was last done:
+ *  before either changes, and at the packet's end. What the weight has fallen by is shared by their
+ *  coefficients. */
+TREL_RARE void SettleAbsorption(trelExactPacket& packet, const trelExactModel& model,
+                                trelExactTally& tally);
 
 /** Moves the packet by @p distance; its fluence in tissue without interaction is scored by the
  *  path. */
@@ -98,7 +104,7 @@ inline void Interact(trelExactPacket& packet, trelPacketNumbers& numbers,
   packet.BoundariesInRow = 0;
   ++packet.Interactions;
   if (!(packet.Weight > 0.0)) {
-    packet.Dead = true;
+    EndPacket(packet, LedgerAbsorbedWhole, tally);
     return;
   }
   Scatter(packet, numbers, model);

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "trelExactPacket.h"
+#include "trelLedger.h"
 #include "trelTissueMap.h"
 #include "trelTransportModel.h"
 
@@ -48,6 +49,8 @@ struct trelExactModel : trelTransportModel
     packet.Interaction = packet.Here->Interaction;
     if (packet.Dyes != 0) packet.Interaction += SumDyes(packet);
   }
+  /** What the dyes that take light of the packet absorb together, 1/mm. */
+  double SumDyes(const trelExactPacket& packet) const;
   /** Whether the dye @p i takes light of the packet. */
   bool Takes(std::size_t i, const trelExactPacket& packet) const
   {
@@ -64,6 +67,13 @@ struct trelExactModel : trelTransportModel
     return HasMarkers ? 0.0 : Map.GetSafeDistance(point);
   }
 
+  /** What the ledger tells apart. */
+  trelLedgerSizes GetLedgerSizes() const
+  {
+    return {static_cast<std::size_t>(NumberOfTissues), Dyes.size(), FiberShapes.size(),
+            MediumShapeType};
+  }
+
   trelTissueMap Map;
   std::vector<trelDye> Dyes;
   /** Regions of dyes and fibres: they end segments beside the tissues. */
@@ -74,7 +84,6 @@ struct trelExactModel : trelTransportModel
   double TimeLimit = std::numeric_limits<double>::infinity();  ///< ps
 
 private:
-  double SumDyes(const trelExactPacket& packet) const;
   void CollectDyes(trelSimulationParameter& parameter);
   void CollectMarkers();
 };

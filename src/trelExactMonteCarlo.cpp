@@ -51,7 +51,8 @@ bool trelExactMonteCarlo::Prepare(int threads)
   const auto spectra = static_cast<std::size_t>(Model.NumberOfSpectra);
   NoTables.ResolveNothing(spectra);
   Summary.EmissionWeights.assign(spectra, 0.0);
-  Reflected.assign(spectra, 0.0);
+  Ledger.Resize(spectra, Model.GetLedgerSizes());
+  Lines = {};
   MakePlan();
   PrepareLaunches();
   return true;
@@ -92,23 +93,42 @@ bool trelExactMonteCarlo::Execute()
   }
   std::vector<trelExactTally> tallies(static_cast<std::size_t>(threads));
   if (!Model.Dyes.empty() && !RunPilot()) return false;
-  for (std::int64_t batch = 0; batch < Plan.GetBatches(); ++batch) {
+  for (std::int64_t batch = 0; batch < Plan.GetBatches(); ++batch)
     if (!RunBatch({Plan, Seed, batch}, tallies)) return false;
-    if (Statistics.IsOn()) Statistics.TakeBatch();
-  }
+  Ledger.Scale(1.0 / static_cast<double>(Plan.GetBatches()));
   Statistics.Finish();
   ReportProgress(ProgressMaximum);
   ReportUnfinished();
-  for (int i = 0; i < Model.NumberOfSpectra; ++i) {
-    Output->GetMediumResult(i)->SetSpecularReflectance(Reflected[static_cast<std::size_t>(i)] /
-                                                       static_cast<double>(Plan.GetBatches()));
-  }
-  Output->FinalizeMediumResults(Input, Input->GetSaveFluenceRate());
+  FinishRecords();
   const int fibers = Input->CountFiberDetectors();
   if (fibers != 0 && Input->GetNumberOfDetectors() == fibers) {
     Output->FinalizeDetectorResults(Input);
   }
   return true;
+}
+
+/** What the skin threw back goes from the ledger to the records, and what the grids took of the
+ *  absorption the other way. */
+void trelExactMonteCarlo::FinishRecords()
+{
+  const auto records = ItemsOf<trelMediumResult>(Output->GetMediumResults());
+  std::size_t i = 0;
+  for (trelMediumResult* record : records)
+    record->SetSpecularReflectance(Ledger.Records[i++].Parts[LedgerReflectedAtEntry].GetWeight());
+  Output->FinalizeMediumResults(Input, Input->GetSaveFluenceRate());
+  if (Statistics.IsOn() || !Model.DomainCW || !Model.SaveAbsorption) return;
+  i = 0;
+  for (const trelMediumResult* record : records)
+    Ledger.Records[i++].Parts[LedgerInRegion].AddWeight(record->GetTotalAbsorption2D() +
+                                                        record->GetTotalAbsorption3D());
+}
+
+std::vector<trelLedgerLine> trelExactMonteCarlo::ListLedger(std::size_t spectrum) const
+{
+  std::vector<trelLedgerLine> lines = Ledger.List(spectrum);
+  for (std::size_t i = 0; i < lines.size(); ++i)
+    lines[i].Error = Lines.FindError(spectrum, i);
+  return lines;
 }
 
 bool trelExactMonteCarlo::RunPilot()
@@ -161,7 +181,6 @@ void trelExactMonteCarlo::PrepareTally(int thread, bool isAlone, trelExactTally&
 {
   tally = trelExactTally();
   tally.Converted.assign(Model.Dyes.size(), 0.0);
-  tally.ReflectedWeight.assign(static_cast<std::size_t>(Model.NumberOfSpectra), 0.0);
   tally.OneThread = isAlone || Tables.size() > 1;
   if (Pilot) {
     tally.Tables = &NoTables;
@@ -170,14 +189,21 @@ void trelExactMonteCarlo::PrepareTally(int thread, bool isAlone, trelExactTally&
   tally.Trace = &TraceExactly;
   tally.Tables = &Tables[Tables.size() > 1 ? static_cast<std::size_t>(thread) : 0];
   tally.Result = Output;
+  tally.Ledger.Resize(Ledger.Records.size(), Model.GetLedgerSizes());
 }
 
 bool trelExactMonteCarlo::RunBatch(const Batch& batch, std::vector<trelExactTally>& tallies)
 {
   OutOfMemory = false;
   const auto threads = static_cast<int>(tallies.size());
-  for (int i = 0; i < threads; ++i)
-    PrepareTally(i, threads == 1, tallies[static_cast<std::size_t>(i)]);
+  const bool fits = FitsInMemory([&] {
+    for (int i = 0; i < threads; ++i)
+      PrepareTally(i, threads == 1, tallies[static_cast<std::size_t>(i)]);
+  });
+  if (!fits) {
+    ErrorMacro("Out of memory while starting the threads!");
+    return false;
+  }
 #pragma omp parallel num_threads(threads)
   {
     bool ready = trelVoxelTable::PrepareThread();
@@ -215,6 +241,18 @@ void trelExactMonteCarlo::TracePackets(const Batch& batch, trelExactTally& tally
   }
 }
 
+/** Enters in the ledger that a packet was launched, and what became of it at once. */
+static void EnterLaunch(trelLaunchOutcome outcome, const trelLaunched& start, double weight,
+                        trelExactTally& tally)
+{
+  if (!tally.Record) return;
+  trelLedgerSum* const parts = tally.Record->Parts;
+  parts[LedgerFromSources].AddPacket(weight);
+  parts[LedgerReflectedAtEntry].AddWeight(start.Reflected * weight);
+  if (outcome == LaunchReflected) ++parts[LedgerReflectedAtEntry].Packets;
+  if (outcome == LaunchNotMet) parts[LedgerNotLaunched].AddPacket(weight);
+}
+
 void trelExactMonteCarlo::TracePacket(const Batch& batch, const trelPlannedPacket& planned,
                                       trelExactTally& tally)
 {
@@ -227,15 +265,12 @@ void trelExactMonteCarlo::TracePacket(const Batch& batch, const trelPlannedPacke
   tally.SelectRecord(wavelengthIndex);
   trelLaunched start;
   const trelLaunchOutcome outcome = launch.Launch(Model.Map, numbers, &start);
-  tally.ReflectedWeight[static_cast<std::size_t>(wavelengthIndex)] +=
-      start.Reflected * launch.GetPacketWeight();
-  if (outcome == LaunchNotMet) ++tally.NotLaunched;
-  if (outcome == LaunchReflected) ++tally.ReflectedAtEntry;
+  EnterLaunch(outcome, start, launch.GetPacketWeight(), tally);
   if (outcome != LaunchDone && outcome != LaunchEscaped) return;
   trelExactPacket packet{};
   packet.Position = start.Position;
   packet.Direction = start.Direction;
-  packet.Weight = 1.0;
+  packet.Weight = packet.Settled = 1.0;
   packet.SourceWeight = start.Entering * launch.GetPacketWeight();
   packet.Wavelength = static_cast<std::int32_t>(entry.Spectrum->GetWavelength());
   packet.WavelengthIndex = wavelengthIndex;
@@ -254,21 +289,27 @@ void trelExactMonteCarlo::TracePacket(const Batch& batch, const trelPlannedPacke
   tally.Interactions += packet.Interactions;
 }
 
-/** Adds what the threads of a region counted. */
+/** Adds what the threads of a region counted, and ends the batch. */
 void trelExactMonteCarlo::Collect(const std::vector<trelExactTally>& tallies)
 {
+  trelLedger batch;
   for (const trelExactTally& tally : tallies) {
-    Summary.NotLaunched += tally.NotLaunched;
-    Summary.ReflectedAtEntry += tally.ReflectedAtEntry;
     Summary.Interactions += tally.Interactions;
-    Summary.Trapped += tally.Trapped;
-    Summary.Lost += tally.Lost;
-    Summary.EndedByTime += tally.EndedByTime;
-    Summary.InFibers += tally.InFibers;
-    Summary.EndedByLimit += tally.EndedByLimit;
-    for (std::size_t i = 0; i < Reflected.size(); ++i)
-      Reflected[i] += tally.ReflectedWeight[i];
+    batch.Add(tally.Ledger);
   }
+  if (Statistics.IsOn()) {
+    Statistics.TakeBatch();
+    const std::int64_t last = Statistics.GetBatches() - 1;
+    for (std::size_t i = 0; i < batch.Records.size(); ++i) {
+      const auto absorbed = [&](trelGridTotal total) {
+        return Statistics.GetTotal(last, i, total);
+      };
+      batch.Records[i].Parts[LedgerInRegion].AddWeight(absorbed(TotalOfAbsorption2D) +
+                                                       absorbed(TotalOfAbsorption3D));
+    }
+  }
+  Ledger.Add(batch);
+  Lines.Take(batch);
 }
 
 void trelExactMonteCarlo::CountFinishedPacket()
@@ -286,21 +327,23 @@ void trelExactMonteCarlo::CountFinishedPacket()
 void trelExactMonteCarlo::ReportUnfinished()
 {
   const std::string all = " of " + std::to_string(Summary.Packets) + " packets ";
-  const auto warn = [&](std::uint64_t packets, const std::string& text) {
+  const auto warn = [&](trelLedgerPart part, const std::string& text) {
+    const std::uint64_t packets = Ledger.CountPackets(part);
     if (packets != 0) WarningMacro(packets << text);
   };
-  warn(Summary.NotLaunched, all + "were not launched: their light does not meet the medium");
-  warn(Summary.ReflectedAtEntry,
+  warn(LedgerNotLaunched, all + "were not launched: their light does not meet the medium");
+  warn(LedgerReflectedAtEntry,
        all + "did not enter: beyond the critical angle all is reflected at the skin");
-  warn(Summary.Trapped,
+  warn(LedgerTrapped,
        " packets were trapped between boundaries and ended: what is left of them is in no result");
-  warn(Summary.Lost,
+  warn(LedgerLost,
        " packets flew through clear tissue without an end: what is left of them is in"
        " no result");
-  warn(Summary.EndedByLimit,
+  warn(LedgerEndedBySteps,
        " packets reached the limit of steps (stepnummax): what is left of them is in no result");
   // A limit at the end of the time gates, or behind them, is meant to spare what they do not see.
   const bool isMeant = Model.DomainTD && Model.TimeLimit >= Input->GetTimeEnd();
-  warn(isMeant ? 0 : Summary.EndedByTime,
-       " packets reached the limit of time (flytimemax): what is left of them is in no result");
+  if (!isMeant)
+    warn(LedgerEndedByTime,
+         " packets reached the limit of time (flytimemax): what is left of them is in no result");
 }

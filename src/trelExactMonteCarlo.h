@@ -15,13 +15,6 @@ struct trelExactSummary
 {
   std::uint64_t Packets = 0;  ///< asked for
   std::uint64_t Interactions = 0;
-  std::uint64_t NotLaunched = 0;       ///< the light does not meet the medium
-  std::uint64_t ReflectedAtEntry = 0;  ///< beyond the critical angle
-  std::uint64_t Trapped = 0;           ///< met too many boundaries without an interaction
-  std::uint64_t Lost = 0;              ///< met no boundary in clear tissue
-  std::uint64_t EndedByTime = 0;       ///< at "flytimemax"
-  std::uint64_t InFibers = 0;          ///< met a fibre
-  std::uint64_t EndedByLimit = 0;      ///< of steps
   /** By wavelength index: the weight of an emission packet in the unit of the sources' energy; 0
    *  without dyes. */
   std::vector<double> EmissionWeights;
@@ -63,6 +56,11 @@ public:
   const trelBatchStatistics& GetStatistics() const { return Statistics; }
   /** What became of the packets of the last run. */
   const trelExactSummary& GetSummary() const { return Summary; }
+  const trelLedger& GetLedger() const { return Ledger; }
+  /** The lines of the ledger with their errors. */
+  std::vector<trelLedgerLine> ListLedger(std::size_t spectrum) const;
+  /** The lines batch by batch. */
+  const trelLedgerBatches& GetLedgerBatches() const { return Lines; }
 
 private:
   /** The packets that are flown together. */
@@ -85,6 +83,7 @@ private:
   void TracePacket(const Batch& batch, const trelPlannedPacket& planned, trelExactTally& tally);
   void CountFinishedPacket();
   void Collect(const std::vector<trelExactTally>& tallies);
+  void FinishRecords();
   void ReportUnfinished();
 
   trelExactModel Model;
@@ -94,7 +93,8 @@ private:
   std::vector<trelScoreTables> Tables;  ///< by thread, or one for all
   trelScoreTables NoTables;             ///< what the pilot scores into
   trelExactSummary Summary;
-  std::vector<double> Reflected;  ///< by wavelength: weight that the skin threw back at entry
+  trelLedger Ledger;
+  trelLedgerBatches Lines;
   std::uint64_t Seed;
   std::int64_t Batches = 1;
   std::int64_t Packets = 0;

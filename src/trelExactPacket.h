@@ -28,6 +28,8 @@ struct trelExactPacket : trelPacket
   bool IsUnsure;
   /** The dyes in whose regions the packet is, a bit each, in the order of the model. */
   std::uint64_t Dyes;
+  /** The weight when what was absorbed until then was last entered in the ledger. */
+  double Settled;
   std::uint32_t Interactions;
   /** Boundaries since the last interaction. */
   std::int32_t BoundariesInRow;

@@ -48,11 +48,10 @@ inline void TakeExactSteps(trelExactPacket& packet, trelPacketNumbers& numbers,
 {
   while (!packet.Dead) {
     TakeExactStep(packet, numbers, model, tally);
-    if (++packet.StepCount > model.StepLimit && !packet.Dead) {
-      packet.Dead = true;
-      ++tally.EndedByLimit;
-    }
+    if (++packet.StepCount > model.StepLimit && !packet.Dead)
+      EndPacket(packet, LedgerEndedBySteps, tally);
   }
+  SettleAbsorption(packet, model, tally);
 }
 
 #endif

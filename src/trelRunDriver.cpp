@@ -6,7 +6,9 @@
 #include <cctype>
 #include <chrono>
 #include <cmath>
+#include <cstdio>
 #include <filesystem>
+#include <iomanip>
 #include <memory>
 #include <ostream>
 #include <system_error>
@@ -447,24 +449,27 @@ trelRunStatus trelRunDriver::Simulate()
   return isDone ? RunDone : RunFailed;
 }
 
-/** What became of packets that are neither absorbed nor left. */
-void trelRunDriver::LogEnds(const trelExactSummary& summary)
+/** The lines of the ledger that are not 0, with the share of what was launched. */
+void trelRunDriver::LogLedger(const std::vector<trelLedgerLine>& lines)
 {
-  const std::pair<std::uint64_t, const char*> ends[] = {
-      {summary.NotLaunched, "not launched"},
-      {summary.ReflectedAtEntry, "reflected at entry"},
-      {summary.InFibers, "collected by fibres"},
-      {summary.EndedByTime, "ended by flytimemax"},
-      {summary.EndedByLimit, "ended by stepnummax"},
-      {summary.Trapped, "trapped"},
-      {summary.Lost, "lost in clear tissue"}};
-  const char* between = "packets ";
-  for (const auto& [packets, words] : ends) {
-    if (packets == 0) continue;
-    Log << between << words << ' ' << packets;
-    between = ", ";
+  const double launched = lines.front().Weight;
+  if (lines.front().Packets == 0 && launched == 0.0) return;
+  char text[128];
+  std::snprintf(text, sizeof text, "  %-28s %13s %13s %10s %13s\n", "", "share", "weight", "+-",
+                "packets");
+  Log << text;
+  for (const trelLedgerLine& line : lines) {
+    if (line.Weight == 0.0 && line.Packets == 0) continue;
+    const std::string name = std::string(2 * static_cast<std::size_t>(line.Level), ' ') + line.Name;
+    std::snprintf(text, sizeof text, "  %-28s %13.6g %13.6g", name.c_str(),
+                  launched > 0.0 ? line.Weight / launched : 0.0, line.Weight);
+    Log << text;
+    std::snprintf(text, sizeof text, " %10.2g", line.Error);
+    // What is alike in all batches but for rounding has none.
+    Log << (line.Error > 1e-12 * std::fabs(line.Weight) ? text : std::string(11, ' '));
+    if (line.HasPackets) Log << ' ' << std::setw(13) << line.Packets;
+    Log << '\n';
   }
-  if (between[0] == ',') Log << '\n';
 }
 
 void trelRunDriver::LogTotals(const trelMediumResult& record)
@@ -491,9 +496,9 @@ void trelRunDriver::Summarize(trelOpticalSimulationFilter& filter, double second
     if (exact && exact->GetSummary().EmissionWeights[i] > 0.0)
       Log << "; emission packets of " << exact->GetSummary().EmissionWeights[i];
     Log << '\n';
+    if (exact) LogLedger(exact->ListLedger(i));
     ++i;
   }
-  if (exact) LogEnds(exact->GetSummary());
   Log << "time " << seconds << " s\nfiles";
   for (const std::string& name : ListFiles())
     Log << ' ' << name;

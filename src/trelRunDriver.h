@@ -99,7 +99,7 @@ private:
   trelRunStatus Simulate();
   void Configure(class trelOpticalSimulationFilter& filter);
   bool CanWrite();
-  void LogEnds(const struct trelExactSummary& summary);
+  void LogLedger(const std::vector<struct trelLedgerLine>& lines);
   void LogTotals(const class trelMediumResult& record);
   void Summarize(class trelOpticalSimulationFilter& filter, double seconds);
   std::vector<std::string> ListFiles() const;

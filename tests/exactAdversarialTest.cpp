@@ -128,7 +128,10 @@ void CheckRays(const char* name, const std::function<trelShapeObject*()>& make,
       }
     }
   }
-  EXPECT_EQ(flights.GetTally().Lost + flights.GetTally().Trapped, 0u) << name;
+  EXPECT_EQ(flights.GetLedger().CountPackets(LedgerLost) +
+                flights.GetLedger().CountPackets(LedgerTrapped),
+            0u)
+      << name;
 }
 
 /** The surface of a ball whose points lie in turn at @p radius and at @p core: needles. */
@@ -153,7 +156,7 @@ void AccountForAll(const char* name, const ModelOf& build)
   TissueWatch watch(flights);
   std::vector<double> energies;
   for (std::uint64_t i = 0; i < flights.GetCount(); ++i) {
-    const std::uint64_t trapped = flights.GetTally().Trapped;
+    const std::uint64_t trapped = flights.GetLedger().CountPackets(LedgerTrapped);
     double energy = 0.0;
     const Flight flight =
         flights.Fly(i, [&](const trelExactPacket& before, const trelExactPacket& after) {
@@ -162,14 +165,14 @@ void AccountForAll(const char* name, const ModelOf& build)
           if (after.BoundariesInRow == 0 && here.Interaction > 0.0) {
             energy += before.Weight * here.Absorption / here.Interaction;
           }
-          if (flights.GetTally().Trapped > trapped) energy += after.Weight;
+          if (flights.GetLedger().CountPackets(LedgerTrapped) > trapped) energy += after.Weight;
         });
     EXPECT_TRUE(flight.Launched) << name << " " << i;
     energies.push_back(energy + flight.Weight);
   }
   EXPECT_LT(Deviation(energies, 1.0), 5.0) << name;
   EXPECT_EQ(watch.Wrong, 0) << name;
-  EXPECT_EQ(flights.GetTally().Lost, 0u) << name;
+  EXPECT_EQ(flights.GetLedger().CountPackets(LedgerLost), 0u) << name;
 }
 
 }  // namespace

@@ -53,6 +53,9 @@ TEST(ExactFluorescence, EmissionIsTheYieldOfTheFluenceInTheDye)
         expected[k].push_back(dye.Yield * dye.Absorption * FluenceIn(dye, run[0]));
         const auto ended = record.GetTransmitPhotonNum() + record.GetAbsorpPhotonNum();
         EXPECT_NEAR(static_cast<double>(ended), 2000.0, 400.0) << c.Name;
+        const trelLedgerSum* parts = run.GetLedger().Records[k + 1].Parts;
+        EXPECT_NEAR(parts[LedgerConvertedInto].GetWeight(), expected[k].back(), 1e-12) << c.Name;
+        EXPECT_NEAR(parts[LedgerEmitted].GetWeight(), Light(record), 1e-6) << c.Name;
       }
     }
     for (std::size_t k = 0; k < c.Dyes.size(); ++k) {

@@ -175,7 +175,7 @@ TEST(ExactPhysics, TrappedLightEndsAndIsCounted)
   model.AddSource(Box(0, 0, 0, 1e-9, 1e-9, 1e-9), 2000);
   ExactRun run(model);
   const double trapped = 1.0 - 3.0 * (1.0 - std::sqrt(1.0 - 1.0 / 2.25));
-  const auto count = static_cast<double>(run.GetSummary().Trapped);
+  const auto count = static_cast<double>(run.GetLedger().CountPackets(LedgerTrapped));
   EXPECT_NEAR(count, 2000 * trapped, 5.0 * std::sqrt(2000 * trapped * (1.0 - trapped)));
   EXPECT_EQ(run[0].GetTransmitPhotonNum(), 2000 - static_cast<std::int64_t>(count));
   EXPECT_NEAR(run[0].GetTotalTransmittance3D(), 1.0 - count / 2000, 1e-9);

@@ -67,7 +67,9 @@ double ApartBy(const Cut& cut, SimulationDimension dimension = Dimension3D)
   };
   ExactFlights whole(cut.Whole, dimension), pieces(cutUp, dimension);
   const double apart = Apart(whole.FlyAll(), pieces.FlyAll(), cut.Reflections);
-  EXPECT_EQ(whole.GetTally().Lost + pieces.GetTally().Lost, 0u) << cut.Name;
+  EXPECT_EQ(
+      whole.GetLedger().CountPackets(LedgerLost) + pieces.GetLedger().CountPackets(LedgerLost), 0u)
+      << cut.Name;
   return apart;
 }
 

@@ -1,4 +1,6 @@
 #include <cmath>
+#include <cstdlib>
+#include <filesystem>
 #include <random>
 
 #include <gmock/gmock.h>
@@ -12,6 +14,7 @@
 #include "trelFiberDetector.h"
 #include "trelFreespacePinhole.h"
 #include "trelPlaneDetector.h"
+#include "trelSimulationParameterReader.h"
 #include "trelSimulationResultWriter.h"
 
 /** Cells of which the last along each axis is narrower than the others. */
@@ -435,4 +438,171 @@ TEST(ExactCamera, SeesALambertianBodyAsAFlatOneWhateverItsFormAndCells)
     }
     result->UnRegister();
   }
+}
+
+namespace {
+
+/** Whether each wavelength's terms add up to what was launched; @p seen gets the names of those
+ * that are not 0. */
+testing::AssertionResult AddsUp(const trelLedger& ledger, std::set<std::string>* seen = nullptr)
+{
+  for (std::size_t i = 0; i < ledger.Records.size(); ++i) {
+    const std::vector<trelLedgerLine> lines = ledger.List(i);
+    double weight = lines[0].Weight;
+    std::uint64_t packets = lines[0].Packets;
+    for (std::size_t k = 1; k < lines.size(); ++k) {
+      if (lines[k].Level == 0) weight -= lines[k].Weight;
+      if (lines[k].Level == 0) packets -= lines[k].Packets;
+      if (seen && (lines[k].Weight != 0.0 || lines[k].Packets != 0)) seen->insert(lines[k].Name);
+    }
+    if (!(std::fabs(weight) <= 1e-12 * lines[0].Weight) || packets != 0)
+      return testing::AssertionFailure()
+             << "at wavelength " << i << ": missing " << weight << " of " << lines[0].Weight
+             << " and " << packets << " packets";
+    EXPECT_EQ(packets, static_cast<std::uint64_t>(ledger.Records[i].FindMissingPackets()));
+    EXPECT_LE(std::fabs(ledger.Records[i].FindMissingWeight()), 1e-12 * lines[0].Weight);
+  }
+  return testing::AssertionSuccess();
+}
+
+/** The same; and without any one of the terms it must not. */
+void ExpectBalance(trelLedger ledger, std::set<std::string>* seen)
+{
+  EXPECT_TRUE(AddsUp(ledger, seen));
+  for (trelLedgerRecord& record : ledger.Records) {
+    for (trelLedgerSum* sum : {&record.Tissues[0], &record.Faces[0], &record.Parts[LedgerRoulette],
+                               &record.Parts[LedgerTrapped], &record.Parts[LedgerNotLaunched]}) {
+      if (std::fabs(sum->GetWeight()) <= 1e-9 * record.GetLaunched().GetWeight()) continue;
+      const trelLedgerSum kept = *sum;
+      *sum = {};
+      EXPECT_FALSE(AddsUp(ledger));
+      *sum = kept;
+    }
+  }
+}
+
+trelLedger RunLedger(trelSimulationParameter* parameter)
+{
+  parameter->SetRules(RulesExact);
+  trelExactMonteCarlo run;
+  run.SetInput(parameter);
+  run.SetSeed(1);
+  ReportsOf([&] { EXPECT_TRUE(run.Update()); });
+  return run.GetLedger();
+}
+
+/** A box of 10 mm with bodies in it, two dyes, of which the second takes what the first emits, and
+ * a fibre, lit from inside and past its side; what is in it, and how flights are limited, is drawn.
+ */
+void BuildAnything(TestModel& m, std::mt19937& random)
+{
+  const bool planar = m->GetDimension() == Dimension2D;
+  const auto draw = [&](double least, double most) {
+    return std::uniform_real_distribution<>(least, most)(random);
+  };
+  const auto chance = [&](double share) { return draw(0.0, 1.0) < share; };
+  const auto body = [&] {
+    const ShapeType types[2][3] = {{ShapeCube, ShapeEllipsoid, ShapeCylinder},
+                                   {ShapeRectangle, ShapeEllipse, ShapeRectangle}};
+    return MakeShape(types[planar][random() % 3],
+                     {draw(-5, 5), draw(-5, 5), planar ? 0.0 : draw(-5, 5)},
+                     {draw(0.5, 3), draw(0.5, 3), draw(0.5, 3)});
+  };
+  const bool isGlass = chance(0.2);
+  const auto optics = [&] {
+    if (isGlass) return Optics{0.0, 0.0, 0.0, 1.5};
+    return Optics{chance(0.4) ? 0.0 : draw(0.01, 0.8), chance(0.3) ? 0.0 : draw(0.1, 3.0), 0.7,
+                  chance(0.5) ? 1.4 : draw(1.0, 1.6)};
+  };
+  m->SetWavelengths({500, 600, 700});
+  const ShapeType box = planar ? ShapeRectangle : ShapeCube;
+  if (!planar && chance(0.3))
+    m.AddTissue(BoxMesh({0, 0, 0}, {5, 5, 5}), optics());
+  else
+    m.AddTissue(MakeShape(box, {0, 0, 0}, {5, 5, 5}), optics());
+  for (auto more = random() % 5; more > 0; --more)
+    m.AddTissue(body(), optics());
+  for (const bool external : {false, true}) {
+    trelLightSource* source =
+        m.AddSource(MakeShape(box, {external ? -8.0 : 1.0, 0, 0}, {0.5, external ? 6.0 : 1.0, 1}),
+                    0, LuminousExcitation);
+    source->SetInternal(!external);
+    source->SetSpecular(chance(0.5));
+    if (external) source->SetAzimuthRange(-60.0, 60.0);
+    if (external) source->SetDeflectionRange(90.0, 90.0);
+    for (int i = 0; i < 2; ++i)
+      source->GetSpectrum(i)->SetPhotonNumber(60);
+  }
+  for (int i = 0; i < 2 && !isGlass && chance(0.8); ++i) {
+    trelSpectrum& line = *m.AddSource(body(), 0, LuminousEmission)->GetSpectrum(i + 1);
+    line.SetExcitationWavelength(m->GetWavelength(i));
+    line.SetFluorophoreAbsorption(draw(0.05, 1.0));
+    line.SetQuantumYield(draw(0.1, 1.0));
+    line.SetLifeTime(100.0);
+  }
+  if (!planar && chance(0.5)) {
+    auto* fiber = new trelFiberDetector;
+    fiber->SetShape(Ball({2, 2, 5}, 1.5));
+    m->AddDetector(fiber);
+  }
+  if (chance(0.2)) m->GetMedium()->SetAmbientRefractiveIndex(1.5);
+  m->SetFlyTimeMax(draw(20.0, 200.0));
+  m->SetFlyTimeMaxGiven(chance(0.3));
+  m->SetStepNumberMax(100);
+  m->SetStepNumberMaxGiven(chance(0.3));
+  m->SetSeparations(1, 1, 1, 1, 1, 1);
+  m->SetSaveFluenceRate(chance(0.5));
+  m->SetThreadNumber(1 + static_cast<int>(random() % 2));
+}
+
+}  // namespace
+
+TEST(ExactLedger, AddsUpInAllSampleModels)
+{
+  int models = 0;
+  for (const char* folder : {"/examples", "/examples/cookbook", "/bench"}) {
+    for (const auto& entry :
+         std::filesystem::directory_iterator(TREL_SOURCE_DIR + std::string(folder))) {
+      if (entry.path().extension() != ".trl") continue;
+      SCOPED_TRACE(entry.path().filename());
+      auto* reader = new trelSimulationParameterReader;
+      reader->AddFileName(entry.path().c_str());
+      reader->GetOutput()->SetRules(RulesExact);
+      ReportsOf([&] { EXPECT_TRUE(reader->Update()); });
+      for (const auto* source : reader->GetOutput()->GetLightSources()->GetItems<trelLightSource>())
+        for (auto* spectrum : source->GetSpectra()->GetItems<trelSpectrum>())
+          if (spectrum->GetPhotonNumber() > 300) spectrum->SetPhotonNumber(300);
+      std::set<std::string> seen;
+      ExpectBalance(RunLedger(reader->GetOutput()), &seen);
+      EXPECT_EQ(seen.count("escaped"), 1u);
+      reader->Delete();
+      ++models;
+    }
+  }
+  EXPECT_GE(models, 15);
+}
+
+/** The grid and the surface are whole: they take, by their own sums, what the ledger says. */
+TEST(ExactLedger, AddsUpWhateverBecomesOfLight)
+{
+  const char* const times = std::getenv("TREL_BATCHES");
+  const int models = 24 * (times ? std::max(std::atoi(times), 1) : 1);
+  std::set<std::string> seen;
+  for (int i = 0; i < models; ++i) {
+    SCOPED_TRACE(i);
+    std::mt19937 random(static_cast<unsigned>(i));
+    TestModel model(FMT, i % 3 == 0 ? Dimension2D : Dimension3D);
+    BuildAnything(model, random);
+    const trelLedger ledger = RunLedger(model.Get());
+    ExpectBalance(ledger, &seen);
+    for (const trelLedgerRecord& record : ledger.Records) {
+      const double launched = record.GetLaunched().GetWeight();
+      EXPECT_NEAR(record.Parts[LedgerInRegion].GetWeight(), record.GetAbsorbed().GetWeight(),
+                  1e-12 * launched);
+    }
+  }
+  for (const char* name : {"by dyes", "reflected at entry", "not launched", "absorbed", "by dye 2",
+                           "dyes, converted", "escaped", "by detector 1", "ended by stepnummax",
+                           "ended by flytimemax", "trapped", "roulette's balance"})
+    EXPECT_EQ(seen.count(name), 1u) << name;
 }

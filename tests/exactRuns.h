@@ -42,6 +42,7 @@ public:
   const trelMediumResult& operator[](int i) { return *Ran.GetOutput()->GetMediumResult(i); }
   const trelExactSummary& GetSummary() const { return Ran.GetSummary(); }
   const trelBatchStatistics& GetStatistics() const { return Ran.GetStatistics(); }
+  const trelLedger& GetLedger() const { return Ran.GetLedger(); }
 
 private:
   trelExactMonteCarlo Ran;
@@ -77,6 +78,8 @@ public:
     EXPECT_TRUE(
         Launch.Prepare(*Model->GetLightSource(0), spectrum, spectrum.GetPhotonNumber(), Exact));
     Count = static_cast<std::uint64_t>(spectrum.GetPhotonNumber());
+    Tally.Ledger.Resize(1, Exact.GetLedgerSizes());
+    Tally.Record = &Tally.Ledger.Records[0];
   }
 
   Flight Fly(std::uint64_t number, const Visit& visit = nullptr)
@@ -117,7 +120,7 @@ public:
   }
 
   std::uint64_t GetCount() const { return Count; }
-  const trelExactTally& GetTally() const { return Tally; }
+  const trelLedger& GetLedger() const { return Tally.Ledger; }
   const trelExactModel& GetModel() const { return Exact; }
 
 private:
@@ -126,7 +129,7 @@ private:
     trelExactPacket packet{};
     packet.Position = start.Position;
     packet.Direction = start.Direction;
-    packet.Weight = packet.SourceWeight = 1.0;
+    packet.Weight = packet.SourceWeight = packet.Settled = 1.0;
     packet.Depth = trelExactPacket::NotDrawn;
     packet.Skip = start.Skip;
     Exact.Enter(start.Tissue, packet);
@@ -198,7 +201,7 @@ inline std::vector<double> RunRecords(const ModelOf& build, const QuantityOf& qu
   model->SetWavelengths(wavelengths);
   build(model);
   ExactRun run(model);
-  EXPECT_EQ(run.GetSummary().Lost, 0u);
+  EXPECT_EQ(run.GetLedger().CountPackets(LedgerLost), 0u);
   std::vector<double> sample;
   for (int i = 0; i < batches; ++i)
     sample.push_back(quantity(run[i]));
