@@ -1,5 +1,6 @@
 #include "trelNetcdfFile.h"
 
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <netcdf.h>
 #include <sys/file.h>
@@ -10,6 +11,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <numeric>
 
 trelNetcdfFile::~trelNetcdfFile()
 {
@@ -53,6 +55,16 @@ static bool CanLock(const std::string& path)
   return isLocked;
 }
 
+/** The library below the library crashes when the process ends, in the cleaning up that it has
+ *  registered, if a file could not be closed, as on a full disk. It is told not to register it: all
+ *  files that can be closed are. */
+static void SpareCleaningUp()
+{
+  using trelRefusal = int (*)();
+  static const auto refuse = reinterpret_cast<trelRefusal>(dlsym(RTLD_DEFAULT, "H5dont_atexit"));
+  [[maybe_unused]] static const bool isTold = refuse && refuse() >= 0;
+}
+
 /**
  * Network file systems may have no locks; the file has a name that nobody else knows, and needs
  * none. The library below reads the setting when it starts, so that it is told ahead of its first
@@ -65,6 +77,7 @@ bool trelNetcdfFile::Open(const std::string& path)
     return nc_create(path.c_str(), NC_NETCDF4 | NC_CLOBBER, &Id);
   };
   const auto giveUpLocks = [] { setenv("HDF5_USE_FILE_LOCKING", "FALSE", 1); };
+  SpareCleaningUp();
   if (!CanLock(path)) giveUpLocks();
   int status = create();
   if (status != NC_NOERR) {
@@ -146,9 +159,14 @@ bool trelNetcdfFile::AddAxis(const trelNetcdfVariable& axis, const std::vector<d
   return Fault.empty();
 }
 
-/** In pieces of at most a megabyte, whole along the fastest dimensions. */
+/** In pieces of at most a megabyte, whole along the fastest dimensions. Few numbers stay as they
+ *  are: the tables of pieces would be larger than they. */
 void trelNetcdfFile::Compress(int variable, const std::vector<std::size_t>& lengths)
 {
+  constexpr std::size_t fewNumbers = 512;
+  const std::size_t all = std::accumulate(lengths.begin(), lengths.end(), std::size_t{1},
+                                          [](std::size_t a, std::size_t b) { return a * b; });
+  if (all <= fewNumbers) return;
   constexpr std::size_t mostNumbers = (1 << 20) / sizeof(double);
   constexpr int leastEffort = 1;  // more makes noisy numbers hardly smaller
   std::vector<std::size_t> chunks = lengths;
@@ -178,7 +196,7 @@ void trelNetcdfFile::AddVariable(const trelNetcdfVariable& variable)
                                 static_cast<int>(dimensions.size()), dimensions.data(), &id);
   if (!Check(status, variable.Name)) return;
   if (variable.Type != NetcdfText) {
-    if (!lengths.empty()) Compress(id, lengths);
+    Compress(id, lengths);
     Check(nc_def_var_fill(Id, id, NC_NOFILL, nullptr), variable.Name);
   }
   if (!variable.LongName.empty()) SetText(variable.Name, "long_name", variable.LongName);

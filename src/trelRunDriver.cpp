@@ -463,7 +463,7 @@ bool trelRunDriver::WriteLabelled(trelOpticalSimulationFilter& filter, double se
 {
   if (const auto* exact = dynamic_cast<const trelExactMonteCarlo*>(filter.GetMediumFilter()))
     Record.Add("seed", exact->GetSeed());
-  Record.Add("packets", Check.Packets);
+  Record.Add("packets", std::uint64_t{Check.Packets});
   Record.Add("threads", static_cast<std::uint64_t>(Parameter->GetThreadNumber()));
   Record.Add("elapsed_seconds", seconds);
   Record.Add("cpu_seconds", static_cast<double>(std::clock()) / CLOCKS_PER_SEC);
