@@ -183,7 +183,12 @@ def check_description(folder, data, check):
                             data.attrs.get("mesh_sha256", "").split("\n")):
         assert not path or hashlib.sha256(Path(path).read_bytes()).hexdigest() == digest, path
     assert data.attrs["packets"] == check["packets"] and data.attrs["threads"] == 2
-    assert (data.mua.sel(tissue=0) == 0.25).all() and list(data.wavelength) == sorted(data.wavelength)
+    assert list(data.wavelength) == sorted(data.wavelength), data.wavelength
+    for i, tissue in enumerate(check["tissues"]):
+        assert data.tissue_name[i] == tissue["name"], tissue
+        for entry in tissue["spectra"]:
+            for key in ("mua", "mus", "g", "n"):
+                assert data[key].sel(wavelength=entry["wavelength"])[i] == entry[key], tissue
     header = subprocess.run(["ncdump", "-h", folder / "model.nc"], capture_output=True, text=True).stdout
     assert "\ngroup" not in header and "double mua(wavelength, tissue)" in header, header
 
@@ -209,8 +214,9 @@ def test_numbers(folder):
         for old in folder.glob("model.*"):
             old.unlink()
         make_model(folder, name, changes)
-        log = run(folder, "--text", "--set", "1.mua=0.25").stdout
-        check = json.loads(run(folder, "--check", "--json").stdout)
+        change = ["--set", "1.mua=0.25"]
+        log = run(folder, "--text", *change).stdout
+        check = json.loads(run(folder, "--check", "--json", *change).stdout)
         files = [file for file in folder.glob("model.?.*")]
         assert all(file.name in log for file in files) and "model.nc" in log, log
         seen = set()
