@@ -11,7 +11,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <iterator>
 #include <numeric>
+#include <string_view>
 
 trelNetcdfFile::~trelNetcdfFile()
 {
@@ -259,11 +261,46 @@ void trelNetcdfFile::PutAll(const std::string& variable, const std::int64_t* val
   Check(nc_put_var(Id, FindVariable(variable), values), variable);
 }
 
+/** The bytes of the character of UTF-8 at the start of @p text; 0 if there is none. */
+static std::size_t CountBytesOfCharacter(std::string_view text)
+{
+  const auto byteAt = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
+  const unsigned lead = byteAt(0);
+  if (lead < 0x80) return 1;
+  const std::size_t bytes = lead < 0xC0   ? 0
+                            : lead < 0xE0 ? 2
+                            : lead < 0xF0 ? 3
+                            : lead < 0xF8 ? 4
+                                          : 0;
+  if (bytes == 0 || bytes > text.size()) return 0;
+  std::uint32_t code = lead & (0x7Fu >> bytes);
+  for (std::size_t i = 1; i < bytes; ++i) {
+    if ((byteAt(i) & 0xC0) != 0x80) return 0;
+    code = code << 6 | (byteAt(i) & 0x3F);
+  }
+  static constexpr std::uint32_t least[] = {0, 0, 0x80, 0x800, 0x10000};
+  const bool isCharacter = code >= least[bytes] && code <= 0x10FFFF && (code >> 11) != 0x1B;
+  return isCharacter ? bytes : 0;
+}
+
+/** Strings are UTF-8, and readers refuse others: what is none becomes '?'. */
+static std::string MakeUtf8(std::string text)
+{
+  for (std::size_t i = 0; i < text.size();) {
+    const std::size_t bytes = CountBytesOfCharacter(std::string_view(text).substr(i));
+    if (bytes == 0) text[i] = '?';
+    i += std::max<std::size_t>(bytes, 1);
+  }
+  return text;
+}
+
 void trelNetcdfFile::PutAll(const std::string& variable, const std::vector<std::string>& values)
 {
   if (!IsSound()) return;
+  std::vector<std::string> kept;
+  std::transform(values.begin(), values.end(), std::back_inserter(kept), MakeUtf8);
   std::vector<const char*> texts;
-  for (const std::string& value : values)
+  for (const std::string& value : kept)
     texts.push_back(value.c_str());
   Check(nc_put_var_string(Id, FindVariable(variable), texts.data()), variable);
 }
