@@ -1,4 +1,5 @@
-// To be loaded ahead of a program (LD_PRELOAD): no file can be locked, as on some network file systems.
+// To be loaded ahead of a program (LD_PRELOAD): no file can be locked, as on some network file
+// systems.
 
 #include <cerrno>
 
