@@ -24,9 +24,13 @@ build|make|command -v make
 build|cmake|has_cmake_3_25
 build|libcli11-dev|compiles c++ '#include <CLI/CLI.hpp>' -std=c++17 -E
 build|nlohmann-json3-dev|compiles c++ '#include <nlohmann/json.hpp>' -E
+build|libnetcdf-dev|compiles c++ '#include <netcdf.h>' -E
+build|libmd-dev|compiles c++ '#include <sha2.h>' -E
 plot|gnuplot-nox|command -v gnuplot
 plot|python3|command -v python3
 test|python3|command -v python3
+test|netcdf-bin|command -v ncdump
+test|python3-xarray python3-netcdf4|/usr/bin/python3 -c 'import xarray, netCDF4'
 test|libgtest-dev libgmock-dev|compiles c++ '#include <gmock/gmock.h>' -E
 tsan|clang libomp-dev libclang-rt-dev|compiles clang++ 'int main() {}' -fopenmp -fsanitize=thread
 format|clang-format|command -v clang-format

@@ -31,7 +31,7 @@ class Subsystem:
     def __init__(self, purpose, arguments):
         self.purpose = purpose
         self.name = arguments[0]
-        self.lists = {"MAY_USE": [], "HEADERS": [], "CLASSES": []}
+        self.lists = {"MAY_USE": [], "LIBRARIES": [], "HEADERS": [], "CLASSES": []}
         current = None
         for word in arguments[1:]:
             if word in self.lists:

@@ -17,7 +17,7 @@ mkdir -p "$out"
 rm -f "$result".*
 echo
 echo "Running $model: absorption 0.02/mm, scattering 10/mm, anisotropy 0.9, index 1.40"
-build/release/trelrun "$model" -o "$result" --mua 0.02 --mus 10 --g 0.9 --n 1.40 | tee "$result.log"
+build/release/trelrun "$model" -o "$result" --text --mua 0.02 --mus 10 --g 0.9 --n 1.40 | tee "$result.log"
 for file in "$result.A.CW" "$result.T.CW"; do
     [ -s "$file" ] || { echo "The run left no $file" >&2; exit 1; }
 done

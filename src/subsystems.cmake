@@ -3,10 +3,12 @@
 # refuses an include that is not allowed here; each test program links its own subsystem and what that
 # may use, and nothing else.
 
-# trel_subsystem(NAME MAY_USE subsystem... HEADERS header... CLASSES class...)
-# makes the object library trel_NAME and sets TREL_CLOSURE_NAME to it and all that it stands on.
+# trel_subsystem(NAME MAY_USE subsystem... LIBRARIES library... HEADERS header... CLASSES class...)
+# makes the object library trel_NAME and sets TREL_CLOSURE_NAME to it and all that it stands on, and
+# TREL_LIBRARIES_NAME to the libraries of other projects that these need. What needs such a library
+# is left out of a program for another machine, which does not have it.
 function(trel_subsystem name)
-  cmake_parse_arguments(ARG "" "" "CLASSES;HEADERS;MAY_USE" ${ARGN})
+  cmake_parse_arguments(ARG "" "" "CLASSES;HEADERS;LIBRARIES;MAY_USE" ${ARGN})
   set(files "")
   foreach(header IN LISTS ARG_HEADERS)
     list(APPEND files src/${header}.h)
@@ -14,7 +16,7 @@ function(trel_subsystem name)
   foreach(class IN LISTS ARG_CLASSES)
     list(APPEND files src/${class}.h src/${class}.cpp)
   endforeach()
-  if(NOT files)
+  if(NOT files OR (ARG_LIBRARIES AND CMAKE_CROSSCOMPILING))
     return()
   endif()
   add_library(trel_${name} OBJECT ${files})
@@ -22,11 +24,14 @@ function(trel_subsystem name)
   target_sources(trel_core PRIVATE $<TARGET_OBJECTS:trel_${name}>)
   source_group(${name} FILES ${files})
   set(closure ${name})
+  set(libraries ${ARG_LIBRARIES})
   foreach(lower IN LISTS ARG_MAY_USE)
     list(APPEND closure ${TREL_CLOSURE_${lower}})
+    list(APPEND libraries ${TREL_LIBRARIES_${lower}})
   endforeach()
   list(REMOVE_DUPLICATES closure)
   set(TREL_CLOSURE_${name} ${closure} PARENT_SCOPE)
+  set(TREL_LIBRARIES_${name} ${libraries} PARENT_SCOPE)
 endfunction()
 
 # The root class, reports, reference counts, the pipeline of stages, lists, paths, clock and threads.
@@ -88,6 +93,13 @@ trel_subsystem(results
           trelSimulationResult trelBatchStatistics trelTemporaryFiles trelResultFileSet trelResultFile
           trelResultLabels trelResultBlocks trelSimulationResultWriter)
 
+# The result file with axes, units and names, by the NetCDF library.
+trel_subsystem(labelled_results
+  MAY_USE framework geometry model results
+  LIBRARIES netcdf md
+  HEADERS
+  CLASSES trelNetcdfFile trelRunRecord trelLabelledGrids trelLabelledResultWriter)
+
 # What the detectors outside of the medium see of its surface.
 trel_subsystem(free_space
   MAY_USE framework geometry model results
@@ -114,5 +126,6 @@ trel_subsystem(check
 
 # The stages in their order, and what the command line says.
 trel_subsystem(driver
-  MAY_USE framework model parameter_file results free_space transport check
+  MAY_USE framework model parameter_file results labelled_results free_space transport
+          check
   CLASSES trelOpticalSimulationFilter trelDriver trelRunDriver)

@@ -53,6 +53,7 @@ void trelBatchStatistics::Release()
   SquareBlocks.clear();
   ScoredBlocks.clear();
   Totals.clear();
+  TotalSums.clear();
   IsFinished = false;
 }
 
@@ -145,12 +146,46 @@ void trelBatchStatistics::Gather()
   }
 }
 
+/** Calls @p visit with each record of the medium and of the detectors. */
+template <class Visit>
+static void VisitRecords(const trelSimulationResult& result, Visit visit)
+{
+  for (int i = 0; trelMediumResult* record = result.GetMediumResult(i); ++i)
+    visit(*record);
+  for (int i = 0; const trelDetectorArrayResult* array = result.GetDetectorArrayResult(i); ++i)
+    for (int k = 0; trelDetectorResult* record = array->GetDetectorResult(k); ++k)
+      visit(*record);
+}
+
+static std::vector<double*> ListTotals(const trelSimulationResult& result)
+{
+  std::vector<double*> totals;
+  VisitRecords(result, [&](auto& record) {
+    record.VisitTotals([&](double* first, std::size_t number) {
+      for (std::size_t i = 0; i < number; ++i)
+        totals.push_back(first + i);
+    });
+  });
+  return totals;
+}
+
 void trelBatchStatistics::SumTotals()
 {
+  const std::vector<double*> scored = ListTotals(*Scored[0]), squares = ListTotals(*Squares);
+  for (double* total : scored)
+    *total = 0.0;
+  VisitRecords(*Scored[0], [](auto& record) { record.SumTotals(); });
+  TotalSums.resize(scored.size(), 0.0);
+  for (std::size_t i = 0; i < scored.size(); ++i) {
+    TotalSums[i] += *scored[i];
+    *squares[i] += *scored[i] * *scored[i];
+  }
   BatchTotals& totals = Totals.emplace_back();
   for (int i = 0; const trelMediumResult* record = Scored[0]->GetMediumResult(i); ++i) {
-    totals.emplace_back().fill(0.0);
-    record->SumTotals(totals.back().data());
+    totals.emplace_back();
+    for (int total = 0; total < NumberOfTotals; ++total)
+      totals.back()[static_cast<std::size_t>(total)] =
+          record->GetTotal(static_cast<trelGridTotal>(total));
   }
 }
 
@@ -185,11 +220,10 @@ void trelBatchStatistics::Finish()
       if (sums[k] != 0.0) sums[k] /= static_cast<double>(batches);
     }
   }
-  for (int i = 0; trelMediumResult* record = Squares->GetMediumResult(i); ++i)
-    record->FinalizeErrors();
-  for (int i = 0; const trelDetectorArrayResult* array = Squares->GetDetectorArrayResult(i); ++i)
-    for (int k = 0; trelDetectorResult* record = array->GetDetectorResult(k); ++k)
-      record->FinalizeErrors();
+  const std::vector<double*> totals = ListTotals(*Squares);
+  for (std::size_t i = 0; i < totals.size(); ++i)
+    *totals[i] = FindErrorOfMean(TotalSums[i], *totals[i], batches);
+  VisitRecords(*Squares, [](auto& record) { record.FinalizeErrors(); });
   IsFinished = true;
 }
 

@@ -58,7 +58,7 @@ public:
   /** After Finish(): the standard errors of all cells, as densities where the run's result has
    *  them; NaN where fewer than two batches scored, and at the vertices of a mesh, whose faces are
    *  correlated. Of the frequency domain real and imaginary part. Null without batches. */
-  const trelSimulationResult* GetErrors() const { return IsFinished ? Squares : nullptr; }
+  trelSimulationResult* GetErrors() const { return IsFinished ? Squares : nullptr; }
 
 private:
   /** The cells of a grid. */
@@ -82,6 +82,7 @@ private:
   /** Of the same grids in the same order: of Sum, Squares, and each of Scored. */
   std::vector<Block> SumBlocks, SquareBlocks;
   std::vector<std::vector<Block>> ScoredBlocks;
+  std::vector<double> TotalSums;    ///< of all totals of all records, over the batches
   std::vector<BatchTotals> Totals;  ///< by batch and wavelength index
   bool IsFinished = false;
 };

@@ -185,14 +185,19 @@ void trelDetectorResult::ComputeTotalDetection()
   TotalDetection = sum * DetectorWidth * DetectorHeight / (Columns * Rows);
 }
 
-void trelDetectorResult::FinalizeFiber()
+void trelDetectorResult::SumTotals()
 {
   FiberGrids[GridCW].Sum(GridTransmittance, FiberTotals);
+  if (HasDomain[GridTD]) FiberTimeTotals.Sum(GridTransmittance, FiberGrids[GridTD]);
+}
+
+void trelDetectorResult::FinalizeFiber()
+{
+  SumTotals();
   if (Rules == RulesClassic) {
     FiberGrids[GridCW].Normalize(GridTransmittance, Window);
     return;
   }
-  if (HasDomain[GridTD]) FiberTimeTotals.Sum(GridTransmittance, FiberGrids[GridTD]);
   DivideByTrueMeasures(FiberGrids, Window);
   ComputeAmplitudeAndPhase(FiberGrids, Rules);
 }

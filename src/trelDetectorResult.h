@@ -54,6 +54,15 @@ public:
   void FinalizeFiber();
   /** Of a fibre whose cells are standard errors of raw sums: makes them those of the densities. */
   void FinalizeErrors() { DivideByTrueMeasures(FiberGrids, Window); }
+  /** Of a fibre: puts the raw sums of the grids into totals that are 0. */
+  void SumTotals();
+  /** Calls @p visit with the first and the number of each array of totals. */
+  template <class Visit>
+  void VisitTotals(Visit visit)
+  {
+    visit(FiberTotals, std::size_t{NumberOfTotals});
+    FiberTimeTotals.VisitTotals(Window.Time.Count, visit);
+  }
   /** The extreme pixel or cell; nothing but a look at them. */
   void ComputePlaneRange();
   void ComputeFiberRange();

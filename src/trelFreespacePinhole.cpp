@@ -96,8 +96,7 @@ static bool MakeView(const trelPlaneDetector& detector, trelPinholeView* view)
   detector.GetResolution(&view->Columns, &view->Rows);
   view->Normal = detector.GetNormal();
   const double i = detector.GetImageDistance();
-  const double f = detector.GetFocalLength();
-  const double o = f * i / (i - f);
+  const double o = detector.GetObjectDistance();
   const double m = o / i;
   if (!FindPixelSteps(detector.GetVerticalPlane(), view->Normal, width / view->Columns * m,
                       height / view->Rows * m, &view->ColumnStep, &view->RowStep)) {

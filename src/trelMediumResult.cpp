@@ -250,8 +250,7 @@ void trelMediumResult::Finalize(const trelSimulationParameter* parameter, bool f
 
 void trelMediumResult::FinalizeExactly()
 {
-  SumTotals(Totals);
-  if (DomainTD) SumTotalsByGate();
+  SumTotals();
   DivideExactly();
   if (DomainFD) ComputeAmplitudeAndPhase();
 }
@@ -275,16 +274,21 @@ void trelMediumResult::FinalizeErrors()
   }
 }
 
-void trelMediumResult::SumTotals(double totals[NumberOfTotals]) const
+void trelMediumResult::SumTotals()
 {
-  if (!DomainCW) return;
-  Grids[GridCW].Sum(GridTransmittance, totals);
+  if (DomainCW) SumSteadyTotals();
+  if (DomainTD) SumTotalsByGate();
+}
+
+void trelMediumResult::SumSteadyTotals()
+{
+  Grids[GridCW].Sum(GridTransmittance, Totals);
   if (!ScoresFluence) {
-    Grids[GridCW].Sum(GridAbsorption, totals);
+    Grids[GridCW].Sum(GridAbsorption, Totals);
     return;
   }
   for (const trelGridId id : GetGridIds(GridAbsorption))
-    if (Grids[GridCW].Get(id)) totals[GetGridDescription(id).Total] = AbsorbedTotals.Sum();
+    if (Grids[GridCW].Get(id)) Totals[GetGridDescription(id).Total] = AbsorbedTotals.Sum();
 }
 
 void trelMediumResult::SumTotalsByGate()

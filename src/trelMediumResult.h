@@ -80,9 +80,15 @@ public:
    *  Finalize() does under the exact rules. Those of mesh vertices, whose faces are correlated, are
    *  NaN. */
   void FinalizeErrors();
-  /** Adds the raw sums of the continuous-wave grids, under the exact rules, to totals that are 0.
-   */
-  void SumTotals(double totals[NumberOfTotals]) const;
+  /** Under the exact rules: puts the raw sums of the grids into totals that are 0. */
+  void SumTotals();
+  /** Calls @p visit with the first and the number of each array of totals. */
+  template <class Visit>
+  void VisitTotals(Visit visit)
+  {
+    visit(Totals, std::size_t{NumberOfTotals});
+    TimeTotals.VisitTotals(Window.Time.Count, visit);
+  }
 
   /** The raw sums of the grids of a domain into its totals. */
   void SumCWAbsorption() { Grids[GridCW].Sum(GridAbsorption, Totals); }
@@ -198,6 +204,7 @@ private:
   bool CopyMesh(const trelShapeObject& shape);
   void Normalize(trelGridKind kind, trelGridDomains domains);
   void FinalizeExactly();
+  void SumSteadyTotals();
   void SumTotalsByGate();
   void DivideExactly();
 

@@ -44,6 +44,11 @@ public:
   trelSetGetMacro(double, FocalLength)
   /** Distance from the lens to the detecting plane, default 72.5403. */
   trelSetGetMacro(double, ImageDistance)
+  /** How far in front of the lens things are in focus: f i / (i - f), by the thin lens. */
+  double GetObjectDistance() const
+  {
+    return FocalLength * ImageDistance / (ImageDistance - FocalLength);
+  }
   /** The coordinate plane that the detector's orientation is measured from, default PlaneXZ. */
   trelSetGetMacro(enum VerticalPlane, VerticalPlane)
   /** Radius of the lens, default 26. */

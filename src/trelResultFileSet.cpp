@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <chrono>
+#include <cstring>
 #include <system_error>
 #include <thread>
 
@@ -157,22 +158,50 @@ std::FILE* trelResultFileSet::Open(const std::string& name)
   if (isThere && !(fs::equivalent(given, target, error) && CanBeReplaced(target)))
     return OpenAsItStands(given);
   if (target.empty()) return nullptr;
+  std::FILE* stream = OpenTemporary(name, target, status);
+  return !stream && isThere && RefusesNewFiles(errno) ? OpenAsItStands(given) : stream;
+}
+
+/** A stream to a new file beside @p target, whose @p status is given; null, and errno says why. */
+std::FILE* trelResultFileSet::OpenTemporary(const std::string& name, const fs::path& target,
+                                            const fs::file_status& status)
+{
   StagedFile& file = Files.emplace_back();
   std::FILE* stream = CreateTemporaryFile(target.parent_path(), file.Temporary);
   if (!stream) {
-    const bool asItStands = isThere && RefusesNewFiles(errno);
     Files.pop_back();
-    return asItStands ? OpenAsItStands(given) : nullptr;
+    return nullptr;
   }
   file.Name = name;
   file.Target = target;
   file.Former = file.Temporary.Path;
   file.Former += "-former";
-  if (isThere) {
+  if (fs::exists(status)) {
+    std::error_code error;
     CopyOwner(target, file.Temporary.Path);
     fs::permissions(file.Temporary.Path, status.permissions(), error);
   }
   return stream;
+}
+
+std::string trelResultFileSet::Stage(const std::string& name, std::string* path)
+{
+  std::error_code error;
+  const fs::path given = NativePath(name);
+  const fs::file_status status = fs::status(given, error);
+  if (status.type() == fs::file_type::none) return error.message();
+  const bool isThere = fs::exists(status);
+  if (isThere && !fs::is_regular_file(status)) return "it is no regular file";
+  if (isThere && !IsWritable(given)) return std::strerror(errno);
+  const fs::path target = FollowLinks(given);
+  if (target.empty()) return "it is a link that leads nowhere";
+  if (isThere && !(fs::equivalent(given, target, error) && CanBeReplaced(target)))
+    return "it cannot be replaced";
+  std::FILE* stream = OpenTemporary(name, target, status);
+  if (!stream) return std::strerror(errno);
+  std::fclose(stream);
+  *path = Files.back().Temporary.Path.string();
+  return "";
 }
 
 /** By a second link, so that the file is never missing; where the file system has none, by another

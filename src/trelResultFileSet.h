@@ -39,6 +39,11 @@ public:
   /** Whether Open() would give a stream; nothing that is there changes. */
   static bool CanOpen(const std::string& name);
 
+  /** Adds the file @p name, which another library writes: its temporary name as @p path, where an
+   *  empty file is. What keeps it from being replaced, or empty: a target is never written as it
+   *  stands. */
+  std::string Stage(const std::string& name, std::string* path);
+
   /** Puts all files in their places. If one cannot be put there, false and its name as @p failed;
    *  then all places are as they were. The set is empty afterwards. */
   bool Commit(std::string& failed);
@@ -54,6 +59,8 @@ private:
     bool HasFormer = false;
     bool IsInPlace = false;
   };
+  std::FILE* OpenTemporary(const std::string& name, const std::filesystem::path& target,
+                           const std::filesystem::file_status& status);
   static bool KeepFormer(StagedFile& file);
   static bool PutInPlace(StagedFile& file);
   static void PutBack(StagedFile& file);

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <ctime>
 #include <filesystem>
 #include <iomanip>
 #include <memory>
@@ -15,11 +16,13 @@
 
 #include "trelCheckText.h"
 #include "trelExactMonteCarlo.h"
+#include "trelLabelledResultWriter.h"
 #include "trelLightSource.h"
 #include "trelList.h"
 #include "trelMedium.h"
 #include "trelMediumResult.h"
 #include "trelMemory.h"
+#include "trelNetcdfFile.h"
 #include "trelOpticalParameter.h"
 #include "trelOpticalSimulationFilter.h"
 #include "trelPaths.h"
@@ -205,6 +208,7 @@ bool trelRunDriver::DoStage(Stages stage, const char* name, Work work)
 std::string trelRunDriver::FindBase() const
 {
   const fs::path model = NativePath(Options.Model);
+  if (Options.Base == "-") return Options.Base;
   if (Options.Base.empty()) return model.stem().string();
   std::error_code error;
   const fs::path base = NativePath(Options.Base);
@@ -361,6 +365,14 @@ double trelRunDriver::MeasureSeconds()
 
 std::vector<std::string> trelRunDriver::ListFiles() const
 {
+  std::vector<std::string> files;
+  if (WritesText()) files = ListTextFiles();
+  if (WritesLabelled()) files.insert(files.begin(), GetLabelledName());
+  return files;
+}
+
+std::vector<std::string> trelRunDriver::ListTextFiles() const
+{
   const bool isExact = Options.Rules == RulesExact;
   const bool hasFibers = isExact && Parameter->CountFiberDetectors() > 0;
   const bool hasDetectors =
@@ -389,11 +401,14 @@ std::vector<std::string> trelRunDriver::ListFiles() const
 bool trelRunDriver::CanWrite()
 {
   for (const std::string& name : ListFiles()) {
-    if (trelResultFileSet::CanOpen(name)) continue;
+    const bool isLabelled = WritesLabelled() && name == GetLabelledName();
+    const std::string fault = isLabelled ? trelNetcdfFile::FindFault(name) : "";
+    if (isLabelled ? fault.empty() : trelResultFileSet::CanOpen(name)) continue;
     std::error_code error;
     const fs::path folder = fs::path(NativePath(name)).parent_path();
     const bool isThere = folder.empty() || fs::exists(folder, error);
     Messages << Options.Program << ": error: the results cannot be written: " << name
+             << (isThere && isLabelled ? ": " + fault : "")
              << (isThere ? "\n      = make the folder, or its files, writable"
                          : ": there is no such folder\n      = make the folder")
              << ", or name another base with -o" << std::endl;
@@ -405,6 +420,11 @@ bool trelRunDriver::CanWrite()
 trelRunStatus trelRunDriver::RunModel()
 {
   if (!CanWrite()) return RunNotWritten;
+  if (WritesLabelled()) {
+    Record.Add("source", Options.Program);
+    Record.AddModel(Options.Model, *Parameter);
+    Record.AddMachine();
+  }
   if (!Options.IsQuiet) {
     const std::uint64_t packets = Options.Packets > 0 ? static_cast<std::uint64_t>(Options.Packets)
                                                       : static_cast<std::uint64_t>(Check.Packets);
@@ -438,15 +458,38 @@ trelRunStatus trelRunDriver::Simulate()
   const bool isKept = Options.Rules == RulesExact && filter->HasLeftMedium();
   if (!isDone && !isKept) return RunFailed;
   const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
-  const bool isWritten = DoStage(Running, "writing the results", [&] {
-    const trelRunDriverHolder<trelSimulationResultWriter> writer(new trelSimulationResultWriter);
-    writer->AddFileName(Base.c_str());
-    writer->SetInput(filter->GetOutput(), Parameter);
-    return writer->Update();
-  });
+  const bool isWritten = DoStage(Running, "writing the results",
+                                 [&] { return WriteResults(*filter, seconds.count()); });
   if (!isWritten) return RunNotWritten;
   if (!Options.IsQuiet) Summarize(*filter, seconds.count());
   return isDone ? RunDone : RunFailed;
+}
+
+bool trelRunDriver::WriteResults(trelOpticalSimulationFilter& filter, double seconds)
+{
+  if (WritesLabelled() && !WriteLabelled(filter, seconds)) return false;
+  if (!WritesText()) return true;
+  const trelRunDriverHolder<trelSimulationResultWriter> writer(new trelSimulationResultWriter);
+  writer->AddFileName(Base.c_str());
+  writer->SetInput(filter.GetOutput(), Parameter);
+  return writer->Update();
+}
+
+bool trelRunDriver::WriteLabelled(trelOpticalSimulationFilter& filter, double seconds)
+{
+  const auto& exact = dynamic_cast<const trelExactMonteCarlo&>(*filter.GetMediumFilter());
+  Record.Add("seed", exact.GetSeed());
+  Record.Add("packets", exact.GetSummary().Packets);
+  Record.Add("batches", static_cast<std::uint64_t>(Options.Batches));
+  Record.Add("threads", static_cast<std::uint64_t>(Parameter->GetThreadNumber()));
+  Record.Add("elapsed_seconds", seconds);
+  Record.Add("cpu_seconds", static_cast<double>(std::clock()) / CLOCKS_PER_SEC);
+  const trelRunDriverHolder<trelLabelledResultWriter> writer(new trelLabelledResultWriter);
+  writer->AddFileName(GetLabelledName().c_str());
+  writer->SetInput(filter.GetOutput(), Parameter);
+  writer->SetErrors(exact.GetStatistics().GetErrors());
+  writer->SetRecord(Record);
+  return writer->Update();
 }
 
 /** The lines of the ledger that are not 0, with the share of what was launched. */
@@ -499,8 +542,12 @@ void trelRunDriver::Summarize(trelOpticalSimulationFilter& filter, double second
     if (exact) LogLedger(exact->ListLedger(i));
     ++i;
   }
-  Log << "time " << seconds << " s\nfiles";
-  for (const std::string& name : ListFiles())
-    Log << ' ' << name;
-  Log << '\n' << Options.Program << ", " << Check.Rules << " rules" << std::endl;
+  Log << "time " << seconds << " s\n";
+  const char* between = "files ";
+  for (const std::string& name : ListFiles()) {
+    Log << between << name;
+    between = " ";
+  }
+  Log << (between[0] == 'f' ? "" : "\n") << Options.Program << ", " << Check.Rules << " rules"
+      << std::endl;
 }

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "trelModelCheck.h"
+#include "trelRunRecord.h"
 
 class trelSimulationParameter;
 
@@ -40,7 +41,9 @@ std::string FindValueFault(const trelCoefficientChange& change);
 struct trelRunOptions
 {
   std::string Model;
-  std::string Base;  ///< of the result files; empty: the model's name, in the current folder
+  std::string Base;  ///< of the result files; empty: the model's name, in the current folder; "-":
+                     ///< none are written
+  bool WritesText = false;          ///< text files, too; by the classic rules there are no others
   std::string Program = "trelrun";  ///< name and version, as the log has them
   trelRules Rules = RulesExact;
   int Threads = 0;  ///< 0: as many as the process may use
@@ -102,7 +105,16 @@ private:
   void LogLedger(const std::vector<struct trelLedgerLine>& lines);
   void LogTotals(const class trelMediumResult& record);
   void Summarize(class trelOpticalSimulationFilter& filter, double seconds);
+  bool WritesLabelled() const { return Base != "-" && Options.Rules == RulesExact; }
+  bool WritesText() const
+  {
+    return Base != "-" && (Options.WritesText || Options.Rules == RulesClassic);
+  }
+  std::string GetLabelledName() const { return Base + ".nc"; }
+  std::vector<std::string> ListTextFiles() const;
   std::vector<std::string> ListFiles() const;
+  bool WriteResults(class trelOpticalSimulationFilter& filter, double seconds);
+  bool WriteLabelled(class trelOpticalSimulationFilter& filter, double seconds);
   std::string FindBase() const;
 
   const trelRunOptions Options;
@@ -111,6 +123,7 @@ private:
   std::ostream& Messages;
   trelModelFindings Findings;
   trelModelCheck Check;
+  trelRunRecord Record;
   Stages Stage = Reading;
   class trelSimulationParameterReader* Reader = nullptr;
   trelSimulationParameter* Parameter = nullptr;

@@ -27,6 +27,13 @@ public:
     const double* sums = GetTotals(total);
     return sums ? sums[bin] : 0.0;
   }
+  /** Calls @p visit with the first and the number of the sums of each total that has @p count. */
+  template <class Visit>
+  void VisitTotals(std::int32_t count, Visit visit)
+  {
+    for (const auto& total : Totals)
+      if (total) visit(total->GetCells(), static_cast<std::size_t>(count));
+  }
   /** The sum over all time bins of one of the four totals over all. */
   double GetSum(trelGridTotal overall) const { return Sums[overall - NumberOfSurfaceTotals]; }
   /** The extremes by time bin of one of the four totals over all; null if not allocated. */

@@ -32,7 +32,9 @@ static void Describe(CLI::App& app, trelRunOptions& options, trelrunWords& words
   app.set_version_flag("--version", programName);
   app.add_option("MODEL.trl", options.Model, "The parameter file")->required();
   app.add_option("-o,--output", options.Base,
-                 "Base name of the result files (default: the model's, in the current folder)");
+                 "Base name of the result files (default: the model's, in the current folder);"
+                 " - writes none");
+  app.add_flag("--text", options.WritesText, "Write the results as text files, too");
   for (int i = 0; i < 4; ++i) {
     app.add_option(std::string("--") + coefficientNames[i], words.Coefficients[i],
                    std::string(coefficientNames[i]) +

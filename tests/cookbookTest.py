@@ -74,7 +74,7 @@ def run(program, name, packets, folder, *arguments):
     text = (ROOT / f"examples/{name}.trl").read_text()
     text = re.sub(r"^(lightsourcespectrumindex \d+ 1\.0) \d+$", rf"\1 {packets}", text, flags=re.M)
     (folder / "model.trl").write_text(text)
-    done = subprocess.run([program, "model.trl", "--quiet", *arguments], cwd=folder, text=True,
+    done = subprocess.run([program, "model.trl", "--quiet", "--text", *arguments], cwd=folder, text=True,
                           capture_output=True, check=False)
     return folder / "model", done.stderr
 

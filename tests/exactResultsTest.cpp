@@ -5,6 +5,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <netcdf.h>
 
 #include "exactRuns.h"
 #include "trelCellMeasures.h"
@@ -13,6 +14,7 @@
 #include "trelExactScores.h"
 #include "trelFiberDetector.h"
 #include "trelFreespacePinhole.h"
+#include "trelLabelledResultWriter.h"
 #include "trelPlaneDetector.h"
 #include "trelSimulationParameterReader.h"
 #include "trelSimulationResultWriter.h"
@@ -214,6 +216,61 @@ protected:
   trelScoreTables Tables;
   trelPacketScores Scores{};
 };
+
+/** The first number of a variable that is not 0, and the text of its attribute; 0 and "" without.
+ */
+static std::pair<double, std::string> ReadVariable(const std::string& path, const char* name)
+{
+  int file = 0, variable = 0;
+  std::vector<double> values(1 << 16);
+  std::string text(100, '\0');
+  EXPECT_EQ(nc_open(path.c_str(), NC_NOWRITE, &file), NC_NOERR);
+  if (nc_inq_varid(file, name, &variable) == NC_NOERR) {
+    EXPECT_EQ(nc_get_var_double(file, variable, values.data()), NC_NOERR);
+    nc_get_att_text(file, variable, "ancillary_variables", text.data());
+  }
+  nc_close(file);
+  const auto found = std::find_if(values.begin(), values.end(), [](double x) { return x != 0.0; });
+  return {found == values.end() ? 0.0 : *found, text.c_str()};
+}
+
+TEST_F(ExactScores, StandBesideTheirStandardErrorsInTheFile)
+{
+  Initialize(TestModel::Make<trelCube>({0, 0, 0}, {3, 4, 5}), Dimension3D, CoordinateCartesian,
+             false);
+  auto* errors = new trelSimulationResult;
+  ASSERT_TRUE(errors->Initialize(Model.Get()));
+  trelLabelledResultWriter writer;
+  writer.SetInput(Result, Model.Get());
+  writer.SetErrors(errors);
+  for (const trelSimulationResult* result : {Result, errors}) {
+    const trelMediumResult& record = *result->GetMediumResult(0);
+    const double value = result == Result ? 8.0 : 2.0;
+    record.GetGrid(GridCW, TransmittanceTopXY)->GetCells()[7] = value;
+    record.GetGrid(GridFDReal, TransmittanceTopXY)->GetCells()[7] = value;
+    trelGrid& gates = *record.GetGrid(GridTD, TransmittanceTopXY);
+    gates.GetCells()[gates.GetNumberOfCells() - 1] = value;  // the last gate is of 7 ps
+  }
+  const TemporaryDirectory directory;
+  const std::string path = directory.PathOf("errors.nc");
+  writer.AddFileName(path.c_str());
+  ASSERT_TRUE(writer.Update());
+  const std::string error = "transmittance_top_error";
+  using Read = std::pair<double, std::string>;
+  EXPECT_EQ(ReadVariable(path, "transmittance_top"), Read(8.0, error));
+  EXPECT_EQ(ReadVariable(path, "transmittance_top_error"), Read(2.0, ""));
+  EXPECT_NEAR(ReadVariable(path, "transmittance_top_td_error").first, 2.0 / 7.0, 1e-15);
+  EXPECT_EQ(ReadVariable(path, "transmittance_top_fd_real"), Read(8.0, ""));
+  // Errors of another shape are refused, and the file stays.
+  Model->SetSeparations(1, 1, 1, 1, 1, 1);
+  ReportsOf([&] { ASSERT_TRUE(errors->Initialize(Model.Get())); });
+  bool isWritten = true;
+  EXPECT_THAT(ReportsOf([&] { isWritten = writer.Update(); }),
+              testing::HasSubstr("errors.nc: the grids of absorption_error differ in shape"));
+  EXPECT_FALSE(isWritten);
+  EXPECT_EQ(ReadVariable(path, "transmittance_top_error").first, 2.0);
+  EXPECT_EQ(directory.Count(), 1);
+}
 
 class ExactPaths : public ExactScores, public testing::WithParamInterface<int>
 {

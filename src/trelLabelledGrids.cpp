@@ -1,0 +1,180 @@
+#include "trelLabelledGrids.h"
+
+#include <cctype>
+
+/** An axis as the file shows it. */
+struct trelLabelledAxis
+{
+  const char* Name;
+  const char* Words;
+  const char* Units;  ///< empty: numbers of things, without a coordinate
+};
+
+/** By trelGridAxis. */
+static constexpr trelLabelledAxis LabelledAxes[NumberOfGridAxes] = {
+    {"x", "x", "mm"},
+    {"y", "y", "mm"},
+    {"z", "z", "mm"},
+    {"r", "distance from the vertical line through the centre", "mm"},
+    {"azimuth", "azimuth about the vertical line through the centre, from +x towards +y", "degree"},
+    {"deflection", "deflection from +z at the centre", "degree"},
+    {"face", "", ""},
+    {"vertex", "", ""}};
+
+static std::string ToLower(std::string text)
+{
+  for (char& c : text)
+    c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return text;
+}
+
+static bool IsOfMesh(trelGridId grid)
+{
+  return GetGridDescription(grid).Axes[0] >= GridMeshFace;
+}
+
+std::string GetGridName(trelGridId grid, const trelLabelledOwner& owner)
+{
+  const trelGridDescription& row = GetGridDescription(grid);
+  if (row.Kind == GridAbsorption) return owner.HasFluence ? "fluence_rate" : "absorption";
+  const std::string name = owner.Prefix + "_" + ToLower(row.Surface);
+  return IsOfMesh(grid) ? name + "_" + LabelledAxes[row.Axes[0]].Name : name;
+}
+
+std::string GetTotalName(trelGridId grid, const trelLabelledOwner& owner)
+{
+  const trelGridDescription& row = GetGridDescription(grid);
+  if (row.Kind == GridAbsorption) return "absorption_total";
+  return owner.Prefix + "_" + ToLower(row.Surface) + "_total";
+}
+
+/** The unit of energy, which is that of the sources, over mm to this power. */
+static std::string PerLength(int power)
+{
+  return power == 0 ? "1" : "mm-" + std::to_string(power);
+}
+
+/** "mm-2", with " ps-1" by time. */
+static std::string GetGridUnits(trelGridId grid, const trelLabelledOwner& owner,
+                                const trelLabelledDomain& domain)
+{
+  const trelGridDescription& row = GetGridDescription(grid);
+  const bool isDensity = row.Kind == GridAbsorption && !owner.HasFluence;
+  return PerLength(isDensity ? row.Dimension : row.Dimension - 1) +
+         (domain.IsByTime ? " ps-1" : "");
+}
+
+std::string GetTotalWords(trelGridId grid, const trelLabelledOwner& owner)
+{
+  const trelGridDescription& row = GetGridDescription(grid);
+  if (row.Kind == GridAbsorption) return "energy absorbed in all cells";
+  return owner.Words + ", surface " + ToLower(row.Surface);
+}
+
+/** "transmittance per area, surface top". */
+static std::string GetGridWords(trelGridId grid, const trelLabelledOwner& owner)
+{
+  const trelGridDescription& row = GetGridDescription(grid);
+  if (row.Kind == GridAbsorption)
+    return owner.HasFluence     ? "fluence rate"
+           : row.Dimension == 3 ? "energy absorbed per volume"
+                                : "energy absorbed per area";
+  const std::string per = row.Dimension == 3 ? " per area" : " per length";
+  if (IsOfMesh(grid))
+    return owner.Words + per + ", by " + LabelledAxes[row.Axes[0]].Name + " of the mesh";
+  return owner.Words + per + ", surface " + ToLower(row.Surface);
+}
+
+trelNetcdfVariable DescribeGrid(trelGridId grid, const trelLabelledOwner& owner,
+                                const trelLabelledDomain& domain)
+{
+  const trelGridDescription& row = GetGridDescription(grid);
+  trelNetcdfVariable variable{GetGridName(grid, owner) + domain.Suffix,
+                              GetGridWords(grid, owner) + domain.Words,
+                              GetGridUnits(grid, owner, domain),
+                              {"wavelength"}};
+  if (domain.IsByTime) variable.Dimensions.push_back("time");
+  for (int k = row.NumberOfAxes; k-- > 0;)
+    variable.Dimensions.push_back(owner.Axes + LabelledAxes[row.Axes[k]].Name);
+  return variable;
+}
+
+static std::vector<double> GetBorders(const trelGridBins& bins)
+{
+  std::vector<double> borders;
+  for (std::int32_t k = 0; k <= bins.Count; ++k)
+    borders.push_back(bins.GetBorder(k));
+  return borders;
+}
+
+bool AddGridAxes(trelNetcdfFile& file, trelGridId grid, const trelLabelledOwner& owner,
+                 const trelGridWindow& window)
+{
+  const trelGridDescription& row = GetGridDescription(grid);
+  for (int k = 0; k < row.NumberOfAxes; ++k) {
+    const trelLabelledAxis& axis = LabelledAxes[row.Axes[k]];
+    const trelGridBins& bins = window.Bins[row.Axes[k]];
+    const std::string name = owner.Axes + axis.Name;
+    const bool isThere = axis.Units[0] == '\0'
+                             ? file.AddDimension(name, static_cast<std::size_t>(bins.Count))
+                             : file.AddAxis({name, axis.Words, axis.Units, {}}, GetBorders(bins));
+    if (!isThere) return false;
+  }
+  return true;
+}
+
+bool AddTimeAxis(trelNetcdfFile& file, const trelGridWindow& window)
+{
+  return file.AddAxis({"time", "time of flight", "ps", {}}, GetBorders(window.Time));
+}
+
+double GetGateFactor(const trelLabelledDomain& domain, const trelGridWindow& window,
+                     std::int32_t gate)
+{
+  return domain.IsByTime ? 1.0 / window.Time.GetWidth(gate) : 1.0;
+}
+
+/** Where a plane of cells of one index of the innermost axis lies, and what becomes of it. */
+struct trelLabelledPlane
+{
+  const double* Cells;
+  bool IsReversed;  ///< deflections are stored from the largest to the smallest
+  double Factor;
+};
+
+/** Takes a plane into the order of the file: the outermost axis fastest. */
+static void CopyPlane(const trelGridLayout& layout, const trelLabelledPlane& plane, double* out)
+{
+  for (std::int32_t j = 0; j < layout.Columns; ++j) {
+    for (std::int32_t i = 0; i < layout.Rows; ++i) {
+      const std::int32_t row = plane.IsReversed ? layout.Rows - 1 - i : i;
+      *out++ = plane.Cells[layout.GetOffset(row, j)] * plane.Factor;
+    }
+  }
+}
+
+void PutGrid(trelNetcdfFile& file, const std::string& variable, std::size_t wavelength,
+             const trelGridSet& grids, trelGridId grid, const trelLabelledDomain& domain,
+             const trelGridWindow& window)
+{
+  const trelGridDescription& row = GetGridDescription(grid);
+  const trelGridLayout layout = grids.GetLayout(grid);
+  const auto length = [&](std::int32_t cells) { return static_cast<std::size_t>(cells); };
+  std::vector<double> plane(length(layout.Rows) * length(layout.Columns));
+  // Indices of the variable: wavelength, time, then the axes from the last to the first.
+  std::vector<std::size_t> start{wavelength}, count{1};
+  if (domain.IsByTime) count.push_back(1);
+  if (row.NumberOfAxes > 2) count.push_back(1);
+  if (row.NumberOfAxes > 1) count.push_back(length(layout.Columns));
+  count.push_back(length(layout.Rows));
+  start.resize(count.size());
+  for (std::int32_t bin = 0; bin < layout.Bins; ++bin) {
+    const double factor = GetGateFactor(domain, window, bin);
+    for (std::int32_t k = 0; k < layout.Depth; ++k) {
+      CopyPlane(layout, {grids.GetBin(grid, bin) + k, row.Axes[0] == GridD, factor}, plane.data());
+      if (domain.IsByTime) start[1] = length(bin);
+      if (row.NumberOfAxes > 2) start[domain.IsByTime ? 2 : 1] = length(k);
+      file.Put(variable, start, count, plane.data());
+    }
+  }
+}
