@@ -86,15 +86,15 @@ bool trelExactLaunch::Prepare(const trelLightSource& source, const trelSpectrum&
                               const trelTransportModel& model)
 {
   *this = {};
+  if (spectrum.GetPhotonNumber() > 0) {
+    PacketWeight = spectrum.GetEnergy() / spectrum.GetPhotonNumber();
+  }
   const trelShapeObject* shape = source.GetShape();
   if (!shape || source.GetLuminousType() == LuminousEmission || !source.IsLaunchable())
     return false;
   if (!IsFinite(source, *shape)) return false;
   Model = &model;
   WavelengthIndex = static_cast<std::int32_t>(spectrum.GetWavelengthIndex());
-  if (spectrum.GetPhotonNumber() > 0) {
-    PacketWeight = spectrum.GetEnergy() / spectrum.GetPhotonNumber();
-  }
   External = source.GetLuminousType() != LuminousBioluminescence && !source.IsInternal();
   Specular = source.IsSpecular();
   Solid = source.IsSolid();
