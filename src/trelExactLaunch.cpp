@@ -86,13 +86,13 @@ bool trelExactLaunch::Prepare(const trelLightSource& source, const trelSpectrum&
                               std::int64_t packets, const trelTransportModel& model)
 {
   *this = {};
+  if (packets > 0) PacketWeight = spectrum.GetEnergy() / static_cast<double>(packets);
   const trelShapeObject* shape = source.GetShape();
   if (!shape || source.GetLuminousType() == LuminousEmission || !source.IsLaunchable())
     return false;
   if (!IsFinite(source, *shape)) return false;
   Model = &model;
   WavelengthIndex = static_cast<std::int32_t>(spectrum.GetWavelengthIndex());
-  if (packets > 0) PacketWeight = spectrum.GetEnergy() / static_cast<double>(packets);
   External = source.GetLuminousType() != LuminousBioluminescence && !source.IsInternal();
   Specular = source.IsSpecular();
   Solid = source.IsSolid();

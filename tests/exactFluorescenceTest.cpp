@@ -127,6 +127,12 @@ TEST(ExactFluorescence, EmissionExcitesNothing)
   ExactRun run(model);
   EXPECT_GT(Light(run[1]), 0.1);
   EXPECT_EQ(Light(run[2]), 0.0);
+  const trelLedgerRecord &excited = run.GetLedger().Records[0],
+                         &emitted = run.GetLedger().Records[1];
+  EXPECT_GT(emitted.Dyes[1].GetWeight(), 0.1);
+  EXPECT_EQ(emitted.Parts[LedgerConverted].GetWeight(), 0.0);
+  EXPECT_NEAR(excited.Parts[LedgerWithoutEmission].GetWeight(), 0.1 * excited.Dyes[0].GetWeight(),
+              1e-12);
 }
 
 TEST(ExactFluorescence, TheMeanDelayIsTheLifetime)
