@@ -69,23 +69,15 @@ static void SpareCleaningUp()
 
 /**
  * Network file systems may have no locks; the file has a name that nobody else knows, and needs
- * none. The library below reads the setting when it starts, so that it is told ahead of its first
- * file, and tried again where a later one fails.
+ * none. The library below the library reads the setting when it opens its first file of all, so
+ * that locks are tried ahead of it.
  */
 bool trelNetcdfFile::Open(const std::string& path)
 {
-  const auto create = [&] {
-    errno = 0;
-    return nc_create(path.c_str(), NC_NETCDF4 | NC_CLOBBER, &Id);
-  };
-  const auto giveUpLocks = [] { setenv("HDF5_USE_FILE_LOCKING", "FALSE", 1); };
   SpareCleaningUp();
-  if (!CanLock(path)) giveUpLocks();
-  int status = create();
-  if (status != NC_NOERR) {
-    giveUpLocks();
-    status = create();
-  }
+  if (!CanLock(path)) setenv("HDF5_USE_FILE_LOCKING", "FALSE", 1);
+  errno = 0;
+  const int status = nc_create(path.c_str(), NC_NETCDF4 | NC_CLOBBER, &Id);
   if (status != NC_NOERR) Id = -1;
   return Check(status, "it could not be created");
 }
