@@ -153,27 +153,34 @@ static void CopyPlane(const trelGridLayout& layout, const trelLabelledPlane& pla
   }
 }
 
+/** How many numbers of the variable of a grid one plane is: a wavelength, a gate, then the axes
+ * from the last to the first. */
+static std::vector<std::size_t> CountPlane(const trelGridLayout& layout, int axes, bool isByTime)
+{
+  std::vector<std::size_t> count(isByTime ? 2 : 1, 1);
+  if (axes > 2) count.push_back(1);
+  if (axes > 1) count.push_back(static_cast<std::size_t>(layout.Columns));
+  count.push_back(static_cast<std::size_t>(layout.Rows));
+  return count;
+}
+
 void PutGrid(trelNetcdfFile& file, const std::string& variable, std::size_t wavelength,
              const trelGridSet& grids, trelGridId grid, const trelLabelledDomain& domain,
              const trelGridWindow& window)
 {
   const trelGridDescription& row = GetGridDescription(grid);
   const trelGridLayout layout = grids.GetLayout(grid);
-  const auto length = [&](std::int32_t cells) { return static_cast<std::size_t>(cells); };
-  std::vector<double> plane(length(layout.Rows) * length(layout.Columns));
-  // Indices of the variable: wavelength, time, then the axes from the last to the first.
-  std::vector<std::size_t> start{wavelength}, count{1};
-  if (domain.IsByTime) count.push_back(1);
-  if (row.NumberOfAxes > 2) count.push_back(1);
-  if (row.NumberOfAxes > 1) count.push_back(length(layout.Columns));
-  count.push_back(length(layout.Rows));
-  start.resize(count.size());
+  const auto count = CountPlane(layout, row.NumberOfAxes, domain.IsByTime);
+  std::vector<double> plane(static_cast<std::size_t>(layout.Rows) *
+                            static_cast<std::size_t>(layout.Columns));
+  std::vector<std::size_t> start(count.size());
+  start[0] = wavelength;
   for (std::int32_t bin = 0; bin < layout.Bins; ++bin) {
     const double factor = GetGateFactor(domain, window, bin);
+    if (domain.IsByTime) start[1] = static_cast<std::size_t>(bin);
     for (std::int32_t k = 0; k < layout.Depth; ++k) {
       CopyPlane(layout, {grids.GetBin(grid, bin) + k, row.Axes[0] == GridD, factor}, plane.data());
-      if (domain.IsByTime) start[1] = length(bin);
-      if (row.NumberOfAxes > 2) start[domain.IsByTime ? 2 : 1] = length(k);
+      if (row.NumberOfAxes > 2) start[domain.IsByTime ? 2 : 1] = static_cast<std::size_t>(k);
       file.Put(variable, start, count, plane.data());
     }
   }

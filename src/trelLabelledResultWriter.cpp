@@ -135,6 +135,7 @@ void trelLabelledResultWriter::WriteNumbers(const trelNetcdfVariable& variable,
   const auto put = [&](const std::string& name, std::size_t i, const trelSimulationResult& result,
                        int k) {
     std::vector<double> numbers;
+    numbers.reserve(static_cast<std::size_t>(gates));
     for (std::int32_t gate = 0; gate < gates; ++gate)
       numbers.push_back(find(result, k, gate) * GetGateFactor(domain, window, gate));
     std::vector<std::size_t> start{i}, count{1};
@@ -185,6 +186,7 @@ void trelLabelledResultWriter::WriteCoefficients()
       {"g", "mean cosine of the scattering angle", "1", &trelOpticalParameter::GetAnisotropy},
       {"n", "refractive index", "1", &trelOpticalParameter::GetRefractiveIndex}};
   std::vector<std::string> names;
+  names.reserve(static_cast<std::size_t>(Parameter->GetNumberOfTissues()));
   for (int i = 0; i < Parameter->GetNumberOfTissues(); ++i)
     names.push_back(Parameter->GetTissue(i)->GetName());
   if (!File->AddDimension("tissue", names.size())) return;

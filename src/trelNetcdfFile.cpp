@@ -69,23 +69,15 @@ static void SpareCleaningUp()
 
 /**
  * Network file systems may have no locks; the file has a name that nobody else knows, and needs
- * none. The library below reads the setting when it starts, so that it is told ahead of its first
- * file, and tried again where a later one fails.
+ * none. The library below the library reads the setting when it opens its first file of all, so
+ * that locks are tried ahead of it.
  */
 bool trelNetcdfFile::Open(const std::string& path)
 {
-  const auto create = [&] {
-    errno = 0;
-    return nc_create(path.c_str(), NC_NETCDF4 | NC_CLOBBER, &Id);
-  };
-  const auto giveUpLocks = [] { setenv("HDF5_USE_FILE_LOCKING", "FALSE", 1); };
   SpareCleaningUp();
-  if (!CanLock(path)) giveUpLocks();
-  int status = create();
-  if (status != NC_NOERR) {
-    giveUpLocks();
-    status = create();
-  }
+  if (!CanLock(path)) setenv("HDF5_USE_FILE_LOCKING", "FALSE", 1);
+  errno = 0;
+  const int status = nc_create(path.c_str(), NC_NETCDF4 | NC_CLOBBER, &Id);
   if (status != NC_NOERR) Id = -1;
   return Check(status, "it could not be created");
 }
@@ -261,26 +253,29 @@ void trelNetcdfFile::PutAll(const std::string& variable, const std::int64_t* val
   Check(nc_put_var(Id, FindVariable(variable), values), variable);
 }
 
-/** The bytes of the character of UTF-8 at the start of @p text; 0 if there is none. */
+/** The bytes of a character of UTF-8 by its first one; 0 for a byte that is none. */
+static std::size_t CountBytes(unsigned lead)
+{
+  if (lead < 0x80) return 1;
+  if (lead < 0xC0 || lead >= 0xF8) return 0;
+  if (lead < 0xE0) return 2;
+  return lead < 0xF0 ? 3 : 4;
+}
+
+/** The bytes of the character at the start of @p text; 0 if there is none. */
 static std::size_t CountBytesOfCharacter(std::string_view text)
 {
   const auto byteAt = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
-  const unsigned lead = byteAt(0);
-  if (lead < 0x80) return 1;
-  const std::size_t bytes = lead < 0xC0   ? 0
-                            : lead < 0xE0 ? 2
-                            : lead < 0xF0 ? 3
-                            : lead < 0xF8 ? 4
-                                          : 0;
-  if (bytes == 0 || bytes > text.size()) return 0;
-  std::uint32_t code = lead & (0x7Fu >> bytes);
+  const std::size_t bytes = CountBytes(byteAt(0));
+  if (bytes < 2 || bytes > text.size()) return bytes == 1 ? 1 : 0;
+  std::uint32_t code = byteAt(0) & (0x7Fu >> bytes);
   for (std::size_t i = 1; i < bytes; ++i) {
     if ((byteAt(i) & 0xC0) != 0x80) return 0;
     code = code << 6 | (byteAt(i) & 0x3F);
   }
   static constexpr std::uint32_t least[] = {0, 0, 0x80, 0x800, 0x10000};
-  const bool isCharacter = code >= least[bytes] && code <= 0x10FFFF && (code >> 11) != 0x1B;
-  return isCharacter ? bytes : 0;
+  const bool isSurrogate = (code >> 11) == 0x1B;
+  return code >= least[bytes] && code <= 0x10FFFF && !isSurrogate ? bytes : 0;
 }
 
 /** Strings are UTF-8, and readers refuse others: what is none becomes '?'. */
@@ -300,6 +295,7 @@ void trelNetcdfFile::PutAll(const std::string& variable, const std::vector<std::
   std::vector<std::string> kept;
   std::transform(values.begin(), values.end(), std::back_inserter(kept), MakeUtf8);
   std::vector<const char*> texts;
+  texts.reserve(kept.size());
   for (const std::string& value : kept)
     texts.push_back(value.c_str());
   Check(nc_put_var_string(Id, FindVariable(variable), texts.data()), variable);

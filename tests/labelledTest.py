@@ -276,6 +276,15 @@ def test_what_is_asked_for(folder):
             file.unlink()
 
 
+def test_odd_texts(folder):
+    """A long model, and one that is not UTF-8."""
+    make_model(folder, "pencil-beam", {"1 muscle": "1 m\xfcskel", "# A pencil": "# comment\n" * 20000 + "# A"})
+    (folder / "model.trl").write_bytes((folder / "model.trl").read_text().encode("latin-1"))
+    assert run(folder).returncode == 0
+    with xarray.open_dataset(folder / "model.nc") as data:
+        assert data.tissue_name[0] == "m?skel" and len(data.attrs["model"]) > 200000, data
+
+
 def test_without_locks(folder):
     """As on network file systems: a library that is loaded ahead has none."""
     make_model(folder, "pencil-beam", {})
@@ -285,7 +294,7 @@ def test_without_locks(folder):
 
 
 def main():
-    tests = [test_numbers, test_an_old_file_stays, test_what_is_asked_for]
+    tests = [test_numbers, test_an_old_file_stays, test_what_is_asked_for, test_odd_texts]
     for test in tests + [test_without_locks] * (len(sys.argv) > 2):
         with tempfile.TemporaryDirectory() as path:
             test(Path(path))
