@@ -111,7 +111,7 @@ trel_subsystem(transport
   MAY_USE framework geometry model results
   HEADERS trelPacket trelElementary trelPhaseFunction trelFresnel trelTransportRules
           trelPacketSteps trelExactPacket trelExactSteps
-  CLASSES trelRandomStream trelRandomNumbers trelLedger trelTransportModel trelScoreTable trelPacketScores
+  CLASSES trelRandomStream trelRandomNumbers trelLedger trelLedgerBatches trelTransportModel trelScoreTable trelPacketScores
           trelCellBorders trelExactScores trelPacketEvents trelPacketGeometry trelExactLaunch
           trelThreadState trelMediumFilter trelMonteCarlo
           trelVarianceReductionMonteCarlo trelDiffuseVRMC trelBioluminescenceVRMC

@@ -45,8 +45,8 @@ trelBatchStatistics::~trelBatchStatistics()
 void trelBatchStatistics::Release()
 {
   for (trelSimulationResult* result : Scored)
-    result->Delete();
-  if (Squares) Squares->Delete();
+    result->UnRegister();
+  if (Squares) Squares->UnRegister();
   Scored.clear();
   Squares = Sum = nullptr;
   SumBlocks.clear();
@@ -83,12 +83,13 @@ std::vector<trelBatchStatistics::Block> trelBatchStatistics::ListBlocks(
   return blocks;
 }
 
-/** A result of the same grids; null if memory is short. */
+/** A result of the same grids, which is held; null if memory is short. */
 trelSimulationResult* trelBatchStatistics::Make(trelSimulationParameter& parameter)
 {
   auto* result = new trelSimulationResult;
+  result->Register();
   if (result->InitializeGrids(&parameter)) return result;
-  result->Delete();
+  result->UnRegister();
   return nullptr;
 }
 
@@ -110,7 +111,7 @@ bool trelBatchStatistics::Prepare(trelSimulationParameter& parameter, trelSimula
     if (!scored) {
       // As many as there are do not serve all threads: one, shared, does.
       while (Scored.size() > 1) {
-        Scored.back()->Delete();
+        Scored.back()->UnRegister();
         Scored.pop_back();
       }
       break;

@@ -6,6 +6,7 @@
 #include "trelBatchStatistics.h"
 #include "trelExactEvents.h"
 #include "trelExactLaunch.h"
+#include "trelLedgerBatches.h"
 #include "trelMonteCarlo.h"
 #include "trelRunPlan.h"
 #include "trelScoreTable.h"

@@ -2,7 +2,6 @@
 
 #include <cctype>
 
-#include "trelBatchStatistics.h"
 #include "trelGridTable.h"
 
 /** Those that are one part. */
@@ -193,20 +192,4 @@ std::vector<trelLedgerLine> trelLedger::List(std::size_t spectrum) const
   lines.Add(0, "lost in clear tissue", record.Parts[LedgerLost]);
   lines.Add(0, "roulette's balance", record.Parts[LedgerRoulette]);
   return lines.Lines;
-}
-
-void trelLedgerBatches::Take(const trelLedger& batch)
-{
-  std::vector<std::vector<double>>& spectra = Weights.emplace_back(batch.Records.size());
-  for (std::size_t i = 0; i < spectra.size(); ++i)
-    for (const trelLedgerLine& line : batch.List(i))
-      spectra[i].push_back(line.Weight);
-}
-
-double trelLedgerBatches::FindError(std::size_t spectrum, std::size_t line) const
-{
-  std::vector<double> numbers;
-  for (const std::vector<std::vector<double>>& batch : Weights)
-    numbers.push_back(batch[spectrum][line]);
-  return FindErrorOfMean(numbers);
 }
