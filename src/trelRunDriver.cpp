@@ -445,7 +445,8 @@ void trelRunDriver::Configure(trelOpticalSimulationFilter& filter)
   exact->SetPackets(Options.Packets);
   exact->SetBatches(Options.Batches);
   if (!Options.IsQuiet)
-    Log << "seed " << exact->GetSeed() << ", batches " << Options.Batches << std::endl;
+    Log << "seed " << exact->GetSeed() << ", batches " << Options.Batches
+        << " (numbers of packets are rounded up to a multiple)" << std::endl;
 }
 
 trelRunStatus trelRunDriver::Simulate()

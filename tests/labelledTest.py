@@ -228,7 +228,13 @@ def test_numbers(folder):
                 Comparison(data, seen).compare(file.read_text())
             # All that has a wavelength, but for coefficients, was compared.
             left = {n for n, v in data.data_vars.items() if "wavelength" in v.dims} - seen
-            assert left == {"mua", "mus", "g", "n"}, left
+            errors = {n for n in left if n.endswith("_error")}
+            assert left - errors == {"mua", "mus", "g", "n"}, left
+            for name in errors:
+                number = name.removesuffix("_error")
+                assert number in seen and data[number].ancillary_variables == name, name
+                assert not (data[name] < 0).any(), name
+                assert "absorption" not in name or (data[name] > 0).any(), name
         assert files and set(wanted.split()) <= seen, seen
 
 

@@ -285,7 +285,7 @@ ENDS = [
 def test_what_becomes_of_packets(folder):
     for old, new, log_words, words in ENDS:
         model = MODEL.replace(old, new, 1).replace("roi", "ambientmediumr 1.5\nroi", 1)
-        status, log, report = folder.run(model)
+        status, log, report = folder.run(model, "--batches", "10")
         expect(status == 0 and log_words in " ".join(log.split()) and words in report, f"{new}: {log} {report}")
     check = json.loads(folder.run(model, "--check", "--json")[1])
     expect(check["sources"][0]["reflected"] == 1, check["sources"])
