@@ -93,6 +93,22 @@ trelSimulationResult* trelBatchStatistics::Make(trelSimulationParameter& paramet
   return nullptr;
 }
 
+/** Results for so many threads, or one for all if memory is short; none if it is too short for
+ *  that. */
+void trelBatchStatistics::MakeScored(trelSimulationParameter& parameter, int threads)
+{
+  for (int i = 0; i < threads; ++i) {
+    trelSimulationResult* scored = Make(parameter);
+    if (!scored) break;
+    Scored.push_back(scored);
+  }
+  if (Scored.size() == static_cast<std::size_t>(threads)) return;
+  while (Scored.size() > 1) {
+    Scored.back()->UnRegister();
+    Scored.pop_back();
+  }
+}
+
 bool trelBatchStatistics::Prepare(trelSimulationParameter& parameter, trelSimulationResult& sum,
                                   int threads)
 {
@@ -105,25 +121,12 @@ bool trelBatchStatistics::Prepare(trelSimulationParameter& parameter, trelSimula
     bytes += block.Number * sizeof(double);
   const bool hasRoom = bytes <= GetMemoryOfMachine() / 4 / static_cast<std::size_t>(threads);
   Squares = Make(parameter);
-  for (int i = 0; Squares && i < (hasRoom ? threads : 1); ++i) {
-    trelSimulationResult* scored = Make(parameter);
-    if (!scored && i == 0) break;
-    if (!scored) {
-      // As many as there are do not serve all threads: one, shared, does.
-      while (Scored.size() > 1) {
-        Scored.back()->UnRegister();
-        Scored.pop_back();
-      }
-      break;
-    }
-    Scored.push_back(scored);
-  }
+  MakeScored(parameter, hasRoom ? threads : 1);
   if (!Squares || Scored.empty()) {
     Release();
     return false;
   }
   SquareBlocks = ListBlocks(*Squares);
-  ScoredBlocks.clear();
   for (const trelSimulationResult* scored : Scored)
     ScoredBlocks.push_back(ListBlocks(*scored));
   return true;

@@ -71,6 +71,7 @@ private:
 
   static std::vector<Block> ListBlocks(const trelSimulationResult& result);
   trelSimulationResult* Make(trelSimulationParameter& parameter);
+  void MakeScored(trelSimulationParameter& parameter, int threads);
   int Own() const { return static_cast<int>(Scored.size()); }
   void Gather();
   void SumTotals();
