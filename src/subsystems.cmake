@@ -35,7 +35,7 @@ trel_subsystem(framework
           trelUniformNumbers
   CLASSES trelObject trelList trelProcessObject trelDataObject trelSimulationObject trelSource
           trelFilter trelTarget trelReader trelWriter trelText trelPaths trelClock trelThreads
-          trelMemory)
+          trelMemory trelTicker trelRunControl)
 
 # Meshes as files hold them: vertices, triangles, tetrahedra and the faces between regions.
 trel_subsystem(meshes
@@ -115,4 +115,4 @@ trel_subsystem(check
 # The stages in their order, and what the command line says.
 trel_subsystem(driver
   MAY_USE framework model parameter_file results free_space transport check
-  CLASSES trelOpticalSimulationFilter trelDriver trelRunDriver)
+  CLASSES trelOpticalSimulationFilter trelDriver trelRunProgress trelRunDriver)

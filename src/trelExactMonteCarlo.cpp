@@ -16,6 +16,7 @@
 #include "trelSimulationResult.h"
 #include "trelSpectrum.h"
 #include "trelThreads.h"
+#include "trelTicker.h"
 #include "trelVoxelTable.h"
 
 /** Packets that a pilot flies at least, and those and the interactions after which it flies no more
@@ -25,6 +26,11 @@ static constexpr std::int64_t enoughPilotPackets = 64000;
 static constexpr std::uint64_t enoughPilotInteractions = 2000000;
 /** The pilot's streams: the same in every run of a model. */
 static constexpr std::uint64_t pilotSeed = 0x70696c6f74;
+
+/** Packets that a thread takes at a time. */
+static constexpr std::int64_t packetsTaken = 16;
+/** How often a run is looked at while packets fly. */
+static constexpr std::chrono::milliseconds watchInterval{100};
 
 static std::uint64_t DrawSeed()
 {
@@ -45,6 +51,7 @@ bool trelExactMonteCarlo::Prepare()
   Summary.EmissionWeights.assign(static_cast<std::size_t>(Model.NumberOfSpectra), 0.0);
   Reflected.assign(static_cast<std::size_t>(Model.NumberOfSpectra), 0.0);
   CollectBatches();
+  Summary.Flown.reserve(Batches.size());
   return true;
 }
 
@@ -64,7 +71,6 @@ bool trelExactMonteCarlo::Execute()
 {
   if (!Input) return false;
   Summary = {};
-  Finished = 0;
   bool prepared = false;
   if (!FitsInMemory([&] { prepared = Prepare(); }) || !prepared) {
     ErrorMacro("Initialization of Monte Carlo simulation failed!");
@@ -75,9 +81,7 @@ bool trelExactMonteCarlo::Execute()
   const int threads = StartableThreads(Input->GetThreadNumber());
   std::vector<trelExactTally> tallies(static_cast<std::size_t>(threads));
   if (!Model.Dyes.empty() && !RunPilot()) return false;
-  for (const Batch& batch : Batches)
-    if (!RunBatch(batch, tallies)) return false;
-  ReportProgress(ProgressMaximum);
+  if (!FlyBatches(tallies)) return false;
   ReportUnfinished();
   for (int i = 0; i < Model.NumberOfSpectra; ++i)
     Output->GetMediumResult(i)->SetSpecularReflectance(Reflected[static_cast<std::size_t>(i)]);
@@ -87,6 +91,48 @@ bool trelExactMonteCarlo::Execute()
     Output->FinalizeDetectorResults(Input);
   }
   return true;
+}
+
+/** All packets, those of emissions among them, watched while they fly. */
+bool trelExactMonteCarlo::FlyBatches(std::vector<trelExactTally>& tallies)
+{
+  trelRunControl own;
+  const bool isOwn = !Control;
+  if (isOwn) Control = &own;
+  const int threads = static_cast<int>(tallies.size());
+  trelTicker ticker;
+  bool isDone = FitsInMemory([&] { Control->Begin(Summary.Packets, threads); });
+  isDone = isDone && Watch(ticker, threads);
+  for (const Batch& batch : Batches)
+    isDone = isDone && RunBatch(batch, tallies);
+  ticker.Stop();
+  Control->End();
+  TellShare();
+  if (isOwn) Control = nullptr;
+  return isDone;
+}
+
+/** The team starts first: its run-time would end the process if the ticker took the last thread
+ * that the system starts. */
+bool trelExactMonteCarlo::Watch(trelTicker& ticker, int threads)
+{
+  if (!HasDependents() && !Control->HasDeadline()) return true;
+#pragma omp parallel num_threads(threads)
+  {
+  }
+  const bool isWatched = ticker.Start(watchInterval, [this] {
+    Control->HeedDeadline();
+    TellShare();
+  });
+  if (isWatched || !Control->HasDeadline()) return true;
+  ErrorMacro("No thread could be started to end the run in time!");
+  return false;
+}
+
+void trelExactMonteCarlo::TellShare()
+{
+  const double share = Control->Look().GetShare();
+  ReportProgress(static_cast<std::int32_t>(ProgressMaximum * share));
 }
 
 bool trelExactMonteCarlo::RunPilot()
@@ -142,6 +188,7 @@ TREL_CLONED TREL_FLAT static void TraceExactly(trelExactPacket& packet, trelPack
 bool trelExactMonteCarlo::RunBatch(const Batch& batch, std::vector<trelExactTally>& tallies)
 {
   OutOfMemory = false;
+  NextPacket = 0;
   for (trelExactTally& tally : tallies) {
     tally = trelExactTally();
     tally.Converted.assign(Model.Dyes.size(), 0.0);
@@ -150,7 +197,9 @@ bool trelExactMonteCarlo::RunBatch(const Batch& batch, std::vector<trelExactTall
     tally.Result = Output;
     tally.OneThread = tallies.size() == 1;
     tally.SelectRecord(static_cast<std::int32_t>(batch.Spectrum->GetWavelengthIndex()));
-    if (Pilot) {
+    if (!Pilot) {
+      tally.Counter = &Control->GetCounter(static_cast<int>(&tally - tallies.data()));
+    } else {
       tally.Grids = &NoGrids;
       tally.FiberGrids = nullptr;
       tally.SpectrumMediumResult = nullptr;
@@ -182,15 +231,18 @@ bool trelExactMonteCarlo::RunBatch(const Batch& batch, std::vector<trelExactTall
 void trelExactMonteCarlo::TracePackets(const Batch& batch, const trelExactLaunch& launch,
                                        trelExactTally& tally)
 {
-#pragma omp for schedule(dynamic, 16)
-  for (std::int64_t i = 0; i < batch.Packets; ++i) {
-    TracePacket(batch, batch.First + i, launch, tally);
-    if (!Pilot) {
-      CountFinishedPacket();
-      continue;
+  std::int64_t first = 0;
+  while ((first = NextPacket.fetch_add(packetsTaken, std::memory_order_relaxed)) < batch.Packets) {
+    const std::int64_t end = std::min(first + packetsTaken, batch.Packets);
+    for (std::int64_t i = first; i < end; ++i) {
+      if (!Pilot && Control->IsStopRequested()) return;
+      const std::uint64_t before = tally.Interactions;
+      TracePacket(batch, batch.First + i, launch, tally);
+      if (tally.Counter) tally.Counter->CountPacket(tally.Interactions - before);
+      if (!Pilot) continue;
+      Pilot->AddPacket(tally.Converted, PilotScale);
+      std::fill(tally.Converted.begin(), tally.Converted.end(), 0.0);
     }
-    Pilot->AddPacket(tally.Converted, PilotScale);
-    std::fill(tally.Converted.begin(), tally.Converted.end(), 0.0);
   }
 }
 
@@ -230,6 +282,11 @@ void trelExactMonteCarlo::TracePacket(const Batch& batch, std::int64_t number,
 /** Adds what the threads of a region counted. */
 void trelExactMonteCarlo::Collect(const Batch& batch, const std::vector<trelExactTally>& tallies)
 {
+  const std::uint64_t flown = Control->Look().Packets;
+  Summary.Flown.push_back({(batch.Entry >> 32) + 1, batch.Spectrum->GetWavelength(),
+                           static_cast<std::uint64_t>(batch.Packets),
+                           flown - Summary.PacketsFlown});
+  Summary.PacketsFlown = flown;
   double& reflected = Reflected[batch.Spectrum->GetWavelengthIndex()];
   for (const trelExactTally& tally : tallies) {
     Summary.NotLaunched += tally.NotLaunched;
@@ -242,17 +299,6 @@ void trelExactMonteCarlo::Collect(const Batch& batch, const std::vector<trelExac
     Summary.EndedByLimit += tally.EndedByLimit;
     reflected += tally.ReflectedWeight;
   }
-}
-
-void trelExactMonteCarlo::CountFinishedPacket()
-{
-  std::uint64_t finished = 0;
-#pragma omp atomic capture
-  finished = ++Finished;
-  const std::uint64_t interval = std::max<std::uint64_t>(Summary.Packets / 100, 1);
-  if (finished % interval != 0) return;
-  const double part = static_cast<double>(finished) / static_cast<double>(Summary.Packets);
-  ReportProgress(static_cast<std::int32_t>(ProgressMaximum * part));
 }
 
 /** Packets of emissions are not among those launched. */

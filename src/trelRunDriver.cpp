@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <memory>
 #include <ostream>
+#include <sstream>
 #include <system_error>
 
 #include "trelCheckText.h"
@@ -112,7 +113,8 @@ trelRunDriver::trelRunDriver(const trelRunOptions& options, std::ostream& log,
       Log(log),
       Messages(messages),
       Findings(options.Rules),
-      Check(Findings)
+      Check(Findings),
+      Control(options.Control ? *options.Control : OwnControl)
 {
   activeDriver = this;
   SetReportTaker(TakeReport);
@@ -286,7 +288,7 @@ void trelRunDriver::ShowCheck(bool isRead)
   if (Options.IsCheck && isRead) Log << FormatCheckText(Check) << std::flush;
 }
 
-trelRunStatus trelRunDriver::Run()
+int trelRunDriver::Run()
 {
   Check.Model = Options.Model;
   Check.Program = Options.Program;
@@ -400,7 +402,7 @@ bool trelRunDriver::CanWrite()
   return true;
 }
 
-trelRunStatus trelRunDriver::RunModel()
+int trelRunDriver::RunModel()
 {
   if (!CanWrite()) return RunNotWritten;
   if (!Options.IsQuiet) {
@@ -410,27 +412,69 @@ trelRunStatus trelRunDriver::RunModel()
   return Simulate();
 }
 
-trelRunStatus trelRunDriver::Simulate()
+bool trelRunDriver::FlyPackets(trelOpticalSimulationFilter& filter)
+{
+  filter.SetInput(Parameter);
+  if (Options.MaximumSeconds > 0.0) Control.SetMaximumSeconds(Options.MaximumSeconds);
+  if (auto* exact = dynamic_cast<trelExactMonteCarlo*>(filter.GetMediumFilter())) {
+    exact->SetControl(&Control);
+    if (Options.Progress != ProgressNone) {
+      exact->AddDependent(
+          new trelRunProgress(Control, Options.Progress, Options.Columns, Options.Model, Messages));
+    }
+  }
+  return filter.Update();
+}
+
+bool trelRunDriver::Write(trelOpticalSimulationFilter& filter)
+{
+  return DoStage(Running, "writing the results", [&] {
+    const trelRunDriverHolder<trelSimulationResultWriter> writer(new trelSimulationResultWriter);
+    writer->AddFileName(Base.c_str());
+    writer->SetInput(filter.GetOutput(), Parameter);
+    return writer->Update();
+  });
+}
+
+int trelRunDriver::Simulate()
 {
   const auto start = std::chrono::steady_clock::now();
   const trelRunDriverHolder<trelOpticalSimulationFilter> filter(new trelOpticalSimulationFilter);
-  const bool isDone = DoStage(Running, "simulating", [&] {
-    filter->SetInput(Parameter);
-    return filter->Update();
-  });
+  const bool isDone = DoStage(Running, "simulating", [&] { return FlyPackets(*filter); });
   // A camera that fails takes nothing from the other results.
   const bool isKept = Options.Rules == RulesExact && filter->HasLeftMedium();
   if (!isDone && !isKept) return RunFailed;
   const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
-  const bool isWritten = DoStage(Running, "writing the results", [&] {
-    const trelRunDriverHolder<trelSimulationResultWriter> writer(new trelSimulationResultWriter);
-    writer->AddFileName(Base.c_str());
-    writer->SetInput(filter->GetOutput(), Parameter);
-    return writer->Update();
-  });
-  if (!isWritten) return RunNotWritten;
+  const auto* exact = dynamic_cast<const trelExactMonteCarlo*>(filter->GetMediumFilter());
+  if (exact && exact->GetSummary().EndedEarly()) TellStop(exact->GetSummary());
+  const int reason = Control.GetReason();
+  const int stopped = reason > 0 ? 128 + reason : RunFailed;
+  if (!filter->GetMediumFilter()->HasResults()) return stopped;
+  if (!Write(*filter)) return RunNotWritten;
   if (!Options.IsQuiet) Summarize(*filter, seconds.count());
+  if (reason > 0) return stopped;
   return isDone ? RunDone : RunFailed;
+}
+
+/** That a run is partial, and by how much. */
+void trelRunDriver::TellStop(const trelExactSummary& summary)
+{
+  const int reason = Control.GetReason();
+  std::ostringstream flown;
+  flown << summary.PacketsFlown << " of " << summary.Packets << " packets";
+  if (!Options.IsQuiet) {
+    Log << "partial: " << flown.str() << '\n';
+    for (const trelFlownEntry& entry : summary.Flown) {
+      Log << "light source " << entry.Source << " at " << entry.Wavelength << ": " << entry.Flown
+          << " of " << entry.Asked << '\n';
+    }
+    Log << std::flush;
+  }
+  Messages << Options.Model << ": warning: the run was stopped "
+           << (reason > 0 ? "by signal " + std::to_string(reason) : "by --max-seconds") << " after "
+           << flown.str()
+           << (summary.IsToScale() ? "" : "; nothing is written: results are of all packets")
+           << std::endl;
 }
 
 /** What became of packets that are neither absorbed nor left. */

@@ -7,10 +7,12 @@
 #include <vector>
 
 #include "trelModelCheck.h"
+#include "trelRunProgress.h"
 
 class trelSimulationParameter;
 
-/** How a run of the program ends. Scripts depend on the values. */
+/** How a run of the program ends. Scripts depend on the values. A run that a signal stopped ends
+ * with 128 and its number. */
 enum trelRunStatus
 {
   RunDone = 0,
@@ -47,6 +49,12 @@ struct trelRunOptions
   bool IsCheck = false;  ///< look at the model, and stop
   bool IsQuiet = false;
   bool AllowsOpen = false;  ///< surfaces that are not closed are run
+  // By the exact rules alone:
+  double MaximumSeconds = 0.0;  ///< the packets end then; 0: when all are flown
+  trelProgressForm Progress = ProgressNone;
+  int Columns = 80;  ///< of the terminal that shows a bar
+  /** Stops the packets; lives longer than the driver. Null: nobody does. */
+  trelRunControl* Control = nullptr;
   /** Puts a check into words, the findings too; null: FormatCheckText, and the findings apart. */
   std::string (*Format)(const trelModelCheck& check) = nullptr;
 };
@@ -67,7 +75,8 @@ public:
   trelRunDriver(const trelRunDriver&) = delete;
   trelRunDriver& operator=(const trelRunDriver&) = delete;
 
-  trelRunStatus Run();
+  /** A trelRunStatus, or 128 and the number of a signal. */
+  int Run();
 
 private:
   /** What becomes of the reports of a stage. */
@@ -85,17 +94,20 @@ private:
   bool DoStage(Stages stage, const char* name, Work work);
 
   bool Read(class trelSimulationParameterReader& reader);
-  trelRunStatus RunModel();
+  int RunModel();
   trelRunStatus Apply(const trelCoefficientChange& change);
   trelRunStatus ApplyOptions();
   void ShowCheck(bool isRead);
   double MeasureSeconds();
   double RunPackets();
-  trelRunStatus Simulate();
+  int Simulate();
+  bool FlyPackets(class trelOpticalSimulationFilter& filter);
+  bool Write(trelOpticalSimulationFilter& filter);
+  void TellStop(const struct trelExactSummary& summary);
   bool CanWrite();
-  void LogEnds(const struct trelExactSummary& summary);
+  void LogEnds(const trelExactSummary& summary);
   void LogTotals(const class trelMediumResult& record);
-  void Summarize(class trelOpticalSimulationFilter& filter, double seconds);
+  void Summarize(trelOpticalSimulationFilter& filter, double seconds);
   std::vector<std::string> ListFiles() const;
   std::string FindBase() const;
 
@@ -105,6 +117,8 @@ private:
   std::ostream& Messages;
   trelModelFindings Findings;
   trelModelCheck Check;
+  trelRunControl OwnControl;
+  trelRunControl& Control;
   Stages Stage = Reading;
   class trelSimulationParameterReader* Reader = nullptr;
   trelSimulationParameter* Parameter = nullptr;
