@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Runs trelrun on models that are wrong and on command lines that are, and looks at its files.
 
-Usage: trelrunTest.py TRELRUN errors|models|watch
+Usage: trelrunTest.py TRELRUN errors|models|watch|signals
 """
 
 import json
@@ -344,6 +344,7 @@ class Terminal:
 
     def __init__(self, folder, model, *arguments):
         (folder.path / "model.trl").write_text(model)
+        signal.alarm(60)  # a program that does not end ends the test, and that hangs up on it
         self.pid, self.end = pty.fork()
         if self.pid == 0:
             os.chdir(folder.path)
@@ -361,7 +362,9 @@ class Terminal:
 
     def wait(self):
         shown = self.read().replace("\r\n", "\n")
-        return os.WEXITSTATUS(os.waitpid(self.pid, 0)[1]), shown
+        status = os.WEXITSTATUS(os.waitpid(self.pid, 0)[1])
+        signal.alarm(0)
+        return status, shown
 
 
 def test_progress(folder):
@@ -405,7 +408,8 @@ def test_signals(folder):
 
 TESTS = {
     "errors": (test_wrong_models, test_command_lines, test_closed_folder),
-    "watch": (test_progress, test_limit_of_time, test_signals),
+    "watch": (test_progress, test_limit_of_time),
+    "signals": (test_signals,),
     "models": (test_odd_models, test_relations, test_which_tissue_is_changed, test_what_a_check_tells,
                test_detectors, test_the_model_as_read, test_what_becomes_of_packets,
                test_which_files_are_written),
