@@ -40,7 +40,7 @@ trel_subsystem(framework
           trelUniformNumbers
   CLASSES trelObject trelList trelProcessObject trelDataObject trelSimulationObject trelSource
           trelFilter trelTarget trelReader trelWriter trelText trelPaths trelClock trelThreads
-          trelMemory)
+          trelMemory trelTicker trelRunControl)
 
 # Meshes as files hold them: vertices, triangles, tetrahedra and the faces between regions.
 trel_subsystem(meshes
@@ -128,4 +128,4 @@ trel_subsystem(check
 trel_subsystem(driver
   MAY_USE framework model parameter_file results labelled_results free_space transport
           check
-  CLASSES trelOpticalSimulationFilter trelDriver trelRunDriver)
+  CLASSES trelOpticalSimulationFilter trelDriver trelRunProgress trelRunDriver)

@@ -212,6 +212,13 @@ void trelBatchStatistics::TakeBatch()
   }
 }
 
+void trelBatchStatistics::DropBatch()
+{
+  for (const std::vector<Block>& blocks : ScoredBlocks)
+    for (const Block& block : blocks)
+      std::fill_n(block.Cells, block.Number, 0.0);
+}
+
 void trelBatchStatistics::Finish()
 {
   const std::int64_t batches = GetBatches();

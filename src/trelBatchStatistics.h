@@ -42,8 +42,10 @@ public:
   trelSimulationResult* GetScored(int thread) const { return Scored[thread < Own() ? thread : 0]; }
   bool IsOwn() const { return Scored.size() > 1; }
 
-  /** Ends a batch. */
+  /** Ends a batch, */
   void TakeBatch();
+  /** or forgets one that was not finished. */
+  void DropBatch();
   /** Behind the last batch, before the run's result is finished: makes means and errors. */
   void Finish();
 

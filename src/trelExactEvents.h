@@ -9,6 +9,8 @@
 #include "trelPacketNumbers.h"
 #include "trelPhaseFunction.h"
 
+struct trelRunCounter;
+
 /**
  * @file trelExactEvents.h
  * What happens to a packet on its way by the exact rules: functions of the packet, its random
@@ -31,6 +33,8 @@ struct trelExactTally : trelPacketScores
    *  conversions are counted and nothing is emitted. */
   void (*Trace)(trelExactPacket& packet, trelPacketNumbers& numbers, const trelExactModel& model,
                 trelExactTally& tally) = nullptr;
+  /** Where the thread counts for those who watch the run; null in the pilot. */
+  trelRunCounter* Counter = nullptr;
   const trelScoreTables* Tables = nullptr;
   trelSimulationResult* Result = nullptr;
 

@@ -15,6 +15,7 @@
 #include "trelSimulationResult.h"
 #include "trelSpectrum.h"
 #include "trelThreads.h"
+#include "trelTicker.h"
 #include "trelVoxelTable.h"
 
 /** Packets that a pilot flies at least, and those and the interactions after which it flies no more
@@ -24,6 +25,11 @@ static constexpr std::int64_t enoughPilotPackets = 64000;
 static constexpr std::uint64_t enoughPilotInteractions = 2000000;
 /** The pilot's streams: the same in every run of a model. */
 static constexpr std::uint64_t pilotSeed = 0x70696c6f74;
+
+/** Packets that a thread takes at a time. */
+static constexpr std::int64_t packetsTaken = 16;
+/** How often a run is looked at while packets fly. */
+static constexpr std::chrono::milliseconds watchInterval{100};
 
 static std::uint64_t DrawSeed()
 {
@@ -84,7 +90,6 @@ bool trelExactMonteCarlo::Execute()
 {
   if (!Input) return false;
   Summary = {};
-  Finished = 0;
   const int threads = StartableThreads(Input->GetThreadNumber());
   bool prepared = false;
   if (!FitsInMemory([&] { prepared = Prepare(threads); }) || !prepared) {
@@ -93,11 +98,13 @@ bool trelExactMonteCarlo::Execute()
   }
   std::vector<trelExactTally> tallies(static_cast<std::size_t>(threads));
   if (!Model.Dyes.empty() && !RunPilot()) return false;
-  for (std::int64_t batch = 0; batch < Plan.GetBatches(); ++batch)
-    if (!RunBatch({Plan, Seed, batch}, tallies)) return false;
-  Ledger.Scale(1.0 / static_cast<double>(Plan.GetBatches()));
+  if (!FlyBatches(tallies)) return false;
+  CountFlown();
+  const double part = 1.0 / static_cast<double>(std::max<std::int64_t>(Summary.BatchesDone, 1));
+  Ledger.Scale(part);
+  for (double& weight : Summary.EmissionWeights)
+    weight *= part;
   Statistics.Finish();
-  ReportProgress(ProgressMaximum);
   ReportUnfinished();
   FinishRecords();
   const int fibers = Input->CountFiberDetectors();
@@ -131,6 +138,48 @@ std::vector<trelLedgerLine> trelExactMonteCarlo::ListLedger(std::size_t spectrum
   return lines;
 }
 
+/** All packets, those of emissions among them, watched while they fly. */
+bool trelExactMonteCarlo::FlyBatches(std::vector<trelExactTally>& tallies)
+{
+  trelRunControl own;
+  const bool isOwn = !Control;
+  if (isOwn) Control = &own;
+  const int threads = static_cast<int>(tallies.size());
+  trelTicker ticker;
+  bool isDone = FitsInMemory([&] { Control->Begin(Summary.Packets, threads); });
+  isDone = isDone && Watch(ticker, threads);
+  while (isDone && Summary.BatchesDone < Plan.GetBatches() && !Control->IsStopRequested())
+    isDone = RunBatch({Plan, Seed, Summary.BatchesDone}, tallies);
+  ticker.Stop();
+  Control->End();
+  TellShare();
+  if (isOwn) Control = nullptr;
+  return isDone;
+}
+
+/** The team starts first: its run-time would end the process if the ticker took the last thread
+ * that the system starts. */
+bool trelExactMonteCarlo::Watch(trelTicker& ticker, int threads)
+{
+  if (!HasDependents() && !Control->HasDeadline()) return true;
+#pragma omp parallel num_threads(threads)
+  {
+  }
+  const bool isWatched = ticker.Start(watchInterval, [this] {
+    Control->HeedDeadline();
+    TellShare();
+  });
+  if (isWatched || !Control->HasDeadline()) return true;
+  ErrorMacro("No thread could be started to end the run in time!");
+  return false;
+}
+
+void trelExactMonteCarlo::TellShare()
+{
+  const double share = Control->Look().GetShare();
+  ReportProgress(static_cast<std::int32_t>(ProgressMaximum * share));
+}
+
 bool trelExactMonteCarlo::RunPilot()
 {
   trelEmissionPilot pilot(Model);
@@ -145,8 +194,7 @@ bool trelExactMonteCarlo::RunPilot()
   Pilot = nullptr;
   for (trelDye& dye : Model.Dyes) {
     if (flown > 0) dye.PacketWeight = pilot.FindWeight(dye.WavelengthIndex, flown);
-    Summary.EmissionWeights[static_cast<std::size_t>(dye.WavelengthIndex)] =
-        dye.PacketWeight / static_cast<double>(Plan.GetBatches());
+    Summary.EmissionWeights[static_cast<std::size_t>(dye.WavelengthIndex)] = dye.PacketWeight;
   }
   return isDone;
 }
@@ -189,12 +237,14 @@ void trelExactMonteCarlo::PrepareTally(int thread, bool isAlone, trelExactTally&
   tally.Trace = &TraceExactly;
   tally.Tables = &Tables[Tables.size() > 1 ? static_cast<std::size_t>(thread) : 0];
   tally.Result = Output;
+  tally.Counter = &Control->GetCounter(thread);
   tally.Ledger.Resize(Ledger.Records.size(), Model.GetLedgerSizes());
 }
 
 bool trelExactMonteCarlo::RunBatch(const Batch& batch, std::vector<trelExactTally>& tallies)
 {
   OutOfMemory = false;
+  NextPacket = 0;
   const auto threads = static_cast<int>(tallies.size());
   const bool fits = FitsInMemory([&] {
     for (int i = 0; i < threads; ++i)
@@ -228,16 +278,19 @@ bool trelExactMonteCarlo::RunBatch(const Batch& batch, std::vector<trelExactTall
 void trelExactMonteCarlo::TracePackets(const Batch& batch, trelExactTally& tally)
 {
   const std::int64_t packets = batch.Plan.GetPacketsOfBatch();
-#pragma omp for schedule(dynamic, 16)
-  for (std::int64_t i = 0; i < packets; ++i) {
-    const trelPlannedPacket planned = batch.Plan.Find(i);
-    TracePacket(batch, planned, tally);
-    if (!Pilot) {
-      CountFinishedPacket();
-      continue;
+  std::int64_t first = 0;
+  while ((first = NextPacket.fetch_add(packetsTaken, std::memory_order_relaxed)) < packets) {
+    const std::int64_t end = std::min(first + packetsTaken, packets);
+    for (std::int64_t i = first; i < end; ++i) {
+      if (!Pilot && Control->IsStopRequested()) return;
+      const std::uint64_t before = tally.Interactions;
+      const trelPlannedPacket planned = batch.Plan.Find(i);
+      TracePacket(batch, planned, tally);
+      if (tally.Counter) tally.Counter->CountPacket(tally.Interactions - before);
+      if (!Pilot) continue;
+      Pilot->AddPacket(tally.Converted, Plan.GetEntries()[planned.Entry].Share);
+      std::fill(tally.Converted.begin(), tally.Converted.end(), 0.0);
     }
-    Pilot->AddPacket(tally.Converted, Plan.GetEntries()[planned.Entry].Share);
-    std::fill(tally.Converted.begin(), tally.Converted.end(), 0.0);
   }
 }
 
@@ -289,8 +342,21 @@ void trelExactMonteCarlo::TracePacket(const Batch& batch, const trelPlannedPacke
   tally.Interactions += packet.Interactions;
 }
 
-/** Adds what the threads of a region counted, and ends the batch. */
+/** Ends a batch: one that a stop has cut off is dropped. */
 void trelExactMonteCarlo::Collect(const std::vector<trelExactTally>& tallies)
+{
+  const auto packets = static_cast<std::uint64_t>(Plan.GetPacketsOfBatch());
+  if (Control->Look().Packets < Summary.PacketsFlown + packets) {
+    Statistics.DropBatch();
+    return;
+  }
+  Summary.PacketsFlown += packets;
+  ++Summary.BatchesDone;
+  TakeBatch(tallies);
+}
+
+/** Adds what the threads of a region counted. */
+void trelExactMonteCarlo::TakeBatch(const std::vector<trelExactTally>& tallies)
 {
   trelLedger batch;
   for (const trelExactTally& tally : tallies) {
@@ -312,15 +378,14 @@ void trelExactMonteCarlo::Collect(const std::vector<trelExactTally>& tallies)
   Lines.Take(batch);
 }
 
-void trelExactMonteCarlo::CountFinishedPacket()
+/** The packets of each entry, of which all have had the same share of batches. */
+void trelExactMonteCarlo::CountFlown()
 {
-  std::uint64_t finished = 0;
-#pragma omp atomic capture
-  finished = ++Finished;
-  const std::uint64_t interval = std::max<std::uint64_t>(Summary.Packets / 100, 1);
-  if (finished % interval != 0) return;
-  const double part = static_cast<double>(finished) / static_cast<double>(Summary.Packets);
-  ReportProgress(static_cast<std::int32_t>(ProgressMaximum * part));
+  for (const trelRunEntry& entry : Plan.GetEntries()) {
+    Summary.Flown.push_back({(entry.Entry >> 32) + 1, entry.Spectrum->GetWavelength(),
+                             static_cast<std::uint64_t>(entry.Packets),
+                             static_cast<std::uint64_t>(Summary.BatchesDone * entry.Share)});
+  }
 }
 
 /** Packets of emissions are not among those launched. */

@@ -1,6 +1,7 @@
 #ifndef trelExactMonteCarlo_h
 #define trelExactMonteCarlo_h
 
+#include <atomic>
 #include <vector>
 
 #include "trelBatchStatistics.h"
@@ -8,17 +9,37 @@
 #include "trelExactLaunch.h"
 #include "trelLedgerBatches.h"
 #include "trelMonteCarlo.h"
+#include "trelRunControl.h"
 #include "trelRunPlan.h"
 #include "trelScoreTable.h"
+
+class trelTicker;
+
+/** How many packets of one spectrum of one source were flown. */
+struct trelFlownEntry
+{
+  std::uint64_t Source;  ///< from 1
+  std::uint32_t Wavelength;
+  std::uint64_t Asked;
+  std::uint64_t Flown;
+};
 
 /** What became of the packets of a run, all sources together. */
 struct trelExactSummary
 {
-  std::uint64_t Packets = 0;  ///< asked for
+  std::uint64_t Packets = 0;       ///< asked for
+  std::uint64_t PacketsFlown = 0;  ///< fewer if the run was stopped
+  /** The same by source and spectrum, those that the run takes. */
+  std::vector<trelFlownEntry> Flown;
   std::uint64_t Interactions = 0;
   /** By wavelength index: the weight of an emission packet in the unit of the sources' energy; 0
    *  without dyes. */
   std::vector<double> EmissionWeights;
+
+  bool EndedEarly() const { return PacketsFlown < Packets; }
+  std::int64_t BatchesDone = 0;
+  /** Whether there are results: the mean of the finished batches. */
+  bool IsToScale() const { return BatchesDone > 0; }
 };
 
 /**
@@ -31,6 +52,9 @@ struct trelExactSummary
  * depends on the seed, its source and spectrum, and its number alone. What happens to a packet are
  * functions of trelExactSteps.h and trelExactEvents.h.
  *
+ * Dependents are notified several times a second while packets fly, from one thread of their own,
+ * and once when the last has ended.
+ *
  * @sa trelVarianceReductionMonteCarlo
  */
 class trelExactMonteCarlo final : public trelMonteCarlo
@@ -41,9 +65,10 @@ public:
   trelExactMonteCarlo();
   ~trelExactMonteCarlo() override;
 
-  /** Prepares, runs all packets, finishes the results. False, with a report, if it cannot be
-   *  prepared. */
+  /** Prepares, runs all packets, or those that fly until the control asks to stop, and finishes the
+   *  results. False, with a report, if it cannot be prepared. */
   bool Execute() override;
+  bool HasResults() const override { return Summary.IsToScale(); }
 
   /** What the streams of all packets are made of; the system's entropy by default. */
   trelSetGetMacro(std::uint64_t, Seed)
@@ -55,6 +80,9 @@ public:
   trelSetGetMacro(std::int64_t, Packets)
   /** The errors of the last run. */
   const trelBatchStatistics& GetStatistics() const { return Statistics; }
+  /** Who may stop the next run and is told how far it is; it outlives the run. Without one the run
+   *  has its own. */
+  void SetControl(trelRunControl* control) { Control = control; }
   /** What became of the packets of the last run. */
   const trelExactSummary& GetSummary() const { return Summary; }
   const trelLedger& GetLedger() const { return Ledger; }
@@ -78,12 +106,16 @@ private:
   /** The weight of emission packets, from a run of some packets that emits and scores nothing. */
   bool RunPilot();
   bool FlyPilot(trelRunPlan plan, std::int64_t* flown);
+  bool FlyBatches(std::vector<trelExactTally>& tallies);
+  bool Watch(trelTicker& ticker, int threads);
   bool RunBatch(const Batch& batch, std::vector<trelExactTally>& tallies);
   void PrepareTally(int thread, bool isAlone, trelExactTally& tally) const;
   void TracePackets(const Batch& batch, trelExactTally& tally);
   void TracePacket(const Batch& batch, const trelPlannedPacket& planned, trelExactTally& tally);
-  void CountFinishedPacket();
+  void TellShare();
   void Collect(const std::vector<trelExactTally>& tallies);
+  void TakeBatch(const std::vector<trelExactTally>& tallies);
+  void CountFlown();
   void FinishRecords();
   void ReportUnfinished();
 
@@ -99,10 +131,12 @@ private:
   std::uint64_t Seed;
   std::int64_t Batches = 1;
   std::int64_t Packets = 0;
-  std::uint64_t Finished = 0;
+  trelRunControl* Control = nullptr;
   /** Told of conversions in a pilot; else null. */
   class trelEmissionPilot* Pilot = nullptr;
   bool OutOfMemory = false;
+  /** The first packet of the batch that no thread has taken. */
+  alignas(64) std::atomic<std::int64_t> NextPacket{0};
 };
 
 #endif

@@ -23,6 +23,9 @@ public:
    *  filter registers it. */
   trelSimulationResult* GetOutput();
 
+  /** Whether the last run left results that mean something: one that was stopped may not have. */
+  virtual bool HasResults() const { return true; }
+
   /** For a front end that watches one packet: each trace ends after one step. Default false. */
   void SetSingleStepMode(bool mode) { SingleStepMode = mode; }
   /** For a front end that watches one packet: its positions go to the trajectory. Default false. */

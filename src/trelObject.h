@@ -55,6 +55,7 @@ public:
   /** Tells all dependents that something happened, progress for instance. */
   void NotifyDependents();
   void ReleaseDependents();
+  bool HasDependents() const { return Dependents != nullptr; }
 
 protected:
   /** What the object does when one that it depends on notifies it. */

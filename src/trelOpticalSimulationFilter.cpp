@@ -112,6 +112,7 @@ bool trelOpticalSimulationFilter::Execute()
   if (!simulated) ErrorMacro("Error happens while simulating light propagation in medium!");
   TakeMediumOutput();
   if (!simulated) return false;
+  if (!MediumFilter->HasResults()) return true;
   if (Input->GetNumberOfDetectors() == Input->CountFiberDetectors()) return true;
   InMedium = false;
   InFreespace = true;

@@ -37,8 +37,9 @@ public:
 
   /**
    * False without an input (silently), for an algorithm that does not exist, or if a phase fails,
-   * with a report. A free-space algorithm other than "pinhole" simulates nothing, and that is a
-   * success.
+   * with a report. A run that was stopped and has no results is a
+   * success without pictures. A free-space algorithm other than "pinhole" simulates nothing, and
+   * that is a success.
    */
   bool Execute() override;
   /** Whether the last run got as far as the light that leaves the medium: its results are complete

@@ -15,4 +15,14 @@
  */
 void PrepareForSignals();
 
+class trelRunControl;
+
+/**
+ * From then on SIGINT and SIGTERM ask @p run to stop while its packets fly. Another one within two
+ * seconds changes nothing, one after that ends the process at once with 128 and the number of the
+ * signal as status. Before and after the packets they end the process as usual. @p run lives as
+ * long as the process.
+ */
+void StopOnSignals(trelRunControl& run);
+
 #endif

@@ -12,6 +12,7 @@
 #include <iomanip>
 #include <memory>
 #include <ostream>
+#include <sstream>
 #include <system_error>
 
 #include "trelCheckText.h"
@@ -117,7 +118,8 @@ trelRunDriver::trelRunDriver(const trelRunOptions& options, std::ostream& log,
       Log(log),
       Messages(messages),
       Findings(options.Rules),
-      Check(Findings)
+      Check(Findings),
+      Control(options.Control ? *options.Control : OwnControl)
 {
   activeDriver = this;
   SetReportTaker(TakeReport);
@@ -292,7 +294,7 @@ void trelRunDriver::ShowCheck(bool isRead)
   if (Options.IsCheck && isRead) Log << FormatCheckText(Check) << std::flush;
 }
 
-trelRunStatus trelRunDriver::Run()
+int trelRunDriver::Run()
 {
   Check.Model = Options.Model;
   Check.Program = Options.Program;
@@ -417,7 +419,7 @@ bool trelRunDriver::CanWrite()
   return true;
 }
 
-trelRunStatus trelRunDriver::RunModel()
+int trelRunDriver::RunModel()
 {
   if (!CanWrite()) return RunNotWritten;
   if (WritesLabelled()) {
@@ -439,17 +441,23 @@ trelRunStatus trelRunDriver::RunModel()
 void trelRunDriver::Configure(trelOpticalSimulationFilter& filter)
 {
   filter.SetInput(Parameter);
+  if (Options.MaximumSeconds > 0.0) Control.SetMaximumSeconds(Options.MaximumSeconds);
   auto* exact = dynamic_cast<trelExactMonteCarlo*>(filter.GetMediumFilter());
   if (!exact) return;
   if (Options.Seed) exact->SetSeed(*Options.Seed);
   exact->SetPackets(Options.Packets);
   exact->SetBatches(Options.Batches);
+  exact->SetControl(&Control);
+  if (Options.Progress != ProgressNone) {
+    exact->AddDependent(
+        new trelRunProgress(Control, Options.Progress, Options.Columns, Options.Model, Messages));
+  }
   if (!Options.IsQuiet)
     Log << "seed " << exact->GetSeed() << ", batches " << Options.Batches
         << " (numbers of packets are rounded up to a multiple)" << std::endl;
 }
 
-trelRunStatus trelRunDriver::Simulate()
+int trelRunDriver::Simulate()
 {
   const auto start = std::chrono::steady_clock::now();
   const trelRunDriverHolder<trelOpticalSimulationFilter> filter(new trelOpticalSimulationFilter);
@@ -459,11 +467,39 @@ trelRunStatus trelRunDriver::Simulate()
   const bool isKept = Options.Rules == RulesExact && filter->HasLeftMedium();
   if (!isDone && !isKept) return RunFailed;
   const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
+  const auto* exact = dynamic_cast<const trelExactMonteCarlo*>(filter->GetMediumFilter());
+  if (exact && exact->GetSummary().EndedEarly()) TellStop(exact->GetSummary());
+  const int reason = Control.GetReason();
+  const int stopped = reason > 0 ? 128 + reason : RunFailed;
+  if (!filter->GetMediumFilter()->HasResults()) return stopped;
   const bool isWritten = DoStage(Running, "writing the results",
                                  [&] { return WriteResults(*filter, seconds.count()); });
   if (!isWritten) return RunNotWritten;
   if (!Options.IsQuiet) Summarize(*filter, seconds.count());
+  if (reason > 0) return stopped;
   return isDone ? RunDone : RunFailed;
+}
+
+/** That a run is partial, and by how much. */
+void trelRunDriver::TellStop(const trelExactSummary& summary)
+{
+  const int reason = Control.GetReason();
+  std::ostringstream flown;
+  flown << summary.PacketsFlown << " of " << summary.Packets << " packets";
+  if (!Options.IsQuiet) {
+    Log << "partial: " << flown.str() << '\n';
+    for (const trelFlownEntry& entry : summary.Flown) {
+      Log << "light source " << entry.Source << " at " << entry.Wavelength << ": " << entry.Flown
+          << " of " << entry.Asked << '\n';
+    }
+    Log << std::flush;
+  }
+  Messages << Options.Model << ": warning: the run was stopped "
+           << (reason > 0 ? "by signal " + std::to_string(reason) : "by --max-seconds") << " after "
+           << flown.str()
+           << (summary.IsToScale() ? "; the results are of the finished batches"
+                                   : "; nothing is written: no batch was finished")
+           << std::endl;
 }
 
 bool trelRunDriver::WriteResults(trelOpticalSimulationFilter& filter, double seconds)
@@ -480,8 +516,9 @@ bool trelRunDriver::WriteLabelled(trelOpticalSimulationFilter& filter, double se
 {
   const auto& exact = dynamic_cast<const trelExactMonteCarlo&>(*filter.GetMediumFilter());
   Record.Add("seed", exact.GetSeed());
-  Record.Add("packets", exact.GetSummary().Packets);
-  Record.Add("batches", static_cast<std::uint64_t>(Options.Batches));
+  Record.Add("packets", exact.GetSummary().PacketsFlown);
+  Record.Add("batches", static_cast<std::uint64_t>(exact.GetSummary().BatchesDone));
+  if (exact.GetSummary().EndedEarly()) Record.Add("partial", std::uint64_t{1});
   Record.Add("threads", static_cast<std::uint64_t>(Parameter->GetThreadNumber()));
   Record.Add("elapsed_seconds", seconds);
   Record.Add("cpu_seconds", static_cast<double>(std::clock()) / CLOCKS_PER_SEC);

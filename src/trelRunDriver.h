@@ -8,11 +8,13 @@
 #include <vector>
 
 #include "trelModelCheck.h"
+#include "trelRunProgress.h"
 #include "trelRunRecord.h"
 
 class trelSimulationParameter;
 
-/** How a run of the program ends. Scripts depend on the values. */
+/** How a run of the program ends. Scripts depend on the values. A run that a signal stopped ends
+ * with 128 and its number. */
 enum trelRunStatus
 {
   RunDone = 0,
@@ -55,6 +57,12 @@ struct trelRunOptions
   bool IsCheck = false;  ///< look at the model, and stop
   bool IsQuiet = false;
   bool AllowsOpen = false;  ///< surfaces that are not closed are run
+  // By the exact rules alone:
+  double MaximumSeconds = 0.0;  ///< the packets end then; 0: when all are flown
+  trelProgressForm Progress = ProgressNone;
+  int Columns = 80;  ///< of the terminal that shows a bar
+  /** Stops the packets; lives longer than the driver. Null: nobody does. */
+  trelRunControl* Control = nullptr;
   /** Puts a check into words, the findings too; null: FormatCheckText, and the findings apart. */
   std::string (*Format)(const trelModelCheck& check) = nullptr;
 };
@@ -75,7 +83,8 @@ public:
   trelRunDriver(const trelRunDriver&) = delete;
   trelRunDriver& operator=(const trelRunDriver&) = delete;
 
-  trelRunStatus Run();
+  /** A trelRunStatus, or 128 and the number of a signal. */
+  int Run();
 
 private:
   /** What becomes of the reports of a stage. */
@@ -93,14 +102,15 @@ private:
   bool DoStage(Stages stage, const char* name, Work work);
 
   bool Read(class trelSimulationParameterReader& reader);
-  trelRunStatus RunModel();
+  int RunModel();
   trelRunStatus Apply(const trelCoefficientChange& change);
   trelRunStatus ApplyOptions();
   void ShowCheck(bool isRead);
   double MeasureSeconds();
   double RunPackets();
-  trelRunStatus Simulate();
+  int Simulate();
   void Configure(class trelOpticalSimulationFilter& filter);
+  void TellStop(const struct trelExactSummary& summary);
   bool CanWrite();
   void LogLedger(const std::vector<struct trelLedgerLine>& lines);
   void LogTotals(const class trelMediumResult& record);
@@ -124,6 +134,8 @@ private:
   trelModelFindings Findings;
   trelModelCheck Check;
   trelRunRecord Record;
+  trelRunControl OwnControl;
+  trelRunControl& Control;
   Stages Stage = Reading;
   class trelSimulationParameterReader* Reader = nullptr;
   trelSimulationParameter* Parameter = nullptr;

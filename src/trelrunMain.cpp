@@ -4,6 +4,12 @@
 #include <iostream>
 #include <new>
 #include <optional>
+#include <utility>
+
+#ifndef _WIN32
+#include <sys/ioctl.h>
+#include <unistd.h>
+#endif
 
 #include "trelProgramSignals.h"
 #include "trelRunDriver.h"
@@ -20,6 +26,8 @@ struct trelrunWords
   std::vector<std::string> Settings;
   bool IsJson = false;
   std::vector<const CLI::Option*> Exact;  ///< that the classic rules do not have
+  std::string Progress = "auto";
+  std::optional<double> MaximumSeconds;
 };
 
 static constexpr std::int64_t mostPackets = 1000000000000000;
@@ -64,11 +72,18 @@ static void Describe(CLI::App& app, trelRunOptions& options, trelrunWords& words
       ->check(CLI::IsMember({"exact", "classic"}));
   CLI::Option* check = app.add_flag("--check", options.IsCheck, "Look at the model, and stop");
   app.add_flag("--json", words.IsJson, "With --check: as JSON, for other programs")->needs(check);
-  app.add_flag("--quiet", options.IsQuiet, "No log; messages only");
+  app.add_flag("--quiet", options.IsQuiet, "No log and no progress; messages only");
+  app.add_option(
+         "--progress", words.Progress,
+         "How far the run is, on the standard error: bar; lines, one every 30 s; json, an object"
+         " a second; none; auto (default): a bar on a terminal, else lines")
+      ->check(CLI::IsMember({"auto", "bar", "lines", "json", "none"}));
+  app.add_option("--max-seconds", words.MaximumSeconds,
+                 "Stop the packets after so many seconds (default: when all are flown)");
   app.add_flag("--allow-open", options.AllowsOpen, "Run surfaces that are not closed");
   app.footer(
       "Exit status: 0 done; 1 the model is wrong or the run failed; 2 usage; 3 the results"
-      " could not be written.");
+      " could not be written; 130 and 143: stopped by SIGINT or SIGTERM.");
 }
 
 /** What is wrong with the changes of coefficients, or empty. */
@@ -106,6 +121,43 @@ static std::string FindOptionFault(const trelrunWords& words, const trelRunOptio
   return "";
 }
 
+/** Columns of the terminal that the standard error is; 0 if it is none. */
+static int FindColumns()
+{
+#ifndef _WIN32
+  winsize size = {};
+  if (isatty(STDERR_FILENO) == 0) return 0;
+  if (ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) return size.ws_col;
+#endif
+  return 80;
+}
+
+/** What is wrong with progress and limits, or empty. */
+static std::string TakeWatch(const trelrunWords& words, trelRunOptions& options)
+{
+  static const std::pair<const char*, trelProgressForm> forms[] = {{"none", ProgressNone},
+                                                                   {"bar", ProgressBar},
+                                                                   {"lines", ProgressLines},
+                                                                   {"json", ProgressJson}};
+  const bool isAuto = words.Progress == "auto";
+  if (options.Rules == RulesClassic) {
+    if (words.MaximumSeconds || !(isAuto || words.Progress == "none"))
+      return "--max-seconds and --progress are not for --rules classic";
+    return "";
+  }
+  if (words.MaximumSeconds && !(*words.MaximumSeconds > 0.0 && *words.MaximumSeconds < 1e9))
+    return "--max-seconds: expected seconds, above 0 and below 1e9";
+  options.MaximumSeconds = words.MaximumSeconds.value_or(0.0);
+  const int columns = FindColumns();
+  if (columns > 0) options.Columns = columns;
+  if (isAuto) options.Progress = columns > 0 ? ProgressBar : ProgressLines;
+  for (const auto& [word, form] : forms) {
+    if (words.Progress == word) options.Progress = form;
+  }
+  if (options.IsQuiet) options.Progress = ProgressNone;
+  return "";
+}
+
 static int RunProgram(int argc, char** argv)
 {
   trelRunOptions options;
@@ -122,10 +174,14 @@ static int RunProgram(int argc, char** argv)
   if (words.IsJson) options.Format = FormatCheckJson;
   std::string fault = FindOptionFault(words, options);
   if (fault.empty()) fault = TakeChanges(words, options);
+  if (fault.empty()) fault = TakeWatch(words, options);
   if (!fault.empty()) {
     std::cerr << programName << ": error: " << fault << '\n';
     return RunUsage;
   }
+  static trelRunControl control;
+  options.Control = &control;
+  StopOnSignals(control);
   return trelRunDriver(options, std::cout, std::cerr).Run();
 }
 

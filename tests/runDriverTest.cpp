@@ -35,7 +35,7 @@ static TwoRuns RunBoth(const std::string& model, const TemporaryDirectory& direc
   for (const auto& [name, value] :
        {std::pair<const char*, double>{"mua", 0.05}, {"mus", 2.0}, {"g", 0.8}, {"n", 1.4}})
     options.Changes.push_back({name, "1", false, 0, name, value});
-  trelRunStatus status = RunFailed;
+  int status = RunFailed;
   std::thread([&] { status = trelRunDriver(options, log, log).Run(); }).join();
   EXPECT_EQ(status, RunDone) << log.str();
   EXPECT_THAT(log.str(), testing::EndsWith("trelrun, classic rules\n"));

@@ -1,20 +1,28 @@
 #!/usr/bin/env python3
 """Runs trelrun on models that are wrong and on command lines that are, and looks at its files.
 
-Usage: trelrunTest.py TRELRUN errors|models
+Usage: trelrunTest.py TRELRUN errors|models|watch|signals
 """
 
 import json
 import os
+import pty
 import re
 import shutil
+import signal
 import subprocess
 import sys
 import tempfile
+import time
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parent.parent
 MODEL = (ROOT / "examples/pencil-beam.trl").read_text().replace(" 100000", " 50")
+# More packets than any test waits for; and one packet that takes as long.
+HUGE = MODEL.replace(" 50\n", " 4000000000\n")
+ENDLESS = MODEL.replace("axis 10 10 10", "axis 1e6 1e6 1e6").replace("0.02 10 0.9", "0 1e6 0").replace(
+    "external", "internal").replace("roisep", "roi -1 1 -1 1 0 1\nroisep")
+ENDLESS = re.sub(r"center 0 0 \S+", "center 0 0 10", ENDLESS)
 NODULE = (ROOT / "examples/nodule.trl").read_text().replace(" 50000", " 50")
 DYE = (ROOT / "examples/fluorescence.trl").read_text().replace(" 100000", " 50")
 GLOW = DYE[DYE.index("lightsource 2"):DYE.index("tissue 1")]
@@ -129,6 +137,12 @@ COMMANDS = [
     (["--n", "0.5"], 2),
     (["--rules", "other"], 2),
     (["--threads", "0"], 2),
+    *((["--max-seconds", seconds], 2) for seconds in "0 -1 nan inf 1s".split()),
+    (["--rules", "classic", "--max-seconds", "1"], 2),
+    (["--rules", "classic", "--progress", "json"], 2),
+    (["--progress", "dots"], 2),
+    (["--quiet", "--progress", "bar"], 0),
+    (["--quiet", "--progress", "json"], 0),
     (["--json"], 2),
     (["another.trl"], 2),
 ]
@@ -324,8 +338,78 @@ def test_closed_folder(folder):
     expect(list(closed.iterdir()) == [], "a closed folder")
 
 
+
+class Terminal:
+    """The program at a terminal of its own, and what it shows there."""
+
+    def __init__(self, folder, model, *arguments):
+        (folder.path / "model.trl").write_text(model)
+        signal.alarm(60)  # a program that does not end ends the test, and that hangs up on it
+        self.pid, self.end = pty.fork()
+        if self.pid == 0:
+            os.chdir(folder.path)
+            os.execv(folder.program, [folder.program, "model.trl", *arguments])
+        self.shown = ""
+
+    def read(self, words=None):
+        """Up to the words, or to the end."""
+        while words is None or not re.search(words, self.shown):
+            try:
+                self.shown += os.read(self.end, 4096).decode()
+            except OSError:  # the program has ended
+                break
+        return self.shown
+
+    def wait(self):
+        shown = self.read().replace("\r\n", "\n")
+        status = os.WEXITSTATUS(os.waitpid(self.pid, 0)[1])
+        signal.alarm(0)
+        return status, shown
+
+
+def test_progress(folder):
+    status, _, report = folder.run(MODEL, "--progress", "json")
+    rows = [json.loads(row) for row in report.splitlines()]
+    expect(status == 0 and rows[-1]["done"] and rows[-1]["share"] == 1, report)
+    expect(rows[-1]["packets"] == rows[-1]["packets_asked"] == 50, report)
+    expect(rows[-1]["interactions"] > 50, report)
+    for arguments in (["--progress", "none"], []):
+        expect(folder.run(MODEL, *arguments)[2] == "", arguments)
+    status, shown = Terminal(folder, MODEL).wait()
+    expect(status == 0 and re.search(r"\r\[#+\] 100 %.*packets/s.*left *\nat 650", shown), shown)
+
+
+def test_limit_of_time(folder):
+    """Nothing is written that is not to the scale of all packets."""
+    status, log, report = folder.run(HUGE, "--max-seconds", "1.5", "--progress", "json")
+    rows = [json.loads(row) for row in report.splitlines() if row[0] == "{"]
+    expect(status == 1 and "partial: " in log and "nothing is written" in report, f"{log} {report}")
+    expect(len(rows) > 1 and not rows[-1]["done"] and 0 < rows[-1]["packets"] < 4e9, report)
+    expect(rows[0]["packets"] < rows[-1]["packets"] and rows[0]["seconds_left"] < 1.5, report)
+    expect(not list(folder.path.glob("model.[AT].*")), "files of a part")
+
+
+def test_signals(folder):
+    for model, key, number in ((HUGE, "\x03", 2), (HUGE, None, 15), (ENDLESS, "\x03", 2)):
+        run = Terminal(folder, model)
+        run.read(r"\r\[.*left")
+        start = time.monotonic()
+        for pause in (0, 0.1, 2.1) if model is ENDLESS else (0, 0.1):
+            time.sleep(pause)  # the second is too soon to end the run
+            if key:
+                os.write(run.end, key.encode())
+            else:
+                os.kill(run.pid, signal.SIGTERM)
+        status, shown = run.wait()
+        expect(status == 128 + number and time.monotonic() - start < 20, f"{status}: {shown}")
+        told = f"stopped by signal {number} after" in shown and "] " in shown
+        expect(told == (model is HUGE), shown)
+
+
 TESTS = {
     "errors": (test_wrong_models, test_command_lines, test_closed_folder),
+    "watch": (test_progress, test_limit_of_time),
+    "signals": (test_signals,),
     "models": (test_odd_models, test_relations, test_which_tissue_is_changed, test_what_a_check_tells,
                test_detectors, test_the_model_as_read, test_what_becomes_of_packets,
                test_which_files_are_written),
