@@ -47,7 +47,12 @@ bool trelExactMonteCarlo::Prepare(int threads)
   Input->PrepareGeometry();
   if (!GetOutput()->Initialize(Input) || !Model.Resolve(*Input)) return false;
   Statistics.Release();
-  if (Batches > 1 && !Statistics.Prepare(*Input, *Output, threads)) return false;
+  if (Batches > 1 && !Statistics.Prepare(*Input, *Output, threads)) {
+    ErrorMacro(
+        "Out of memory: errors take three times the grids; make the cells larger, or fly one"
+        " batch, which tells no errors");
+    return false;
+  }
   Tables.assign(static_cast<std::size_t>(Statistics.IsOwn() ? threads : 1), {});
   for (std::size_t i = 0; i < Tables.size(); ++i) {
     const trelSimulationResult& scored =

@@ -1,5 +1,7 @@
 #include <CLI/CLI.hpp>
+#include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <iostream>
 #include <new>
@@ -35,6 +37,16 @@ static constexpr std::int64_t mostBatches = 1000000;
 
 static const char* const coefficientNames[] = {"mua", "mus", "g", "n"};
 
+/** Turns whole numbers like 1e10 into digits. */
+static std::string WriteOut(std::string& text)
+{
+  char* end = nullptr;
+  const double number = std::strtod(text.c_str(), &end);
+  const bool isWhole = *end == '\0' && std::floor(number) == number && std::fabs(number) < 1e15;
+  if (isWhole) text = std::to_string(static_cast<std::int64_t>(number));
+  return "";
+}
+
 static void Describe(CLI::App& app, trelRunOptions& options, trelrunWords& words)
 {
   app.set_version_flag("--version", programName);
@@ -63,6 +75,7 @@ static void Describe(CLI::App& app, trelRunOptions& options, trelrunWords& words
       app.add_option("--packets", options.Packets,
                      "Packets of all sources together, in the file's proportions (default: the"
                      " file's); the energy stays")
+          ->transform(CLI::Validator(WriteOut, "NUMBER"))
           ->check(CLI::Range(std::int64_t{1}, mostPackets)),
       app.add_option("--batches", options.Batches,
                      "Runs on a smaller scale from whose scatter errors come (default: 20); the"
