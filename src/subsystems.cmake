@@ -37,7 +37,7 @@ endfunction()
 # The root class, reports, reference counts, the pipeline of stages, lists, paths, clock and threads.
 trel_subsystem(framework
   HEADERS trelObjectMacros trelFileNames trelInlining trelVector trelUntouchedTable
-          trelUniformNumbers
+          trelUniformNumbers trelStateArchive
   CLASSES trelObject trelList trelProcessObject trelDataObject trelSimulationObject trelSource
           trelFilter trelTarget trelReader trelWriter trelText trelPaths trelClock trelThreads
           trelMemory trelTicker trelRunControl)
@@ -98,7 +98,7 @@ trel_subsystem(labelled_results
   MAY_USE framework geometry model results
   LIBRARIES netcdf md
   HEADERS
-  CLASSES trelNetcdfFile trelRunRecord trelLabelledGrids trelLabelledResultWriter)
+  CLASSES trelNetcdfFile trelNetcdfInput trelRunStateWriter trelRunStateReader trelRunRecord trelLabelledGrids trelLabelledResultWriter)
 
 # What the detectors outside of the medium see of its surface.
 trel_subsystem(free_space

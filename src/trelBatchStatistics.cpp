@@ -68,10 +68,10 @@ static void VisitGrids(const Record& record, Visit visit)
   }
 }
 
-std::vector<trelBatchStatistics::Block> trelBatchStatistics::ListBlocks(
+std::vector<trelNumbers> trelBatchStatistics::ListBlocks(
     const trelSimulationResult& result)
 {
-  std::vector<Block> blocks;
+  std::vector<trelNumbers> blocks;
   const auto add = [&](double* cells, std::size_t number) { blocks.push_back({cells, number}); };
   for (int i = 0; const trelMediumResult* record = result.GetMediumResult(i); ++i) {
     VisitGrids(*record, add);
@@ -117,7 +117,7 @@ bool trelBatchStatistics::Prepare(trelSimulationParameter& parameter, trelSimula
   Sum = &sum;
   SumBlocks = ListBlocks(sum);
   std::size_t bytes = 0;
-  for (const Block& block : SumBlocks)
+  for (const trelNumbers& block : SumBlocks)
     bytes += block.Number * sizeof(double);
   const bool hasRoom = bytes <= GetMemoryOfMachine() / 4 / static_cast<std::size_t>(threads);
   Squares = Make(parameter);
@@ -137,8 +137,8 @@ void trelBatchStatistics::Gather()
 {
   for (std::size_t t = 1; t < ScoredBlocks.size(); ++t) {
     for (std::size_t n = 0; n < SumBlocks.size(); ++n) {
-      double* first = ScoredBlocks[0][n].Cells;
-      double* cells = ScoredBlocks[t][n].Cells;
+      double* first = ScoredBlocks[0][n].First;
+      double* cells = ScoredBlocks[t][n].First;
 #pragma omp parallel for num_threads(Threads)
       for (std::size_t k = 0; k < SumBlocks[n].Number; ++k) {
         // A cell that is 0 is not written, so that untouched pages stay so.
@@ -198,9 +198,9 @@ void trelBatchStatistics::TakeBatch()
   Gather();
   SumTotals();
   for (std::size_t n = 0; n < SumBlocks.size(); ++n) {
-    double* scored = ScoredBlocks[0][n].Cells;
-    double* sums = SumBlocks[n].Cells;
-    double* squares = SquareBlocks[n].Cells;
+    double* scored = ScoredBlocks[0][n].First;
+    double* sums = SumBlocks[n].First;
+    double* squares = SquareBlocks[n].First;
 #pragma omp parallel for num_threads(Threads)
     for (std::size_t k = 0; k < SumBlocks[n].Number; ++k) {
       const double x = scored[k];
@@ -212,11 +212,26 @@ void trelBatchStatistics::TakeBatch()
   }
 }
 
-void trelBatchStatistics::DropBatch()
+void trelBatchStatistics::PassState(std::int64_t batches, bool hasOpen, trelStateArchive& archive)
 {
-  for (const std::vector<Block>& blocks : ScoredBlocks)
-    for (const Block& block : blocks)
-      std::fill_n(block.Cells, block.Number, 0.0);
+  Gather();
+  archive.Pass("sums", SumBlocks);
+  archive.Pass("squares", SquareBlocks);
+  if (hasOpen) archive.Pass("open_sums", ScoredBlocks[0]);
+  const std::vector<double*> squares = ListTotals(*Squares);
+  std::vector<trelNumbers> pieces;
+  for (double* total : squares)
+    pieces.push_back({total, 1});
+  archive.Pass("total_squares", pieces);
+  TotalSums.resize(squares.size());
+  archive.Pass("total_sums", TotalSums);
+  const auto records = static_cast<std::size_t>(Sum->GetMediumResults()->GetNumberOfItems());
+  Totals.resize(static_cast<std::size_t>(batches), BatchTotals(records));
+  pieces.clear();
+  for (BatchTotals& totals : Totals)
+    for (auto& numbers : totals)
+      pieces.push_back({numbers.data(), numbers.size()});
+  archive.Pass("totals_by_batch", pieces);
 }
 
 void trelBatchStatistics::Finish()
@@ -224,8 +239,8 @@ void trelBatchStatistics::Finish()
   const std::int64_t batches = GetBatches();
   if (batches == 0) return;
   for (std::size_t n = 0; n < SumBlocks.size(); ++n) {
-    double* sums = SumBlocks[n].Cells;
-    double* squares = SquareBlocks[n].Cells;
+    double* sums = SumBlocks[n].First;
+    double* squares = SquareBlocks[n].First;
     for (std::size_t k = 0; k < SumBlocks[n].Number; ++k) {
       squares[k] = FindErrorOfMean(sums[k], squares[k], batches);
       if (sums[k] != 0.0) sums[k] /= static_cast<double>(batches);

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "trelGridTable.h"
+#include "trelStateArchive.h"
 
 class trelSimulationParameter;
 class trelSimulationResult;
@@ -42,10 +43,11 @@ public:
   trelSimulationResult* GetScored(int thread) const { return Scored[thread < Own() ? thread : 0]; }
   bool IsOwn() const { return Scored.size() > 1; }
 
-  /** Ends a batch, */
+  /** Ends a batch. */
   void TakeBatch();
-  /** or forgets one that was not finished. */
-  void DropBatch();
+  /** Before Finish(): passes the sums of @p batches finished batches and, with @p hasOpen, those of
+   *  one that is not finished. May throw. */
+  void PassState(std::int64_t batches, bool hasOpen, trelStateArchive& archive);
   /** Behind the last batch, before the run's result is finished: makes means and errors. */
   void Finish();
 
@@ -63,15 +65,9 @@ public:
   trelSimulationResult* GetErrors() const { return IsFinished ? Squares : nullptr; }
 
 private:
-  /** The cells of a grid. */
-  struct Block
-  {
-    double* Cells;
-    std::size_t Number;
-  };
   using BatchTotals = std::vector<std::array<double, NumberOfTotals>>;
 
-  static std::vector<Block> ListBlocks(const trelSimulationResult& result);
+  static std::vector<trelNumbers> ListBlocks(const trelSimulationResult& result);
   trelSimulationResult* Make(trelSimulationParameter& parameter);
   void MakeScored(trelSimulationParameter& parameter, int threads);
   int Own() const { return static_cast<int>(Scored.size()); }
@@ -83,8 +79,8 @@ private:
   trelSimulationResult* Squares = nullptr;  ///< and, after Finish(), errors
   std::vector<trelSimulationResult*> Scored;
   /** Of the same grids in the same order: of Sum, Squares, and each of Scored. */
-  std::vector<Block> SumBlocks, SquareBlocks;
-  std::vector<std::vector<Block>> ScoredBlocks;
+  std::vector<trelNumbers> SumBlocks, SquareBlocks;
+  std::vector<std::vector<trelNumbers>> ScoredBlocks;
   std::vector<double> TotalSums;    ///< of all totals of all records, over the batches
   std::vector<BatchTotals> Totals;  ///< by batch and wavelength index
   bool IsFinished = false;

@@ -75,7 +75,6 @@ void PlayExactRoulette(trelExactPacket& packet, trelPacketNumbers& numbers, trel
     return;
   }
   EndPacket(packet, LedgerRoulette, tally);
-  if (tally.SpectrumMediumResult) tally.SpectrumMediumResult->IncrementAbsorpPhotonNum();
 }
 
 // Emission.
@@ -212,11 +211,9 @@ static void Escape(trelExactPacket& packet, const trelExactModel& model, trelExa
   packet.TissueIndex = -1;
   if (EndAtFiberHere(packet, model, tally)) return;
   if (tally.Record) tally.Record->Faces[FindFace(packet, model)].AddPacket(GetLight(packet));
-  if (tally.SpectrumMediumResult) {
+  if (tally.SpectrumMediumResult && model.SavePhotonFlyTime) {
     const std::int64_t row = tally.SpectrumMediumResult->IncrementTransmitPhotonNum();
-    if (model.SavePhotonFlyTime) {
-      tally.SpectrumMediumResult->RecordFlyTime(row, packet.Position, packet.FlyTime);
-    }
+    tally.SpectrumMediumResult->RecordFlyTime(row, packet.Position, packet.FlyTime);
   }
   ScoreEscape(packet, tally, model);
 }

@@ -26,8 +26,10 @@ static constexpr std::uint64_t enoughPilotInteractions = 2000000;
 /** The pilot's streams: the same in every run of a model. */
 static constexpr std::uint64_t pilotSeed = 0x70696c6f74;
 
-/** Packets that a thread takes at a time. */
+/** Packets that a thread takes at a time, and how many interactions each may have on average for
+ *  that: it can rest only behind them. */
 static constexpr std::int64_t packetsTaken = 16;
+static constexpr std::int64_t fewInteractions = 4096;
 /** How often a run is looked at while packets fly. */
 static constexpr std::chrono::milliseconds watchInterval{100};
 
@@ -47,7 +49,7 @@ bool trelExactMonteCarlo::Prepare(int threads)
   Input->PrepareGeometry();
   if (!GetOutput()->Initialize(Input) || !Model.Resolve(*Input)) return false;
   Statistics.Release();
-  if (Batches > 1 && !Statistics.Prepare(*Input, *Output, threads)) {
+  if (HasStatistics() && !Statistics.Prepare(*Input, *Output, threads)) {
     ErrorMacro(
         "Out of memory: errors take three times the grids; make the cells larger, or fly one"
         " batch, which tells no errors");
@@ -63,13 +65,15 @@ bool trelExactMonteCarlo::Prepare(int threads)
   NoTables.ResolveNothing(spectra);
   Summary.EmissionWeights.assign(spectra, 0.0);
   Ledger.Resize(spectra, Model.GetLedgerSizes());
-  Lines = {};
-  MakePlan();
+  Lines.Prepare(Ledger);
+  Open = Ledger;
+  OpenInteractions = 0;
+  if (!MakePlan()) return false;
   PrepareLaunches();
   return true;
 }
 
-void trelExactMonteCarlo::MakePlan()
+bool trelExactMonteCarlo::MakePlan()
 {
   std::vector<trelRunEntry> entries;
   std::uint64_t source = 0;
@@ -80,7 +84,105 @@ void trelExactMonteCarlo::MakePlan()
       entries.push_back({light, spectrum, entry++, spectrum->GetPhotonNumber(), 0});
   }
   Plan.Build(entries, Packets, Batches);
+  FirstBatch = 0;
+  if (!(Origin ? ContinuePlan() : TakeRange())) return false;
   Summary.Packets = static_cast<std::uint64_t>(Plan.GetPackets());
+  return true;
+}
+
+/** Makes a plan of whole batches of the one that is there. */
+bool trelExactMonteCarlo::TakeRange()
+{
+  if (Range.Number == 0) return true;
+  const std::int64_t size = std::max<std::int64_t>(Plan.GetPacketsOfBatch(), 1);
+  const std::int64_t first = Range.First / size, batches = Range.Number / size;
+  const bool isWhole = Range.First % size == 0 && Range.Number % size == 0;
+  const auto name = [&](std::int64_t from, std::int64_t number) {
+    return std::to_string(from * size) + ":" + std::to_string(number * size);
+  };
+  if (!isWhole) {
+    ErrorMacro("The packets " << Range.First << ":" << Range.Number
+                              << " are not whole batches, which have " << size
+                              << " packets each; the nearest are "
+                              << name(first, std::max<std::int64_t>(batches, 1)) << " and "
+                              << name(first + (Range.First % size != 0), batches + 1));
+    return false;
+  }
+  if (first > Plan.GetBatches() || batches > Plan.GetBatches() - first) {
+    ErrorMacro("The packets " << Range.First << ":" << Range.Number
+                              << " are not in the run, which has " << Plan.GetPackets());
+    return false;
+  }
+  FirstBatch = first;
+  Plan.SetBatches(batches);
+  return true;
+}
+
+/** The batches stay as large as they were; how many there are to be is given or as it was. */
+bool trelExactMonteCarlo::ContinuePlan()
+{
+  std::vector<double> shares = Plan.GetShares(), run(2);
+  Origin->Pass("packets_of_batch", shares);
+  Origin->Pass("first_and_number_of_batches", run);
+  constexpr double most = 9007199254740992.0;
+  const auto isCount = [](double count) { return count >= 0.0 && count <= most; };
+  if (!Plan.SetShares(shares) || !isCount(run[0]) || !isCount(run[1])) {
+    ErrorMacro("The state of the run cannot be read");
+    return false;
+  }
+  FirstBatch = static_cast<std::int64_t>(run[0]);
+  auto batches = static_cast<std::int64_t>(run[1]);
+  if (Packets > 0) batches = (Packets - 1) / Plan.GetPacketsOfBatch() + 1;
+  if (Batches > 0) batches = Batches;
+  Plan.SetBatches(batches);
+  return true;
+}
+
+trelPacketRange trelExactMonteCarlo::GetRange() const
+{
+  return {FirstBatch * Plan.GetPacketsOfBatch(), Summary.BatchesDone * Plan.GetPacketsOfBatch()};
+}
+
+void trelExactMonteCarlo::PassState(bool hasOpen, trelStateArchive& archive)
+{
+  std::vector<double> shares = Plan.GetShares();
+  std::vector<double> run{static_cast<double>(FirstBatch), static_cast<double>(Plan.GetBatches())};
+  const auto next = hasOpen ? NextPacket.load() : 0;
+  std::vector<double> done{static_cast<double>(Summary.BatchesDone), static_cast<double>(next),
+                           static_cast<double>(Summary.Interactions),
+                           static_cast<double>(hasOpen ? OpenInteractions : 0)};
+  archive.Pass("packets_of_batch", shares);
+  archive.Pass("first_and_number_of_batches", run);
+  archive.Pass("batches_packets_interactions_open_interactions", done);
+  Summary.BatchesDone = static_cast<std::int64_t>(done[0]);
+  Summary.Interactions = static_cast<std::uint64_t>(done[2]);
+  if (hasOpen) {
+    NextPacket = static_cast<std::int64_t>(done[1]);
+    OpenInteractions = static_cast<std::uint64_t>(done[3]);
+  }
+  Statistics.PassState(Summary.BatchesDone, done[1] > 0.0, archive);
+  Lines.PassState(Summary.BatchesDone, archive);
+  Ledger.PassState("ledger", archive);
+  if (done[1] > 0.0) Open.PassState("open_ledger", archive);
+}
+
+/** Takes up the run where it was left. */
+bool trelExactMonteCarlo::Continue()
+{
+  NextPacket = 0;
+  if (!Origin) return true;
+  if (!FitsInMemory([&] { PassState(true, *Origin); })) {
+    ErrorMacro("Out of memory while taking up the run!");
+    return false;
+  }
+  if (!Origin->IsSound() || Summary.BatchesDone < 0 || NextPacket < 0) {
+    ErrorMacro("The state of the run cannot be read");
+    return false;
+  }
+  if (Summary.BatchesDone <= Plan.GetBatches()) return true;
+  ErrorMacro("The run has " << Summary.BatchesDone << " batches of " << Plan.GetPacketsOfBatch()
+                            << " packets already, more than it is to have");
+  return false;
 }
 
 /** The packets of a batch share the energy of their entry: a result is the mean of the batches. */
@@ -103,7 +205,8 @@ bool trelExactMonteCarlo::Execute()
   }
   std::vector<trelExactTally> tallies(static_cast<std::size_t>(threads));
   if (!Model.Dyes.empty() && !RunPilot()) return false;
-  if (!FlyBatches(tallies)) return false;
+  if (!Continue() || !FlyBatches(tallies)) return false;
+  if (AtEnd) AtEnd();
   CountFlown();
   const double part = 1.0 / static_cast<double>(std::max<std::int64_t>(Summary.BatchesDone, 1));
   Ledger.Scale(part);
@@ -125,8 +228,12 @@ void trelExactMonteCarlo::FinishRecords()
 {
   const auto records = ItemsOf<trelMediumResult>(Output->GetMediumResults());
   std::size_t i = 0;
-  for (trelMediumResult* record : records)
-    record->SetSpecularReflectance(Ledger.Records[i++].Parts[LedgerReflectedAtEntry].GetWeight());
+  for (trelMediumResult* record : records) {
+    const trelLedgerRecord& light = Ledger.Records[i++];
+    record->SetSpecularReflectance(light.Parts[LedgerReflectedAtEntry].GetWeight());
+    record->SetPacketNumbers(static_cast<std::int64_t>(light.GetEscaped().Packets),
+                             static_cast<std::int64_t>(light.Parts[LedgerRoulette].Packets));
+  }
   Output->FinalizeMediumResults(Input, Input->GetSaveFluenceRate());
   if (Statistics.IsOn() || !Model.DomainCW || !Model.SaveAbsorption) return;
   i = 0;
@@ -151,11 +258,17 @@ bool trelExactMonteCarlo::FlyBatches(std::vector<trelExactTally>& tallies)
   if (isOwn) Control = &own;
   const int threads = static_cast<int>(tallies.size());
   trelTicker ticker;
-  bool isDone = FitsInMemory([&] { Control->Begin(Summary.Packets, threads); });
+  const std::int64_t before = Summary.BatchesDone * Plan.GetPacketsOfBatch() + NextPacket;
+  bool isDone = FitsInMemory(
+      [&] { Control->Begin(Summary.Packets, static_cast<std::uint64_t>(before), threads); });
   isDone = isDone && Watch(ticker, threads);
-  while (isDone && Summary.BatchesDone < Plan.GetBatches() && !Control->IsStopRequested())
-    isDone = RunBatch({Plan, Seed, Summary.BatchesDone}, tallies);
+  while (isDone && Summary.BatchesDone < Plan.GetBatches() && !Control->IsStopRequested()) {
+    isDone = RunPackets({Plan, Seed, FirstBatch + Summary.BatchesDone}, tallies);
+    if (isDone) Collect(tallies);
+    if (isDone && Control->TakePause() && Checkpoint) Checkpoint();
+  }
   ticker.Stop();
+  if (isDone && Control->IsStopRequested() && Checkpoint) Checkpoint();
   Control->End();
   TellShare();
   if (isOwn) Control = nullptr;
@@ -166,16 +279,16 @@ bool trelExactMonteCarlo::FlyBatches(std::vector<trelExactTally>& tallies)
  * that the system starts. */
 bool trelExactMonteCarlo::Watch(trelTicker& ticker, int threads)
 {
-  if (!HasDependents() && !Control->HasDeadline()) return true;
+  if (!HasDependents() && !Control->HasTimes()) return true;
 #pragma omp parallel num_threads(threads)
   {
   }
   const bool isWatched = ticker.Start(watchInterval, [this] {
-    Control->HeedDeadline();
+    Control->HeedTimes();
     TellShare();
   });
-  if (isWatched || !Control->HasDeadline()) return true;
-  ErrorMacro("No thread could be started to end the run in time!");
+  if (isWatched || !Control->HasTimes()) return true;
+  ErrorMacro("No thread could be started to stop or keep the run in time!");
   return false;
 }
 
@@ -214,7 +327,8 @@ bool trelExactMonteCarlo::FlyPilot(trelRunPlan plan, std::int64_t* flown)
   std::int64_t more = std::max<std::int64_t>(fewestPilotPackets / entries, 1);
   while (true) {
     plan.ShareAlike(more);
-    if (!RunBatch({plan, pilotSeed, *flown / more}, tallies)) return false;
+    NextPacket = 0;
+    if (!RunPackets({plan, pilotSeed, *flown / more}, tallies)) return false;
     interactions += tallies[0].Interactions;
     more = *flown += more;
     const bool isDear =
@@ -246,10 +360,10 @@ void trelExactMonteCarlo::PrepareTally(int thread, bool isAlone, trelExactTally&
   tally.Ledger.Resize(Ledger.Records.size(), Model.GetLedgerSizes());
 }
 
-bool trelExactMonteCarlo::RunBatch(const Batch& batch, std::vector<trelExactTally>& tallies)
+/** Those of the batch from the next on, to its end or until they are to rest. */
+bool trelExactMonteCarlo::RunPackets(const Batch& batch, std::vector<trelExactTally>& tallies)
 {
   OutOfMemory = false;
-  NextPacket = 0;
   const auto threads = static_cast<int>(tallies.size());
   const bool fits = FitsInMemory([&] {
     for (int i = 0; i < threads; ++i)
@@ -276,18 +390,21 @@ bool trelExactMonteCarlo::RunBatch(const Batch& batch, std::vector<trelExactTall
     ErrorMacro("Out of memory while starting the threads!");
     return false;
   }
-  if (!Pilot) Collect(tallies);
   return true;
 }
 
 void trelExactMonteCarlo::TracePackets(const Batch& batch, trelExactTally& tally)
 {
   const std::int64_t packets = batch.Plan.GetPacketsOfBatch();
-  std::int64_t first = 0;
-  while ((first = NextPacket.fetch_add(packetsTaken, std::memory_order_relaxed)) < packets) {
-    const std::int64_t end = std::min(first + packetsTaken, packets);
+  std::int64_t flown = 0;
+  while (Pilot || !Control->IsHaltRequested()) {
+    const auto few = static_cast<std::uint64_t>(flown * fewInteractions);
+    const std::int64_t taken = tally.Interactions <= few ? packetsTaken : 1;
+    const std::int64_t first = NextPacket.fetch_add(taken, std::memory_order_relaxed);
+    const std::int64_t end = std::min(first + taken, packets);
+    if (first >= end) return;
+    flown += taken;
     for (std::int64_t i = first; i < end; ++i) {
-      if (!Pilot && Control->IsStopRequested()) return;
       const std::uint64_t before = tally.Interactions;
       const trelPlannedPacket planned = batch.Plan.Find(i);
       TracePacket(batch, planned, tally);
@@ -347,45 +464,44 @@ void trelExactMonteCarlo::TracePacket(const Batch& batch, const trelPlannedPacke
   tally.Interactions += packet.Interactions;
 }
 
-/** Ends a batch: one that a stop has cut off is dropped. */
-void trelExactMonteCarlo::Collect(const std::vector<trelExactTally>& tallies)
+/** Adds what the threads of a region have counted, and ends the batch if all of it is flown. */
+void trelExactMonteCarlo::Collect(std::vector<trelExactTally>& tallies)
 {
-  const auto packets = static_cast<std::uint64_t>(Plan.GetPacketsOfBatch());
-  if (Control->Look().Packets < Summary.PacketsFlown + packets) {
-    Statistics.DropBatch();
-    return;
+  for (trelExactTally& tally : tallies) {
+    OpenInteractions += tally.Interactions;
+    Open.Add(tally.Ledger);
   }
-  Summary.PacketsFlown += packets;
-  ++Summary.BatchesDone;
-  TakeBatch(tallies);
+  if (NextPacket < Plan.GetPacketsOfBatch()) return;
+  TakeBatch();
+  NextPacket = 0;
 }
 
-/** Adds what the threads of a region counted. */
-void trelExactMonteCarlo::TakeBatch(const std::vector<trelExactTally>& tallies)
+void trelExactMonteCarlo::TakeBatch()
 {
-  trelLedger batch;
-  for (const trelExactTally& tally : tallies) {
-    Summary.Interactions += tally.Interactions;
-    batch.Add(tally.Ledger);
-  }
+  ++Summary.BatchesDone;
   if (Statistics.IsOn()) {
     Statistics.TakeBatch();
     const std::int64_t last = Statistics.GetBatches() - 1;
-    for (std::size_t i = 0; i < batch.Records.size(); ++i) {
+    for (std::size_t i = 0; i < Open.Records.size(); ++i) {
       const auto absorbed = [&](trelGridTotal total) {
         return Statistics.GetTotal(last, i, total);
       };
-      batch.Records[i].Parts[LedgerInRegion].AddWeight(absorbed(TotalOfAbsorption2D) +
-                                                       absorbed(TotalOfAbsorption3D));
+      Open.Records[i].Parts[LedgerInRegion].AddWeight(absorbed(TotalOfAbsorption2D) +
+                                                      absorbed(TotalOfAbsorption3D));
     }
   }
-  Ledger.Add(batch);
-  Lines.Take(batch);
+  Ledger.Add(Open);
+  Lines.Take(Open);
+  Open.Clear();
+  Summary.Interactions += OpenInteractions;
+  OpenInteractions = 0;
 }
 
 /** The packets of each entry, of which all have had the same share of batches. */
 void trelExactMonteCarlo::CountFlown()
 {
+  Summary.PacketsFlown =
+      static_cast<std::uint64_t>(Summary.BatchesDone * Plan.GetPacketsOfBatch());
   for (const trelRunEntry& entry : Plan.GetEntries()) {
     Summary.Flown.push_back({(entry.Entry >> 32) + 1, entry.Spectrum->GetWavelength(),
                              static_cast<std::uint64_t>(entry.Packets),

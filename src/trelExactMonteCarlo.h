@@ -2,6 +2,7 @@
 #define trelExactMonteCarlo_h
 
 #include <atomic>
+#include <functional>
 #include <vector>
 
 #include "trelBatchStatistics.h"
@@ -22,6 +23,13 @@ struct trelFlownEntry
   std::uint32_t Wavelength;
   std::uint64_t Asked;
   std::uint64_t Flown;
+};
+
+/** The packets of a larger run by their places in it, those of all sources together; none: all. */
+struct trelPacketRange
+{
+  std::int64_t First = 0;
+  std::int64_t Number = 0;
 };
 
 /** What became of the packets of a run, all sources together. */
@@ -62,6 +70,10 @@ class trelExactMonteCarlo final : public trelMonteCarlo
   trelTypeMacro(trelExactMonteCarlo, trelMonteCarlo)
 
 public:
+  /** The number of the way that packets' histories are computed: it is raised whenever a history
+   *  changes, so that results of different ones are never mixed. */
+  static constexpr std::uint64_t Arithmetic = 1;
+
   trelExactMonteCarlo();
   ~trelExactMonteCarlo() override;
 
@@ -78,6 +90,20 @@ public:
   /** The packets of the run, all sources together in their proportion; 0, the default, for as many
    *  as the model has. */
   trelSetGetMacro(std::int64_t, Packets)
+  /** Flies only these, which are whole batches. */
+  void SetRange(const trelPacketRange& range) { Range = range; }
+  /** Goes on from the state that @p origin sets, to Packets or Batches as the new total, each of
+   *  which may be 0; if both are, to the old one. @p origin outlives the run. */
+  void ContinueFrom(trelStateArchive* origin) { Origin = origin; }
+  /** Passes where the run is and all that it has summed. While its packets rest; may throw. With @p
+   *  hasOpen also the batch that is not finished. */
+  void PassState(bool hasOpen, trelStateArchive& archive);
+  /** What is done while the packets rest, as the control asks them to and when they stop, and
+   *  before the results are made of the sums: the last chances to pass the state. */
+  void SetCheckpoint(std::function<void()> checkpoint) { Checkpoint = std::move(checkpoint); }
+  void SetAtEnd(std::function<void()> atEnd) { AtEnd = std::move(atEnd); }
+  /** Which batches of the larger run are flown. */
+  trelPacketRange GetRange() const;
   /** The errors of the last run. */
   const trelBatchStatistics& GetStatistics() const { return Statistics; }
   /** Who may stop the next run and is told how far it is; it outlives the run. Without one the run
@@ -101,20 +127,25 @@ private:
   };
 
   bool Prepare(int threads);
-  void MakePlan();
+  /** Whether there are batches, to which a run that goes on may add. */
+  bool HasStatistics() const { return Batches != 1 || Origin; }
+  bool MakePlan();
+  bool TakeRange();
+  bool ContinuePlan();
+  bool Continue();
   void PrepareLaunches();
   /** The weight of emission packets, from a run of some packets that emits and scores nothing. */
   bool RunPilot();
   bool FlyPilot(trelRunPlan plan, std::int64_t* flown);
   bool FlyBatches(std::vector<trelExactTally>& tallies);
   bool Watch(trelTicker& ticker, int threads);
-  bool RunBatch(const Batch& batch, std::vector<trelExactTally>& tallies);
+  bool RunPackets(const Batch& batch, std::vector<trelExactTally>& tallies);
   void PrepareTally(int thread, bool isAlone, trelExactTally& tally) const;
   void TracePackets(const Batch& batch, trelExactTally& tally);
   void TracePacket(const Batch& batch, const trelPlannedPacket& planned, trelExactTally& tally);
   void TellShare();
-  void Collect(const std::vector<trelExactTally>& tallies);
-  void TakeBatch(const std::vector<trelExactTally>& tallies);
+  void Collect(std::vector<trelExactTally>& tallies);
+  void TakeBatch();
   void CountFlown();
   void FinishRecords();
   void ReportUnfinished();
@@ -131,11 +162,19 @@ private:
   std::uint64_t Seed;
   std::int64_t Batches = 1;
   std::int64_t Packets = 0;
+  trelPacketRange Range;
+  trelStateArchive* Origin = nullptr;
+  std::function<void()> Checkpoint, AtEnd;
+  std::int64_t FirstBatch = 0;
+  /** Of the batch that is not finished. */
+  trelLedger Open;
+  std::uint64_t OpenInteractions = 0;
   trelRunControl* Control = nullptr;
   /** Told of conversions in a pilot; else null. */
   class trelEmissionPilot* Pilot = nullptr;
   bool OutOfMemory = false;
-  /** The first packet of the batch that no thread has taken. */
+  /** The first packet of the batch that no thread has taken: those before it are flown whenever
+   *  packets rest. */
   alignas(64) std::atomic<std::int64_t> NextPacket{0};
 };
 

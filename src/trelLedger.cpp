@@ -3,6 +3,7 @@
 #include <cctype>
 
 #include "trelGridTable.h"
+#include "trelStateArchive.h"
 
 /** Those that are one part. */
 static constexpr trelLedgerPart ends[] = {
@@ -63,45 +64,56 @@ void trelLedger::Resize(std::size_t spectra, const trelLedgerSizes& sizes)
   Shape = sizes.Shape;
 }
 
-template <class Sums>
-static void AddEach(Sums& sums, const Sums& others)
+/** All sums of a ledger, in an order of its own. */
+static std::vector<trelLedgerSum*> ListSums(trelLedger& ledger)
 {
-  auto other = std::begin(others);
-  for (trelLedgerSum& sum : sums)
-    sum.Add(*other++);
+  std::vector<trelLedgerSum*> sums;
+  const auto list = [&](auto& several) {
+    for (trelLedgerSum& sum : several)
+      sums.push_back(&sum);
+  };
+  for (trelLedgerRecord& record : ledger.Records) {
+    list(record.Parts);
+    list(record.Tissues);
+    list(record.Dyes);
+    list(record.Fibers);
+    list(record.Faces);
+  }
+  return sums;
 }
 
-void trelLedger::Add(const trelLedger& other)
+void trelLedger::Add(trelLedger& other)
 {
   if (Records.empty()) {
     *this = other;
     return;
   }
-  for (std::size_t i = 0; i < other.Records.size(); ++i) {
-    AddEach(Records[i].Parts, other.Records[i].Parts);
-    AddEach(Records[i].Tissues, other.Records[i].Tissues);
-    AddEach(Records[i].Dyes, other.Records[i].Dyes);
-    AddEach(Records[i].Fibers, other.Records[i].Fibers);
-    AddEach(Records[i].Faces, other.Records[i].Faces);
-  }
+  const std::vector<trelLedgerSum*> sums = ListSums(*this), others = ListSums(other);
+  for (std::size_t i = 0; i < others.size(); ++i)
+    sums[i]->Add(*others[i]);
 }
 
-template <class Sums>
-static void ScaleEach(Sums& sums, double factor)
+void trelLedger::Clear()
 {
-  for (trelLedgerSum& sum : sums)
-    sum.Scale(factor);
+  for (trelLedgerSum* sum : ListSums(*this))
+    *sum = {};
 }
 
 void trelLedger::Scale(double factor)
 {
-  for (trelLedgerRecord& record : Records) {
-    ScaleEach(record.Parts, factor);
-    ScaleEach(record.Tissues, factor);
-    ScaleEach(record.Dyes, factor);
-    ScaleEach(record.Fibers, factor);
-    ScaleEach(record.Faces, factor);
-  }
+  for (trelLedgerSum* sum : ListSums(*this))
+    sum->Scale(factor);
+}
+
+void trelLedger::PassState(const char* name, trelStateArchive& archive)
+{
+  const std::vector<trelLedgerSum*> sums = ListSums(*this);
+  std::vector<double> numbers;
+  for (const trelLedgerSum* sum : sums)
+    numbers.insert(numbers.end(), {sum->Sum, sum->Rest, static_cast<double>(sum->Packets)});
+  archive.Pass(name, numbers);
+  for (std::size_t i = 0; i < sums.size(); ++i)
+    *sums[i] = {numbers[3 * i], numbers[3 * i + 1], static_cast<std::uint64_t>(numbers[3 * i + 2])};
 }
 
 std::uint64_t trelLedger::CountPackets(trelLedgerPart part) const

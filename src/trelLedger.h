@@ -8,6 +8,8 @@
 
 #include "trelShapeTraits.h"
 
+class trelStateArchive;
+
 /** Where the light of a wavelength comes from, and what becomes of it unless it is absorbed,
  * escapes or is collected. */
 enum trelLedgerPart
@@ -129,10 +131,14 @@ struct trelLedger
   /** Empty records for @p spectra wavelengths. May throw. */
   void Resize(std::size_t spectra, const trelLedgerSizes& sizes);
   /** Adds what @p other has, of the same size; an empty one takes its size, and may throw. */
-  void Add(const trelLedger& other);
+  void Add(trelLedger& other);
 
+  /** All sums are 0 again. */
+  void Clear();
   /** Multiplies all weights by @p factor; the packets stay. */
   void Scale(double factor);
+  /** Passes all sums. */
+  void PassState(const char* name, trelStateArchive& archive);
 
   /** All packets of an end, and those that fibres collected. */
   std::uint64_t CountPackets(trelLedgerPart part) const;

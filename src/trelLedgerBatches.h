@@ -13,19 +13,26 @@
 class trelLedgerBatches
 {
 public:
+  /** No batches, of ledgers like @p ledger. */
+  void Prepare(const trelLedger& ledger);
   /** May throw. */
   void Take(const trelLedger& batch);
-  std::int64_t GetBatches() const { return static_cast<std::int64_t>(Weights.size()); }
+  std::int64_t GetBatches() const { return static_cast<std::int64_t>(Weights.size() / Row); }
   double GetWeight(std::int64_t batch, std::size_t spectrum, std::size_t line) const
   {
-    return Weights[static_cast<std::size_t>(batch)][spectrum][line];
+    return Weights[static_cast<std::size_t>(batch) * Row + spectrum * Lines + line];
   }
   /** The standard error of the mean of a line, by its place; NaN unless two batches have it. */
   double FindError(std::size_t spectrum, std::size_t line) const;
 
+  /** Passes the weights of @p batches batches. May throw. */
+  void PassState(std::int64_t batches, trelStateArchive& archive);
+
 private:
+  std::size_t Lines = 0;  ///< of a wavelength
+  std::size_t Row = 1;    ///< of all wavelengths
   /** By batch, wavelength index and line. */
-  std::vector<std::vector<std::vector<double>>> Weights;
+  std::vector<double> Weights;
 };
 
 #endif

@@ -183,6 +183,12 @@ public:
   /** Counts a packet that left. Returns how many left before it, which no other packet gets. */
   std::int64_t IncrementTransmitPhotonNum();
   void IncrementAbsorpPhotonNum();
+  /** Sets both where they are counted elsewhere. */
+  void SetPacketNumbers(std::int64_t left, std::int64_t lost)
+  {
+    TransmitPhotonNum = left;
+    AbsorpPhotonNum = lost;
+  }
 
   /** The table of fly times, null if there is none, and its length. */
   trelFlyTimeRow* GetPhotonFlyTimes() const { return PhotonFlyTimes.GetRows(); }

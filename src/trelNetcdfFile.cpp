@@ -50,9 +50,9 @@ bool trelNetcdfFile::IsSound() const
 /** Whether the file system can lock the file, which the library below wants to. */
 static bool CanLock(const std::string& path)
 {
-  const int file = open(path.c_str(), O_RDWR | O_CLOEXEC);
+  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
   if (file < 0) return true;
-  const bool isLocked = flock(file, LOCK_EX | LOCK_NB) == 0;
+  const bool isLocked = flock(file, LOCK_SH | LOCK_NB) == 0;
   close(file);
   return isLocked;
 }
@@ -68,14 +68,19 @@ static void SpareCleaningUp()
 }
 
 /**
- * Network file systems may have no locks; the file has a name that nobody else knows, and needs
- * none. The library below the library reads the setting when it opens its first file of all, so
- * that locks are tried ahead of it.
+ * Network file systems may have no locks; a file that is written has a name that nobody else knows,
+ * and one that is read is replaced as a whole: neither needs any. The library below the library
+ * reads the setting when it opens its first file of all, so that locks are tried ahead of it.
  */
-bool trelNetcdfFile::Open(const std::string& path)
+void PrepareNetcdf(const std::string& path)
 {
   SpareCleaningUp();
   if (!CanLock(path)) setenv("HDF5_USE_FILE_LOCKING", "FALSE", 1);
+}
+
+bool trelNetcdfFile::Open(const std::string& path)
+{
+  PrepareNetcdf(path);
   errno = 0;
   const int status = nc_create(path.c_str(), NC_NETCDF4 | NC_CLOBBER, &Id);
   if (status != NC_NOERR) Id = -1;
@@ -160,7 +165,7 @@ void trelNetcdfFile::Compress(int variable, const std::vector<std::size_t>& leng
   constexpr std::size_t fewNumbers = 512;
   const std::size_t all = std::accumulate(lengths.begin(), lengths.end(), std::size_t{1},
                                           [](std::size_t a, std::size_t b) { return a * b; });
-  if (all <= fewNumbers) return;
+  if (all <= fewNumbers || IsHasty) return;
   constexpr std::size_t mostNumbers = (1 << 20) / sizeof(double);
   constexpr int leastEffort = 1;  // more makes noisy numbers hardly smaller
   std::vector<std::size_t> chunks = lengths;

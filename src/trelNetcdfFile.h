@@ -17,6 +17,9 @@ enum trelNetcdfType
   NetcdfText      ///< a string of any length
 };
 
+/** What every use of the library below needs first, for a file that is there. */
+void PrepareNetcdf(const std::string& path);
+
 /** A variable: its name, what it is in words, its unit as UDUNITS spells it, and the names of its
  *  dimensions, the last one fastest. */
 struct trelNetcdfVariable
@@ -47,6 +50,8 @@ public:
   trelNetcdfFile(const trelNetcdfFile&) = delete;
   trelNetcdfFile& operator=(const trelNetcdfFile&) = delete;
 
+  /** What is written from here on is not compressed: for what is written often. */
+  void Hasten() { IsHasty = true; }
   /** Begins the file @p name; false if it cannot be created or replaced. */
   bool Create(const std::string& name);
   /** What makes Create() fail, or empty; nothing changes. */
@@ -90,6 +95,7 @@ private:
   std::string Name;
   std::string Path;  ///< the temporary one
   std::string Fault;
+  bool IsHasty = false;
   int Id = -1;  ///< of the open file; -1 if there is none
   trelResultFileSet Files;
 };

@@ -14,18 +14,27 @@ void trelRunControl::SetMaximumSeconds(double seconds)
   Start = Clock::now();
 }
 
-void trelRunControl::HeedDeadline()
+void trelRunControl::SetPauseSeconds(double seconds)
 {
-  if (HasDeadline() && SecondsBetween(Start, Clock::now()) >= MaximumSeconds)
-    RequestStop(StoppedByTime);
+  LastPause = Clock::now();
+  PauseSeconds = seconds;
 }
 
-void trelRunControl::Begin(std::uint64_t asked, int threads)
+void trelRunControl::HeedTimes()
+{
+  const Clock::time_point now = Clock::now();
+  if (HasDeadline() && SecondsBetween(Start, now) >= MaximumSeconds) RequestStop(StoppedByTime);
+  if (PauseSeconds > 0.0 && SecondsBetween(LastPause, now) >= PauseSeconds) PauseRequested = true;
+}
+
+void trelRunControl::Begin(std::uint64_t asked, std::uint64_t before, int threads)
 {
   Counters = std::vector<trelRunCounter>(static_cast<std::size_t>(threads));
   Asked = asked;
+  Before = before;
   FirstPacket = Clock::now();
-  HeedDeadline();
+  SetPauseSeconds(PauseSeconds);
+  HeedTimes();
   Running = true;
 }
 
@@ -39,9 +48,10 @@ trelRunState trelRunControl::Look() const
   trelRunState state;
   state.PacketsAsked = Asked;
   for (const trelRunCounter& counter : Counters) {
-    state.Packets += counter.Packets.load(std::memory_order_relaxed);
+    state.PacketsHere += counter.Packets.load(std::memory_order_relaxed);
     state.Interactions += counter.Interactions.load(std::memory_order_relaxed);
   }
+  state.Packets = Before + state.PacketsHere;
   const Clock::time_point now = Clock::now();
   state.Seconds = SecondsBetween(FirstPacket, now);
   state.SecondsLeft = FindSecondsLeft(state, now);
@@ -52,7 +62,10 @@ trelRunState trelRunControl::Look() const
 double trelRunControl::FindSecondsLeft(const trelRunState& state, Clock::time_point now) const
 {
   double left = -1.0;
-  if (state.Packets > 0) left = state.Seconds * (1.0 / state.GetShare() - 1.0);
+  if (state.PacketsHere > 0) {
+    const double missing = static_cast<double>(Asked) - static_cast<double>(state.Packets);
+    left = state.Seconds * std::max(missing, 0.0) / static_cast<double>(state.PacketsHere);
+  }
   if (!HasDeadline()) return left;
   const double atMost = std::max(MaximumSeconds - SecondsBetween(Start, now), 0.0);
   return left < 0.0 ? atMost : std::min(left, atMost);

@@ -9,7 +9,8 @@
 /** How far a run has come. */
 struct trelRunState
 {
-  std::uint64_t Packets = 0;  ///< flown
+  std::uint64_t Packets = 0;      ///< flown
+  std::uint64_t PacketsHere = 0;  ///< of them, those of this process
   std::uint64_t PacketsAsked = 0;
   std::uint64_t Interactions = 0;
   double Seconds = 0.0;       ///< since the first packet
@@ -71,14 +72,26 @@ public:
   bool IsStopRequested() const { return GetReason() != NotStopped; }
   int GetReason() const { return Reason.load(std::memory_order_relaxed); }
 
+  /** The packets are to rest every @p seconds, above 0, from now on; 0: never. */
+  void SetPauseSeconds(double seconds);
+  /** Whether packets are to end: the run's, or for a rest. */
+  bool IsHaltRequested() const
+  {
+    return IsStopRequested() || PauseRequested.load(std::memory_order_relaxed);
+  }
+  /** Whether a rest was asked for, which begins now. */
+  bool TakePause() { return PauseRequested.exchange(false, std::memory_order_relaxed); }
+
   /** The run is to end @p seconds from now, above 0. Not while it goes on. */
   void SetMaximumSeconds(double seconds);
   bool HasDeadline() const { return MaximumSeconds > 0.0; }
-  /** Requests the stop if the deadline has passed. */
-  void HeedDeadline();
+  bool HasTimes() const { return HasDeadline() || PauseSeconds > 0.0; }
+  /** Requests the stop if the deadline has passed, and a rest if it is due. */
+  void HeedTimes();
 
-  /** From here to End() packets fly: @p asked on @p threads threads. May run out of memory. */
-  void Begin(std::uint64_t asked, int threads);
+  /** From here to End() packets fly: @p asked on @p threads threads, of which @p before have been
+   *  flown. May run out of memory. */
+  void Begin(std::uint64_t asked, std::uint64_t before, int threads);
   void End();
   bool IsRunning() const { return Running.load(std::memory_order_relaxed); }
 
@@ -93,11 +106,16 @@ private:
 
   std::atomic<int> Reason{NotStopped};
   std::atomic<bool> Running{false};
+  std::atomic<bool> PauseRequested{false};
   static_assert(std::atomic<int>::is_always_lock_free, "a handler must not wait for a lock");
   double MaximumSeconds = 0.0;  ///< from Start; 0: no deadline
   Clock::time_point Start;
+  /** Written while the packets rest, and read by the clock's thread. */
+  std::atomic<double> PauseSeconds{0.0};
+  std::atomic<Clock::time_point> LastPause{};
   Clock::time_point FirstPacket;
   std::uint64_t Asked = 0;
+  std::uint64_t Before = 0;
   std::vector<trelRunCounter> Counters;
 };
 

@@ -30,6 +30,34 @@ void trelRunPlan::Build(const std::vector<trelRunEntry>& entries, std::int64_t p
   SumShares();
 }
 
+void trelRunPlan::SetBatches(std::int64_t batches)
+{
+  Batches = batches;
+  for (trelRunEntry& entry : Entries)
+    entry.Packets = entry.Share * Batches;
+}
+
+bool trelRunPlan::SetShares(const std::vector<double>& shares)
+{
+  constexpr double most = 9007199254740992.0;
+  const auto isShare = [](double share) { return share >= 1.0 && share <= most; };
+  if (shares.size() != Entries.size() || !std::all_of(shares.begin(), shares.end(), isShare))
+    return false;
+  for (std::size_t i = 0; i < shares.size(); ++i)
+    Entries[i].Share = static_cast<std::int64_t>(shares[i]);
+  SumShares();
+  SetBatches(Batches);
+  return true;
+}
+
+std::vector<double> trelRunPlan::GetShares() const
+{
+  std::vector<double> shares;
+  for (const trelRunEntry& entry : Entries)
+    shares.push_back(static_cast<double>(entry.Share));
+  return shares;
+}
+
 void trelRunPlan::ShareAlike(std::int64_t packets)
 {
   for (trelRunEntry& entry : Entries)

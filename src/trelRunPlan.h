@@ -39,6 +39,12 @@ public:
    *  together, in the proportions of @p entries; 0 for as many as these have. Each number is
    *  rounded up to a multiple of @p batches, 1 or more. */
   void Build(const std::vector<trelRunEntry>& entries, std::int64_t packets, std::int64_t batches);
+  /** From here on @p batches batches of the same size. */
+  void SetBatches(std::int64_t batches);
+  /** Packets of each entry in a batch, as other numbers. False, and nothing done, if there are not
+   *  as many or one is below 1 or above 2^53. */
+  bool SetShares(const std::vector<double>& shares);
+  std::vector<double> GetShares() const;
   /** The same entries, each with a share of @p packets. */
   void ShareAlike(std::int64_t packets);
 

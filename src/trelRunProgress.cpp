@@ -37,7 +37,7 @@ static int FindPercent(const trelRunState& state)
 /** What goes on beside the share. */
 static std::string FormatRates(const trelRunState& state)
 {
-  return FormatCount(state.GetRate(state.Packets)) + " packets/s, " +
+  return FormatCount(state.GetRate(state.PacketsHere)) + " packets/s, " +
          FormatCount(state.GetRate(state.Interactions)) + " interactions/s, " +
          FormatTime(state.SecondsLeft) + " left";
 }
@@ -71,7 +71,7 @@ std::string FormatProgressJson(const trelRunState& state)
   text << "{\"share\": " << state.GetShare() << ", \"packets\": " << state.Packets
        << ", \"packets_asked\": " << state.PacketsAsked
        << ", \"interactions\": " << state.Interactions
-       << ", \"packets_per_second\": " << state.GetRate(state.Packets)
+       << ", \"packets_per_second\": " << state.GetRate(state.PacketsHere)
        << ", \"seconds\": " << state.Seconds << ", \"seconds_left\": ";
   if (state.SecondsLeft < 0.0) {
     text << "null";
