@@ -68,8 +68,7 @@ static void VisitGrids(const Record& record, Visit visit)
   }
 }
 
-std::vector<trelNumbers> trelBatchStatistics::ListBlocks(
-    const trelSimulationResult& result)
+std::vector<trelNumbers> trelBatchStatistics::ListBlocks(const trelSimulationResult& result)
 {
   std::vector<trelNumbers> blocks;
   const auto add = [&](double* cells, std::size_t number) { blocks.push_back({cells, number}); };

@@ -153,7 +153,7 @@ void trelExactMonteCarlo::PassState(bool hasOpen, trelStateArchive& archive)
                            static_cast<double>(hasOpen ? OpenInteractions : 0)};
   archive.Pass("packets_of_batch", shares);
   archive.Pass("first_and_number_of_batches", run);
-  archive.Pass("batches_packets_interactions_open_interactions", done);
+  archive.Pass(StateOfProgress, done);
   Summary.BatchesDone = static_cast<std::int64_t>(done[0]);
   Summary.Interactions = static_cast<std::uint64_t>(done[2]);
   if (hasOpen) {
@@ -500,8 +500,7 @@ void trelExactMonteCarlo::TakeBatch()
 /** The packets of each entry, of which all have had the same share of batches. */
 void trelExactMonteCarlo::CountFlown()
 {
-  Summary.PacketsFlown =
-      static_cast<std::uint64_t>(Summary.BatchesDone * Plan.GetPacketsOfBatch());
+  Summary.PacketsFlown = static_cast<std::uint64_t>(Summary.BatchesDone * Plan.GetPacketsOfBatch());
   for (const trelRunEntry& entry : Plan.GetEntries()) {
     Summary.Flown.push_back({(entry.Entry >> 32) + 1, entry.Spectrum->GetWavelength(),
                              static_cast<std::uint64_t>(entry.Packets),

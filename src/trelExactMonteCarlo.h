@@ -73,6 +73,8 @@ public:
   /** The number of the way that packets' histories are computed: it is raised whenever a history
    *  changes, so that results of different ones are never mixed. */
   static constexpr std::uint64_t Arithmetic = 1;
+  /** The part of a state that begins with the finished batches and the packets of the open one. */
+  static constexpr const char* StateOfProgress = "batches_packets_interactions_open_interactions";
 
   trelExactMonteCarlo();
   ~trelExactMonteCarlo() override;
@@ -87,6 +89,8 @@ public:
   /** In how many batches the packets are flown; their numbers are rounded up to a multiple. One,
    * the default, tells no errors and needs no grids beside those of the result. */
   trelSetGetMacro(std::int64_t, Batches)
+  /** Whether there are batches, to which a run that goes on may add. */
+  bool HasStatistics() const { return Batches != 1 || Origin; }
   /** The packets of the run, all sources together in their proportion; 0, the default, for as many
    *  as the model has. */
   trelSetGetMacro(std::int64_t, Packets)
@@ -127,8 +131,6 @@ private:
   };
 
   bool Prepare(int threads);
-  /** Whether there are batches, to which a run that goes on may add. */
-  bool HasStatistics() const { return Batches != 1 || Origin; }
   bool MakePlan();
   bool TakeRange();
   bool ContinuePlan();

@@ -50,9 +50,11 @@ bool trelLabelledResultWriter::Execute()
     ErrorMacro("No data to write!");
     return false;
   }
-  trelNetcdfFile file;
+  trelNetcdfFile own;
+  trelNetcdfFile& file = File ? *File : own;
+  if (!File) own.Create(GetFileName(0));
   File = &file;
-  if (file.Create(GetFileName(0))) WriteFile();
+  if (file.GetFault().empty()) WriteFile();
   const bool isWritten = file.Commit();
   File = nullptr;
   if (!isWritten) ErrorMacro(file.GetFault());
@@ -81,13 +83,7 @@ void trelLabelledResultWriter::WriteRecord()
 {
   File->SetText("", "Conventions", "CF-1.10");
   File->SetText("", "title", "Monte Carlo simulation of light in tissue");
-  File->SetText("", "rules", GetRulesName(Parameter->GetRules()));
-  for (const auto& [name, text] : Record.GetTexts())
-    File->SetText("", name.c_str(), text);
-  for (const auto& [name, value] : Record.GetReals())
-    File->SetReal("", name.c_str(), value);
-  for (const auto& [name, count] : Record.GetCounts())
-    File->SetCount("", name.c_str(), count);
+  Record.Write(*File);
 }
 
 void trelLabelledResultWriter::WriteWavelengths()

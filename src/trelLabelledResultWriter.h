@@ -36,6 +36,9 @@ public:
   /** What the file says of the run. Default nothing. */
   void SetRecord(const trelRunRecord& record) { Record = record; }
 
+  /** Writes the rest of a file that was begun with the first file name. Default: begins it. */
+  void SetFile(trelNetcdfFile* file) { File = file; }
+
   /** Writes the first file name. Either all of it is there afterwards or, false after a report,
    *  what was there before. */
   bool Execute() override;
@@ -79,9 +82,9 @@ private:
   trelSimulationResult* Errors = nullptr;
   trelSimulationParameter* Parameter = nullptr;
   trelRunRecord Record;
-  // While Execute() runs:
   trelNetcdfFile* File = nullptr;
-  std::vector<int> Order;  ///< numbers of the records from the shortest wavelength on
+  std::vector<int>
+      Order;  ///< while Execute() runs, numbers of the records from the shortest wavelength on
 };
 
 #endif

@@ -16,7 +16,6 @@
 #include <system_error>
 
 #include "trelCheckText.h"
-#include "trelExactMonteCarlo.h"
 #include "trelLabelledResultWriter.h"
 #include "trelLightSource.h"
 #include "trelList.h"
@@ -119,6 +118,7 @@ trelRunDriver::trelRunDriver(const trelRunOptions& options, std::ostream& log,
       Messages(messages),
       Findings(options.Rules),
       Check(Findings),
+      Keeper(Base, Record),
       Control(options.Control ? *options.Control : OwnControl)
 {
   activeDriver = this;
@@ -424,16 +424,52 @@ int trelRunDriver::RunModel()
   if (!CanWrite()) return RunNotWritten;
   if (WritesLabelled()) {
     Record.Add("source", Options.Program);
+    Record.Add("arithmetic", trelExactMonteCarlo::Arithmetic);
     Record.AddModel(Options.Model, *Parameter);
     Record.AddMachine();
+    const int status = TakeOrigin();
+    if (status != RunDone) return status;
   }
   if (!Options.IsQuiet) {
-    const std::uint64_t packets = Options.Packets > 0 ? static_cast<std::uint64_t>(Options.Packets)
-                                                      : static_cast<std::uint64_t>(Check.Packets);
-    Log << Options.Model << ": " << packets << " packets on " << Parameter->GetThreadNumber()
+    const auto packets = Options.Packets > 0 ? Options.Packets : static_cast<std::int64_t>(Check.Packets);
+    Log << Options.Model << ": ";
+    if (Options.IsContinued) {
+      Log << "goes on from " << Keeper.GetOriginName();
+    } else {
+      Log << packets << " packets";
+    }
+    Log << " on " << Parameter->GetThreadNumber()
         << (Parameter->GetThreadNumber() == 1 ? " thread" : " threads") << std::endl;
   }
   return Simulate();
+}
+
+/** Opens what the run goes on from, if it does. */
+int trelRunDriver::TakeOrigin()
+{
+  const auto refuse = [&](const std::string& text, const char* remedy) {
+    Messages << Options.Program << ": error: the run cannot go on: " << text
+             << "\n      = " << remedy << std::endl;
+  };
+  if (!Options.IsContinued) {
+    if (Keeper.HasCheckpoint())
+      Tell(false,
+           "there is a checkpoint of a run that did not end, which this one replaces:"
+           " --continue would go on from it");
+    return RunDone;
+  }
+  const std::string fault = Keeper.Open();
+  if (!fault.empty()) {
+    refuse(fault, "name its base with -o, or run without --continue");
+    return RunNotWritten;
+  }
+  std::string difference = Keeper.FindDifference();
+  if (difference.empty() && Options.Seed && *Options.Seed != Keeper.GetSeed())
+    difference = "the seed";
+  if (difference.empty()) return RunDone;
+  refuse(difference + " is not that of " + Keeper.GetOriginName(),
+         "run without --continue, or as that run was made");
+  return RunFailed;
 }
 
 /** What the options say of an exact run. Its seed is told before the packets, so that a run that
@@ -445,16 +481,27 @@ void trelRunDriver::Configure(trelOpticalSimulationFilter& filter)
   auto* exact = dynamic_cast<trelExactMonteCarlo*>(filter.GetMediumFilter());
   if (!exact) return;
   if (Options.Seed) exact->SetSeed(*Options.Seed);
+  if (Keeper.GetOrigin()) {
+    exact->SetSeed(Keeper.GetSeed());
+    exact->ContinueFrom(Keeper.GetOrigin());
+  }
   exact->SetPackets(Options.Packets);
-  exact->SetBatches(Options.Batches);
+  exact->SetBatches(CountBatches());
+  exact->SetRange(Options.Range);
   exact->SetControl(&Control);
+  Record.Add("seed", exact->GetSeed());
+  std::ostream* const log = Options.IsQuiet ? nullptr : &Log;
+  if (WritesLabelled() && exact->HasStatistics())
+    Keeper.Watch(*exact, Control, Options.CheckpointSeconds, log, Messages);
   if (Options.Progress != ProgressNone) {
     exact->AddDependent(
         new trelRunProgress(Control, Options.Progress, Options.Columns, Options.Model, Messages));
   }
-  if (!Options.IsQuiet)
-    Log << "seed " << exact->GetSeed() << ", batches " << Options.Batches
-        << " (numbers of packets are rounded up to a multiple)" << std::endl;
+  if (!log) return;
+  *log << "seed " << exact->GetSeed();
+  if (CountBatches() > 0)
+    *log << ", batches " << CountBatches() << " (numbers of packets are rounded up to a multiple)";
+  *log << std::endl;
 }
 
 int trelRunDriver::Simulate()
@@ -475,6 +522,7 @@ int trelRunDriver::Simulate()
   const bool isWritten = DoStage(Running, "writing the results",
                                  [&] { return WriteResults(*filter, seconds.count()); });
   if (!isWritten) return RunNotWritten;
+  if (WritesLabelled() && exact && !exact->GetSummary().EndedEarly()) Keeper.RemoveCheckpoint();
   if (!Options.IsQuiet) Summarize(*filter, seconds.count());
   if (reason > 0) return stopped;
   return isDone ? RunDone : RunFailed;
@@ -499,7 +547,7 @@ void trelRunDriver::TellStop(const trelExactSummary& summary)
            << flown.str()
            << (summary.IsToScale() ? "; the results are of the finished batches"
                                    : "; nothing is written: no batch was finished")
-           << std::endl;
+           << (Keeper.HasCheckpoint() ? "; --continue goes on from here" : "") << std::endl;
 }
 
 bool trelRunDriver::WriteResults(trelOpticalSimulationFilter& filter, double seconds)
@@ -515,7 +563,8 @@ bool trelRunDriver::WriteResults(trelOpticalSimulationFilter& filter, double sec
 bool trelRunDriver::WriteLabelled(trelOpticalSimulationFilter& filter, double seconds)
 {
   const auto& exact = dynamic_cast<const trelExactMonteCarlo&>(*filter.GetMediumFilter());
-  Record.Add("seed", exact.GetSeed());
+  const trelPacketRange range = exact.GetRange();
+  Record.Add("packet_range", std::to_string(range.First) + ":" + std::to_string(range.Number));
   Record.Add("packets", exact.GetSummary().PacketsFlown);
   Record.Add("batches", static_cast<std::uint64_t>(exact.GetSummary().BatchesDone));
   if (exact.GetSummary().EndedEarly()) Record.Add("partial", std::uint64_t{1});
@@ -527,6 +576,7 @@ bool trelRunDriver::WriteLabelled(trelOpticalSimulationFilter& filter, double se
   writer->SetInput(filter.GetOutput(), Parameter);
   writer->SetErrors(exact.GetStatistics().GetErrors());
   writer->SetRecord(Record);
+  writer->SetFile(Keeper.GetFile());
   return writer->Update();
 }
 

@@ -7,7 +7,9 @@
 #include <string>
 #include <vector>
 
+#include "trelExactMonteCarlo.h"
 #include "trelModelCheck.h"
+#include "trelRunKeeper.h"
 #include "trelRunProgress.h"
 #include "trelRunRecord.h"
 
@@ -52,7 +54,12 @@ struct trelRunOptions
   // Of exact runs.
   std::optional<std::uint64_t> Seed;  ///< none: of the system's entropy
   std::int64_t Packets = 0;           ///< of all sources together; 0: as in the model
-  std::int64_t Batches = 20;
+  /** None: 20, or in a run that goes on as many as it was to have. */
+  std::optional<std::int64_t> Batches;
+  trelPacketRange Range;     ///< fly only these packets of the run
+  bool IsContinued = false;  ///< go on from the result that is there
+  /** How often the state is kept beside the result, s; 0: only when the run is stopped. */
+  double CheckpointSeconds = 60.0;
   std::vector<trelCoefficientChange> Changes;
   bool IsCheck = false;  ///< look at the model, and stop
   bool IsQuiet = false;
@@ -109,6 +116,7 @@ private:
   double MeasureSeconds();
   double RunPackets();
   int Simulate();
+  int TakeOrigin();
   void Configure(class trelOpticalSimulationFilter& filter);
   void TellStop(const struct trelExactSummary& summary);
   bool CanWrite();
@@ -116,6 +124,10 @@ private:
   void LogTotals(const class trelMediumResult& record);
   void Summarize(class trelOpticalSimulationFilter& filter, double seconds);
   bool WritesLabelled() const { return Base != "-" && Options.Rules == RulesExact; }
+  std::int64_t CountBatches() const
+  {
+    return Options.Batches.value_or(Options.IsContinued ? 0 : DefaultBatches);
+  }
   bool WritesText() const
   {
     return Base != "-" && (Options.WritesText || Options.Rules == RulesClassic);
@@ -127,6 +139,8 @@ private:
   bool WriteLabelled(class trelOpticalSimulationFilter& filter, double seconds);
   std::string FindBase() const;
 
+  static constexpr std::int64_t DefaultBatches = 20;
+
   const trelRunOptions Options;
   const std::string Base;
   std::ostream& Log;
@@ -134,6 +148,7 @@ private:
   trelModelFindings Findings;
   trelModelCheck Check;
   trelRunRecord Record;
+  trelRunKeeper Keeper;
   trelRunControl OwnControl;
   trelRunControl& Control;
   Stages Stage = Reading;

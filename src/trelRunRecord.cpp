@@ -7,14 +7,19 @@
 #include <ctime>
 #include <fstream>
 #include <set>
+#include <sstream>
 
 #include "trelClock.h"
 #include "trelLightSource.h"
 #include "trelList.h"
 #include "trelMCTetrahedron.h"
 #include "trelMedium.h"
+#include "trelNetcdfFile.h"
+#include "trelOpticalParameter.h"
 #include "trelPaths.h"
+#include "trelResultLabels.h"
 #include "trelSimulationParameter.h"
+#include "trelText.h"
 #include "trelTissue.h"
 
 /** Gives @p use each piece of a regular file; false if it cannot be read to its end. */
@@ -67,6 +72,58 @@ static std::set<std::string> FindMeshFiles(const trelSimulationParameter& parame
   return files;
 }
 
+std::string trelRunRecord::GetText(const std::string& name) const
+{
+  for (const auto& [key, text] : Texts)
+    if (key == name) return text;
+  return "";
+}
+
+void trelRunRecord::Write(trelNetcdfFile& file) const
+{
+  for (const auto& [name, text] : Texts)
+    file.SetText("", name.c_str(), text);
+  for (const auto& [name, value] : Reals)
+    file.SetReal("", name.c_str(), value);
+  for (const auto& [name, count] : Counts)
+    file.SetCount("", name.c_str(), count);
+}
+
+/** A model without what may differ between runs that are one: the numbers of packets and of
+ *  threads, comments and blanks. */
+static std::string TakeOutPackets(const std::string& model)
+{
+  std::istringstream lines(model);
+  std::string line, kept;
+  while (std::getline(lines, line)) {
+    std::istringstream text(line);
+    std::vector<std::string> words;
+    for (std::string word; text >> word;)
+      words.push_back(word);
+    if (words.empty() || words[0][0] == '#' || EqualWords(words[0], "threadnum")) continue;
+    if (EqualWords(words[0], "lightsourcespectrumindex") && words.size() > 3) words[3] = "packets";
+    for (const std::string& word : words)
+      kept += word + ' ';
+    kept += '\n';
+  }
+  return kept;
+}
+
+/** All coefficients to the last digit. */
+static std::string ListCoefficients(const trelSimulationParameter& parameter)
+{
+  std::string text;
+  for (int i = 0; i < parameter.GetNumberOfTissues(); ++i) {
+    for (int j = 0; const auto* optics = parameter.GetTissue(i)->GetOpticalParameter(j); ++j) {
+      char line[160];
+      std::snprintf(line, sizeof line, "%d %d %a %a %a %a\n", i, j, optics->GetAbsorption(),
+                    optics->GetScattering(), optics->GetAnisotropy(), optics->GetRefractiveIndex());
+      text += line;
+    }
+  }
+  return text;
+}
+
 void trelRunRecord::AddModel(const std::string& model, const trelSimulationParameter& parameter)
 {
   std::string text;
@@ -74,6 +131,9 @@ void trelRunRecord::AddModel(const std::string& model, const trelSimulationParam
   Add("model_file", model);
   Add("model", text);
   Add("model_sha256", ComputeHash(text));
+  Add("model_without_packets_sha256", ComputeHash(TakeOutPackets(text)));
+  Add("coefficients_sha256", ComputeHash(ListCoefficients(parameter)));
+  Add("rules", std::string(GetRulesName(parameter.GetRules())));
   std::string names, hashes;
   for (const std::string& file : FindMeshFiles(parameter)) {
     const char* between = names.empty() ? "" : "\n";

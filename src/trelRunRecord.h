@@ -23,14 +23,15 @@ public:
   void Add(const char* name, std::uint64_t value) { Counts.emplace_back(name, value); }
 
   /** The text of the parameter file @p model, and the SHA-256 of it and of the meshes that @p
-   *  parameter has read. */
+   *  parameter has read; its rules, and a hash of the coefficients in force. */
   void AddModel(const std::string& model, const trelSimulationParameter& parameter);
   /** Compiler, date (UTC, ISO 8601) and the processor of this machine. */
   void AddMachine();
 
-  const std::vector<std::pair<std::string, std::string>>& GetTexts() const { return Texts; }
-  const std::vector<std::pair<std::string, double>>& GetReals() const { return Reals; }
-  const std::vector<std::pair<std::string, std::uint64_t>>& GetCounts() const { return Counts; }
+  /** A text that was added; empty if none was. */
+  std::string GetText(const std::string& name) const;
+  /** Writes all as attributes of @p file. */
+  void Write(class trelNetcdfFile& file) const;
 
 private:
   std::vector<std::pair<std::string, std::string>> Texts;

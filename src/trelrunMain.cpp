@@ -30,6 +30,7 @@ struct trelrunWords
   std::vector<const CLI::Option*> Exact;  ///< that the classic rules do not have
   std::string Progress = "auto";
   std::optional<double> MaximumSeconds;
+  std::string Range;
 };
 
 static constexpr std::int64_t mostPackets = 1000000000000000;
@@ -80,7 +81,16 @@ static void Describe(CLI::App& app, trelRunOptions& options, trelrunWords& words
       app.add_option("--batches", options.Batches,
                      "Runs on a smaller scale from whose scatter errors come (default: 20); the"
                      " packets of each source are rounded up to a multiple")
-          ->check(CLI::Range(std::int64_t{1}, mostBatches))};
+          ->check(CLI::Range(std::int64_t{1}, mostBatches)),
+      app.add_flag("--continue", options.IsContinued,
+                   "Go on from BASE.nc, or its checkpoint, to --packets or --batches as the new"
+                   " total"),
+      app.add_option("--checkpoint", options.CheckpointSeconds,
+                     "Keep what is done beside the result every so many seconds (default: 60); 0:"
+                     " only when the run is stopped")
+          ->check(CLI::Range(0.0, 1e9)),
+      app.add_option("--packet-range", words.Range,
+                     "FIRST:COUNT: fly only these packets of the run, whole batches of it")};
   app.add_option("--rules", words.Rules, "exact (default), or classic: those of trel")
       ->check(CLI::IsMember({"exact", "classic"}));
   CLI::Option* check = app.add_flag("--check", options.IsCheck, "Look at the model, and stop");
@@ -131,6 +141,30 @@ static std::string FindOptionFault(const trelrunWords& words, const trelRunOptio
       return option->get_name() +
              ": not with --rules classic, whose streams are seeded by the clock";
   }
+  return "";
+}
+
+/** What is wrong with the packets that are asked for, or empty. */
+static std::string TakePackets(const trelrunWords& words, trelRunOptions& options)
+{
+  if (options.IsContinued && options.Base == "-")
+    return "--continue: -o - has no result to go on from";
+  if (words.Range.empty()) return "";
+  const std::size_t colon = words.Range.find(':');
+  std::int64_t numbers[2] = {};
+  const std::string parts[2] = {words.Range.substr(0, colon),
+                                colon == std::string::npos ? "" : words.Range.substr(colon + 1)};
+  for (int i = 0; i < 2; ++i) {
+    const std::string& text = parts[i];
+    const bool isNumber = !text.empty() && text.size() < 19 &&
+                          text.find_first_not_of("0123456789") == std::string::npos;
+    if (!isNumber) return "--packet-range: expected FIRST:COUNT, two whole numbers";
+    numbers[i] = std::stoll(text);
+  }
+  if (numbers[1] == 0) return "--packet-range: expected one packet or more behind the colon";
+  if (options.IsContinued) return "--packet-range: not with --continue, which keeps the range";
+  if (options.Batches == 1) return "--packet-range: expected several --batches";
+  options.Range = {numbers[0], numbers[1]};
   return "";
 }
 
@@ -188,6 +222,7 @@ static int RunProgram(int argc, char** argv)
   std::string fault = FindOptionFault(words, options);
   if (fault.empty()) fault = TakeChanges(words, options);
   if (fault.empty()) fault = TakeWatch(words, options);
+  if (fault.empty()) fault = TakePackets(words, options);
   if (!fault.empty()) {
     std::cerr << programName << ": error: " << fault << '\n';
     return RunUsage;
