@@ -128,4 +128,4 @@ trel_subsystem(check
 trel_subsystem(driver
   MAY_USE framework model parameter_file results labelled_results free_space transport
           check
-  CLASSES trelOpticalSimulationFilter trelDriver trelRunProgress trelRunKeeper trelRunDriver)
+  CLASSES trelOpticalSimulationFilter trelDriver trelRunProgress trelRunKeeper trelRunOrigin trelRunDriver trelRunMerge)

@@ -121,17 +121,18 @@ bool trelExactMonteCarlo::TakeRange()
 /** The batches stay as large as they were; how many there are to be is given or as it was. */
 bool trelExactMonteCarlo::ContinuePlan()
 {
-  std::vector<double> shares = Plan.GetShares(), run(2);
+  std::vector<double> shares = Plan.GetShares(), first(1), number(1);
   Origin->Pass("packets_of_batch", shares);
-  Origin->Pass("first_and_number_of_batches", run);
+  Origin->Pass("first_batch", first);
+  Origin->Pass("number_of_batches", number);
   constexpr double most = 9007199254740992.0;
   const auto isCount = [](double count) { return count >= 0.0 && count <= most; };
-  if (!Plan.SetShares(shares) || !isCount(run[0]) || !isCount(run[1])) {
-    ErrorMacro("The state of the run cannot be read");
+  if (!Origin->IsSound() || !Plan.SetShares(shares) || !isCount(first[0]) || !isCount(number[0])) {
+    ErrorMacro("The state of the run cannot be read, or the packets of a batch differ");
     return false;
   }
-  FirstBatch = static_cast<std::int64_t>(run[0]);
-  auto batches = static_cast<std::int64_t>(run[1]);
+  FirstBatch = static_cast<std::int64_t>(first[0]);
+  auto batches = static_cast<std::int64_t>(number[0]);
   if (Packets > 0) batches = (Packets - 1) / Plan.GetPacketsOfBatch() + 1;
   if (Batches > 0) batches = Batches;
   Plan.SetBatches(batches);
@@ -146,13 +147,15 @@ trelPacketRange trelExactMonteCarlo::GetRange() const
 void trelExactMonteCarlo::PassState(bool hasOpen, trelStateArchive& archive)
 {
   std::vector<double> shares = Plan.GetShares();
-  std::vector<double> run{static_cast<double>(FirstBatch), static_cast<double>(Plan.GetBatches())};
+  std::vector<double> first{static_cast<double>(FirstBatch)};
+  std::vector<double> number{static_cast<double>(Plan.GetBatches())};
   const auto next = hasOpen ? NextPacket.load() : 0;
   std::vector<double> done{static_cast<double>(Summary.BatchesDone), static_cast<double>(next),
                            static_cast<double>(Summary.Interactions),
                            static_cast<double>(hasOpen ? OpenInteractions : 0)};
   archive.Pass("packets_of_batch", shares);
-  archive.Pass("first_and_number_of_batches", run);
+  archive.Pass("first_batch", first);
+  archive.Pass("number_of_batches", number);
   archive.Pass(StateOfProgress, done);
   Summary.BatchesDone = static_cast<std::int64_t>(done[0]);
   Summary.Interactions = static_cast<std::uint64_t>(done[2]);

@@ -91,6 +91,15 @@ std::string ReadCoefficientChange(const std::string& text, trelCoefficientChange
   return FindValueFault(*change);
 }
 
+std::string FormatCoefficientChange(const trelCoefficientChange& change)
+{
+  std::ostringstream text;
+  text << std::setprecision(17) << change.Tissue;
+  if (!change.IsAtAll) text << '@' << change.Wavelength;
+  text << '.' << change.Name << '=' << change.Value;
+  return text.str();
+}
+
 std::string FindValueFault(const trelCoefficientChange& change)
 {
   const trelRunDriverCoefficient& coefficient = *FindCoefficient(change.Name);
@@ -119,6 +128,7 @@ trelRunDriver::trelRunDriver(const trelRunOptions& options, std::ostream& log,
       Findings(options.Rules),
       Check(Findings),
       Keeper(Base, Record),
+      Origin(options.Parts ? *options.Parts : OwnOrigin),
       Control(options.Control ? *options.Control : OwnControl)
 {
   activeDriver = this;
@@ -423,52 +433,68 @@ int trelRunDriver::RunModel()
 {
   if (!CanWrite()) return RunNotWritten;
   if (WritesLabelled()) {
-    Record.Add("source", Options.Program);
-    Record.Add("arithmetic", trelExactMonteCarlo::Arithmetic);
-    Record.AddModel(Options.Model, *Parameter);
-    Record.AddMachine();
+    MakeRecord();
     const int status = TakeOrigin();
     if (status != RunDone) return status;
   }
-  if (!Options.IsQuiet) {
-    const auto packets = Options.Packets > 0 ? Options.Packets : static_cast<std::int64_t>(Check.Packets);
-    Log << Options.Model << ": ";
-    if (Options.IsContinued) {
-      Log << "goes on from " << Keeper.GetOriginName();
-    } else {
-      Log << packets << " packets";
-    }
-    Log << " on " << Parameter->GetThreadNumber()
-        << (Parameter->GetThreadNumber() == 1 ? " thread" : " threads") << std::endl;
-  }
+  if (!Options.IsQuiet) LogStart();
   return Simulate();
+}
+
+void trelRunDriver::MakeRecord()
+{
+  Record.Add("source", Options.Program);
+  Record.Add("arithmetic", trelExactMonteCarlo::Arithmetic);
+  Record.AddModel(Options.Model, Options.ModelName.empty() ? Options.Model : Options.ModelName,
+                  *Parameter);
+  std::string changes;
+  for (const trelCoefficientChange& change : Options.Changes)
+    changes += (changes.empty() ? "" : "\n") + FormatCoefficientChange(change);
+  if (!changes.empty()) Record.Add("changed_coefficients", changes);
+  Record.AddMachine();
+}
+
+void trelRunDriver::LogStart()
+{
+  const auto packets =
+      Options.Packets > 0 ? Options.Packets : static_cast<std::int64_t>(Check.Packets);
+  Log << Options.Model << ": ";
+  if (Origin.IsOpen()) {
+    Log << (Options.Parts ? "put together from " : "goes on from ") << Origin.GetName()
+        << (Options.Parts ? " and others" : "");
+  } else {
+    Log << packets << " packets";
+  }
+  Log << " on " << Parameter->GetThreadNumber()
+      << (Parameter->GetThreadNumber() == 1 ? " thread" : " threads") << std::endl;
 }
 
 /** Opens what the run goes on from, if it does. */
 int trelRunDriver::TakeOrigin()
 {
   const auto refuse = [&](const std::string& text, const char* remedy) {
-    Messages << Options.Program << ": error: the run cannot go on: " << text
-             << "\n      = " << remedy << std::endl;
+    Messages << Options.Program << ": error: the run cannot "
+             << (Options.Parts ? "be put together: " : "go on: ") << text << "\n      = " << remedy
+             << std::endl;
   };
-  if (!Options.IsContinued) {
-    if (Keeper.HasCheckpoint())
-      Tell(false,
-           "there is a checkpoint of a run that did not end, which this one replaces:"
-           " --continue would go on from it");
-    return RunDone;
+  if (Options.IsContinued) {
+    const std::string fault =
+        Origin.OpenContinued(Keeper.GetResultName(), Keeper.GetCheckpointName());
+    if (!fault.empty()) {
+      refuse(fault, "name its base with -o, or run without --continue");
+      return RunNotWritten;
+    }
+  } else if (Keeper.HasCheckpoint()) {
+    Tell(false,
+         "there is a checkpoint of a run that did not end, which this one replaces:"
+         " --continue would go on from it");
   }
-  const std::string fault = Keeper.Open();
-  if (!fault.empty()) {
-    refuse(fault, "name its base with -o, or run without --continue");
-    return RunNotWritten;
-  }
-  std::string difference = Keeper.FindDifference();
-  if (difference.empty() && Options.Seed && *Options.Seed != Keeper.GetSeed())
-    difference = "the seed";
+  if (!Origin.IsOpen()) return RunDone;
+  std::string difference = Origin.FindDifference(Record);
+  if (difference.empty() && Options.Seed && *Options.Seed != Origin.GetSeed())
+    difference = "the seed is not that of " + Origin.GetName();
   if (difference.empty()) return RunDone;
-  refuse(difference + " is not that of " + Keeper.GetOriginName(),
-         "run without --continue, or as that run was made");
+  refuse(difference, "give model and options as that run had them");
   return RunFailed;
 }
 
@@ -481,15 +507,15 @@ void trelRunDriver::Configure(trelOpticalSimulationFilter& filter)
   auto* exact = dynamic_cast<trelExactMonteCarlo*>(filter.GetMediumFilter());
   if (!exact) return;
   if (Options.Seed) exact->SetSeed(*Options.Seed);
-  if (Keeper.GetOrigin()) {
-    exact->SetSeed(Keeper.GetSeed());
-    exact->ContinueFrom(Keeper.GetOrigin());
+  if (Origin.IsOpen()) {
+    exact->SetSeed(Origin.GetSeed());
+    exact->ContinueFrom(Origin.GetState());
   }
   exact->SetPackets(Options.Packets);
   exact->SetBatches(CountBatches());
   exact->SetRange(Options.Range);
   exact->SetControl(&Control);
-  Record.Add("seed", exact->GetSeed());
+  if (Origin.IsOneRun()) Record.Add("seed", exact->GetSeed());
   std::ostream* const log = Options.IsQuiet ? nullptr : &Log;
   if (WritesLabelled() && exact->HasStatistics())
     Keeper.Watch(*exact, Control, Options.CheckpointSeconds, log, Messages);
@@ -564,7 +590,10 @@ bool trelRunDriver::WriteLabelled(trelOpticalSimulationFilter& filter, double se
 {
   const auto& exact = dynamic_cast<const trelExactMonteCarlo&>(*filter.GetMediumFilter());
   const trelPacketRange range = exact.GetRange();
-  Record.Add("packet_range", std::to_string(range.First) + ":" + std::to_string(range.Number));
+  const std::vector<trelFlownRange> own = {{exact.GetSeed(),
+                                            static_cast<std::uint64_t>(range.First),
+                                            static_cast<std::uint64_t>(range.Number)}};
+  Record.Add("packet_ranges", FormatRanges(Options.Parts ? Origin.GetRanges() : own));
   Record.Add("packets", exact.GetSummary().PacketsFlown);
   Record.Add("batches", static_cast<std::uint64_t>(exact.GetSummary().BatchesDone));
   if (exact.GetSummary().EndedEarly()) Record.Add("partial", std::uint64_t{1});

@@ -10,6 +10,7 @@
 #include "trelExactMonteCarlo.h"
 #include "trelModelCheck.h"
 #include "trelRunKeeper.h"
+#include "trelRunOrigin.h"
 #include "trelRunProgress.h"
 #include "trelRunRecord.h"
 
@@ -38,6 +39,8 @@ struct trelCoefficientChange
 
 /** Reads "TISSUE.NAME=VALUE" or "TISSUE@WAVELENGTH.NAME=VALUE"; what is wrong with it, or empty. */
 std::string ReadCoefficientChange(const std::string& text, trelCoefficientChange* change);
+/** The same as a text that can be read. */
+std::string FormatCoefficientChange(const trelCoefficientChange& change);
 /** What is wrong with the value of a change, or empty. */
 std::string FindValueFault(const trelCoefficientChange& change);
 
@@ -58,6 +61,9 @@ struct trelRunOptions
   std::optional<std::int64_t> Batches;
   trelPacketRange Range;     ///< fly only these packets of the run
   bool IsContinued = false;  ///< go on from the result that is there
+  /** Puts these together instead of flying packets; lives longer than the driver. */
+  trelRunOrigin* Parts = nullptr;
+  std::string ModelName;  ///< as the result has it; empty: Model
   /** How often the state is kept beside the result, s; 0: only when the run is stopped. */
   double CheckpointSeconds = 60.0;
   std::vector<trelCoefficientChange> Changes;
@@ -117,6 +123,8 @@ private:
   double RunPackets();
   int Simulate();
   int TakeOrigin();
+  void MakeRecord();
+  void LogStart();
   void Configure(class trelOpticalSimulationFilter& filter);
   void TellStop(const struct trelExactSummary& summary);
   bool CanWrite();
@@ -126,6 +134,7 @@ private:
   bool WritesLabelled() const { return Base != "-" && Options.Rules == RulesExact; }
   std::int64_t CountBatches() const
   {
+    if (Options.Parts) return Origin.GetBatches();
     return Options.Batches.value_or(Options.IsContinued ? 0 : DefaultBatches);
   }
   bool WritesText() const
@@ -149,6 +158,8 @@ private:
   trelModelCheck Check;
   trelRunRecord Record;
   trelRunKeeper Keeper;
+  trelRunOrigin OwnOrigin;
+  trelRunOrigin& Origin;
   trelRunControl OwnControl;
   trelRunControl& Control;
   Stages Stage = Reading;

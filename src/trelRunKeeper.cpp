@@ -5,7 +5,6 @@
 #include <filesystem>
 #include <ostream>
 #include <system_error>
-#include <utility>
 
 #include "trelExactMonteCarlo.h"
 #include "trelPaths.h"
@@ -27,56 +26,6 @@ bool trelRunKeeper::HasCheckpoint() const
 {
   std::error_code error;
   return fs::exists(NativePath(CheckpointName), error);
-}
-
-trelRunKeeper::Candidate trelRunKeeper::OpenCandidate(const std::string& name)
-{
-  Candidate found;
-  found.File = std::make_unique<trelNetcdfInput>();
-  found.Fault = found.File->Open(name);
-  if (!found.Fault.empty()) return found;
-  double done[2] = {};
-  const std::string variable = GetStateVariable(trelExactMonteCarlo::StateOfProgress);
-  if (!found.File->GetCount("seed", &found.Seed) || !found.File->Get(variable, 0, 2, done))
-    found.Fault = "it holds no state of a run in batches, or is of another program";
-  found.Batches = done[0];
-  found.Packets = done[1];
-  return found;
-}
-
-std::string trelRunKeeper::Open()
-{
-  Candidate result = OpenCandidate(ResultName);
-  if (HasCheckpoint()) {
-    Candidate checkpoint = OpenCandidate(CheckpointName);
-    if (!checkpoint.Fault.empty()) return CheckpointName + ": " + checkpoint.Fault;
-    if (result.Fault.empty() && result.Seed != checkpoint.Seed)
-      return ResultName + " and " + CheckpointName + " are of different runs: remove one of them";
-    OriginName = CheckpointName;
-    if (!result.Fault.empty() || result.IsBehind(checkpoint)) result = std::move(checkpoint);
-  }
-  if (!result.Fault.empty()) return ResultName + ": " + result.Fault;
-  if (OriginName.empty()) OriginName = ResultName;
-  Origin = std::move(result.File);
-  Reader = std::make_unique<trelRunStateReader>(*Origin);
-  Seed = result.Seed;
-  return "";
-}
-
-std::string trelRunKeeper::FindDifference() const
-{
-  static const std::pair<const char*, const char*> kept[] = {
-      {"rules", "the rules"},
-      {"model_without_packets_sha256", "the model"},
-      {"mesh_sha256", "a mesh"},
-      {"coefficients_sha256", "a coefficient"}};
-  for (const auto& [name, words] : kept) {
-    if (Origin->GetText(name) != Record.GetText(name)) return words;
-  }
-  std::uint64_t arithmetic = 0;
-  const bool isSame =
-      Origin->GetCount("arithmetic", &arithmetic) && arithmetic == trelExactMonteCarlo::Arithmetic;
-  return isSame ? "" : "the arithmetic of the program";
 }
 
 void trelRunKeeper::Watch(trelExactMonteCarlo& run, trelRunControl& control, double seconds,

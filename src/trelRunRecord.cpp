@@ -124,11 +124,12 @@ static std::string ListCoefficients(const trelSimulationParameter& parameter)
   return text;
 }
 
-void trelRunRecord::AddModel(const std::string& model, const trelSimulationParameter& parameter)
+void trelRunRecord::AddModel(const std::string& model, const std::string& name,
+                             const trelSimulationParameter& parameter)
 {
   std::string text;
   ReadPieces(model, [&](const char* piece, std::size_t size) { text.append(piece, size); });
-  Add("model_file", model);
+  Add("model_file", name);
   Add("model", text);
   Add("model_sha256", ComputeHash(text));
   Add("model_without_packets_sha256", ComputeHash(TakeOutPackets(text)));

@@ -22,9 +22,10 @@ public:
   void Add(const char* name, double value) { Reals.emplace_back(name, value); }
   void Add(const char* name, std::uint64_t value) { Counts.emplace_back(name, value); }
 
-  /** The text of the parameter file @p model, and the SHA-256 of it and of the meshes that @p
-   *  parameter has read; its rules, and a hash of the coefficients in force. */
-  void AddModel(const std::string& model, const trelSimulationParameter& parameter);
+  /** The text of the parameter file @p model, which is called @p name, and the SHA-256 of it and of
+   * the meshes that @p parameter has read; its rules, and a hash of the coefficients in force. */
+  void AddModel(const std::string& model, const std::string& name,
+                const trelSimulationParameter& parameter);
   /** Compiler, date (UTC, ISO 8601) and the processor of this machine. */
   void AddMachine();
 

@@ -1,16 +1,89 @@
 #include "trelRunStateReader.h"
 
+#include <algorithm>
+#include <cstring>
+
 #include "trelNetcdfInput.h"
+
+/** Adds @p other to @p number, in most parts of a state; false if they cannot be of one run. */
+using trelCombine = bool (*)(double& number, double other);
+
+static trelCombine FindCombine(const char* name)
+{
+  if (std::strcmp(name, "packets_of_batch") == 0)
+    return [](double& number, double other) { return number == other; };
+  if (std::strcmp(name, "first_batch") == 0) {
+    return [](double& number, double other) {
+      number = std::min(number, other);
+      return true;
+    };
+  }
+  return [](double& number, double other) {
+    number += other;
+    return true;
+  };
+}
+
+static bool IsByBatch(const std::string& name)
+{
+  static const std::string ending = "_by_batch";
+  return name.size() > ending.size() &&
+         name.compare(name.size() - ending.size(), ending.size(), ending) == 0;
+}
+
+/** Fills the pieces from the files one behind the other. */
+bool trelRunStateReader::Join(const std::string& variable,
+                              const std::vector<trelNumbers>& pieces) const
+{
+  std::size_t length = 0;
+  for (const trelNetcdfInput* file : Files)
+    length += file->GetLength(variable);
+  if (length != CountNumbers(pieces)) return false;
+  auto file = Files.begin();
+  std::size_t first = 0;
+  for (trelNumbers piece : pieces) {
+    while (piece.Number > 0) {
+      const std::size_t number = std::min(piece.Number, (*file)->GetLength(variable) - first);
+      if (number > 0 && !(*file)->Get(variable, first, number, piece.First)) return false;
+      first += number;
+      piece = {piece.First + number, piece.Number - number};
+      if (piece.Number == 0) break;
+      ++file;
+      first = 0;
+    }
+  }
+  return true;
+}
+
+bool trelRunStateReader::Combine(const char* name, const std::string& variable,
+                                 const std::vector<trelNumbers>& pieces) const
+{
+  constexpr std::size_t most = 1 << 16;
+  const trelCombine combine = FindCombine(name);
+  std::vector<double> others;
+  for (const trelNetcdfInput* file : Files) {
+    if (file->GetLength(variable) != CountNumbers(pieces)) return false;
+    std::size_t first = 0;
+    for (trelNumbers piece : pieces) {
+      while (piece.Number > 0) {
+        others.resize(std::min(piece.Number, most));
+        const bool isFirst = file == Files.front();
+        double* const numbers = isFirst ? piece.First : others.data();
+        if (!file->Get(variable, first, others.size(), numbers)) return false;
+        for (std::size_t i = 0; i < others.size() && !isFirst; ++i)
+          if (!combine(piece.First[i], others[i])) return false;
+        first += others.size();
+        piece = {piece.First + others.size(), piece.Number - others.size()};
+      }
+    }
+  }
+  return true;
+}
 
 void trelRunStateReader::Pass(const char* name, const std::vector<trelNumbers>& pieces)
 {
   if (!IsSound()) return;
   const std::string variable = GetStateVariable(name);
-  bool isSet = File.GetLength(variable) == CountNumbers(pieces);
-  std::size_t first = 0;
-  for (const trelNumbers& piece : pieces) {
-    isSet = isSet && (piece.Number == 0 || File.Get(variable, first, piece.Number, piece.First));
-    first += piece.Number;
-  }
+  const bool isSet = IsByBatch(name) ? Join(variable, pieces) : Combine(name, variable, pieces);
   if (!isSet) Missing = name;
 }

@@ -32,7 +32,8 @@ inline std::string GetStateVariable(const char* name)
  *
  * Whoever has a part of the state passes it, name by name, in one function: one archive takes the
  * numbers, another one sets them, so that what is written and what is read cannot differ. Counts
- * are passed as numbers, too, which are exact up to 2^53.
+ * are passed as numbers, too, which are exact up to 2^53. Parts are sums, which are added where
+ * runs are put together, but for those whose names end in "_by_batch": lists that are joined.
  */
 class trelStateArchive
 {

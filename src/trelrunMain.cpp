@@ -15,6 +15,7 @@
 
 #include "trelProgramSignals.h"
 #include "trelRunDriver.h"
+#include "trelRunMerge.h"
 #include "trelThreads.h"
 #include "trelrunJson.h"
 
@@ -31,6 +32,7 @@ struct trelrunWords
   std::string Progress = "auto";
   std::optional<double> MaximumSeconds;
   std::string Range;
+  std::vector<std::string> Merged;
 };
 
 static constexpr std::int64_t mostPackets = 1000000000000000;
@@ -51,7 +53,7 @@ static std::string WriteOut(std::string& text)
 static void Describe(CLI::App& app, trelRunOptions& options, trelrunWords& words)
 {
   app.set_version_flag("--version", programName);
-  app.add_option("MODEL.trl", options.Model, "The parameter file")->required();
+  CLI::Option* model = app.add_option("MODEL.trl", options.Model, "The parameter file");
   app.add_option("-o,--output", options.Base,
                  "Base name of the result files (default: the model's, in the current folder);"
                  " - writes none");
@@ -91,6 +93,11 @@ static void Describe(CLI::App& app, trelRunOptions& options, trelrunWords& words
           ->check(CLI::Range(0.0, 1e9)),
       app.add_option("--packet-range", words.Range,
                      "FIRST:COUNT: fly only these packets of the run, whole batches of it")};
+  app.add_option("--merge", words.Merged,
+                 "OUT IN...: put results of parts of a run, or of runs of different seeds, together"
+                 " as OUT.nc, without a MODEL")
+      ->expected(3, CLI::detail::expected_max_vector_size)
+      ->excludes(model);
   app.add_option("--rules", words.Rules, "exact (default), or classic: those of trel")
       ->check(CLI::IsMember({"exact", "classic"}));
   CLI::Option* check = app.add_flag("--check", options.IsCheck, "Look at the model, and stop");
@@ -137,9 +144,12 @@ static std::string TakeChanges(const trelrunWords& words, trelRunOptions& option
 static std::string FindOptionFault(const trelrunWords& words, const trelRunOptions& options)
 {
   for (const CLI::Option* option : words.Exact) {
-    if (options.Rules == RulesClassic && option->count() > 0)
+    if (option->count() == 0) continue;
+    if (options.Rules == RulesClassic)
       return option->get_name() +
              ": not with --rules classic, whose streams are seeded by the clock";
+    if (!words.Merged.empty())
+      return option->get_name() + ": not with --merge, which flies no packets";
   }
   return "";
 }
@@ -214,6 +224,7 @@ static int RunProgram(int argc, char** argv)
   Describe(app, options, words);
   try {
     app.parse(argc, argv);
+    if (options.Model.empty() && words.Merged.empty()) throw CLI::RequiredError("MODEL.trl");
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? RunDone : RunUsage;
   }
@@ -226,6 +237,10 @@ static int RunProgram(int argc, char** argv)
   if (!fault.empty()) {
     std::cerr << programName << ": error: " << fault << '\n';
     return RunUsage;
+  }
+  if (!words.Merged.empty()) {
+    return trelRunMerge(options, std::cout, std::cerr)
+        .Run(words.Merged[0], {words.Merged.begin() + 1, words.Merged.end()});
   }
   static trelRunControl control;
   options.Control = &control;
