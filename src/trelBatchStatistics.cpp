@@ -219,6 +219,7 @@ void trelBatchStatistics::PassState(std::int64_t batches, bool hasOpen, trelStat
   if (hasOpen) archive.Pass("open_sums", ScoredBlocks[0]);
   const std::vector<double*> squares = ListTotals(*Squares);
   std::vector<trelNumbers> pieces;
+  pieces.reserve(squares.size());
   for (double* total : squares)
     pieces.push_back({total, 1});
   archive.Pass("total_squares", pieces);

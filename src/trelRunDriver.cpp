@@ -491,6 +491,8 @@ int trelRunDriver::TakeOrigin()
   }
   if (!Origin.IsOpen()) return RunDone;
   std::string difference = Origin.FindDifference(Record);
+  if (difference.empty() && Parameter->GetSavePhotonFlyTime())
+    difference = "photonflytime lists all packets, and the list is not kept";
   if (difference.empty() && Options.Seed && *Options.Seed != Origin.GetSeed())
     difference = "the seed is not that of " + Origin.GetName();
   if (difference.empty()) return RunDone;

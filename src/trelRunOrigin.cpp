@@ -60,7 +60,7 @@ std::string trelRunOrigin::OpenContinued(const std::string& result, const std::s
   std::error_code error;
   if (fs::exists(NativePath(checkpoint), error)) {
     File kept;
-    const std::string keptFault = Open(checkpoint, &kept);
+    std::string keptFault = Open(checkpoint, &kept);
     if (!keptFault.empty()) return keptFault;
     if (fault.empty() && file.Seed != kept.Seed)
       return result + " and " + checkpoint + " are of different runs: remove one of them";
@@ -78,7 +78,7 @@ std::string trelRunOrigin::OpenContinued(const std::string& result, const std::s
 
 std::string trelRunOrigin::OpenPart(const std::string& name, File* file)
 {
-  const std::string fault = Open(name, file);
+  std::string fault = Open(name, file);
   if (!fault.empty()) return fault;
   return ReadRanges(file->Input->GetText("packet_ranges"), &file->Ranges)
              ? ""
@@ -90,7 +90,7 @@ std::string trelRunOrigin::OpenPart(const std::string& name, File* file)
 std::string trelRunOrigin::OpenParts(const std::vector<std::string>& names)
 {
   for (const std::string& name : names) {
-    const std::string fault = OpenPart(name, &Files.emplace_back());
+    std::string fault = OpenPart(name, &Files.emplace_back());
     if (!fault.empty()) return fault;
   }
   const auto order = [](const File& a, const File& b) {
@@ -98,7 +98,7 @@ std::string trelRunOrigin::OpenParts(const std::vector<std::string>& names)
     return std::tie(x.Seed, x.First) < std::tie(y.Seed, y.First);
   };
   std::stable_sort(Files.begin(), Files.end(), order);
-  const std::string overlap = FindOverlap();
+  std::string overlap = FindOverlap();
   if (!overlap.empty()) return overlap;
   JoinRanges();
   MakeState();

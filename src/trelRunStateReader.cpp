@@ -55,26 +55,34 @@ bool trelRunStateReader::Join(const std::string& variable,
   return true;
 }
 
+/** Reads the numbers of one file from the one at @p first on, over those that are there or, with
+ *  @p combine, together with them. */
+static bool ReadPiece(const trelNetcdfInput& file, const std::string& variable, std::size_t first,
+                      trelNumbers piece, trelCombine combine)
+{
+  if (!combine) return piece.Number == 0 || file.Get(variable, first, piece.Number, piece.First);
+  constexpr std::size_t most = 1 << 16;
+  std::vector<double> others;
+  for (std::size_t i = 0; i < piece.Number; ++i) {
+    if (i % most == 0) {
+      others.resize(std::min(piece.Number - i, most));
+      if (!file.Get(variable, first + i, others.size(), others.data())) return false;
+    }
+    if (!combine(piece.First[i], others[i % most])) return false;
+  }
+  return true;
+}
+
 bool trelRunStateReader::Combine(const char* name, const std::string& variable,
                                  const std::vector<trelNumbers>& pieces) const
 {
-  constexpr std::size_t most = 1 << 16;
-  const trelCombine combine = FindCombine(name);
-  std::vector<double> others;
   for (const trelNetcdfInput* file : Files) {
     if (file->GetLength(variable) != CountNumbers(pieces)) return false;
+    const trelCombine combine = file == Files.front() ? nullptr : FindCombine(name);
     std::size_t first = 0;
-    for (trelNumbers piece : pieces) {
-      while (piece.Number > 0) {
-        others.resize(std::min(piece.Number, most));
-        const bool isFirst = file == Files.front();
-        double* const numbers = isFirst ? piece.First : others.data();
-        if (!file->Get(variable, first, others.size(), numbers)) return false;
-        for (std::size_t i = 0; i < others.size() && !isFirst; ++i)
-          if (!combine(piece.First[i], others[i])) return false;
-        first += others.size();
-        piece = {piece.First + others.size(), piece.Number - others.size()};
-      }
+    for (const trelNumbers& piece : pieces) {
+      if (!ReadPiece(*file, variable, first, piece, combine)) return false;
+      first += piece.Number;
     }
   }
   return true;

@@ -50,6 +50,32 @@ static std::string WriteOut(std::string& text)
   return "";
 }
 
+/** The options that the classic rules do not have. */
+static void DescribeExact(CLI::App& app, trelRunOptions& options, trelrunWords& words)
+{
+  words.Exact = {
+      app.add_option("--seed", options.Seed,
+                     "Of the streams of random numbers, 64 bits (default: the system's entropy)"),
+      app.add_option("--packets", options.Packets,
+                     "Packets of all sources together, in the file's proportions (default: the"
+                     " file's); the energy stays")
+          ->transform(CLI::Validator(WriteOut, "NUMBER"))
+          ->check(CLI::Range(std::int64_t{1}, mostPackets)),
+      app.add_option("--batches", options.Batches,
+                     "Runs on a smaller scale from whose scatter errors come (default: 20); the"
+                     " packets of each source are rounded up to a multiple")
+          ->check(CLI::Range(std::int64_t{1}, mostBatches)),
+      app.add_flag("--continue", options.IsContinued,
+                   "Go on from BASE.nc, or its checkpoint, to --packets or --batches as the new"
+                   " total"),
+      app.add_option("--checkpoint", options.CheckpointSeconds,
+                     "Keep what is done beside the result every so many seconds (default: 60); 0:"
+                     " only when the run is stopped")
+          ->check(CLI::Range(0.0, 1e9)),
+      app.add_option("--packet-range", words.Range,
+                     "FIRST:COUNT: fly only these packets of the run, whole batches of it")};
+}
+
 static void Describe(CLI::App& app, trelRunOptions& options, trelrunWords& words)
 {
   app.set_version_flag("--version", programName);
@@ -72,27 +98,7 @@ static void Describe(CLI::App& app, trelRunOptions& options, trelrunWords& words
   app.add_option("--threads", options.Threads,
                  "Threads (default: the cores that the process may use)")
       ->check(CLI::Range(1, MaximumNumberOfThreads));
-  words.Exact = {
-      app.add_option("--seed", options.Seed,
-                     "Of the streams of random numbers, 64 bits (default: the system's entropy)"),
-      app.add_option("--packets", options.Packets,
-                     "Packets of all sources together, in the file's proportions (default: the"
-                     " file's); the energy stays")
-          ->transform(CLI::Validator(WriteOut, "NUMBER"))
-          ->check(CLI::Range(std::int64_t{1}, mostPackets)),
-      app.add_option("--batches", options.Batches,
-                     "Runs on a smaller scale from whose scatter errors come (default: 20); the"
-                     " packets of each source are rounded up to a multiple")
-          ->check(CLI::Range(std::int64_t{1}, mostBatches)),
-      app.add_flag("--continue", options.IsContinued,
-                   "Go on from BASE.nc, or its checkpoint, to --packets or --batches as the new"
-                   " total"),
-      app.add_option("--checkpoint", options.CheckpointSeconds,
-                     "Keep what is done beside the result every so many seconds (default: 60); 0:"
-                     " only when the run is stopped")
-          ->check(CLI::Range(0.0, 1e9)),
-      app.add_option("--packet-range", words.Range,
-                     "FIRST:COUNT: fly only these packets of the run, whole batches of it")};
+  DescribeExact(app, options, words);
   app.add_option("--merge", words.Merged,
                  "OUT IN...: put results of parts of a run, or of runs of different seeds, together"
                  " as OUT.nc, without a MODEL")

@@ -174,7 +174,7 @@ def check_axes(data, check):
 def check_description(folder, data, check):
     for name, variable in data.variables.items():
         assert variable.attrs["long_name"] is not None, name
-        assert name == "tissue_name" or f" {variable.attrs['units']} " in f" {UNITS} ", name
+        assert name == "tissue_name" or name.startswith("state_") or f" {variable.attrs['units']} " in f" {UNITS} ", name
         assert variable.dtype.kind != "i" or "_FillValue" not in variable.encoding, name
     model = (folder / "model.trl").read_bytes()
     assert data.attrs["Conventions"] == "CF-1.10" and data.attrs["model"] == model.decode()
