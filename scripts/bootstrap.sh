@@ -2,7 +2,7 @@
 # Installs what is missing of the tools that the other scripts need, by apt-get, as root or with
 # sudo. If nothing is missing it does nothing and does not touch the network.
 #
-# Usage: scripts/bootstrap.sh GROUP...   (build plot test tsan format lint bench windows docs)
+# Usage: scripts/bootstrap.sh GROUP...   (build plot test tsan format lint long bench windows docs)
 set -euo pipefail
 
 compiles() { # compiles COMPILER SOURCE OPTION...
@@ -35,6 +35,7 @@ test|libgtest-dev libgmock-dev|compiles c++ '#include <gmock/gmock.h>' -E
 tsan|clang libomp-dev libclang-rt-dev|compiles clang++ 'int main() {}' -fopenmp -fsanitize=thread
 format|clang-format|command -v clang-format
 lint|clang-tidy|command -v clang-tidy
+long|dieharder|command -v dieharder
 docs|doxygen|command -v doxygen
 windows|g++-mingw-w64-x86-64-posix|command -v x86_64-w64-mingw32-g++-posix
 bench|python3|command -v python3

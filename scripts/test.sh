@@ -14,7 +14,7 @@ fi
 presets=("$@")
 [ $# -gt 0 ] || presets=(release asan tsan)
 
-scripts/bootstrap.sh build test tsan format lint
+scripts/bootstrap.sh build test tsan format lint ${long:+long}
 
 echo "== format"
 git ls-files '*.h' '*.cpp' | xargs clang-format --dry-run -Werror
