@@ -104,6 +104,18 @@ TEST(PacketStreams, NeighboursKnowNothingOfEachOther)
   }
 }
 
+/** Emission packets of one packet. */
+TEST(PacketStreams, EmissionsKnowNothingOfEachOther)
+{
+  const auto first = [](std::uint64_t i) { return Start(7, 0, i).Branch(); };
+  const auto second = [](std::uint64_t i) {
+    trelPacketNumbers stream = Start(7, 0, i);
+    stream.Branch();
+    return stream.Branch();
+  };
+  EXPECT_LT(std::fabs(FindDeviationOfPairs(Draw(first, 0), Draw(second, 0), 1.0)), 5.0);
+}
+
 /** Sums of the first numbers of neighbours have the variance of independent ones. */
 TEST(PacketStreams, SumsOverPacketsSpreadAsTheyShould)
 {
