@@ -143,6 +143,8 @@ public:
   double AmbientRefractiveIndex = 1.0;
   int Threads = 1;
   std::uint64_t Packets = 0;
+  /** How often the run keeps the grids: a result, and for errors squares and the open batch too. */
+  int SetsOfGrids = 1;
   std::vector<trelCheckedTissue> Tissues;
   std::vector<trelCheckedOverlap> Overlaps;
   /** Of how many pairs of tissues relations and overlaps are told, if those are too many to look at

@@ -308,6 +308,7 @@ int trelRunDriver::Run()
 {
   Check.Model = Options.Model;
   Check.Program = Options.Program;
+  if (Options.Rules == RulesExact && CountBatches() != 1) Check.SetsOfGrids = 3;
   const trelRunDriverHolder<trelSimulationParameterReader> reader(
       new trelSimulationParameterReader);
   const bool isRead = DoStage(Reading, "reading the model", [&] { return Read(*reader); });
