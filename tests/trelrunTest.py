@@ -409,8 +409,21 @@ def test_signals(folder):
         expect(told == (model is HUGE), shown)
 
 
+def test_the_manual(folder):
+    """Every option has its row in the manual, and its term on the page that is made of it."""
+    done = subprocess.run([folder.program, "--help"], capture_output=True, text=True, check=True)
+    options = set(re.findall(r"(?m)^ +(?:-\w,)?(--[a-z-]+)", done.stdout)) - {"--help", "--output"}
+    rows = [row for row in (ROOT / "docs/trelrun.md").read_text().split("\n") if row.startswith("| `-")]
+    told = set(re.findall(r"--[a-z-]+", " ".join(row.split(" | ")[0] for row in rows)))
+    expect(options == told - {"--help"}, sorted(options ^ (told - {"--help"})))
+    page = Path(folder.program).with_name("trelrun.1")
+    if page.exists():
+        terms = set(re.findall(r"--[a-z-]+", page.read_text().replace("\\-", "-")))
+        expect(options <= terms, sorted(options - terms))
+
+
 TESTS = {
-    "errors": (test_wrong_models, test_command_lines, test_closed_folder),
+    "errors": (test_the_manual, test_wrong_models, test_command_lines, test_closed_folder),
     "watch": (test_progress, test_limit_of_time),
     "signals": (test_signals,),
     "models": (test_odd_models, test_relations, test_which_tissue_is_changed, test_what_a_check_tells,
