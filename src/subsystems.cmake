@@ -90,7 +90,8 @@ trel_subsystem(results
   HEADERS trelFlyTimes trelResultGetters trelAbsorbedTotals
   CLASSES trelGrid trelGridTable trelCellMeasures trelMeshSurface trelGridSet trelTimeTotals trelFluence
           trelMediumResult trelDetectorResult trelDetectorArrayResult
-          trelSimulationResult trelBatchStatistics trelTemporaryFiles trelResultFileSet trelResultFile
+          trelSimulationResult trelStandardErrors trelBatchProjections
+          trelBatchStatistics trelLedger trelLedgerBatches trelTemporaryFiles trelResultFileSet trelResultFile
           trelResultLabels trelResultBlocks trelSimulationResultWriter)
 
 # The result file with axes, units and names, by the NetCDF library.
@@ -111,7 +112,7 @@ trel_subsystem(transport
   MAY_USE framework geometry model results
   HEADERS trelPacket trelElementary trelPhaseFunction trelFresnel trelTransportRules
           trelPacketSteps trelExactPacket trelExactSteps
-  CLASSES trelRandomStream trelRandomNumbers trelLedger trelLedgerBatches trelTransportModel trelScoreTable trelPacketScores
+  CLASSES trelRandomStream trelRandomNumbers trelTransportModel trelScoreTable trelPacketScores
           trelCellBorders trelExactScores trelPacketEvents trelPacketGeometry trelExactLaunch
           trelThreadState trelMediumFilter trelMonteCarlo
           trelVarianceReductionMonteCarlo trelDiffuseVRMC trelBioluminescenceVRMC

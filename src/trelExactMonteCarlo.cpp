@@ -53,6 +53,11 @@ bool trelExactMonteCarlo::Prepare(int threads)
         " batch, which tells no errors");
     return false;
   }
+  if (Statistics.IsOn() && Batches > Statistics.GetProjections().GetMostBatches()) {
+    ErrorMacro("Out of memory: so many batches keep their totals; ask for at most "
+               << Statistics.GetProjections().GetMostBatches());
+    return false;
+  }
   Tables.assign(static_cast<std::size_t>(Statistics.IsOwn() ? threads : 1), {});
   for (std::size_t i = 0; i < Tables.size(); ++i) {
     const trelSimulationResult& scored =

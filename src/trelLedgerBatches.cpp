@@ -1,6 +1,6 @@
 #include "trelLedgerBatches.h"
 
-#include "trelBatchStatistics.h"
+#include "trelStandardErrors.h"
 
 void trelLedgerBatches::Take(const trelLedger& batch)
 {

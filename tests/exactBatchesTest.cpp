@@ -86,6 +86,39 @@ TEST(ExactBatches, PacketsAreTheSameInAnyNumberOfBatchesAndOfThreads)
   }
 }
 
+TEST(ExactBatches, ProjectionsAreSumsOfCells)
+{
+  TestModel model;
+  BuildTwoSources(model, 100);
+  model->SetSeparations(1, 2, 0.5, 1, 1, 1);  // 1 mm^3
+  ExactRun run(model, 5, 4);
+  const trelBatchProjections& projections = run.GetStatistics().GetProjections();
+  for (const trelGridDomain domain : SummedDomains) {
+    const trelGrid& grid = *run[0].GetGrid(domain, AbsorptionXYZ);
+    const trelGridLayout layout = run[0].GetGrids(domain).GetLayout(AbsorptionXYZ);
+    const std::vector<std::int32_t> counts = {layout.Rows, layout.Columns, layout.Depth,
+                                              layout.Bins};
+    const std::size_t strides[] = {static_cast<std::size_t>(layout.Columns * layout.Depth),
+                                   static_cast<std::size_t>(layout.Depth), 1,
+                                   layout.GetCellsPerBin()};
+    for (std::size_t axis = 0; axis < 4; ++axis) {
+      const trelBatchSlice slice =
+          axis < 3 ? projections.FindProjection({0}, domain, AbsorptionXYZ, static_cast<int>(axis))
+                   : projections.FindSums({0}, domain, AbsorptionXYZ);
+      ASSERT_EQ(slice.Number, static_cast<std::size_t>(counts[axis])) << domain << " " << axis;
+      std::vector<double> sums(slice.Number, 0.0);
+      for (std::size_t k = 0; k < grid.GetNumberOfCells(); ++k)
+        sums[k / strides[axis] % slice.Number] += grid.GetCells()[k];
+      for (std::size_t i = 0; i < slice.Number; ++i)
+        EXPECT_NEAR(projections.FindMean(slice.First + i), sums[i], 1e-13) << domain << axis << i;
+    }
+  }
+  const trelBatchSlice gates = projections.FindTotal({0}, true, TotalOfTop);
+  ASSERT_EQ(gates.Number, 4u);
+  EXPECT_NEAR(projections.FindMean(gates.First + 2), run[0].GetTimeTotals().GetTotal(TotalOfTop, 2),
+              1e-13);
+}
+
 /** Numbers of a run, each with the variance that the run tells of it. */
 static std::vector<std::pair<double, double>> EstimatesOf(std::uint64_t seed)
 {
