@@ -99,7 +99,7 @@ trel_subsystem(labelled_results
   MAY_USE framework geometry model results
   LIBRARIES netcdf md
   HEADERS
-  CLASSES trelNetcdfFile trelRunRecord trelLabelledGrids trelLabelledResultWriter)
+  CLASSES trelNetcdfFile trelRunRecord trelLabelledGrids trelLabelledBatches trelLabelledResultWriter)
 
 # What the detectors outside of the medium see of its surface.
 trel_subsystem(free_space

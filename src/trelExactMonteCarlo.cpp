@@ -143,8 +143,12 @@ void trelExactMonteCarlo::FinishRecords()
 std::vector<trelLedgerLine> trelExactMonteCarlo::ListLedger(std::size_t spectrum) const
 {
   std::vector<trelLedgerLine> lines = Ledger.List(spectrum);
-  for (std::size_t i = 0; i < lines.size(); ++i)
+  for (std::size_t i = 0; i < lines.size(); ++i) {
     lines[i].Error = Lines.FindError(spectrum, i);
+    if (!lines[i].HasMeans()) continue;
+    lines[i].MeanTime.Error = Lines.FindErrorOfMean(spectrum, i, trelLedgerBatches::Time);
+    lines[i].MeanPath.Error = Lines.FindErrorOfMean(spectrum, i, trelLedgerBatches::Path);
+  }
   return lines;
 }
 

@@ -4,16 +4,32 @@
 
 void trelLedgerBatches::Take(const trelLedger& batch)
 {
-  std::vector<std::vector<double>>& spectra = Weights.emplace_back(batch.Records.size());
-  for (std::size_t i = 0; i < spectra.size(); ++i)
-    for (const trelLedgerLine& line : batch.List(i))
-      spectra[i].push_back(line.Weight);
+  std::vector<double>& row = Rows.emplace_back();
+  for (std::size_t i = 0; i < batch.Records.size(); ++i) {
+    const std::vector<trelLedgerLine> lines = batch.List(i);
+    NumberOfLines = lines.size();
+    for (const trelLedgerLine& line : lines)
+      row.insert(row.end(), {line.Weight, line.Time, line.Path});
+  }
+}
+
+std::vector<double> trelLedgerBatches::List(std::size_t spectrum, std::size_t line,
+                                            Quantities quantity) const
+{
+  std::vector<double> numbers;
+  numbers.reserve(Rows.size());
+  for (std::int64_t batch = 0; batch < GetBatches(); ++batch)
+    numbers.push_back(Get(batch, spectrum, line, quantity));
+  return numbers;
 }
 
 double trelLedgerBatches::FindError(std::size_t spectrum, std::size_t line) const
 {
-  std::vector<double> numbers;
-  for (const std::vector<std::vector<double>>& batch : Weights)
-    numbers.push_back(batch[spectrum][line]);
-  return FindErrorOfMean(numbers);
+  return ::FindErrorOfMean(List(spectrum, line, Weight));
+}
+
+double trelLedgerBatches::FindErrorOfMean(std::size_t spectrum, std::size_t line,
+                                          Quantities quantity) const
+{
+  return FindErrorOfRatio(List(spectrum, line, quantity), List(spectrum, line, Weight));
 }

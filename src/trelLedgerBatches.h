@@ -8,24 +8,47 @@
 
 /**
  * @class   trelLedgerBatches
- * @brief   the weights of all lines of the ledgers of batches, and the errors of their means
+ * @brief   all lines of the ledgers of batches, and the errors of their means
+ *
+ * A batch is a row of numbers: by wavelength index, line and quantity.
  */
 class trelLedgerBatches
 {
 public:
+  /** What a line has in a batch. */
+  enum Quantities
+  {
+    Weight,
+    Time,  ///< times weight, ps
+    Path,  ///< times weight, mm
+    NumberOfQuantities
+  };
+
   /** May throw. */
   void Take(const trelLedger& batch);
-  std::int64_t GetBatches() const { return static_cast<std::int64_t>(Weights.size()); }
-  double GetWeight(std::int64_t batch, std::size_t spectrum, std::size_t line) const
+  /** The rows; those of batches that were flown elsewhere may be added. */
+  const std::vector<std::vector<double>>& GetRows() const { return Rows; }
+  void AddRow(const std::vector<double>& row) { Rows.push_back(row); }
+  std::int64_t GetBatches() const { return static_cast<std::int64_t>(Rows.size()); }
+  /** How many lines each wavelength has; after the first Take(). */
+  std::size_t GetNumberOfLines() const { return NumberOfLines; }
+
+  double Get(std::int64_t batch, std::size_t spectrum, std::size_t line,
+             Quantities quantity = Weight) const
   {
-    return Weights[static_cast<std::size_t>(batch)][spectrum][line];
+    return Rows[static_cast<std::size_t>(batch)]
+               [(spectrum * NumberOfLines + line) * NumberOfQuantities + quantity];
   }
-  /** The standard error of the mean of a line, by its place; NaN unless two batches have it. */
+  /** The standard errors of the mean weight of a line, by its place, NaN unless two batches have
+   *  it, and of the mean of a quantity over the weight. */
   double FindError(std::size_t spectrum, std::size_t line) const;
+  double FindErrorOfMean(std::size_t spectrum, std::size_t line, Quantities quantity) const;
 
 private:
-  /** By batch, wavelength index and line. */
-  std::vector<std::vector<std::vector<double>>> Weights;
+  std::vector<double> List(std::size_t spectrum, std::size_t line, Quantities quantity) const;
+
+  std::size_t NumberOfLines = 0;
+  std::vector<std::vector<double>> Rows;
 };
 
 #endif

@@ -526,6 +526,11 @@ bool trelRunDriver::WriteLabelled(trelOpticalSimulationFilter& filter, double se
   writer->AddFileName(GetLabelledName().c_str());
   writer->SetInput(filter.GetOutput(), Parameter);
   writer->SetErrors(exact.GetStatistics().GetErrors());
+  trelLabelledBatches::Input batches{
+      &exact.GetStatistics().GetProjections(), &exact.GetLedgerBatches(), {}};
+  for (std::size_t i = 0; i < exact.GetLedger().Records.size(); ++i)
+    batches.Lines.push_back(exact.ListLedger(i));
+  writer->SetBatches(batches);
   writer->SetRecord(Record);
   return writer->Update();
 }

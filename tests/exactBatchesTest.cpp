@@ -119,6 +119,30 @@ TEST(ExactBatches, ProjectionsAreSumsOfCells)
               1e-13);
 }
 
+TEST(ExactBatches, TimeAndPathOfWhatLeavesAreThoseOfItsSteps)
+{
+  ExactFlights flights([](TestModel& m) {
+    m.AddTissue(m.Make<trelCube>({0, 0, 0}, {4, 4, 4}), {0.05, 1.0, 0.8, 1.5});
+    m.AddTissue(m.Make<trelCube>({1, 0, 0}, {2, 2, 2}), {0.05, 2.0, 0.8, 1.2});
+    m.AddPencilBeam(0, 0, -4, 300);
+  });
+  double weight = 0.0, time = 0.0, path = 0.0;
+  for (std::uint64_t i = 0; i < flights.GetCount(); ++i) {
+    double length = 0.0;
+    const Flight flight =
+        flights.Fly(i, [&](const trelExactPacket& before, const trelExactPacket& after) {
+          length += Length(after.Position - before.Position);
+        });
+    weight += flight.Weight;
+    time += flight.Weight * flight.Time;
+    path += flight.Weight * length;
+  }
+  const trelLedgerSum escaped = flights.GetLedger().Records[0].GetEscaped();
+  EXPECT_NEAR(escaped.GetWeight(), weight, 1e-9 * weight);
+  EXPECT_NEAR(escaped.Time, time, 1e-9 * time);
+  EXPECT_NEAR(escaped.Path, path, 1e-9 * path);
+}
+
 /** Numbers of a run, each with the variance that the run tells of it. */
 static std::vector<std::pair<double, double>> EstimatesOf(std::uint64_t seed)
 {
