@@ -117,7 +117,7 @@ trel_subsystem(transport
           trelThreadState trelMediumFilter trelMonteCarlo
           trelVarianceReductionMonteCarlo trelDiffuseVRMC trelBioluminescenceVRMC
           trelFluorescenceVRMC trelExactModel trelExactEvents trelEmissionPilot trelRunPlan
-          trelExactMonteCarlo)
+          trelErrorGoal trelExactMonteCarlo)
 
 # A look at a model before it runs: what it is, and what is wrong with it.
 trel_subsystem(check

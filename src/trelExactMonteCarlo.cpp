@@ -3,6 +3,8 @@
 #include <omp.h>
 
 #include <algorithm>
+#include <cmath>
+#include <limits>
 #include <random>
 
 #include "trelEmissionPilot.h"
@@ -68,7 +70,8 @@ bool trelExactMonteCarlo::Prepare(int threads)
   NoTables.ResolveNothing(spectra);
   Summary.EmissionWeights.assign(spectra, 0.0);
   Ledger.Resize(spectra, Model.GetLedgerSizes());
-  Lines = {};
+  Lines.Prepare(Ledger);
+  if (spectra > 0) Goal.Prepare(Ledger.List(0));
   MakePlan();
   PrepareLaunches();
   return true;
@@ -84,8 +87,26 @@ void trelExactMonteCarlo::MakePlan()
     for (const trelSpectrum* spectrum : light->GetSpectra()->GetItems<trelSpectrum>())
       entries.push_back({light, spectrum, entry++, spectrum->GetPhotonNumber(), 0});
   }
-  Plan.Build(entries, Packets, Batches);
-  Summary.Packets = static_cast<std::uint64_t>(Plan.GetPackets());
+  // With a goal the size of a batch follows from the model: more packets are more batches.
+  std::int64_t all = 0;
+  for (const trelRunEntry& entry : entries)
+    all += entry.Packets;
+  Plan.Build(entries, Goal.IsOn() && Packets > all ? 0 : Packets, Batches);
+  MostBatches = Goal.IsOn() ? FindMostBatches() : Plan.GetBatches();
+  AskedBatches = std::min(Plan.GetBatches(), MostBatches);
+  if (Goal.IsOn()) AskedBatches = std::min(std::max(AskedBatches, Goal.FirstBatches), MostBatches);
+  Summary.Packets = static_cast<std::uint64_t>(AskedBatches * Plan.GetPacketsOfBatch());
+}
+
+/** Of a run that goes on until it is sure enough: by its packets, else by time alone if that has a
+ *  limit, else a large number; and as memory has room. */
+std::int64_t trelExactMonteCarlo::FindMostBatches() const
+{
+  const std::int64_t size = std::max<std::int64_t>(Plan.GetPacketsOfBatch(), 1);
+  std::int64_t most = MostTimes * Batches;
+  if (Control && Control->HasDeadline()) most = std::numeric_limits<std::int64_t>::max() / size;
+  if (Packets > 0) most = (Packets - 1) / size + 1;
+  return std::min(most, Statistics.GetProjections().GetMostBatches());
 }
 
 /** The packets of a batch share the energy of their entry: a result is the mean of the batches. */
@@ -162,7 +183,8 @@ bool trelExactMonteCarlo::FlyBatches(std::vector<trelExactTally>& tallies)
   trelTicker ticker;
   bool isDone = FitsInMemory([&] { Control->Begin(Summary.Packets, threads); });
   isDone = isDone && Watch(ticker, threads);
-  while (isDone && Summary.BatchesDone < Plan.GetBatches() && !Control->IsStopRequested())
+  while (isDone && Summary.BatchesDone < MostBatches && !Goal.IsReached() &&
+         !Control->IsStopRequested())
     isDone = RunBatch({Plan, Seed, Summary.BatchesDone}, tallies);
   ticker.Stop();
   Control->End();
@@ -285,8 +307,9 @@ bool trelExactMonteCarlo::RunBatch(const Batch& batch, std::vector<trelExactTall
     ErrorMacro("Out of memory while starting the threads!");
     return false;
   }
-  if (!Pilot) Collect(tallies);
-  return true;
+  if (Pilot || FitsInMemory([&] { Collect(tallies); })) return true;
+  ErrorMacro("Out of memory while taking a batch!");
+  return false;
 }
 
 void trelExactMonteCarlo::TracePackets(const Batch& batch, trelExactTally& tally)
@@ -367,6 +390,24 @@ void trelExactMonteCarlo::Collect(const std::vector<trelExactTally>& tallies)
   Summary.PacketsFlown += packets;
   ++Summary.BatchesDone;
   TakeBatch(tallies);
+  if (Statistics.IsOn()) LookAtError();
+}
+
+/** How sure the run is, and with a goal how many batches it will take. */
+void trelExactMonteCarlo::LookAtError()
+{
+  if (!Goal.Look(Lines)) return;
+  Summary.RelativeError = Goal.GetError();
+  Summary.ReachedError = Goal.IsReached();
+  const bool isUnknown = std::isnan(Summary.RelativeError);
+  if (Goal.IsOn()) {
+    AskedBatches = std::min(Goal.FindBatches(), MostBatches);
+    Summary.Packets = static_cast<std::uint64_t>(AskedBatches * Plan.GetPacketsOfBatch());
+    if (isUnknown && Summary.BatchesDone == Goal.FirstBatches)
+      WarningMacro("the total whose error is to end the run has had nothing in "
+                   << Goal.FirstBatches << " batches at a wavelength with light");
+  }
+  Control->Expect(Summary.Packets, isUnknown ? -1.0 : Summary.RelativeError);
 }
 
 /** Adds what the threads of a region counted. */
@@ -397,7 +438,7 @@ void trelExactMonteCarlo::CountFlown()
 {
   for (const trelRunEntry& entry : Plan.GetEntries()) {
     Summary.Flown.push_back({(entry.Entry >> 32) + 1, entry.Spectrum->GetWavelength(),
-                             static_cast<std::uint64_t>(entry.Packets),
+                             static_cast<std::uint64_t>(AskedBatches * entry.Share),
                              static_cast<std::uint64_t>(Summary.BatchesDone * entry.Share)});
   }
 }

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "trelBatchStatistics.h"
+#include "trelErrorGoal.h"
 #include "trelExactEvents.h"
 #include "trelExactLaunch.h"
 #include "trelLedgerBatches.h"
@@ -35,6 +36,11 @@ struct trelExactSummary
   /** By wavelength index: the weight of an emission packet in the unit of the sources' energy; 0
    *  without dyes. */
   std::vector<double> EmissionWeights;
+
+  /** The last relative error of the total that is watched, NaN if it cannot be told; and whether it
+   *  has ended the run. */
+  double RelativeError = std::numeric_limits<double>::quiet_NaN();
+  bool ReachedError = false;
 
   bool EndedEarly() const { return PacketsFlown < Packets; }
   std::int64_t BatchesDone = 0;
@@ -78,6 +84,10 @@ public:
   /** The packets of the run, all sources together in their proportion; 0, the default, for as many
    *  as the model has. */
   trelSetGetMacro(std::int64_t, Packets)
+  /** Packets without a goal fly the plan. With one batches of the model's numbers fly until it is
+   *  reached, SetPackets() is passed, or the model's packets have flown this many times. */
+  static constexpr std::int64_t MostTimes = 1000;
+  trelErrorGoal& GetGoal() { return Goal; }
   /** The errors of the last run. */
   const trelBatchStatistics& GetStatistics() const { return Statistics; }
   /** Who may stop the next run and is told how far it is; it outlives the run. Without one the run
@@ -102,6 +112,7 @@ private:
 
   bool Prepare(int threads);
   void MakePlan();
+  std::int64_t FindMostBatches() const;
   void PrepareLaunches();
   /** The weight of emission packets, from a run of some packets that emits and scores nothing. */
   bool RunPilot();
@@ -115,6 +126,7 @@ private:
   void TellShare();
   void Collect(const std::vector<trelExactTally>& tallies);
   void TakeBatch(const std::vector<trelExactTally>& tallies);
+  void LookAtError();
   void CountFlown();
   void FinishRecords();
   void ReportUnfinished();
@@ -128,6 +140,9 @@ private:
   trelExactSummary Summary;
   trelLedger Ledger;
   trelLedgerBatches Lines;
+  trelErrorGoal Goal;
+  std::int64_t AskedBatches = 0;  ///< as far as is known by now
+  std::int64_t MostBatches = 0;
   std::uint64_t Seed;
   std::int64_t Batches = 1;
   std::int64_t Packets = 0;

@@ -2,15 +2,19 @@
 
 #include "trelStandardErrors.h"
 
+void trelLedgerBatches::Prepare(const trelLedger& ledger)
+{
+  Rows.clear();
+  NumberOfSpectra = ledger.Records.size();
+  NumberOfLines = NumberOfSpectra == 0 ? 0 : ledger.List(0).size();
+}
+
 void trelLedgerBatches::Take(const trelLedger& batch)
 {
   std::vector<double>& row = Rows.emplace_back();
-  for (std::size_t i = 0; i < batch.Records.size(); ++i) {
-    const std::vector<trelLedgerLine> lines = batch.List(i);
-    NumberOfLines = lines.size();
-    for (const trelLedgerLine& line : lines)
+  for (std::size_t i = 0; i < batch.Records.size(); ++i)
+    for (const trelLedgerLine& line : batch.List(i))
       row.insert(row.end(), {line.Weight, line.Time, line.Path});
-  }
 }
 
 std::vector<double> trelLedgerBatches::List(std::size_t spectrum, std::size_t line,

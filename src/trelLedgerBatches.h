@@ -24,14 +24,17 @@ public:
     NumberOfQuantities
   };
 
+  /** No batches, of ledgers like this one. May throw. */
+  void Prepare(const trelLedger& ledger);
   /** May throw. */
   void Take(const trelLedger& batch);
   /** The rows; those of batches that were flown elsewhere may be added. */
   const std::vector<std::vector<double>>& GetRows() const { return Rows; }
   void AddRow(const std::vector<double>& row) { Rows.push_back(row); }
   std::int64_t GetBatches() const { return static_cast<std::int64_t>(Rows.size()); }
-  /** How many lines each wavelength has; after the first Take(). */
+  /** How many lines each wavelength has. */
   std::size_t GetNumberOfLines() const { return NumberOfLines; }
+  std::size_t GetNumberOfSpectra() const { return NumberOfSpectra; }
 
   double Get(std::int64_t batch, std::size_t spectrum, std::size_t line,
              Quantities quantity = Weight) const
@@ -48,6 +51,7 @@ private:
   std::vector<double> List(std::size_t spectrum, std::size_t line, Quantities quantity) const;
 
   std::size_t NumberOfLines = 0;
+  std::size_t NumberOfSpectra = 0;
   std::vector<std::vector<double>> Rows;
 };
 

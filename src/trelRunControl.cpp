@@ -23,10 +23,16 @@ void trelRunControl::HeedDeadline()
 void trelRunControl::Begin(std::uint64_t asked, int threads)
 {
   Counters = std::vector<trelRunCounter>(static_cast<std::size_t>(threads));
-  Asked = asked;
+  Expect(asked, -1.0);
   FirstPacket = Clock::now();
   HeedDeadline();
   Running = true;
+}
+
+void trelRunControl::Expect(std::uint64_t packets, double relativeError)
+{
+  Asked.store(packets, std::memory_order_relaxed);
+  RelativeError.store(relativeError, std::memory_order_relaxed);
 }
 
 void trelRunControl::End()
@@ -37,7 +43,8 @@ void trelRunControl::End()
 trelRunState trelRunControl::Look() const
 {
   trelRunState state;
-  state.PacketsAsked = Asked;
+  state.PacketsAsked = Asked.load(std::memory_order_relaxed);
+  state.RelativeError = RelativeError.load(std::memory_order_relaxed);
   for (const trelRunCounter& counter : Counters) {
     state.Packets += counter.Packets.load(std::memory_order_relaxed);
     state.Interactions += counter.Interactions.load(std::memory_order_relaxed);
@@ -45,7 +52,7 @@ trelRunState trelRunControl::Look() const
   const Clock::time_point now = Clock::now();
   state.Seconds = SecondsBetween(FirstPacket, now);
   state.SecondsLeft = FindSecondsLeft(state, now);
-  state.IsDone = !IsRunning() && state.Packets == Asked;
+  state.IsDone = !IsRunning() && state.Packets == state.PacketsAsked;
   return state;
 }
 

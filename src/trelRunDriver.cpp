@@ -280,7 +280,17 @@ trelRunStatus trelRunDriver::ApplyOptions()
     const trelRunStatus status = Apply(change);
     if (status != RunDone) return status;
   }
-  return RunDone;
+  return Options.Rules == RulesExact ? FindGoal() : RunDone;
+}
+
+/** Which line of the ledger the option means. */
+trelRunStatus trelRunDriver::FindGoal()
+{
+  std::string fault;
+  GoalLine = trelErrorGoal::FindLine(*Parameter, Options.Total, &fault);
+  if (fault.empty()) return RunDone;
+  Messages << Options.Program << ": error: --of " << Options.Total << ": " << fault << std::endl;
+  return RunUsage;
 }
 
 void trelRunDriver::ShowCheck(bool isRead)
@@ -448,12 +458,14 @@ void trelRunDriver::Configure(trelOpticalSimulationFilter& filter)
   exact->SetPackets(Options.Packets);
   exact->SetBatches(Options.Batches);
   exact->SetControl(&Control);
+  exact->GetGoal().Set(GoalLine, Options.RelativeError);
   if (Options.Progress != ProgressNone) {
     exact->AddDependent(
         new trelRunProgress(Control, Options.Progress, Options.Columns, Options.Model, Messages));
   }
   if (!Options.IsQuiet)
     Log << "seed " << exact->GetSeed() << ", batches " << Options.Batches
+        << (Options.RelativeError > 0.0 ? " or as many as it takes" : "")
         << " (numbers of packets are rounded up to a multiple)" << std::endl;
 }
 
@@ -468,6 +480,7 @@ int trelRunDriver::Simulate()
   if (!isDone && !isKept) return RunFailed;
   const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
   const auto* exact = dynamic_cast<const trelExactMonteCarlo*>(filter->GetMediumFilter());
+  if (exact && Options.RelativeError > 0.0) TellGoal(exact->GetSummary());
   if (exact && exact->GetSummary().EndedEarly()) TellStop(exact->GetSummary());
   const int reason = Control.GetReason();
   const int stopped = reason > 0 ? 128 + reason : RunFailed;
@@ -478,6 +491,24 @@ int trelRunDriver::Simulate()
   if (!Options.IsQuiet) Summarize(*filter, seconds.count());
   if (reason > 0) return stopped;
   return isDone ? RunDone : RunFailed;
+}
+
+/** What has ended a run that is to be sure enough. */
+void trelRunDriver::TellGoal(const trelExactSummary& summary)
+{
+  std::ostringstream known;
+  known << "relative error of " << Options.Total << ' ' << summary.RelativeError << " after "
+        << summary.BatchesDone << " batches, " << summary.PacketsFlown << " packets";
+  if (summary.ReachedError && !Options.IsQuiet)
+    Log << "ended by --rel-error: " << known.str() << std::endl;
+  if (summary.ReachedError || summary.EndedEarly()) return;
+  Messages << Options.Model << ": warning: ended by "
+           << (Options.Packets > 0 ? "--packets"
+                                   : std::to_string(trelExactMonteCarlo::MostTimes) +
+                                         " times the model's packets or by memory")
+           << " before --rel-error: " << known.str()
+           << (Options.Packets > 0 ? "" : "; --packets or --max-seconds set another end")
+           << std::endl;
 }
 
 /** That a run is partial, and by how much. */

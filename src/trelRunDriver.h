@@ -53,6 +53,8 @@ struct trelRunOptions
   std::optional<std::uint64_t> Seed;  ///< none: of the system's entropy
   std::int64_t Packets = 0;           ///< of all sources together; 0: as in the model
   std::int64_t Batches = 20;
+  double RelativeError = 0.0;        ///< that ends the run; 0: all packets are flown
+  std::string Total = "absorption";  ///< whose error that is
   std::vector<trelCoefficientChange> Changes;
   bool IsCheck = false;  ///< look at the model, and stop
   bool IsQuiet = false;
@@ -105,11 +107,13 @@ private:
   int RunModel();
   trelRunStatus Apply(const trelCoefficientChange& change);
   trelRunStatus ApplyOptions();
+  trelRunStatus FindGoal();
   void ShowCheck(bool isRead);
   double MeasureSeconds();
   double RunPackets();
   int Simulate();
   void Configure(class trelOpticalSimulationFilter& filter);
+  void TellGoal(const struct trelExactSummary& summary);
   void TellStop(const struct trelExactSummary& summary);
   bool CanWrite();
   void LogLedger(const std::vector<struct trelLedgerLine>& lines);
@@ -139,6 +143,7 @@ private:
   Stages Stage = Reading;
   class trelSimulationParameterReader* Reader = nullptr;
   trelSimulationParameter* Parameter = nullptr;
+  std::string GoalLine;  ///< of the ledger, whose error is watched
   /** What the reader reported of the whole model. */
   std::string ReadFault;
 };

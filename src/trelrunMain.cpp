@@ -30,6 +30,7 @@ struct trelrunWords
   std::vector<const CLI::Option*> Exact;  ///< that the classic rules do not have
   std::string Progress = "auto";
   std::optional<double> MaximumSeconds;
+  std::optional<double> RelativeError;
 };
 
 static constexpr std::int64_t mostPackets = 1000000000000000;
@@ -80,7 +81,13 @@ static void Describe(CLI::App& app, trelRunOptions& options, trelrunWords& words
       app.add_option("--batches", options.Batches,
                      "Runs on a smaller scale from whose scatter errors come (default: 20); the"
                      " packets of each source are rounded up to a multiple")
-          ->check(CLI::Range(std::int64_t{1}, mostBatches))};
+          ->check(CLI::Range(std::int64_t{1}, mostBatches)),
+      app.add_option("--rel-error", words.RelativeError,
+                     "Go on, batch by batch, until the relative standard error of a total is below"
+                     " this fraction; --packets and --max-seconds end it before"),
+      app.add_option("--of", options.Total,
+                     "The total whose error that is, and is shown: absorption (default),"
+                     " transmittance, a face (top, ...), fibre1, ...")};
   app.add_option("--rules", words.Rules, "exact (default), or classic: those of trel")
       ->check(CLI::IsMember({"exact", "classic"}));
   CLI::Option* check = app.add_flag("--check", options.IsCheck, "Look at the model, and stop");
@@ -131,6 +138,17 @@ static std::string FindOptionFault(const trelrunWords& words, const trelRunOptio
       return option->get_name() +
              ": not with --rules classic, whose streams are seeded by the clock";
   }
+  return "";
+}
+
+/** What is wrong with the error that is to end the run, or empty. */
+static std::string TakeGoal(const trelrunWords& words, trelRunOptions& options)
+{
+  if (!words.RelativeError) return "";
+  if (!(*words.RelativeError > 0.0 && *words.RelativeError < 1.0))
+    return "--rel-error: expected a fraction, above 0 and below 1";
+  if (options.Batches < 2) return "--rel-error: one batch tells no errors; ask for more --batches";
+  options.RelativeError = *words.RelativeError;
   return "";
 }
 
@@ -188,6 +206,7 @@ static int RunProgram(int argc, char** argv)
   std::string fault = FindOptionFault(words, options);
   if (fault.empty()) fault = TakeChanges(words, options);
   if (fault.empty()) fault = TakeWatch(words, options);
+  if (fault.empty()) fault = TakeGoal(words, options);
   if (!fault.empty()) {
     std::cerr << programName << ": error: " << fault << '\n';
     return RunUsage;
