@@ -371,7 +371,7 @@ def test_progress(folder):
     status, _, report = folder.run(MODEL, "--progress", "json")
     rows = [json.loads(row) for row in report.splitlines()]
     expect(status == 0 and rows[-1]["done"] and rows[-1]["share"] == 1, report)
-    expect(rows[-1]["packets"] == rows[-1]["packets_asked"] == 50, report)
+    expect(rows[-1]["packets"] == rows[-1]["packets_asked"] == 60, report)
     expect(rows[-1]["interactions"] > 50, report)
     for arguments in (["--progress", "none"], []):
         expect(folder.run(MODEL, *arguments)[2] == "", arguments)
@@ -380,13 +380,16 @@ def test_progress(folder):
 
 
 def test_limit_of_time(folder):
-    """Nothing is written that is not to the scale of all packets."""
+    """What is written are the finished batches."""
     status, log, report = folder.run(HUGE, "--max-seconds", "1.5", "--progress", "json")
     rows = [json.loads(row) for row in report.splitlines() if row[0] == "{"]
     expect(status == 1 and "partial: " in log and "nothing is written" in report, f"{log} {report}")
     expect(len(rows) > 1 and not rows[-1]["done"] and 0 < rows[-1]["packets"] < 4e9, report)
     expect(rows[0]["packets"] < rows[-1]["packets"] and rows[0]["seconds_left"] < 1.5, report)
-    expect(not list(folder.path.glob("model.[AT].*")), "files of a part")
+    expect(not list(folder.path.glob("model.nc")), "a file without a batch")
+    status, log, report = folder.run(HUGE, "--max-seconds", "1.5", "--batches", "1000000")
+    expect(status == 0 and "partial: " in log and "of the finished batches" in report, report)
+    expect(list(folder.path.glob("model.nc")), "no file of the finished batches")
 
 
 def test_signals(folder):
