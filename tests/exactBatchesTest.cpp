@@ -156,6 +156,7 @@ static std::vector<trelEstimate> EstimatesOf(std::uint64_t seed, std::int64_t ba
 {
   TestModel model;
   BuildTwoSources(model, packets);
+  model->SetSeparations(2, 2, 2, 1, 1, 1);
   ExactRun run(model, seed, batches);
   const trelBatchStatistics& statistics = run.GetStatistics();
   const trelBatchProjections& projections = statistics.GetProjections();
@@ -165,7 +166,7 @@ static std::vector<trelEstimate> EstimatesOf(std::uint64_t seed, std::int64_t ba
     estimates.push_back({run[0].GetTotal(total), statistics.GetError(0, total)});
   for (const trelGridDomain domain :
        {GridCW, GridTD, GridFDReal, GridFDImag, GridFDAmp, GridFDPha}) {
-    const std::size_t cell = 42;  // in the second source
+    const std::size_t cell = 7;  // with the second source
     estimates.push_back({run[0].GetGrid(domain, AbsorptionXYZ)->GetCells()[cell],
                          errors.GetGrid(domain, AbsorptionXYZ)->GetCells()[cell]});
   }
@@ -222,7 +223,7 @@ TEST(ExactBatches, ARunThatIsSureEnoughEnds)
 {
   constexpr double goal = 0.02;
   const int seeds = CountSeeds(150);
-  std::vector<double> values, variances, quantiles, batches;
+  std::vector<double> values, variances, quantiles, batches, others, variancesOfOthers;
   for (int seed = 0; seed < seeds; ++seed) {
     TestModel model;
     model.AddTissue(model.Make<trelCube>({0, 0, 0}, {2, 2, 2}), {0.1, 1.0, 0.5, 1.4});
@@ -238,6 +239,11 @@ TEST(ExactBatches, ARunThatIsSureEnoughEnds)
     ASSERT_FALSE(run.GetSummary().EndedEarly());
     values.push_back(value);
     variances.push_back(error * error);
+    for (const trelLedgerLine& line : run.ListLedger(0)) {
+      if (line.Name != "by the face top") continue;
+      others.push_back(line.Weight);
+      variancesOfOthers.push_back(line.Error * line.Error);
+    }
     quantiles.push_back((1.96 + 2.5 / (batches.back() - 1.0)) * error);  // Student's 97.5 %
   }
   EXPECT_GT(EstimateOf(batches).Mean, 30.0);
@@ -253,6 +259,10 @@ TEST(ExactBatches, ARunThatIsSureEnoughEnds)
   EXPECT_GT(ratio, 0.85 - slack * square.Error / square.Mean);
   EXPECT_LT(ratio, 1.05 + slack * square.Error / square.Mean);
   EXPECT_GE(EstimateOf(covers).Mean, 0.93 - slack * EstimateOf(covers).Error);
+  const double meanOfOthers = EstimateOf(others).Mean;
+  for (std::size_t k = 0; k < others.size(); ++k)
+    variancesOfOthers[k] -= (others[k] - meanOfOthers) * (others[k] - meanOfOthers);
+  EXPECT_TRUE(IsMean(0.0, variancesOfOthers)) << "what does not end the run";
   RecordProperty("ratio", std::to_string(ratio));
   RecordProperty("covers", std::to_string(EstimateOf(covers).Mean));
   RecordProperty("batches", std::to_string(EstimateOf(batches).Mean));
