@@ -74,6 +74,7 @@ public:
   /** Prepares, runs all packets, or those that fly until the control asks to stop, and finishes the
    *  results. False, with a report, if it cannot be prepared. */
   bool Execute() override;
+  trelSimulationResult* GetErrors() const override { return Statistics.GetErrors(); }
   bool HasResults() const override { return Summary.IsToScale(); }
 
   /** What the streams of all packets are made of; the system's entropy by default. */

@@ -107,7 +107,7 @@ void trelLabelledResultWriter::WriteWavelengths()
 
 /** Writes a variable by wavelength and, if there are any, its standard errors. */
 void trelLabelledResultWriter::WriteVariable(const trelNetcdfVariable& variable,
-                                             const trelPutRecord& put)
+                                             const trelPutRecord& put, bool hasErrors)
 {
   const auto write = [&](const trelNetcdfVariable& described, const trelSimulationResult& result) {
     File->AddVariable(described);
@@ -115,7 +115,7 @@ void trelLabelledResultWriter::WriteVariable(const trelNetcdfVariable& variable,
       put(described.Name, i, result, Order[i]);
   };
   write(variable, *Result);
-  if (!Errors) return;
+  if (!hasErrors || !Errors) return;
   const trelNetcdfVariable error = DescribeError(variable);
   write(error, *Errors);
   File->SetText(variable.Name, "ancillary_variables", error.Name);
@@ -126,7 +126,8 @@ void trelLabelledResultWriter::WriteVariable(const trelNetcdfVariable& variable,
 trelNetcdfVariable trelLabelledResultWriter::WriteNumbers(const trelNetcdfVariable& variable,
                                                           const trelLabelledDomain& domain,
                                                           const trelGridWindow& window,
-                                                          const trelFindNumber& find)
+                                                          const trelFindNumber& find,
+                                                          bool hasErrors)
 {
   trelNetcdfVariable described = variable;
   described.Dimensions = {"wavelength"};
@@ -143,7 +144,7 @@ trelNetcdfVariable trelLabelledResultWriter::WriteNumbers(const trelNetcdfVariab
     if (domain.IsByTime) count.push_back(numbers.size());
     File->Put(name, start, count, numbers.data());
   };
-  WriteVariable(described, put);
+  WriteVariable(described, put, hasErrors);
   return described;
 }
 
@@ -427,11 +428,14 @@ void trelLabelledResultWriter::WriteCamera(int detector)
         const double* pixels = find(result, k)->GetDetectionMatrix()->GetCells();
         File->Put(variable, {i, 0, 0}, {1, rows, columns}, pixels);
       });
+  // Pixels are correlated.
   WriteNumbers(
       {name + "_total", "mean radiance times width and height of the detector", "sr-1", {}},
-      LabelledDomains[0], {}, [&](const trelSimulationResult& result, int k, std::int32_t) {
+      LabelledDomains[0], {},
+      [&](const trelSimulationResult& result, int k, std::int32_t) {
         return find(result, k)->GetTotalDetection();
-      });
+      },
+      false);
 }
 
 void trelLabelledResultWriter::WriteFiber(int detector)

@@ -57,10 +57,11 @@ private:
   void WriteFile();
   void WriteRecord();
   void WriteWavelengths();
-  void WriteVariable(const trelNetcdfVariable& variable, const trelPutRecord& put);
+  void WriteVariable(const trelNetcdfVariable& variable, const trelPutRecord& put,
+                     bool hasErrors = true);
   trelNetcdfVariable WriteNumbers(const trelNetcdfVariable& variable,
                                   const trelLabelledDomain& domain, const trelGridWindow& window,
-                                  const trelFindNumber& find);
+                                  const trelFindNumber& find, bool hasErrors = true);
   void WriteGrid(trelGridId grid, const trelLabelledOwner& owner, const trelLabelledDomain& domain,
                  const trelGridWindow& window, const trelFindGrids& find);
   void WriteCoefficients();
