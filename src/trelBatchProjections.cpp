@@ -176,3 +176,17 @@ std::vector<double> trelBatchProjections::ListNumbers(std::size_t number) const
     numbers.push_back(row[number]);
   return numbers;
 }
+
+trelComplexSums trelBatchProjections::SumComplex(std::size_t real, std::size_t imag) const
+{
+  trelComplexSums sums{};
+  for (const std::vector<double>& row : Rows) {
+    const double re = row[real], im = row[imag];
+    sums.Real += re;
+    sums.Imag += im;
+    sums.RealSquares += re * re;
+    sums.ImagSquares += im * im;
+    sums.Products += re * im;
+  }
+  return sums;
+}

@@ -84,6 +84,8 @@ public:
   double FindMean(std::size_t number) const;
   double FindError(std::size_t number) const { return FindErrorOfMean(ListNumbers(number)); }
   std::vector<double> ListNumbers(std::size_t number) const;
+  /** Over the batches, of the number whose parts stand at these places. */
+  trelComplexSums SumComplex(std::size_t real, std::size_t imag) const;
 
 private:
   /** The totals of a record: of the steady state, then those of the time domain by gate. */

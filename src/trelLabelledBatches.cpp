@@ -1,5 +1,7 @@
 #include "trelLabelledBatches.h"
 
+#include <cmath>
+
 trelLabelledBatches::trelLabelledBatches(trelNetcdfFile& file, const Input& input,
                                          const std::vector<int>& order)
     : File(file), Source(input), Order(order)
@@ -14,12 +16,12 @@ bool trelLabelledBatches::HasBatches() const
 
 /** Finds the numbers of each wavelength; false if there are none. */
 template <class FindSlice>
-bool trelLabelledBatches::ListSlices(Numbers& numbers, const trelLabelledOwner& owner,
-                                     const FindSlice& find)
+bool trelLabelledBatches::ListSlices(const Numbers& numbers, const trelLabelledOwner& owner,
+                                     const FindSlice& find, std::vector<trelBatchSlice>& slices)
 {
   for (const int spectrum : Order) {
-    numbers.Slices.push_back(find({spectrum, owner.Detector}));
-    const std::size_t number = numbers.Slices.back().Number;
+    slices.push_back(find({spectrum, owner.Detector}));
+    const std::size_t number = slices.back().Number;
     if (number == 0) return false;
     if (number == numbers.Factors.size()) continue;
     File.Fail("the batches of " + numbers.Variable.Name + " differ in shape");
@@ -29,11 +31,24 @@ bool trelLabelledBatches::ListSlices(Numbers& numbers, const trelLabelledOwner& 
 }
 
 /** Of a number of the file in the rows of the batches. */
-std::size_t trelLabelledBatches::PlaceOf(const Numbers& numbers, std::size_t wavelength,
-                                         std::size_t k) const
+static std::size_t PlaceIn(const trelBatchSlice& slice, bool isReversed, std::size_t k)
 {
-  const trelBatchSlice& slice = numbers.Slices[wavelength];
-  return slice.First + (numbers.IsReversed ? slice.Number - 1 - k : k);
+  return slice.First + (isReversed ? slice.Number - 1 - k : k);
+}
+
+/** A number of the file, as the batches have it. */
+trelEstimate trelLabelledBatches::Find(const Numbers& numbers, std::size_t wavelength,
+                                       std::size_t k) const
+{
+  const trelBatchProjections& batches = *Source.Projections;
+  const std::size_t place = PlaceIn(numbers.Slices[wavelength], numbers.IsReversed, k);
+  if (numbers.ImagSlices.empty()) return {batches.FindMean(place), batches.FindError(place)};
+  const std::size_t imag = PlaceIn(numbers.ImagSlices[wavelength], numbers.IsReversed, k);
+  const trelComplexSums sums = batches.SumComplex(place, imag);
+  const auto count = static_cast<double>(batches.GetBatches());
+  const trelPolarErrors errors = FindPolarErrors(sums, batches.GetBatches());
+  if (numbers.IsPhase) return {std::atan2(sums.Imag, sums.Real) / RadiansPerDegree, errors.Phase};
+  return {std::hypot(sums.Real, sums.Imag) / count, errors.Amplitude};
 }
 
 void trelLabelledBatches::WriteMeans(const Numbers& numbers)
@@ -41,9 +56,10 @@ void trelLabelledBatches::WriteMeans(const Numbers& numbers)
   std::vector<double> means, errors;
   for (std::size_t i = 0; i < Order.size(); ++i) {
     for (std::size_t k = 0; k < numbers.Factors.size(); ++k) {
-      const std::size_t place = PlaceOf(numbers, i, k);
-      means.push_back(Source.Projections->FindMean(place) * numbers.Factors[k]);
-      errors.push_back(Source.Projections->FindError(place) * numbers.Factors[k]);
+      const trelEstimate number = Find(numbers, i, k);
+      const double factor = numbers.IsPhase ? 1.0 : numbers.Factors[k];
+      means.push_back(number.Mean * factor);
+      errors.push_back(number.Error * factor);
     }
   }
   File.AddVariable(numbers.Variable);
@@ -71,7 +87,8 @@ void trelLabelledBatches::WriteBatches(const Numbers& numbers)
   for (const std::vector<double>& row : Source.Projections->GetRows())
     for (std::size_t i = 0; i < Order.size(); ++i)
       for (std::size_t k = 0; k < numbers.Factors.size(); ++k)
-        values.push_back(row[PlaceOf(numbers, i, k)] * numbers.Factors[k]);
+        values.push_back(row[PlaceIn(numbers.Slices[i], numbers.IsReversed, k)] *
+                         numbers.Factors[k]);
   File.AddVariable(variable);
   File.PutAll(variable.Name, values.data());
 }
@@ -91,38 +108,51 @@ void trelLabelledBatches::WriteTotal(const trelNetcdfVariable& variable, trelGri
                                      const trelLabelledDomain& domain, const trelGridWindow& window)
 {
   if (!HasBatches()) return;
-  Numbers numbers{variable, ListGateFactors(domain, window), false, {}};
+  Numbers numbers{variable, ListGateFactors(domain, window)};
   const auto find = [&](const trelRecordOwner& of) {
     return Source.Projections->FindTotal(of, domain.IsByTime, total);
   };
-  if (ListSlices(numbers, owner, find)) WriteBatches(numbers);
+  if (ListSlices(numbers, owner, find, numbers.Slices)) WriteBatches(numbers);
+}
+
+/** Sums of cells, where @p find tells those of a domain. Amplitude and phase follow from the
+ * batches of both parts, and have none of their own. */
+template <class FindSlice>
+void trelLabelledBatches::WriteSums(Numbers numbers, const trelLabelledOwner& owner,
+                                    trelGridDomain domain, const FindSlice& find)
+{
+  const bool isPolar = domain == GridFDAmp || domain == GridFDPha;
+  const auto list = [&](trelGridDomain of, std::vector<trelBatchSlice>& slices) {
+    return ListSlices(
+        numbers, owner, [&](const trelRecordOwner& record) { return find(record, of); }, slices);
+  };
+  numbers.IsPhase = domain == GridFDPha;
+  if (!list(isPolar ? GridFDReal : domain, numbers.Slices)) return;
+  if (isPolar && !list(GridFDImag, numbers.ImagSlices)) return;
+  WriteMeans(numbers);
+  if (!isPolar) WriteBatches(numbers);
 }
 
 void trelLabelledBatches::WriteGrid(trelGridId grid, const trelLabelledOwner& owner,
                                     const trelLabelledDomain& domain, const trelGridWindow& window)
 {
   if (!HasBatches()) return;
-  const auto write = [&](Numbers numbers, const auto& find) {
-    if (!ListSlices(numbers, owner, find)) return;
-    WriteMeans(numbers);
-    WriteBatches(numbers);
-  };
   const trelGridDescription& row = GetGridDescription(grid);
   for (int axis = 0; axis < row.NumberOfAxes && row.Axes[0] < GridMeshFace; ++axis) {
     const trelGridBins& bins = window.Bins[row.Axes[axis]];
     std::vector<double> factors;
     for (std::int32_t k = 0; k < bins.Count; ++k)
       factors.push_back(1.0 / bins.GetWidth(k));
-    write({DescribeProjection(grid, owner, domain, axis), factors, row.Axes[axis] == GridD, {}},
-          [&](const trelRecordOwner& of) {
-            return Source.Projections->FindProjection(of, domain.Domain, grid, axis);
-          });
+    WriteSums({DescribeProjection(grid, owner, domain, axis), factors, row.Axes[axis] == GridD},
+              owner, domain.Domain, [&](const trelRecordOwner& record, trelGridDomain of) {
+                return Source.Projections->FindProjection(record, of, grid, axis);
+              });
   }
   if (HasTotal(grid, owner, domain)) return;
-  write({DescribeSums(grid, owner, domain), ListGateFactors(domain, window), false, {}},
-        [&](const trelRecordOwner& of) {
-          return Source.Projections->FindSums(of, domain.Domain, grid);
-        });
+  WriteSums({DescribeSums(grid, owner, domain), ListGateFactors(domain, window)}, owner,
+            domain.Domain, [&](const trelRecordOwner& record, trelGridDomain of) {
+              return Source.Projections->FindSums(record, of, grid);
+            });
 }
 
 // The ledger

@@ -42,16 +42,23 @@ private:
   struct Numbers
   {
     trelNetcdfVariable Variable;
-    std::vector<double> Factors;
+    std::vector<double> Factors = {};
     bool IsReversed = false;  ///< deflections are stored from the largest to the smallest
-    std::vector<trelBatchSlice> Slices;
+    std::vector<trelBatchSlice> Slices = {};
+    /** Of amplitudes and phases, which follow from their parts; empty otherwise. */
+    std::vector<trelBatchSlice> ImagSlices = {};
+    bool IsPhase = false;
   };
   /** A column of the ledger. */
   using FindNumber = double (*)(const trelLedgerLine& line);
 
   template <class FindSlice>
-  bool ListSlices(Numbers& numbers, const trelLabelledOwner& owner, const FindSlice& find);
-  std::size_t PlaceOf(const Numbers& numbers, std::size_t wavelength, std::size_t k) const;
+  bool ListSlices(const Numbers& numbers, const trelLabelledOwner& owner, const FindSlice& find,
+                  std::vector<trelBatchSlice>& slices);
+  template <class FindSlice>
+  void WriteSums(Numbers numbers, const trelLabelledOwner& owner, trelGridDomain domain,
+                 const FindSlice& find);
+  trelEstimate Find(const Numbers& numbers, std::size_t wavelength, std::size_t k) const;
   void WriteMeans(const Numbers& numbers);
   void WriteBatches(const Numbers& numbers);
   bool HasBatches() const;

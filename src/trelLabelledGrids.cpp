@@ -129,12 +129,13 @@ trelNetcdfVariable DescribeProjection(trelGridId grid, const trelLabelledOwner& 
 {
   const trelLabelledAxis& along = LabelledAxes[GetGridDescription(grid).Axes[axis]];
   const std::string unit = along.Units;
+  const bool isPhase = domain.Domain == GridFDPha;
   const std::string perWidth =
       TakesFluence(grid, owner) ? (unit == "mm" ? "1" : "mm " + unit + "-1") : unit + "-1";
   return {GetGridName(grid, owner) + domain.Suffix + "_" + along.Name,
           GetSumWords(grid, owner) + (domain.IsByTime ? " within the time gates" : domain.Words) +
-              ", of each slice along " + along.Name + " over its width",
-          perWidth,
+              ", of each slice along " + along.Name + (isPhase ? "" : " over its width"),
+          isPhase ? "degree" : perWidth,
           {"wavelength", owner.Axes + along.Name}};
 }
 
@@ -145,7 +146,7 @@ trelNetcdfVariable DescribeSums(trelGridId grid, const trelLabelledOwner& owner,
   const std::string perTime = domain.IsByTime ? (energy.empty() ? "ps-1" : " ps-1") : "";
   trelNetcdfVariable variable{GetGridName(grid, owner) + "_total" + domain.Suffix,
                               GetSumWords(grid, owner) + domain.Words,
-                              energy + perTime,
+                              domain.Domain == GridFDPha ? "degree" : energy + perTime,
                               {"wavelength"}};
   if (domain.IsByTime) variable.Dimensions.push_back("time");
   return variable;

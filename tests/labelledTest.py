@@ -221,6 +221,12 @@ def check_batches(data):
                 57.29577951308232 if turn else 1), dims=axis)
             cells = (cells * measure).sum(axis) if axis not in batches.dims else cells * (measure / (high - low))
         equal(data[number], cells, number, size)
+    for name in [name for name in data if "_fd_real" in name and name + "_batches" in data]:
+        real, imag = data[name], data[name.replace("_real", "_imag")]
+        polar = [name.replace("_real", part) for part in ("_amplitude", "_phase")]
+        equal(data[polar[0]], np.hypot(real, imag), polar[0], real.max())
+        equal(data[polar[1]], np.degrees(np.arctan2(imag, real)), polar[1], 180)
+        seen |= {number + ending for number in polar for ending in ("", "_error")}
     if "absorption_total" in data:
         line = list(data.ledger_line).index("in the grid's region")
         equal(data.ledger_weight[:, line], data.absorption_total, "ledger")
