@@ -100,5 +100,6 @@ std::int64_t trelErrorGoal::FindBatches() const
   if (Reached) return Seen;
   const double factor = Error / Goal;
   const double needed = static_cast<double>(Seen) * factor * factor;
-  return needed < 1e15 ? std::max(static_cast<std::int64_t>(std::ceil(needed)), Next) : Next;
+  if (std::isnan(needed)) return Next;
+  return std::max(static_cast<std::int64_t>(std::ceil(std::min(needed, 1e15))), Next);
 }
