@@ -90,7 +90,8 @@ trel_subsystem(results
   HEADERS trelFlyTimes trelResultGetters trelAbsorbedTotals
   CLASSES trelGrid trelGridTable trelCellMeasures trelMeshSurface trelGridSet trelTimeTotals trelFluence
           trelMediumResult trelDetectorResult trelDetectorArrayResult
-          trelSimulationResult trelBatchStatistics trelTemporaryFiles trelResultFileSet trelResultFile
+          trelSimulationResult trelStandardErrors trelBatchProjections
+          trelBatchStatistics trelLedger trelLedgerBatches trelTemporaryFiles trelResultFileSet trelResultFile
           trelResultLabels trelResultBlocks trelSimulationResultWriter)
 
 # The result file with axes, units and names, by the NetCDF library.
@@ -98,7 +99,8 @@ trel_subsystem(labelled_results
   MAY_USE framework geometry model results
   LIBRARIES netcdf md
   HEADERS
-  CLASSES trelNetcdfFile trelNetcdfInput trelRunStateWriter trelRunStateReader trelRunRecord trelLabelledGrids trelLabelledResultWriter)
+  CLASSES trelNetcdfFile trelNetcdfInput trelRunStateWriter trelRunStateReader trelRunRecord
+          trelLabelledGrids trelLabelledBatches trelLabelledResultWriter)
 
 # What the detectors outside of the medium see of its surface.
 trel_subsystem(free_space
@@ -111,12 +113,12 @@ trel_subsystem(transport
   MAY_USE framework geometry model results
   HEADERS trelPacket trelElementary trelPhaseFunction trelFresnel trelTransportRules
           trelPacketSteps trelExactPacket trelExactSteps
-  CLASSES trelRandomStream trelRandomNumbers trelLedger trelLedgerBatches trelTransportModel trelScoreTable trelPacketScores
+  CLASSES trelRandomStream trelRandomNumbers trelTransportModel trelScoreTable trelPacketScores
           trelCellBorders trelExactScores trelPacketEvents trelPacketGeometry trelExactLaunch
           trelThreadState trelMediumFilter trelMonteCarlo
           trelVarianceReductionMonteCarlo trelDiffuseVRMC trelBioluminescenceVRMC
           trelFluorescenceVRMC trelExactModel trelExactEvents trelEmissionPilot trelRunPlan
-          trelExactMonteCarlo)
+          trelErrorGoal trelExactMonteCarlo)
 
 # A look at a model before it runs: what it is, and what is wrong with it.
 trel_subsystem(check

@@ -1,41 +1,8 @@
 #include "trelBatchStatistics.h"
 
 #include <algorithm>
-#include <cmath>
-#include <limits>
 
-#include "trelDetectorArrayResult.h"
-#include "trelDetectorResult.h"
-#include "trelMediumResult.h"
 #include "trelMemory.h"
-#include "trelSimulationResult.h"
-
-/** The domains whose cells are sums of weight. */
-static constexpr trelGridDomain summedDomains[] = {GridCW, GridTD, GridFDReal, GridFDImag};
-
-double FindErrorOfMean(double sum, double squares, std::int64_t batches)
-{
-  // Of one batch alone both are the same product, to the last bit.
-  if (batches < 2 || squares == 0.0 || squares == sum * sum)
-    return std::numeric_limits<double>::quiet_NaN();
-  const auto b = static_cast<double>(batches);
-  const double mean = sum / b;
-  return std::sqrt(std::max(squares / b - mean * mean, 0.0) / (b - 1.0));
-}
-
-double FindErrorOfMean(const std::vector<double>& numbers)
-{
-  const auto isHit = [](double x) { return x != 0.0; };
-  if (std::count_if(numbers.begin(), numbers.end(), isHit) < 2)
-    return std::numeric_limits<double>::quiet_NaN();
-  const auto n = static_cast<double>(numbers.size());
-  double sum = 0.0, squares = 0.0;
-  for (const double x : numbers)
-    sum += x;
-  for (const double x : numbers)
-    squares += (x - sum / n) * (x - sum / n);
-  return std::sqrt(squares / n / (n - 1.0));
-}
 
 trelBatchStatistics::~trelBatchStatistics()
 {
@@ -52,34 +19,63 @@ void trelBatchStatistics::Release()
   SumBlocks.clear();
   SquareBlocks.clear();
   ScoredBlocks.clear();
-  Totals.clear();
-  TotalSums.clear();
+  Pairs.clear();
+  Projections.Clear();
   IsFinished = false;
 }
 
+/** Calls @p visit with the grids of a record whose cells are sums of weight, in one order. */
 template <class Record, class Visit>
 static void VisitGrids(const Record& record, Visit visit)
 {
-  for (const trelGridDomain domain : summedDomains) {
+  for (const trelGridDomain domain : SummedDomains) {
     for (int id = 0; id < NumberOfGrids; ++id) {
-      trelGrid* grid = record.GetGrid(domain, static_cast<trelGridId>(id));
-      if (grid) visit(grid->GetCells(), grid->GetNumberOfCells());
+      if (trelGrid* grid = record.GetGrid(domain, static_cast<trelGridId>(id)))
+        visit(domain, static_cast<trelGridId>(id), *grid);
     }
   }
+}
+
+template <class Visit>
+static void VisitOtherCells(const trelMediumResult& record, Visit visit)
+{
+  record.GetAbsorbedTotals().VisitCells(visit);
+}
+
+template <class Visit>
+static void VisitOtherCells(const trelDetectorResult&, Visit)
+{
 }
 
 std::vector<trelNumbers> trelBatchStatistics::ListBlocks(const trelSimulationResult& result)
 {
   std::vector<trelNumbers> blocks;
   const auto add = [&](double* cells, std::size_t number) { blocks.push_back({cells, number}); };
-  for (int i = 0; const trelMediumResult* record = result.GetMediumResult(i); ++i) {
-    VisitGrids(*record, add);
-    record->GetAbsorbedTotals().VisitCells(add);
-  }
-  for (int i = 0; const trelDetectorArrayResult* array = result.GetDetectorArrayResult(i); ++i)
-    for (int k = 0; const trelDetectorResult* record = array->GetDetectorResult(k); ++k)
-      VisitGrids(*record, add);
+  VisitRecords(result, [&](const auto& record, const trelRecordOwner&) {
+    VisitGrids(record, [&](trelGridDomain, trelGridId, trelGrid& grid) {
+      add(grid.GetCells(), grid.GetNumberOfCells());
+    });
+    VisitOtherCells(record, add);
+  });
   return blocks;
+}
+
+/** Finds the pairs by their cells. */
+void trelBatchStatistics::ListPairs()
+{
+  const auto find = [&](const trelGrid& grid) {
+    const auto isOf = [&](const trelNumbers& block) { return block.First == grid.GetCells(); };
+    return static_cast<std::size_t>(std::find_if(SquareBlocks.begin(), SquareBlocks.end(), isOf) -
+                                    SquareBlocks.begin());
+  };
+  VisitRecords(*Squares, [&](const auto& record, const trelRecordOwner&) {
+    VisitGrids(record, [&](trelGridDomain domain, trelGridId id, const trelGrid& real) {
+      if (domain != GridFDReal || real.GetNumberOfCells() == 0) return;
+      Pairs.push_back({find(real), find(*record.GetGrid(GridFDImag, id)),
+                       record.GetGrid(GridFDAmp, id)->GetCells(),
+                       record.GetGrid(GridFDPha, id)->GetCells()});
+    });
+  });
 }
 
 /** A result of the same grids, which is held; null if memory is short. */
@@ -126,6 +122,8 @@ bool trelBatchStatistics::Prepare(trelSimulationParameter& parameter, trelSimula
     return false;
   }
   SquareBlocks = ListBlocks(*Squares);
+  ListPairs();
+  Projections.Prepare(sum);
   for (const trelSimulationResult* scored : Scored)
     ScoredBlocks.push_back(ListBlocks(*scored));
   return true;
@@ -149,53 +147,32 @@ void trelBatchStatistics::Gather()
   }
 }
 
-/** Calls @p visit with each record of the medium and of the detectors. */
-template <class Visit>
-static void VisitRecords(const trelSimulationResult& result, Visit visit)
+void trelBatchStatistics::AddProducts()
 {
-  for (int i = 0; trelMediumResult* record = result.GetMediumResult(i); ++i)
-    visit(*record);
-  for (int i = 0; const trelDetectorArrayResult* array = result.GetDetectorArrayResult(i); ++i)
-    for (int k = 0; trelDetectorResult* record = array->GetDetectorResult(k); ++k)
-      visit(*record);
+  for (const Pair& pair : Pairs) {
+    const double* real = ScoredBlocks[0][pair.Real].First;
+    const double* imag = ScoredBlocks[0][pair.Imag].First;
+#pragma omp parallel for num_threads(Threads)
+    for (std::size_t k = 0; k < SumBlocks[pair.Real].Number; ++k)
+      if (real[k] != 0.0) pair.Products[k] += real[k] * imag[k];
+  }
 }
 
-static std::vector<double*> ListTotals(const trelSimulationResult& result)
+/** The totals of the batch stand in its records, from which the next batch takes them away. */
+static void SumTotals(const trelSimulationResult& batch)
 {
-  std::vector<double*> totals;
-  VisitRecords(result, [&](auto& record) {
-    record.VisitTotals([&](double* first, std::size_t number) {
-      for (std::size_t i = 0; i < number; ++i)
-        totals.push_back(first + i);
-    });
+  VisitRecords(batch, [](auto& record, const trelRecordOwner&) {
+    record.VisitTotals([](double* first, std::size_t number) { std::fill_n(first, number, 0.0); });
+    record.SumTotals();
   });
-  return totals;
-}
-
-void trelBatchStatistics::SumTotals()
-{
-  const std::vector<double*> scored = ListTotals(*Scored[0]), squares = ListTotals(*Squares);
-  for (double* total : scored)
-    *total = 0.0;
-  VisitRecords(*Scored[0], [](auto& record) { record.SumTotals(); });
-  TotalSums.resize(scored.size(), 0.0);
-  for (std::size_t i = 0; i < scored.size(); ++i) {
-    TotalSums[i] += *scored[i];
-    *squares[i] += *scored[i] * *scored[i];
-  }
-  BatchTotals& totals = Totals.emplace_back();
-  for (int i = 0; const trelMediumResult* record = Scored[0]->GetMediumResult(i); ++i) {
-    totals.emplace_back();
-    for (int total = 0; total < NumberOfTotals; ++total)
-      totals.back()[static_cast<std::size_t>(total)] =
-          record->GetTotal(static_cast<trelGridTotal>(total));
-  }
 }
 
 void trelBatchStatistics::TakeBatch()
 {
   Gather();
-  SumTotals();
+  SumTotals(*Scored[0]);
+  Projections.Take(*Scored[0]);
+  AddProducts();
   for (std::size_t n = 0; n < SumBlocks.size(); ++n) {
     double* scored = ScoredBlocks[0][n].First;
     double* sums = SumBlocks[n].First;
@@ -217,27 +194,48 @@ void trelBatchStatistics::PassState(std::int64_t batches, bool hasOpen, trelStat
   archive.Pass("sums", SumBlocks);
   archive.Pass("squares", SquareBlocks);
   if (hasOpen) archive.Pass("open_sums", ScoredBlocks[0]);
-  const std::vector<double*> squares = ListTotals(*Squares);
   std::vector<trelNumbers> pieces;
-  pieces.reserve(squares.size());
-  for (double* total : squares)
-    pieces.push_back({total, 1});
-  archive.Pass("total_squares", pieces);
-  TotalSums.resize(squares.size());
-  archive.Pass("total_sums", TotalSums);
-  const auto records = static_cast<std::size_t>(Sum->GetMediumResults()->GetNumberOfItems());
-  Totals.resize(static_cast<std::size_t>(batches), BatchTotals(records));
-  pieces.clear();
-  for (BatchTotals& totals : Totals)
-    for (auto& numbers : totals)
-      pieces.push_back({numbers.data(), numbers.size()});
-  archive.Pass("totals_by_batch", pieces);
+  pieces.reserve(Pairs.size());
+  for (const Pair& pair : Pairs)
+    pieces.push_back({pair.Products, SumBlocks[pair.Real].Number});
+  archive.Pass("products", pieces);
+  Projections.PassState(batches, archive);
+}
+
+/** Amplitude and phase, of whose parts the sums are there still. */
+void trelBatchStatistics::FinishPair(const Pair& pair)
+{
+  const double* real = SumBlocks[pair.Real].First;
+  const double* imag = SumBlocks[pair.Imag].First;
+  const double* realSquares = SquareBlocks[pair.Real].First;
+  const double* imagSquares = SquareBlocks[pair.Imag].First;
+  for (std::size_t k = 0; k < SumBlocks[pair.Real].Number; ++k) {
+    const trelComplexSums sums = {real[k], imag[k], realSquares[k], imagSquares[k],
+                                  pair.Products[k]};
+    const trelPolarErrors errors = FindPolarErrors(sums, GetBatches());
+    pair.Products[k] = errors.Amplitude;
+    pair.Phase[k] = errors.Phase;
+  }
+}
+
+/** The errors of all totals of all records, in the order of the numbers of a batch. */
+void trelBatchStatistics::FinishTotals()
+{
+  std::size_t next = 0;
+  VisitRecords(*Squares, [&](auto& record, const trelRecordOwner&) {
+    record.VisitTotals([&](double* totals, std::size_t number) {
+      for (std::size_t i = 0; i < number; ++i)
+        totals[i] = Projections.FindError(next++);
+    });
+  });
 }
 
 void trelBatchStatistics::Finish()
 {
   const std::int64_t batches = GetBatches();
   if (batches == 0) return;
+  for (const Pair& pair : Pairs)
+    FinishPair(pair);
   for (std::size_t n = 0; n < SumBlocks.size(); ++n) {
     double* sums = SumBlocks[n].First;
     double* squares = SquareBlocks[n].First;
@@ -246,17 +244,7 @@ void trelBatchStatistics::Finish()
       if (sums[k] != 0.0) sums[k] /= static_cast<double>(batches);
     }
   }
-  const std::vector<double*> totals = ListTotals(*Squares);
-  for (std::size_t i = 0; i < totals.size(); ++i)
-    *totals[i] = FindErrorOfMean(TotalSums[i], *totals[i], batches);
-  VisitRecords(*Squares, [](auto& record) { record.FinalizeErrors(); });
+  FinishTotals();
+  VisitRecords(*Squares, [](auto& record, const trelRecordOwner&) { record.FinalizeErrors(); });
   IsFinished = true;
-}
-
-double trelBatchStatistics::GetError(std::size_t spectrum, trelGridTotal total) const
-{
-  std::vector<double> numbers;
-  for (const BatchTotals& batch : Totals)
-    numbers.push_back(batch[spectrum][total]);
-  return FindErrorOfMean(numbers);
 }

@@ -1,16 +1,10 @@
 #ifndef trelBatchStatistics_h
 #define trelBatchStatistics_h
 
-#include <array>
-#include <cstddef>
-#include <cstdint>
-#include <vector>
-
-#include "trelGridTable.h"
+#include "trelBatchProjections.h"
 #include "trelStateArchive.h"
 
 class trelSimulationParameter;
-class trelSimulationResult;
 
 /**
  * @class   trelBatchStatistics
@@ -51,28 +45,48 @@ public:
   /** Behind the last batch, before the run's result is finished: makes means and errors. */
   void Finish();
 
-  std::int64_t GetBatches() const { return static_cast<std::int64_t>(Totals.size()); }
+  std::int64_t GetBatches() const { return Projections.GetBatches(); }
+  /** Totals and projections, batch by batch. */
+  const trelBatchProjections& GetProjections() const { return Projections; }
   /** A batch's total at a wavelength, by its index, in units of the sources' energy. */
   double GetTotal(std::int64_t batch, std::size_t spectrum, trelGridTotal total) const
   {
-    return Totals[static_cast<std::size_t>(batch)][spectrum][total];
+    return Projections.GetRows()[static_cast<std::size_t>(batch)][PlaceOf(spectrum, total)];
   }
   /** The standard error of the run's total; NaN unless two batches have it. */
-  double GetError(std::size_t spectrum, trelGridTotal total) const;
+  double GetError(std::size_t spectrum, trelGridTotal total) const
+  {
+    return Projections.FindError(PlaceOf(spectrum, total));
+  }
   /** After Finish(): the standard errors of all cells, as densities where the run's result has
    *  them; NaN where fewer than two batches scored, and at the vertices of a mesh, whose faces are
-   *  correlated. Of the frequency domain real and imaginary part. Null without batches. */
+   *  correlated. Of the frequency domain those of both parts, amplitude and phase. Null without
+   *  batches. */
   trelSimulationResult* GetErrors() const { return IsFinished ? Squares : nullptr; }
 
 private:
-  using BatchTotals = std::vector<std::array<double, NumberOfTotals>>;
+  /** Real and imaginary part of a grid, and where the products of the parts of a batch are summed:
+   *  in the errors of the amplitude, which Finish() makes of them. */
+  struct Pair
+  {
+    std::size_t Real, Imag;  ///< blocks
+    double* Products;
+    double* Phase;
+  };
 
   static std::vector<trelNumbers> ListBlocks(const trelSimulationResult& result);
   trelSimulationResult* Make(trelSimulationParameter& parameter);
   void MakeScored(trelSimulationParameter& parameter, int threads);
   int Own() const { return static_cast<int>(Scored.size()); }
   void Gather();
-  void SumTotals();
+  void ListPairs();
+  void AddProducts();
+  void FinishPair(const Pair& pair);
+  void FinishTotals();
+  std::size_t PlaceOf(std::size_t spectrum, trelGridTotal total) const
+  {
+    return Projections.FindTotal({static_cast<int>(spectrum)}, false, total).First;
+  }
 
   int Threads = 1;
   trelSimulationResult* Sum = nullptr;      ///< the run's
@@ -81,15 +95,9 @@ private:
   /** Of the same grids in the same order: of Sum, Squares, and each of Scored. */
   std::vector<trelNumbers> SumBlocks, SquareBlocks;
   std::vector<std::vector<trelNumbers>> ScoredBlocks;
-  std::vector<double> TotalSums;    ///< of all totals of all records, over the batches
-  std::vector<BatchTotals> Totals;  ///< by batch and wavelength index
+  std::vector<Pair> Pairs;
+  trelBatchProjections Projections;
   bool IsFinished = false;
 };
-
-/** The standard error of the mean of @p batches numbers, from their sum and that of their squares;
- *  NaN unless two of them are not 0. */
-double FindErrorOfMean(double sum, double squares, std::int64_t batches);
-/** The same from the numbers themselves, which keeps all digits. */
-double FindErrorOfMean(const std::vector<double>& numbers);
 
 #endif

@@ -20,6 +20,15 @@ static double GetLight(const trelExactPacket& packet)
   return packet.SourceWeight * packet.Weight;
 }
 
+/** Adds to the path what the packet has flown since it was last done: before its refractive index
+ *  or its clock changes, and where it leaves. */
+static void SettlePath(trelExactPacket& packet)
+{
+  packet.PathLength += (packet.FlyTime - packet.PathTime) * trelExactModel::SpeedOfLight /
+                       packet.Here->RefractiveIndex;
+  packet.PathTime = packet.FlyTime;
+}
+
 void EndPacket(trelExactPacket& packet, trelLedgerPart part, trelExactTally& tally)
 {
   packet.Dead = true;
@@ -101,7 +110,7 @@ static void Emit(const trelExactPacket& excitation, const trelDye& dye,
   packet.WavelengthIndex = dye.WavelengthIndex;
   packet.SourceWeight = dye.PacketWeight;
   packet.Weight = packet.Settled = 1.0;
-  packet.PathLength = 0.0;
+  SettlePath(packet);
   packet.StepCount = 0;
   packet.Depth = trelExactPacket::NotDrawn;
   packet.Skip = 0.0;
@@ -109,6 +118,7 @@ static void Emit(const trelExactPacket& excitation, const trelDye& dye,
   packet.Dead = false;
   packet.Direction = DrawDirection(numbers, model);
   packet.FlyTime -= dye.LifeTime * NaturalLogarithm(numbers.NextPositiveRandom());
+  packet.PathTime = packet.FlyTime;
   model.Enter(packet.TissueIndex, packet);
   const std::int32_t spectrum = excitation.WavelengthIndex;
   tally.SelectRecord(dye.WavelengthIndex);
@@ -180,8 +190,10 @@ static void EndInFiber(trelExactPacket& packet, std::int32_t fiber, const trelHi
                        const trelExactModel& model, trelExactTally& tally)
 {
   packet.Dead = true;
+  SettlePath(packet);
   if (tally.Record)
-    tally.Record->Fibers[static_cast<std::size_t>(fiber)].AddPacket(GetLight(packet));
+    tally.Record->Fibers[static_cast<std::size_t>(fiber)].AddExit(GetLight(packet), packet.FlyTime,
+                                                                  packet.PathLength);
   ScoreFiber(packet, face.Face, fiber, tally, model);
 }
 
@@ -210,7 +222,9 @@ static void Escape(trelExactPacket& packet, const trelExactModel& model, trelExa
   packet.Dead = true;
   packet.TissueIndex = -1;
   if (EndAtFiberHere(packet, model, tally)) return;
-  if (tally.Record) tally.Record->Faces[FindFace(packet, model)].AddPacket(GetLight(packet));
+  if (tally.Record)
+    tally.Record->Faces[FindFace(packet, model)].AddExit(GetLight(packet), packet.FlyTime,
+                                                         packet.PathLength);
   if (tally.SpectrumMediumResult && model.SavePhotonFlyTime) {
     const std::int64_t row = tally.SpectrumMediumResult->IncrementTransmitPhotonNum();
     tally.SpectrumMediumResult->RecordFlyTime(row, packet.Position, packet.FlyTime);
@@ -251,6 +265,7 @@ static void MeetBoundary(trelExactPacket& packet, const trelTissueChange& change
                                                    std::fabs(cosine), met.CosTransmit));
   }
   SettleAbsorption(packet, model, tally);
+  SettlePath(packet);
   if (change.Tissue >= 0)
     model.PlaceIn(change.Tissue, packet);
   else

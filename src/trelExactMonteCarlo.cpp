@@ -3,6 +3,8 @@
 #include <omp.h>
 
 #include <algorithm>
+#include <cmath>
+#include <limits>
 #include <random>
 
 #include "trelEmissionPilot.h"
@@ -55,6 +57,11 @@ bool trelExactMonteCarlo::Prepare(int threads)
         " batch, which tells no errors");
     return false;
   }
+  if (Statistics.IsOn() && Batches > Statistics.GetProjections().GetMostBatches()) {
+    ErrorMacro("Out of memory: so many batches keep their totals; ask for at most "
+               << Statistics.GetProjections().GetMostBatches());
+    return false;
+  }
   Tables.assign(static_cast<std::size_t>(Statistics.IsOwn() ? threads : 1), {});
   for (std::size_t i = 0; i < Tables.size(); ++i) {
     const trelSimulationResult& scored =
@@ -68,6 +75,7 @@ bool trelExactMonteCarlo::Prepare(int threads)
   Lines.Prepare(Ledger);
   Open = Ledger;
   OpenInteractions = 0;
+  if (spectra > 0) Goal.Prepare(Ledger.List(0));
   if (!MakePlan()) return false;
   PrepareLaunches();
   return true;
@@ -83,10 +91,17 @@ bool trelExactMonteCarlo::MakePlan()
     for (const trelSpectrum* spectrum : light->GetSpectra()->GetItems<trelSpectrum>())
       entries.push_back({light, spectrum, entry++, spectrum->GetPhotonNumber(), 0});
   }
-  Plan.Build(entries, Packets, Batches);
+  // With a goal the size of a batch follows from the model: more packets are more batches.
+  std::int64_t all = 0;
+  for (const trelRunEntry& entry : entries)
+    all += entry.Packets;
+  Plan.Build(entries, Goal.IsOn() && Packets > all ? 0 : Packets, Batches);
   FirstBatch = 0;
   if (!(Origin ? ContinuePlan() : TakeRange())) return false;
-  Summary.Packets = static_cast<std::uint64_t>(Plan.GetPackets());
+  MostBatches = Goal.IsOn() ? FindMostBatches() : Plan.GetBatches();
+  AskedBatches = std::min(Plan.GetBatches(), MostBatches);
+  if (Goal.IsOn()) AskedBatches = std::min(std::max(AskedBatches, Goal.FirstBatches), MostBatches);
+  Summary.Packets = static_cast<std::uint64_t>(AskedBatches * Plan.GetPacketsOfBatch());
   return true;
 }
 
@@ -182,10 +197,22 @@ bool trelExactMonteCarlo::Continue()
     ErrorMacro("The state of the run cannot be read");
     return false;
   }
-  if (Summary.BatchesDone <= Plan.GetBatches()) return true;
+  if (Summary.BatchesDone > 0) LookAtError();
+  if (Summary.BatchesDone <= MostBatches) return true;
   ErrorMacro("The run has " << Summary.BatchesDone << " batches of " << Plan.GetPacketsOfBatch()
                             << " packets already, more than it is to have");
   return false;
+}
+
+/** Of a run that goes on until it is sure enough: by its packets, else by time alone if that has a
+ *  limit, else a large number; and as memory has room. */
+std::int64_t trelExactMonteCarlo::FindMostBatches() const
+{
+  const std::int64_t size = std::max<std::int64_t>(Plan.GetPacketsOfBatch(), 1);
+  std::int64_t most = MostTimes * Plan.GetBatches();
+  if (Control && Control->HasDeadline()) most = std::numeric_limits<std::int64_t>::max() / size;
+  if (Packets > 0) most = (Packets - 1) / size + 1;
+  return std::min(most, Statistics.GetProjections().GetMostBatches());
 }
 
 /** The packets of a batch share the energy of their entry: a result is the mean of the batches. */
@@ -248,8 +275,12 @@ void trelExactMonteCarlo::FinishRecords()
 std::vector<trelLedgerLine> trelExactMonteCarlo::ListLedger(std::size_t spectrum) const
 {
   std::vector<trelLedgerLine> lines = Ledger.List(spectrum);
-  for (std::size_t i = 0; i < lines.size(); ++i)
+  for (std::size_t i = 0; i < lines.size(); ++i) {
     lines[i].Error = Lines.FindError(spectrum, i);
+    if (!lines[i].HasMeans()) continue;
+    lines[i].MeanTime.Error = Lines.FindErrorOfMean(spectrum, i, trelLedgerBatches::Time);
+    lines[i].MeanPath.Error = Lines.FindErrorOfMean(spectrum, i, trelLedgerBatches::Path);
+  }
   return lines;
 }
 
@@ -265,9 +296,10 @@ bool trelExactMonteCarlo::FlyBatches(std::vector<trelExactTally>& tallies)
   bool isDone = FitsInMemory(
       [&] { Control->Begin(Summary.Packets, static_cast<std::uint64_t>(before), threads); });
   isDone = isDone && Watch(ticker, threads);
-  while (isDone && Summary.BatchesDone < Plan.GetBatches() && !Control->IsStopRequested()) {
-    isDone = RunPackets({Plan, Seed, FirstBatch + Summary.BatchesDone}, tallies);
-    if (isDone) Collect(tallies);
+  while (isDone && Summary.BatchesDone < MostBatches && !Goal.IsReached() &&
+         !Control->IsStopRequested()) {
+    isDone =
+        RunPackets({Plan, Seed, FirstBatch + Summary.BatchesDone}, tallies) && TakePackets(tallies);
     if (isDone && Control->TakePause() && Checkpoint) Checkpoint();
   }
   ticker.Stop();
@@ -467,6 +499,13 @@ void trelExactMonteCarlo::TracePacket(const Batch& batch, const trelPlannedPacke
   tally.Interactions += packet.Interactions;
 }
 
+bool trelExactMonteCarlo::TakePackets(std::vector<trelExactTally>& tallies)
+{
+  if (FitsInMemory([&] { Collect(tallies); })) return true;
+  ErrorMacro("Out of memory while taking a batch!");
+  return false;
+}
+
 /** Adds what the threads of a region have counted, and ends the batch if all of it is flown. */
 void trelExactMonteCarlo::Collect(std::vector<trelExactTally>& tallies)
 {
@@ -477,6 +516,24 @@ void trelExactMonteCarlo::Collect(std::vector<trelExactTally>& tallies)
   if (NextPacket < Plan.GetPacketsOfBatch()) return;
   TakeBatch();
   NextPacket = 0;
+  if (Statistics.IsOn()) LookAtError();
+}
+
+/** How sure the run is, and with a goal how many batches it will take. */
+void trelExactMonteCarlo::LookAtError()
+{
+  if (!Goal.Look(Lines)) return;
+  Summary.RelativeError = Goal.GetError();
+  Summary.ReachedError = Goal.IsReached();
+  const bool isUnknown = std::isnan(Summary.RelativeError);
+  if (Goal.IsOn()) {
+    AskedBatches = std::min(Goal.FindBatches(), MostBatches);
+    Summary.Packets = static_cast<std::uint64_t>(AskedBatches * Plan.GetPacketsOfBatch());
+    if (isUnknown && Summary.BatchesDone == Goal.FirstBatches)
+      WarningMacro("the total whose error is to end the run has had nothing in "
+                   << Goal.FirstBatches << " batches at a wavelength with light");
+  }
+  if (Control) Control->Expect(Summary.Packets, isUnknown ? -1.0 : Summary.RelativeError);
 }
 
 void trelExactMonteCarlo::TakeBatch()
@@ -506,7 +563,7 @@ void trelExactMonteCarlo::CountFlown()
   Summary.PacketsFlown = static_cast<std::uint64_t>(Summary.BatchesDone * Plan.GetPacketsOfBatch());
   for (const trelRunEntry& entry : Plan.GetEntries()) {
     Summary.Flown.push_back({(entry.Entry >> 32) + 1, entry.Spectrum->GetWavelength(),
-                             static_cast<std::uint64_t>(entry.Packets),
+                             static_cast<std::uint64_t>(AskedBatches * entry.Share),
                              static_cast<std::uint64_t>(Summary.BatchesDone * entry.Share)});
   }
 }

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "trelBatchStatistics.h"
+#include "trelErrorGoal.h"
 #include "trelExactEvents.h"
 #include "trelExactLaunch.h"
 #include "trelLedgerBatches.h"
@@ -43,6 +44,11 @@ struct trelExactSummary
   /** By wavelength index: the weight of an emission packet in the unit of the sources' energy; 0
    *  without dyes. */
   std::vector<double> EmissionWeights;
+
+  /** The last relative error of the total that is watched, NaN if it cannot be told; and whether it
+   *  has ended the run. */
+  double RelativeError = std::numeric_limits<double>::quiet_NaN();
+  bool ReachedError = false;
 
   bool EndedEarly() const { return PacketsFlown < Packets; }
   std::int64_t BatchesDone = 0;
@@ -82,6 +88,7 @@ public:
   /** Prepares, runs all packets, or those that fly until the control asks to stop, and finishes the
    *  results. False, with a report, if it cannot be prepared. */
   bool Execute() override;
+  trelSimulationResult* GetErrors() const override { return Statistics.GetErrors(); }
   bool HasResults() const override { return Summary.IsToScale(); }
 
   /** What the streams of all packets are made of; the system's entropy by default. */
@@ -108,6 +115,10 @@ public:
   void SetAtEnd(std::function<void()> atEnd) { AtEnd = std::move(atEnd); }
   /** Which batches of the larger run are flown. */
   trelPacketRange GetRange() const;
+  /** Packets without a goal fly the plan. With one batches of the model's numbers fly until it is
+   *  reached, SetPackets() is passed, or the model's packets have flown this many times. */
+  static constexpr std::int64_t MostTimes = 1000;
+  trelErrorGoal& GetGoal() { return Goal; }
   /** The errors of the last run. */
   const trelBatchStatistics& GetStatistics() const { return Statistics; }
   /** Who may stop the next run and is told how far it is; it outlives the run. Without one the run
@@ -135,6 +146,7 @@ private:
   bool TakeRange();
   bool ContinuePlan();
   bool Continue();
+  std::int64_t FindMostBatches() const;
   void PrepareLaunches();
   /** The weight of emission packets, from a run of some packets that emits and scores nothing. */
   bool RunPilot();
@@ -146,8 +158,10 @@ private:
   void TracePackets(const Batch& batch, trelExactTally& tally);
   void TracePacket(const Batch& batch, const trelPlannedPacket& planned, trelExactTally& tally);
   void TellShare();
+  bool TakePackets(std::vector<trelExactTally>& tallies);
   void Collect(std::vector<trelExactTally>& tallies);
   void TakeBatch();
+  void LookAtError();
   void CountFlown();
   void FinishRecords();
   void ReportUnfinished();
@@ -161,6 +175,9 @@ private:
   trelExactSummary Summary;
   trelLedger Ledger;
   trelLedgerBatches Lines;
+  trelErrorGoal Goal;
+  std::int64_t AskedBatches = 0;  ///< as far as is known by now
+  std::int64_t MostBatches = 0;
   std::uint64_t Seed;
   std::int64_t Batches = 1;
   std::int64_t Packets = 0;

@@ -28,6 +28,9 @@ struct trelExactPacket : trelPacket
   bool IsUnsure;
   /** The dyes in whose regions the packet is, a bit each, in the order of the model. */
   std::uint64_t Dyes;
+  /** The time of flight up to which PathLength is told: with the refractive index the time since
+   *  then tells the rest. */
+  double PathTime;
   /** The weight when what was absorbed until then was last entered in the ledger. */
   double Settled;
   std::uint32_t Interactions;

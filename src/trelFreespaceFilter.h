@@ -24,6 +24,10 @@ public:
   void SetParameter(trelSimulationParameter* parameter);
   void SetResult(trelSimulationResult* result);
 
+  /** Whether the result holds standard errors: they are carried as the light is, and nothing is
+   *  summed up. Default false. */
+  void SetIsOfErrors(bool isOfErrors) { IsOfErrors = isOfErrors; }
+
   /** Asks a running stage to end; it then fails. For a front end, default false. */
   void SetStopRequested(bool stop) { StopRequested = stop; }
 
@@ -31,6 +35,7 @@ protected:
   trelSimulationParameter* Parameter = nullptr;
   trelSimulationResult* Result = nullptr;
   bool StopRequested = false;
+  bool IsOfErrors = false;
 };
 
 #endif

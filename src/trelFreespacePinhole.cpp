@@ -49,7 +49,7 @@ bool trelFreespacePinhole::Execute()
     if (!all) return false;
     isComplete = false;
   }
-  Result->FinalizeDetectorResults(Parameter);
+  if (!IsOfErrors) Result->FinalizeDetectorResults(Parameter);
   return isComplete;
 }
 

@@ -196,7 +196,7 @@ void DivideByTrueMeasures(trelGridSet* sets, const trelGridWindow& window)
     const auto id = static_cast<trelGridId>(k);
     if (!sets[GridCW].Get(id) && !sets[GridTD].Get(id) && !sets[GridFDReal].Get(id)) continue;
     const trelCellMeasures measures(id, window);
-    for (const trelGridDomain domain : {GridCW, GridTD, GridFDReal, GridFDImag})
+    for (const trelGridDomain domain : DensityDomains)
       sets[domain].Divide(id, measures);
   }
 }

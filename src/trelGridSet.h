@@ -111,6 +111,11 @@ private:
   std::unique_ptr<trelGrid> Grids[NumberOfGrids];
 };
 
+/** The domains whose cells become densities: those of sums, and of the errors of amplitudes. The
+ *  amplitudes themselves are made of densities, and their cells are 0 until then. */
+inline constexpr trelGridDomain DensityDomains[] = {GridCW, GridTD, GridFDReal, GridFDImag,
+                                                    GridFDAmp};
+
 // What is done to the sets of all domains of a record, @p sets by trelGridDomain.
 
 /** Divides raw sums by the true measures of the cells, but for meshes. */

@@ -135,6 +135,9 @@ enum trelGridDomain
   NumberOfGridDomains
 };
 
+/** Those whose cells are sums of weight. */
+inline constexpr trelGridDomain SummedDomains[] = {GridCW, GridTD, GridFDReal, GridFDImag};
+
 /**
  * The measure of a cell (length, area or volume, mm, mm^2, mm^3) by its first two indices: what its
  * sum is divided by.

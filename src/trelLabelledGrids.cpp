@@ -59,6 +59,7 @@ static std::string GetGridUnits(trelGridId grid, const trelLabelledOwner& owner,
                                 const trelLabelledDomain& domain)
 {
   const trelGridDescription& row = GetGridDescription(grid);
+  if (domain.Domain == GridFDPha) return "degree";
   const bool isDensity = row.Kind == GridAbsorption && !owner.HasFluence;
   return PerLength(isDensity ? row.Dimension : row.Dimension - 1) +
          (domain.IsByTime ? " ps-1" : "");
@@ -96,6 +97,58 @@ trelNetcdfVariable DescribeGrid(trelGridId grid, const trelLabelledOwner& owner,
   if (domain.IsByTime) variable.Dimensions.push_back("time");
   for (int k = row.NumberOfAxes; k-- > 0;)
     variable.Dimensions.push_back(owner.Axes + LabelledAxes[row.Axes[k]].Name);
+  return variable;
+}
+
+static bool TakesFluence(trelGridId grid, const trelLabelledOwner& owner)
+{
+  return GetGridDescription(grid).Kind == GridAbsorption && owner.HasFluence;
+}
+
+bool HasTotal(trelGridId grid, const trelLabelledOwner& owner, const trelLabelledDomain& domain)
+{
+  return domain.HasTotals && !TakesFluence(grid, owner);
+}
+
+trelNetcdfVariable DescribeError(const trelNetcdfVariable& variable)
+{
+  trelNetcdfVariable error = variable;
+  error.Name += "_error";
+  error.LongName = "standard error: " + error.LongName;
+  return error;
+}
+
+/** What the sum of the cells is, measures included: energy, of the fluence rate energy times mm. */
+static std::string GetSumWords(trelGridId grid, const trelLabelledOwner& owner)
+{
+  return TakesFluence(grid, owner) ? "integral of the fluence rate" : GetTotalWords(grid, owner);
+}
+
+trelNetcdfVariable DescribeProjection(trelGridId grid, const trelLabelledOwner& owner,
+                                      const trelLabelledDomain& domain, int axis)
+{
+  const trelLabelledAxis& along = LabelledAxes[GetGridDescription(grid).Axes[axis]];
+  const std::string unit = along.Units;
+  const bool isPhase = domain.Domain == GridFDPha;
+  const std::string perWidth =
+      TakesFluence(grid, owner) ? (unit == "mm" ? "1" : "mm " + unit + "-1") : unit + "-1";
+  return {GetGridName(grid, owner) + domain.Suffix + "_" + along.Name,
+          GetSumWords(grid, owner) + (domain.IsByTime ? " within the time gates" : domain.Words) +
+              ", of each slice along " + along.Name + (isPhase ? "" : " over its width"),
+          isPhase ? "degree" : perWidth,
+          {"wavelength", owner.Axes + along.Name}};
+}
+
+trelNetcdfVariable DescribeSums(trelGridId grid, const trelLabelledOwner& owner,
+                                const trelLabelledDomain& domain)
+{
+  const std::string energy = TakesFluence(grid, owner) ? "mm" : domain.IsByTime ? "" : "1";
+  const std::string perTime = domain.IsByTime ? (energy.empty() ? "ps-1" : " ps-1") : "";
+  trelNetcdfVariable variable{GetGridName(grid, owner) + "_total" + domain.Suffix,
+                              GetSumWords(grid, owner) + domain.Words,
+                              domain.Domain == GridFDPha ? "degree" : energy + perTime,
+                              {"wavelength"}};
+  if (domain.IsByTime) variable.Dimensions.push_back("time");
   return variable;
 }
 

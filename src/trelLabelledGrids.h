@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "trelGridSet.h"
+#include "trelBatchProjections.h"
 #include "trelNetcdfFile.h"
 
 /**
@@ -21,14 +21,15 @@ struct trelLabelledDomain
   const char* Words;   ///< behind the long name
   bool IsByTime;       ///< has time gates, and is a density over them
   bool HasTotals;
-  bool HasErrors;  ///< standard errors are computed of it
 };
 
 inline constexpr trelLabelledDomain LabelledDomains[] = {
-    {GridCW, "", "", false, true, true},
-    {GridTD, "_td", " by time of flight", true, true, true},
-    {GridFDReal, "_fd_real", ", real part of the modulation", false, false, false},
-    {GridFDImag, "_fd_imag", ", imaginary part of the modulation", false, false, false}};
+    {GridCW, "", "", false, true},
+    {GridTD, "_td", " by time of flight", true, true},
+    {GridFDReal, "_fd_real", ", real part of the modulation", false, false},
+    {GridFDImag, "_fd_imag", ", imaginary part of the modulation", false, false},
+    {GridFDAmp, "_fd_amplitude", ", amplitude of the modulation", false, false},
+    {GridFDPha, "_fd_phase", ", phase of the modulation", false, false}};
 
 /** Whose grids they are. */
 struct trelLabelledOwner
@@ -37,6 +38,7 @@ struct trelLabelledOwner
   std::string Words;        ///< ahead of the long names
   std::string Axes;         ///< ahead of the names of dimensions: window and all are its own
   bool HasFluence = false;  ///< the grids of absorption hold the fluence rate
+  int Detector = trelRecordOwner::Medium;
 };
 
 /** The names of the variables of a grid without domain, and of its total. */
@@ -49,6 +51,19 @@ std::string GetTotalWords(trelGridId grid, const trelLabelledOwner& owner);
  *  first one fastest. */
 trelNetcdfVariable DescribeGrid(trelGridId grid, const trelLabelledOwner& owner,
                                 const trelLabelledDomain& domain);
+
+/** The variable of the sums of a grid onto one of its axes, by its place, over the width of the
+ *  slices. */
+trelNetcdfVariable DescribeProjection(trelGridId grid, const trelLabelledOwner& owner,
+                                      const trelLabelledDomain& domain, int axis);
+/** That of the sum of all cells, by gate in the time domain. */
+trelNetcdfVariable DescribeSums(trelGridId grid, const trelLabelledOwner& owner,
+                                const trelLabelledDomain& domain);
+
+/** Whether a total of the record is the sum of these cells. */
+bool HasTotal(trelGridId grid, const trelLabelledOwner& owner, const trelLabelledDomain& domain);
+/** The variable of the standard errors of another one. */
+trelNetcdfVariable DescribeError(const trelNetcdfVariable& variable);
 
 /** Adds the dimensions of a grid, with coordinates; false if it has no cells along one of them. */
 bool AddGridAxes(trelNetcdfFile& file, trelGridId grid, const trelLabelledOwner& owner,

@@ -77,6 +77,7 @@ void trelLabelledResultWriter::WriteFile()
   WriteFlyTimes();
   WriteMesh();
   WriteDetectors();
+  trelLabelledBatches(*File, Batches, Order).WriteLedger();
 }
 
 void trelLabelledResultWriter::WriteRecord()
@@ -111,18 +112,18 @@ void trelLabelledResultWriter::WriteVariable(const trelNetcdfVariable& variable,
   };
   write(variable, *Result);
   if (!hasErrors || !Errors) return;
-  trelNetcdfVariable error = variable;
-  error.Name += "_error";
-  error.LongName = "standard error: " + error.LongName;
+  const trelNetcdfVariable error = DescribeError(variable);
   write(error, *Errors);
   File->SetText(variable.Name, "ancillary_variables", error.Name);
 }
 
-/** A number for each wavelength, or for each wavelength and time gate. */
-void trelLabelledResultWriter::WriteNumbers(const trelNetcdfVariable& variable,
-                                            const trelLabelledDomain& domain,
-                                            const trelGridWindow& window,
-                                            const trelFindNumber& find)
+/** A number for each wavelength, or for each wavelength and time gate; the variable that it makes.
+ */
+trelNetcdfVariable trelLabelledResultWriter::WriteNumbers(const trelNetcdfVariable& variable,
+                                                          const trelLabelledDomain& domain,
+                                                          const trelGridWindow& window,
+                                                          const trelFindNumber& find,
+                                                          bool hasErrors)
 {
   trelNetcdfVariable described = variable;
   described.Dimensions = {"wavelength"};
@@ -139,7 +140,8 @@ void trelLabelledResultWriter::WriteNumbers(const trelNetcdfVariable& variable,
     if (domain.IsByTime) count.push_back(numbers.size());
     File->Put(name, start, count, numbers.data());
   };
-  WriteVariable(described, put, domain.HasErrors);
+  WriteVariable(described, put, hasErrors);
+  return described;
 }
 
 /** Whether all records have the grid, with the same numbers of cells. */
@@ -166,7 +168,8 @@ void trelLabelledResultWriter::WriteGrid(trelGridId grid, const trelLabelledOwne
       File->Fail("the grids of " + name + " differ in shape");
     }
   };
-  WriteVariable(DescribeGrid(grid, owner, domain), put, domain.HasErrors);
+  WriteVariable(DescribeGrid(grid, owner, domain), put);
+  trelLabelledBatches(*File, Batches, Order).WriteGrid(grid, owner, domain, window);
 }
 
 /** The coefficients that the run was made with, those that the command line changed among them. */
@@ -206,18 +209,21 @@ void trelLabelledResultWriter::WriteCoefficients()
 /** A total in both domains that have it, in units of the energy. */
 template <class FindRecord>
 void trelLabelledResultWriter::WriteTotal(trelGridTotal total, const std::string& name,
-                                          const std::string& words, const FindRecord& find)
+                                          const std::string& words, const trelLabelledOwner& owner,
+                                          const FindRecord& find)
 {
   const trelGridWindow& window = find(*Result, 0)->GetWindow();
   for (const trelLabelledDomain& domain : LabelledDomains) {
     const bool isOn = domain.IsByTime ? Result->GetDomainTD() : Result->GetDomainCW();
     if (!isOn || !domain.HasTotals || (domain.IsByTime && !AddTimeAxis(*File, window))) continue;
-    WriteNumbers({name + domain.Suffix, words + domain.Words, domain.IsByTime ? "ps-1" : "1", {}},
-                 domain, window, [&](const trelSimulationResult& result, int k, std::int32_t gate) {
-                   const auto* record = find(result, k);
-                   return domain.IsByTime ? record->GetTimeTotals().GetTotal(total, gate)
-                                          : record->GetTotal(total);
-                 });
+    const trelNetcdfVariable variable = WriteNumbers(
+        {name + domain.Suffix, words + domain.Words, domain.IsByTime ? "ps-1" : "1", {}}, domain,
+        window, [&](const trelSimulationResult& result, int k, std::int32_t gate) {
+          const auto* record = find(result, k);
+          return domain.IsByTime ? record->GetTimeTotals().GetTotal(total, gate)
+                                 : record->GetTotal(total);
+        });
+    trelLabelledBatches(*File, Batches, Order).WriteTotal(variable, total, owner, domain, window);
   }
 }
 
@@ -236,7 +242,7 @@ void trelLabelledResultWriter::WriteGrids(const trelLabelledOwner& owner, const 
                 });
     }
     if (isThere && total != TotalOfNothing)
-      WriteTotal(total, GetTotalName(grid, owner), GetTotalWords(grid, owner), find);
+      WriteTotal(total, GetTotalName(grid, owner), GetTotalWords(grid, owner), owner, find);
   }
 }
 
@@ -251,7 +257,7 @@ void trelLabelledResultWriter::WriteMedium()
   const bool isPlanar = Result->GetDimension() == Dimension2D;
   if (Result->GetTransmittanceOutput())
     WriteTotal(isPlanar ? TotalOfTransmittance2D : TotalOfTransmittance3D, "transmittance_total",
-               "transmittance, all surfaces", find);
+               "transmittance, all surfaces", owner, find);
 }
 
 void trelLabelledResultWriter::WritePackets()
@@ -417,13 +423,15 @@ void trelLabelledResultWriter::WriteCamera(int detector)
       [&](const std::string& variable, std::size_t i, const trelSimulationResult& result, int k) {
         const double* pixels = find(result, k)->GetDetectionMatrix()->GetCells();
         File->Put(variable, {i, 0, 0}, {1, rows, columns}, pixels);
-      },
-      true);
+      });
+  // Pixels are correlated.
   WriteNumbers(
       {name + "_total", "mean radiance times width and height of the detector", "sr-1", {}},
-      LabelledDomains[0], {}, [&](const trelSimulationResult& result, int k, std::int32_t) {
+      LabelledDomains[0], {},
+      [&](const trelSimulationResult& result, int k, std::int32_t) {
         return find(result, k)->GetTotalDetection();
-      });
+      },
+      false);
 }
 
 void trelLabelledResultWriter::WriteFiber(int detector)
@@ -432,6 +440,8 @@ void trelLabelledResultWriter::WriteFiber(int detector)
     return result.GetDetectorArrayResult(k)->GetDetectorResult(detector);
   };
   const std::string name = "fibre" + std::to_string(detector + 1);
-  WriteGrids({name, "collected by the fibre", name + "_"}, find);
-  WriteTotal(TotalOfTransmittance3D, name + "_total", "collected by the fibre, all surfaces", find);
+  const trelLabelledOwner owner{name, "collected by the fibre", name + "_", false, detector};
+  WriteGrids(owner, find);
+  WriteTotal(TotalOfTransmittance3D, name + "_total", "collected by the fibre, all surfaces", owner,
+             find);
 }

@@ -3,7 +3,7 @@
 
 #include <functional>
 
-#include "trelLabelledGrids.h"
+#include "trelLabelledBatches.h"
 #include "trelRunRecord.h"
 #include "trelWriter.h"
 
@@ -33,6 +33,8 @@ public:
   void SetInput(trelSimulationResult* result, trelSimulationParameter* parameter);
   /** Standard errors of all numbers of the result, of the same shape; held. Default none. */
   void SetErrors(trelSimulationResult* errors);
+  /** What the batches of the run have, if it flew in some. Default nothing. */
+  void SetBatches(const trelLabelledBatches::Input& batches) { Batches = batches; }
   /** What the file says of the run. Default nothing. */
   void SetRecord(const trelRunRecord& record) { Record = record; }
 
@@ -58,15 +60,17 @@ private:
   void WriteFile();
   void WriteRecord();
   void WriteWavelengths();
-  void WriteVariable(const trelNetcdfVariable& variable, const trelPutRecord& put, bool hasErrors);
-  void WriteNumbers(const trelNetcdfVariable& variable, const trelLabelledDomain& domain,
-                    const trelGridWindow& window, const trelFindNumber& find);
+  void WriteVariable(const trelNetcdfVariable& variable, const trelPutRecord& put,
+                     bool hasErrors = true);
+  trelNetcdfVariable WriteNumbers(const trelNetcdfVariable& variable,
+                                  const trelLabelledDomain& domain, const trelGridWindow& window,
+                                  const trelFindNumber& find, bool hasErrors = true);
   void WriteGrid(trelGridId grid, const trelLabelledOwner& owner, const trelLabelledDomain& domain,
                  const trelGridWindow& window, const trelFindGrids& find);
   void WriteCoefficients();
   template <class FindRecord>
   void WriteTotal(trelGridTotal total, const std::string& name, const std::string& words,
-                  const FindRecord& find);
+                  const trelLabelledOwner& owner, const FindRecord& find);
   template <class FindRecord>
   void WriteGrids(const trelLabelledOwner& owner, const FindRecord& find);
   void WriteMedium();
@@ -82,6 +86,7 @@ private:
   trelSimulationResult* Errors = nullptr;
   trelSimulationParameter* Parameter = nullptr;
   trelRunRecord Record;
+  trelLabelledBatches::Input Batches;
   trelNetcdfFile* File = nullptr;
   std::vector<int>
       Order;  ///< while Execute() runs, numbers of the records from the shortest wavelength on

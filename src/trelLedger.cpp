@@ -110,10 +110,14 @@ void trelLedger::PassState(const char* name, trelStateArchive& archive)
   const std::vector<trelLedgerSum*> sums = ListSums(*this);
   std::vector<double> numbers;
   for (const trelLedgerSum* sum : sums)
-    numbers.insert(numbers.end(), {sum->Sum, sum->Rest, static_cast<double>(sum->Packets)});
+    numbers.insert(numbers.end(),
+                   {sum->Sum, sum->Rest, static_cast<double>(sum->Packets), sum->Time, sum->Path});
   archive.Pass(name, numbers);
-  for (std::size_t i = 0; i < sums.size(); ++i)
-    *sums[i] = {numbers[3 * i], numbers[3 * i + 1], static_cast<std::uint64_t>(numbers[3 * i + 2])};
+  const double* next = numbers.data();
+  for (trelLedgerSum* sum : sums) {
+    *sum = {next[0], next[1], static_cast<std::uint64_t>(next[2]), next[3], next[4]};
+    next += 5;
+  }
 }
 
 std::uint64_t trelLedger::CountPackets(trelLedgerPart part) const
@@ -141,6 +145,16 @@ struct trelLedgerLines
   {
     Lines.push_back({name, level, sum.GetWeight(), sum.Packets, true});
   }
+  /** Light that leaves; of none there is no mean. */
+  void AddExit(int level, const std::string& name, const trelLedgerSum& sum)
+  {
+    Add(level, name, sum);
+    trelLedgerLine& line = Lines.back();
+    line.Time = sum.Time;
+    line.Path = sum.Path;
+    line.MeanTime.Mean = sum.Time / line.Weight;
+    line.MeanPath.Mean = sum.Path / line.Weight;
+  }
   void AddWeight(const std::string& name, const trelLedgerSum& sum)
   {
     Lines.push_back({name, 1, sum.GetWeight(), 0, false});
@@ -159,7 +173,7 @@ static void ListFaces(const trelLedgerRecord& record, ShapeType shape, trelLedge
     if (use.Face == AnyFace) continue;
     std::string word = GetGridDescription(use.Grid).Surface;
     word[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(word[0])));
-    lines.Add(1, "by the face " + word, record.Faces[use.Face]);
+    lines.AddExit(1, "by the face " + word, record.Faces[use.Face]);
   }
 }
 
@@ -193,11 +207,11 @@ std::vector<trelLedgerLine> trelLedger::List(std::size_t spectrum) const
   lines.Add(0, "reflected at entry", record.Parts[LedgerReflectedAtEntry]);
   lines.Add(0, "not launched", record.Parts[LedgerNotLaunched]);
   ListAbsorbed(record, lines);
-  lines.Add(0, "escaped", record.GetEscaped());
+  lines.AddExit(0, "escaped", record.GetEscaped());
   ListFaces(record, Shape, lines);
-  lines.Add(0, "collected by fibres", record.GetCollected());
+  lines.AddExit(0, "collected by fibres", record.GetCollected());
   for (std::size_t i = 0; i < record.Fibers.size(); ++i)
-    lines.Add(1, "by detector " + std::to_string(i + 1), record.Fibers[i]);
+    lines.AddExit(1, "by detector " + std::to_string(i + 1), record.Fibers[i]);
   lines.Add(0, "ended by stepnummax", record.Parts[LedgerEndedBySteps]);
   lines.Add(0, "ended by flytimemax", record.Parts[LedgerEndedByTime]);
   lines.Add(0, "trapped", record.Parts[LedgerTrapped]);

@@ -1,6 +1,7 @@
 #ifndef trelLedger_h
 #define trelLedger_h
 
+#include <cmath>
 #include <cstdint>
 #include <limits>
 #include <string>
@@ -38,6 +39,9 @@ struct trelLedgerSum
   double Sum = 0.0;
   double Rest = 0.0;
   std::uint64_t Packets = 0;
+  // Of what leaves: weight times time of flight, ps, and times the length of the path, mm.
+  double Time = 0.0;
+  double Path = 0.0;
 
   double GetWeight() const { return Sum + Rest; }
   void AddWeight(double weight)
@@ -53,16 +57,27 @@ struct trelLedgerSum
     AddWeight(weight);
     ++Packets;
   }
+  /** A packet that leaves. */
+  void AddExit(double weight, double time, double path)
+  {
+    AddPacket(weight);
+    Time += weight * time;
+    Path += weight * path;
+  }
   void Scale(double factor)
   {
     Sum *= factor;
     Rest *= factor;
+    Time *= factor;
+    Path *= factor;
   }
   void Add(const trelLedgerSum& other)
   {
     AddWeight(other.Sum);
     Rest += other.Rest;
     Packets += other.Packets;
+    Time += other.Time;
+    Path += other.Path;
   }
 };
 
@@ -100,6 +115,13 @@ struct trelLedgerRecord
   }
 };
 
+/** A number with its standard error, NaN if that is not known. */
+struct trelEstimate
+{
+  double Mean = std::numeric_limits<double>::quiet_NaN();
+  double Error = std::numeric_limits<double>::quiet_NaN();
+};
+
 /** A line of the ledger. */
 struct trelLedgerLine
 {
@@ -109,6 +131,13 @@ struct trelLedgerLine
   std::uint64_t Packets;
   bool HasPackets;  ///< packets start or end here, else there is a weight only
   double Error = std::numeric_limits<double>::quiet_NaN();  ///< standard error of the weight
+  // Of light that leaves, else 0: weight times time of flight, ps, and path, mm; and their means
+  // over the weight.
+  double Time = 0.0;
+  double Path = 0.0;
+  trelEstimate MeanTime = {}, MeanPath = {};
+
+  bool HasMeans() const { return !std::isnan(MeanTime.Mean); }
 };
 
 /**

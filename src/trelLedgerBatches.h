@@ -8,31 +8,51 @@
 
 /**
  * @class   trelLedgerBatches
- * @brief   the weights of all lines of the ledgers of batches, and the errors of their means
+ * @brief   all lines of the ledgers of batches, and the errors of their means
+ *
+ * A batch is a row of numbers: by wavelength index, line and quantity.
  */
 class trelLedgerBatches
 {
 public:
-  /** No batches, of ledgers like @p ledger. */
+  /** What a line has in a batch. */
+  enum Quantities
+  {
+    Weight,
+    Time,  ///< times weight, ps
+    Path,  ///< times weight, mm
+    NumberOfQuantities
+  };
+
+  /** No batches, of ledgers like this one. May throw. */
   void Prepare(const trelLedger& ledger);
   /** May throw. */
   void Take(const trelLedger& batch);
-  std::int64_t GetBatches() const { return static_cast<std::int64_t>(Weights.size() / Row); }
-  double GetWeight(std::int64_t batch, std::size_t spectrum, std::size_t line) const
+  std::int64_t GetBatches() const { return static_cast<std::int64_t>(Rows.size()); }
+  /** How many lines each wavelength has. */
+  std::size_t GetNumberOfLines() const { return NumberOfLines; }
+  std::size_t GetNumberOfSpectra() const { return NumberOfSpectra; }
+
+  double Get(std::int64_t batch, std::size_t spectrum, std::size_t line,
+             Quantities quantity = Weight) const
   {
-    return Weights[static_cast<std::size_t>(batch) * Row + spectrum * Lines + line];
+    return Rows[static_cast<std::size_t>(batch)]
+               [(spectrum * NumberOfLines + line) * NumberOfQuantities + quantity];
   }
-  /** The standard error of the mean of a line, by its place; NaN unless two batches have it. */
+  /** The standard errors of the mean weight of a line, by its place, NaN unless two batches have
+   *  it, and of the mean of a quantity over the weight. */
   double FindError(std::size_t spectrum, std::size_t line) const;
+  double FindErrorOfMean(std::size_t spectrum, std::size_t line, Quantities quantity) const;
 
   /** Passes the weights of @p batches batches. May throw. */
   void PassState(std::int64_t batches, trelStateArchive& archive);
 
 private:
-  std::size_t Lines = 0;  ///< of a wavelength
-  std::size_t Row = 1;    ///< of all wavelengths
-  /** By batch, wavelength index and line. */
-  std::vector<double> Weights;
+  std::vector<double> List(std::size_t spectrum, std::size_t line, Quantities quantity) const;
+
+  std::size_t NumberOfLines = 0;
+  std::size_t NumberOfSpectra = 0;
+  std::vector<std::vector<double>> Rows;
 };
 
 #endif

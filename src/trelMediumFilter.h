@@ -23,6 +23,8 @@ public:
    *  filter registers it. */
   trelSimulationResult* GetOutput();
 
+  /** The standard errors of the cells of the output; null if there are none. */
+  virtual trelSimulationResult* GetErrors() const { return nullptr; }
   /** Whether the last run left results that mean something: one that was stopped may not have. */
   virtual bool HasResults() const { return true; }
 

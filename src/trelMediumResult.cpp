@@ -258,7 +258,7 @@ void trelMediumResult::FinalizeExactly()
 void trelMediumResult::DivideExactly()
 {
   DivideByTrueMeasures(Grids, Window);
-  for (const trelGridDomain domain : {GridCW, GridTD, GridFDReal, GridFDImag}) {
+  for (const trelGridDomain domain : DensityDomains) {
     if (!Grids[domain].SettleMesh(Mesh)) ErrorMacro(OutOfMemoryTexts[GridTransmittance]);
   }
 }

@@ -137,8 +137,15 @@ void trelOpticalSimulationFilter::DropOutput()
 bool trelOpticalSimulationFilter::SimulateFreespace()
 {
   FreespaceFilter->SetParameter(Input);
+  FreespaceFilter->SetIsOfErrors(false);
   FreespaceFilter->SetResult(Output);
-  if (FreespaceFilter->Update()) return true;
+  const bool isDone = FreespaceFilter->Update();
+  if (trelSimulationResult* errors = MediumFilter->GetErrors()) {
+    FreespaceFilter->SetIsOfErrors(true);
+    FreespaceFilter->SetResult(errors);
+    FreespaceFilter->Update();
+  }
+  if (isDone) return true;
   ErrorMacro("Error happens while simulating light propagation in freespace!");
   return false;
 }

@@ -30,12 +30,18 @@ void trelRunControl::HeedTimes()
 void trelRunControl::Begin(std::uint64_t asked, std::uint64_t before, int threads)
 {
   Counters = std::vector<trelRunCounter>(static_cast<std::size_t>(threads));
-  Asked = asked;
   Before = before;
+  Expect(asked, -1.0);
   FirstPacket = Clock::now();
   SetPauseSeconds(PauseSeconds);
   HeedTimes();
   Running = true;
+}
+
+void trelRunControl::Expect(std::uint64_t packets, double relativeError)
+{
+  Asked.store(packets, std::memory_order_relaxed);
+  RelativeError.store(relativeError, std::memory_order_relaxed);
 }
 
 void trelRunControl::End()
@@ -46,7 +52,8 @@ void trelRunControl::End()
 trelRunState trelRunControl::Look() const
 {
   trelRunState state;
-  state.PacketsAsked = Asked;
+  state.PacketsAsked = Asked.load(std::memory_order_relaxed);
+  state.RelativeError = RelativeError.load(std::memory_order_relaxed);
   for (const trelRunCounter& counter : Counters) {
     state.PacketsHere += counter.Packets.load(std::memory_order_relaxed);
     state.Interactions += counter.Interactions.load(std::memory_order_relaxed);
@@ -55,7 +62,7 @@ trelRunState trelRunControl::Look() const
   const Clock::time_point now = Clock::now();
   state.Seconds = SecondsBetween(FirstPacket, now);
   state.SecondsLeft = FindSecondsLeft(state, now);
-  state.IsDone = !IsRunning() && state.Packets == Asked;
+  state.IsDone = !IsRunning() && state.Packets == state.PacketsAsked;
   return state;
 }
 

@@ -15,7 +15,8 @@ struct trelRunState
   std::uint64_t Interactions = 0;
   double Seconds = 0.0;       ///< since the first packet
   double SecondsLeft = -1.0;  ///< at the mean rate so far, until the deadline at most; -1: unknown
-  bool IsDone = false;        ///< all packets asked for are flown, and the run is over
+  double RelativeError = -1.0;  ///< of the total that is watched; -1: unknown
+  bool IsDone = false;          ///< all packets asked for are flown, and the run is over
 
   double GetShare() const
   {
@@ -95,6 +96,10 @@ public:
   void End();
   bool IsRunning() const { return Running.load(std::memory_order_relaxed); }
 
+  /** While the run goes on, by its main thread: how many packets it will take as far as is known by
+   *  now, and how sure it is, -1 if that cannot be told. */
+  void Expect(std::uint64_t packets, double relativeError);
+
   /** The counter of a thread, from 0, of those that Begin() was told of. */
   trelRunCounter& GetCounter(int thread) { return Counters[static_cast<std::size_t>(thread)]; }
   trelRunState Look() const;
@@ -114,8 +119,9 @@ private:
   std::atomic<double> PauseSeconds{0.0};
   std::atomic<Clock::time_point> LastPause{};
   Clock::time_point FirstPacket;
-  std::uint64_t Asked = 0;
   std::uint64_t Before = 0;
+  std::atomic<std::uint64_t> Asked{0};
+  std::atomic<double> RelativeError{-1.0};
   std::vector<trelRunCounter> Counters;
 };
 

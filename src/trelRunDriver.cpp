@@ -290,7 +290,17 @@ trelRunStatus trelRunDriver::ApplyOptions()
     const trelRunStatus status = Apply(change);
     if (status != RunDone) return status;
   }
-  return RunDone;
+  return Options.Rules == RulesExact ? FindGoal() : RunDone;
+}
+
+/** Which line of the ledger the option means. */
+trelRunStatus trelRunDriver::FindGoal()
+{
+  std::string fault;
+  GoalLine = trelErrorGoal::FindLine(*Parameter, Options.Total, &fault);
+  if (fault.empty()) return RunDone;
+  Messages << Options.Program << ": error: --of " << Options.Total << ": " << fault << std::endl;
+  return RunUsage;
 }
 
 void trelRunDriver::ShowCheck(bool isRead)
@@ -518,6 +528,7 @@ void trelRunDriver::Configure(trelOpticalSimulationFilter& filter)
   exact->SetBatches(CountBatches());
   exact->SetRange(Options.Range);
   exact->SetControl(&Control);
+  exact->GetGoal().Set(GoalLine, Options.RelativeError);
   if (Origin.IsOneRun()) Record.Add("seed", exact->GetSeed());
   std::ostream* const log = Options.IsQuiet ? nullptr : &Log;
   if (WritesLabelled() && exact->HasStatistics())
@@ -529,7 +540,9 @@ void trelRunDriver::Configure(trelOpticalSimulationFilter& filter)
   if (!log) return;
   *log << "seed " << exact->GetSeed();
   if (CountBatches() > 0)
-    *log << ", batches " << CountBatches() << " (numbers of packets are rounded up to a multiple)";
+    *log << ", batches " << CountBatches()
+         << (Options.RelativeError > 0.0 ? " or as many as it takes" : "")
+         << " (numbers of packets are rounded up to a multiple)";
   *log << std::endl;
 }
 
@@ -544,6 +557,7 @@ int trelRunDriver::Simulate()
   if (!isDone && !isKept) return RunFailed;
   const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
   const auto* exact = dynamic_cast<const trelExactMonteCarlo*>(filter->GetMediumFilter());
+  if (exact && Options.RelativeError > 0.0) TellGoal(exact->GetSummary());
   if (exact && exact->GetSummary().EndedEarly()) TellStop(exact->GetSummary());
   const int reason = Control.GetReason();
   const int stopped = reason > 0 ? 128 + reason : RunFailed;
@@ -555,6 +569,24 @@ int trelRunDriver::Simulate()
   if (!Options.IsQuiet) Summarize(*filter, seconds.count());
   if (reason > 0) return stopped;
   return isDone ? RunDone : RunFailed;
+}
+
+/** What has ended a run that is to be sure enough. */
+void trelRunDriver::TellGoal(const trelExactSummary& summary)
+{
+  std::ostringstream known;
+  known << "relative error of " << Options.Total << ' ' << summary.RelativeError << " after "
+        << summary.BatchesDone << " batches, " << summary.PacketsFlown << " packets";
+  if (summary.ReachedError && !Options.IsQuiet)
+    Log << "ended by --rel-error: " << known.str() << std::endl;
+  if (summary.ReachedError || summary.EndedEarly()) return;
+  Messages << Options.Model << ": warning: ended by "
+           << (Options.Packets > 0 ? "--packets"
+                                   : std::to_string(trelExactMonteCarlo::MostTimes) +
+                                         " times the model's packets or by memory")
+           << " before --rel-error: " << known.str()
+           << (Options.Packets > 0 ? "" : "; --packets or --max-seconds set another end")
+           << std::endl;
 }
 
 /** That a run is partial, and by how much. */
@@ -607,6 +639,11 @@ bool trelRunDriver::WriteLabelled(trelOpticalSimulationFilter& filter, double se
   writer->AddFileName(GetLabelledName().c_str());
   writer->SetInput(filter.GetOutput(), Parameter);
   writer->SetErrors(exact.GetStatistics().GetErrors());
+  trelLabelledBatches::Input batches{
+      &exact.GetStatistics().GetProjections(), &exact.GetLedgerBatches(), {}};
+  for (std::size_t i = 0; i < exact.GetLedger().Records.size(); ++i)
+    batches.Lines.push_back(exact.ListLedger(i));
+  writer->SetBatches(batches);
   writer->SetRecord(Record);
   writer->SetFile(Keeper.GetFile());
   return writer->Update();

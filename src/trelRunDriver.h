@@ -59,8 +59,10 @@ struct trelRunOptions
   std::int64_t Packets = 0;           ///< of all sources together; 0: as in the model
   /** None: 20, or in a run that goes on as many as it was to have. */
   std::optional<std::int64_t> Batches;
-  trelPacketRange Range;     ///< fly only these packets of the run
-  bool IsContinued = false;  ///< go on from the result that is there
+  double RelativeError = 0.0;        ///< that ends the run; 0: all packets are flown
+  std::string Total = "absorption";  ///< whose error that is
+  trelPacketRange Range;             ///< fly only these packets of the run
+  bool IsContinued = false;          ///< go on from the result that is there
   /** Puts these together instead of flying packets; lives longer than the driver. */
   trelRunOrigin* Parts = nullptr;
   std::string ModelName;  ///< as the result has it; empty: Model
@@ -118,6 +120,7 @@ private:
   int RunModel();
   trelRunStatus Apply(const trelCoefficientChange& change);
   trelRunStatus ApplyOptions();
+  trelRunStatus FindGoal();
   void ShowCheck(bool isRead);
   double MeasureSeconds();
   double RunPackets();
@@ -126,6 +129,7 @@ private:
   void MakeRecord();
   void LogStart();
   void Configure(class trelOpticalSimulationFilter& filter);
+  void TellGoal(const struct trelExactSummary& summary);
   void TellStop(const struct trelExactSummary& summary);
   bool CanWrite();
   void LogLedger(const std::vector<struct trelLedgerLine>& lines);
@@ -165,6 +169,7 @@ private:
   Stages Stage = Reading;
   class trelSimulationParameterReader* Reader = nullptr;
   trelSimulationParameter* Parameter = nullptr;
+  std::string GoalLine;  ///< of the ledger, whose error is watched
   /** What the reader reported of the whole model. */
   std::string ReadFault;
 };

@@ -34,10 +34,19 @@ static int FindPercent(const trelRunState& state)
   return static_cast<int>(100.0 * state.GetShare());
 }
 
+/** The relative error in percent, in two digits; nothing while it is not known. */
+static std::string FormatError(const trelRunState& state)
+{
+  if (state.RelativeError < 0.0) return "";
+  char text[32];
+  std::snprintf(text, sizeof text, "+-%.2g %%, ", 100.0 * state.RelativeError);
+  return text;
+}
+
 /** What goes on beside the share. */
 static std::string FormatRates(const trelRunState& state)
 {
-  return FormatCount(state.GetRate(state.PacketsHere)) + " packets/s, " +
+  return FormatError(state) + FormatCount(state.GetRate(state.PacketsHere)) + " packets/s, " +
          FormatCount(state.GetRate(state.Interactions)) + " interactions/s, " +
          FormatTime(state.SecondsLeft) + " left";
 }
@@ -68,16 +77,21 @@ std::string FormatProgressLine(const trelRunState& state)
 std::string FormatProgressJson(const trelRunState& state)
 {
   std::ostringstream text;
+  const auto addOrNull = [&](double number) {
+    if (number < 0.0) {
+      text << "null";
+    } else {
+      text << number;
+    }
+  };
   text << "{\"share\": " << state.GetShare() << ", \"packets\": " << state.Packets
        << ", \"packets_asked\": " << state.PacketsAsked
        << ", \"interactions\": " << state.Interactions
        << ", \"packets_per_second\": " << state.GetRate(state.PacketsHere)
        << ", \"seconds\": " << state.Seconds << ", \"seconds_left\": ";
-  if (state.SecondsLeft < 0.0) {
-    text << "null";
-  } else {
-    text << state.SecondsLeft;
-  }
+  addOrNull(state.SecondsLeft);
+  text << ", \"relative_error\": ";
+  addOrNull(state.RelativeError);
   text << ", \"done\": " << (state.IsDone ? "true" : "false") << '}';
   return text.str();
 }

@@ -2,6 +2,7 @@
 #define trelStateArchive_h
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -47,6 +48,18 @@ public:
   void Pass(const char* name, std::vector<double>& numbers)
   {
     Pass(name, {trelNumbers{numbers.data(), numbers.size()}});
+  }
+  /** A list by batch: of @p batches rows of @p length numbers, that @p rows is made to have. May
+   *  throw. */
+  void PassRows(const char* name, std::int64_t batches, std::size_t length,
+                std::vector<std::vector<double>>& rows)
+  {
+    rows.resize(static_cast<std::size_t>(batches), std::vector<double>(length));
+    std::vector<trelNumbers> pieces;
+    pieces.reserve(rows.size());
+    for (std::vector<double>& row : rows)
+      pieces.push_back({row.data(), row.size()});
+    Pass(name, pieces);
   }
 };
 

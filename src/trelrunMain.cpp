@@ -33,6 +33,7 @@ struct trelrunWords
   std::optional<double> MaximumSeconds;
   std::string Range;
   std::vector<std::string> Merged;
+  std::optional<double> RelativeError;
 };
 
 static constexpr std::int64_t mostPackets = 1000000000000000;
@@ -73,7 +74,13 @@ static void DescribeExact(CLI::App& app, trelRunOptions& options, trelrunWords& 
                      " only when the run is stopped")
           ->check(CLI::Range(0.0, 1e9)),
       app.add_option("--packet-range", words.Range,
-                     "FIRST:COUNT: fly only these packets of the run, whole batches of it")};
+                     "FIRST:COUNT: fly only these packets of the run, whole batches of it"),
+      app.add_option("--rel-error", words.RelativeError,
+                     "Go on, batch by batch, until the relative standard error of a total is below"
+                     " this fraction; --packets and --max-seconds end it before"),
+      app.add_option("--of", options.Total,
+                     "The total whose error that is, and is shown: absorption (default),"
+                     " transmittance, a face (top, ...), fibre1, ...")};
 }
 
 static void Describe(CLI::App& app, trelRunOptions& options, trelrunWords& words)
@@ -184,6 +191,19 @@ static std::string TakePackets(const trelrunWords& words, trelRunOptions& option
   return "";
 }
 
+/** What is wrong with the error that is to end the run, or empty. */
+static std::string TakeGoal(const trelrunWords& words, trelRunOptions& options)
+{
+  if (!words.RelativeError) return "";
+  if (!(*words.RelativeError > 0.0 && *words.RelativeError < 1.0))
+    return "--rel-error: expected a fraction, above 0 and below 1";
+  if (options.Batches == 1) return "--rel-error: one batch tells no errors; ask for more --batches";
+  if (options.Range.Number > 0)
+    return "--rel-error: not with --packet-range, which is all there is";
+  options.RelativeError = *words.RelativeError;
+  return "";
+}
+
 /** Columns of the terminal that the standard error is; 0 if it is none. */
 static int FindColumns()
 {
@@ -240,6 +260,7 @@ static int RunProgram(int argc, char** argv)
   if (fault.empty()) fault = TakeChanges(words, options);
   if (fault.empty()) fault = TakeWatch(words, options);
   if (fault.empty()) fault = TakePackets(words, options);
+  if (fault.empty()) fault = TakeGoal(words, options);
   if (!fault.empty()) {
     std::cerr << programName << ": error: " << fault << '\n';
     return RunUsage;

@@ -146,6 +146,11 @@ TEST(ExactFluorescence, TheMeanDelayIsTheLifetime)
     RecordTimes(model);
     ExactRun run(model, seed);
     delays.push_back(MeanTime(run[1]) - MeanTime(run[2]));
+    const trelLedgerSum delayed = run.GetLedger().Records[1].GetEscaped(),
+                        prompt = run.GetLedger().Records[2].GetEscaped();
+    const double speed = trelExactModel::SpeedOfLight / tissue.RefractiveIndex;
+    EXPECT_NEAR(prompt.Path, prompt.Time * speed, 1e-9 * prompt.Path) << "both legs";
+    EXPECT_LT(delayed.Path / delayed.GetWeight(), 2.0 * prompt.Path / prompt.GetWeight());
   }
   EXPECT_LT(Deviation(delays, lifeTime), 5.0);
   EXPECT_GT(Deviation(delays, 1.2 * lifeTime), 5.0);

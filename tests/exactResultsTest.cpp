@@ -260,7 +260,8 @@ TEST_F(ExactScores, StandBesideTheirStandardErrorsInTheFile)
   EXPECT_EQ(ReadVariable(path, "transmittance_top"), Read(8.0, error));
   EXPECT_EQ(ReadVariable(path, "transmittance_top_error"), Read(2.0, ""));
   EXPECT_NEAR(ReadVariable(path, "transmittance_top_td_error").first, 2.0 / 7.0, 1e-15);
-  EXPECT_EQ(ReadVariable(path, "transmittance_top_fd_real"), Read(8.0, ""));
+  EXPECT_EQ(ReadVariable(path, "transmittance_top_fd_real"),
+            Read(8.0, "transmittance_top_fd_real_error"));
   // Errors of another shape are refused, and the file stays.
   Model->SetSeparations(1, 1, 1, 1, 1, 1);
   ReportsOf([&] { ASSERT_TRUE(errors->Initialize(Model.Get())); });

@@ -30,12 +30,14 @@
 class ExactRun
 {
 public:
-  explicit ExactRun(TestModel& model, std::uint64_t seed = 1, std::int64_t batches = 1)
+  explicit ExactRun(TestModel& model, std::uint64_t seed = 1, std::int64_t batches = 1,
+                    double absorptionError = 0.0)
   {
     model->SetRules(RulesExact);
     Ran.SetInput(model.Get());
     Ran.SetSeed(seed);
     Ran.SetBatches(batches);
+    Ran.GetGoal().Set("absorbed", absorptionError);
     EXPECT_TRUE(Ran.Update());
   }
   trelSimulationResult* operator->() { return Ran.GetOutput(); }
@@ -43,6 +45,7 @@ public:
   const trelExactSummary& GetSummary() const { return Ran.GetSummary(); }
   const trelBatchStatistics& GetStatistics() const { return Ran.GetStatistics(); }
   const trelLedger& GetLedger() const { return Ran.GetLedger(); }
+  std::vector<trelLedgerLine> ListLedger(std::size_t i) const { return Ran.ListLedger(i); }
 
 private:
   trelExactMonteCarlo Ran;

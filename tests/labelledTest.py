@@ -47,7 +47,8 @@ CASES = [
     ("plane", {}, "absorption transmittance_side"),
     ("fluorescence", {}, "absorption"),
 ]
-UNITS = "1 nm mm mm-1 mm-2 mm-3 mm2 ps degree MHz sr-1 mm-2 sr-1 mm-3 ps-1 mm-2 ps-1 mm-1 ps-1 ps-1"
+UNITS = "1 nm mm mm-1 mm-2 mm-3 mm2 ps degree MHz sr-1 mm-2 sr-1 mm-3 ps-1 mm-2 ps-1 mm-1 ps-1 ps-1 " \
+    "degree-1 mm degree-1 mm ps-1"
 COUNTERS = {"AbsorpPhotonNum": "packets_absorbed", "TransmitPhotonNum": "packets_left",
             "SpecularReflectance": "specular_reflectance"}
 
@@ -87,7 +88,9 @@ class Comparison:
             return close(ordered(self.value(name, domain)), values, name)
         real, imag = (ordered(self.value(name, part)) for part in ("_fd_real", "_fd_imag"))
         if domain == "fdamp":
+            close(ordered(self.value(name, "_fd_amplitude")), values, name)
             return close(np.hypot(real, imag), values, name)
+        close(ordered(self.value(name, "_fd_phase")), values, name)
         np.testing.assert_allclose(np.degrees(np.arctan2(imag, real)), values, atol=2e-3, err_msg=name)
 
     def compare(self, text):
@@ -174,7 +177,8 @@ def check_axes(data, check):
 def check_description(folder, data, check):
     for name, variable in data.variables.items():
         assert variable.attrs["long_name"] is not None, name
-        assert name == "tissue_name" or name.startswith("state_") or f" {variable.attrs['units']} " in f" {UNITS} ", name
+        is_plain = name in ("tissue_name", "ledger_line") or name.startswith("state_")
+        assert is_plain or f" {variable.attrs['units']} " in f" {UNITS} ", name
         assert variable.dtype.kind != "i" or "_FillValue" not in variable.encoding, name
     model = (folder / "model.trl").read_bytes()
     assert data.attrs["Conventions"] == "CF-1.10" and data.attrs["model"] == model.decode()
@@ -191,6 +195,43 @@ def check_description(folder, data, check):
                 assert data[key].sel(wavelength=entry["wavelength"])[i] == entry[key], tissue
     header = subprocess.run(["ncdump", "-h", folder / "model.nc"], capture_output=True, text=True).stdout
     assert "\ngroup" not in header and "double mua(wavelength, tissue)" in header, header
+
+
+def check_batches(data):
+    """Means and errors against batches, and projections against cells; the names of all of them."""
+    def equal(got, expected, what, size=1.0):
+        np.testing.assert_allclose(got.values, expected.values, 1e-9, 1e-12 * float(size), err_msg=what)
+    seen = {name for name in data if name.startswith("ledger_")}
+    for name in [name for name in data if name.endswith("_batches")]:
+        number, batches = name.removesuffix("_batches"), data[name]
+        seen |= {name, number, number + "_error"} & set(data)
+        if number not in data:
+            continue
+        size = np.abs(batches).max()
+        equal(data[number], batches.mean("batch"), name, size)
+        error, hits = batches.std("batch", ddof=1) / 20 ** 0.5, (batches != 0).sum("batch")
+        equal(data[number + "_error"], error.where(hits > 1), name, size)
+        grid, _, axis = number.rpartition("_")
+        if grid not in data or "side" in grid or "_total" in number:
+            continue
+        cells = data[grid]
+        for axis in cells.dims[1:]:
+            low, high = data[data[axis].attrs["bounds"]].values.T
+            ring, turn = axis.endswith("r"), axis.endswith("azimuth")
+            measure = xarray.DataArray((high ** 2 - low ** 2) / 2 if ring else (high - low) / (
+                57.29577951308232 if turn else 1), dims=axis)
+            cells = (cells * measure).sum(axis) if axis not in batches.dims else cells * (measure / (high - low))
+        equal(data[number], cells, number, size)
+    for name in [name for name in data if "_fd_real" in name and name + "_batches" in data]:
+        real, imag = data[name], data[name.replace("_real", "_imag")]
+        polar = [name.replace("_real", part) for part in ("_amplitude", "_phase")]
+        equal(data[polar[0]], np.hypot(real, imag), polar[0], real.max())
+        equal(data[polar[1]], np.degrees(np.arctan2(imag, real)), polar[1], 180)
+        seen |= {number + ending for number in polar for ending in ("", "_error")}
+    if "absorption_total" in data:
+        line = list(data.ledger_line).index("in the grid's region")
+        equal(data.ledger_weight[:, line], data.absorption_total, "ledger")
+    return seen
 
 
 def make_model(folder, name, changes):
@@ -227,13 +268,14 @@ def test_numbers(folder):
             for file in files:
                 Comparison(data, seen).compare(file.read_text())
             # All that has a wavelength, but for coefficients, was compared.
-            left = {n for n, v in data.data_vars.items() if "wavelength" in v.dims} - seen
+            left = {n for n, v in data.data_vars.items() if "wavelength" in v.dims} - seen - check_batches(data)
             errors = {n for n in left if n.endswith("_error")}
             assert left - errors == {"mua", "mus", "g", "n"}, left
             for name in errors:
                 number = name.removesuffix("_error")
                 assert number in seen and data[number].ancillary_variables == name, name
                 assert not (data[name] < 0).any(), name
+                assert "camera" not in name or not (data[name].values[data[number].values > 0] == 0).any(), name
                 assert "absorption" not in name or (data[name] > 0).any(), name
         assert files and set(wanted.split()) <= seen, seen
 

@@ -141,6 +141,11 @@ COMMANDS = [
     (["--rules", "classic", "--max-seconds", "1"], 2),
     (["--rules", "classic", "--progress", "json"], 2),
     (["--progress", "dots"], 2),
+    *((["--rel-error", error], 2) for error in "0 1 -1 nan 5%".split()),
+    *((["--of", total], 2) for total in "camera1 fibre1 side".split()),
+    (["--rel-error", "0.1", "--batches", "1"], 2),
+    (["--rules", "classic", "--rel-error", "0.1"], 2),
+    (["--quiet", "--rel-error", "0.5", "--of", "transmittance"], 0),
     (["--quiet", "--progress", "bar"], 0),
     (["--quiet", "--progress", "json"], 0),
     (["--json"], 2),
@@ -379,6 +384,17 @@ def test_progress(folder):
     expect(status == 0 and re.search(r"\r\[#+\] 100 %.*packets/s.*left *\nat 650", shown), shown)
 
 
+def test_goal(folder):
+    """The error is reached, or packets end the run before."""
+    status, log, report = folder.run(MODEL, "--rel-error", "0.04", "--progress", "json")
+    last = json.loads(report.splitlines()[-1])
+    expect(status == 0 and last["done"] and 0.03 < last["relative_error"] < 0.04, report)
+    expect(last["packets"] > 60 and "ended by --rel-error" in log, log)
+    status, log, report = folder.run(MODEL, "--rel-error", "1e-4", "--packets", "400")
+    expect(status == 0 and "ended by --packets before" in report and "partial" not in log, report)
+    expect(": packets 402, of which" in log, log)
+
+
 def test_limit_of_time(folder):
     """What is written are the finished batches."""
     status, log, report = folder.run(HUGE, "--max-seconds", "1.5", "--progress", "json")
@@ -424,7 +440,7 @@ def test_the_manual(folder):
 
 TESTS = {
     "errors": (test_the_manual, test_wrong_models, test_command_lines, test_closed_folder),
-    "watch": (test_progress, test_limit_of_time),
+    "watch": (test_progress, test_goal, test_limit_of_time),
     "signals": (test_signals,),
     "models": (test_odd_models, test_relations, test_which_tissue_is_changed, test_what_a_check_tells,
                test_detectors, test_the_model_as_read, test_what_becomes_of_packets,
