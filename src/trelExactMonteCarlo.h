@@ -85,8 +85,9 @@ public:
   /** The packets of the run, all sources together in their proportion; 0, the default, for as many
    *  as the model has. */
   trelSetGetMacro(std::int64_t, Packets)
-  /** Packets without a goal fly the plan. With one batches of the model's numbers fly until it is
-   *  reached, SetPackets() is passed, or the model's packets have flown this many times. */
+  /** Without a goal the packets of the plan fly. With one, batches of the size that follows from
+   *  the model fly until it is reached, SetPackets() have flown or the control asks to stop; with
+   *  neither limit at most so many times the model's packets. */
   static constexpr std::int64_t MostTimes = 1000;
   trelErrorGoal& GetGoal() { return Goal; }
   /** The errors of the last run. */
