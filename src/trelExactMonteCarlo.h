@@ -115,8 +115,9 @@ public:
   void SetAtEnd(std::function<void()> atEnd) { AtEnd = std::move(atEnd); }
   /** Which batches of the larger run are flown. */
   trelPacketRange GetRange() const;
-  /** Packets without a goal fly the plan. With one batches of the model's numbers fly until it is
-   *  reached, SetPackets() is passed, or the model's packets have flown this many times. */
+  /** Without a goal the packets of the plan fly. With one, batches of the size that follows from
+   *  the model fly until it is reached, SetPackets() have flown or the control asks to stop; with
+   *  neither limit at most so many times the model's packets. */
   static constexpr std::int64_t MostTimes = 1000;
   trelErrorGoal& GetGoal() { return Goal; }
   /** The errors of the last run. */

@@ -36,8 +36,18 @@ bool trelFreespacePinhole::Execute()
   if (!Parameter->GetContinuousWave() || !Parameter->GetSaveTransmittance()) return false;
   if (!Result || !Result->GetMediumResult(0) || !Parameter->GetOuterShape()) return false;
   PixelsDone = 0;
-  const auto detectors = Parameter->GetDetectors()->GetItems<trelDetector>();
   CollectImages();
+  const bool isComplete = ImageDetectors(planes);
+  if (!isComplete && Parameter->GetRules() != RulesExact) return false;
+  if (!IsOfErrors) Result->FinalizeDetectorResults(Parameter);
+  return isComplete;
+}
+
+/** The classic rules look at the first @p planes detectors and leave all as they are when one
+ *  fails; the exact ones have the others' results. */
+bool trelFreespacePinhole::ImageDetectors(std::int32_t planes)
+{
+  const auto detectors = Parameter->GetDetectors()->GetItems<trelDetector>();
   const bool all = Parameter->GetRules() == RulesExact;
   const std::int32_t last = all ? Parameter->GetNumberOfDetectors() : planes;
   bool isComplete = true;
@@ -45,11 +55,9 @@ bool trelFreespacePinhole::Execute()
     const trelDetector* detector = detectors[static_cast<std::size_t>(i)];
     if (detector->GetDetectorType() != DetectorPlane) continue;
     if (ImageDetector(*static_cast<const trelPlaneDetector*>(detector), i)) continue;
-    // The classic rules leave all detectors as they are; the exact ones have the others' results.
     if (!all) return false;
     isComplete = false;
   }
-  if (!IsOfErrors) Result->FinalizeDetectorResults(Parameter);
   return isComplete;
 }
 

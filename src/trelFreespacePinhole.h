@@ -72,6 +72,7 @@ public:
 
 private:
   void CollectImages();
+  bool ImageDetectors(std::int32_t planes);
   bool ImageDetector(const trelPlaneDetector& detector, int index);
   bool ImagePixels(const trelPinholeView& view, int index);
   bool ImagePixel(const trelPinholeView& view, const trelVector& pixelPoint, int index, int row,

@@ -97,8 +97,10 @@ void trelLabelledBatches::WriteBatches(const Numbers& numbers)
 static std::vector<double> ListGateFactors(const trelLabelledDomain& domain,
                                            const trelGridWindow& window)
 {
+  const std::int32_t gates = domain.IsByTime ? window.Time.Count : 1;
   std::vector<double> factors;
-  for (std::int32_t gate = 0; gate < (domain.IsByTime ? window.Time.Count : 1); ++gate)
+  factors.reserve(static_cast<std::size_t>(gates));
+  for (std::int32_t gate = 0; gate < gates; ++gate)
     factors.push_back(GetGateFactor(domain, window, gate));
   return factors;
 }
@@ -141,6 +143,7 @@ void trelLabelledBatches::WriteGrid(trelGridId grid, const trelLabelledOwner& ow
   for (int axis = 0; axis < row.NumberOfAxes && row.Axes[0] < GridMeshFace; ++axis) {
     const trelGridBins& bins = window.Bins[row.Axes[axis]];
     std::vector<double> factors;
+    factors.reserve(static_cast<std::size_t>(bins.Count));
     for (std::int32_t k = 0; k < bins.Count; ++k)
       factors.push_back(1.0 / bins.GetWidth(k));
     WriteSums({DescribeProjection(grid, owner, domain, axis), factors, row.Axes[axis] == GridD},

@@ -403,7 +403,7 @@ def test_limit_of_time(folder):
     expect(len(rows) > 1 and not rows[-1]["done"] and 0 < rows[-1]["packets"] < 4e9, report)
     expect(rows[0]["packets"] < rows[-1]["packets"] and rows[0]["seconds_left"] < 1.5, report)
     expect(not list(folder.path.glob("model.nc")), "a file without a batch")
-    status, log, report = folder.run(HUGE, "--max-seconds", "1.5", "--batches", "1000000")
+    status, log, report = folder.run(HUGE, "--max-seconds", "1.5", "--packets", "1e9", "--batches", "1000000")
     expect(status == 0 and "partial: " in log and "of the finished batches" in report, report)
     expect(list(folder.path.glob("model.nc")), "no file of the finished batches")
 
