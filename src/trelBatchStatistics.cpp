@@ -22,6 +22,7 @@ void trelBatchStatistics::Release()
   Pairs.clear();
   Projections.Clear();
   IsFinished = false;
+  Kept.clear();
 }
 
 /** Calls @p visit with the grids of a record whose cells are sums of weight, in one order. */
@@ -158,6 +159,34 @@ void trelBatchStatistics::AddProducts()
   }
 }
 
+void trelBatchStatistics::KeepCells()
+{
+  std::vector<double>& cells = Kept.emplace_back();
+  cells.reserve(CountNumbers(SumBlocks));
+  for (const trelNumbers& block : ScoredBlocks[0])
+    cells.insert(cells.end(), block.First, block.First + block.Number);
+}
+
+std::int64_t trelBatchStatistics::GetMostBatches() const
+{
+  const std::int64_t most = Projections.GetMostBatches();
+  if (!KeepsBatches) return most;
+  const std::size_t bytes = CountNumbers(SumBlocks) * sizeof(double) + 1;
+  const auto kept = std::min(GetMemoryOfMachine(), SIZE_MAX / 2) / 4 / bytes;
+  return std::min(most, static_cast<std::int64_t>(kept));
+}
+
+const trelSimulationResult& trelBatchStatistics::LoadBatch(std::int64_t batch) const
+{
+  const double* cells = Kept[static_cast<std::size_t>(batch)].data();
+  for (const trelNumbers& block : ScoredBlocks[0]) {
+    std::copy_n(cells, block.Number, block.First);
+    cells += block.Number;
+  }
+  VisitRecords(*Scored[0], [](auto& record, const trelRecordOwner&) { record.FinalizeErrors(); });
+  return *Scored[0];
+}
+
 /** The totals of the batch stand in its records, from which the next batch takes them away. */
 static void SumTotals(const trelSimulationResult& batch)
 {
@@ -172,6 +201,7 @@ void trelBatchStatistics::TakeBatch()
   Gather();
   SumTotals(*Scored[0]);
   Projections.Take(*Scored[0]);
+  if (KeepsBatches) KeepCells();
   AddProducts();
   for (std::size_t n = 0; n < SumBlocks.size(); ++n) {
     double* scored = ScoredBlocks[0][n].First;
@@ -200,6 +230,7 @@ void trelBatchStatistics::PassState(std::int64_t batches, bool hasOpen, trelStat
     pieces.push_back({pair.Products, SumBlocks[pair.Real].Number});
   archive.Pass("products", pieces);
   Projections.PassState(batches, archive);
+  if (KeepsBatches) archive.PassRows("cells_by_batch", batches, CountNumbers(SumBlocks), Kept);
 }
 
 /** Amplitude and phase, of whose parts the sums are there still. */

@@ -37,6 +37,10 @@ public:
   trelSimulationResult* GetScored(int thread) const { return Scored[thread < Own() ? thread : 0]; }
   bool IsOwn() const { return Scored.size() > 1; }
 
+  /** Keeps the cells of every batch as well. */
+  void SetKeepsBatches(bool keeps) { KeepsBatches = keeps; }
+  /** How many batches a quarter of the machine's memory has room for. */
+  std::int64_t GetMostBatches() const;
   /** Ends a batch. */
   void TakeBatch();
   /** Before Finish(): passes the sums of @p batches finished batches and, with @p hasOpen, those of
@@ -44,6 +48,10 @@ public:
   void PassState(std::int64_t batches, bool hasOpen, trelStateArchive& archive);
   /** Behind the last batch, before the run's result is finished: makes means and errors. */
   void Finish();
+  /** After Finish(), if batches are kept: the cells of a batch as densities, until the next call.
+   */
+  const trelSimulationResult& LoadBatch(std::int64_t batch) const;
+  bool HasCells() const { return !Kept.empty(); }
 
   std::int64_t GetBatches() const { return Projections.GetBatches(); }
   /** Totals and projections, batch by batch. */
@@ -79,6 +87,7 @@ private:
   void MakeScored(trelSimulationParameter& parameter, int threads);
   int Own() const { return static_cast<int>(Scored.size()); }
   void Gather();
+  void KeepCells();
   void ListPairs();
   void AddProducts();
   void FinishPair(const Pair& pair);
@@ -97,6 +106,8 @@ private:
   std::vector<std::vector<trelNumbers>> ScoredBlocks;
   std::vector<Pair> Pairs;
   trelBatchProjections Projections;
+  bool KeepsBatches = false;
+  std::vector<std::vector<double>> Kept;  ///< the cells of each batch
   bool IsFinished = false;
 };
 

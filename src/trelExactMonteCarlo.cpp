@@ -51,15 +51,16 @@ bool trelExactMonteCarlo::Prepare(int threads)
   Input->PrepareGeometry();
   if (!GetOutput()->Initialize(Input) || !Model.Resolve(*Input)) return false;
   Statistics.Release();
+  Statistics.SetKeepsBatches(KeepsBatches);
   if (HasStatistics() && !Statistics.Prepare(*Input, *Output, threads)) {
     ErrorMacro(
         "Out of memory: errors take three times the grids; make the cells larger, or fly one"
         " batch, which tells no errors");
     return false;
   }
-  if (Statistics.IsOn() && Batches > Statistics.GetProjections().GetMostBatches()) {
-    ErrorMacro("Out of memory: so many batches keep their totals; ask for at most "
-               << Statistics.GetProjections().GetMostBatches());
+  if (Statistics.IsOn() && Batches > Statistics.GetMostBatches()) {
+    ErrorMacro("Out of memory: so many batches keep their numbers; ask for at most "
+               << Statistics.GetMostBatches());
     return false;
   }
   Tables.assign(static_cast<std::size_t>(Statistics.IsOwn() ? threads : 1), {});
@@ -212,7 +213,7 @@ std::int64_t trelExactMonteCarlo::FindMostBatches() const
   std::int64_t most = MostTimes * Plan.GetBatches();
   if (Control && Control->HasDeadline()) most = std::numeric_limits<std::int64_t>::max() / size;
   if (Packets > 0) most = (Packets - 1) / size + 1;
-  return std::min(most, Statistics.GetProjections().GetMostBatches());
+  return std::min(most, Statistics.GetMostBatches());
 }
 
 /** The packets of a batch share the energy of their entry: a result is the mean of the batches. */

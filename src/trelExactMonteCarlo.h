@@ -101,6 +101,8 @@ public:
   /** The packets of the run, all sources together in their proportion; 0, the default, for as many
    *  as the model has. */
   trelSetGetMacro(std::int64_t, Packets)
+  /** Keeps the cells of every batch. */
+  trelSetGetMacro(bool, KeepsBatches)
   /** Flies only these, which are whole batches. */
   void SetRange(const trelPacketRange& range) { Range = range; }
   /** Goes on from the state that @p origin sets, to Packets or Batches as the new total, each of
@@ -182,6 +184,7 @@ private:
   std::uint64_t Seed;
   std::int64_t Batches = 1;
   std::int64_t Packets = 0;
+  bool KeepsBatches = false;
   trelPacketRange Range;
   trelStateArchive* Origin = nullptr;
   std::function<void()> Checkpoint, AtEnd;

@@ -70,8 +70,7 @@ void trelLabelledBatches::WriteMeans(const Numbers& numbers)
   File.SetText(numbers.Variable.Name, "ancillary_variables", error.Name);
 }
 
-/** The variable of the batches of another one. */
-static trelNetcdfVariable DescribeBatches(const trelNetcdfVariable& variable)
+trelNetcdfVariable DescribeBatches(const trelNetcdfVariable& variable)
 {
   trelNetcdfVariable batches = variable;
   batches.Name += "_batches";

@@ -1,7 +1,7 @@
 #ifndef trelLabelledBatches_h
 #define trelLabelledBatches_h
 
-#include "trelBatchProjections.h"
+#include "trelBatchStatistics.h"
 #include "trelLabelledGrids.h"
 #include "trelLedgerBatches.h"
 
@@ -21,6 +21,7 @@ public:
   {
     const trelBatchProjections* Projections = nullptr;
     const trelLedgerBatches* Ledger = nullptr;
+    const trelBatchStatistics* Cells = nullptr;  ///< which may be kept
     /** By wavelength index, with errors. */
     std::vector<std::vector<trelLedgerLine>> Lines;
   };
@@ -71,5 +72,8 @@ private:
   const Input& Source;
   const std::vector<int>& Order;
 };
+
+/** The variable of the batches of another one. */
+trelNetcdfVariable DescribeBatches(const trelNetcdfVariable& variable);
 
 #endif

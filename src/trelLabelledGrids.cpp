@@ -217,23 +217,25 @@ static std::vector<std::size_t> CountPlane(const trelGridLayout& layout, int axe
   return count;
 }
 
-void PutGrid(trelNetcdfFile& file, const std::string& variable, std::size_t wavelength,
-             const trelGridSet& grids, trelGridId grid, const trelLabelledDomain& domain,
-             const trelGridWindow& window)
+void PutGrid(trelNetcdfFile& file, const std::string& variable,
+             const std::vector<std::size_t>& first, const trelGridSet& grids, trelGridId grid,
+             const trelLabelledDomain& domain, const trelGridWindow& window)
 {
   const trelGridDescription& row = GetGridDescription(grid);
   const trelGridLayout layout = grids.GetLayout(grid);
-  const auto count = CountPlane(layout, row.NumberOfAxes, domain.IsByTime);
+  auto count = CountPlane(layout, row.NumberOfAxes, domain.IsByTime);
+  count.insert(count.begin(), first.size() - 1, 1);
   std::vector<double> plane(static_cast<std::size_t>(layout.Rows) *
                             static_cast<std::size_t>(layout.Columns));
-  std::vector<std::size_t> start(count.size());
-  start[0] = wavelength;
+  std::vector<std::size_t> start = first;
+  start.resize(count.size());
   for (std::int32_t bin = 0; bin < layout.Bins; ++bin) {
     const double factor = GetGateFactor(domain, window, bin);
-    if (domain.IsByTime) start[1] = static_cast<std::size_t>(bin);
+    if (domain.IsByTime) start[first.size()] = static_cast<std::size_t>(bin);
     for (std::int32_t k = 0; k < layout.Depth; ++k) {
       CopyPlane(layout, {grids.GetBin(grid, bin) + k, row.Axes[0] == GridD, factor}, plane.data());
-      if (row.NumberOfAxes > 2) start[domain.IsByTime ? 2 : 1] = static_cast<std::size_t>(k);
+      if (row.NumberOfAxes > 2)
+        start[first.size() + (domain.IsByTime ? 1 : 0)] = static_cast<std::size_t>(k);
       file.Put(variable, start, count, plane.data());
     }
   }

@@ -76,9 +76,9 @@ bool AddTimeAxis(trelNetcdfFile& file, const trelGridWindow& window);
 double GetGateFactor(const trelLabelledDomain& domain, const trelGridWindow& window,
                      std::int32_t gate);
 
-/** Writes the cells of a grid to @p variable at index @p wavelength of its first dimension. */
-void PutGrid(trelNetcdfFile& file, const std::string& variable, std::size_t wavelength,
-             const trelGridSet& grids, trelGridId grid, const trelLabelledDomain& domain,
-             const trelGridWindow& window);
+/** Writes the cells of a grid to @p variable, whose first indices are @p first. */
+void PutGrid(trelNetcdfFile& file, const std::string& variable,
+             const std::vector<std::size_t>& first, const trelGridSet& grids, trelGridId grid,
+             const trelLabelledDomain& domain, const trelGridWindow& window);
 
 #endif

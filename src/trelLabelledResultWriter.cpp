@@ -108,7 +108,7 @@ void trelLabelledResultWriter::WriteVariable(const trelNetcdfVariable& variable,
   const auto write = [&](const trelNetcdfVariable& described, const trelSimulationResult& result) {
     File->AddVariable(described);
     for (std::size_t i = 0; i < Order.size() && File->GetFault().empty(); ++i)
-      put(described.Name, i, result, Order[i]);
+      put(described.Name, {i}, result, Order[i]);
   };
   write(variable, *Result);
   if (!hasErrors || !Errors) return;
@@ -129,13 +129,13 @@ trelNetcdfVariable trelLabelledResultWriter::WriteNumbers(const trelNetcdfVariab
   described.Dimensions = {"wavelength"};
   if (domain.IsByTime) described.Dimensions.push_back("time");
   const std::int32_t gates = domain.IsByTime ? window.Time.Count : 1;
-  const auto put = [&](const std::string& name, std::size_t i, const trelSimulationResult& result,
-                       int k) {
+  const auto put = [&](const std::string& name, const trelFirst& first,
+                       const trelSimulationResult& result, int k) {
     std::vector<double> numbers;
     numbers.reserve(static_cast<std::size_t>(gates));
     for (std::int32_t gate = 0; gate < gates; ++gate)
       numbers.push_back(find(result, k, gate) * GetGateFactor(domain, window, gate));
-    std::vector<std::size_t> start{i}, count{1};
+    std::vector<std::size_t> start = first, count{1};
     start.resize(described.Dimensions.size());
     if (domain.IsByTime) count.push_back(numbers.size());
     File->Put(name, start, count, numbers.data());
@@ -159,17 +159,35 @@ void trelLabelledResultWriter::WriteGrid(trelGridId grid, const trelLabelledOwne
   if (!find(*Result, 0).Get(grid)) return;
   if (domain.IsByTime && !AddTimeAxis(*File, window)) return;
   if (!AddGridAxes(*File, grid, owner, window)) return;
-  const auto put = [&](const std::string& name, std::size_t i, const trelSimulationResult& result,
-                       int k) {
+  const auto put = [&](const std::string& name, const trelFirst& first,
+                       const trelSimulationResult& result, int k) {
     const trelGridSet& grids = find(result, k);
     if (HaveOneShape(find(*Result, 0), grids, grid)) {
-      PutGrid(*File, name, i, grids, grid, domain, window);
+      PutGrid(*File, name, first, grids, grid, domain, window);
     } else {
       File->Fail("the grids of " + name + " differ in shape");
     }
   };
   WriteVariable(DescribeGrid(grid, owner, domain), put);
+  const bool isSummed = domain.Domain != GridFDAmp && domain.Domain != GridFDPha;
+  if (isSummed && grid != TransmittanceMeshVertex)
+    WriteCells(DescribeBatches(DescribeGrid(grid, owner, domain)), put);
   trelLabelledBatches(*File, Batches, Order).WriteGrid(grid, owner, domain, window);
+}
+
+/** The cells of every batch, if they are kept. */
+void trelLabelledResultWriter::WriteCells(const trelNetcdfVariable& variable,
+                                          const trelPutRecord& put)
+{
+  if (!Batches.Cells || !Batches.Cells->HasCells()) return;
+  const auto batches = static_cast<std::size_t>(Batches.Cells->GetBatches());
+  File->AddDimension("batch", batches);
+  File->AddVariable(variable);
+  for (std::size_t batch = 0; batch < batches && File->GetFault().empty(); ++batch) {
+    const trelSimulationResult& result = Batches.Cells->LoadBatch(static_cast<std::int64_t>(batch));
+    for (std::size_t i = 0; i < Order.size(); ++i)
+      put(variable.Name, {batch, i}, result, Order[i]);
+  }
 }
 
 /** The coefficients that the run was made with, those that the command line changed among them. */
@@ -418,12 +436,12 @@ void trelLabelledResultWriter::WriteCamera(int detector)
   File->AddAxis(
       {name + "_x", "place on the object plane along the columns, from its middle", "mm", {}},
       GetPixelBorders(first.GetColumns(), width, scale));
-  WriteVariable(
-      {name, "radiance", "mm-2 sr-1", {"wavelength", name + "_y", name + "_x"}},
-      [&](const std::string& variable, std::size_t i, const trelSimulationResult& result, int k) {
-        const double* pixels = find(result, k)->GetDetectionMatrix()->GetCells();
-        File->Put(variable, {i, 0, 0}, {1, rows, columns}, pixels);
-      });
+  WriteVariable({name, "radiance", "mm-2 sr-1", {"wavelength", name + "_y", name + "_x"}},
+                [&](const std::string& variable, const trelFirst& at,
+                    const trelSimulationResult& result, int k) {
+                  const double* pixels = find(result, k)->GetDetectionMatrix()->GetCells();
+                  File->Put(variable, {at[0], 0, 0}, {1, rows, columns}, pixels);
+                });
   // Pixels are correlated.
   WriteNumbers(
       {name + "_total", "mean radiance times width and height of the detector", "sr-1", {}},

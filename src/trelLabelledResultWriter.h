@@ -46,8 +46,11 @@ public:
   bool Execute() override;
 
 private:
-  /** Puts the numbers of record @p k of a result at index @p wavelength of a variable. */
-  using trelPutRecord = std::function<void(const std::string& variable, std::size_t wavelength,
+  /** The first indices of a variable: of the wavelength, and ahead of it, if there is one, of the
+   *  batch. */
+  using trelFirst = std::vector<std::size_t>;
+  /** Puts the numbers of record @p k of a result at @p first of a variable. */
+  using trelPutRecord = std::function<void(const std::string& variable, const trelFirst& first,
                                            const trelSimulationResult& result, int k)>;
   /** The grids of record @p k of a result. */
   using trelFindGrids =
@@ -67,6 +70,7 @@ private:
                                   const trelFindNumber& find, bool hasErrors = true);
   void WriteGrid(trelGridId grid, const trelLabelledOwner& owner, const trelLabelledDomain& domain,
                  const trelGridWindow& window, const trelFindGrids& find);
+  void WriteCells(const trelNetcdfVariable& variable, const trelPutRecord& put);
   void WriteCoefficients();
   template <class FindRecord>
   void WriteTotal(trelGridTotal total, const std::string& name, const std::string& words,

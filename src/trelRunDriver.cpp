@@ -527,6 +527,7 @@ void trelRunDriver::Configure(trelOpticalSimulationFilter& filter)
   exact->SetPackets(Options.Packets);
   exact->SetBatches(CountBatches());
   exact->SetRange(Options.Range);
+  exact->SetKeepsBatches(Options.KeepsBatches || (Options.Parts && Origin.HasCells()));
   exact->SetControl(&Control);
   exact->GetGoal().Set(GoalLine, Options.RelativeError);
   if (Origin.IsOneRun()) Record.Add("seed", exact->GetSeed());
@@ -639,8 +640,10 @@ bool trelRunDriver::WriteLabelled(trelOpticalSimulationFilter& filter, double se
   writer->AddFileName(GetLabelledName().c_str());
   writer->SetInput(filter.GetOutput(), Parameter);
   writer->SetErrors(exact.GetStatistics().GetErrors());
-  trelLabelledBatches::Input batches{
-      &exact.GetStatistics().GetProjections(), &exact.GetLedgerBatches(), {}};
+  trelLabelledBatches::Input batches{&exact.GetStatistics().GetProjections(),
+                                     &exact.GetLedgerBatches(),
+                                     &exact.GetStatistics(),
+                                     {}};
   for (std::size_t i = 0; i < exact.GetLedger().Records.size(); ++i)
     batches.Lines.push_back(exact.ListLedger(i));
   writer->SetBatches(batches);

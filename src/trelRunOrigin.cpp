@@ -152,6 +152,13 @@ void trelRunOrigin::MakeState()
   State = std::make_unique<trelRunStateReader>(inputs);
 }
 
+bool trelRunOrigin::HasCells() const
+{
+  return std::all_of(Files.begin(), Files.end(), [](const File& file) {
+    return file.Input->GetLength(GetStateVariable("cells_by_batch")) > 0;
+  });
+}
+
 std::int64_t trelRunOrigin::GetBatches() const
 {
   double batches = 0.0;

@@ -43,6 +43,8 @@ public:
   /** An attribute of the first file. */
   std::string GetText(const char* name) const { return Files.front().Input->GetText(name); }
   const std::string& GetName() const { return Files.front().Name; }
+  /** Whether all files have the cells of every batch. */
+  bool HasCells() const;
   /** All finished batches of all files. */
   std::int64_t GetBatches() const;
   /** The packets that were flown, in their order; those side by side are one. */

@@ -66,6 +66,7 @@ static void DescribeExact(CLI::App& app, trelRunOptions& options, trelrunWords& 
                      "Runs on a smaller scale from whose scatter errors come (default: 20); the"
                      " packets of each source are rounded up to a multiple")
           ->check(CLI::Range(std::int64_t{1}, mostBatches)),
+      app.add_flag("--keep-batches", options.KeepsBatches, "Write the grids of every batch, too"),
       app.add_flag("--continue", options.IsContinued,
                    "Go on from BASE.nc, or its checkpoint, to --packets or --batches as the new"
                    " total"),
@@ -172,6 +173,8 @@ static std::string TakePackets(const trelrunWords& words, trelRunOptions& option
 {
   if (options.IsContinued && options.Base == "-")
     return "--continue: -o - has no result to go on from";
+  if (options.KeepsBatches && (options.Batches == 1 || options.Base == "-"))
+    return "--keep-batches: there is no file of several batches";
   if (words.Range.empty()) return "";
   const std::size_t colon = words.Range.find(':');
   std::int64_t numbers[2] = {};
