@@ -90,7 +90,7 @@ trel_subsystem(results
   HEADERS trelFlyTimes trelResultGetters trelAbsorbedTotals
   CLASSES trelGrid trelGridTable trelCellMeasures trelMeshSurface trelGridSet trelTimeTotals trelFluence
           trelMediumResult trelDetectorResult trelDetectorArrayResult
-          trelSimulationResult trelBatchStatistics trelTemporaryFiles trelResultFileSet trelResultFile
+          trelSimulationResult trelBatchStatistics trelTemporaryFiles trelExitTable trelResultFileSet trelResultFile
           trelResultLabels trelResultBlocks trelSimulationResultWriter)
 
 # The result file with axes, units and names, by the NetCDF library.
@@ -98,7 +98,7 @@ trel_subsystem(labelled_results
   MAY_USE framework geometry model results
   LIBRARIES netcdf md
   HEADERS
-  CLASSES trelNetcdfFile trelRunRecord trelLabelledGrids trelLabelledResultWriter)
+  CLASSES trelNetcdfFile trelRunRecord trelLabelledGrids trelLabelledExits trelLabelledResultWriter)
 
 # What the detectors outside of the medium see of its surface.
 trel_subsystem(free_space
@@ -110,12 +110,13 @@ trel_subsystem(free_space
 trel_subsystem(transport
   MAY_USE framework geometry model results
   HEADERS trelPacket trelElementary trelPhaseFunction trelFresnel trelTransportRules
-          trelPacketSteps trelExactPacket trelExactSteps
+          trelPacketSteps trelPacketObserver trelPacketAudience trelExactPacket trelExactSteps
   CLASSES trelRandomStream trelRandomNumbers trelLedger trelLedgerBatches trelTransportModel trelScoreTable trelPacketScores
           trelCellBorders trelExactScores trelPacketEvents trelPacketGeometry trelExactLaunch
           trelThreadState trelMediumFilter trelMonteCarlo
           trelVarianceReductionMonteCarlo trelDiffuseVRMC trelBioluminescenceVRMC
           trelFluorescenceVRMC trelExactModel trelExactEvents trelEmissionPilot trelRunPlan
+          trelTissuePaths trelExitRecorder
           trelExactMonteCarlo)
 
 # A look at a model before it runs: what it is, and what is wrong with it.

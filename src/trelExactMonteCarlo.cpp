@@ -103,7 +103,9 @@ bool trelExactMonteCarlo::Execute()
   }
   std::vector<trelExactTally> tallies(static_cast<std::size_t>(threads));
   if (!Model.Dyes.empty() && !RunPilot()) return false;
+  if (Audience && !PrepareAudience(threads)) return false;
   if (!FlyBatches(tallies)) return false;
+  if (Audience) Audience->Conclude(Summary.BatchesDone * Plan.GetPacketsOfBatch());
   CountFlown();
   const double part = 1.0 / static_cast<double>(std::max<std::int64_t>(Summary.BatchesDone, 1));
   Ledger.Scale(part);
@@ -229,6 +231,26 @@ TREL_CLONED TREL_FLAT static void TraceExactly(trelExactPacket& packet, trelPack
   TakeExactSteps(packet, numbers, model, tally);
 }
 
+TREL_CLONED TREL_FLAT static void TraceAndTell(trelExactPacket& packet, trelPacketNumbers& numbers,
+                                               const trelExactModel& model, trelExactTally& tally)
+{
+  TakeObservedSteps(packet, numbers, model, tally);
+}
+
+/** The loop for packets of the tally. */
+static auto ChooseTrace(const trelExactTally& tally)
+{
+  return tally.Observer ? &TraceAndTell : &TraceExactly;
+}
+
+bool trelExactMonteCarlo::PrepareAudience(int threads)
+{
+  bool isReady = false;
+  if (FitsInMemory([&] { isReady = Audience->Prepare(Model, Plan, threads); })) return isReady;
+  ErrorMacro("Out of memory while preparing to look at packets!");
+  return false;
+}
+
 /** @p isAlone: the team is one thread. */
 void trelExactMonteCarlo::PrepareTally(int thread, bool isAlone, trelExactTally& tally) const
 {
@@ -239,7 +261,7 @@ void trelExactMonteCarlo::PrepareTally(int thread, bool isAlone, trelExactTally&
     tally.Tables = &NoTables;
     return;
   }
-  tally.Trace = &TraceExactly;
+  tally.Trace = ChooseTrace(tally);
   tally.Tables = &Tables[Tables.size() > 1 ? static_cast<std::size_t>(thread) : 0];
   tally.Result = Output;
   tally.Counter = &Control->GetCounter(thread);
@@ -270,33 +292,59 @@ bool trelExactMonteCarlo::RunBatch(const Batch& batch, std::vector<trelExactTall
 #pragma omp atomic read
     ready = OutOfMemory;
     ready = !ready;
-    if (ready) TracePackets(batch, tallies[static_cast<std::size_t>(omp_get_thread_num())]);
+    const int thread = omp_get_thread_num();
+    if (ready) TracePackets(batch, thread, tallies[static_cast<std::size_t>(thread)]);
   }
   if (OutOfMemory) {
-    ErrorMacro("Out of memory while starting the threads!");
+    ErrorMacro("Out of memory in the threads!");
     return false;
   }
   if (!Pilot) Collect(tallies);
   return true;
 }
 
-void trelExactMonteCarlo::TracePackets(const Batch& batch, trelExactTally& tally)
+void trelExactMonteCarlo::TracePackets(const Batch& batch, int thread, trelExactTally& tally)
 {
   const std::int64_t packets = batch.Plan.GetPacketsOfBatch();
-  std::int64_t first = 0;
-  while ((first = NextPacket.fetch_add(packetsTaken, std::memory_order_relaxed)) < packets) {
+  while (true) {
+    // Asked first: who has seen enough by now has seen it of earlier packets.
+    tally.Observer = Audience && !Pilot ? Audience->FindObserver(thread) : nullptr;
+    if (!Pilot) tally.Trace = ChooseTrace(tally);
+    const std::int64_t first = NextPacket.fetch_add(packetsTaken, std::memory_order_acq_rel);
+    if (first >= packets) return;
     const std::int64_t end = std::min(first + packetsTaken, packets);
     for (std::int64_t i = first; i < end; ++i) {
       if (!Pilot && Control->IsStopRequested()) return;
       const std::uint64_t before = tally.Interactions;
       const trelPlannedPacket planned = batch.Plan.Find(i);
-      TracePacket(batch, planned, tally);
+      if (tally.Observer) {
+        if (!TraceObserved(batch, i, planned, tally)) return;
+      } else {
+        TracePacket(batch, planned, tally);
+      }
       if (tally.Counter) tally.Counter->CountPacket(tally.Interactions - before);
       if (!Pilot) continue;
       Pilot->AddPacket(tally.Converted, Plan.GetEntries()[planned.Entry].Share);
       std::fill(tally.Converted.begin(), tally.Converted.end(), 0.0);
     }
   }
+}
+
+/** Whoever looks at packets may run out of memory; then the run fails. */
+bool trelExactMonteCarlo::TraceObserved(const Batch& batch, std::int64_t place,
+                                        const trelPlannedPacket& planned, trelExactTally& tally)
+{
+  const std::int64_t share = batch.Plan.GetEntries()[planned.Entry].Share;
+  const bool fits = FitsInMemory([&] {
+    tally.Observer->Begin({planned.Entry, batch.Number * share + planned.Number,
+                           batch.Number * batch.Plan.GetPacketsOfBatch() + place});
+    TracePacket(batch, planned, tally);
+    tally.Observer->Finish();
+  });
+  if (fits) return true;
+#pragma omp atomic write
+  OutOfMemory = true;
+  return false;
 }
 
 /** Enters in the ledger that a packet was launched, and what became of it at once. */
@@ -338,12 +386,13 @@ void trelExactMonteCarlo::TracePacket(const Batch& batch, const trelPlannedPacke
     packet.Dyes = Model.FindDyes(packet.Position + packet.Skip * packet.Direction);
   }
   Model.Enter(start.Tissue, packet);
+  if (tally.Observer) tally.Observer->Start(packet);
   if (outcome == LaunchEscaped) {
     EscapeAtStart(start.Skin, packet, Model, tally);
     return;
   }
   if (launch.IsExternal() && EndAtFiberHere(packet, Model, tally)) return;
-  TraceExactly(packet, numbers, Model, tally);
+  ChooseTrace(tally)(packet, numbers, Model, tally);
   tally.Interactions += packet.Interactions;
 }
 

@@ -9,6 +9,7 @@
 #include "trelExactLaunch.h"
 #include "trelLedgerBatches.h"
 #include "trelMonteCarlo.h"
+#include "trelPacketAudience.h"
 #include "trelRunControl.h"
 #include "trelRunPlan.h"
 #include "trelScoreTable.h"
@@ -83,6 +84,8 @@ public:
   /** Who may stop the next run and is told how far it is; it outlives the run. Without one the run
    *  has its own. */
   void SetControl(trelRunControl* control) { Control = control; }
+  /** Who looks at the packets of the next run, and outlives it; null for nobody. */
+  void SetAudience(trelPacketAudience* audience) { Audience = audience; }
   /** What became of the packets of the last run. */
   const trelExactSummary& GetSummary() const { return Summary; }
   const trelLedger& GetLedger() const { return Ledger; }
@@ -108,9 +111,12 @@ private:
   bool FlyPilot(trelRunPlan plan, std::int64_t* flown);
   bool FlyBatches(std::vector<trelExactTally>& tallies);
   bool Watch(trelTicker& ticker, int threads);
+  bool PrepareAudience(int threads);
   bool RunBatch(const Batch& batch, std::vector<trelExactTally>& tallies);
   void PrepareTally(int thread, bool isAlone, trelExactTally& tally) const;
-  void TracePackets(const Batch& batch, trelExactTally& tally);
+  void TracePackets(const Batch& batch, int thread, trelExactTally& tally);
+  bool TraceObserved(const Batch& batch, std::int64_t place, const trelPlannedPacket& planned,
+                     trelExactTally& tally);
   void TracePacket(const Batch& batch, const trelPlannedPacket& planned, trelExactTally& tally);
   void TellShare();
   void Collect(const std::vector<trelExactTally>& tallies);
@@ -132,6 +138,7 @@ private:
   std::int64_t Batches = 1;
   std::int64_t Packets = 0;
   trelRunControl* Control = nullptr;
+  trelPacketAudience* Audience = nullptr;
   /** Told of conversions in a pilot; else null. */
   class trelEmissionPilot* Pilot = nullptr;
   bool OutOfMemory = false;

@@ -6,6 +6,7 @@
 
 #include "trelDetectorArrayResult.h"
 #include "trelDetectorResult.h"
+#include "trelLabelledExits.h"
 #include "trelMCTetrahedron.h"
 #include "trelMedium.h"
 #include "trelMediumResult.h"
@@ -73,6 +74,7 @@ void trelLabelledResultWriter::WriteFile()
   WriteMedium();
   WritePackets();
   WriteFlyTimes();
+  if (Exits) WriteExitTable();
   WriteMesh();
   WriteDetectors();
 }
@@ -309,6 +311,12 @@ void trelLabelledResultWriter::WriteFlyTimes()
       File->Put(name + "_time", {start}, {times.size()}, times.data());
     }
   }
+}
+
+void trelLabelledResultWriter::WriteExitTable()
+{
+  const auto tissues = static_cast<std::size_t>(Parameter->GetNumberOfTissues());
+  WriteExits(*File, *Exits, tissues, Parameter->GetSimulationType() == FMT);
 }
 
 /** Nodes, and the faces that the grids of the surface belong to. */

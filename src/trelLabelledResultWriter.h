@@ -7,6 +7,7 @@
 #include "trelRunRecord.h"
 #include "trelWriter.h"
 
+class trelExitTable;
 class trelSimulationParameter;
 class trelSimulationResult;
 
@@ -35,6 +36,9 @@ public:
   void SetErrors(trelSimulationResult* errors);
   /** What the file says of the run. Default nothing. */
   void SetRecord(const trelRunRecord& record) { Record = record; }
+
+  /** The exits of the run; outlives the writer. Default none. */
+  void SetExits(trelExitTable* exits) { Exits = exits; }
 
   /** Writes the first file name. Either all of it is there afterwards or, false after a report,
    *  what was there before. */
@@ -69,6 +73,7 @@ private:
   void WriteMedium();
   void WritePackets();
   void WriteFlyTimes();
+  void WriteExitTable();
   void WriteMesh();
   void WriteElements();
   void WriteDetectors();
@@ -79,6 +84,7 @@ private:
   trelSimulationResult* Errors = nullptr;
   trelSimulationParameter* Parameter = nullptr;
   trelRunRecord Record;
+  trelExitTable* Exits = nullptr;
   // While Execute() runs:
   trelNetcdfFile* File = nullptr;
   std::vector<int> Order;  ///< numbers of the records from the shortest wavelength on

@@ -17,6 +17,7 @@
 
 #include "trelCheckText.h"
 #include "trelExactMonteCarlo.h"
+#include "trelExitRecorder.h"
 #include "trelLabelledResultWriter.h"
 #include "trelLightSource.h"
 #include "trelList.h"
@@ -448,6 +449,11 @@ void trelRunDriver::Configure(trelOpticalSimulationFilter& filter)
   exact->SetPackets(Options.Packets);
   exact->SetBatches(Options.Batches);
   exact->SetControl(&Control);
+  if (Options.Exits > 0) {
+    const fs::path folder = fs::path(NativePath(GetLabelledName())).parent_path();
+    Exits = std::make_unique<trelExitRecorder>(folder, Options.Exits);
+    exact->SetAudience(Exits.get());
+  }
   if (Options.Progress != ProgressNone) {
     exact->AddDependent(
         new trelRunProgress(Control, Options.Progress, Options.Columns, Options.Model, Messages));
@@ -465,6 +471,7 @@ int trelRunDriver::Simulate()
   const bool isDone = DoStage(Running, "simulating", [&] { return filter->Update(); });
   // A camera that fails takes nothing from the other results.
   const bool isKept = Options.Rules == RulesExact && filter->HasLeftMedium();
+  if (Exits) TellExits();
   if (!isDone && !isKept) return RunFailed;
   const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
   const auto* exact = dynamic_cast<const trelExactMonteCarlo*>(filter->GetMediumFilter());
@@ -478,6 +485,22 @@ int trelRunDriver::Simulate()
   if (!Options.IsQuiet) Summarize(*filter, seconds.count());
   if (reason > 0) return stopped;
   return isDone ? RunDone : RunFailed;
+}
+
+/** What is wrong with the table of exits, and whose packets it does not cover. */
+void trelRunDriver::TellExits()
+{
+  const trelExitTable& table = Exits->GetTable();
+  if (!table.GetFault().empty()) Tell(true, table.GetFault());
+  if (Exits->HasTooManyTissues())
+    Tell(true, "--exits: the model has more than " + std::to_string(trelExitRecorder::MostTissues) +
+                   " tissues");
+  for (const trelExitEntry& entry : table.Entries) {
+    if (entry.Covered == 0 && !Exits->HasTooManyTissues())
+      Tell(false, "--exits: none of the packets of light source " + std::to_string(entry.Source) +
+                      " at " + std::to_string(entry.Wavelength) +
+                      " is among those whose exits are in the table");
+  }
 }
 
 /** That a run is partial, and by how much. */
@@ -527,6 +550,7 @@ bool trelRunDriver::WriteLabelled(trelOpticalSimulationFilter& filter, double se
   writer->SetInput(filter.GetOutput(), Parameter);
   writer->SetErrors(exact.GetStatistics().GetErrors());
   writer->SetRecord(Record);
+  if (Exits) writer->SetExits(&Exits->GetTable());
   return writer->Update();
 }
 

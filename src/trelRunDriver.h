@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <iosfwd>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -11,6 +12,7 @@
 #include "trelRunProgress.h"
 #include "trelRunRecord.h"
 
+class trelExitRecorder;
 class trelSimulationParameter;
 
 /** How a run of the program ends. Scripts depend on the values. A run that a signal stopped ends
@@ -53,6 +55,8 @@ struct trelRunOptions
   std::optional<std::uint64_t> Seed;  ///< none: of the system's entropy
   std::int64_t Packets = 0;           ///< of all sources together; 0: as in the model
   std::int64_t Batches = 20;
+  /** Exits that the result file gets a table of; 0: none. */
+  std::int64_t Exits = 0;
   std::vector<trelCoefficientChange> Changes;
   bool IsCheck = false;  ///< look at the model, and stop
   bool IsQuiet = false;
@@ -110,6 +114,7 @@ private:
   double RunPackets();
   int Simulate();
   void Configure(class trelOpticalSimulationFilter& filter);
+  void TellExits();
   void TellStop(const struct trelExactSummary& summary);
   bool CanWrite();
   void LogLedger(const std::vector<struct trelLedgerLine>& lines);
@@ -134,6 +139,7 @@ private:
   trelModelFindings Findings;
   trelModelCheck Check;
   trelRunRecord Record;
+  std::unique_ptr<trelExitRecorder> Exits;
   trelRunControl OwnControl;
   trelRunControl& Control;
   Stages Stage = Reading;

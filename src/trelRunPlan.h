@@ -50,9 +50,14 @@ public:
 
   /** The packet at @p place, from 0, of a batch. */
   trelPlannedPacket Find(std::int64_t place) const;
+  /** How many of the first @p places packets of a batch each entry has. */
+  std::vector<std::int64_t> CountAhead(std::int64_t places) const;
 
 private:
   void SumShares();
+  std::int64_t CountLower(std::int64_t place, std::size_t first, std::size_t last) const;
+  void CountAhead(std::int64_t places, std::size_t first, std::size_t last,
+                  std::vector<std::int64_t>& counts) const;
 
   std::vector<trelRunEntry> Entries;
   std::vector<std::int64_t> Sums;  ///< of the shares before each entry, and of all

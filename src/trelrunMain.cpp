@@ -1,4 +1,5 @@
 #include <CLI/CLI.hpp>
+#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -13,6 +14,7 @@
 #include <unistd.h>
 #endif
 
+#include "trelExitRecorder.h"
 #include "trelProgramSignals.h"
 #include "trelRunDriver.h"
 #include "trelThreads.h"
@@ -30,6 +32,7 @@ struct trelrunWords
   std::vector<const CLI::Option*> Exact;  ///< that the classic rules do not have
   std::string Progress = "auto";
   std::optional<double> MaximumSeconds;
+  std::string Exits;
 };
 
 static constexpr std::int64_t mostPackets = 1000000000000000;
@@ -80,7 +83,11 @@ static void Describe(CLI::App& app, trelRunOptions& options, trelrunWords& words
       app.add_option("--batches", options.Batches,
                      "Runs on a smaller scale from whose scatter errors come (default: 20); the"
                      " packets of each source are rounded up to a multiple")
-          ->check(CLI::Range(std::int64_t{1}, mostBatches))};
+          ->check(CLI::Range(std::int64_t{1}, mostBatches)),
+      app.add_option("--exits", words.Exits,
+                     "N or all: a table of the packets that leave or are collected, of those"
+                     " launched first until there are N")
+          ->transform(CLI::Validator(WriteOut, "NUMBER"))};
   app.add_option("--rules", words.Rules, "exact (default), or classic: those of trel")
       ->check(CLI::IsMember({"exact", "classic"}));
   CLI::Option* check = app.add_flag("--check", options.IsCheck, "Look at the model, and stop");
@@ -121,6 +128,19 @@ static std::string TakeChanges(const trelrunWords& words, trelRunOptions& option
     options.Changes.push_back(change);
   }
   return "";
+}
+
+/** What is wrong with the exits asked for, or empty. */
+static std::string TakeExits(const trelrunWords& words, trelRunOptions& options)
+{
+  if (words.Exits.empty()) return "";
+  if (options.Base == "-") return "--exits: with -o - there is no file that takes them";
+  options.Exits = trelExitRecorder::AllExits;
+  if (words.Exits == "all") return "";
+  const char* const end = words.Exits.data() + words.Exits.size();
+  const auto [rest, error] = std::from_chars(words.Exits.data(), end, options.Exits);
+  const bool isNumber = error == std::errc() && rest == end && options.Exits > 0;
+  return isNumber ? "" : "--exits: expected a number above 0, or all";
 }
 
 /** The first option given that the rules do not have, as a fault; or empty. */
@@ -188,6 +208,7 @@ static int RunProgram(int argc, char** argv)
   std::string fault = FindOptionFault(words, options);
   if (fault.empty()) fault = TakeChanges(words, options);
   if (fault.empty()) fault = TakeWatch(words, options);
+  if (fault.empty()) fault = TakeExits(words, options);
   if (!fault.empty()) {
     std::cerr << programName << ": error: " << fault << '\n';
     return RunUsage;
