@@ -116,7 +116,7 @@ trel_subsystem(transport
           trelThreadState trelMediumFilter trelMonteCarlo
           trelVarianceReductionMonteCarlo trelDiffuseVRMC trelBioluminescenceVRMC
           trelFluorescenceVRMC trelExactModel trelExactEvents trelEmissionPilot trelRunPlan
-          trelTissuePaths trelExitRecorder
+          trelTissuePaths trelExitRecorder trelPacketPath
           trelExactMonteCarlo)
 
 # A look at a model before it runs: what it is, and what is wrong with it.

@@ -47,7 +47,7 @@ bool trelExactMonteCarlo::Prepare(int threads)
   Input->PrepareGeometry();
   if (!GetOutput()->Initialize(Input) || !Model.Resolve(*Input)) return false;
   Statistics.Release();
-  if (Batches > 1 && !Statistics.Prepare(*Input, *Output, threads)) {
+  if (Batches > 1 && !IsReplay && !Statistics.Prepare(*Input, *Output, threads)) {
     ErrorMacro(
         "Out of memory: errors take three times the grids; make the cells larger, or fly one"
         " batch, which tells no errors");
@@ -80,6 +80,7 @@ void trelExactMonteCarlo::MakePlan()
       entries.push_back({light, spectrum, entry++, spectrum->GetPhotonNumber(), 0});
   }
   Plan.Build(entries, Packets, Batches);
+  if (IsReplay) Audience->AmendPlan(Plan);
   Summary.Packets = static_cast<std::uint64_t>(Plan.GetPackets());
 }
 
@@ -119,6 +120,34 @@ bool trelExactMonteCarlo::Execute()
     Output->FinalizeDetectorResults(Input);
   }
   return true;
+}
+
+bool trelExactMonteCarlo::Replay()
+{
+  if (!Input || !Audience) return false;
+  const int threads = StartableThreads(Input->GetThreadNumber());
+  trelRunControl own;
+  const bool isOwn = !Control;
+  if (isOwn) Control = &own;
+  IsReplay = true;
+  bool isDone = false;
+  const bool fits = FitsInMemory([&] {
+    std::vector<trelExactTally> tallies(static_cast<std::size_t>(threads));
+    isDone = Prepare(threads) && (Model.Dyes.empty() || RunPilot()) && PrepareAudience(threads) &&
+             FlyListed(tallies);
+  });
+  if (!fits) ErrorMacro("Out of memory while flying packets again!");
+  IsReplay = false;
+  if (isOwn) Control = nullptr;
+  return isDone;
+}
+
+bool trelExactMonteCarlo::FlyListed(std::vector<trelExactTally>& tallies)
+{
+  std::vector<trelPlannedPacket> packets;
+  while (!Control->IsStopRequested() && Audience->TakeNext(&packets))
+    if (!RunBatch({Plan, Seed, 0, &packets}, tallies)) return false;
+  return !Control->IsStopRequested();
 }
 
 /** What the skin threw back goes from the ledger to the records, and what the grids took of the
@@ -257,7 +286,7 @@ void trelExactMonteCarlo::PrepareTally(int thread, bool isAlone, trelExactTally&
   tally = trelExactTally();
   tally.Converted.assign(Model.Dyes.size(), 0.0);
   tally.OneThread = isAlone || Tables.size() > 1;
-  if (Pilot) {
+  if (Pilot || IsReplay) {
     tally.Tables = &NoTables;
     return;
   }
@@ -299,13 +328,13 @@ bool trelExactMonteCarlo::RunBatch(const Batch& batch, std::vector<trelExactTall
     ErrorMacro("Out of memory in the threads!");
     return false;
   }
-  if (!Pilot) Collect(tallies);
+  if (!Pilot && !IsReplay) Collect(tallies);
   return true;
 }
 
 void trelExactMonteCarlo::TracePackets(const Batch& batch, int thread, trelExactTally& tally)
 {
-  const std::int64_t packets = batch.Plan.GetPacketsOfBatch();
+  const std::int64_t packets = batch.CountPackets();
   while (true) {
     // Asked first: who has seen enough by now has seen it of earlier packets.
     tally.Observer = Audience && !Pilot ? Audience->FindObserver(thread) : nullptr;
@@ -316,7 +345,7 @@ void trelExactMonteCarlo::TracePackets(const Batch& batch, int thread, trelExact
     for (std::int64_t i = first; i < end; ++i) {
       if (!Pilot && Control->IsStopRequested()) return;
       const std::uint64_t before = tally.Interactions;
-      const trelPlannedPacket planned = batch.Plan.Find(i);
+      const trelPlannedPacket planned = batch.Find(i);
       if (tally.Observer) {
         if (!TraceObserved(batch, i, planned, tally)) return;
       } else {
@@ -337,7 +366,7 @@ bool trelExactMonteCarlo::TraceObserved(const Batch& batch, std::int64_t place,
   const std::int64_t share = batch.Plan.GetEntries()[planned.Entry].Share;
   const bool fits = FitsInMemory([&] {
     tally.Observer->Begin({planned.Entry, batch.Number * share + planned.Number,
-                           batch.Number * batch.Plan.GetPacketsOfBatch() + place});
+                           batch.Number * batch.CountPackets() + place});
     TracePacket(batch, planned, tally);
     tally.Observer->Finish();
   });

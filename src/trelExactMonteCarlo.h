@@ -86,6 +86,9 @@ public:
   void SetControl(trelRunControl* control) { Control = control; }
   /** Who looks at the packets of the next run, and outlives it; null for nobody. */
   void SetAudience(trelPacketAudience* audience) { Audience = audience; }
+  /** In place of Execute(): flies those packets of the run that the audience takes, which alone
+   *  learns of them. False, after a report, if that fails. */
+  bool Replay();
   /** What became of the packets of the last run. */
   const trelExactSummary& GetSummary() const { return Summary; }
   const trelLedger& GetLedger() const { return Ledger; }
@@ -101,6 +104,17 @@ private:
     const trelRunPlan& Plan;
     std::uint64_t Seed;
     std::int64_t Number;  ///< how many shares of each entry are behind
+    /** Those of the plan that are flown; null for all. */
+    const std::vector<trelPlannedPacket>* Listed = nullptr;
+
+    std::int64_t CountPackets() const
+    {
+      return Listed ? static_cast<std::int64_t>(Listed->size()) : Plan.GetPacketsOfBatch();
+    }
+    trelPlannedPacket Find(std::int64_t place) const
+    {
+      return Listed ? (*Listed)[static_cast<std::size_t>(place)] : Plan.Find(place);
+    }
   };
 
   bool Prepare(int threads);
@@ -108,6 +122,7 @@ private:
   void PrepareLaunches();
   /** The weight of emission packets, from a run of some packets that emits and scores nothing. */
   bool RunPilot();
+  bool FlyListed(std::vector<trelExactTally>& tallies);
   bool FlyPilot(trelRunPlan plan, std::int64_t* flown);
   bool FlyBatches(std::vector<trelExactTally>& tallies);
   bool Watch(trelTicker& ticker, int threads);
@@ -139,6 +154,7 @@ private:
   std::int64_t Packets = 0;
   trelRunControl* Control = nullptr;
   trelPacketAudience* Audience = nullptr;
+  bool IsReplay = false;
   /** Told of conversions in a pilot; else null. */
   class trelEmissionPilot* Pilot = nullptr;
   bool OutOfMemory = false;

@@ -314,7 +314,8 @@ int trelRunDriver::Run()
   }
   ShowCheck(isRead);
   if (!isRead || Findings.CountErrors() > 0) return RunFailed;
-  return Options.IsCheck ? RunDone : RunModel();
+  if (Options.IsCheck) return RunDone;
+  return Options.OnlyPacket.Source > 0 ? FlyOnePacket() : RunModel();
 }
 
 // Running
@@ -435,6 +436,24 @@ int trelRunDriver::RunModel()
         << (Parameter->GetThreadNumber() == 1 ? " thread" : " threads") << std::endl;
   }
   return Simulate();
+}
+
+int trelRunDriver::FlyOnePacket()
+{
+  trelPacketPath path(Options.OnlyPacket, Log);
+  const trelRunDriverHolder<trelExactMonteCarlo> run(new trelExactMonteCarlo);
+  run->SetInput(Parameter);
+  if (Options.Seed) run->SetSeed(*Options.Seed);
+  run->SetPackets(Options.Packets);
+  run->SetBatches(Options.Batches);
+  run->SetControl(&Control);
+  run->SetAudience(&path);
+  const bool isDone = DoStage(Running, "flying a packet", [&] { return run->Replay(); });
+  Log << std::flush;
+  if (!path.IsInRun()) Tell(true, "--only-packet: the run has no such packet");
+  if (isDone && !path.IsLaunched())
+    Tell(false, "--only-packet: the packet does not meet the medium, or is reflected at entry");
+  return isDone ? RunDone : RunFailed;
 }
 
 /** What the options say of an exact run. Its seed is told before the packets, so that a run that

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "trelModelCheck.h"
+#include "trelPacketPath.h"
 #include "trelRunProgress.h"
 #include "trelRunRecord.h"
 
@@ -55,6 +56,8 @@ struct trelRunOptions
   std::optional<std::uint64_t> Seed;  ///< none: of the system's entropy
   std::int64_t Packets = 0;           ///< of all sources together; 0: as in the model
   std::int64_t Batches = 20;
+  /** A packet that is flown again, alone, and whose path goes to the log. */
+  trelPacketName OnlyPacket;
   /** Exits that the result file gets a table of; 0: none. */
   std::int64_t Exits = 0;
   std::vector<trelCoefficientChange> Changes;
@@ -107,6 +110,7 @@ private:
 
   bool Read(class trelSimulationParameterReader& reader);
   int RunModel();
+  int FlyOnePacket();
   trelRunStatus Apply(const trelCoefficientChange& change);
   trelRunStatus ApplyOptions();
   void ShowCheck(bool isRead);

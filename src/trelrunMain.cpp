@@ -33,6 +33,7 @@ struct trelrunWords
   std::string Progress = "auto";
   std::optional<double> MaximumSeconds;
   std::string Exits;
+  std::string OnlyPacket;
 };
 
 static constexpr std::int64_t mostPackets = 1000000000000000;
@@ -87,7 +88,10 @@ static void Describe(CLI::App& app, trelRunOptions& options, trelrunWords& words
       app.add_option("--exits", words.Exits,
                      "N or all: a table of the packets that leave or are collected, of those"
                      " launched first until there are N")
-          ->transform(CLI::Validator(WriteOut, "NUMBER"))};
+          ->transform(CLI::Validator(WriteOut, "NUMBER")),
+      app.add_option(
+          "--only-packet", words.OnlyPacket,
+          "SOURCE:SPECTRUM:N: fly packet N, from 0, of --seed alone, and tell its path")};
   app.add_option("--rules", words.Rules, "exact (default), or classic: those of trel")
       ->check(CLI::IsMember({"exact", "classic"}));
   CLI::Option* check = app.add_flag("--check", options.IsCheck, "Look at the model, and stop");
@@ -128,6 +132,16 @@ static std::string TakeChanges(const trelrunWords& words, trelRunOptions& option
     options.Changes.push_back(change);
   }
   return "";
+}
+
+/** What is wrong with the packet asked for, or empty. */
+static std::string TakeOnlyPacket(const trelrunWords& words, trelRunOptions& options)
+{
+  if (words.OnlyPacket.empty()) return "";
+  if (!options.Seed) return "--only-packet: say of which run by --seed";
+  return ReadPacketName(words.OnlyPacket, &options.OnlyPacket)
+             ? ""
+             : "--only-packet: expected SOURCE:SPECTRUM:N, numbers of which N alone counts from 0";
 }
 
 /** What is wrong with the exits asked for, or empty. */
@@ -209,6 +223,7 @@ static int RunProgram(int argc, char** argv)
   if (fault.empty()) fault = TakeChanges(words, options);
   if (fault.empty()) fault = TakeWatch(words, options);
   if (fault.empty()) fault = TakeExits(words, options);
+  if (fault.empty()) fault = TakeOnlyPacket(words, options);
   if (!fault.empty()) {
     std::cerr << programName << ": error: " << fault << '\n';
     return RunUsage;
