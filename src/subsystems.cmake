@@ -87,7 +87,7 @@ trel_subsystem(parameter_file
 # The grids, their scoring and finishing, and the result files.
 trel_subsystem(results
   MAY_USE framework geometry model
-  HEADERS trelFlyTimes trelResultGetters trelAbsorbedTotals
+  HEADERS trelFlyTimes trelResultGetters trelAbsorbedTotals trelListedExit
   CLASSES trelGrid trelGridTable trelCellMeasures trelMeshSurface trelGridSet trelTimeTotals trelFluence
           trelMediumResult trelDetectorResult trelDetectorArrayResult
           trelSimulationResult trelBatchStatistics trelTemporaryFiles trelExitTable trelResultFileSet trelResultFile
@@ -98,7 +98,8 @@ trel_subsystem(labelled_results
   MAY_USE framework geometry model results
   LIBRARIES netcdf md
   HEADERS
-  CLASSES trelNetcdfFile trelRunRecord trelLabelledGrids trelLabelledExits trelLabelledResultWriter)
+  CLASSES trelNetcdfFile trelRunRecord trelLabelledGrids trelLabelledExits trelLabelledExitReader
+          trelLabelledSensitivity trelLabelledResultWriter)
 
 # What the detectors outside of the medium see of its surface.
 trel_subsystem(free_space
@@ -116,7 +117,7 @@ trel_subsystem(transport
           trelThreadState trelMediumFilter trelMonteCarlo
           trelVarianceReductionMonteCarlo trelDiffuseVRMC trelBioluminescenceVRMC
           trelFluorescenceVRMC trelExactModel trelExactEvents trelEmissionPilot trelRunPlan
-          trelTissuePaths trelExitRecorder trelPacketPath
+          trelTissuePaths trelExitRecorder trelPacketPath trelSensitivity
           trelExactMonteCarlo)
 
 # A look at a model before it runs: what it is, and what is wrong with it.

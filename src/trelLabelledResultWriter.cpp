@@ -84,12 +84,7 @@ void trelLabelledResultWriter::WriteRecord()
   File->SetText("", "Conventions", "CF-1.10");
   File->SetText("", "title", "Monte Carlo simulation of light in tissue");
   File->SetText("", "rules", GetRulesName(Parameter->GetRules()));
-  for (const auto& [name, text] : Record.GetTexts())
-    File->SetText("", name.c_str(), text);
-  for (const auto& [name, value] : Record.GetReals())
-    File->SetReal("", name.c_str(), value);
-  for (const auto& [name, count] : Record.GetCounts())
-    File->SetCount("", name.c_str(), count);
+  Record.WriteTo(*File);
 }
 
 void trelLabelledResultWriter::WriteWavelengths()

@@ -67,6 +67,12 @@ static void SpareCleaningUp()
   [[maybe_unused]] static const bool isTold = refuse && refuse() >= 0;
 }
 
+void trelNetcdfFile::PrepareReading(const std::string& name)
+{
+  SpareCleaningUp();
+  if (!CanLock(name)) setenv("HDF5_USE_FILE_LOCKING", "FALSE", 1);
+}
+
 /**
  * Network file systems may have no locks; the file has a name that nobody else knows, and needs
  * none. The library below the library reads the setting when it opens its first file of all, so
@@ -74,8 +80,7 @@ static void SpareCleaningUp()
  */
 bool trelNetcdfFile::Open(const std::string& path)
 {
-  SpareCleaningUp();
-  if (!CanLock(path)) setenv("HDF5_USE_FILE_LOCKING", "FALSE", 1);
+  PrepareReading(path);
   errno = 0;
   const int status = nc_create(path.c_str(), NC_NETCDF4 | NC_CLOBBER, &Id);
   if (status != NC_NOERR) Id = -1;

@@ -49,6 +49,8 @@ public:
 
   /** Begins the file @p name; false if it cannot be created or replaced. */
   bool Create(const std::string& name);
+  /** Ahead of reading the file @p name with the library: see Open(). */
+  static void PrepareReading(const std::string& name);
   /** What makes Create() fail, or empty; nothing changes. */
   static std::string FindFault(const std::string& name);
   /** Puts the file in its place; false, with the old one as it was, if anything has failed. */

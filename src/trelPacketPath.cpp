@@ -33,7 +33,7 @@ bool trelPacketPath::Prepare(const trelExactModel& /*model*/, const trelRunPlan&
   for (Entry = 0; Entry < entries; ++Entry) {
     const trelRunEntry& entry = plan.GetEntries()[Entry];
     if (entry.Entry != ((Name.Source - 1) << 32 | (Name.Spectrum - 1))) continue;
-    InRun = Name.Number < entry.Packets;
+    InRun = true;
     Scale = static_cast<double>(entry.Share);
     break;
   }
@@ -55,10 +55,9 @@ void trelPacketPath::Begin(const trelObservedPacket& /*packet*/)
 void trelPacketPath::WriteRow(const trelExactPacket& packet, const char* event)
 {
   char text[256];
-  std::snprintf(text, sizeof text, "%lld %lu %.17g %.17g %.17g %d %.17g %s\n",
-                packet.IsEmission ? static_cast<long long>(Conversions) : 0LL,
-                static_cast<unsigned long>(packet.StepCount), packet.Position.X, packet.Position.Y,
-                packet.Position.Z, packet.TissueIndex + 1,
+  std::snprintf(text, sizeof text, "%lld %lld %.17g %.17g %.17g %d %.17g %s\n",
+                packet.IsEmission ? Conversions : 0LL, Rows[packet.IsEmission]++, packet.Position.X,
+                packet.Position.Y, packet.Position.Z, packet.TissueIndex + 1,
                 packet.SourceWeight * packet.Weight * Scale, event);
   Table << text;
 }
@@ -66,6 +65,7 @@ void trelPacketPath::WriteRow(const trelExactPacket& packet, const char* event)
 void trelPacketPath::Start(const trelExactPacket& packet)
 {
   Launched = true;
+  Rows[packet.IsEmission] = 0;
   if (packet.IsEmission) ++Conversions;
   WriteRow(packet, packet.IsEmission ? "conversion" : "launch");
 }

@@ -31,7 +31,8 @@ class trelPacketPath final : public trelPacketAudience, private trelPacketObserv
 public:
   trelPacketPath(const trelPacketName& name, std::ostream& table) : Name(name), Table(table) {}
 
-  /** False if the run has no such packet. */
+  /** False if the run has no such spectrum of a source. Packets beyond the last are those of a
+   *  longer run. */
   bool Prepare(const trelExactModel& model, const trelRunPlan& plan, int threads) override;
   trelPacketObserver* FindObserver(int /*thread*/) override { return this; }
   bool TakeNext(std::vector<trelPlannedPacket>* packets) override;
@@ -52,7 +53,8 @@ private:
   std::ostream& Table;
   std::size_t Entry = 0;
   double Scale = 1.0;
-  std::int64_t Conversions = 0;
+  long long Conversions = 0;
+  long long Rows[2] = {};  ///< so far, of the launched packet and of the emission
   bool InRun = false;
   bool IsTaken = false;
   bool Launched = false;

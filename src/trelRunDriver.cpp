@@ -18,7 +18,9 @@
 #include "trelCheckText.h"
 #include "trelExactMonteCarlo.h"
 #include "trelExitRecorder.h"
+#include "trelLabelledExitReader.h"
 #include "trelLabelledResultWriter.h"
+#include "trelLabelledSensitivity.h"
 #include "trelLightSource.h"
 #include "trelList.h"
 #include "trelMedium.h"
@@ -29,6 +31,7 @@
 #include "trelOpticalSimulationFilter.h"
 #include "trelPaths.h"
 #include "trelResultFileSet.h"
+#include "trelSensitivity.h"
 #include "trelSimulationParameter.h"
 #include "trelSimulationParameterReader.h"
 #include "trelSimulationResult.h"
@@ -315,7 +318,8 @@ int trelRunDriver::Run()
   ShowCheck(isRead);
   if (!isRead || Findings.CountErrors() > 0) return RunFailed;
   if (Options.IsCheck) return RunDone;
-  return Options.OnlyPacket.Source > 0 ? FlyOnePacket() : RunModel();
+  if (Options.OnlyPacket.Source > 0) return FlyOnePacket();
+  return Options.Replay.empty() ? RunModel() : Replay();
 }
 
 // Running
@@ -421,14 +425,17 @@ bool trelRunDriver::CanWrite()
   return true;
 }
 
+void trelRunDriver::BeginRecord()
+{
+  Record.Add("source", Options.Program);
+  Record.AddModel(Options.Model, *Parameter);
+  Record.AddMachine();
+}
+
 int trelRunDriver::RunModel()
 {
   if (!CanWrite()) return RunNotWritten;
-  if (WritesLabelled()) {
-    Record.Add("source", Options.Program);
-    Record.AddModel(Options.Model, *Parameter);
-    Record.AddMachine();
-  }
+  if (WritesLabelled()) BeginRecord();
   if (!Options.IsQuiet) {
     const std::uint64_t packets = Options.Packets > 0 ? static_cast<std::uint64_t>(Options.Packets)
                                                       : static_cast<std::uint64_t>(Check.Packets);
@@ -450,10 +457,77 @@ int trelRunDriver::FlyOnePacket()
   run->SetAudience(&path);
   const bool isDone = DoStage(Running, "flying a packet", [&] { return run->Replay(); });
   Log << std::flush;
-  if (!path.IsInRun()) Tell(true, "--only-packet: the run has no such packet");
+  if (!path.IsInRun()) Tell(true, "--only-packet: the run has no such spectrum of a source");
   if (isDone && !path.IsLaunched())
     Tell(false, "--only-packet: the packet does not meet the medium, or is reflected at entry");
   return isDone ? RunDone : RunFailed;
+}
+
+/** Flies the exits of a file again, if they are those of a run like this one. */
+int trelRunDriver::Replay()
+{
+  std::error_code error;
+  if (Base == "-" ||
+      fs::equivalent(NativePath(GetLabelledName()), NativePath(Options.Replay), error)) {
+    Messages << Options.Program << ": error: --replay: name a file for the sensitivities with -o"
+             << std::endl;
+    return RunUsage;
+  }
+  if (!CanWrite()) return RunNotWritten;
+  BeginRecord();
+  trelLabelledExitReader reader;
+  if (reader.Open(Options.Replay)) {
+    std::string difference = reader.FindDifference(Record, *Parameter);
+    if (Options.Seed && *Options.Seed != reader.GetSeed()) difference = "seed";
+    if (reader.GetFault().empty() && difference.empty()) return FlyExits(reader);
+    if (!difference.empty()) difference = "it is of another run: they differ in " + difference;
+    Tell(true, Options.Replay + ": " + (difference.empty() ? reader.GetFault() : difference));
+    return RunFailed;
+  }
+  Tell(true, Options.Replay + ": " + reader.GetFault());
+  return RunFailed;
+}
+
+int trelRunDriver::FlyExits(trelLabelledExitReader& reader)
+{
+  Parameter->SetContinuousWave(true);
+  Parameter->SetTimeDomain(false);
+  Parameter->SetFrequencyDomain(false);
+  Parameter->SetSaveAbsorption(true);
+  Parameter->SetSavePhotonFlyTime(false);
+  Parameter->SetSaveFluenceRate(true);
+  trelSensitivity sensitivity(
+      *Parameter, reader.GetEntries(), Options.ReplayDetector,
+      [&](std::vector<trelListedExit>* exits) { return reader.ReadNext(exits); });
+  const trelRunDriverHolder<trelExactMonteCarlo> run(new trelExactMonteCarlo);
+  run->SetInput(Parameter);
+  run->SetSeed(reader.GetSeed());
+  run->SetControl(&Control);
+  run->SetAudience(&sensitivity);
+  const bool isDone = DoStage(Running, "flying packets again", [&] { return run->Replay(); });
+  std::string fault = reader.GetFault();
+  if (fault.empty()) fault = sensitivity.FindFault();
+  if (!fault.empty()) Tell(true, Options.Replay + ": " + fault);
+  if (const int reason = Control.GetReason(); reason > 0) return 128 + reason;
+  if (!isDone || !fault.empty()) return RunFailed;
+  Record.Add("seed", reader.GetSeed());
+  Record.Add("exits_file", Options.Replay);
+  Record.Add("exits", static_cast<std::uint64_t>(sensitivity.GetNumberOfExits()));
+  Record.Add("detector", static_cast<std::uint64_t>(Options.ReplayDetector));
+  const bool isWritten = DoStage(Running, "writing the results", [&] {
+    fault = WriteSensitivities(
+        GetLabelledName(), Record, *Parameter,
+        {sensitivity.GetResult(SensitivityOfLight), sensitivity.GetResult(SensitivityOfExcitation),
+         sensitivity.GetResult(SensitivityOfEmission)});
+    if (!fault.empty()) Tell(true, fault);
+    return fault.empty();
+  });
+  if (!isWritten) return RunNotWritten;
+  if (!Options.IsQuiet)
+    Log << sensitivity.GetNumberOfExits() << " exits of " << Options.Replay << "\nfiles "
+        << GetLabelledName() << '\n'
+        << Options.Program << ", " << Check.Rules << " rules" << std::endl;
+  return RunDone;
 }
 
 /** What the options say of an exact run. Its seed is told before the packets, so that a run that

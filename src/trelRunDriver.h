@@ -58,6 +58,9 @@ struct trelRunOptions
   std::int64_t Batches = 20;
   /** A packet that is flown again, alone, and whose path goes to the log. */
   trelPacketName OnlyPacket;
+  /** A result file whose exits are flown again for their sensitivity to absorption. */
+  std::string Replay;
+  std::int64_t ReplayDetector = 0;  ///< those that this fibre collected; 0: all
   /** Exits that the result file gets a table of; 0: none. */
   std::int64_t Exits = 0;
   std::vector<trelCoefficientChange> Changes;
@@ -111,6 +114,9 @@ private:
   bool Read(class trelSimulationParameterReader& reader);
   int RunModel();
   int FlyOnePacket();
+  void BeginRecord();
+  int Replay();
+  int FlyExits(class trelLabelledExitReader& reader);
   trelRunStatus Apply(const trelCoefficientChange& change);
   trelRunStatus ApplyOptions();
   void ShowCheck(bool isRead);

@@ -37,6 +37,12 @@ void trelRunPlan::ShareAlike(std::int64_t packets)
   SumShares();
 }
 
+void trelRunPlan::SetShare(std::size_t entry, std::int64_t share)
+{
+  Entries[entry].Share = share;
+  SumShares();
+}
+
 void trelRunPlan::SumShares()
 {
   Sums.assign(1, 0);

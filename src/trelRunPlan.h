@@ -42,6 +42,9 @@ public:
   /** The same entries, each with a share of @p packets. */
   void ShareAlike(std::int64_t packets);
 
+  /** Gives one of the entries this share. */
+  void SetShare(std::size_t entry, std::int64_t share);
+
   const std::vector<trelRunEntry>& GetEntries() const { return Entries; }
   std::int64_t GetBatches() const { return Batches; }
   /** Of all entries: in a batch, and in the run. */

@@ -13,6 +13,7 @@
 #include "trelList.h"
 #include "trelMCTetrahedron.h"
 #include "trelMedium.h"
+#include "trelNetcdfFile.h"
 #include "trelPaths.h"
 #include "trelSimulationParameter.h"
 #include "trelTissue.h"
@@ -83,6 +84,16 @@ void trelRunRecord::AddModel(const std::string& model, const trelSimulationParam
   if (names.empty()) return;
   Add("mesh_files", names);
   Add("mesh_sha256", hashes);
+}
+
+void trelRunRecord::WriteTo(trelNetcdfFile& file) const
+{
+  for (const auto& [name, text] : Texts)
+    file.SetText("", name.c_str(), text);
+  for (const auto& [name, value] : Reals)
+    file.SetReal("", name.c_str(), value);
+  for (const auto& [name, count] : Counts)
+    file.SetCount("", name.c_str(), count);
 }
 
 /** As Linux knows it; empty elsewhere. */

@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+class trelNetcdfFile;
 class trelSimulationParameter;
 
 /**
@@ -28,9 +29,10 @@ public:
   /** Compiler, date (UTC, ISO 8601) and the processor of this machine. */
   void AddMachine();
 
+  /** Makes attributes of all that was added. */
+  void WriteTo(trelNetcdfFile& file) const;
+
   const std::vector<std::pair<std::string, std::string>>& GetTexts() const { return Texts; }
-  const std::vector<std::pair<std::string, double>>& GetReals() const { return Reals; }
-  const std::vector<std::pair<std::string, std::uint64_t>>& GetCounts() const { return Counts; }
 
 private:
   std::vector<std::pair<std::string, std::string>> Texts;

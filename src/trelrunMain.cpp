@@ -89,9 +89,15 @@ static void Describe(CLI::App& app, trelRunOptions& options, trelrunWords& words
                      "N or all: a table of the packets that leave or are collected, of those"
                      " launched first until there are N")
           ->transform(CLI::Validator(WriteOut, "NUMBER")),
-      app.add_option(
-          "--only-packet", words.OnlyPacket,
-          "SOURCE:SPECTRUM:N: fly packet N, from 0, of --seed alone, and tell its path")};
+      app.add_option("--only-packet", words.OnlyPacket,
+                     "SOURCE:SPECTRUM:N: fly packet N, from 0, of --seed alone, and tell its path"),
+      app.add_option("--replay", options.Replay,
+                     "Fly the exits of this result file again, and write how their light changes"
+                     " with the absorption of each cell")};
+  words.Exact.push_back(app.add_option("--detector", options.ReplayDetector,
+                                       "With --replay: only what this fibre collected")
+                            ->needs("--replay")
+                            ->check(CLI::Range(1, 1 << 30)));
   app.add_option("--rules", words.Rules, "exact (default), or classic: those of trel")
       ->check(CLI::IsMember({"exact", "classic"}));
   CLI::Option* check = app.add_flag("--check", options.IsCheck, "Look at the model, and stop");
@@ -138,6 +144,8 @@ static std::string TakeChanges(const trelrunWords& words, trelRunOptions& option
 static std::string TakeOnlyPacket(const trelrunWords& words, trelRunOptions& options)
 {
   if (words.OnlyPacket.empty()) return "";
+  if (!words.Exits.empty() || !options.Replay.empty())
+    return "--only-packet: not with --exits or --replay";
   if (!options.Seed) return "--only-packet: say of which run by --seed";
   return ReadPacketName(words.OnlyPacket, &options.OnlyPacket)
              ? ""
@@ -148,6 +156,7 @@ static std::string TakeOnlyPacket(const trelrunWords& words, trelRunOptions& opt
 static std::string TakeExits(const trelrunWords& words, trelRunOptions& options)
 {
   if (words.Exits.empty()) return "";
+  if (!options.Replay.empty()) return "--exits: not with --replay";
   if (options.Base == "-") return "--exits: with -o - there is no file that takes them";
   options.Exits = trelExitRecorder::AllExits;
   if (words.Exits == "all") return "";
