@@ -130,4 +130,4 @@ trel_subsystem(check
 trel_subsystem(driver
   MAY_USE framework model parameter_file results labelled_results free_space transport
           check
-  CLASSES trelOpticalSimulationFilter trelDriver trelRunProgress trelRunDriver)
+  CLASSES trelOpticalSimulationFilter trelDriver trelRunProgress trelReplayRun trelRunDriver)

@@ -18,9 +18,7 @@
 #include "trelCheckText.h"
 #include "trelExactMonteCarlo.h"
 #include "trelExitRecorder.h"
-#include "trelLabelledExitReader.h"
 #include "trelLabelledResultWriter.h"
-#include "trelLabelledSensitivity.h"
 #include "trelLightSource.h"
 #include "trelList.h"
 #include "trelMedium.h"
@@ -31,7 +29,6 @@
 #include "trelOpticalSimulationFilter.h"
 #include "trelPaths.h"
 #include "trelResultFileSet.h"
-#include "trelSensitivity.h"
 #include "trelSimulationParameter.h"
 #include "trelSimulationParameterReader.h"
 #include "trelSimulationResult.h"
@@ -318,8 +315,7 @@ int trelRunDriver::Run()
   ShowCheck(isRead);
   if (!isRead || Findings.CountErrors() > 0) return RunFailed;
   if (Options.IsCheck) return RunDone;
-  if (Options.OnlyPacket.Source > 0) return FlyOnePacket();
-  return Options.Replay.empty() ? RunModel() : Replay();
+  return Options.Again.IsOn() ? RunAgain() : RunModel();
 }
 
 // Running
@@ -445,86 +441,36 @@ int trelRunDriver::RunModel()
   return Simulate();
 }
 
-int trelRunDriver::FlyOnePacket()
+/** Flies packets of a run again, in place of one. */
+int trelRunDriver::RunAgain()
 {
-  trelPacketPath path(Options.OnlyPacket, Log);
-  const trelRunDriverHolder<trelExactMonteCarlo> run(new trelExactMonteCarlo);
-  run->SetInput(Parameter);
-  if (Options.Seed) run->SetSeed(*Options.Seed);
-  run->SetPackets(Options.Packets);
-  run->SetBatches(Options.Batches);
-  run->SetControl(&Control);
-  run->SetAudience(&path);
-  const bool isDone = DoStage(Running, "flying a packet", [&] { return run->Replay(); });
-  Log << std::flush;
-  if (!path.IsInRun()) Tell(true, "--only-packet: the run has no such spectrum of a source");
-  if (isDone && !path.IsLaunched())
-    Tell(false, "--only-packet: the packet does not meet the medium, or is reflected at entry");
-  return isDone ? RunDone : RunFailed;
-}
-
-/** Flies the exits of a file again, if they are those of a run like this one. */
-int trelRunDriver::Replay()
-{
+  trelReplayRun again(Options.Again, *Parameter, Control,
+                      [this](bool isError, const std::string& text) { Tell(isError, text); });
+  bool isDone = false;
+  if (Options.Again.File.empty()) {
+    isDone = DoStage(Running, "flying a packet", [&] {
+      return again.FlyPacket(Options.Seed.value_or(0), Options.Packets, Options.Batches, Log);
+    });
+    Log << std::flush;
+    return isDone ? RunDone : RunFailed;
+  }
   std::error_code error;
   if (Base == "-" ||
-      fs::equivalent(NativePath(GetLabelledName()), NativePath(Options.Replay), error)) {
-    Messages << Options.Program << ": error: --replay: name a file for the sensitivities with -o"
-             << std::endl;
+      fs::equivalent(NativePath(GetLabelledName()), NativePath(Options.Again.File), error)) {
+    Tell(true, "--replay: name another file for the sensitivities with -o");
     return RunUsage;
   }
   if (!CanWrite()) return RunNotWritten;
   BeginRecord();
-  trelLabelledExitReader reader;
-  if (reader.Open(Options.Replay)) {
-    std::string difference = reader.FindDifference(Record, *Parameter);
-    if (Options.Seed && *Options.Seed != reader.GetSeed()) difference = "seed";
-    if (reader.GetFault().empty() && difference.empty()) return FlyExits(reader);
-    if (!difference.empty()) difference = "it is of another run: they differ in " + difference;
-    Tell(true, Options.Replay + ": " + (difference.empty() ? reader.GetFault() : difference));
-    return RunFailed;
-  }
-  Tell(true, Options.Replay + ": " + reader.GetFault());
-  return RunFailed;
-}
-
-int trelRunDriver::FlyExits(trelLabelledExitReader& reader)
-{
-  Parameter->SetContinuousWave(true);
-  Parameter->SetTimeDomain(false);
-  Parameter->SetFrequencyDomain(false);
-  Parameter->SetSaveAbsorption(true);
-  Parameter->SetSavePhotonFlyTime(false);
-  Parameter->SetSaveFluenceRate(true);
-  trelSensitivity sensitivity(
-      *Parameter, reader.GetEntries(), Options.ReplayDetector,
-      [&](std::vector<trelListedExit>* exits) { return reader.ReadNext(exits); });
-  const trelRunDriverHolder<trelExactMonteCarlo> run(new trelExactMonteCarlo);
-  run->SetInput(Parameter);
-  run->SetSeed(reader.GetSeed());
-  run->SetControl(&Control);
-  run->SetAudience(&sensitivity);
-  const bool isDone = DoStage(Running, "flying packets again", [&] { return run->Replay(); });
-  std::string fault = reader.GetFault();
-  if (fault.empty()) fault = sensitivity.FindFault();
-  if (!fault.empty()) Tell(true, Options.Replay + ": " + fault);
+  isDone = DoStage(Running, "flying packets again",
+                   [&] { return again.Open(Record, Options.Seed) && again.FlyExits(); });
   if (const int reason = Control.GetReason(); reason > 0) return 128 + reason;
-  if (!isDone || !fault.empty()) return RunFailed;
-  Record.Add("seed", reader.GetSeed());
-  Record.Add("exits_file", Options.Replay);
-  Record.Add("exits", static_cast<std::uint64_t>(sensitivity.GetNumberOfExits()));
-  Record.Add("detector", static_cast<std::uint64_t>(Options.ReplayDetector));
-  const bool isWritten = DoStage(Running, "writing the results", [&] {
-    fault = WriteSensitivities(
-        GetLabelledName(), Record, *Parameter,
-        {sensitivity.GetResult(SensitivityOfLight), sensitivity.GetResult(SensitivityOfExcitation),
-         sensitivity.GetResult(SensitivityOfEmission)});
-    if (!fault.empty()) Tell(true, fault);
-    return fault.empty();
-  });
-  if (!isWritten) return RunNotWritten;
+  if (!isDone) return RunFailed;
+  isDone = DoStage(Running, "writing the results",
+                   [&] { return again.Write(GetLabelledName(), Record); });
+  if (!isDone) return RunNotWritten;
   if (!Options.IsQuiet)
-    Log << sensitivity.GetNumberOfExits() << " exits of " << Options.Replay << "\nfiles "
+    Log << again.GetNumberOfExits() << " exits of " << Options.Again.File << "\nfiles "
         << GetLabelledName() << '\n'
         << Options.Program << ", " << Check.Rules << " rules" << std::endl;
   return RunDone;

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "trelModelCheck.h"
-#include "trelPacketPath.h"
+#include "trelReplayRun.h"
 #include "trelRunProgress.h"
 #include "trelRunRecord.h"
 
@@ -56,11 +56,8 @@ struct trelRunOptions
   std::optional<std::uint64_t> Seed;  ///< none: of the system's entropy
   std::int64_t Packets = 0;           ///< of all sources together; 0: as in the model
   std::int64_t Batches = 20;
-  /** A packet that is flown again, alone, and whose path goes to the log. */
-  trelPacketName OnlyPacket;
-  /** A result file whose exits are flown again for their sensitivity to absorption. */
-  std::string Replay;
-  std::int64_t ReplayDetector = 0;  ///< those that this fibre collected; 0: all
+  /** Packets that are flown again in place of a run; the path of one goes to the log. */
+  trelReplayOptions Again;
   /** Exits that the result file gets a table of; 0: none. */
   std::int64_t Exits = 0;
   std::vector<trelCoefficientChange> Changes;
@@ -113,10 +110,8 @@ private:
 
   bool Read(class trelSimulationParameterReader& reader);
   int RunModel();
-  int FlyOnePacket();
+  int RunAgain();
   void BeginRecord();
-  int Replay();
-  int FlyExits(class trelLabelledExitReader& reader);
   trelRunStatus Apply(const trelCoefficientChange& change);
   trelRunStatus ApplyOptions();
   void ShowCheck(bool isRead);

@@ -91,10 +91,10 @@ static void Describe(CLI::App& app, trelRunOptions& options, trelrunWords& words
           ->transform(CLI::Validator(WriteOut, "NUMBER")),
       app.add_option("--only-packet", words.OnlyPacket,
                      "SOURCE:SPECTRUM:N: fly packet N, from 0, of --seed alone, and tell its path"),
-      app.add_option("--replay", options.Replay,
+      app.add_option("--replay", options.Again.File,
                      "Fly the exits of this result file again, and write how their light changes"
                      " with the absorption of each cell")};
-  words.Exact.push_back(app.add_option("--detector", options.ReplayDetector,
+  words.Exact.push_back(app.add_option("--detector", options.Again.Detector,
                                        "With --replay: only what this fibre collected")
                             ->needs("--replay")
                             ->check(CLI::Range(1, 1 << 30)));
@@ -144,10 +144,10 @@ static std::string TakeChanges(const trelrunWords& words, trelRunOptions& option
 static std::string TakeOnlyPacket(const trelrunWords& words, trelRunOptions& options)
 {
   if (words.OnlyPacket.empty()) return "";
-  if (!words.Exits.empty() || !options.Replay.empty())
+  if (!words.Exits.empty() || !options.Again.File.empty())
     return "--only-packet: not with --exits or --replay";
   if (!options.Seed) return "--only-packet: say of which run by --seed";
-  return ReadPacketName(words.OnlyPacket, &options.OnlyPacket)
+  return ReadPacketName(words.OnlyPacket, &options.Again.Packet)
              ? ""
              : "--only-packet: expected SOURCE:SPECTRUM:N, numbers of which N alone counts from 0";
 }
@@ -156,7 +156,7 @@ static std::string TakeOnlyPacket(const trelrunWords& words, trelRunOptions& opt
 static std::string TakeExits(const trelrunWords& words, trelRunOptions& options)
 {
   if (words.Exits.empty()) return "";
-  if (!options.Replay.empty()) return "--exits: not with --replay";
+  if (!options.Again.File.empty()) return "--exits: not with --replay";
   if (options.Base == "-") return "--exits: with -o - there is no file that takes them";
   options.Exits = trelExitRecorder::AllExits;
   if (words.Exits == "all") return "";
