@@ -6,6 +6,7 @@
 
 #include "trelDetectorArrayResult.h"
 #include "trelDetectorResult.h"
+#include "trelExitTable.h"
 #include "trelLabelledExits.h"
 #include "trelMCTetrahedron.h"
 #include "trelMedium.h"
@@ -308,10 +309,25 @@ void trelLabelledResultWriter::WriteFlyTimes()
   }
 }
 
+/** The faces of a shape by number, "1 front, 2 back"; a surface in one piece is face 1. */
+static std::string ListFaceWords(ShapeType shape)
+{
+  std::string words = "1 the whole surface";
+  for (const trelGridUse& use : GetTransmittanceUses(shape, GetShapeTraits(shape).Coordinate)) {
+    if (use.Face == AnyFace) return words;
+    words = (use.Face == 0 ? "" : words + ", ") + std::to_string(use.Face + 1) + " " +
+            GetSurfaceWord(use.Grid);
+  }
+  return words;
+}
+
 void trelLabelledResultWriter::WriteExitTable()
 {
   const auto tissues = static_cast<std::size_t>(Parameter->GetNumberOfTissues());
   WriteExits(*File, *Exits, tissues, Parameter->GetSimulationType() == FMT);
+  if (Exits->GetNumberOfRows() > 0 && Parameter->GetOuterShape())
+    File->SetText("exit_face", "comment",
+                  ListFaceWords(Parameter->GetOuterShape()->GetShapeType()));
 }
 
 /** Nodes, and the faces that the grids of the surface belong to. */
