@@ -59,7 +59,8 @@ inline void TakeObservedSteps(trelExactPacket& packet, trelPacketNumbers& number
                               const trelExactModel& model, trelExactTally& tally)
 {
   while (!packet.Dead) {
-    const trelExactPacket before = packet;
+    const trelStepStart before = {packet.Direction, packet.TissueIndex, packet.Interactions,
+                                  packet.Settled};
     TakeExactStep(packet, numbers, model, tally);
     if (++packet.StepCount > model.StepLimit && !packet.Dead)
       EndPacket(packet, LedgerEndedBySteps, tally);

@@ -38,13 +38,13 @@ public:
     leg.Tissue = packet.TissueIndex;
   }
 
-  void Step(const trelExactPacket& before, const trelExactPacket& after) override
+  void Step(const trelStepStart& before, const trelExactPacket& after) override
   {
     Leg& leg = Legs[after.IsEmission];
     GoTo(after.Position, leg);
     leg.Tissue = after.TissueIndex;
     if (after.Interactions == before.Interactions) return;
-    trelTissuePath& path = leg.Paths.At(before.TissueIndex);
+    trelTissuePath& path = leg.Paths.At(before.Tissue);
     ++path.Scatterings;
     path.MomentumTransfer += 1.0 - Dot(before.Direction, after.Direction);
   }

@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "trelLedger.h"
+#include "trelVector.h"
 
 struct trelExactPacket;
 
@@ -15,6 +16,15 @@ struct trelObservedPacket
   std::size_t Entry;
   std::int64_t Number;
   std::int64_t Place;
+};
+
+/** What a packet was ahead of a step, but for what it still is. */
+struct trelStepStart
+{
+  trelVector Direction;
+  std::int32_t Tissue;
+  std::uint32_t Interactions;
+  double Settled;
 };
 
 /** Where a packet left the medium or was collected. */
@@ -44,7 +54,7 @@ public:
   /** A packet of the source, or of an emission, stands where it starts. */
   virtual void Start(const trelExactPacket& packet) = 0;
   /** It has gone straight to where it is, and what happens there has happened. */
-  virtual void Step(const trelExactPacket& before, const trelExactPacket& after) = 0;
+  virtual void Step(const trelStepStart& before, const trelExactPacket& after) = 0;
   /** It leaves the medium, in its new direction, or meets a fibre; ahead of Step(). */
   virtual void Leave(const trelExactPacket& packet, const trelExitPlace& exit) = 0;
   /** It ends in the medium; ahead of Step(). */

@@ -92,16 +92,16 @@ void trelPacketPath::End(const trelExactPacket& packet, trelLedgerPart part)
 }
 
 /** What happened at the end of a step. */
-static const char* FindEvent(const trelExactPacket& before, const trelExactPacket& after)
+static const char* FindEvent(const trelStepStart& before, const trelExactPacket& after)
 {
   // Within tissue what is settled changes by the roulette alone.
   if (after.Interactions != before.Interactions)
     return after.Settled == before.Settled ? "scatter" : "roulette-won";
-  if (after.TissueIndex != before.TissueIndex) return "refracted";
+  if (after.TissueIndex != before.Tissue) return "refracted";
   return Dot(before.Direction, after.Direction) < 1.0 - 1e-12 ? "reflected" : "dye-border";
 }
 
-void trelPacketPath::Step(const trelExactPacket& before, const trelExactPacket& after)
+void trelPacketPath::Step(const trelStepStart& before, const trelExactPacket& after)
 {
   if (!after.Dead) WriteRow(after, FindEvent(before, after));
 }

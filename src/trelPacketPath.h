@@ -44,7 +44,7 @@ public:
 private:
   void Begin(const trelObservedPacket& packet) override;
   void Start(const trelExactPacket& packet) override;
-  void Step(const trelExactPacket& before, const trelExactPacket& after) override;
+  void Step(const trelStepStart& before, const trelExactPacket& after) override;
   void Leave(const trelExactPacket& packet, const trelExitPlace& exit) override;
   void End(const trelExactPacket& packet, trelLedgerPart part) override;
   void WriteRow(const trelExactPacket& packet, const char* event);

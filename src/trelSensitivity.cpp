@@ -53,7 +53,7 @@ public:
     Place[packet.IsEmission] = packet.Position;
   }
 
-  void Step(const trelExactPacket& /*before*/, const trelExactPacket& after) override
+  void Step(const trelStepStart& /*before*/, const trelExactPacket& after) override
   {
     GoTo(after, after.IsEmission, after.WavelengthIndex);
   }
