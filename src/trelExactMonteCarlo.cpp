@@ -185,7 +185,8 @@ bool trelExactMonteCarlo::FlyBatches(std::vector<trelExactTally>& tallies)
   bool isDone = FitsInMemory([&] { Control->Begin(Summary.Packets, threads); });
   isDone = isDone && Watch(ticker, threads);
   while (isDone && Summary.BatchesDone < Plan.GetBatches() && !Control->IsStopRequested())
-    isDone = RunBatch({Plan, Seed, Summary.BatchesDone}, tallies);
+    isDone = RunBatch({Plan, Seed, Summary.BatchesDone}, tallies) &&
+             !(Audience && Audience->HasFailed());
   ticker.Stop();
   Control->End();
   TellShare();

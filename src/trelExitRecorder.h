@@ -26,6 +26,7 @@ public:
 
   bool Prepare(const trelExactModel& model, const trelRunPlan& plan, int threads) override;
   trelPacketObserver* FindObserver(int thread) override;
+  bool HasFailed() const override { return Table.HasFault(); }
   void Conclude(std::int64_t places) override;
 
   trelExitTable& GetTable() { return Table; }

@@ -47,8 +47,9 @@ bool trelExitTable::Write(Part& part, const trelExitRow& row)
   bool isWritten = std::fwrite(&row.Exit, sizeof row.Exit, 1, file) == 1;
   for (const std::vector<trelTissuePath>& leg : row.Legs) {
     const std::size_t paths = leg.size();
-    isWritten = isWritten && std::fwrite(&paths, sizeof paths, 1, file) == 1 &&
-                std::fwrite(leg.data(), sizeof leg[0], paths, file) == paths;
+    isWritten = isWritten && std::fwrite(&paths, sizeof paths, 1, file) == 1;
+    if (paths > 0)
+      isWritten = isWritten && std::fwrite(leg.data(), sizeof leg[0], paths, file) == paths;
   }
   return isWritten;
 }
@@ -72,7 +73,7 @@ void trelExitTable::Read(Part& part)
     part.HasRow = part.HasRow && std::fread(&paths, sizeof paths, 1, file) == 1;
     if (!part.HasRow) break;
     leg.resize(paths);
-    part.HasRow = std::fread(leg.data(), sizeof leg[0], paths, file) == paths;
+    if (paths > 0) part.HasRow = std::fread(leg.data(), sizeof leg[0], paths, file) == paths;
   }
   if (!part.HasRow && std::ferror(file)) Fail(part);
 }

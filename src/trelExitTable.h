@@ -79,11 +79,7 @@ public:
   /** Adds the exits of a launched packet, whose place is above those before of its @p thread. */
   void Append(int thread, const trelExitRow* rows, std::size_t count);
   /** Whether packets that are taken from now on are not needed: asked for ahead of taking them. */
-  bool IsFull() const
-  {
-    return HasFailed.load(std::memory_order_relaxed) ||
-           Exits.load(std::memory_order_acquire) >= Limit;
-  }
+  bool IsFull() const { return HasFault() || Exits.load(std::memory_order_acquire) >= Limit; }
   /** Ends the writing: packets from place @p end on are dropped. The number of packets covered. */
   std::int64_t Conclude(std::int64_t end);
 
@@ -93,6 +89,7 @@ public:
   std::int64_t GetNumberOfRows() const { return Rows; }
 
   std::vector<trelExitEntry> Entries;
+  bool HasFault() const { return HasFailed.load(std::memory_order_relaxed); }
   /** What went wrong, or empty. */
   std::string GetFault() const;
 

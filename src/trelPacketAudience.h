@@ -22,6 +22,8 @@ public:
   virtual bool Prepare(const trelExactModel& model, const trelRunPlan& plan, int threads) = 0;
   /** Who looks at the packets that the thread takes next; null for nobody. */
   virtual trelPacketObserver* FindObserver(int thread) = 0;
+  /** Whether it cannot go on; the run fails at the end of its batch. */
+  virtual bool HasFailed() const { return false; }
   /** Behind the packets: those at the first @p places belong to the results. */
   virtual void Conclude(std::int64_t /*places*/) {}
 

@@ -510,7 +510,7 @@ int trelRunDriver::Simulate()
   const bool isDone = DoStage(Running, "simulating", [&] { return filter->Update(); });
   // A camera that fails takes nothing from the other results.
   const bool isKept = Options.Rules == RulesExact && filter->HasLeftMedium();
-  if (Exits) TellExits();
+  if (Exits && !TellExits()) return RunNotWritten;
   if (!isDone && !isKept) return RunFailed;
   const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
   const auto* exact = dynamic_cast<const trelExactMonteCarlo*>(filter->GetMediumFilter());
@@ -526,20 +526,27 @@ int trelRunDriver::Simulate()
   return isDone ? RunDone : RunFailed;
 }
 
-/** What is wrong with the table of exits, and whose packets it does not cover. */
-void trelRunDriver::TellExits()
+/** Tells what is wrong with the table of exits, and whose packets it does not cover; false if it
+ *  could not be kept. */
+bool trelRunDriver::TellExits()
 {
   const trelExitTable& table = Exits->GetTable();
-  if (!table.GetFault().empty()) Tell(true, table.GetFault());
-  if (Exits->HasTooManyTissues())
+  if (table.HasFault()) {
+    Tell(true, table.GetFault());
+    return false;
+  }
+  if (Exits->HasTooManyTissues()) {
     Tell(true, "--exits: the model has more than " + std::to_string(trelExitRecorder::MostTissues) +
                    " tissues");
-  for (const trelExitEntry& entry : table.Entries) {
-    if (entry.Covered == 0 && !Exits->HasTooManyTissues())
-      Tell(false, "--exits: none of the packets of light source " + std::to_string(entry.Source) +
-                      " at " + std::to_string(entry.Wavelength) +
-                      " is among those whose exits are in the table");
+    return true;
   }
+  for (const trelExitEntry& entry : table.Entries) {
+    if (entry.Covered > 0) continue;
+    Tell(false, "--exits: none of the packets of light source " + std::to_string(entry.Source) +
+                    " at " + std::to_string(entry.Wavelength) +
+                    " is among those whose exits are in the table");
+  }
+  return true;
 }
 
 /** That a run is partial, and by how much. */

@@ -119,7 +119,7 @@ private:
   double RunPackets();
   int Simulate();
   void Configure(class trelOpticalSimulationFilter& filter);
-  void TellExits();
+  bool TellExits();
   void TellStop(const struct trelExactSummary& summary);
   bool CanWrite();
   void LogLedger(const std::vector<struct trelLedgerLine>& lines);
