@@ -37,9 +37,10 @@ void trelRunPlan::ShareAlike(std::int64_t packets)
   SumShares();
 }
 
-void trelRunPlan::SetShare(std::size_t entry, std::int64_t share)
+void trelRunPlan::SetShares(const std::vector<std::int64_t>& shares)
 {
-  Entries[entry].Share = share;
+  for (std::size_t i = 0; i < Entries.size(); ++i)
+    Entries[i].Share = shares[i];
   SumShares();
 }
 

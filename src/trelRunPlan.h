@@ -42,8 +42,8 @@ public:
   /** The same entries, each with a share of @p packets. */
   void ShareAlike(std::int64_t packets);
 
-  /** Gives one of the entries this share. */
-  void SetShare(std::size_t entry, std::int64_t share);
+  /** The same entries with these shares. */
+  void SetShares(const std::vector<std::int64_t>& shares);
 
   const std::vector<trelRunEntry>& GetEntries() const { return Entries; }
   std::int64_t GetBatches() const { return Batches; }

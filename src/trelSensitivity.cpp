@@ -14,11 +14,11 @@
 static constexpr std::size_t enoughRows = 1 << 16;
 static constexpr std::size_t mostRowsOfPacket = 1 << 22;
 
-/** Whether an entry of a plan is that of a table. */
-static bool Is(const trelRunEntry& planned, const trelExitEntry& entry)
+/** Numbers of the source and of its spectrum, from 1. */
+static std::pair<std::int64_t, std::int64_t> NumbersOf(const trelRunEntry& planned)
 {
-  return static_cast<std::int64_t>(planned.Entry >> 32) == entry.Source - 1 &&
-         static_cast<std::int64_t>(planned.Entry & 0xffffffff) == entry.Spectrum - 1;
+  return {static_cast<std::int64_t>(planned.Entry >> 32) + 1,
+          static_cast<std::int64_t>(planned.Entry & 0xffffffff) + 1};
 }
 
 /** Scores the packets of one thread. */
@@ -33,7 +33,7 @@ public:
     Entry = &Owner->Covered[group.Entry];
     Next = &Owner->Rows[group.First];
     Last = Next + (group.Last - group.First);
-    Own[0] = TakeRow(0);
+    TakeRow(0, Rows[LegOfExcitation]);
     Later.assign(static_cast<std::size_t>(Last - Next) + 1, 0.0);
     for (std::size_t i = Later.size() - 1; i-- > 0;)
       Later[i] = Later[i + 1] + Next[i].Weight;
@@ -46,7 +46,7 @@ public:
   {
     if (packet.IsEmission) {
       GoTo(packet, false, ExcitationIndex);
-      Own[1] = TakeRow(++Conversions);
+      TakeRow(++Conversions, Rows[LegOfEmission]);
     } else {
       ExcitationIndex = packet.WavelengthIndex;
     }
@@ -62,7 +62,8 @@ public:
   void Leave(const trelExactPacket& packet, const trelExitPlace& /*exit*/) override
   {
     const double weight = packet.SourceWeight * packet.Weight * static_cast<double>(Entry->Share);
-    if (weight == Own[packet.IsEmission]) --Missing;
+    const Row& row = Rows[packet.IsEmission];
+    if (row.IsListed && weight == row.Weight) --Missing;
   }
 
   void Finish() override
@@ -71,10 +72,18 @@ public:
   }
 
 private:
-  /** The weight of the next row, if it is that of @p conversion. */
-  double TakeRow(std::int64_t conversion)
+  /** The exit of the packet that is flown, if the list has it. */
+  struct Row
   {
-    return Next != Last && Next->Conversion == conversion ? (Next++)->Weight : 0.0;
+    bool IsListed = false;
+    double Weight = 0.0;
+  };
+
+  /** Takes the next row, if it is that of @p conversion. */
+  void TakeRow(std::int64_t conversion, Row& row)
+  {
+    row = {};
+    if (Next != Last && Next->Conversion == conversion) row = {true, (Next++)->Weight};
   }
 
   /** Scores the way to where @p packet is. What it counts for is known from the list: a launched
@@ -97,16 +106,16 @@ private:
       scores.OneThread = Owner->IsAlone;
       ScorePath(piece, length, 0.0, scores, *Owner->Model);
     };
-    if (isEmission) return score(SensitivityOfEmission, Own[1]);
-    score(SensitivityOfLight, Own[0]);
+    if (isEmission) return score(SensitivityOfEmission, Rows[LegOfEmission].Weight);
+    score(SensitivityOfLight, Rows[LegOfExcitation].Weight);
     score(SensitivityOfExcitation, Later[static_cast<std::size_t>(Next - LaterFirst)]);
   }
 
   trelSensitivity* Owner;
   const trelExitEntry* Entry = nullptr;
   const trelListedExit *Next = nullptr, *Last = nullptr;  ///< rows of emissions to come
-  double Own[2] = {};         ///< weight of the exit of the launched packet, and of the emission
-  std::vector<double> Later;  ///< sums of the weights from a row on to the last
+  Row Rows[NumberOfPathLegs];  ///< of the launched packet, and of the emission
+  std::vector<double> Later;   ///< sums of the weights from a row on to the last
   const trelListedExit* LaterFirst = nullptr;
   trelVector Place[2];  ///< up to where the way was scored
   std::int32_t ExcitationIndex = 0;
@@ -119,6 +128,9 @@ trelSensitivity::trelSensitivity(trelSimulationParameter& parameter,
                                  trelReadExits read)
     : Parameter(parameter), Covered(std::move(covered)), Detector(detector), Read(std::move(read))
 {
+  for (const trelExitEntry& entry : Covered)
+    EntryOf.emplace(std::make_pair(entry.Source, entry.Spectrum), EntryOf.size());
+  IsDamaged = EntryOf.size() != Covered.size();
 }
 
 trelSensitivity::~trelSensitivity()
@@ -144,13 +156,13 @@ bool trelSensitivity::Prepare(const trelExactModel& model, const trelRunPlan& pl
 {
   Model = &model;
   IsAlone = threads == 1;
-  Planned.clear();
-  for (const trelExitEntry& entry : Covered) {
-    const auto at = std::find_if(plan.GetEntries().begin(), plan.GetEntries().end(),
-                                 [&](const trelRunEntry& planned) { return Is(planned, entry); });
-    if (at == plan.GetEntries().end()) IsDamaged = true;
-    Planned.push_back(static_cast<std::size_t>(at - plan.GetEntries().begin()));
+  const std::size_t entries = plan.GetEntries().size();
+  Planned.assign(Covered.size(), entries);
+  for (std::size_t i = 0; i < entries; ++i) {
+    const auto found = EntryOf.find(NumbersOf(plan.GetEntries()[i]));
+    if (found != EntryOf.end()) Planned[found->second] = i;
   }
+  IsDamaged |= std::find(Planned.begin(), Planned.end(), entries) != Planned.end();
   Observers.assign(static_cast<std::size_t>(threads), Observer(*this));
   return !IsDamaged && MakeGrids(model);
 }
@@ -162,26 +174,21 @@ trelPacketObserver* trelSensitivity::FindObserver(int thread)
 
 void trelSensitivity::AmendPlan(trelRunPlan& plan)
 {
-  for (std::size_t i = 0; i < plan.GetEntries().size(); ++i) {
-    for (const trelExitEntry& entry : Covered)
-      if (Is(plan.GetEntries()[i], entry)) plan.SetShare(i, std::max<std::int64_t>(entry.Share, 1));
+  std::vector<std::int64_t> shares;
+  for (const trelRunEntry& planned : plan.GetEntries()) {
+    const auto found = EntryOf.find(NumbersOf(planned));
+    const bool isGiven = found != EntryOf.end() && Covered[found->second].Share > 0;
+    shares.push_back(isGiven ? Covered[found->second].Share : planned.Share);
   }
-}
-
-std::size_t trelSensitivity::FindEntry(const trelListedExit& exit) const
-{
-  std::size_t i = 0;
-  while (i < Covered.size() &&
-         (Covered[i].Source != exit.Source || Covered[i].Spectrum != exit.Spectrum))
-    ++i;
-  return i;
+  plan.SetShares(shares);
 }
 
 bool trelSensitivity::IsValid(const trelListedExit& exit) const
 {
-  const std::size_t entry = FindEntry(exit);
-  return entry < Covered.size() && exit.Packet >= 0 && exit.Packet < Covered[entry].Covered &&
-         exit.Conversion >= 0 && std::isfinite(exit.Weight) && exit.Weight > 0.0;
+  const auto entry = EntryOf.find({exit.Source, exit.Spectrum});
+  return entry != EntryOf.end() && exit.Packet >= 0 &&
+         exit.Packet < Covered[entry->second].Covered && exit.Conversion >= 0 &&
+         std::isfinite(exit.Weight) && exit.Weight >= 0.0;
 }
 
 /** Adds rows to those that are held; false behind the last. */
@@ -190,9 +197,10 @@ bool trelSensitivity::ReadMore()
   if (!Read(&Block)) return false;
   for (const trelListedExit& exit : Block) {
     IsDamaged |= !IsValid(exit);
+    if (IsDamaged) return false;
     if (Detector == 0 || exit.Detector == Detector) Rows.push_back(exit);
   }
-  return !IsDamaged;
+  return true;
 }
 
 /** Makes groups of the rows that are held, of the last packet only at the end. The end of them. */
@@ -205,7 +213,8 @@ std::size_t trelSensitivity::CloseGroups(bool isEnd)
   std::size_t first = 0;
   for (std::size_t i = 1; i <= Rows.size(); ++i) {
     if (i == Rows.size() ? !isEnd : !isOther(Rows[first], Rows[i])) continue;
-    Groups.push_back({FindEntry(Rows[first]), first, i});
+    const std::size_t entry = EntryOf.at({Rows[first].Source, Rows[first].Spectrum});
+    Groups.push_back({entry, first, i});
     std::sort(Rows.begin() + static_cast<std::ptrdiff_t>(first),
               Rows.begin() + static_cast<std::ptrdiff_t>(i),
               [](const auto& a, const auto& b) { return a.Conversion < b.Conversion; });

@@ -2,7 +2,8 @@
 #define trelSensitivity_h
 
 #include <atomic>
-#include <memory>
+#include <map>
+#include <utility>
 #include <vector>
 
 #include "trelExitTable.h"
@@ -63,13 +64,14 @@ private:
     std::size_t First, Last;
   };
   bool MakeGrids(const trelExactModel& model);
-  std::size_t FindEntry(const trelListedExit& exit) const;
   bool IsValid(const trelListedExit& exit) const;
   bool ReadMore();
   std::size_t CloseGroups(bool isEnd);
 
   trelSimulationParameter& Parameter;
   const std::vector<trelExitEntry> Covered;
+  /** Of Covered, by the numbers of source and spectrum. */
+  std::map<std::pair<std::int64_t, std::int64_t>, std::size_t> EntryOf;
   const std::int64_t Detector;
   const trelReadExits Read;
   const trelTransportModel* Model = nullptr;
