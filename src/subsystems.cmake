@@ -98,7 +98,7 @@ trel_subsystem(labelled_results
   MAY_USE framework geometry model results
   LIBRARIES netcdf md
   HEADERS
-  CLASSES trelNetcdfFile trelRunRecord trelLabelledGrids trelLabelledExits trelLabelledExitReader
+  CLASSES trelNetcdfFile trelTrialProcess trelRunRecord trelLabelledGrids trelLabelledExits trelLabelledExitReader
           trelLabelledSensitivity trelLabelledResultWriter)
 
 # What the detectors outside of the medium see of its surface.

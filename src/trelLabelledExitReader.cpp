@@ -11,6 +11,7 @@
 #include "trelRunRecord.h"
 #include "trelSimulationParameter.h"
 #include "trelTissue.h"
+#include "trelTrialProcess.h"
 
 /** Rows that are read at a time; no run has as many sources and spectra. */
 static constexpr std::size_t blockRows = 1 << 14;
@@ -35,11 +36,34 @@ bool trelLabelledExitReader::Check(int status)
   return Fault.empty();
 }
 
+/** Everything that is read of a file, for a trial. */
+void trelLabelledExitReader::ReadAll(const std::string& name)
+{
+  if (!OpenFile(name)) return;
+  for (const char* attribute : {"rules", "model_sha256", "mesh_sha256"})
+    GetText(attribute);
+  double value = 0.0;
+  for (const char* coefficient : {"mua", "mus", "g", "n"})
+    GetCoefficient(coefficient, {0, 0}, &value);
+  std::vector<trelListedExit> exits;
+  while (ReadNext(&exits)) {
+  }
+}
+
 bool trelLabelledExitReader::Open(const std::string& name)
 {
   std::error_code error;
   if (!std::filesystem::is_regular_file(name, error)) return Fail("there is no such file");
   trelNetcdfFile::PrepareReading(name);
+  const bool isSound = ComesToItsEnd([&] {
+    trelLabelledExitReader trial;
+    trial.ReadAll(name);
+  });
+  return isSound ? OpenFile(name) : Fail("it cannot be read: it is damaged");
+}
+
+bool trelLabelledExitReader::OpenFile(const std::string& name)
+{
   if (nc_open(name.c_str(), NC_NOWRITE, &Id) != NC_NOERR) {
     Id = -1;
     return Fail("it cannot be read, or is no whole result file");
@@ -123,6 +147,13 @@ bool trelLabelledExitReader::ReadEntries()
   return Fault.empty();
 }
 
+bool trelLabelledExitReader::GetCoefficient(const char* name, const trelPlace& place, double* value)
+{
+  int id = 0, axes = 0;
+  return nc_inq_varid(Id, name, &id) == NC_NOERR && nc_inq_varndims(Id, id, &axes) == NC_NOERR &&
+         axes == 2 && nc_get_var1_double(Id, id, place.data(), value) == NC_NOERR;
+}
+
 /** Whether the coefficients of the file are those of @p parameter; else one that is not. */
 bool trelLabelledExitReader::HasCoefficients(const trelSimulationParameter& parameter,
                                              const char** different)
@@ -142,13 +173,10 @@ bool trelLabelledExitReader::HasCoefficients(const trelSimulationParameter& para
   const auto wavelengths = ReadColumn<long long>("wavelength", 0, spectra);
   for (const auto& [name, get] : coefficients) {
     *different = name;
-    int id = 0;
     for (std::size_t i = 0; i < spectra * tissues; ++i) {
-      const std::size_t place[] = {i / tissues, i % tissues};
+      const trelPlace place = {i / tissues, i % tissues};
       double value = 0.0;
-      if (nc_inq_varid(Id, name, &id) != NC_NOERR ||
-          nc_get_var1_double(Id, id, place, &value) != NC_NOERR)
-        return Fail("it lacks coefficients");
+      if (!GetCoefficient(name, place, &value)) return Fail("it lacks coefficients");
       const trelTissue& tissue = *parameter.GetTissue(static_cast<int>(place[1]));
       for (int k = 0; const trelOpticalParameter* optics = tissue.GetOpticalParameter(k); ++k) {
         if (static_cast<long long>(optics->GetWavelength()) == wavelengths[place[0]] &&

@@ -1,6 +1,7 @@
 #ifndef trelLabelledExitReader_h
 #define trelLabelledExitReader_h
 
+#include <array>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -38,6 +39,8 @@ public:
   const std::string& GetFault() const { return Fault; }
 
 private:
+  bool OpenFile(const std::string& name);
+  void ReadAll(const std::string& name);
   bool Check(int status);
   bool Fail(const std::string& what);
   std::string GetText(const char* attribute);
@@ -45,6 +48,9 @@ private:
   template <class Number>
   std::vector<Number> ReadColumn(const std::string& variable, std::size_t first, std::size_t count);
   bool ReadEntries();
+  /** Of a wavelength and a tissue. */
+  using trelPlace = std::array<std::size_t, 2>;
+  bool GetCoefficient(const char* name, const trelPlace& place, double* value);
   bool HasCoefficients(const trelSimulationParameter& parameter, const char** different);
 
   std::string Fault;
