@@ -343,21 +343,27 @@ void trelExactMonteCarlo::TracePackets(const Batch& batch, int thread, trelExact
     const std::int64_t first = NextPacket.fetch_add(packetsTaken, std::memory_order_acq_rel);
     if (first >= packets) return;
     const std::int64_t end = std::min(first + packetsTaken, packets);
-    for (std::int64_t i = first; i < end; ++i) {
-      if (!Pilot && Control->IsStopRequested()) return;
-      const std::uint64_t before = tally.Interactions;
-      const trelPlannedPacket planned = batch.Find(i);
-      if (tally.Observer) {
-        if (!TraceObserved(batch, i, planned, tally)) return;
-      } else {
-        TracePacket(batch, planned, tally);
-      }
-      if (tally.Counter) tally.Counter->CountPacket(tally.Interactions - before);
-      if (!Pilot) continue;
-      Pilot->AddPacket(tally.Converted, Plan.GetEntries()[planned.Entry].Share);
-      std::fill(tally.Converted.begin(), tally.Converted.end(), 0.0);
-    }
+    for (std::int64_t i = first; i < end; ++i)
+      if (!TracePlace(batch, i, tally)) return;
   }
+}
+
+/** The packet at a place of the batch; false if there are to be no more. */
+bool trelExactMonteCarlo::TracePlace(const Batch& batch, std::int64_t place, trelExactTally& tally)
+{
+  if (!Pilot && Control->IsStopRequested()) return false;
+  const std::uint64_t before = tally.Interactions;
+  const trelPlannedPacket planned = batch.Find(place);
+  if (tally.Observer) {
+    if (!TraceObserved(batch, place, planned, tally)) return false;
+  } else {
+    TracePacket(batch, planned, tally);
+  }
+  if (tally.Counter) tally.Counter->CountPacket(tally.Interactions - before);
+  if (!Pilot) return true;
+  Pilot->AddPacket(tally.Converted, Plan.GetEntries()[planned.Entry].Share);
+  std::fill(tally.Converted.begin(), tally.Converted.end(), 0.0);
+  return true;
 }
 
 /** Whoever looks at packets may run out of memory; then the run fails. */

@@ -130,6 +130,7 @@ private:
   bool RunBatch(const Batch& batch, std::vector<trelExactTally>& tallies);
   void PrepareTally(int thread, bool isAlone, trelExactTally& tally) const;
   void TracePackets(const Batch& batch, int thread, trelExactTally& tally);
+  bool TracePlace(const Batch& batch, std::int64_t place, trelExactTally& tally);
   bool TraceObserved(const Batch& batch, std::int64_t place, const trelPlannedPacket& planned,
                      trelExactTally& tally);
   void TracePacket(const Batch& batch, const trelPlannedPacket& planned, trelExactTally& tally);

@@ -1,6 +1,7 @@
 #ifndef trelExitTable_h
 #define trelExitTable_h
 
+#include <array>
 #include <atomic>
 #include <cstdint>
 #include <cstdio>
@@ -48,7 +49,7 @@ struct trelExit
 struct trelExitRow
 {
   trelExit Exit;
-  std::vector<trelTissuePath> Legs[NumberOfPathLegs];
+  std::array<std::vector<trelTissuePath>, NumberOfPathLegs> Legs;
 };
 
 /** A spectrum of a source: its packets, and those whose exits a table has. */

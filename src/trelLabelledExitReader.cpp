@@ -147,6 +147,15 @@ bool trelLabelledExitReader::ReadEntries()
   return Fault.empty();
 }
 
+/** The coefficients of a tissue at a wavelength; null if it has none. */
+static const trelOpticalParameter* FindOptics(const trelTissue& tissue, long long wavelength)
+{
+  const trelOpticalParameter* optics = nullptr;
+  for (int k = 0; (optics = tissue.GetOpticalParameter(k)); ++k)
+    if (static_cast<long long>(optics->GetWavelength()) == wavelength) break;
+  return optics;
+}
+
 bool trelLabelledExitReader::GetCoefficient(const char* name, const trelPlace& place, double* value)
 {
   int id = 0, axes = 0;
@@ -178,11 +187,8 @@ bool trelLabelledExitReader::HasCoefficients(const trelSimulationParameter& para
       double value = 0.0;
       if (!GetCoefficient(name, place, &value)) return Fail("it lacks coefficients");
       const trelTissue& tissue = *parameter.GetTissue(static_cast<int>(place[1]));
-      for (int k = 0; const trelOpticalParameter* optics = tissue.GetOpticalParameter(k); ++k) {
-        if (static_cast<long long>(optics->GetWavelength()) == wavelengths[place[0]] &&
-            (optics->*get)() != value)
-          return false;
-      }
+      const trelOpticalParameter* optics = FindOptics(tissue, wavelengths[place[0]]);
+      if (optics && (optics->*get)() != value) return false;
     }
   }
   return true;

@@ -312,11 +312,11 @@ void trelLabelledResultWriter::WriteFlyTimes()
 /** The faces of a shape by number, "1 front, 2 back"; a surface in one piece is face 1. */
 static std::string ListFaceWords(ShapeType shape)
 {
-  std::string words = "1 the whole surface";
+  std::string words;
   for (const trelGridUse& use : GetTransmittanceUses(shape, GetShapeTraits(shape).Coordinate)) {
-    if (use.Face == AnyFace) return words;
-    words = (use.Face == 0 ? "" : words + ", ") + std::to_string(use.Face + 1) + " " +
-            GetSurfaceWord(use.Grid);
+    if (use.Face == AnyFace) return "1 the whole surface";
+    if (!words.empty()) words.append(", ");
+    words.append(std::to_string(use.Face + 1)).append(" ").append(GetSurfaceWord(use.Grid));
   }
   return words;
 }

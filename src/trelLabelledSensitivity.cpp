@@ -71,6 +71,7 @@ std::string WriteSensitivities(const std::string& name, const trelRunRecord& rec
       return parameter.GetWavelength(i) < parameter.GetWavelength(j);
     });
     std::vector<std::int32_t> wavelengths;
+    wavelengths.reserve(order.size());
     for (const int k : order)
       wavelengths.push_back(static_cast<std::int32_t>(parameter.GetWavelength(k)));
     file.AddDimension("wavelength", wavelengths.size());

@@ -51,6 +51,27 @@ static std::string WriteOut(std::string& text)
   return "";
 }
 
+/** The options of what leaves the medium. */
+static void DescribeExits(CLI::App& app, trelRunOptions& options, trelrunWords& words)
+{
+  words.Exact.insert(
+      words.Exact.end(),
+      {app.add_option("--exits", words.Exits,
+                      "N or all: a table of the packets that leave or are collected, of those"
+                      " launched first until there are N")
+           ->transform(CLI::Validator(WriteOut, "NUMBER")),
+       app.add_option(
+           "--only-packet", words.OnlyPacket,
+           "SOURCE:SPECTRUM:N: fly packet N, from 0, of --seed alone, and tell its path"),
+       app.add_option("--replay", options.Again.File,
+                      "Fly the exits of this result file again, and write how their light changes"
+                      " with the absorption of each cell"),
+       app.add_option("--detector", options.Again.Detector,
+                      "With --replay: only what this fibre collected")
+           ->needs("--replay")
+           ->check(CLI::Range(1, 1 << 30))});
+}
+
 static void Describe(CLI::App& app, trelRunOptions& options, trelrunWords& words)
 {
   app.set_version_flag("--version", programName);
@@ -84,20 +105,8 @@ static void Describe(CLI::App& app, trelRunOptions& options, trelrunWords& words
       app.add_option("--batches", options.Batches,
                      "Runs on a smaller scale from whose scatter errors come (default: 20); the"
                      " packets of each source are rounded up to a multiple")
-          ->check(CLI::Range(std::int64_t{1}, mostBatches)),
-      app.add_option("--exits", words.Exits,
-                     "N or all: a table of the packets that leave or are collected, of those"
-                     " launched first until there are N")
-          ->transform(CLI::Validator(WriteOut, "NUMBER")),
-      app.add_option("--only-packet", words.OnlyPacket,
-                     "SOURCE:SPECTRUM:N: fly packet N, from 0, of --seed alone, and tell its path"),
-      app.add_option("--replay", options.Again.File,
-                     "Fly the exits of this result file again, and write how their light changes"
-                     " with the absorption of each cell")};
-  words.Exact.push_back(app.add_option("--detector", options.Again.Detector,
-                                       "With --replay: only what this fibre collected")
-                            ->needs("--replay")
-                            ->check(CLI::Range(1, 1 << 30)));
+          ->check(CLI::Range(std::int64_t{1}, mostBatches))};
+  DescribeExits(app, options, words);
   app.add_option("--rules", words.Rules, "exact (default), or classic: those of trel")
       ->check(CLI::IsMember({"exact", "classic"}));
   CLI::Option* check = app.add_flag("--check", options.IsCheck, "Look at the model, and stop");
