@@ -87,11 +87,11 @@ trel_subsystem(parameter_file
 # The grids, their scoring and finishing, and the result files.
 trel_subsystem(results
   MAY_USE framework geometry model
-  HEADERS trelFlyTimes trelResultGetters trelAbsorbedTotals
+  HEADERS trelFlyTimes trelResultGetters trelAbsorbedTotals trelListedExit
   CLASSES trelGrid trelGridTable trelCellMeasures trelMeshSurface trelGridSet trelTimeTotals trelFluence
           trelMediumResult trelDetectorResult trelDetectorArrayResult
           trelSimulationResult trelStandardErrors trelBatchProjections
-          trelBatchStatistics trelLedger trelLedgerBatches trelTemporaryFiles trelResultFileSet trelResultFile
+          trelBatchStatistics trelLedger trelLedgerBatches trelTemporaryFiles trelExitTable trelResultFileSet trelResultFile
           trelResultLabels trelResultBlocks trelSimulationResultWriter)
 
 # The result file with axes, units and names, by the NetCDF library.
@@ -99,8 +99,9 @@ trel_subsystem(labelled_results
   MAY_USE framework geometry model results
   LIBRARIES netcdf md
   HEADERS
-  CLASSES trelNetcdfFile trelNetcdfInput trelRunStateWriter trelRunStateReader trelRunRecord
-          trelLabelledGrids trelLabelledBatches trelLabelledResultWriter)
+  CLASSES trelNetcdfFile trelTrialProcess trelNetcdfInput trelRunStateWriter trelRunStateReader
+          trelRunRecord trelLabelledGrids trelLabelledBatches trelLabelledExits trelLabelledExitReader
+          trelLabelledSensitivity trelLabelledResultWriter)
 
 # What the detectors outside of the medium see of its surface.
 trel_subsystem(free_space
@@ -112,13 +113,14 @@ trel_subsystem(free_space
 trel_subsystem(transport
   MAY_USE framework geometry model results
   HEADERS trelPacket trelElementary trelPhaseFunction trelFresnel trelTransportRules
-          trelPacketSteps trelExactPacket trelExactSteps
+          trelPacketSteps trelPacketObserver trelPacketAudience trelExactPacket trelExactSteps
   CLASSES trelRandomStream trelRandomNumbers trelTransportModel trelScoreTable trelPacketScores
           trelCellBorders trelExactScores trelPacketEvents trelPacketGeometry trelExactLaunch
           trelThreadState trelMediumFilter trelMonteCarlo
           trelVarianceReductionMonteCarlo trelDiffuseVRMC trelBioluminescenceVRMC
           trelFluorescenceVRMC trelExactModel trelExactEvents trelEmissionPilot trelRunPlan
-          trelErrorGoal trelExactMonteCarlo)
+          trelErrorGoal trelTissuePaths trelExitRecorder trelPacketPath trelSensitivity
+          trelExactMonteCarlo)
 
 # A look at a model before it runs: what it is, and what is wrong with it.
 trel_subsystem(check
@@ -130,4 +132,5 @@ trel_subsystem(check
 trel_subsystem(driver
   MAY_USE framework model parameter_file results labelled_results free_space transport
           check
-  CLASSES trelOpticalSimulationFilter trelDriver trelRunProgress trelRunKeeper trelRunOrigin trelRunDriver trelRunMerge)
+  CLASSES trelOpticalSimulationFilter trelDriver trelRunProgress trelReplayRun trelRunKeeper trelRunOrigin
+          trelRunDriver trelRunMerge)

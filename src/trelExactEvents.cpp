@@ -32,6 +32,7 @@ static void SettlePath(trelExactPacket& packet)
 void EndPacket(trelExactPacket& packet, trelLedgerPart part, trelExactTally& tally)
 {
   packet.Dead = true;
+  if (tally.Observer) tally.Observer->End(packet, part);
   if (tally.Record) tally.Record->Parts[part].AddPacket(GetLight(packet));
 }
 
@@ -123,6 +124,7 @@ static void Emit(const trelExactPacket& excitation, const trelDye& dye,
   const std::int32_t spectrum = excitation.WavelengthIndex;
   tally.SelectRecord(dye.WavelengthIndex);
   if (tally.Record) tally.Record->Parts[LedgerEmitted].AddPacket(dye.PacketWeight);
+  if (tally.Observer) tally.Observer->Start(packet);
   if (packet.FlyTime > model.TimeLimit) EndPacket(packet, LedgerEndedByTime, tally);
   tally.Trace(packet, numbers, model, tally);
   tally.SelectRecord(spectrum);
@@ -185,12 +187,32 @@ static std::int32_t FindFiber(const trelRay& ray, double after, double limit,
   return found;
 }
 
+/** The face that the packet crossed, from 0; a surface in one piece is not numbered, or by its
+ *  triangles. */
+static std::size_t FindFace(const trelExactPacket& packet, const trelExactModel& model)
+{
+  const int faces = GetShapeTraits(model.MediumShapeType).GetNumberOfFaces();
+  const int face = packet.Boundary.Hit.Face;
+  return static_cast<std::size_t>(faces == 1 ? 0 : std::clamp(face, 0, faces - 1));
+}
+
+/** Tells of a packet that leaves the medium or, with @p fiber from 0, meets a fibre. */
+static void TellExit(const trelExactPacket& packet, std::int32_t fiber, const trelExactModel& model,
+                     trelExactTally& tally)
+{
+  if (!tally.Observer) return;
+  const bool isOutside = packet.TissueIndex < 0;
+  const auto face = isOutside ? static_cast<std::int32_t>(FindFace(packet, model)) : -1;
+  tally.Observer->Leave(packet, {fiber + 1, face + 1});
+}
+
 /** Ends and scores a packet at the face of a fibre. */
 static void EndInFiber(trelExactPacket& packet, std::int32_t fiber, const trelHit& face,
                        const trelExactModel& model, trelExactTally& tally)
 {
   packet.Dead = true;
   SettlePath(packet);
+  TellExit(packet, fiber, model, tally);
   if (tally.Record)
     tally.Record->Fibers[static_cast<std::size_t>(fiber)].AddExit(GetLight(packet), packet.FlyTime,
                                                                   packet.PathLength);
@@ -207,21 +229,13 @@ bool EndAtFiberHere(trelExactPacket& packet, const trelExactModel& model, trelEx
   return fiber >= 0;
 }
 
-/** The face that the packet crossed, from 0; a surface in one piece is not numbered, or by its
- *  triangles. */
-static std::size_t FindFace(const trelExactPacket& packet, const trelExactModel& model)
-{
-  const int faces = GetShapeTraits(model.MediumShapeType).GetNumberOfFaces();
-  const int face = packet.Boundary.Hit.Face;
-  return static_cast<std::size_t>(faces == 1 ? 0 : std::clamp(face, 0, faces - 1));
-}
-
 /** Ends and scores a packet that has left the medium, towards Direction. */
 static void Escape(trelExactPacket& packet, const trelExactModel& model, trelExactTally& tally)
 {
   packet.Dead = true;
   packet.TissueIndex = -1;
   if (EndAtFiberHere(packet, model, tally)) return;
+  TellExit(packet, -1, model, tally);
   if (tally.Record)
     tally.Record->Faces[FindFace(packet, model)].AddExit(GetLight(packet), packet.FlyTime,
                                                          packet.PathLength);

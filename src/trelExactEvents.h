@@ -7,6 +7,7 @@
 #include "trelInlining.h"
 #include "trelLedger.h"
 #include "trelPacketNumbers.h"
+#include "trelPacketObserver.h"
 #include "trelPhaseFunction.h"
 
 struct trelRunCounter;
@@ -35,6 +36,8 @@ struct trelExactTally : trelPacketScores
                 trelExactTally& tally) = nullptr;
   /** Where the thread counts for those who watch the run; null in the pilot. */
   trelRunCounter* Counter = nullptr;
+  /** Who looks at the packets of the thread; mostly null. */
+  trelPacketObserver* Observer = nullptr;
   const trelScoreTables* Tables = nullptr;
   trelSimulationResult* Result = nullptr;
 

@@ -52,7 +52,7 @@ bool trelExactMonteCarlo::Prepare(int threads)
   if (!GetOutput()->Initialize(Input) || !Model.Resolve(*Input)) return false;
   Statistics.Release();
   Statistics.SetKeepsBatches(KeepsBatches);
-  if (HasStatistics() && !Statistics.Prepare(*Input, *Output, threads)) {
+  if (HasStatistics() && !IsReplay && !Statistics.Prepare(*Input, *Output, threads)) {
     ErrorMacro(
         "Out of memory: errors take three times the grids; make the cells larger, or fly one"
         " batch, which tells no errors");
@@ -98,6 +98,7 @@ bool trelExactMonteCarlo::MakePlan()
     all += entry.Packets;
   Plan.Build(entries, Goal.IsOn() && Packets > all ? 0 : Packets, Batches);
   FirstBatch = 0;
+  if (IsReplay) Audience->AmendPlan(Plan);
   if (!(Origin ? ContinuePlan() : TakeRange())) return false;
   MostBatches = Goal.IsOn() ? FindMostBatches() : Plan.GetBatches();
   AskedBatches = std::min(Plan.GetBatches(), MostBatches);
@@ -236,7 +237,9 @@ bool trelExactMonteCarlo::Execute()
   }
   std::vector<trelExactTally> tallies(static_cast<std::size_t>(threads));
   if (!Model.Dyes.empty() && !RunPilot()) return false;
+  if (Audience && !PrepareAudience(threads)) return false;
   if (!Continue() || !FlyBatches(tallies)) return false;
+  if (Audience) Audience->Conclude(GetRange().First, GetRange().First + GetRange().Number);
   if (AtEnd) AtEnd();
   CountFlown();
   const double part = 1.0 / static_cast<double>(std::max<std::int64_t>(Summary.BatchesDone, 1));
@@ -251,6 +254,36 @@ bool trelExactMonteCarlo::Execute()
     Output->FinalizeDetectorResults(Input);
   }
   return true;
+}
+
+bool trelExactMonteCarlo::Replay()
+{
+  if (!Input || !Audience) return false;
+  const int threads = StartableThreads(Input->GetThreadNumber());
+  trelRunControl own;
+  const bool isOwn = !Control;
+  if (isOwn) Control = &own;
+  IsReplay = true;
+  bool isDone = false;
+  const bool fits = FitsInMemory([&] {
+    std::vector<trelExactTally> tallies(static_cast<std::size_t>(threads));
+    isDone = Prepare(threads) && (Model.Dyes.empty() || RunPilot()) && PrepareAudience(threads) &&
+             FlyListed(tallies);
+  });
+  if (!fits) ErrorMacro("Out of memory while flying packets again!");
+  IsReplay = false;
+  if (isOwn) Control = nullptr;
+  return isDone;
+}
+
+bool trelExactMonteCarlo::FlyListed(std::vector<trelExactTally>& tallies)
+{
+  std::vector<trelPlannedPacket> packets;
+  while (!Control->IsStopRequested() && Audience->TakeNext(&packets)) {
+    NextPacket = 0;
+    if (!RunPackets({Plan, Seed, 0, &packets}, tallies)) return false;
+  }
+  return !Control->IsStopRequested();
 }
 
 /** What the skin threw back goes from the ledger to the records, and what the grids took of the
@@ -299,8 +332,8 @@ bool trelExactMonteCarlo::FlyBatches(std::vector<trelExactTally>& tallies)
   isDone = isDone && Watch(ticker, threads);
   while (isDone && Summary.BatchesDone < MostBatches && !Goal.IsReached() &&
          !Control->IsStopRequested()) {
-    isDone =
-        RunPackets({Plan, Seed, FirstBatch + Summary.BatchesDone}, tallies) && TakePackets(tallies);
+    isDone = RunPackets({Plan, Seed, FirstBatch + Summary.BatchesDone}, tallies) &&
+             TakePackets(tallies) && !(Audience && Audience->HasFailed());
     if (isDone && Control->TakePause() && Checkpoint) Checkpoint();
   }
   ticker.Stop();
@@ -379,17 +412,37 @@ TREL_CLONED TREL_FLAT static void TraceExactly(trelExactPacket& packet, trelPack
   TakeExactSteps(packet, numbers, model, tally);
 }
 
+TREL_CLONED TREL_FLAT static void TraceAndTell(trelExactPacket& packet, trelPacketNumbers& numbers,
+                                               const trelExactModel& model, trelExactTally& tally)
+{
+  TakeObservedSteps(packet, numbers, model, tally);
+}
+
+/** The loop for packets of the tally. */
+static auto ChooseTrace(const trelExactTally& tally)
+{
+  return tally.Observer ? &TraceAndTell : &TraceExactly;
+}
+
+bool trelExactMonteCarlo::PrepareAudience(int threads)
+{
+  bool isReady = false;
+  if (FitsInMemory([&] { isReady = Audience->Prepare(Model, Plan, threads); })) return isReady;
+  ErrorMacro("Out of memory while preparing to look at packets!");
+  return false;
+}
+
 /** @p isAlone: the team is one thread. */
 void trelExactMonteCarlo::PrepareTally(int thread, bool isAlone, trelExactTally& tally) const
 {
   tally = trelExactTally();
   tally.Converted.assign(Model.Dyes.size(), 0.0);
   tally.OneThread = isAlone || Tables.size() > 1;
-  if (Pilot) {
+  if (Pilot || IsReplay) {
     tally.Tables = &NoTables;
     return;
   }
-  tally.Trace = &TraceExactly;
+  tally.Trace = ChooseTrace(tally);
   tally.Tables = &Tables[Tables.size() > 1 ? static_cast<std::size_t>(thread) : 0];
   tally.Result = Output;
   tally.Counter = &Control->GetCounter(thread);
@@ -420,36 +473,67 @@ bool trelExactMonteCarlo::RunPackets(const Batch& batch, std::vector<trelExactTa
 #pragma omp atomic read
     ready = OutOfMemory;
     ready = !ready;
-    if (ready) TracePackets(batch, tallies[static_cast<std::size_t>(omp_get_thread_num())]);
+    const int thread = omp_get_thread_num();
+    if (ready) TracePackets(batch, thread, tallies[static_cast<std::size_t>(thread)]);
   }
   if (OutOfMemory) {
-    ErrorMacro("Out of memory while starting the threads!");
+    ErrorMacro("Out of memory in the threads!");
     return false;
   }
   return true;
 }
 
-void trelExactMonteCarlo::TracePackets(const Batch& batch, trelExactTally& tally)
+void trelExactMonteCarlo::TracePackets(const Batch& batch, int thread, trelExactTally& tally)
 {
-  const std::int64_t packets = batch.Plan.GetPacketsOfBatch();
+  const std::int64_t packets = batch.CountPackets();
   std::int64_t flown = 0;
   while (Pilot || !Control->IsHaltRequested()) {
+    // Asked first: who has seen enough by now has seen it of earlier packets.
+    tally.Observer = Audience && !Pilot ? Audience->FindObserver(thread) : nullptr;
+    if (!Pilot) tally.Trace = ChooseTrace(tally);
     const auto few = static_cast<std::uint64_t>(flown * fewInteractions);
     const std::int64_t taken = tally.Interactions <= few ? packetsTaken : 1;
-    const std::int64_t first = NextPacket.fetch_add(taken, std::memory_order_relaxed);
+    const std::int64_t first = NextPacket.fetch_add(taken, std::memory_order_acq_rel);
     const std::int64_t end = std::min(first + taken, packets);
     if (first >= end) return;
     flown += taken;
-    for (std::int64_t i = first; i < end; ++i) {
-      const std::uint64_t before = tally.Interactions;
-      const trelPlannedPacket planned = batch.Plan.Find(i);
-      TracePacket(batch, planned, tally);
-      if (tally.Counter) tally.Counter->CountPacket(tally.Interactions - before);
-      if (!Pilot) continue;
-      Pilot->AddPacket(tally.Converted, Plan.GetEntries()[planned.Entry].Share);
-      std::fill(tally.Converted.begin(), tally.Converted.end(), 0.0);
-    }
+    for (std::int64_t i = first; i < end; ++i)
+      if (!TracePlace(batch, i, tally)) return;
   }
+}
+
+/** The packet at a place of the batch; false if memory runs out. */
+bool trelExactMonteCarlo::TracePlace(const Batch& batch, std::int64_t place, trelExactTally& tally)
+{
+  const std::uint64_t before = tally.Interactions;
+  const trelPlannedPacket planned = batch.Find(place);
+  if (tally.Observer) {
+    if (!TraceObserved(batch, place, planned, tally)) return false;
+  } else {
+    TracePacket(batch, planned, tally);
+  }
+  if (tally.Counter) tally.Counter->CountPacket(tally.Interactions - before);
+  if (!Pilot) return true;
+  Pilot->AddPacket(tally.Converted, Plan.GetEntries()[planned.Entry].Share);
+  std::fill(tally.Converted.begin(), tally.Converted.end(), 0.0);
+  return true;
+}
+
+/** Whoever looks at packets may run out of memory; then the run fails. */
+bool trelExactMonteCarlo::TraceObserved(const Batch& batch, std::int64_t place,
+                                        const trelPlannedPacket& planned, trelExactTally& tally)
+{
+  const std::int64_t share = batch.Plan.GetEntries()[planned.Entry].Share;
+  const bool fits = FitsInMemory([&] {
+    tally.Observer->Begin({planned.Entry, batch.Number * share + planned.Number,
+                           batch.Number * batch.CountPackets() + place});
+    TracePacket(batch, planned, tally);
+    tally.Observer->Finish();
+  });
+  if (fits) return true;
+#pragma omp atomic write
+  OutOfMemory = true;
+  return false;
 }
 
 /** Enters in the ledger that a packet was launched, and what became of it at once. */
@@ -491,12 +575,13 @@ void trelExactMonteCarlo::TracePacket(const Batch& batch, const trelPlannedPacke
     packet.Dyes = Model.FindDyes(packet.Position + packet.Skip * packet.Direction);
   }
   Model.Enter(start.Tissue, packet);
+  if (tally.Observer) tally.Observer->Start(packet);
   if (outcome == LaunchEscaped) {
     EscapeAtStart(start.Skin, packet, Model, tally);
     return;
   }
   if (launch.IsExternal() && EndAtFiberHere(packet, Model, tally)) return;
-  TraceExactly(packet, numbers, Model, tally);
+  ChooseTrace(tally)(packet, numbers, Model, tally);
   tally.Interactions += packet.Interactions;
 }
 

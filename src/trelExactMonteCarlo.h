@@ -11,6 +11,7 @@
 #include "trelExactLaunch.h"
 #include "trelLedgerBatches.h"
 #include "trelMonteCarlo.h"
+#include "trelPacketAudience.h"
 #include "trelRunControl.h"
 #include "trelRunPlan.h"
 #include "trelScoreTable.h"
@@ -127,6 +128,11 @@ public:
   /** Who may stop the next run and is told how far it is; it outlives the run. Without one the run
    *  has its own. */
   void SetControl(trelRunControl* control) { Control = control; }
+  /** Who looks at the packets of the next run, and outlives it; null for nobody. */
+  void SetAudience(trelPacketAudience* audience) { Audience = audience; }
+  /** In place of Execute(): flies those packets of the run that the audience takes, which alone
+   *  learns of them. False, after a report, if that fails. */
+  bool Replay();
   /** What became of the packets of the last run. */
   const trelExactSummary& GetSummary() const { return Summary; }
   const trelLedger& GetLedger() const { return Ledger; }
@@ -142,6 +148,17 @@ private:
     const trelRunPlan& Plan;
     std::uint64_t Seed;
     std::int64_t Number;  ///< how many shares of each entry are behind
+    /** Those of the plan that are flown; null for all. */
+    const std::vector<trelPlannedPacket>* Listed = nullptr;
+
+    std::int64_t CountPackets() const
+    {
+      return Listed ? static_cast<std::int64_t>(Listed->size()) : Plan.GetPacketsOfBatch();
+    }
+    trelPlannedPacket Find(std::int64_t place) const
+    {
+      return Listed ? (*Listed)[static_cast<std::size_t>(place)] : Plan.Find(place);
+    }
   };
 
   bool Prepare(int threads);
@@ -153,12 +170,17 @@ private:
   void PrepareLaunches();
   /** The weight of emission packets, from a run of some packets that emits and scores nothing. */
   bool RunPilot();
+  bool FlyListed(std::vector<trelExactTally>& tallies);
   bool FlyPilot(trelRunPlan plan, std::int64_t* flown);
   bool FlyBatches(std::vector<trelExactTally>& tallies);
   bool Watch(trelTicker& ticker, int threads);
+  bool PrepareAudience(int threads);
   bool RunPackets(const Batch& batch, std::vector<trelExactTally>& tallies);
   void PrepareTally(int thread, bool isAlone, trelExactTally& tally) const;
-  void TracePackets(const Batch& batch, trelExactTally& tally);
+  void TracePackets(const Batch& batch, int thread, trelExactTally& tally);
+  bool TracePlace(const Batch& batch, std::int64_t place, trelExactTally& tally);
+  bool TraceObserved(const Batch& batch, std::int64_t place, const trelPlannedPacket& planned,
+                     trelExactTally& tally);
   void TracePacket(const Batch& batch, const trelPlannedPacket& planned, trelExactTally& tally);
   void TellShare();
   bool TakePackets(std::vector<trelExactTally>& tallies);
@@ -193,6 +215,8 @@ private:
   trelLedger Open;
   std::uint64_t OpenInteractions = 0;
   trelRunControl* Control = nullptr;
+  trelPacketAudience* Audience = nullptr;
+  bool IsReplay = false;
   /** Told of conversions in a pilot; else null. */
   class trelEmissionPilot* Pilot = nullptr;
   bool OutOfMemory = false;

@@ -54,4 +54,19 @@ inline void TakeExactSteps(trelExactPacket& packet, trelPacketNumbers& numbers,
   SettleAbsorption(packet, model, tally);
 }
 
+/** The same steps, of which the observer of the tally is told. */
+inline void TakeObservedSteps(trelExactPacket& packet, trelPacketNumbers& numbers,
+                              const trelExactModel& model, trelExactTally& tally)
+{
+  while (!packet.Dead) {
+    const trelStepStart before = {packet.Direction, packet.TissueIndex, packet.Interactions,
+                                  packet.Settled};
+    TakeExactStep(packet, numbers, model, tally);
+    if (++packet.StepCount > model.StepLimit && !packet.Dead)
+      EndPacket(packet, LedgerEndedBySteps, tally);
+    tally.Observer->Step(before, packet);
+  }
+  SettleAbsorption(packet, model, tally);
+}
+
 #endif

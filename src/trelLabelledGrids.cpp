@@ -28,6 +28,11 @@ static std::string ToLower(std::string text)
   return text;
 }
 
+std::string GetSurfaceWord(trelGridId grid)
+{
+  return ToLower(GetGridDescription(grid).Surface);
+}
+
 static bool IsOfMesh(trelGridId grid)
 {
   return GetGridDescription(grid).Axes[0] >= GridMeshFace;
@@ -37,7 +42,7 @@ std::string GetGridName(trelGridId grid, const trelLabelledOwner& owner)
 {
   const trelGridDescription& row = GetGridDescription(grid);
   if (row.Kind == GridAbsorption) return owner.HasFluence ? "fluence_rate" : "absorption";
-  const std::string name = owner.Prefix + "_" + ToLower(row.Surface);
+  const std::string name = owner.Prefix + "_" + GetSurfaceWord(grid);
   return IsOfMesh(grid) ? name + "_" + LabelledAxes[row.Axes[0]].Name : name;
 }
 
@@ -45,7 +50,7 @@ std::string GetTotalName(trelGridId grid, const trelLabelledOwner& owner)
 {
   const trelGridDescription& row = GetGridDescription(grid);
   if (row.Kind == GridAbsorption) return "absorption_total";
-  return owner.Prefix + "_" + ToLower(row.Surface) + "_total";
+  return owner.Prefix + "_" + GetSurfaceWord(grid) + "_total";
 }
 
 /** The unit of energy, which is that of the sources, over mm to this power. */
@@ -69,7 +74,7 @@ std::string GetTotalWords(trelGridId grid, const trelLabelledOwner& owner)
 {
   const trelGridDescription& row = GetGridDescription(grid);
   if (row.Kind == GridAbsorption) return "energy absorbed in all cells";
-  return owner.Words + ", surface " + ToLower(row.Surface);
+  return owner.Words + ", surface " + GetSurfaceWord(grid);
 }
 
 /** "transmittance per area, surface top". */
@@ -83,7 +88,7 @@ static std::string GetGridWords(trelGridId grid, const trelLabelledOwner& owner)
   const std::string per = row.Dimension == 3 ? " per area" : " per length";
   if (IsOfMesh(grid))
     return owner.Words + per + ", by " + LabelledAxes[row.Axes[0]].Name + " of the mesh";
-  return owner.Words + per + ", surface " + ToLower(row.Surface);
+  return owner.Words + per + ", surface " + GetSurfaceWord(grid);
 }
 
 trelNetcdfVariable DescribeGrid(trelGridId grid, const trelLabelledOwner& owner,

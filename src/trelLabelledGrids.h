@@ -41,6 +41,8 @@ struct trelLabelledOwner
   int Detector = trelRecordOwner::Medium;
 };
 
+/** The surface that a grid belongs to: "top". */
+std::string GetSurfaceWord(trelGridId grid);
 /** The names of the variables of a grid without domain, and of its total. */
 std::string GetGridName(trelGridId grid, const trelLabelledOwner& owner);
 std::string GetTotalName(trelGridId grid, const trelLabelledOwner& owner);

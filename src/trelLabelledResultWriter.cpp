@@ -6,6 +6,8 @@
 
 #include "trelDetectorArrayResult.h"
 #include "trelDetectorResult.h"
+#include "trelExitTable.h"
+#include "trelLabelledExits.h"
 #include "trelMCTetrahedron.h"
 #include "trelMedium.h"
 #include "trelMediumResult.h"
@@ -75,6 +77,7 @@ void trelLabelledResultWriter::WriteFile()
   WriteMedium();
   WritePackets();
   WriteFlyTimes();
+  if (Exits) WriteExitTable();
   WriteMesh();
   WriteDetectors();
   trelLabelledBatches(*File, Batches, Order).WriteLedger();
@@ -329,6 +332,27 @@ void trelLabelledResultWriter::WriteFlyTimes()
       File->Put(name + "_time", {start}, {times.size()}, times.data());
     }
   }
+}
+
+/** The faces of a shape by number, "1 front, 2 back"; a surface in one piece is face 1. */
+static std::string ListFaceWords(ShapeType shape)
+{
+  std::string words;
+  for (const trelGridUse& use : GetTransmittanceUses(shape, GetShapeTraits(shape).Coordinate)) {
+    if (use.Face == AnyFace) return "1 the whole surface";
+    if (!words.empty()) words.append(", ");
+    words.append(std::to_string(use.Face + 1)).append(" ").append(GetSurfaceWord(use.Grid));
+  }
+  return words;
+}
+
+void trelLabelledResultWriter::WriteExitTable()
+{
+  const auto tissues = static_cast<std::size_t>(Parameter->GetNumberOfTissues());
+  WriteExits(*File, *Exits, tissues, Parameter->GetSimulationType() == FMT);
+  if (Exits->GetNumberOfRows() > 0 && Parameter->GetOuterShape())
+    File->SetText("exit_face", "comment",
+                  ListFaceWords(Parameter->GetOuterShape()->GetShapeType()));
 }
 
 /** Nodes, and the faces that the grids of the surface belong to. */

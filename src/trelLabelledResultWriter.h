@@ -7,6 +7,7 @@
 #include "trelRunRecord.h"
 #include "trelWriter.h"
 
+class trelExitTable;
 class trelSimulationParameter;
 class trelSimulationResult;
 
@@ -40,6 +41,8 @@ public:
 
   /** Writes the rest of a file that was begun with the first file name. Default: begins it. */
   void SetFile(trelNetcdfFile* file) { File = file; }
+  /** The exits of the run; outlives the writer. Default none. */
+  void SetExits(trelExitTable* exits) { Exits = exits; }
 
   /** Writes the first file name. Either all of it is there afterwards or, false after a report,
    *  what was there before. */
@@ -80,6 +83,7 @@ private:
   void WriteMedium();
   void WritePackets();
   void WriteFlyTimes();
+  void WriteExitTable();
   void WriteMesh();
   void WriteElements();
   void WriteDetectors();
@@ -91,6 +95,7 @@ private:
   trelSimulationParameter* Parameter = nullptr;
   trelRunRecord Record;
   trelLabelledBatches::Input Batches;
+  trelExitTable* Exits = nullptr;
   trelNetcdfFile* File = nullptr;
   std::vector<int>
       Order;  ///< while Execute() runs, numbers of the records from the shortest wavelength on

@@ -175,6 +175,8 @@ void trelNetcdfFile::Compress(int variable, const std::vector<std::size_t>& leng
     numbers *= chunks[k];
   }
   Check(nc_def_var_chunking(Id, variable, NC_CHUNKED, chunks.data()), "chunks");
+  // Pieces are written one after the other: more would only fill memory.
+  Check(nc_set_var_chunk_cache(Id, variable, 2 * mostNumbers * sizeof(double), 11, 1.0), "chunks");
   Check(nc_def_var_deflate(Id, variable, 1, 1, leastEffort), "compression");
 }
 

@@ -2,10 +2,13 @@
 
 #include <netcdf.h>
 
+#include <algorithm>
 #include <cstdio>
+#include <vector>
 
 #include "trelNetcdfFile.h"
 #include "trelPaths.h"
+#include "trelTrialProcess.h"
 
 trelNetcdfInput::~trelNetcdfInput()
 {
@@ -18,10 +21,32 @@ std::string trelNetcdfInput::Open(const std::string& name)
   if (!file) return "it cannot be opened";
   std::fclose(file);
   PrepareNetcdf(name);
+  const bool isSound = ComesToItsEnd([&] {
+    trelNetcdfInput trial;
+    if (nc_open(name.c_str(), NC_NOWRITE, &trial.Id) == NC_NOERR) trial.ReadAll();
+  });
+  if (!isSound) return "it is damaged";
   const int status = nc_open(name.c_str(), NC_NOWRITE, &Id);
   if (status == NC_NOERR) return "";
   Id = -1;
   return std::string("it is damaged, or of another program: ") + nc_strerror(status);
+}
+
+/** All numbers that there may be, for a trial. */
+void trelNetcdfInput::ReadAll() const
+{
+  int variables = 0;
+  nc_inq_nvars(Id, &variables);
+  std::vector<double> numbers;
+  for (int id = 0; id < variables; ++id) {
+    char name[NC_MAX_NAME + 1] = "";
+    nc_inq_varname(Id, id, name);
+    const std::size_t length = GetLength(name);
+    for (std::size_t first = 0; first < length; first += numbers.size()) {
+      numbers.resize(std::min<std::size_t>(length - first, 1 << 20));
+      Get(name, first, numbers.size(), numbers.data());
+    }
+  }
 }
 
 std::string trelNetcdfInput::GetText(const char* name) const

@@ -31,6 +31,8 @@ public:
            double* values) const;
 
 private:
+  void ReadAll() const;
+
   int Id = -1;
 };
 

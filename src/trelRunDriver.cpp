@@ -16,6 +16,7 @@
 #include <system_error>
 
 #include "trelCheckText.h"
+#include "trelExitRecorder.h"
 #include "trelLabelledResultWriter.h"
 #include "trelLightSource.h"
 #include "trelList.h"
@@ -334,7 +335,8 @@ int trelRunDriver::Run()
   }
   ShowCheck(isRead);
   if (!isRead || Findings.CountErrors() > 0) return RunFailed;
-  return Options.IsCheck ? RunDone : RunModel();
+  if (Options.IsCheck) return RunDone;
+  return Options.Again.IsOn() ? RunAgain() : RunModel();
 }
 
 // Running
@@ -440,19 +442,7 @@ bool trelRunDriver::CanWrite()
   return true;
 }
 
-int trelRunDriver::RunModel()
-{
-  if (!CanWrite()) return RunNotWritten;
-  if (WritesLabelled()) {
-    MakeRecord();
-    const int status = TakeOrigin();
-    if (status != RunDone) return status;
-  }
-  if (!Options.IsQuiet) LogStart();
-  return Simulate();
-}
-
-void trelRunDriver::MakeRecord()
+void trelRunDriver::BeginRecord()
 {
   Record.Add("source", Options.Program);
   Record.Add("arithmetic", trelExactMonteCarlo::Arithmetic);
@@ -463,6 +453,18 @@ void trelRunDriver::MakeRecord()
     changes += (changes.empty() ? "" : "\n") + FormatCoefficientChange(change);
   if (!changes.empty()) Record.Add("changed_coefficients", changes);
   Record.AddMachine();
+}
+
+int trelRunDriver::RunModel()
+{
+  if (!CanWrite()) return RunNotWritten;
+  if (WritesLabelled()) {
+    BeginRecord();
+    const int status = TakeOrigin();
+    if (status != RunDone) return status;
+  }
+  if (!Options.IsQuiet) LogStart();
+  return Simulate();
 }
 
 void trelRunDriver::LogStart()
@@ -511,6 +513,41 @@ int trelRunDriver::TakeOrigin()
   return RunFailed;
 }
 
+/** Flies packets of a run again, in place of one. */
+int trelRunDriver::RunAgain()
+{
+  trelReplayRun again(Options.Again, *Parameter, Control,
+                      [this](bool isError, const std::string& text) { Tell(isError, text); });
+  bool isDone = false;
+  if (Options.Again.File.empty()) {
+    isDone = DoStage(Running, "flying a packet", [&] {
+      return again.FlyPacket(Options.Seed.value_or(0), Options.Packets, CountBatches(), Log);
+    });
+    Log << std::flush;
+    return isDone ? RunDone : RunFailed;
+  }
+  std::error_code error;
+  if (Base == "-" ||
+      fs::equivalent(NativePath(GetLabelledName()), NativePath(Options.Again.File), error)) {
+    Tell(true, "--replay: name another file for the sensitivities with -o");
+    return RunUsage;
+  }
+  if (!CanWrite()) return RunNotWritten;
+  BeginRecord();
+  isDone = DoStage(Running, "flying packets again",
+                   [&] { return again.Open(Record, Options.Seed) && again.FlyExits(); });
+  if (const int reason = Control.GetReason(); reason > 0) return 128 + reason;
+  if (!isDone) return RunFailed;
+  isDone = DoStage(Running, "writing the results",
+                   [&] { return again.Write(GetLabelledName(), Record); });
+  if (!isDone) return RunNotWritten;
+  if (!Options.IsQuiet)
+    Log << again.GetNumberOfExits() << " exits of " << Options.Again.File << "\nfiles "
+        << GetLabelledName() << '\n'
+        << Options.Program << ", " << Check.Rules << " rules" << std::endl;
+  return RunDone;
+}
+
 /** What the options say of an exact run. Its seed is told before the packets, so that a run that
  *  does not end can be repeated too. */
 void trelRunDriver::Configure(trelOpticalSimulationFilter& filter)
@@ -534,6 +571,11 @@ void trelRunDriver::Configure(trelOpticalSimulationFilter& filter)
   std::ostream* const log = Options.IsQuiet ? nullptr : &Log;
   if (WritesLabelled() && exact->HasStatistics())
     Keeper.Watch(*exact, Control, Options.CheckpointSeconds, log, Messages);
+  if (Options.Exits > 0) {
+    const fs::path folder = fs::path(NativePath(GetLabelledName())).parent_path();
+    Exits = std::make_unique<trelExitRecorder>(folder, Options.Exits);
+    exact->SetAudience(Exits.get());
+  }
   if (Options.Progress != ProgressNone) {
     exact->AddDependent(
         new trelRunProgress(Control, Options.Progress, Options.Columns, Options.Model, Messages));
@@ -555,6 +597,7 @@ int trelRunDriver::Simulate()
   const bool isDone = DoStage(Running, "simulating", [&] { return filter->Update(); });
   // A camera that fails takes nothing from the other results.
   const bool isKept = Options.Rules == RulesExact && filter->HasLeftMedium();
+  if (Exits && !TellExits()) return RunNotWritten;
   if (!isDone && !isKept) return RunFailed;
   const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
   const auto* exact = dynamic_cast<const trelExactMonteCarlo*>(filter->GetMediumFilter());
@@ -588,6 +631,29 @@ void trelRunDriver::TellGoal(const trelExactSummary& summary)
            << " before --rel-error: " << known.str()
            << (Options.Packets > 0 ? "" : "; --packets or --max-seconds set another end")
            << std::endl;
+}
+
+/** Tells what is wrong with the table of exits, and whose packets it does not cover; false if it
+ *  could not be kept. */
+bool trelRunDriver::TellExits()
+{
+  const trelExitTable& table = Exits->GetTable();
+  if (table.HasFault()) {
+    Tell(true, table.GetFault());
+    return false;
+  }
+  if (Exits->HasTooManyTissues()) {
+    Tell(true, "--exits: the model has more than " + std::to_string(trelExitRecorder::MostTissues) +
+                   " tissues");
+    return true;
+  }
+  for (const trelExitEntry& entry : table.Entries) {
+    if (entry.Covered > 0) continue;
+    Tell(false, "--exits: none of the packets of light source " + std::to_string(entry.Source) +
+                    " at " + std::to_string(entry.Wavelength) +
+                    " is among those whose exits are in the table");
+  }
+  return true;
 }
 
 /** That a run is partial, and by how much. */
@@ -649,6 +715,7 @@ bool trelRunDriver::WriteLabelled(trelOpticalSimulationFilter& filter, double se
   writer->SetBatches(batches);
   writer->SetRecord(Record);
   writer->SetFile(Keeper.GetFile());
+  if (Exits) writer->SetExits(&Exits->GetTable());
   return writer->Update();
 }
 

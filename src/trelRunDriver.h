@@ -3,17 +3,20 @@
 
 #include <cstdint>
 #include <iosfwd>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "trelExactMonteCarlo.h"
 #include "trelModelCheck.h"
+#include "trelReplayRun.h"
 #include "trelRunKeeper.h"
 #include "trelRunOrigin.h"
 #include "trelRunProgress.h"
 #include "trelRunRecord.h"
 
+class trelExitRecorder;
 class trelSimulationParameter;
 
 /** How a run of the program ends. Scripts depend on the values. A run that a signal stopped ends
@@ -69,6 +72,10 @@ struct trelRunOptions
   std::string ModelName;  ///< as the result has it; empty: Model
   /** How often the state is kept beside the result, s; 0: only when the run is stopped. */
   double CheckpointSeconds = 60.0;
+  /** Packets that are flown again in place of a run; the path of one goes to the log. */
+  trelReplayOptions Again;
+  /** Exits that the result file gets a table of; 0: none. */
+  std::int64_t Exits = 0;
   std::vector<trelCoefficientChange> Changes;
   bool IsCheck = false;  ///< look at the model, and stop
   bool IsQuiet = false;
@@ -119,6 +126,8 @@ private:
 
   bool Read(class trelSimulationParameterReader& reader);
   int RunModel();
+  int RunAgain();
+  void BeginRecord();
   trelRunStatus Apply(const trelCoefficientChange& change);
   trelRunStatus ApplyOptions();
   trelRunStatus FindGoal();
@@ -127,10 +136,10 @@ private:
   double RunPackets();
   int Simulate();
   int TakeOrigin();
-  void MakeRecord();
   void LogStart();
   void Configure(class trelOpticalSimulationFilter& filter);
   void TellGoal(const struct trelExactSummary& summary);
+  bool TellExits();
   void TellStop(const struct trelExactSummary& summary);
   bool CanWrite();
   void LogLedger(const std::vector<struct trelLedgerLine>& lines);
@@ -165,6 +174,7 @@ private:
   trelRunKeeper Keeper;
   trelRunOrigin OwnOrigin;
   trelRunOrigin& Origin;
+  std::unique_ptr<trelExitRecorder> Exits;
   trelRunControl OwnControl;
   trelRunControl& Control;
   Stages Stage = Reading;

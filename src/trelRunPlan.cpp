@@ -65,6 +65,13 @@ void trelRunPlan::ShareAlike(std::int64_t packets)
   SumShares();
 }
 
+void trelRunPlan::SetShares(const std::vector<std::int64_t>& shares)
+{
+  for (std::size_t i = 0; i < Entries.size(); ++i)
+    Entries[i].Share = shares[i];
+  SumShares();
+}
+
 void trelRunPlan::SumShares()
 {
   Sums.assign(1, 0);
@@ -74,14 +81,19 @@ void trelRunPlan::SumShares()
 
 /** By halves: of the first n packets of two sets with a and b packets, n a / (a + b), rounded down,
  *  are of the first set (J. E. Bresenham, IBM Syst. J. 4 (1965) 25, draws lines so). */
+std::int64_t trelRunPlan::CountLower(std::int64_t place, std::size_t first, std::size_t last) const
+{
+  const std::size_t middle = first + (last - first) / 2;
+  return FloorOfRatio(place, Sums[middle] - Sums[first], Sums[last] - Sums[first]);
+}
+
 trelPlannedPacket trelRunPlan::Find(std::int64_t place) const
 {
   std::size_t first = 0, last = Entries.size();
   while (last - first > 1) {
     const std::size_t middle = first + (last - first) / 2;
-    const std::int64_t lower = Sums[middle] - Sums[first], all = Sums[last] - Sums[first];
-    const std::int64_t before = FloorOfRatio(place, lower, all);
-    if (FloorOfRatio(place + 1, lower, all) > before) {
+    const std::int64_t before = CountLower(place, first, last);
+    if (CountLower(place + 1, first, last) > before) {
       place = before;
       last = middle;
     } else {
@@ -90,4 +102,24 @@ trelPlannedPacket trelRunPlan::Find(std::int64_t place) const
     }
   }
   return {first, place};
+}
+
+void trelRunPlan::CountAhead(std::int64_t places, std::size_t first, std::size_t last,
+                             std::vector<std::int64_t>& counts) const
+{
+  if (last - first == 1) {
+    counts[first] = places;
+    return;
+  }
+  const std::size_t middle = first + (last - first) / 2;
+  const std::int64_t lower = CountLower(places, first, last);
+  CountAhead(lower, first, middle, counts);
+  CountAhead(places - lower, middle, last, counts);
+}
+
+std::vector<std::int64_t> trelRunPlan::CountAhead(std::int64_t places) const
+{
+  std::vector<std::int64_t> counts(Entries.size());
+  if (!Entries.empty()) CountAhead(places, 0, Entries.size(), counts);
+  return counts;
 }

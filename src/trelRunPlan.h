@@ -48,6 +48,9 @@ public:
   /** The same entries, each with a share of @p packets. */
   void ShareAlike(std::int64_t packets);
 
+  /** The same entries with these shares. */
+  void SetShares(const std::vector<std::int64_t>& shares);
+
   const std::vector<trelRunEntry>& GetEntries() const { return Entries; }
   std::int64_t GetBatches() const { return Batches; }
   /** Of all entries: in a batch, and in the run. */
@@ -56,9 +59,14 @@ public:
 
   /** The packet at @p place, from 0, of a batch. */
   trelPlannedPacket Find(std::int64_t place) const;
+  /** How many of the first @p places packets of a batch each entry has. */
+  std::vector<std::int64_t> CountAhead(std::int64_t places) const;
 
 private:
   void SumShares();
+  std::int64_t CountLower(std::int64_t place, std::size_t first, std::size_t last) const;
+  void CountAhead(std::int64_t places, std::size_t first, std::size_t last,
+                  std::vector<std::int64_t>& counts) const;
 
   std::vector<trelRunEntry> Entries;
   std::vector<std::int64_t> Sums;  ///< of the shares before each entry, and of all

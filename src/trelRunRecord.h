@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+class trelNetcdfFile;
 class trelSimulationParameter;
 
 /**

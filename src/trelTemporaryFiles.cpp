@@ -100,3 +100,31 @@ std::FILE* CreateTemporaryFile(const std::filesystem::path& folder, trelTemporar
   errno = reason;
   return nullptr;
 }
+
+#ifdef _WIN32
+static int CreateScratchFile(const std::string& path)
+{
+  return open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_BINARY | _O_TEMPORARY,
+              S_IREAD | S_IWRITE);
+}
+#else
+static int CreateScratchFile(const std::string& path)
+{
+  // Listed while it has a name, for signals.
+  const trelTemporaryFile file = {path, ListTemporaryFile(path)};
+  const int descriptor = open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+  const int reason = errno;
+  if (descriptor >= 0) unlink(path.c_str());
+  UnlistTemporaryFile(file);
+  errno = reason;
+  return descriptor;
+}
+#endif
+
+std::FILE* OpenScratchFile(const std::filesystem::path& folder)
+{
+  const int descriptor = CreateScratchFile((folder / MakeTemporaryName()).string());
+  std::FILE* stream = descriptor < 0 ? nullptr : fdopen(descriptor, "w+b");
+  if (!stream && descriptor >= 0) close(descriptor);
+  return stream;
+}

@@ -27,6 +27,10 @@ struct trelTemporaryFile
  */
 std::FILE* CreateTemporaryFile(const std::filesystem::path& folder, trelTemporaryFile& file);
 
+/** A new file in @p folder for writing and reading, which no folder names: the system removes it
+ *  when it is closed, however the process ends. On failure null, and errno says why. */
+std::FILE* OpenScratchFile(const std::filesystem::path& folder);
+
 /** Takes @p file off the list; the file itself stays. */
 void UnlistTemporaryFile(const trelTemporaryFile& file);
 

@@ -1,4 +1,5 @@
 #include <CLI/CLI.hpp>
+#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -13,6 +14,7 @@
 #include <unistd.h>
 #endif
 
+#include "trelExitRecorder.h"
 #include "trelProgramSignals.h"
 #include "trelRunDriver.h"
 #include "trelRunMerge.h"
@@ -34,6 +36,8 @@ struct trelrunWords
   std::string Range;
   std::vector<std::string> Merged;
   std::optional<double> RelativeError;
+  std::string Exits;
+  std::string OnlyPacket;
 };
 
 static constexpr std::int64_t mostPackets = 1000000000000000;
@@ -84,6 +88,27 @@ static void DescribeExact(CLI::App& app, trelRunOptions& options, trelrunWords& 
                      " transmittance, a face (top, ...), fibre1, ...")};
 }
 
+/** The options of what leaves the medium. */
+static void DescribeExits(CLI::App& app, trelRunOptions& options, trelrunWords& words)
+{
+  words.Exact.insert(
+      words.Exact.end(),
+      {app.add_option("--exits", words.Exits,
+                      "N or all: a table of the packets that leave or are collected, of those"
+                      " launched first until there are N")
+           ->transform(CLI::Validator(WriteOut, "NUMBER")),
+       app.add_option(
+           "--only-packet", words.OnlyPacket,
+           "SOURCE:SPECTRUM:N: fly packet N, from 0, of --seed alone, and tell its path"),
+       app.add_option("--replay", options.Again.File,
+                      "Fly the exits of this result file again, and write how their light changes"
+                      " with the absorption of each cell"),
+       app.add_option("--detector", options.Again.Detector,
+                      "With --replay: only what this fibre collected")
+           ->needs("--replay")
+           ->check(CLI::Range(1, 1 << 30))});
+}
+
 static void Describe(CLI::App& app, trelRunOptions& options, trelrunWords& words)
 {
   app.set_version_flag("--version", programName);
@@ -107,6 +132,7 @@ static void Describe(CLI::App& app, trelRunOptions& options, trelrunWords& words
                  "Threads (default: the cores that the process may use)")
       ->check(CLI::Range(1, MaximumNumberOfThreads));
   DescribeExact(app, options, words);
+  DescribeExits(app, options, words);
   app.add_option("--merge", words.Merged,
                  "OUT IN...: put results of parts of a run, or of runs of different seeds, together"
                  " as OUT.nc, without a MODEL")
@@ -152,6 +178,32 @@ static std::string TakeChanges(const trelrunWords& words, trelRunOptions& option
     options.Changes.push_back(change);
   }
   return "";
+}
+
+/** What is wrong with the packet asked for, or empty. */
+static std::string TakeOnlyPacket(const trelrunWords& words, trelRunOptions& options)
+{
+  if (words.OnlyPacket.empty()) return "";
+  if (!words.Exits.empty() || !options.Again.File.empty())
+    return "--only-packet: not with --exits or --replay";
+  if (!options.Seed) return "--only-packet: say of which run by --seed";
+  return ReadPacketName(words.OnlyPacket, &options.Again.Packet)
+             ? ""
+             : "--only-packet: expected SOURCE:SPECTRUM:N, numbers of which N alone counts from 0";
+}
+
+/** What is wrong with the exits asked for, or empty. */
+static std::string TakeExits(const trelrunWords& words, trelRunOptions& options)
+{
+  if (words.Exits.empty()) return "";
+  if (!options.Again.File.empty()) return "--exits: not with --replay";
+  if (options.Base == "-") return "--exits: with -o - there is no file that takes them";
+  options.Exits = trelExitRecorder::AllExits;
+  if (words.Exits == "all") return "";
+  const char* const end = words.Exits.data() + words.Exits.size();
+  const auto [rest, error] = std::from_chars(words.Exits.data(), end, options.Exits);
+  const bool isNumber = error == std::errc() && rest == end && options.Exits > 0;
+  return isNumber ? "" : "--exits: expected a number above 0, or all";
 }
 
 /** The first option given that the rules do not have, as a fault; or empty. */
@@ -264,6 +316,8 @@ static int RunProgram(int argc, char** argv)
   if (fault.empty()) fault = TakeWatch(words, options);
   if (fault.empty()) fault = TakePackets(words, options);
   if (fault.empty()) fault = TakeGoal(words, options);
+  if (fault.empty()) fault = TakeExits(words, options);
+  if (fault.empty()) fault = TakeOnlyPacket(words, options);
   if (!fault.empty()) {
     std::cerr << programName << ": error: " << fault << '\n';
     return RunUsage;
