@@ -51,7 +51,7 @@ static void WriteKind(trelNetcdfFile& file, const trelLabelledSensitivity& kind,
   variable.Units = "mm";
   file.AddVariable(variable);
   for (std::size_t i = 0; i < order.size(); ++i)
-    PutGrid(file, kind.Name, i, result.GetMediumResult(order[i])->GetGrids(GridCW), grid, domain,
+    PutGrid(file, kind.Name, {i}, result.GetMediumResult(order[i])->GetGrids(GridCW), grid, domain,
             window);
 }
 
