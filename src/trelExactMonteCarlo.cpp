@@ -483,14 +483,21 @@ bool trelExactMonteCarlo::RunPackets(const Batch& batch, std::vector<trelExactTa
   return true;
 }
 
+/** Who looks at the packets that the thread takes next, and in which loop they fly: asked ahead of
+ *  taking them, since who has seen enough by now has seen it of earlier packets. */
+void trelExactMonteCarlo::ChooseLoop(int thread, trelExactTally& tally) const
+{
+  if (Pilot) return;
+  tally.Observer = Audience ? Audience->FindObserver(thread) : nullptr;
+  tally.Trace = ChooseTrace(tally);
+}
+
 void trelExactMonteCarlo::TracePackets(const Batch& batch, int thread, trelExactTally& tally)
 {
   const std::int64_t packets = batch.CountPackets();
   std::int64_t flown = 0;
   while (Pilot || !Control->IsHaltRequested()) {
-    // Asked first: who has seen enough by now has seen it of earlier packets.
-    tally.Observer = Audience && !Pilot ? Audience->FindObserver(thread) : nullptr;
-    if (!Pilot) tally.Trace = ChooseTrace(tally);
+    ChooseLoop(thread, tally);
     const auto few = static_cast<std::uint64_t>(flown * fewInteractions);
     const std::int64_t taken = tally.Interactions <= few ? packetsTaken : 1;
     const std::int64_t first = NextPacket.fetch_add(taken, std::memory_order_acq_rel);

@@ -177,6 +177,7 @@ private:
   bool PrepareAudience(int threads);
   bool RunPackets(const Batch& batch, std::vector<trelExactTally>& tallies);
   void PrepareTally(int thread, bool isAlone, trelExactTally& tally) const;
+  void ChooseLoop(int thread, trelExactTally& tally) const;
   void TracePackets(const Batch& batch, int thread, trelExactTally& tally);
   bool TracePlace(const Batch& batch, std::int64_t place, trelExactTally& tally);
   bool TraceObserved(const Batch& batch, std::int64_t place, const trelPlannedPacket& planned,

@@ -580,13 +580,17 @@ void trelRunDriver::Configure(trelOpticalSimulationFilter& filter)
     exact->AddDependent(
         new trelRunProgress(Control, Options.Progress, Options.Columns, Options.Model, Messages));
   }
-  if (!log) return;
-  *log << "seed " << exact->GetSeed();
+  if (log) LogSeed(exact->GetSeed());
+}
+
+void trelRunDriver::LogSeed(std::uint64_t seed)
+{
+  Log << "seed " << seed;
   if (CountBatches() > 0)
-    *log << ", batches " << CountBatches()
-         << (Options.RelativeError > 0.0 ? " or as many as it takes" : "")
-         << " (numbers of packets are rounded up to a multiple)";
-  *log << std::endl;
+    Log << ", batches " << CountBatches()
+        << (Options.RelativeError > 0.0 ? " or as many as it takes" : "")
+        << " (numbers of packets are rounded up to a multiple)";
+  Log << std::endl;
 }
 
 int trelRunDriver::Simulate()
@@ -601,8 +605,7 @@ int trelRunDriver::Simulate()
   if (!isDone && !isKept) return RunFailed;
   const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
   const auto* exact = dynamic_cast<const trelExactMonteCarlo*>(filter->GetMediumFilter());
-  if (exact && Options.RelativeError > 0.0) TellGoal(exact->GetSummary());
-  if (exact && exact->GetSummary().EndedEarly()) TellStop(exact->GetSummary());
+  if (exact) TellEnd(exact->GetSummary());
   const int reason = Control.GetReason();
   const int stopped = reason > 0 ? 128 + reason : RunFailed;
   if (!filter->GetMediumFilter()->HasResults()) return stopped;
@@ -613,6 +616,12 @@ int trelRunDriver::Simulate()
   if (!Options.IsQuiet) Summarize(*filter, seconds.count());
   if (reason > 0) return stopped;
   return isDone ? RunDone : RunFailed;
+}
+
+void trelRunDriver::TellEnd(const trelExactSummary& summary)
+{
+  if (Options.RelativeError > 0.0) TellGoal(summary);
+  if (summary.EndedEarly()) TellStop(summary);
 }
 
 /** What has ended a run that is to be sure enough. */

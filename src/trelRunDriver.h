@@ -138,6 +138,8 @@ private:
   int TakeOrigin();
   void LogStart();
   void Configure(class trelOpticalSimulationFilter& filter);
+  void LogSeed(std::uint64_t seed);
+  void TellEnd(const struct trelExactSummary& summary);
   void TellGoal(const struct trelExactSummary& summary);
   bool TellExits();
   void TellStop(const struct trelExactSummary& summary);
