@@ -100,7 +100,7 @@ trel_subsystem(labelled_results
   LIBRARIES netcdf md
   HEADERS
   CLASSES trelNetcdfFile trelTrialProcess trelNetcdfInput trelRunStateWriter trelRunStateReader
-          trelRunRecord trelLabelledGrids trelLabelledBatches trelLabelledExits trelLabelledExitReader
+          trelRunRecord trelLabelledGrids trelLabelledBatches trelExitColumns trelLabelledExits trelLabelledExitReader
           trelLabelledSensitivity trelLabelledResultWriter)
 
 # What the detectors outside of the medium see of its surface.
@@ -132,5 +132,5 @@ trel_subsystem(check
 trel_subsystem(driver
   MAY_USE framework model parameter_file results labelled_results free_space transport
           check
-  CLASSES trelOpticalSimulationFilter trelDriver trelRunProgress trelReplayRun trelRunKeeper trelRunOrigin
+  CLASSES trelOpticalSimulationFilter trelDriver trelRunProgress trelReplayRun trelRunKeeper trelRunOrigin trelExitOrigin
           trelRunDriver trelRunMerge)

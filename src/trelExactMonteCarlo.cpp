@@ -186,6 +186,13 @@ void trelExactMonteCarlo::PassState(bool hasOpen, trelStateArchive& archive)
   if (done[1] > 0.0) Open.PassState("open_ledger", archive);
 }
 
+void trelExactMonteCarlo::ConcludeAudience(bool hasOpen)
+{
+  const trelPacketRange flown = GetRange();
+  const std::int64_t end = flown.First + flown.Number + (hasOpen ? NextPacket.load() : 0);
+  if (Audience) Audience->Conclude(flown.First, end);
+}
+
 /** Takes up the run where it was left. */
 bool trelExactMonteCarlo::Continue()
 {
@@ -239,7 +246,7 @@ bool trelExactMonteCarlo::Execute()
   if (!Model.Dyes.empty() && !RunPilot()) return false;
   if (Audience && !PrepareAudience(threads)) return false;
   if (!Continue() || !FlyBatches(tallies)) return false;
-  if (Audience) Audience->Conclude(GetRange().First, GetRange().First + GetRange().Number);
+  ConcludeAudience(false);
   if (AtEnd) AtEnd();
   CountFlown();
   const double part = 1.0 / static_cast<double>(std::max<std::int64_t>(Summary.BatchesDone, 1));

@@ -27,13 +27,6 @@ struct trelFlownEntry
   std::uint64_t Flown;
 };
 
-/** The packets of a larger run by their places in it, those of all sources together; none: all. */
-struct trelPacketRange
-{
-  std::int64_t First = 0;
-  std::int64_t Number = 0;
-};
-
 /** What became of the packets of a run, all sources together. */
 struct trelExactSummary
 {
@@ -112,6 +105,10 @@ public:
   /** Passes where the run is and all that it has summed. While its packets rest; may throw. With @p
    *  hasOpen also the batch that is not finished. */
   void PassState(bool hasOpen, trelStateArchive& archive);
+  /** Tells the audience which packets belong to the results: those of the finished batches and,
+   * with
+   *  @p hasOpen, of the open one. While packets rest. */
+  void ConcludeAudience(bool hasOpen);
   /** What is done while the packets rest, as the control asks them to and when they stop, and
    *  before the results are made of the sums: the last chances to pass the state. */
   void SetCheckpoint(std::function<void()> checkpoint) { Checkpoint = std::move(checkpoint); }

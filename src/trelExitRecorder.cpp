@@ -1,10 +1,11 @@
 #include "trelExitRecorder.h"
 
 #include <algorithm>
+#include <charconv>
+#include <system_error>
 #include <utility>
 
 #include "trelExactModel.h"
-#include "trelRunPlan.h"
 #include "trelSpectrum.h"
 #include "trelTissuePaths.h"
 
@@ -119,7 +120,7 @@ trelExitRecorder::~trelExitRecorder() = default;
 
 bool trelExitRecorder::Prepare(const trelExactModel& model, const trelRunPlan& plan, int threads)
 {
-  TooManyTissues = model.NumberOfTissues > MostTissues;
+  TooManyTissues = model.NumberOfTissues > trelExitTable::MostTissues;
   if (TooManyTissues) return false;
   Plan = &plan;
   Table.Entries.clear();
@@ -132,7 +133,7 @@ bool trelExitRecorder::Prepare(const trelExactModel& model, const trelRunPlan& p
   Observers.clear();
   for (int thread = 0; thread < threads; ++thread)
     Observers.emplace_back(Table, thread, model.NumberOfTissues);
-  return Table.Open(Folder, threads, Limit);
+  return Table.Open(Folder, threads, Limit) && (!Fill || Fill(Table));
 }
 
 trelPacketObserver* trelExitRecorder::FindObserver(int thread)
@@ -142,12 +143,39 @@ trelPacketObserver* trelExitRecorder::FindObserver(int thread)
 
 void trelExitRecorder::Conclude(std::int64_t first, std::int64_t end)
 {
-  const std::int64_t covered = std::max(Table.Conclude(end) - first, std::int64_t{0});
-  const std::int64_t batch = Plan->GetPacketsOfBatch();
-  if (batch == 0) return;
-  const std::vector<std::int64_t> ahead = Plan->CountAhead(covered % batch);
+  const std::vector<trelPacketRange> own = {{first, end - first}};
+  const std::vector<trelPacketRange>& ranges = Ranges.empty() ? own : Ranges;
+  const std::int64_t covered = Table.Conclude(ranges.back().First + ranges.back().Number);
+  for (trelExitEntry& entry : Table.Entries)
+    entry.Covered = entry.First = entry.End = 0;
+  for (const trelPacketRange& range : ranges)
+    Cover(range.First, std::min(range.First + range.Number, covered));
+}
+
+/** Adds the packets of these places to those covered. */
+void trelExitRecorder::Cover(std::int64_t first, std::int64_t end)
+{
+  if (first >= end) return;
+  const std::vector<std::int64_t> ahead = Plan->CountLaunched(first);
+  const std::vector<std::int64_t> launched = Plan->CountLaunched(end);
   for (std::size_t i = 0; i < ahead.size(); ++i) {
     trelExitEntry& entry = Table.Entries[i];
-    entry.Covered = covered / batch * entry.Share + ahead[i];
+    if (entry.Covered == 0) entry.First = ahead[i];
+    entry.Covered += launched[i] - ahead[i];
+    entry.End = launched[i];
   }
+}
+
+bool ReadExitLimit(const std::string& text, std::int64_t* limit)
+{
+  *limit = trelExitRecorder::AllExits;
+  if (text == "all") return true;
+  const char* const end = text.data() + text.size();
+  const auto [rest, error] = std::from_chars(text.data(), end, *limit);
+  return error == std::errc() && rest == end && *limit > 0;
+}
+
+std::string FormatExitLimit(std::int64_t limit)
+{
+  return limit == trelExitRecorder::AllExits ? "all" : std::to_string(limit);
 }

@@ -11,19 +11,30 @@ static constexpr std::size_t bufferSize = 1 << 16;
 
 bool trelExitTable::Open(const std::filesystem::path& folder, int threads, std::int64_t limit)
 {
+  Folder = folder;
   Parts = std::vector<Part>(static_cast<std::size_t>(threads));
   Limit = limit;
   Exits = 0;
   HasFailed = false;
   Rows = Left = 0;
-  for (Part& part : Parts) {
-    part.File.reset(OpenScratchFile(folder));
-    if (part.File)
-      std::setvbuf(part.File.get(), nullptr, _IOFBF, bufferSize);
-    else
-      Fail(part);
-  }
+  for (Part& part : Parts)
+    OpenPart(part);
   return !HasFailed;
+}
+
+void trelExitTable::OpenPart(Part& part)
+{
+  part.File.reset(OpenScratchFile(Folder));
+  if (part.File)
+    std::setvbuf(part.File.get(), nullptr, _IOFBF, bufferSize);
+  else
+    Fail(part);
+}
+
+int trelExitTable::AddPart()
+{
+  OpenPart(Parts.emplace_back());
+  return HasFailed ? -1 : static_cast<int>(Parts.size()) - 1;
 }
 
 void trelExitTable::Fail(Part& part)
@@ -58,6 +69,8 @@ void trelExitTable::Append(int thread, const trelExitRow* rows, std::size_t coun
 {
   Part& part = Parts[static_cast<std::size_t>(thread)];
   errno = 0;
+  if (part.IsRead && part.Error == 0 && std::fseek(part.File.get(), 0, SEEK_END) != 0) Fail(part);
+  part.IsRead = false;
   for (std::size_t i = 0; i < count && part.Error == 0; ++i)
     if (!Write(part, rows[i])) Fail(part);
   Exits.fetch_add(static_cast<std::int64_t>(count), std::memory_order_release);
@@ -83,6 +96,7 @@ bool trelExitTable::Rewind()
   errno = 0;
   for (Part& part : Parts) {
     if (part.Error != 0) continue;
+    part.IsRead = true;
     if (std::fflush(part.File.get()) != 0 || std::fseek(part.File.get(), 0, SEEK_SET) != 0)
       Fail(part);
     else

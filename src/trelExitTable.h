@@ -60,6 +60,8 @@ struct trelExitEntry
   std::int32_t Wavelength;
   std::int64_t Share;    ///< packets in a batch
   std::int64_t Covered;  ///< packets launched; weights are normalised by them
+  /** The number of the first of them, and the one behind the last. */
+  std::int64_t First = 0, End = 0;
 };
 
 /**
@@ -69,19 +71,26 @@ struct trelExitEntry
  * Each thread appends the exits of its packets, whose places grow, to a file of its own without a
  * name; behind the packets the files are merged while they are read. Memory does not grow with the
  * number of exits. Packets are kept whole: those that come first until there are as many exits as
- * asked for.
+ * asked for. What was read may be added to, and read again.
  */
 class trelExitTable
 {
 public:
+  /** The columns of a table by tissue are of this many at most. */
+  static constexpr std::int32_t MostTissues = 4096;
+
   /** With an entry for each of the run's. @p folder is where the files lie; @p limit is how many
    *  exits are asked for. False, with a fault, if it cannot be. */
   bool Open(const std::filesystem::path& folder, int threads, std::int64_t limit);
+  /** Ahead of the run: takes rows from elsewhere. The number to append them with, as that of a
+   *  thread is; -1, with a fault, if it cannot be. */
+  int AddPart();
   /** Adds the exits of a launched packet, whose place is above those before of its @p thread. */
   void Append(int thread, const trelExitRow* rows, std::size_t count);
   /** Whether packets that are taken from now on are not needed: asked for ahead of taking them. */
   bool IsFull() const { return HasFault() || Exits.load(std::memory_order_acquire) >= Limit; }
-  /** Ends the writing: packets from place @p end on are dropped. The number of packets covered. */
+  /** Chooses the rows that are read: packets from place @p end on are left out. The place behind
+   *  the last packet covered. */
   std::int64_t Conclude(std::int64_t end);
 
   /** Of the rows, from the first on. */
@@ -105,14 +114,17 @@ private:
     std::unique_ptr<std::FILE, Closer> File;
     trelExitRow Row;  ///< the next one while it is read
     bool HasRow = false;
-    int Error = 0;  ///< of the system, when it failed
+    bool IsRead = false;  ///< and not where it is appended to
+    int Error = 0;        ///< of the system, when it failed
   };
 
+  void OpenPart(Part& part);
   bool Write(Part& part, const trelExitRow& row);
   void Read(Part& part);
   void Fail(Part& part);
   Part* FindFirst();
 
+  std::filesystem::path Folder;
   std::vector<Part> Parts;
   std::int64_t Limit = 0;
   std::atomic<std::int64_t> Exits{0};

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "trelExitColumns.h"
 #include "trelNetcdfFile.h"
 #include "trelOpticalParameter.h"
 #include "trelResultLabels.h"
@@ -37,7 +38,7 @@ bool trelLabelledExitReader::Check(int status)
 }
 
 /** Everything that is read of a file, for a trial. */
-void trelLabelledExitReader::ReadAll(const std::string& name)
+void trelLabelledExitReader::ReadAll(const std::string& name, bool isWhole)
 {
   if (!OpenFile(name)) return;
   for (const char* attribute : {"rules", "model_sha256", "mesh_sha256"})
@@ -46,18 +47,22 @@ void trelLabelledExitReader::ReadAll(const std::string& name)
   for (const char* coefficient : {"mua", "mus", "g", "n"})
     GetCoefficient(coefficient, {0, 0}, &value);
   std::vector<trelListedExit> exits;
-  while (ReadNext(&exits)) {
+  while (!isWhole && ReadNext(&exits)) {
+  }
+  if (GetLength("tissue") > trelExitTable::MostTissues) return;
+  std::vector<trelExitRow> rows;
+  while (isWhole && ReadNext(GetLength("tissue"), CountLegs(), &rows)) {
   }
 }
 
-bool trelLabelledExitReader::Open(const std::string& name)
+bool trelLabelledExitReader::Open(const std::string& name, bool isWhole)
 {
   std::error_code error;
   if (!std::filesystem::is_regular_file(name, error)) return Fail("there is no such file");
   PrepareNetcdf(name);
   const bool isSound = ComesToItsEnd([&] {
     trelLabelledExitReader trial;
-    trial.ReadAll(name);
+    trial.ReadAll(name, isWhole);
   });
   return isSound ? OpenFile(name) : Fail("it cannot be read: it is damaged");
 }
@@ -75,6 +80,11 @@ bool trelLabelledExitReader::OpenFile(const std::string& name)
     return Fail("it has no table of exits");
   Seed = seed;
   Rows = GetLength("exit");
+  // What compresses better than the library can is no table.
+  constexpr std::uintmax_t mostRowsOfByte = 129;
+  std::error_code error;
+  const std::uintmax_t size = std::filesystem::file_size(name, error);
+  if (!error && Rows / mostRowsOfByte > size) return Fail("its table of exits is damaged");
   return ReadEntries();
 }
 
@@ -112,23 +122,37 @@ static int GetBlock(int file, int id, const std::size_t* start, const std::size_
   return nc_get_vara_longlong(file, id, start, count, values);
 }
 
-/** @p count numbers of a variable of one dimension, or, with @p first 0, of two; all 0 after a
- *  fault. */
+/** Whether a variable has rows of @p width numbers, without a second dimension if that is 0, and as
+ *  many rows or more. */
+bool trelLabelledExitReader::HasShape(const std::string& variable, std::size_t rows,
+                                      std::size_t width, int* id)
+{
+  const int expected = width == 0 ? 1 : 2;
+  int axes = 0, axis[2] = {};
+  std::size_t length[2] = {0, width};
+  if (nc_inq_varid(Id, variable.c_str(), id) != NC_NOERR ||
+      nc_inq_varndims(Id, *id, &axes) != NC_NOERR || axes != expected ||
+      nc_inq_vardimid(Id, *id, axis) != NC_NOERR)
+    return false;
+  for (int i = 0; i < axes; ++i)
+    if (nc_inq_dimlen(Id, axis[i], &length[i]) != NC_NOERR) return false;
+  return length[0] >= rows && length[1] == width;
+}
+
+/** @p count rows of a variable; all 0 after a fault. */
 template <class Number>
 std::vector<Number> trelLabelledExitReader::ReadColumn(const std::string& variable,
-                                                       std::size_t first, std::size_t count)
+                                                       std::size_t first, std::size_t count,
+                                                       std::size_t width)
 {
-  std::vector<Number> values(count);
-  int id = 0, axes = 0, axis = 0;
-  std::size_t length = 0;
-  if (nc_inq_varid(Id, variable.c_str(), &id) != NC_NOERR ||
-      nc_inq_varndims(Id, id, &axes) != NC_NOERR || axes != 1 ||
-      nc_inq_vardimid(Id, id, &axis) != NC_NOERR || nc_inq_dimlen(Id, axis, &length) != NC_NOERR ||
-      length < first + count) {
+  std::vector<Number> values(count * std::max<std::size_t>(width, 1));
+  int id = 0;
+  if (!HasShape(variable, first + count, width, &id)) {
     Fail("its variable " + variable + " is missing, or of another shape");
     return values;
   }
-  if (!Check(GetBlock(Id, id, &first, &count, values.data())))
+  const std::size_t start[2] = {first, 0}, counts[2] = {count, width};
+  if (!Check(GetBlock(Id, id, start, counts, values.data())))
     std::fill(values.begin(), values.end(), Number{});
   return values;
 }
@@ -141,9 +165,9 @@ bool trelLabelledExitReader::ReadEntries()
     return ReadColumn<long long>(std::string("exit_entry_") + name, 0, count);
   };
   const auto sources = column("source"), spectra = column("spectrum"), shares = column("share"),
-             packets = column("packets");
+             packets = column("packets"), first = column("first"), end = column("end");
   for (std::size_t i = 0; i < count; ++i)
-    Entries.push_back({sources[i], spectra[i], 0, shares[i], packets[i]});
+    Entries.push_back({sources[i], spectra[i], 0, shares[i], packets[i], first[i], end[i]});
   return Fault.empty();
 }
 
@@ -221,4 +245,45 @@ bool trelLabelledExitReader::ReadNext(std::vector<trelListedExit>* exits)
         {sources[i], spectra[i], packets[i], conversions[i], detectors[i], weights[i]});
   Read += count;
   return Fault.empty();
+}
+
+int trelLabelledExitReader::CountLegs()
+{
+  int id = 0;
+  const std::string name = GetPathName(ListExitPathColumns().front(), LegOfEmission);
+  return nc_inq_varid(Id, name.c_str(), &id) == NC_NOERR ? NumberOfPathLegs : 1;
+}
+
+bool trelLabelledExitReader::ReadNext(std::size_t tissues, int legs, std::vector<trelExitRow>* rows)
+{
+  const std::size_t count = std::min(CountExitsOfBlock(tissues), Rows - Read);
+  rows->assign(count, {});
+  if (count == 0 || !Fault.empty()) return false;
+  for (const trelExitColumn& column : ListExitColumns()) {
+    const std::size_t width = column.Variable.Dimensions.size() > 1 ? 3 : 0;
+    const auto values = ReadColumn<double>(column.Variable.Name, Read, count, width);
+    for (std::size_t i = 0; i < count; ++i)
+      column.Set(Entries, &values[i * std::max<std::size_t>(width, 1)], (*rows)[i].Exit);
+  }
+  for (int leg = 0; leg < legs; ++leg)
+    ReadPaths(leg, tissues, rows);
+  Read += count;
+  return Fault.empty();
+}
+
+/** What the ways of rows did in the tissues that they have been in. */
+void trelLabelledExitReader::ReadPaths(int leg, std::size_t tissues, std::vector<trelExitRow>* rows)
+{
+  std::vector<std::vector<double>> values;
+  for (const trelExitPathColumn& column : ListExitPathColumns())
+    values.push_back(ReadColumn<double>(GetPathName(column, leg), Read, rows->size(), tissues));
+  for (std::size_t place = 0; place < rows->size() * tissues; ++place) {
+    const bool isClear = std::all_of(values.begin(), values.end(),
+                                     [&](const auto& column) { return column[place] == 0.0; });
+    if (isClear) continue;
+    trelTissuePath path{static_cast<std::int32_t>(place % tissues), 0, 0.0, 0.0};
+    for (std::size_t i = 0; i < values.size(); ++i)
+      ListExitPathColumns()[i].Set(values[i][place], path);
+    (*rows)[place / tissues].Legs[static_cast<std::size_t>(leg)].push_back(path);
+  }
 }

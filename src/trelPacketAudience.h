@@ -24,7 +24,8 @@ public:
   virtual trelPacketObserver* FindObserver(int thread) = 0;
   /** Whether it cannot go on; the run fails at the end of its batch. */
   virtual bool HasFailed() const { return false; }
-  /** Behind the packets: those from place @p first up to @p end belong to the results. */
+  /** While packets rest, and behind them: those from place @p first up to @p end belong to the
+   *  results. */
   virtual void Conclude(std::int64_t /*first*/, std::int64_t /*end*/) {}
 
   /** Where packets are flown again: gives the plan the shares of the run that had them, */

@@ -130,6 +130,7 @@ trelRunDriver::trelRunDriver(const trelRunOptions& options, std::ostream& log,
       Check(Findings),
       Keeper(Base, Record),
       Origin(options.Parts ? *options.Parts : OwnOrigin),
+      ExitLimit(options.Exits),
       Control(options.Control ? *options.Control : OwnControl)
 {
   activeDriver = this;
@@ -503,14 +504,35 @@ int trelRunDriver::TakeOrigin()
          " --continue would go on from it");
   }
   if (!Origin.IsOpen()) return RunDone;
+  const std::string difference = FindOriginDifference();
+  if (!difference.empty()) {
+    refuse(difference, "give model and options as that run had them");
+    return RunFailed;
+  }
+  if (ExitLimit == 0) return RunDone;
+  const std::string fault = ExitOrigin.Open(Origin);
+  if (fault.empty()) return RunDone;
+  refuse(fault, "its exits cannot be taken over");
+  return RunNotWritten;
+}
+
+/** In what the run is another than that of the files; empty if it is not. */
+std::string trelRunDriver::FindOriginDifference()
+{
   std::string difference = Origin.FindDifference(Record);
-  if (difference.empty() && Parameter->GetSavePhotonFlyTime())
-    difference = "photonflytime lists all packets, and the list is not kept";
-  if (difference.empty() && Options.Seed && *Options.Seed != Origin.GetSeed())
-    difference = "the seed is not that of " + Origin.GetName();
-  if (difference.empty()) return RunDone;
-  refuse(difference, "give model and options as that run had them");
-  return RunFailed;
+  if (!difference.empty()) return difference;
+  if (Parameter->GetSavePhotonFlyTime())
+    return "photonflytime lists all packets, and the list is not kept";
+  if (Options.Seed && *Options.Seed != Origin.GetSeed())
+    return "the seed is not that of " + Origin.GetName();
+  if (Options.Parts) {
+    const std::string reason = ExitOrigin.ChooseOfParts(Origin);
+    if (!reason.empty()) Tell(false, reason);
+  } else {
+    difference = ExitOrigin.Choose(Origin, Options.Exits);
+  }
+  ExitLimit = ExitOrigin.GetLimit();
+  return difference;
 }
 
 /** Flies packets of a run again, in place of one. */
@@ -567,15 +589,11 @@ void trelRunDriver::Configure(trelOpticalSimulationFilter& filter)
   exact->SetKeepsBatches(Options.KeepsBatches || (Options.Parts && Origin.HasCells()));
   exact->SetControl(&Control);
   exact->GetGoal().Set(GoalLine, Options.RelativeError);
-  if (Origin.IsOneRun()) Record.Add("seed", exact->GetSeed());
+  if (Origin.HasOneSeed()) Record.Add("seed", exact->GetSeed());
   std::ostream* const log = Options.IsQuiet ? nullptr : &Log;
   if (WritesLabelled() && exact->HasStatistics())
     Keeper.Watch(*exact, Control, Options.CheckpointSeconds, log, Messages);
-  if (Options.Exits > 0) {
-    const fs::path folder = fs::path(NativePath(GetLabelledName())).parent_path();
-    Exits = std::make_unique<trelExitRecorder>(folder, Options.Exits);
-    exact->SetAudience(Exits.get());
-  }
+  if (ExitLimit > 0) AddExits(*exact);
   if (Options.Progress != ProgressNone) {
     exact->AddDependent(
         new trelRunProgress(Control, Options.Progress, Options.Columns, Options.Model, Messages));
@@ -591,6 +609,27 @@ void trelRunDriver::LogSeed(std::uint64_t seed)
         << (Options.RelativeError > 0.0 ? " or as many as it takes" : "")
         << " (numbers of packets are rounded up to a multiple)";
   Log << std::endl;
+}
+
+/** The run gets a table of exits, with those of the files that it goes on from. */
+void trelRunDriver::AddExits(trelExactMonteCarlo& exact)
+{
+  const fs::path folder = fs::path(NativePath(GetLabelledName())).parent_path();
+  const auto tissues = static_cast<std::size_t>(Parameter->GetNumberOfTissues());
+  const bool hasEmission = Parameter->GetSimulationType() == FMT;
+  Exits = std::make_unique<trelExitRecorder>(folder, ExitLimit);
+  if (Origin.IsOpen())
+    Exits->SetOrigin([this, tissues, hasEmission](trelExitTable& table) {
+      return ExitOrigin.Fill(table, tissues, hasEmission);
+    });
+  std::vector<trelPacketRange> ranges;
+  for (const trelFlownRange& range : Origin.GetRanges())
+    ranges.push_back(
+        {static_cast<std::int64_t>(range.First), static_cast<std::int64_t>(range.Number)});
+  Exits->SetRanges(std::move(ranges));
+  Record.Add("exits_asked", FormatExitLimit(ExitLimit));
+  Keeper.SetExits(&Exits->GetTable(), tissues, hasEmission);
+  exact.SetAudience(Exits.get());
 }
 
 int trelRunDriver::Simulate()
@@ -647,12 +686,14 @@ void trelRunDriver::TellGoal(const trelExactSummary& summary)
 bool trelRunDriver::TellExits()
 {
   const trelExitTable& table = Exits->GetTable();
-  if (table.HasFault()) {
-    Tell(true, table.GetFault());
+  const std::string& fault =
+      ExitOrigin.GetFault().empty() ? table.GetFault() : ExitOrigin.GetFault();
+  if (!fault.empty()) {
+    Tell(true, fault);
     return false;
   }
   if (Exits->HasTooManyTissues()) {
-    Tell(true, "--exits: the model has more than " + std::to_string(trelExitRecorder::MostTissues) +
+    Tell(true, "--exits: the model has more than " + std::to_string(trelExitTable::MostTissues) +
                    " tissues");
     return true;
   }

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "trelExactMonteCarlo.h"
+#include "trelExitOrigin.h"
 #include "trelModelCheck.h"
 #include "trelReplayRun.h"
 #include "trelRunKeeper.h"
@@ -136,6 +137,8 @@ private:
   double RunPackets();
   int Simulate();
   int TakeOrigin();
+  std::string FindOriginDifference();
+  void AddExits(trelExactMonteCarlo& exact);
   void LogStart();
   void Configure(class trelOpticalSimulationFilter& filter);
   void LogSeed(std::uint64_t seed);
@@ -176,6 +179,8 @@ private:
   trelRunKeeper Keeper;
   trelRunOrigin OwnOrigin;
   trelRunOrigin& Origin;
+  trelExitOrigin ExitOrigin;
+  std::int64_t ExitLimit;  ///< of the table of exits; 0: none
   std::unique_ptr<trelExitRecorder> Exits;
   trelRunControl OwnControl;
   trelRunControl& Control;

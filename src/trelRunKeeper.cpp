@@ -7,6 +7,7 @@
 #include <system_error>
 
 #include "trelExactMonteCarlo.h"
+#include "trelLabelledExits.h"
 #include "trelPaths.h"
 #include "trelRunControl.h"
 #include "trelRunRecord.h"
@@ -58,6 +59,7 @@ void trelRunKeeper::Keep(trelExactMonteCarlo& run)
     Record.Write(file);
     trelRunStateWriter writer(file);
     run.PassState(true, writer);
+    if (Exits) WriteExits(run, file);
   }
   const bool isKept = file.Commit();
   if (!isKept && !HasFailed)
@@ -66,6 +68,13 @@ void trelRunKeeper::Keep(trelExactMonteCarlo& run)
   const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
   LongestWrite = std::max(LongestWrite, taken.count());
   if (Interval > 0.0) Pause(std::max(Interval, partsOfTime * LongestWrite));
+}
+
+void trelRunKeeper::WriteExits(trelExactMonteCarlo& run, trelNetcdfFile& file)
+{
+  run.ConcludeAudience(true);
+  file.AddDimension("tissue", Tissues);
+  ::WriteExits(file, *Exits, Tissues, HasEmission);
 }
 
 void trelRunKeeper::Pause(double seconds)

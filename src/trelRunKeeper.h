@@ -1,6 +1,7 @@
 #ifndef trelRunKeeper_h
 #define trelRunKeeper_h
 
+#include <cstddef>
 #include <iosfwd>
 #include <memory>
 #include <string>
@@ -9,6 +10,7 @@
 
 class trelExactMonteCarlo;
 class trelRunControl;
+class trelExitTable;
 class trelRunRecord;
 
 /**
@@ -33,6 +35,13 @@ public:
    *  stopped. The log, which may be null, and the messages live longer. */
   void Watch(trelExactMonteCarlo& run, trelRunControl& control, double seconds, std::ostream* log,
              std::ostream& messages);
+  /** Keeps the exits of the run too, @p tissues being those of its model. */
+  void SetExits(trelExitTable* exits, std::size_t tissues, bool hasEmission)
+  {
+    Exits = exits;
+    Tissues = tissues;
+    HasEmission = hasEmission;
+  }
   /** The result, begun with the state of the finished batches; null if there is none. */
   trelNetcdfFile* GetFile() { return File.get(); }
   /** The run is over and its result in its place. */
@@ -40,6 +49,7 @@ public:
 
 private:
   void Keep(trelExactMonteCarlo& run);
+  void WriteExits(trelExactMonteCarlo& run, trelNetcdfFile& file);
   void Pause(double seconds);
   void Begin(trelExactMonteCarlo& run);
 
@@ -47,6 +57,9 @@ private:
   const trelRunRecord& Record;
   std::unique_ptr<trelNetcdfFile> File;
   trelRunControl* Control = nullptr;
+  trelExitTable* Exits = nullptr;
+  std::size_t Tissues = 0;
+  bool HasEmission = false;
   double Interval = 0.0, LongestWrite = 0.0, Told = 0.0;
   bool HasFailed = false;
   std::ostream* Log = nullptr;

@@ -69,7 +69,8 @@ std::string trelRunOrigin::OpenContinued(const std::string& result, const std::s
   }
   if (!fault.empty()) return fault;
   std::uint64_t seed = 0;
-  if (!file.Input->GetCount("seed", &seed))
+  ReadRanges(file.Input->GetText("packet_ranges"), &file.Ranges);
+  if (!file.Input->GetCount("seed", &seed) || file.Ranges.size() > 1)
     return file.Name + ": it is put together from parts that are no beginning of one run";
   Files.push_back(std::move(file));
   MakeState();
@@ -150,6 +151,12 @@ void trelRunOrigin::MakeState()
   for (const File& file : Files)
     inputs.push_back(file.Input.get());
   State = std::make_unique<trelRunStateReader>(inputs);
+}
+
+bool trelRunOrigin::HasOneSeed() const
+{
+  return std::all_of(Ranges.begin(), Ranges.end(),
+                     [&](const trelFlownRange& range) { return range.Seed == Ranges[0].Seed; });
 }
 
 bool trelRunOrigin::HasCells() const

@@ -40,6 +40,18 @@ public:
 
   /** How the run of the files differs from that of @p record; empty if it does not. */
   std::string FindDifference(const trelRunRecord& record) const;
+  /** A file by its number, from 0: its name, an attribute of it, and how many packets it has flown
+   *  if a batch has @p batch of them. */
+  std::size_t GetNumberOfFiles() const { return Files.size(); }
+  const std::string& GetName(std::size_t i) const { return Files[i].Name; }
+  std::string GetText(std::size_t i, const char* name) const
+  {
+    return Files[i].Input->GetText(name);
+  }
+  double CountPackets(std::size_t i, double batch) const
+  {
+    return Files[i].Batches * batch + Files[i].Packets;
+  }
   /** An attribute of the first file. */
   std::string GetText(const char* name) const { return Files.front().Input->GetText(name); }
   const std::string& GetName() const { return Files.front().Name; }
@@ -49,10 +61,9 @@ public:
   std::int64_t GetBatches() const;
   /** The packets that were flown, in their order; those side by side are one. */
   const std::vector<trelFlownRange>& GetRanges() const { return Ranges; }
-  /** Of the one run that it is, */
+  /** Of all of it, if it has one seed. */
   std::uint64_t GetSeed() const { return Files.front().Seed; }
-  /** which it is if all packets of the parts are side by side. */
-  bool IsOneRun() const { return Ranges.size() <= 1; }
+  bool HasOneSeed() const;
   trelRunStateReader* GetState() { return State.get(); }
 
 private:

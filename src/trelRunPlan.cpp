@@ -123,3 +123,12 @@ std::vector<std::int64_t> trelRunPlan::CountAhead(std::int64_t places) const
   if (!Entries.empty()) CountAhead(places, 0, Entries.size(), counts);
   return counts;
 }
+
+std::vector<std::int64_t> trelRunPlan::CountLaunched(std::int64_t places) const
+{
+  const std::int64_t size = std::max<std::int64_t>(GetPacketsOfBatch(), 1);
+  std::vector<std::int64_t> counts = CountAhead(places % size);
+  for (std::size_t i = 0; i < counts.size(); ++i)
+    counts[i] += places / size * Entries[i].Share;
+  return counts;
+}

@@ -24,6 +24,13 @@ struct trelPlannedPacket
   std::int64_t Number;
 };
 
+/** The packets of a larger run by their places in it, those of all sources together; none: all. */
+struct trelPacketRange
+{
+  std::int64_t First = 0;
+  std::int64_t Number = 0;
+};
+
 /**
  * @class   trelRunPlan
  * @brief   which packets a run has, in batches that are scaled-down runs
@@ -61,6 +68,8 @@ public:
   trelPlannedPacket Find(std::int64_t place) const;
   /** How many of the first @p places packets of a batch each entry has. */
   std::vector<std::int64_t> CountAhead(std::int64_t places) const;
+  /** The same of the run: with packets in batches. */
+  std::vector<std::int64_t> CountLaunched(std::int64_t places) const;
 
 private:
   void SumShares();

@@ -186,8 +186,9 @@ void trelSensitivity::AmendPlan(trelRunPlan& plan)
 bool trelSensitivity::IsValid(const trelListedExit& exit) const
 {
   const auto entry = EntryOf.find({exit.Source, exit.Spectrum});
-  return entry != EntryOf.end() && exit.Packet >= 0 &&
-         exit.Packet < Covered[entry->second].Covered && exit.Conversion >= 0 &&
+  return entry != EntryOf.end() &&
+         exit.Packet >= std::max<std::int64_t>(Covered[entry->second].First, 0) &&
+         exit.Packet < Covered[entry->second].End && exit.Conversion >= 0 &&
          std::isfinite(exit.Weight) && exit.Weight >= 0.0;
 }
 

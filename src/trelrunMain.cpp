@@ -1,5 +1,4 @@
 #include <CLI/CLI.hpp>
-#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -198,12 +197,8 @@ static std::string TakeExits(const trelrunWords& words, trelRunOptions& options)
   if (words.Exits.empty()) return "";
   if (!options.Again.File.empty()) return "--exits: not with --replay";
   if (options.Base == "-") return "--exits: with -o - there is no file that takes them";
-  options.Exits = trelExitRecorder::AllExits;
-  if (words.Exits == "all") return "";
-  const char* const end = words.Exits.data() + words.Exits.size();
-  const auto [rest, error] = std::from_chars(words.Exits.data(), end, options.Exits);
-  const bool isNumber = error == std::errc() && rest == end && options.Exits > 0;
-  return isNumber ? "" : "--exits: expected a number above 0, or all";
+  return ReadExitLimit(words.Exits, &options.Exits) ? ""
+                                                    : "--exits: expected a number above 0, or all";
 }
 
 /** The first option given that the rules do not have, as a fault; or empty. */

@@ -19,6 +19,7 @@ import numpy as np
 
 EXAMPLES = Path(__file__).resolve().parent.parent / "examples"
 MODELS = ("pencil-beam", "fluorescence", "limb-time", "modulated-slab", "fibers")
+OPTIONS = {"limb-time": ["--keep-batches"], "fluorescence": ["--exits", "all"], "fibers": ["--exits", "900"]}
 SAME_RUN = ["--seed", "5", "--packets", "2000"]
 
 
@@ -45,6 +46,9 @@ def same(folder, got, wanted, tolerance):
             if variable.dtype is str:
                 continue
             x, y = (np.ma.filled(f[name][...].astype(float), np.nan) for f in (a, b))
+            if name.startswith("exit_"):
+                np.testing.assert_array_equal(x, y, f"{got}: {name}")
+                continue
             sure = tolerance * (1e4 if "_error" in name else 1.0)
             scale = np.nanmax(np.abs(y), initial=1e-300, where=np.isfinite(y))
             np.testing.assert_allclose(x, y, rtol=0, atol=sure * scale, err_msg=f"{got}: {name}")
@@ -53,7 +57,7 @@ def same(folder, got, wanted, tolerance):
 def test_parts(folder):
     """Half and half on one thread are the whole to the last digit; threads and ranges round."""
     for model in MODELS:
-        model = [str(EXAMPLES / (model + ".trl")), *(["--keep-batches"] if model == "limb-time" else [])]
+        model = [str(EXAMPLES / (model + ".trl")), *OPTIONS.get(model, [])]
         folder.run(*model, *SAME_RUN, "--threads", "1", "-o", "whole")
         folder.run(*model, "--seed", "5", "--packets", "1000", "--batches", "10", "--threads", "1", "-o", "half")
         folder.run(*model, "--continue", "--batches", "20", "--threads", "1", "-o", "half")
@@ -68,6 +72,14 @@ def test_parts(folder):
             folder.run(*model, *SAME_RUN, "--packet-range", f"{first * batch}:{batches * batch}", "-o", parts[-1])
         folder.run("--merge", "merged.nc", *parts)
         same(folder, "merged.nc", "whole.nc", 1e-12)
+    # Parts with a gap between them have the exits of their own packets, which can be flown again.
+    folder.run("--merge", "gap", "part15", "part0")
+    folder.run(model[0], "--replay", "gap.nc", "-o", "again")
+    assert "no beginning of one run" in folder.run(model[0], "--continue", "-o", "gap", status=3)
+    with netCDF4.Dataset(folder.path / "gap.nc") as gap:
+        covered, first, end = (int(gap["exit_entry_" + name][0]) for name in ("packets", "first", "end"))
+        last = int(gap["exit_packet"][-1])
+        assert (first, end, covered) == (0, last + 1, last + 1 - 700) and len(gap["exit_packet"]) >= 900
 
 
 def test_changes(folder):
@@ -75,9 +87,9 @@ def test_changes(folder):
     model = folder.path / "model.trl"
     model.write_text((EXAMPLES / "pencil-beam.trl").read_text())
     for seed in "12":
-        folder.run("model.trl", "--mua", "0.3", "--packets", "400", "--seed", seed, "-o", seed)
+        folder.run("model.trl", "--mua", "0.3", "--packets", "400", "--seed", seed, "--exits", "9", "-o", seed)
     model.unlink()
-    folder.run("--merge", "both", "1", "2.nc")
+    assert "different seeds have the same numbers" in folder.run("--merge", "both", "1", "2.nc")
     with netCDF4.Dataset(folder.path / "both.nc") as both:
         assert both.packet_ranges == "1 0:400\n2 0:400" and "seed" not in both.ncattrs()
         means = [netCDF4.Dataset(folder.path / f"{seed}.nc")["absorption_total"][0] for seed in "12"]
@@ -89,7 +101,7 @@ def test_changes(folder):
 def test_stops(folder, kills):
     """By force again and again, and by a signal: the run goes on to the same end."""
     path = str(EXAMPLES / "pencil-beam.trl")
-    run = [path, "--seed", "5", "--packets", "60000"]
+    run = [path, "--seed", "5", "--packets", "60000", "--exits", "all"]
     folder.run(*run, "-o", "whole")
     for number in [signal.SIGKILL] * kills + [signal.SIGTERM]:
         kept = (folder.path / "cut.checkpoint.nc").exists()
@@ -114,6 +126,7 @@ def test_refusals(folder):
     path = str(EXAMPLES / "pencil-beam.trl")
     limb = str(EXAMPLES / "limb.trl")
     folder.run(path, *SAME_RUN, "-o", "a")
+    folder.run(path, *SAME_RUN, "-o", "some", "--exits", "50")
     folder.run(path, *SAME_RUN, "-o", "one", "--batches", "1")
     (folder.path / "text.nc").write_text("no result")
     before = (folder.path / "a.nc").read_bytes()
@@ -128,6 +141,8 @@ def test_refusals(folder):
             ([limb, "--continue", "-o", "a"], 1, "the model is not that of a.nc"),
             ([path, "--continue", "-o", "a", "--mus", "9"], 1, "a coefficient"),
             ([path, "--continue", "-o", "a", "--seed", "6"], 1, "the seed"),
+            ([path, "--continue", "-o", "a", "--exits", "50"], 1, "in no table of exits: a.nc has none"),
+            ([path, "--continue", "-o", "some", "--exits", "all"], 1, "--exits is not that of some.nc, which is 50"),
             ([path, "--continue", "-o", "a", "--batches", "19"], 1, "20 batches of 100 packets already"),
             ([path, *SAME_RUN, "--packet-range", "150:100"], 1, "100:100 and 200:200"),
             ([path, *SAME_RUN, "--packet-range", "1900:200"], 1, "not in the run"),
@@ -144,7 +159,7 @@ def test_refusals(folder):
 def test_damage(folder):
     """Bytes that are not as they were: refused, or read as they are, but never a crash."""
     path = str(EXAMPLES / "pencil-beam.trl")
-    folder.run(path, *SAME_RUN, "-o", "a")
+    folder.run(path, *SAME_RUN, "--exits", "all", "-o", "a")
     sound = (folder.path / "a.nc").read_bytes()
     numbers = random.Random(7)
     for _ in range(12):
