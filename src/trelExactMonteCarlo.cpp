@@ -409,7 +409,15 @@ bool trelExactMonteCarlo::FlyPilot(trelRunPlan plan, std::int64_t* flown)
 TREL_CLONED TREL_FLAT static void TraceExactly(trelExactPacket& packet, trelPacketNumbers& numbers,
                                                const trelExactModel& model, trelExactTally& tally)
 {
-  TakeExactSteps(packet, numbers, model, tally);
+  TakeExactSteps<false>(packet, numbers, model, tally);
+}
+
+TREL_CLONED TREL_FLAT static void TraceInElements(trelExactPacket& packet,
+                                                  trelPacketNumbers& numbers,
+                                                  const trelExactModel& model,
+                                                  trelExactTally& tally)
+{
+  TakeExactSteps<true>(packet, numbers, model, tally);
 }
 
 TREL_CLONED TREL_FLAT static void TraceAndTell(trelExactPacket& packet, trelPacketNumbers& numbers,
@@ -419,9 +427,10 @@ TREL_CLONED TREL_FLAT static void TraceAndTell(trelExactPacket& packet, trelPack
 }
 
 /** The loop for packets of the tally. */
-static auto ChooseTrace(const trelExactTally& tally)
+static auto ChooseTrace(const trelExactTally& tally, const trelExactModel& model)
 {
-  return tally.Observer ? &TraceAndTell : &TraceExactly;
+  if (tally.Observer) return &TraceAndTell;
+  return model.Elements.IsEmpty() ? &TraceExactly : &TraceInElements;
 }
 
 bool trelExactMonteCarlo::PrepareAudience(int threads)
@@ -442,7 +451,7 @@ void trelExactMonteCarlo::PrepareTally(int thread, bool isAlone, trelExactTally&
     tally.Tables = &NoTables;
     return;
   }
-  tally.Trace = ChooseTrace(tally);
+  tally.Trace = ChooseTrace(tally, Model);
   tally.Tables = &Tables[Tables.size() > 1 ? static_cast<std::size_t>(thread) : 0];
   tally.Result = Output;
   tally.Counter = &Control->GetCounter(thread);
@@ -490,7 +499,7 @@ void trelExactMonteCarlo::TracePackets(const Batch& batch, int thread, trelExact
   while (Pilot || !Control->IsHaltRequested()) {
     // Asked first: who has seen enough by now has seen it of earlier packets.
     tally.Observer = Audience && !Pilot ? Audience->FindObserver(thread) : nullptr;
-    if (!Pilot) tally.Trace = ChooseTrace(tally);
+    if (!Pilot) tally.Trace = ChooseTrace(tally, Model);
     const auto few = static_cast<std::uint64_t>(flown * fewInteractions);
     const std::int64_t taken = tally.Interactions <= few ? packetsTaken : 1;
     const std::int64_t first = NextPacket.fetch_add(taken, std::memory_order_acq_rel);
@@ -581,7 +590,7 @@ void trelExactMonteCarlo::TracePacket(const Batch& batch, const trelPlannedPacke
     return;
   }
   if (launch.IsExternal() && EndAtFiberHere(packet, Model, tally)) return;
-  ChooseTrace(tally)(packet, numbers, Model, tally);
+  ChooseTrace(tally, Model)(packet, numbers, Model, tally);
   tally.Interactions += packet.Interactions;
 }
 
