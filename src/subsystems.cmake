@@ -64,7 +64,7 @@ trel_subsystem(geometry
   CLASSES trelGridWindow trelSurfaceElement trelShapeObject trelCube trelCylinder trelEllipsoid
           trelRectangle trelEllipse trelMeshPredicates trelAxisRay trelVoxelGrid
           trelVoxelTableBuilder trelVoxelTable trelSurfaceSlabs trelMeshCrossings trelMeshOrientation
-          trelTraceableMesh trelMCTriangleMesh trelMCTetrahedron trelShapeFactory)
+          trelTraceableMesh trelMCTriangleMesh trelMCTetrahedron trelElementLocator trelShapeFactory)
 
 # The physical model and all settings of a run: tissues, sources, detectors, spectra, packets.
 trel_subsystem(model

@@ -139,7 +139,7 @@ bool trelDetectorResult::InitializeFiberRoi(const trelSimulationParameter& param
 /** The detector keeps the window that its packets are scored in. */
 void trelDetectorResult::TellRoi(trelFiberDetector& detector) const
 {
-  const auto& [x, y, z, r, a, d, face, vertex] = Window.Bins;
+  const auto& [x, y, z, r, a, d, face, vertex, element] = Window.Bins;
   const double roi[2 * NumberOfAxes] = {x.Minimum, x.Maximum, y.Minimum, y.Maximum,
                                         z.Minimum, z.Maximum, r.Minimum, r.Maximum,
                                         a.Minimum, a.Maximum, d.Minimum, d.Maximum};

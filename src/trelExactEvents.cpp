@@ -71,8 +71,10 @@ void SettleAbsorption(trelExactPacket& packet, const trelExactModel& model, trel
 void ScoreClearPath(const trelExactPacket& packet, double distance, const trelExactModel& model,
                     trelExactTally& tally)
 {
-  ScorePath(packet, distance, packet.Here->RefractiveIndex / trelExactModel::SpeedOfLight, tally,
-            model);
+  const double slowness = packet.Here->RefractiveIndex / trelExactModel::SpeedOfLight;
+  ScorePath(packet, distance, slowness, tally, model);
+  if (tally.Grids->Elements.NumberOfCells != 0)
+    ScorePathByElement(packet, {distance, slowness, model.Elements, packet.Place}, tally, model);
 }
 
 void PlayExactRoulette(trelExactPacket& packet, trelPacketNumbers& numbers, trelExactTally& tally)
@@ -320,7 +322,7 @@ static void EndSegment(trelExactPacket& packet, double limit, bool endsByTime,
   }
   Travel(packet, limit, model, tally);
   if (!endsByTime) {
-    Interact(packet, numbers, model, tally);
+    Interact<true>(packet, numbers, model, tally);
     return;
   }
   EndPacket(packet, LedgerEndedByTime, tally);

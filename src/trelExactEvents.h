@@ -96,14 +96,34 @@ inline void Scatter(trelExactPacket& packet, trelPacketNumbers& numbers,
   }
 }
 
+/** Scores an interaction, as ScoreInteraction(), in the tetrahedron where the packet is. */
+inline void ScoreElement(trelExactPacket& packet, const trelExactModel& model,
+                         double absorbedWeight, double fluence, trelExactTally& tally)
+{
+  if (!packet.Place.Holds(packet.Position)) model.Elements.Find(packet.Position, &packet.Place);
+  if (packet.Place.Element < 0) return;
+  const trelScoreTable& table = *tally.Grids;
+  const auto cell = static_cast<std::size_t>(packet.Place.Element);
+  const double value = packet.SourceWeight * (table.TakesFluence() ? fluence : absorbedWeight);
+  if (model.OnlyCW) {
+    AddToCell(tally, table.Elements.CW + cell, value);
+  } else {
+    ScoreEvent(tally, model, {table.Window, table.Elements, cell, packet.FlyTime, value});
+  }
+}
+
 /** The interaction at the packet's place. Of the weight w the share mua / mut' is absorbed by the
- *  tissue, muf / mut' by each dye, and mus / mut' goes on; w / mut' is its part of the fluence. */
+ *  tissue, muf / mut' by each dye, and mus / mut' goes on; w / mut' is its part of the fluence.
+ * Where no element is looked for, none is scored. */
+template <bool LooksForElements>
 inline void Interact(trelExactPacket& packet, trelPacketNumbers& numbers,
                      const trelExactModel& model, trelExactTally& tally)
 {
   const double share = packet.Weight / packet.Interaction;
   const double kept = share * packet.Here->Scattering;
   ScoreInteraction(packet, tally, model, packet.Weight - kept, share);
+  if (LooksForElements && tally.Grids->Elements.NumberOfCells != 0)
+    ScoreElement(packet, model, packet.Weight - kept, share, tally);
   if (packet.Dyes != 0 && !packet.IsEmission) Excite(packet, share, numbers, model, tally);
   packet.Weight = kept;
   packet.Depth = trelExactPacket::NotDrawn;

@@ -4,6 +4,7 @@
 
 #include "trelLightSource.h"
 #include "trelList.h"
+#include "trelMedium.h"
 #include "trelMemory.h"
 #include "trelSimulationParameter.h"
 #include "trelSpectrum.h"
@@ -19,6 +20,8 @@ bool trelExactModel::Resolve(trelSimulationParameter& parameter, double cells)
   return FitsInMemory([&] {
     CollectDyes(parameter);
     CollectMarkers();
+    Elements.Clear();
+    if (parameter.GetScoresElements()) Elements.Build(*parameter.GetMedium()->GetTetrahedron());
     return Dyes.size() <= MaximumDyes && Map.Build(*parameter.GetMedium(), cells);
   });
 }

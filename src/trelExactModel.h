@@ -4,6 +4,7 @@
 #include <limits>
 #include <vector>
 
+#include "trelElementLocator.h"
 #include "trelExactPacket.h"
 #include "trelLedger.h"
 #include "trelTissueMap.h"
@@ -75,6 +76,8 @@ struct trelExactModel : trelTransportModel
   }
 
   trelTissueMap Map;
+  /** Empty unless absorption is scored by element. */
+  trelElementLocator Elements;
   std::vector<trelDye> Dyes;
   /** Regions of dyes and fibres: they end segments beside the tissues. */
   std::vector<const trelShapeObject*> Markers;

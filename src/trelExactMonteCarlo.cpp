@@ -416,7 +416,15 @@ bool trelExactMonteCarlo::FlyPilot(trelRunPlan plan, std::int64_t* flown)
 TREL_CLONED TREL_FLAT static void TraceExactly(trelExactPacket& packet, trelPacketNumbers& numbers,
                                                const trelExactModel& model, trelExactTally& tally)
 {
-  TakeExactSteps(packet, numbers, model, tally);
+  TakeExactSteps<false>(packet, numbers, model, tally);
+}
+
+TREL_CLONED TREL_FLAT static void TraceInElements(trelExactPacket& packet,
+                                                  trelPacketNumbers& numbers,
+                                                  const trelExactModel& model,
+                                                  trelExactTally& tally)
+{
+  TakeExactSteps<true>(packet, numbers, model, tally);
 }
 
 TREL_CLONED TREL_FLAT static void TraceAndTell(trelExactPacket& packet, trelPacketNumbers& numbers,
@@ -426,9 +434,10 @@ TREL_CLONED TREL_FLAT static void TraceAndTell(trelExactPacket& packet, trelPack
 }
 
 /** The loop for packets of the tally. */
-static auto ChooseTrace(const trelExactTally& tally)
+static auto ChooseTrace(const trelExactTally& tally, const trelExactModel& model)
 {
-  return tally.Observer ? &TraceAndTell : &TraceExactly;
+  if (tally.Observer) return &TraceAndTell;
+  return model.Elements.IsEmpty() ? &TraceExactly : &TraceInElements;
 }
 
 bool trelExactMonteCarlo::PrepareAudience(int threads)
@@ -449,7 +458,7 @@ void trelExactMonteCarlo::PrepareTally(int thread, bool isAlone, trelExactTally&
     tally.Tables = &NoTables;
     return;
   }
-  tally.Trace = ChooseTrace(tally);
+  tally.Trace = ChooseTrace(tally, Model);
   tally.Tables = &Tables[Tables.size() > 1 ? static_cast<std::size_t>(thread) : 0];
   tally.Result = Output;
   tally.Counter = &Control->GetCounter(thread);
@@ -496,7 +505,7 @@ void trelExactMonteCarlo::ChooseLoop(int thread, trelExactTally& tally) const
 {
   if (Pilot) return;
   tally.Observer = Audience ? Audience->FindObserver(thread) : nullptr;
-  tally.Trace = ChooseTrace(tally);
+  tally.Trace = ChooseTrace(tally, Model);
 }
 
 void trelExactMonteCarlo::TracePackets(const Batch& batch, int thread, trelExactTally& tally)
@@ -595,7 +604,7 @@ void trelExactMonteCarlo::TracePacket(const Batch& batch, const trelPlannedPacke
     return;
   }
   if (launch.IsExternal() && EndAtFiberHere(packet, Model, tally)) return;
-  ChooseTrace(tally)(packet, numbers, Model, tally);
+  ChooseTrace(tally, Model)(packet, numbers, Model, tally);
   tally.Interactions += packet.Interactions;
 }
 

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 
+#include "trelElementLocator.h"
 #include "trelPacket.h"
 
 /** A packet in flight by the exact rules: what a packet is, and what its way through the medium has
@@ -38,6 +39,8 @@ struct trelExactPacket : trelPacket
   std::int32_t BoundariesInRow;
   /** Emission excites nothing. */
   bool IsEmission;
+  /** Where it was sought among tetrahedra, if absorption is scored by these. */
+  trelElementPlace Place;
 };
 
 #endif

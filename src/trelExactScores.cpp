@@ -107,17 +107,13 @@ struct trelPathPiece
   double GetMiddle() const { return From + 0.5 * GetLength(); }
 };
 
-/** Scores a piece: the phase is integrated along it, cos(phase of the middle) sin(h) / h with the
- *  half h of its change. */
+/** Scores a piece in a cell: the phase is integrated along it, cos(phase of the middle) sin(h) / h
+ * with the half h of its change. */
 static void ScorePiece(const trelPacket& packet, const trelPathPiece& piece,
+                       const trelScoreTarget& target, std::size_t cell,
                        const trelPacketScores& scores, const trelTransportModel& model)
 {
   const trelScoreTable& table = *scores.Grids;
-  const trelScoreTarget& target = table.Absorption;
-  const trelVector middle = packet.Position + piece.GetMiddle() * packet.Direction;
-  const double position[3] = {middle.X, middle.Y, middle.Z};
-  std::size_t cell = 0;
-  if (!target.Locate(table.Window, position, &cell)) return;
   const double value = packet.SourceWeight * packet.Weight * piece.GetLength();
   const double time = packet.FlyTime + piece.Slowness * piece.GetMiddle();
   std::int32_t gate = 0;
@@ -133,6 +129,18 @@ static void ScorePiece(const trelPacket& packet, const trelPathPiece& piece,
              frequency * time);
 }
 
+/** The same in the cell of its middle, if it has one. */
+static void LocateAndScorePiece(const trelPacket& packet, const trelPathPiece& piece,
+                                const trelPacketScores& scores, const trelTransportModel& model)
+{
+  const trelScoreTarget& target = scores.Grids->Absorption;
+  const trelVector middle = packet.Position + piece.GetMiddle() * packet.Direction;
+  const double position[3] = {middle.X, middle.Y, middle.Z};
+  std::size_t cell = 0;
+  if (target.Locate(scores.Grids->Window, position, &cell))
+    ScorePiece(packet, piece, target, cell, scores, model);
+}
+
 void ScorePath(const trelPacket& packet, double length, double slowness,
                const trelPacketScores& scores, const trelTransportModel& model)
 {
@@ -143,8 +151,34 @@ void ScorePath(const trelPacket& packet, double length, double slowness,
   double from = 0.0;
   while (from < length) {
     const double to = std::min(borders.Take(from), length);
-    if (to > from) ScorePiece(packet, {from, to, slowness}, scores, model);
+    if (to > from) LocateAndScorePiece(packet, {from, to, slowness}, scores, model);
     from = to;
+  }
+}
+
+void ScorePathByElement(const trelPacket& packet, trelElementPath path,
+                        const trelPacketScores& scores, const trelTransportModel& model)
+{
+  const trelScoreTable& table = *scores.Grids;
+  trelLineBorders gates;
+  if (model.DomainTD) gates = {table.Window.Time, packet.FlyTime, path.Slowness};
+  double from = 0.0;
+  while (from < path.Length) {
+    const double inside = from + path.Elements.GetShortStep();
+    path.Elements.Find(packet.Position + inside * packet.Direction, &path.Place);
+    const std::int32_t element = path.Place.Element;
+    double end = inside;
+    if (element >= 0) end = std::max(end, path.Elements.FindExit(packet.GetRay(), element));
+    end = std::min(end, path.Length);
+    while (element >= 0 && from < end) {
+      const double to = std::clamp(gates.GetNext(), from, end);
+      if (to > from)
+        ScorePiece(packet, {from, to, path.Slowness}, table.Elements,
+                   static_cast<std::size_t>(element), scores, model);
+      if (to < end) gates.Advance();
+      from = to;
+    }
+    from = end;
   }
 }
 

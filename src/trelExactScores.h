@@ -2,6 +2,7 @@
 #define trelExactScores_h
 
 #include "trelAbsorbedTotals.h"
+#include "trelElementLocator.h"
 #include "trelPacketScores.h"
 #include "trelTransportModel.h"
 
@@ -63,6 +64,20 @@ inline void ScoreInteraction(const trelPacket& packet, const trelPacketScores& s
  */
 void ScorePath(const trelPacket& packet, double length, double slowness,
                const trelPacketScores& scores, const trelTransportModel& model);
+
+/** A way through tetrahedra: @p Length mm in tissue without interaction, of which 1 mm takes
+ *  @p Slowness ps. */
+struct trelElementPath
+{
+  double Length;
+  double Slowness;
+  const trelElementLocator& Elements;
+  trelElementPlace Place;
+};
+
+/** ScorePath() in the tetrahedra. */
+void ScorePathByElement(const trelPacket& packet, trelElementPath path,
+                        const trelPacketScores& scores, const trelTransportModel& model);
 
 /** Scores the weight of a packet that leaves the medium through the face of its Boundary. */
 void ScoreEscape(const trelPacket& packet, const trelPacketScores& scores,

@@ -23,6 +23,7 @@ inline bool IsClearAhead(trelExactPacket& packet, double length, const trelExact
 }
 
 /** One segment and what happens at its end. */
+template <bool LooksForElements>
 inline void TakeExactStep(trelExactPacket& packet, trelPacketNumbers& numbers,
                           const trelExactModel& model, trelExactTally& tally)
 {
@@ -35,7 +36,7 @@ inline void TakeExactStep(trelExactPacket& packet, trelPacketNumbers& numbers,
     if (IsClearAhead(packet, length, model) && !(packet.FlyTime + time > model.TimeLimit)) {
       packet.Position = end;
       packet.FlyTime += time;
-      Interact(packet, numbers, model, tally);
+      Interact<LooksForElements>(packet, numbers, model, tally);
       return;
     }
   }
@@ -43,11 +44,12 @@ inline void TakeExactStep(trelExactPacket& packet, trelPacketNumbers& numbers,
 }
 
 /** All steps to the packet's end. */
+template <bool LooksForElements>
 inline void TakeExactSteps(trelExactPacket& packet, trelPacketNumbers& numbers,
                            const trelExactModel& model, trelExactTally& tally)
 {
   while (!packet.Dead) {
-    TakeExactStep(packet, numbers, model, tally);
+    TakeExactStep<LooksForElements>(packet, numbers, model, tally);
     if (++packet.StepCount > model.StepLimit && !packet.Dead)
       EndPacket(packet, LedgerEndedBySteps, tally);
   }
@@ -61,7 +63,7 @@ inline void TakeObservedSteps(trelExactPacket& packet, trelPacketNumbers& number
   while (!packet.Dead) {
     const trelStepStart before = {packet.Direction, packet.TissueIndex, packet.Interactions,
                                   packet.Settled};
-    TakeExactStep(packet, numbers, model, tally);
+    TakeExactStep<true>(packet, numbers, model, tally);
     if (++packet.StepCount > model.StepLimit && !packet.Dead)
       EndPacket(packet, LedgerEndedBySteps, tally);
     tally.Observer->Step(before, packet);

@@ -5,6 +5,7 @@
 #include <numeric>
 
 #include "trelCellMeasures.h"
+#include "trelMCTetrahedron.h"
 #include "trelMeshSurface.h"
 
 void trelGridRange::Include(const double* cells, std::size_t numberOfCells)
@@ -198,6 +199,20 @@ void DivideByTrueMeasures(trelGridSet* sets, const trelGridWindow& window)
     const trelCellMeasures measures(id, window);
     for (const trelGridDomain domain : DensityDomains)
       sets[domain].Divide(id, measures);
+  }
+}
+
+void DivideByVolumes(trelGridSet* sets, const trelMCTetrahedron& mesh)
+{
+  for (const trelGridDomain domain : DensityDomains) {
+    if (!sets[domain].Get(AbsorptionElement)) continue;
+    const trelGridLayout layout = sets[domain].GetLayout(AbsorptionElement);
+    for (std::int32_t bin = 0; bin < layout.Bins; ++bin) {
+      double* cells = sets[domain].GetBin(AbsorptionElement, bin);
+      for (std::int32_t t = 0; t < layout.Rows; ++t)
+        if (cells[t] != 0.0)
+          cells[t] /= mesh.ComputeVolumeOfTetrahedron(static_cast<std::uint32_t>(t));
+    }
   }
 }
 

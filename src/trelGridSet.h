@@ -7,6 +7,7 @@
 #include "trelGridTable.h"
 
 class trelCellMeasures;
+class trelMCTetrahedron;
 class trelMeshSurface;
 
 /**
@@ -120,6 +121,8 @@ inline constexpr trelGridDomain DensityDomains[] = {GridCW, GridTD, GridFDReal, 
 
 /** Divides raw sums by the true measures of the cells, but for meshes. */
 void DivideByTrueMeasures(trelGridSet* sets, const trelGridWindow& window);
+/** The same of the grids of tetrahedra. */
+void DivideByVolumes(trelGridSet* sets, const trelMCTetrahedron& mesh);
 /** Amplitude and phase, degrees, from real and imaginary parts. The phase is -90 to 90 under the
  *  classic rules, which do not recover the quadrant, and -180 to 180 under the exact. */
 void ComputeAmplitudeAndPhase(const trelGridSet* sets, trelRules rules);

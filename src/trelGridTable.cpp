@@ -172,13 +172,16 @@ static constexpr trelGridDescription MakeRow(const char* name, trelGridKind kind
 #define TREL_ABSORPTION_ROW(name, dimension, surface, total, axes, cw, td, fd)                    \
   MakeRow(#name, GridAbsorption, dimension, surface, total, MakeAxes<TREL_UNPACK axes>(), cw, td, \
           fd),
+#define TREL_ELEMENT_ROW(name, dimension, surface, total, axes, cw, td, fd)                      \
+  MakeRow(#name, GridElementAbsorption, dimension, surface, total, MakeAxes<TREL_UNPACK axes>(), \
+          cw, td, fd),
 #define TREL_TRANSMITTANCE_ROW(name, dimension, surface, total, axes, cw, td, fd)                \
   MakeRow(#name, GridTransmittance, dimension, surface, total, MakeAxes<TREL_UNPACK axes>(), cw, \
           td, fd),
 
 static constexpr trelGridDescription GridTable[NumberOfGrids] = {
     TREL_ABSORPTION_GRIDS(TREL_ABSORPTION_ROW) TREL_TRANSMITTANCE_GRIDS(TREL_TRANSMITTANCE_ROW)
-        TREL_MESH_GRIDS(TREL_TRANSMITTANCE_ROW)};
+        TREL_MESH_GRIDS(TREL_TRANSMITTANCE_ROW) TREL_ELEMENT_GRIDS(TREL_ELEMENT_ROW)};
 
 const trelGridDescription& GetGridDescription(trelGridId grid)
 {
@@ -196,7 +199,8 @@ static trelGridIds FindGridIds(trelGridKind kind)
 
 const trelGridIds& GetGridIds(trelGridKind kind)
 {
-  static const trelGridIds ids[] = {FindGridIds(GridAbsorption), FindGridIds(GridTransmittance)};
+  static const trelGridIds ids[] = {FindGridIds(GridAbsorption), FindGridIds(GridTransmittance),
+                                    FindGridIds(GridElementAbsorption)};
   return ids[kind];
 }
 
@@ -275,7 +279,7 @@ static void AddUses(trelFacePlace place, CoordinateType coordinate, int dimensio
     if (row.Place != place || row.Coordinate != coordinate) continue;
     if (GridTable[row.Grid].Dimension != dimension) continue;
     use.Grid = row.Grid;
-    uses.Uses[uses.Number++] = use;
+    uses.Add(use);
   }
 }
 

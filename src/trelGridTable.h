@@ -57,11 +57,16 @@
   GRID(TransmittanceMeshVertex, 3, "Mesh", TotalOfNothing, (GridMeshVertex), nullptr, nullptr,   \
        nullptr)
 
+/** Of the tetrahedra of a mesh, under the exact rules: what the absorption grids have of cells. */
+#define TREL_ELEMENT_GRIDS(GRID) \
+  GRID(AbsorptionElement, 3, "", TotalOfNothing, (GridElement), nullptr, nullptr, nullptr)
+
 /** The whole table. */
 #define TREL_ALL_GRIDS(GRID)     \
   TREL_ABSORPTION_GRIDS(GRID)    \
   TREL_TRANSMITTANCE_GRIDS(GRID) \
-  TREL_MESH_GRIDS(GRID)
+  TREL_MESH_GRIDS(GRID)          \
+  TREL_ELEMENT_GRIDS(GRID)
 
 #define TREL_GRID_ENUMERATOR(name, ...) name,
 /** The grids, by the names of their rows. */
@@ -76,6 +81,7 @@ enum trelGridKind
 {
   GridAbsorption,
   GridTransmittance,
+  GridElementAbsorption,
   NumberOfGridKinds
 };
 
@@ -212,6 +218,7 @@ struct trelGridUses
   const trelGridUse* begin() const { return Uses; }
   const trelGridUse* end() const { return Uses + Number; }
   bool IsEmpty() const { return Number == 0; }
+  void Add(const trelGridUse& use) { Uses[Number++] = use; }
 };
 
 /** One grid takes the absorption; of the transmittance one for each face, two for a mesh. */

@@ -19,6 +19,7 @@ enum trelGridAxis
   GridD,  ///< deflection from +z, degrees, 0 to 180
   GridMeshFace,
   GridMeshVertex,
+  GridElement,
   NumberOfGridAxes
 };
 

@@ -1,6 +1,8 @@
 #include "trelLabelledBatches.h"
 
+#include <algorithm>
 #include <cmath>
+#include <numeric>
 
 trelLabelledBatches::trelLabelledBatches(trelNetcdfFile& file, const Input& input,
                                          const std::vector<int>& order)
@@ -159,26 +161,29 @@ void trelLabelledBatches::WriteGrid(trelGridId grid, const trelLabelledOwner& ow
 
 // The ledger
 
-void trelLabelledBatches::PutLedger(const trelNetcdfVariable& variable, FindNumber find)
+void trelLabelledBatches::PutLedger(const trelNetcdfVariable& variable, const LineRange& lines,
+                                    FindNumber find)
 {
   std::vector<double> values;
   for (const int spectrum : Order)
-    for (const trelLedgerLine& line : Source.Lines[static_cast<std::size_t>(spectrum)])
-      values.push_back(find(line));
+    for (std::size_t i = 0; i < lines.Number; ++i)
+      values.push_back(find(Source.Lines[static_cast<std::size_t>(spectrum)][lines.First + i]));
   File.AddVariable(variable);
   File.PutAll(variable.Name, values.data());
 }
 
-void trelLabelledBatches::WriteLedgerEstimate(const trelNetcdfVariable& variable, FindNumber mean,
+void trelLabelledBatches::WriteLedgerEstimate(const trelNetcdfVariable& variable,
+                                              const LineRange& lines, FindNumber mean,
                                               FindNumber error)
 {
-  PutLedger(variable, mean);
+  PutLedger(variable, lines, mean);
   if (!HasBatches()) return;
-  PutLedger(DescribeError(variable), error);
+  PutLedger(DescribeError(variable), lines, error);
   File.SetText(variable.Name, "ancillary_variables", DescribeError(variable).Name);
 }
 
 void trelLabelledBatches::WriteLedgerBatches(const trelNetcdfVariable& variable,
+                                             const LineRange& lines,
                                              trelLedgerBatches::Quantities quantity)
 {
   if (!HasBatches() || !Source.Ledger) return;
@@ -186,9 +191,9 @@ void trelLabelledBatches::WriteLedgerBatches(const trelNetcdfVariable& variable,
   std::vector<double> values;
   for (std::int64_t batch = 0; batch < Source.Ledger->GetBatches(); ++batch)
     for (const int spectrum : Order)
-      for (std::size_t line = 0; line < Source.Ledger->GetNumberOfLines(); ++line)
-        values.push_back(
-            Source.Ledger->Get(batch, static_cast<std::size_t>(spectrum), line, quantity));
+      for (std::size_t i = 0; i < lines.Number; ++i)
+        values.push_back(Source.Ledger->Get(batch, static_cast<std::size_t>(spectrum),
+                                            lines.First + i, quantity));
   File.AddVariable(batches);
   File.PutAll(batches.Name, values.data());
 }
@@ -199,6 +204,7 @@ void trelLabelledBatches::WriteLedger()
   std::vector<std::string> names;
   for (const trelLedgerLine& line : Source.Lines.front())
     names.push_back(line.Name);
+  const LineRange all = {0, names.size()};
   File.AddDimension("ledger_line", names.size());
   File.AddVariable({"ledger_line", "lines of the ledger", "", {"ledger_line"}, NetcdfText});
   File.PutAll("ledger_line", names);
@@ -207,9 +213,9 @@ void trelLabelledBatches::WriteLedger()
   };
   const auto weight = describe("ledger_weight", "what became of the light, by weight", "1");
   WriteLedgerEstimate(
-      weight, [](const trelLedgerLine& line) { return line.Weight; },
+      weight, all, [](const trelLedgerLine& line) { return line.Weight; },
       [](const trelLedgerLine& line) { return line.Error; });
-  WriteLedgerBatches(weight, trelLedgerBatches::Weight);
+  WriteLedgerBatches(weight, all, trelLedgerBatches::Weight);
   std::vector<std::int64_t> packets;
   for (const int spectrum : Order)
     for (const trelLedgerLine& line : Source.Lines[static_cast<std::size_t>(spectrum)])
@@ -220,15 +226,41 @@ void trelLabelledBatches::WriteLedger()
   File.AddVariable(counts);
   File.PutAll(counts.Name, packets.data());
   WriteLedgerEstimate(
-      describe("ledger_mean_time", "mean time of flight of what leaves", "ps"),
+      describe("ledger_mean_time", "mean time of flight of what leaves", "ps"), all,
       [](const trelLedgerLine& line) { return line.MeanTime.Mean; },
       [](const trelLedgerLine& line) { return line.MeanTime.Error; });
   WriteLedgerBatches(describe("ledger_time", "weight of what leaves times time of flight", "ps"),
-                     trelLedgerBatches::Time);
+                     all, trelLedgerBatches::Time);
   WriteLedgerEstimate(
-      describe("ledger_mean_path", "mean length of the path of what leaves", "mm"),
+      describe("ledger_mean_path", "mean length of the path of what leaves", "mm"), all,
       [](const trelLedgerLine& line) { return line.MeanPath.Mean; },
       [](const trelLedgerLine& line) { return line.MeanPath.Error; });
   WriteLedgerBatches(describe("ledger_path", "weight of what leaves times length of path", "mm"),
-                     trelLedgerBatches::Path);
+                     all, trelLedgerBatches::Path);
+}
+
+void trelLabelledBatches::WriteRegions(std::int32_t regions)
+{
+  if (Source.Lines.empty() || regions < 1) return;
+  const std::vector<trelLedgerLine>& lines = Source.Lines.front();
+  const auto first = std::find_if(lines.begin(), lines.end(), [](const trelLedgerLine& line) {
+    return line.Name == "by tissue 1";
+  });
+  const LineRange range = {static_cast<std::size_t>(first - lines.begin()),
+                           static_cast<std::size_t>(regions)};
+  if (range.First + range.Number > lines.size()) return;
+  std::vector<std::int32_t> numbers(range.Number);
+  std::iota(numbers.begin(), numbers.end(), 0);
+  File.AddDimension("region", range.Number);
+  File.AddVariable(
+      {"region", "region of the mesh, from 0: its tissue", "1", {"region"}, NetcdfInteger});
+  File.PutAll("region", numbers.data());
+  const trelNetcdfVariable absorbed{"absorption_region",
+                                    "energy absorbed in each region by its tissue",
+                                    "1",
+                                    {"wavelength", "region"}};
+  WriteLedgerEstimate(
+      absorbed, range, [](const trelLedgerLine& line) { return line.Weight; },
+      [](const trelLedgerLine& line) { return line.Error; });
+  WriteLedgerBatches(absorbed, range, trelLedgerBatches::Weight);
 }

@@ -37,6 +37,9 @@ public:
   void WriteGrid(trelGridId grid, const trelLabelledOwner& owner, const trelLabelledDomain& domain,
                  const trelGridWindow& window);
   void WriteLedger();
+  /** What each of the regions of a tetrahedral medium absorbs, which are its tissues: these lines
+   * of the ledger. */
+  void WriteRegions(std::int32_t regions);
 
 private:
   /** A variable of batches: for each wavelength as many numbers, each times its factor. */
@@ -52,6 +55,12 @@ private:
   };
   /** A column of the ledger. */
   using FindNumber = double (*)(const trelLedgerLine& line);
+  /** Lines of the ledger that follow each other. */
+  struct LineRange
+  {
+    std::size_t First = 0;
+    std::size_t Number = 0;
+  };
 
   template <class FindSlice>
   bool ListSlices(const Numbers& numbers, const trelLabelledOwner& owner, const FindSlice& find,
@@ -63,9 +72,10 @@ private:
   void WriteMeans(const Numbers& numbers);
   void WriteBatches(const Numbers& numbers);
   bool HasBatches() const;
-  void PutLedger(const trelNetcdfVariable& variable, FindNumber find);
-  void WriteLedgerEstimate(const trelNetcdfVariable& variable, FindNumber mean, FindNumber error);
-  void WriteLedgerBatches(const trelNetcdfVariable& variable,
+  void PutLedger(const trelNetcdfVariable& variable, const LineRange& lines, FindNumber find);
+  void WriteLedgerEstimate(const trelNetcdfVariable& variable, const LineRange& lines,
+                           FindNumber mean, FindNumber error);
+  void WriteLedgerBatches(const trelNetcdfVariable& variable, const LineRange& lines,
                           trelLedgerBatches::Quantities quantity);
 
   trelNetcdfFile& File;

@@ -19,7 +19,8 @@ static constexpr trelLabelledAxis LabelledAxes[NumberOfGridAxes] = {
     {"azimuth", "azimuth about the vertical line through the centre, from +x towards +y", "degree"},
     {"deflection", "deflection from +z at the centre", "degree"},
     {"face", "", ""},
-    {"vertex", "", ""}};
+    {"vertex", "", ""},
+    {"element", "", ""}};
 
 static std::string ToLower(std::string text)
 {
@@ -38,18 +39,24 @@ static bool IsOfMesh(trelGridId grid)
   return GetGridDescription(grid).Axes[0] >= GridMeshFace;
 }
 
+/** Whether it has what is absorbed, or the fluence rate. */
+static bool IsAbsorption(trelGridId grid)
+{
+  return GetGridDescription(grid).Kind != GridTransmittance;
+}
+
 std::string GetGridName(trelGridId grid, const trelLabelledOwner& owner)
 {
   const trelGridDescription& row = GetGridDescription(grid);
-  if (row.Kind == GridAbsorption) return owner.HasFluence ? "fluence_rate" : "absorption";
-  const std::string name = owner.Prefix + "_" + GetSurfaceWord(grid);
+  const std::string name = !IsAbsorption(grid) ? owner.Prefix + "_" + GetSurfaceWord(grid)
+                           : owner.HasFluence  ? "fluence_rate"
+                                               : "absorption";
   return IsOfMesh(grid) ? name + "_" + LabelledAxes[row.Axes[0]].Name : name;
 }
 
 std::string GetTotalName(trelGridId grid, const trelLabelledOwner& owner)
 {
-  const trelGridDescription& row = GetGridDescription(grid);
-  if (row.Kind == GridAbsorption) return "absorption_total";
+  if (IsAbsorption(grid)) return "absorption_total";
   return owner.Prefix + "_" + GetSurfaceWord(grid) + "_total";
 }
 
@@ -65,15 +72,14 @@ static std::string GetGridUnits(trelGridId grid, const trelLabelledOwner& owner,
 {
   const trelGridDescription& row = GetGridDescription(grid);
   if (domain.Domain == GridFDPha) return "degree";
-  const bool isDensity = row.Kind == GridAbsorption && !owner.HasFluence;
+  const bool isDensity = IsAbsorption(grid) && !owner.HasFluence;
   return PerLength(isDensity ? row.Dimension : row.Dimension - 1) +
          (domain.IsByTime ? " ps-1" : "");
 }
 
 std::string GetTotalWords(trelGridId grid, const trelLabelledOwner& owner)
 {
-  const trelGridDescription& row = GetGridDescription(grid);
-  if (row.Kind == GridAbsorption) return "energy absorbed in all cells";
+  if (IsAbsorption(grid)) return "energy absorbed in all cells";
   return owner.Words + ", surface " + GetSurfaceWord(grid);
 }
 
@@ -81,10 +87,12 @@ std::string GetTotalWords(trelGridId grid, const trelLabelledOwner& owner)
 static std::string GetGridWords(trelGridId grid, const trelLabelledOwner& owner)
 {
   const trelGridDescription& row = GetGridDescription(grid);
-  if (row.Kind == GridAbsorption)
-    return owner.HasFluence     ? "fluence rate"
-           : row.Dimension == 3 ? "energy absorbed per volume"
-                                : "energy absorbed per area";
+  if (IsAbsorption(grid)) {
+    const std::string words = owner.HasFluence     ? "fluence rate"
+                              : row.Dimension == 3 ? "energy absorbed per volume"
+                                                   : "energy absorbed per area";
+    return IsOfMesh(grid) ? words + ", by tetrahedron of the mesh" : words;
+  }
   const std::string per = row.Dimension == 3 ? " per area" : " per length";
   if (IsOfMesh(grid))
     return owner.Words + per + ", by " + LabelledAxes[row.Axes[0]].Name + " of the mesh";
@@ -107,7 +115,7 @@ trelNetcdfVariable DescribeGrid(trelGridId grid, const trelLabelledOwner& owner,
 
 static bool TakesFluence(trelGridId grid, const trelLabelledOwner& owner)
 {
-  return GetGridDescription(grid).Kind == GridAbsorption && owner.HasFluence;
+  return IsAbsorption(grid) && owner.HasFluence;
 }
 
 bool HasTotal(trelGridId grid, const trelLabelledOwner& owner, const trelLabelledDomain& domain)

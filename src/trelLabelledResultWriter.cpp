@@ -397,9 +397,11 @@ void trelLabelledResultWriter::WriteElements()
       medium.GetShapeIsTetrahedron() ? medium.GetTetrahedron() : nullptr;
   if (!mesh || !File->AddDimension("element", mesh->GetNumberOfTetrahedra())) return;
   std::vector<std::int32_t> nodes, regions;
+  std::vector<double> volumes;
   for (std::uint32_t t = 0; t < mesh->GetNumberOfTetrahedra(); ++t) {
     nodes.insert(nodes.end(), mesh->GetTetrahedron(t).begin(), mesh->GetTetrahedron(t).end());
     regions.push_back(mesh->GetRegion(t));
+    volumes.push_back(mesh->ComputeVolumeOfTetrahedron(t));
   }
   File->AddDimension("node", 4);
   File->AddVariable({"element_vertices",
@@ -414,6 +416,10 @@ void trelLabelledResultWriter::WriteElements()
                      {"element"},
                      NetcdfInteger});
   File->PutAll("element_region", regions.data());
+  File->AddVariable({"element_volume", "volume of each tetrahedron", "mm3", {"element"}});
+  File->PutAll("element_volume", volumes.data());
+  if (Parameter->GetScoresElements())
+    trelLabelledBatches(*File, Batches, Order).WriteRegions(mesh->GetNumberOfRegions());
 }
 
 // Detectors

@@ -33,6 +33,20 @@ std::uint32_t trelMCTetrahedron::GetNumberOfTetrahedra() const
   return static_cast<std::uint32_t>(Tetrahedra.size());
 }
 
+std::array<trelVector, 4> trelMCTetrahedron::GetCorners(std::uint32_t t) const
+{
+  std::array<trelVector, 4> corners;
+  for (std::size_t k = 0; k < 4; ++k)
+    corners[k] = Vertices[Tetrahedra[t][k]].Position();
+  return corners;
+}
+
+double trelMCTetrahedron::ComputeVolumeOfTetrahedron(std::uint32_t t) const
+{
+  const auto [a, b, c, d] = GetCorners(t);
+  return std::fabs(Dot(b - a, Cross(c - a, d - a))) / 6.0;
+}
+
 bool trelMCTetrahedron::ImportData(const trelMesh* mesh)
 {
   return ImportMesh(dynamic_cast<const trelTetrahedron*>(mesh));

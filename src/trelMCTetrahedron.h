@@ -47,6 +47,9 @@ public:
     return Tetrahedra[t];
   }
   std::int32_t GetRegion(std::uint32_t t) const { return RegionOfTetrahedron[t]; }
+  /** Where its vertices lie, mm, and its volume, mm^3. */
+  std::array<trelVector, 4> GetCorners(std::uint32_t t) const;
+  double ComputeVolumeOfTetrahedron(std::uint32_t t) const;
 
   /** Takes over a copy of @p mesh. False, and empty, if it cannot be traced: a number that
    *  points nowhere, or a region without a triangle. */

@@ -26,6 +26,7 @@ static constexpr const char* FailureTexts[] = {
 trelMediumResult::~trelMediumResult()
 {
   trelMediumResult::ReleaseResults();
+  ReleaseReference(Tetrahedra);
 }
 
 bool trelMediumResult::Initialize(const trelSimulationParameter* parameter)
@@ -61,7 +62,18 @@ bool trelMediumResult::InitializeRoi(const trelSimulationParameter* parameter)
     Window.Time = {parameter->GetTimeStart(), parameter->GetTimeEnd(), parameter->GetTimeStep(),
                    parameter->GetNumberOfTimeSteps()};
   }
+  TakeElements(*parameter);
   return !shape || CopyMesh(*shape);
+}
+
+/** Holds the mesh whose elements have cells, if the run scores them. */
+void trelMediumResult::TakeElements(const trelSimulationParameter& parameter)
+{
+  ReleaseReference(Tetrahedra);
+  Window.Bins[GridElement].Count = 0;
+  if (!parameter.GetScoresElements()) return;
+  ReplaceReference(Tetrahedra, parameter.GetMedium()->GetTetrahedron());
+  Window.Bins[GridElement].Count = static_cast<std::int32_t>(Tetrahedra->GetNumberOfTetrahedra());
 }
 
 /** Copies the faces of a mesh that bounds the medium; other shapes have none. */
@@ -138,9 +150,11 @@ static trelGridUses FindUses(const trelSimulationParameter& parameter, trelGridK
 {
   const trelShapeObject* shape = parameter.GetOuterShape();
   if (!shape) return {};
-  return kind == GridAbsorption
-             ? GetAbsorptionUses(shape->GetShapeType(), parameter.GetAbsorptionCoordinate())
-             : GetTransmittanceUses(shape->GetShapeType(), parameter.GetTransmittanceCoordinate());
+  if (kind != GridAbsorption)
+    return GetTransmittanceUses(shape->GetShapeType(), parameter.GetTransmittanceCoordinate());
+  trelGridUses uses = GetAbsorptionUses(shape->GetShapeType(), parameter.GetAbsorptionCoordinate());
+  if (!uses.IsEmpty() && parameter.GetScoresElements()) uses.Add({AnyFace, AbsorptionElement});
+  return uses;
 }
 
 bool trelMediumResult::InitializeGrids(const trelSimulationParameter& parameter, trelGridKind kind,
@@ -203,6 +217,7 @@ void trelMediumResult::ReleaseGrids(trelGridKind kind, trelGridDomains domains)
 {
   for (int domain = domains.First; domain <= domains.Last; ++domain) {
     Grids[domain].Release(kind);
+    if (kind == GridAbsorption) Grids[domain].Release(GridElementAbsorption);
   }
   if (domains.First == GridTD) TimeTotals.Release(kind);
   if (domains.First != GridCW) return;
@@ -258,6 +273,7 @@ void trelMediumResult::FinalizeExactly()
 void trelMediumResult::DivideExactly()
 {
   DivideByTrueMeasures(Grids, Window);
+  if (Tetrahedra) DivideByVolumes(Grids, *Tetrahedra);
   for (const trelGridDomain domain : DensityDomains) {
     if (!Grids[domain].SettleMesh(Mesh)) ErrorMacro(OutOfMemoryTexts[GridTransmittance]);
   }

@@ -11,6 +11,7 @@
 #include "trelSimulationObject.h"
 #include "trelTimeTotals.h"
 
+class trelMCTetrahedron;
 class trelShapeObject;
 class trelSimulationParameter;
 
@@ -207,6 +208,7 @@ private:
   bool AllocateTimeTotals(trelGridKind kind);
   void ReleaseGrids(trelGridKind kind, trelGridDomains domains);
   void CopySaveFlags(const trelSimulationParameter& parameter);
+  void TakeElements(const trelSimulationParameter& parameter);
   bool CopyMesh(const trelShapeObject& shape);
   void Normalize(trelGridKind kind, trelGridDomains domains);
   void FinalizeExactly();
@@ -229,6 +231,7 @@ private:
 
   trelGridWindow Window;
   trelMeshSurface Mesh;
+  trelMCTetrahedron* Tetrahedra = nullptr;  ///< whose elements have cells; null if they have none
   trelGridSet Grids[NumberOfGridDomains] = {GridCW,     GridTD,    GridFDReal,
                                             GridFDImag, GridFDAmp, GridFDPha};
   trelRules Rules = RulesClassic;

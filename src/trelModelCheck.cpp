@@ -40,7 +40,7 @@ static constexpr double pilotCells = 1e4;
 static const char* const modeWords[] = {"BLT", "FMT", "DOT"};
 /** By trelGridAxis, whose first ones are those of trelAxis. */
 static const char* const axisNames[NumberOfGridAxes] = {
-    "x", "y", "z", "radius", "azimuth", "deflection", "triangles", "vertices"};
+    "x", "y", "z", "radius", "azimuth", "deflection", "triangles", "vertices", "elements"};
 static const char* const cellWords[] = {"polar", "cartesian", "cylindrical", "spherical"};
 static const char* const lightWords[] = {"bioluminescence", "diffuse", "excitation", "emission"};
 
@@ -457,6 +457,8 @@ static std::int64_t CountBins(trelGridAxis axis, const trelGridWindow& window,
                               const trelShapeObject& outer)
 {
   if (axis < GridMeshFace) return std::max(window.Bins[axis].Count, 0);
+  if (axis == GridElement)
+    return static_cast<const trelMCTetrahedron&>(outer).GetNumberOfTetrahedra();
   const auto& mesh = static_cast<const trelTraceableMesh&>(outer);
   return axis == GridMeshFace ? mesh.GetNumberOfTriangles() : mesh.GetNumberOfVertices();
 }
@@ -519,6 +521,8 @@ void trelModelCheck::LookAtGrids(const trelSimulationParameter& parameter)
   trelGridUses absorption, transmittance;
   if (parameter.GetSaveAbsorption())
     absorption = GetAbsorptionUses(shape, parameter.GetAbsorptionCoordinate());
+  if (!absorption.IsEmpty() && parameter.GetScoresElements())
+    absorption.Add({AnyFace, AbsorptionElement});
   if (parameter.GetSaveTransmittance())
     transmittance = GetTransmittanceUses(shape, parameter.GetTransmittanceCoordinate());
   const struct

@@ -62,6 +62,7 @@ trelScoreTable MakeScoreTable(trelMediumResult& result, const trelSimulationPara
     table.Absorption = MakeTarget(result, use.Grid, parameter.GetRules());
     table.AbsorptionGrid = use.Grid;
   }
+  table.Elements = MakeTarget(result, AbsorptionElement, parameter.GetRules());
   table.AbsorbedStripes = result.GetAbsorbedTotals().GetStripes();
   table.AbsorbedGates = result.GetAbsorbedTotals().GetGates();
   for (const trelGridUse& use :

@@ -35,6 +35,10 @@ struct trelScoreTable
   trelScoreTarget Transmittance[MaximumNumberOfFaces];
   bool FaceSelects = false;  ///< the face that was hit selects the target, else there is but one
 
+  /** Of the exact rules: the tetrahedra, which nothing locates by window; without cells for other
+   *  media. */
+  trelScoreTarget Elements;
+
   // Of the exact rules. Where the absorption grids take fluence: where the totals of what is
   // absorbed go (trelAbsorbedTotals); null otherwise.
   double* AbsorbedStripes = nullptr;

@@ -52,6 +52,13 @@ void trelSimulationParameter::SetLightSources(trelList* sources)
   LightSources = sources;
 }
 
+bool trelSimulationParameter::GetScoresElements() const
+{
+  const trelMedium* medium = GetMedium();
+  return Rules == RulesExact && SaveAbsorption && medium && medium->GetShapeIsTetrahedron() &&
+         medium->GetTetrahedron();
+}
+
 std::int32_t trelSimulationParameter::GetNumberOfLightSources() const
 {
   return LightSources ? LightSources->GetNumberOfItems() : 0;

@@ -96,6 +96,8 @@ public:
   trelSetGetMacro(bool, SavePhotonFlyTime)
   /** Whether the fluence rate is derived from the absorption after the run, default false. */
   trelSetGetMacro(bool, SaveFluenceRate)
+  /** Whether absorption is scored by tetrahedron, too: under the exact rules, of their medium. */
+  bool GetScoresElements() const;
 
   /** Whether continuous-wave results are wanted, default true. */
   trelSetGetMacro(bool, ContinuousWave)
