@@ -113,21 +113,22 @@ bool trelExactMonteCarlo::TakeRange()
   if (Range.Number == 0) return true;
   const std::int64_t size = std::max<std::int64_t>(Plan.GetPacketsOfBatch(), 1);
   const std::int64_t first = Range.First / size, batches = Range.Number / size;
-  const bool isWhole = Range.First % size == 0 && Range.Number % size == 0;
-  const auto name = [&](std::int64_t from, std::int64_t number) {
-    return std::to_string(from * size) + ":" + std::to_string(number * size);
-  };
-  if (!isWhole) {
-    ErrorMacro("The packets " << Range.First << ":" << Range.Number
-                              << " are not whole batches, which have " << size
-                              << " packets each; the nearest are "
-                              << name(first, std::max<std::int64_t>(batches, 1)) << " and "
-                              << name(first + (Range.First % size != 0), batches + 1));
-    return false;
-  }
-  if (first > Plan.GetBatches() || batches > Plan.GetBatches() - first) {
+  const std::int64_t all = Plan.GetBatches();
+  if (first >= all || batches > all - first) {
     ErrorMacro("The packets " << Range.First << ":" << Range.Number
                               << " are not in the run, which has " << Plan.GetPackets());
+    return false;
+  }
+  if (Range.First % size != 0 || Range.Number % size != 0) {
+    const auto name = [&](std::int64_t from) {
+      const std::int64_t most = std::max<std::int64_t>((Range.Number + size / 2) / size, 1);
+      from = std::min(from, all - 1);
+      return std::to_string(from * size) + ":" + std::to_string(std::min(most, all - from) * size);
+    };
+    ErrorMacro("The packets " << Range.First << ":" << Range.Number
+                              << " are not whole batches, which have " << size
+                              << " packets each; the nearest are " << name(first) << " and "
+                              << name(first + 1));
     return false;
   }
   FirstBatch = first;
@@ -165,7 +166,7 @@ void trelExactMonteCarlo::PassState(bool hasOpen, trelStateArchive& archive)
 {
   std::vector<double> shares = Plan.GetShares();
   std::vector<double> first{static_cast<double>(FirstBatch)};
-  std::vector<double> number{static_cast<double>(Plan.GetBatches())};
+  std::vector<double> number{static_cast<double>(AskedBatches)};
   const auto next = hasOpen ? NextPacket.load() : 0;
   std::vector<double> done{static_cast<double>(Summary.BatchesDone), static_cast<double>(next),
                            static_cast<double>(Summary.Interactions),

@@ -160,12 +160,13 @@ bool trelNetcdfFile::AddAxis(const trelNetcdfVariable& axis, const std::vector<d
 
 /** In pieces of at most a megabyte, whole along the fastest dimensions. Few numbers stay as they
  *  are: the tables of pieces would be larger than they. */
-void trelNetcdfFile::Compress(int variable, const std::vector<std::size_t>& lengths)
+void trelNetcdfFile::Compress(int variable, const std::vector<std::size_t>& lengths, bool hasChecksum)
 {
   constexpr std::size_t fewNumbers = 512;
   const std::size_t all = std::accumulate(lengths.begin(), lengths.end(), std::size_t{1},
                                           [](std::size_t a, std::size_t b) { return a * b; });
-  if (all <= fewNumbers || IsHasty) return;
+  const bool isCompressed = all > fewNumbers && !IsHasty;
+  if (!isCompressed && !hasChecksum) return;
   constexpr std::size_t mostNumbers = (1 << 20) / sizeof(double);
   constexpr int leastEffort = 1;  // more makes noisy numbers hardly smaller
   std::vector<std::size_t> chunks = lengths;
@@ -177,7 +178,8 @@ void trelNetcdfFile::Compress(int variable, const std::vector<std::size_t>& leng
   Check(nc_def_var_chunking(Id, variable, NC_CHUNKED, chunks.data()), "chunks");
   // Pieces are written one after the other: more would only fill memory.
   Check(nc_set_var_chunk_cache(Id, variable, 2 * mostNumbers * sizeof(double), 11, 1.0), "chunks");
-  Check(nc_def_var_deflate(Id, variable, 1, 1, leastEffort), "compression");
+  if (hasChecksum) Check(nc_def_var_fletcher32(Id, variable, NC_FLETCHER32), "checksum");
+  if (isCompressed) Check(nc_def_var_deflate(Id, variable, 1, 1, leastEffort), "compression");
 }
 
 void trelNetcdfFile::AddVariable(const trelNetcdfVariable& variable)
@@ -197,7 +199,7 @@ void trelNetcdfFile::AddVariable(const trelNetcdfVariable& variable)
                                 static_cast<int>(dimensions.size()), dimensions.data(), &id);
   if (!Check(status, variable.Name)) return;
   if (variable.Type != NetcdfText) {
-    Compress(id, lengths);
+    Compress(id, lengths, variable.HasChecksum);
     Check(nc_def_var_fill(Id, id, NC_NOFILL, nullptr), variable.Name);
   }
   if (!variable.LongName.empty()) SetText(variable.Name, "long_name", variable.LongName);

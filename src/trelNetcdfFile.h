@@ -29,6 +29,7 @@ struct trelNetcdfVariable
   std::string Units;
   std::vector<std::string> Dimensions;
   trelNetcdfType Type = NetcdfReal;
+  bool HasChecksum = false;  ///< numbers that are not as they were written cannot be read
 };
 
 /**
@@ -90,7 +91,7 @@ private:
   bool Open(const std::string& path);
   bool Check(int status, const std::string& what);
   int FindVariable(const std::string& name);
-  void Compress(int variable, const std::vector<std::size_t>& lengths);
+  void Compress(int variable, const std::vector<std::size_t>& lengths, bool hasChecksum);
 
   std::string Name;
   std::string Path;  ///< the temporary one

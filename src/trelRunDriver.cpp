@@ -521,6 +521,8 @@ std::string trelRunDriver::FindOriginDifference()
 {
   std::string difference = Origin.FindDifference(Record);
   if (!difference.empty()) return difference;
+  if (Options.KeepsBatches && !Origin.HasCells())
+    return Origin.GetName() + " does not have the grids of its batches (--keep-batches)";
   if (Parameter->GetSavePhotonFlyTime())
     return "photonflytime lists all packets, and the list is not kept";
   if (Options.Seed && *Options.Seed != Origin.GetSeed())
@@ -586,7 +588,7 @@ void trelRunDriver::Configure(trelOpticalSimulationFilter& filter)
   exact->SetPackets(Options.Packets);
   exact->SetBatches(CountBatches());
   exact->SetRange(Options.Range);
-  exact->SetKeepsBatches(Options.KeepsBatches || (Options.Parts && Origin.HasCells()));
+  exact->SetKeepsBatches(Options.KeepsBatches || (Origin.IsOpen() && Origin.HasCells()));
   exact->SetControl(&Control);
   exact->GetGoal().Set(GoalLine, Options.RelativeError);
   if (Origin.HasOneSeed()) Record.Add("seed", exact->GetSeed());

@@ -66,8 +66,7 @@ void trelRunKeeper::Keep(trelExactMonteCarlo& run)
     *Messages << "warning: no checkpoint: " << file.GetFault() << std::endl;
   HasFailed = !isKept;
   const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
-  LongestWrite = std::max(LongestWrite, taken.count());
-  if (Interval > 0.0) Pause(std::max(Interval, partsOfTime * LongestWrite));
+  if (Interval > 0.0) Pause(std::max(Interval, partsOfTime * taken.count()));
 }
 
 void trelRunKeeper::WriteExits(trelExactMonteCarlo& run, trelNetcdfFile& file)
@@ -79,9 +78,10 @@ void trelRunKeeper::WriteExits(trelExactMonteCarlo& run, trelNetcdfFile& file)
 
 void trelRunKeeper::Pause(double seconds)
 {
-  if (Log && !HasFailed && seconds != Told)
+  const bool isNews = seconds > 1.5 * Told || seconds < Told / 1.5;
+  if (Log && !HasFailed && isNews)
     *Log << "checkpoint " << CheckpointName << ", every " << seconds << " s" << std::endl;
-  if (!HasFailed) Told = seconds;
+  if (!HasFailed && isNews) Told = seconds;
   Control->SetPauseSeconds(seconds);
 }
 

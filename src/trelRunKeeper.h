@@ -60,7 +60,7 @@ private:
   trelExitTable* Exits = nullptr;
   std::size_t Tissues = 0;
   bool HasEmission = false;
-  double Interval = 0.0, LongestWrite = 0.0, Told = 0.0;
+  double Interval = 0.0, Told = 0.0;
   bool HasFailed = false;
   std::ostream* Log = nullptr;
   std::ostream* Messages = nullptr;

@@ -19,6 +19,7 @@
 #include "trelPaths.h"
 #include "trelResultLabels.h"
 #include "trelSimulationParameter.h"
+#include "trelSpectrum.h"
 #include "trelText.h"
 #include "trelTissue.h"
 
@@ -109,7 +110,7 @@ static std::string TakeOutPackets(const std::string& model)
   return kept;
 }
 
-/** All coefficients to the last digit. */
+/** All coefficients, those of dyes too, to the last digit. */
 static std::string ListCoefficients(const trelSimulationParameter& parameter)
 {
   std::string text;
@@ -118,6 +119,16 @@ static std::string ListCoefficients(const trelSimulationParameter& parameter)
       char line[160];
       std::snprintf(line, sizeof line, "%d %d %a %a %a %a\n", i, j, optics->GetAbsorption(),
                     optics->GetScattering(), optics->GetAnisotropy(), optics->GetRefractiveIndex());
+      text += line;
+    }
+  }
+  for (int i = 0; i < parameter.GetNumberOfLightSources(); ++i) {
+    for (const trelSpectrum* dye :
+         ItemsOf<trelSpectrum>(parameter.GetLightSource(i)->GetSpectra())) {
+      char line[160];
+      std::snprintf(line, sizeof line, "%d %u %u %a %a %a\n", i, dye->GetWavelength(),
+                    dye->GetExcitationWavelength(), dye->GetFluorophoreAbsorption(),
+                    dye->GetQuantumYield(), dye->GetLifeTime());
       text += line;
     }
   }

@@ -88,6 +88,15 @@ bool trelRunStateReader::Combine(const char* name, const std::string& variable,
   return true;
 }
 
+bool trelRunStateReader::Admits(const char* name, std::size_t numbers)
+{
+  std::size_t length = 0;
+  for (const trelNetcdfInput* file : Files)
+    length += file->GetLength(GetStateVariable(name));
+  if (IsSound() && length != numbers) Missing = name;
+  return IsSound();
+}
+
 void trelRunStateReader::Pass(const char* name, const std::vector<trelNumbers>& pieces)
 {
   if (!IsSound()) return;

@@ -26,6 +26,7 @@ public:
   }
   using trelStateArchive::Pass;
   void Pass(const char* name, const std::vector<trelNumbers>& pieces) override;
+  bool Admits(const char* name, std::size_t numbers) override;
   bool IsSound() const override { return Missing.empty(); }
   /** The first name that a file does not have so. */
   const std::string& GetMissing() const { return Missing; }

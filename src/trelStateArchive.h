@@ -43,6 +43,8 @@ public:
   /** Takes or sets the numbers of all @p pieces, one behind the other. What fails is kept by the
    *  archive. */
   virtual void Pass(const char* name, const std::vector<trelNumbers>& pieces) = 0;
+  /** Whether @p numbers numbers of this name can be passed: ahead of making room for them. */
+  virtual bool Admits(const char* /*name*/, std::size_t /*numbers*/) { return true; }
   /** Whether all that was passed was taken or set. */
   virtual bool IsSound() const = 0;
   void Pass(const char* name, std::vector<double>& numbers)
@@ -54,6 +56,7 @@ public:
   void PassRows(const char* name, std::int64_t batches, std::size_t length,
                 std::vector<std::vector<double>>& rows)
   {
+    if (!Admits(name, static_cast<std::size_t>(batches) * length)) return;
     rows.resize(static_cast<std::size_t>(batches), std::vector<double>(length));
     std::vector<trelNumbers> pieces;
     pieces.reserve(rows.size());

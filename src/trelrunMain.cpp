@@ -32,6 +32,7 @@ struct trelrunWords
   std::vector<const CLI::Option*> Exact;  ///< that the classic rules do not have
   std::string Progress = "auto";
   std::optional<double> MaximumSeconds;
+  std::string Seed;
   std::string Range;
   std::vector<std::string> Merged;
   std::optional<double> RelativeError;
@@ -49,7 +50,7 @@ static std::string WriteOut(std::string& text)
 {
   char* end = nullptr;
   const double number = std::strtod(text.c_str(), &end);
-  const bool isWhole = *end == '\0' && std::floor(number) == number && std::fabs(number) < 1e15;
+  const bool isWhole = *end == '\0' && std::floor(number) == number && std::fabs(number) <= 1e15;
   if (isWhole) text = std::to_string(static_cast<std::int64_t>(number));
   return "";
 }
@@ -58,7 +59,7 @@ static std::string WriteOut(std::string& text)
 static void DescribeExact(CLI::App& app, trelRunOptions& options, trelrunWords& words)
 {
   words.Exact = {
-      app.add_option("--seed", options.Seed,
+      app.add_option("--seed", words.Seed,
                      "Of the streams of random numbers, 64 bits (default: the system's entropy)"),
       app.add_option("--packets", options.Packets,
                      "Packets of all sources together, in the file's proportions (default: the"
@@ -68,6 +69,7 @@ static void DescribeExact(CLI::App& app, trelRunOptions& options, trelrunWords& 
       app.add_option("--batches", options.Batches,
                      "Runs on a smaller scale from whose scatter errors come (default: 20); the"
                      " packets of each source are rounded up to a multiple")
+          ->transform(CLI::Validator(WriteOut, "NUMBER"))
           ->check(CLI::Range(std::int64_t{1}, mostBatches)),
       app.add_flag("--keep-batches", options.KeepsBatches, "Write the grids of every batch, too"),
       app.add_flag("--continue", options.IsContinued,
@@ -215,9 +217,23 @@ static std::string FindOptionFault(const trelrunWords& words, const trelRunOptio
   return "";
 }
 
+/** Whether all of @p text is a number of @p number's type, in digits alone. */
+template <class Number>
+static bool ReadWholeNumber(const std::string& text, Number& number)
+{
+  const char* const end = text.data() + text.size();
+  const auto [rest, error] = std::from_chars(text.data(), end, number);
+  return error == std::errc() && rest == end;
+}
+
 /** What is wrong with the packets that are asked for, or empty. */
 static std::string TakePackets(const trelrunWords& words, trelRunOptions& options)
 {
+  if (!words.Seed.empty() && !ReadWholeNumber(words.Seed, options.Seed.emplace()))
+    return "--seed: expected a whole number from 0 to 18446744073709551615";
+  if (options.IsContinued && options.Packets > 0 && options.Batches)
+    return "--continue: --packets or --batches is the new total, not both";
+  if (!(options.CheckpointSeconds >= 0.0)) return "--checkpoint: expected seconds, 0 or above";
   if (options.IsContinued && options.Base == "-")
     return "--continue: -o - has no result to go on from";
   if (options.KeepsBatches && (options.Batches == 1 || options.Base == "-"))
