@@ -55,7 +55,10 @@ bool trelExitOrigin::Fill(trelExitTable& table, std::size_t tissues, bool hasEmi
   for (std::size_t i = 0; i < Readers.size(); ++i) {
     const int part = table.AddPart();
     if (part < 0) return false;
-    if (FillFrom(i, part, table, tissues, hasEmission ? NumberOfPathLegs : 1)) continue;
+    if (FillFrom(i, part, table, tissues, hasEmission ? NumberOfPathLegs : 1)) {
+      Readers[i].reset();
+      continue;
+    }
     const std::string& fault = Readers[i]->GetFault();
     Fault = Origin->GetName(i) + ": " + (fault.empty() ? "its table of exits is damaged" : fault);
     return false;

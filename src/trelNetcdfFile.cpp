@@ -72,10 +72,15 @@ static void SpareCleaningUp()
  * and one that is read is replaced as a whole: neither needs any. The library below the library
  * reads the setting when it opens its first file of all, so that locks are tried ahead of it.
  */
+/** Of a piece of a variable that is compressed. */
+static constexpr std::size_t mostNumbers = (1 << 20) / sizeof(double);
+
 void PrepareNetcdf(const std::string& path)
 {
   SpareCleaningUp();
   if (!CanLock(path)) setenv("HDF5_USE_FILE_LOCKING", "FALSE", 1);
+  // Numbers are written and read one after the other: more of each variable would only fill memory.
+  nc_set_chunk_cache(2 * mostNumbers * sizeof(double), 11, 1.0F);
 }
 
 bool trelNetcdfFile::Open(const std::string& path)
@@ -160,14 +165,14 @@ bool trelNetcdfFile::AddAxis(const trelNetcdfVariable& axis, const std::vector<d
 
 /** In pieces of at most a megabyte, whole along the fastest dimensions. Few numbers stay as they
  *  are: the tables of pieces would be larger than they. */
-void trelNetcdfFile::Compress(int variable, const std::vector<std::size_t>& lengths, bool hasChecksum)
+void trelNetcdfFile::Compress(int variable, const std::vector<std::size_t>& lengths,
+                              bool hasChecksum)
 {
   constexpr std::size_t fewNumbers = 512;
   const std::size_t all = std::accumulate(lengths.begin(), lengths.end(), std::size_t{1},
                                           [](std::size_t a, std::size_t b) { return a * b; });
   const bool isCompressed = all > fewNumbers && !IsHasty;
   if (!isCompressed && !hasChecksum) return;
-  constexpr std::size_t mostNumbers = (1 << 20) / sizeof(double);
   constexpr int leastEffort = 1;  // more makes noisy numbers hardly smaller
   std::vector<std::size_t> chunks = lengths;
   std::size_t numbers = 1;
@@ -176,8 +181,6 @@ void trelNetcdfFile::Compress(int variable, const std::vector<std::size_t>& leng
     numbers *= chunks[k];
   }
   Check(nc_def_var_chunking(Id, variable, NC_CHUNKED, chunks.data()), "chunks");
-  // Pieces are written one after the other: more would only fill memory.
-  Check(nc_set_var_chunk_cache(Id, variable, 2 * mostNumbers * sizeof(double), 11, 1.0), "chunks");
   if (hasChecksum) Check(nc_def_var_fletcher32(Id, variable, NC_FLETCHER32), "checksum");
   if (isCompressed) Check(nc_def_var_deflate(Id, variable, 1, 1, leastEffort), "compression");
 }

@@ -51,6 +51,8 @@ public:
   /** Opens the file; false if it has no exits, or is of another run than one of this record and,
    *  if it is given, this seed. */
   bool Open(const trelRunRecord& record, const std::optional<std::uint64_t>& seed);
+  /** Whether the file could be read. */
+  bool IsReadable() const { return Reader.GetFault().empty(); }
   /** Flies them. The grids of the parameter are made to take fluence. */
   bool FlyExits();
   /** Writes the sensitivities with @p record, to which the exits are added. */

@@ -203,7 +203,7 @@ void trelRunDriver::TellCells(std::string word)
 
 void trelRunDriver::Tell(bool isError, const std::string& text)
 {
-  Messages << Options.Model << (isError ? ": error: " : ": warning: ") << text << std::endl;
+  Messages << GetModelName() << (isError ? ": error: " : ": warning: ") << text << std::endl;
 }
 
 template <class Work>
@@ -213,7 +213,7 @@ bool trelRunDriver::DoStage(Stages stage, const char* name, Work work)
   bool isDone = false;
   if (FitsInMemory([&] { isDone = work(); })) return isDone;
   Stage = Running;
-  Messages << Options.Model << ": error: out of memory while " << name << std::endl;
+  Messages << GetModelName() << ": error: out of memory while " << name << std::endl;
   return false;
 }
 
@@ -312,13 +312,13 @@ void trelRunDriver::ShowCheck(bool isRead)
     Log << Options.Format(Check) << std::flush;
     return;
   }
-  Messages << FormatFindings(Findings, Options.Model) << std::flush;
+  Messages << FormatFindings(Findings, GetModelName()) << std::flush;
   if (Options.IsCheck && isRead) Log << FormatCheckText(Check) << std::flush;
 }
 
 int trelRunDriver::Run()
 {
-  Check.Model = Options.Model;
+  Check.Model = GetModelName();
   Check.Program = Options.Program;
   if (Options.Rules == RulesExact && CountBatches() != 1) Check.SetsOfGrids = 3;
   const trelRunDriverHolder<trelSimulationParameterReader> reader(
@@ -447,8 +447,7 @@ void trelRunDriver::BeginRecord()
 {
   Record.Add("source", Options.Program);
   Record.Add("arithmetic", trelExactMonteCarlo::Arithmetic);
-  Record.AddModel(Options.Model, Options.ModelName.empty() ? Options.Model : Options.ModelName,
-                  *Parameter);
+  Record.AddModel(Options.Model, GetModelName(), *Parameter);
   std::string changes;
   for (const trelCoefficientChange& change : Options.Changes)
     changes += (changes.empty() ? "" : "\n") + FormatCoefficientChange(change);
@@ -472,7 +471,7 @@ void trelRunDriver::LogStart()
 {
   const auto packets =
       Options.Packets > 0 ? Options.Packets : static_cast<std::int64_t>(Check.Packets);
-  Log << Options.Model << ": ";
+  Log << GetModelName() << ": ";
   if (Origin.IsOpen()) {
     Log << (Options.Parts ? "put together from " : "goes on from ") << Origin.GetName()
         << (Options.Parts ? " and others" : "");
@@ -561,7 +560,7 @@ int trelRunDriver::RunAgain()
   isDone = DoStage(Running, "flying packets again",
                    [&] { return again.Open(Record, Options.Seed) && again.FlyExits(); });
   if (const int reason = Control.GetReason(); reason > 0) return 128 + reason;
-  if (!isDone) return RunFailed;
+  if (!isDone) return again.IsReadable() ? RunFailed : RunNotWritten;
   isDone = DoStage(Running, "writing the results",
                    [&] { return again.Write(GetLabelledName(), Record); });
   if (!isDone) return RunNotWritten;
@@ -598,7 +597,7 @@ void trelRunDriver::Configure(trelOpticalSimulationFilter& filter)
   if (ExitLimit > 0) AddExits(*exact);
   if (Options.Progress != ProgressNone) {
     exact->AddDependent(
-        new trelRunProgress(Control, Options.Progress, Options.Columns, Options.Model, Messages));
+        new trelRunProgress(Control, Options.Progress, Options.Columns, GetModelName(), Messages));
   }
   if (log) LogSeed(exact->GetSeed());
 }
@@ -643,6 +642,11 @@ int trelRunDriver::Simulate()
   // A camera that fails takes nothing from the other results.
   const bool isKept = Options.Rules == RulesExact && filter->HasLeftMedium();
   if (Exits && !TellExits()) return RunNotWritten;
+  if (Origin.IsOpen() && !Origin.GetState()->IsSound()) {
+    Messages << Options.Program << ": error: " << Origin.GetName() << ": its state cannot be read ("
+             << Origin.GetState()->GetMissing() << ")" << std::endl;
+    return RunNotWritten;
+  }
   if (!isDone && !isKept) return RunFailed;
   const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
   const auto* exact = dynamic_cast<const trelExactMonteCarlo*>(filter->GetMediumFilter());
@@ -674,7 +678,7 @@ void trelRunDriver::TellGoal(const trelExactSummary& summary)
   if (summary.ReachedError && !Options.IsQuiet)
     Log << "ended by --rel-error: " << known.str() << std::endl;
   if (summary.ReachedError || summary.EndedEarly()) return;
-  Messages << Options.Model << ": warning: ended by "
+  Messages << GetModelName() << ": warning: ended by "
            << (Options.Packets > 0 ? "--packets"
                                    : std::to_string(trelExactMonteCarlo::MostTimes) +
                                          " times the model's packets or by memory")
@@ -722,7 +726,7 @@ void trelRunDriver::TellStop(const trelExactSummary& summary)
     }
     Log << std::flush;
   }
-  Messages << Options.Model << ": warning: the run was stopped "
+  Messages << GetModelName() << ": warning: the run was stopped "
            << (reason > 0 ? "by signal " + std::to_string(reason) : "by --max-seconds") << " after "
            << flown.str()
            << (summary.IsToScale() ? "; the results are of the finished batches"

@@ -151,6 +151,10 @@ private:
   void LogTotals(const class trelMediumResult& record);
   void Summarize(class trelOpticalSimulationFilter& filter, double seconds);
   bool WritesLabelled() const { return Base != "-" && Options.Rules == RulesExact; }
+  const std::string& GetModelName() const
+  {
+    return Options.ModelName.empty() ? Options.Model : Options.ModelName;
+  }
   std::int64_t CountBatches() const
   {
     if (Options.Parts) return Origin.GetBatches();

@@ -1,4 +1,5 @@
 #include <CLI/CLI.hpp>
+#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -53,6 +54,15 @@ static std::string WriteOut(std::string& text)
   const bool isWhole = *end == '\0' && std::floor(number) == number && std::fabs(number) <= 1e15;
   if (isWhole) text = std::to_string(static_cast<std::int64_t>(number));
   return "";
+}
+
+/** Whether all of @p text is a number of @p number's type, in digits alone. */
+template <class Number>
+static bool ReadWholeNumber(const std::string& text, Number& number)
+{
+  const char* const end = text.data() + text.size();
+  const auto [rest, error] = std::from_chars(text.data(), end, number);
+  return error == std::errc() && rest == end;
 }
 
 /** The options that the classic rules do not have. */
@@ -157,6 +167,31 @@ static void Describe(CLI::App& app, trelRunOptions& options, trelrunWords& words
       " could not be written; 130 and 143: stopped by SIGINT or SIGTERM.");
 }
 
+/** The first option given that another one has no use for, as a fault; or empty. */
+static std::string FindConflict(const CLI::App& app)
+{
+  static const struct
+  {
+    const char* Name;
+    std::vector<const char*> Others;
+  } conflicts[] = {
+      {"--merge",
+       {"--output", "--max-seconds", "--check", "--set", "--mua", "--mus", "--g", "--n"}},
+      {"--replay",
+       {"--continue", "--keep-batches", "--rel-error", "--packet-range", "--text", "--max-seconds",
+        "--checkpoint"}},
+      {"--only-packet",
+       {"--continue", "--keep-batches", "--rel-error", "--packet-range", "--text", "--max-seconds",
+        "--checkpoint", "--output"}}};
+  for (const auto& conflict : conflicts) {
+    if (app.get_option(conflict.Name)->count() == 0) continue;
+    for (const char* other : conflict.Others)
+      if (app.get_option(other)->count() > 0)
+        return std::string(other) + ": not with " + conflict.Name;
+  }
+  return "";
+}
+
 /** What is wrong with the changes of coefficients, or empty. */
 static std::string TakeChanges(const trelrunWords& words, trelRunOptions& options)
 {
@@ -215,15 +250,6 @@ static std::string FindOptionFault(const trelrunWords& words, const trelRunOptio
       return option->get_name() + ": not with --merge, which flies no packets";
   }
   return "";
-}
-
-/** Whether all of @p text is a number of @p number's type, in digits alone. */
-template <class Number>
-static bool ReadWholeNumber(const std::string& text, Number& number)
-{
-  const char* const end = text.data() + text.size();
-  const auto [rest, error] = std::from_chars(text.data(), end, number);
-  return error == std::errc() && rest == end;
 }
 
 /** What is wrong with the packets that are asked for, or empty. */
@@ -322,7 +348,8 @@ static int RunProgram(int argc, char** argv)
   }
   options.Rules = words.Rules == "classic" ? RulesClassic : RulesExact;
   if (words.IsJson) options.Format = FormatCheckJson;
-  std::string fault = FindOptionFault(words, options);
+  std::string fault = FindConflict(app);
+  if (fault.empty()) fault = FindOptionFault(words, options);
   if (fault.empty()) fault = TakeChanges(words, options);
   if (fault.empty()) fault = TakeWatch(words, options);
   if (fault.empty()) fault = TakePackets(words, options);
