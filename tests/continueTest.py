@@ -144,7 +144,7 @@ def test_refusals(folder):
             ([path, "--continue", "-o", "a", "--exits", "50"], 1, "in no table of exits: a.nc has none"),
             ([path, "--continue", "-o", "some", "--exits", "all"], 1, "--exits is not that of some.nc, which is 50"),
             ([path, "--continue", "-o", "a", "--batches", "19"], 1, "20 batches of 100 packets already"),
-            ([path, *SAME_RUN, "--packet-range", "150:100"], 1, "100:100 and 200:200"),
+            ([path, *SAME_RUN, "--packet-range", "150:100"], 1, "100:100 and 200:100"),
             ([path, *SAME_RUN, "--packet-range", "1900:200"], 1, "not in the run"),
             ([path, "--packet-range", "5"], 2, "FIRST:COUNT"),
             (["--merge", "b", "a", "a"], 3, "both have packet 0 of seed 5"),
