@@ -418,7 +418,7 @@ void trelLabelledResultWriter::WriteElements()
   File->PutAll("element_region", regions.data());
   File->AddVariable({"element_volume", "volume of each tetrahedron", "mm3", {"element"}});
   File->PutAll("element_volume", volumes.data());
-  if (Parameter->GetScoresElements())
+  if (Parameter->GetSaveAbsorption())
     trelLabelledBatches(*File, Batches, Order).WriteRegions(mesh->GetNumberOfRegions());
 }
 

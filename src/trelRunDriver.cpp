@@ -288,6 +288,7 @@ trelRunStatus trelRunDriver::ApplyOptions()
   const int threads = Options.Threads > 0 ? Options.Threads : omp_get_num_procs();
   Parameter->SetThreadNumber(std::clamp(threads, 1, MaximumNumberOfThreads));
   omp_set_num_threads(Parameter->GetThreadNumber());
+  Parameter->SetSaveElements(Options.SavesElements);
   for (const trelCoefficientChange& change : Options.Changes) {
     const trelRunStatus status = Apply(change);
     if (status != RunDone) return status;

@@ -66,6 +66,7 @@ struct trelRunOptions
   double RelativeError = 0.0;        ///< that ends the run; 0: all packets are flown
   std::string Total = "absorption";  ///< whose error that is
   bool KeepsBatches = false;         ///< the result has the grids of every batch
+  bool SavesElements = false;        ///< absorption by tetrahedron, too
   trelPacketRange Range;             ///< fly only these packets of the run
   bool IsContinued = false;          ///< go on from the result that is there
   /** Puts these together instead of flying packets; lives longer than the driver. */

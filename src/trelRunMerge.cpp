@@ -49,6 +49,7 @@ int trelRunMerge::Run(const std::string& base, const std::vector<std::string>& p
   }
   Options.Base = WithoutEnding(base);
   Options.Parts = &Parts;
+  Options.SavesElements = !Parts.GetText("elements").empty();
   return trelRunDriver(Options, Log, Messages).Run();
 }
 

@@ -180,6 +180,7 @@ std::string trelRunOrigin::FindDifference(const trelRunRecord& record) const
       {"rules", "the rules are not those of "},
       {"model_without_packets_sha256", "the model is not that of "},
       {"mesh_sha256", "a mesh is not that of "},
+      {"elements", "absorption by tetrahedron (--elements) is not wanted as in "},
       {"coefficients_sha256", "a coefficient (--set, --mua and so on) is not that of "}};
   for (const File& file : Files) {
     for (const auto& [name, words] : kept) {

@@ -146,6 +146,7 @@ void trelRunRecord::AddModel(const std::string& model, const std::string& name,
   Add("model_without_packets_sha256", ComputeHash(TakeOutPackets(text)));
   Add("coefficients_sha256", ComputeHash(ListCoefficients(parameter)));
   Add("rules", std::string(GetRulesName(parameter.GetRules())));
+  if (parameter.GetScoresElements()) Add("elements", "yes");
   std::string names, hashes;
   for (const std::string& file : FindMeshFiles(parameter)) {
     const char* between = names.empty() ? "" : "\n";

@@ -55,8 +55,8 @@ void trelSimulationParameter::SetLightSources(trelList* sources)
 bool trelSimulationParameter::GetScoresElements() const
 {
   const trelMedium* medium = GetMedium();
-  return Rules == RulesExact && SaveAbsorption && medium && medium->GetShapeIsTetrahedron() &&
-         medium->GetTetrahedron();
+  return SaveElements && Rules == RulesExact && SaveAbsorption && medium &&
+         medium->GetShapeIsTetrahedron() && medium->GetTetrahedron();
 }
 
 std::int32_t trelSimulationParameter::GetNumberOfLightSources() const

@@ -96,7 +96,9 @@ public:
   trelSetGetMacro(bool, SavePhotonFlyTime)
   /** Whether the fluence rate is derived from the absorption after the run, default false. */
   trelSetGetMacro(bool, SaveFluenceRate)
-  /** Whether absorption is scored by tetrahedron, too: under the exact rules, of their medium. */
+  /** Whether absorption is wanted by tetrahedron, too, default false. */
+  trelSetGetMacro(bool, SaveElements)
+  /** Whether it is scored so: under the exact rules, in a tetrahedral medium. */
   bool GetScoresElements() const;
 
   /** Whether continuous-wave results are wanted, default true. */
@@ -218,6 +220,7 @@ private:
   bool FrequencyDomain = false;
   std::int32_t FiberDetectorCount = 0;
   bool SaveFluenceRate = false;
+  bool SaveElements = false;
   double Frequency = 0.0;
   std::int32_t StepNumberMax = 100000;
   double FlyTimeMax = 10000.0;

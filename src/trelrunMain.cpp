@@ -82,6 +82,8 @@ static void DescribeExact(CLI::App& app, trelRunOptions& options, trelrunWords& 
           ->transform(CLI::Validator(WriteOut, "NUMBER"))
           ->check(CLI::Range(std::int64_t{1}, mostBatches)),
       app.add_flag("--keep-batches", options.KeepsBatches, "Write the grids of every batch, too"),
+      app.add_flag("--elements", options.SavesElements,
+                   "Score absorption by tetrahedron of a tetrahedral medium, too"),
       app.add_flag("--continue", options.IsContinued,
                    "Go on from BASE.nc, or its checkpoint, to --packets or --batches as the new"
                    " total"),

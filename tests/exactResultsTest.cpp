@@ -1,6 +1,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <filesystem>
+#include <numeric>
 #include <random>
 
 #include <gmock/gmock.h>
@@ -439,6 +440,41 @@ static trelPlaneDetector* MakeCamera()
   plane->SetFocalLength(550);
   plane->SetImageDistance(1100);
   return plane;
+}
+
+TEST(ExactResults, TetrahedraHaveTogetherWhatTheirCubesAndTheLedgerHave)
+{
+  for (const bool fluence : {false, true}) {
+    TestModel model;
+    const Optics clear = {0, 0, 0, 1}, turbid = {0.5, 1, 0, 1.5};
+    BuildTetrahedra(model, {}, {4, 4, 4}, 4, {{0.2, 3, 0.5, 1.3}, fluence ? clear : turbid});
+    model.AddPencilBeam(0.3, 0.7, -4, 500);
+    model->SetSeparations(2, 2, 2, 1, 1, 1);
+    model->SetTimeDomain(true);
+    model->SetTimeRange(0, 40, 10);
+    model->SetFrequencyDomain(true);
+    model->SetFrequency(200);
+    model->SetSaveFluenceRate(fluence);
+    model->SetSaveElements(true);
+    ExactRun run(model, 5, 4);
+    for (const trelGridDomain domain : {GridCW, GridTD, GridFDReal, GridFDImag}) {
+      const trelGrid &cubes = *run[0].GetGrid(domain, AbsorptionXYZ),
+                     &elements = *run[0].GetGrid(domain, AbsorptionElement);
+      ASSERT_EQ(elements.GetNumberOfCells(), 6 * cubes.GetNumberOfCells());
+      double largest = 0.0, regions[2] = {};
+      for (std::size_t k = 0; k < cubes.GetNumberOfCells(); ++k) {
+        const double* const six = elements.GetCells() + 6 * k;
+        EXPECT_NEAR(std::accumulate(six, six + 6, 0.0) / 6, cubes.GetCells()[k], 1e-9) << k;
+        largest = std::max(largest, std::fabs(cubes.GetCells()[k]));
+        regions[k % 4 / 2] += 8 * cubes.GetCells()[k];
+      }
+      EXPECT_GT(largest, 1e-4) << domain;
+      for (const trelLedgerLine& line : run.ListLedger(0)) {
+        if (fluence || domain != GridCW || line.Name.rfind("by tissue ", 0) != 0) continue;
+        EXPECT_NEAR(line.Weight, regions[line.Name.back() - '1'], 1e-9);
+      }
+    }
+  }
 }
 
 TEST(ExactCamera, SeesALambertianBodyAsAFlatOneWhateverItsFormAndCells)

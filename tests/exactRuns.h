@@ -140,7 +140,7 @@ private:
     for (; !packet.Dead; ++packet.StepCount) {
       const trelExactPacket before = packet;
       if (!Shortcuts) packet.Clear = 0.0;
-      TakeExactStep(packet, numbers, Exact, Tally);
+      TakeExactStep<false>(packet, numbers, Exact, Tally);
       const bool turned = Dot(before.Direction, packet.Direction) < 1.0 - 1e-14;
       flight.Reflections +=
           turned && packet.BoundariesInRow > 0 && before.TissueIndex == packet.TissueIndex;

@@ -47,7 +47,7 @@ CASES = [
     ("plane", {}, "absorption transmittance_side"),
     ("fluorescence", {}, "absorption"),
 ]
-UNITS = "1 nm mm mm-1 mm-2 mm-3 mm2 ps degree MHz sr-1 mm-2 sr-1 mm-3 ps-1 mm-2 ps-1 mm-1 ps-1 ps-1 " \
+UNITS = "1 nm mm mm-1 mm-2 mm-3 mm2 mm3 ps degree MHz sr-1 mm-2 sr-1 mm-3 ps-1 mm-2 ps-1 mm-1 ps-1 ps-1 " \
     "degree-1 mm degree-1 mm ps-1"
 COUNTERS = {"AbsorpPhotonNum": "packets_absorbed", "TransmitPhotonNum": "packets_left",
             "SpecularReflectance": "specular_reflectance"}
@@ -212,7 +212,7 @@ def check_batches(data):
         error, hits = batches.std("batch", ddof=1) / 20 ** 0.5, (batches != 0).sum("batch")
         equal(data[number + "_error"], error.where(hits > 1), name, size)
         grid, _, axis = number.rpartition("_")
-        if grid not in data or "side" in grid or "_total" in number:
+        if grid not in data or "side" in grid or "_total" in number or axis == "region":
             continue
         cells = data[grid]
         for axis in cells.dims[1:]:
@@ -232,6 +232,20 @@ def check_batches(data):
         line = list(data.ledger_line).index("in the grid's region")
         equal(data.ledger_weight[:, line], data.absorption_total, "ledger")
     return seen
+
+
+def check_elements(data):
+    """The sums of tetrahedra against regions and grid, which are the ledger's; the names of theirs."""
+    if "element" not in data.dims:
+        return set()
+    energy = data.absorption_element * data.element_volume
+    by_region = np.array([energy[:, data.element_region == r].sum("element") for r in data.region]).T
+    np.testing.assert_allclose(by_region, data.absorption_region, 1e-9)
+    np.testing.assert_allclose((data.absorption_element_td * data.element_volume).sum("element"),
+                               data.absorption_total_td, 1e-9)
+    lines = data.ledger_weight.sel(ledger_line=[f"by tissue {r + 1}" for r in data.region.values])
+    np.testing.assert_array_equal(data.absorption_region, lines)
+    return {name for name in data if name.startswith("absorption_element")}
 
 
 def make_model(folder, name, changes):
@@ -256,7 +270,7 @@ def test_numbers(folder):
             old.unlink()
         make_model(folder, name, changes)
         change = ["--set", "1.mua=0.25"]
-        log = run(folder, "--text", *change).stdout
+        log = run(folder, "--text", "--elements", *change).stdout
         check = json.loads(run(folder, "--check", "--json", *change).stdout)
         files = [file for file in folder.glob("model.?.*")]
         assert all(file.name in log for file in files) and "model.nc" in log, log
@@ -267,6 +281,7 @@ def test_numbers(folder):
             check_description(folder, data, check)
             for file in files:
                 Comparison(data, seen).compare(file.read_text())
+            seen |= check_elements(data)
             # All that has a wavelength, but for coefficients, was compared.
             left = {n for n, v in data.data_vars.items() if "wavelength" in v.dims} - seen - check_batches(data)
             errors = {n for n in left if n.endswith("_error")}
