@@ -642,12 +642,7 @@ int trelRunDriver::Simulate()
   const bool isDone = DoStage(Running, "simulating", [&] { return filter->Update(); });
   // A camera that fails takes nothing from the other results.
   const bool isKept = Options.Rules == RulesExact && filter->HasLeftMedium();
-  if (Exits && !TellExits()) return RunNotWritten;
-  if (Origin.IsOpen() && !Origin.GetState()->IsSound()) {
-    Messages << Options.Program << ": error: " << Origin.GetName() << ": its state cannot be read ("
-             << Origin.GetState()->GetMissing() << ")" << std::endl;
-    return RunNotWritten;
-  }
+  if ((Exits && !TellExits()) || !TellOrigin()) return RunNotWritten;
   if (!isDone && !isKept) return RunFailed;
   const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
   const auto* exact = dynamic_cast<const trelExactMonteCarlo*>(filter->GetMediumFilter());
@@ -662,6 +657,15 @@ int trelRunDriver::Simulate()
   if (!Options.IsQuiet) Summarize(*filter, seconds.count());
   if (reason > 0) return stopped;
   return isDone ? RunDone : RunFailed;
+}
+
+/** False if what the run goes on from could not be read to its end. */
+bool trelRunDriver::TellOrigin()
+{
+  if (!Origin.IsOpen() || Origin.GetState()->IsSound()) return true;
+  Messages << Options.Program << ": error: " << Origin.GetName() << ": its state cannot be read ("
+           << Origin.GetState()->GetMissing() << ")" << std::endl;
+  return false;
 }
 
 void trelRunDriver::TellEnd(const trelExactSummary& summary)

@@ -143,6 +143,7 @@ private:
   void LogStart();
   void Configure(class trelOpticalSimulationFilter& filter);
   void LogSeed(std::uint64_t seed);
+  bool TellOrigin();
   void TellEnd(const struct trelExactSummary& summary);
   void TellGoal(const struct trelExactSummary& summary);
   bool TellExits();

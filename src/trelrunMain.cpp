@@ -1,4 +1,5 @@
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdio>
@@ -266,22 +267,22 @@ static std::string TakePackets(const trelrunWords& words, trelRunOptions& option
     return "--continue: -o - has no result to go on from";
   if (options.KeepsBatches && (options.Batches == 1 || options.Base == "-"))
     return "--keep-batches: there is no file of several batches";
+  return "";
+}
+
+/** What is wrong with the range of packets, or empty. */
+static std::string TakeRange(const trelrunWords& words, trelRunOptions& options)
+{
   if (words.Range.empty()) return "";
-  const std::size_t colon = words.Range.find(':');
-  std::int64_t numbers[2] = {};
-  const std::string parts[2] = {words.Range.substr(0, colon),
-                                colon == std::string::npos ? "" : words.Range.substr(colon + 1)};
-  for (int i = 0; i < 2; ++i) {
-    const std::string& text = parts[i];
-    const bool isNumber = !text.empty() && text.size() < 19 &&
-                          text.find_first_not_of("0123456789") == std::string::npos;
-    if (!isNumber) return "--packet-range: expected FIRST:COUNT, two whole numbers";
-    numbers[i] = std::stoll(text);
-  }
-  if (numbers[1] == 0) return "--packet-range: expected one packet or more behind the colon";
+  const std::size_t colon = std::min(words.Range.find(':'), words.Range.size() - 1);
+  trelPacketRange& range = options.Range;
+  const bool isRead = ReadWholeNumber(words.Range.substr(0, colon), range.First) &&
+                      ReadWholeNumber(words.Range.substr(colon + 1), range.Number);
+  if (!isRead || range.First < 0 || range.Number < 0)
+    return "--packet-range: expected FIRST:COUNT, two whole numbers";
+  if (range.Number == 0) return "--packet-range: expected one packet or more behind the colon";
   if (options.IsContinued) return "--packet-range: not with --continue, which keeps the range";
   if (options.Batches == 1) return "--packet-range: expected several --batches";
-  options.Range = {numbers[0], numbers[1]};
   return "";
 }
 
@@ -335,6 +336,18 @@ static std::string TakeWatch(const trelrunWords& words, trelRunOptions& options)
   return "";
 }
 
+/** What is wrong with the command line, or empty. */
+static std::string TakeWords(const CLI::App& app, const trelrunWords& words,
+                             trelRunOptions& options)
+{
+  std::string fault = FindConflict(app);
+  if (fault.empty()) fault = FindOptionFault(words, options);
+  for (const auto take :
+       {TakeChanges, TakeWatch, TakePackets, TakeRange, TakeGoal, TakeExits, TakeOnlyPacket})
+    if (fault.empty()) fault = take(words, options);
+  return fault;
+}
+
 static int RunProgram(int argc, char** argv)
 {
   trelRunOptions options;
@@ -350,14 +363,7 @@ static int RunProgram(int argc, char** argv)
   }
   options.Rules = words.Rules == "classic" ? RulesClassic : RulesExact;
   if (words.IsJson) options.Format = FormatCheckJson;
-  std::string fault = FindConflict(app);
-  if (fault.empty()) fault = FindOptionFault(words, options);
-  if (fault.empty()) fault = TakeChanges(words, options);
-  if (fault.empty()) fault = TakeWatch(words, options);
-  if (fault.empty()) fault = TakePackets(words, options);
-  if (fault.empty()) fault = TakeGoal(words, options);
-  if (fault.empty()) fault = TakeExits(words, options);
-  if (fault.empty()) fault = TakeOnlyPacket(words, options);
+  const std::string fault = TakeWords(app, words, options);
   if (!fault.empty()) {
     std::cerr << programName << ": error: " << fault << '\n';
     return RunUsage;
