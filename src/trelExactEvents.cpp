@@ -73,7 +73,7 @@ void ScoreClearPath(const trelExactPacket& packet, double distance, const trelEx
 {
   const double slowness = packet.Here->RefractiveIndex / trelExactModel::SpeedOfLight;
   ScorePath(packet, distance, slowness, tally, model);
-  if (tally.Grids->Elements.NumberOfCells != 0)
+  if (HasElements(model, tally))
     ScorePathByElement(packet, {distance, slowness, model.Elements, packet.Place}, tally, model);
 }
 

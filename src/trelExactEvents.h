@@ -96,6 +96,12 @@ inline void Scatter(trelExactPacket& packet, trelPacketNumbers& numbers,
   }
 }
 
+/** Whether what happens is scored by tetrahedron. Without elements there may be no grids either. */
+inline bool HasElements(const trelExactModel& model, const trelExactTally& tally)
+{
+  return !model.Elements.IsEmpty() && tally.Grids->Elements.NumberOfCells != 0;
+}
+
 /** Scores an interaction, as ScoreInteraction(), in the tetrahedron where the packet is. */
 inline void ScoreElement(trelExactPacket& packet, const trelExactModel& model,
                          double absorbedWeight, double fluence, trelExactTally& tally)
@@ -122,7 +128,7 @@ inline void Interact(trelExactPacket& packet, trelPacketNumbers& numbers,
   const double share = packet.Weight / packet.Interaction;
   const double kept = share * packet.Here->Scattering;
   ScoreInteraction(packet, tally, model, packet.Weight - kept, share);
-  if (LooksForElements && tally.Grids->Elements.NumberOfCells != 0)
+  if (LooksForElements && HasElements(model, tally))
     ScoreElement(packet, model, packet.Weight - kept, share, tally);
   if (packet.Dyes != 0 && !packet.IsEmission) Excite(packet, share, numbers, model, tally);
   packet.Weight = kept;
