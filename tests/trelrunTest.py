@@ -403,7 +403,7 @@ def test_limit_of_time(folder):
     expect(len(rows) > 1 and not rows[-1]["done"] and 0 < rows[-1]["packets"] < 4e9, report)
     expect(rows[0]["packets"] < rows[-1]["packets"] and rows[0]["seconds_left"] < 1.5, report)
     expect(not list(folder.path.glob("model.nc")), "a file without a batch")
-    status, log, report = folder.run(HUGE, "--max-seconds", "1.5", "--packets", "1e9", "--batches", "1000000")
+    status, log, report = folder.run(HUGE, "--max-seconds", "1.5", "--packets", "1e8", "--batches", "1000000")
     expect(status == 0 and "partial: " in log and "of the finished batches" in report, report)
     expect(list(folder.path.glob("model.nc")), "no file of the finished batches")
 
@@ -423,6 +423,13 @@ def test_signals(folder):
         expect(status == 128 + number and time.monotonic() - start < 20, f"{status}: {shown}")
         told = f"stopped by signal {number} after" in shown and "] " in shown
         expect(told == (model is HUGE), shown)
+    run = Terminal(folder, HUGE, "--packets", "1e8", "--batches", "1000000")
+    run.read(r"\r\[.*left")
+    time.sleep(1)
+    os.write(run.end, b"\x03")
+    status, shown = run.wait()
+    expect(status == 130 and "the results are of the finished batches" in shown, f"{status}: {shown}")
+    expect((folder.path / "model.nc").exists(), "no file of the finished batches")
 
 
 def test_the_manual(folder):
