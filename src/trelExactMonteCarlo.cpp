@@ -143,9 +143,12 @@ bool trelExactMonteCarlo::ContinuePlan()
   Origin->Pass("packets_of_batch", shares);
   Origin->Pass("first_batch", first);
   Origin->Pass("number_of_batches", number);
-  constexpr double most = 9007199254740992.0;
-  const auto isCount = [](double count) { return count >= 0.0 && count <= most; };
-  if (!Origin->IsSound() || !Plan.SetShares(shares) || !isCount(first[0]) || !isCount(number[0])) {
+  const bool isPlan = Origin->IsSound() && Plan.SetShares(shares);
+  // Places of packets are exact as other numbers, too.
+  const double most =
+      0x1.0p53 / static_cast<double>(std::max<std::int64_t>(Plan.GetPacketsOfBatch(), 1));
+  const auto isCount = [&](double count) { return count >= 0.0 && count <= most; };
+  if (!isPlan || !isCount(first[0]) || !isCount(number[0])) {
     ErrorMacro("The state of the run cannot be read, or the packets of a batch differ");
     return false;
   }

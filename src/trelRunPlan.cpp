@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numeric>
 
 /** The integer part of a b / c, for a product of any size; none is negative, and c is positive. */
 static std::int64_t FloorOfRatio(std::int64_t a, std::int64_t b, std::int64_t c)
@@ -39,14 +40,14 @@ void trelRunPlan::SetBatches(std::int64_t batches)
 
 bool trelRunPlan::SetShares(const std::vector<double>& shares)
 {
-  constexpr double most = 9007199254740992.0;
-  const auto isShare = [](double share) { return share >= 1.0 && share <= most; };
-  if (shares.size() != Entries.size() || !std::all_of(shares.begin(), shares.end(), isShare))
-    return false;
+  const auto isShare = [](double share) { return share >= 1.0; };
+  const bool isSound = shares.size() == Entries.size() &&
+                       std::all_of(shares.begin(), shares.end(), isShare) &&
+                       std::accumulate(shares.begin(), shares.end(), 0.0) <= 0x1.0p53;
+  if (!isSound) return false;
   for (std::size_t i = 0; i < shares.size(); ++i)
     Entries[i].Share = static_cast<std::int64_t>(shares[i]);
   SumShares();
-  SetBatches(Batches);
   return true;
 }
 

@@ -48,8 +48,8 @@ public:
   void Build(const std::vector<trelRunEntry>& entries, std::int64_t packets, std::int64_t batches);
   /** From here on @p batches batches of the same size. */
   void SetBatches(std::int64_t batches);
-  /** Packets of each entry in a batch, as other numbers. False, and nothing done, if there are not
-   *  as many or one is below 1 or above 2^53. */
+  /** Packets of each entry in a batch, as other numbers, ahead of SetBatches(). False, and nothing
+   *  done, if there are not as many, one is below 1, or all together are more than 2^53. */
   bool SetShares(const std::vector<double>& shares);
   std::vector<double> GetShares() const;
   /** The same entries, each with a share of @p packets. */
