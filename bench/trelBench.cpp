@@ -1,12 +1,13 @@
 // Runs a model on fixed random streams and prints one line of figures:
 //
-//   trelBench MODEL PACKETS THREADS [count|exact]
+//   trelBench MODEL PACKETS THREADS [count|exact [LANES]]
 //   packets P seconds S absorbed A transmitted T scatterings N load L prepare R megabytes M
 //
 // L and R are the seconds of reading the model and of building its look-up tables, which S leaves
 // out. With "count" the scatterings are counted, which costs time, on one thread; else N is -1. The
 // same arguments trace the same packets (on one thread), so that a counting run tells how many
-// scatterings another run made. "exact" runs by the exact rules, which always count.
+// scatterings another run made. "exact" runs by the exact rules, which always count, with LANES
+// packets side by side: 0 for as many as the processor does best, -1 for none.
 
 #include <sys/resource.h>
 
@@ -101,12 +102,13 @@ static trelBenchMode ModeOf(const char* word)
 }
 
 static int RunModel(trelSimulationParameter* parameter, unsigned packets, trelBenchMode mode,
-                    double load)
+                    int lanes, double load)
 {
   trelCountingVRMC counting;
   trelDiffuseVRMC plain;
   trelExactMonteCarlo exact;
   exact.SetSeed(20240229);
+  exact.SetLanes(lanes);
   trelMonteCarlo* const filters[] = {&plain, &counting, &exact};
   trelMonteCarlo& filter = *filters[mode];
   filter.SetInput(parameter);
@@ -135,18 +137,19 @@ static int RunModel(trelSimulationParameter* parameter, unsigned packets, trelBe
 int main(int argc, char** argv)
 {
   if (argc < 4) {
-    std::fprintf(stderr, "Usage: trelBench MODEL PACKETS THREADS [count|exact]\n");
+    std::fprintf(stderr, "Usage: trelBench MODEL PACKETS THREADS [count|exact [LANES]]\n");
     return EXIT_FAILURE;
   }
   const auto packets = static_cast<unsigned>(std::strtoul(argv[2], nullptr, 10));
   const trelBenchMode mode = argc > 4 ? ModeOf(argv[4]) : BenchPlain;
+  const int lanes = argc > 5 ? std::atoi(argv[5]) : 0;
   SetWallClock([]() -> std::int64_t { return 20240229; });
   const trelBenchClock::time_point start = trelBenchClock::now();
   trelSimulationParameter* parameter =
       ReadModel(argv[1], packets, mode == BenchCounts ? 1 : std::atoi(argv[3]));
   if (!parameter) return EXIT_FAILURE;
   if (mode == BenchExact) parameter->SetRules(RulesExact);
-  const int status = RunModel(parameter, packets, mode, SecondsSince(start));
+  const int status = RunModel(parameter, packets, mode, lanes, SecondsSince(start));
   parameter->UnRegister();
   return status;
 }

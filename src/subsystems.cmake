@@ -37,7 +37,7 @@ endfunction()
 # The root class, reports, reference counts, the pipeline of stages, lists, paths, clock and threads.
 trel_subsystem(framework
   HEADERS trelObjectMacros trelFileNames trelInlining trelVector trelUntouchedTable
-          trelUniformNumbers trelStateArchive
+          trelUniformNumbers trelElementary trelStateArchive
   CLASSES trelObject trelList trelProcessObject trelDataObject trelSimulationObject trelSource
           trelFilter trelTarget trelReader trelWriter trelText trelPaths trelClock trelThreads
           trelMemory trelTicker trelRunControl)
@@ -112,14 +112,14 @@ trel_subsystem(free_space
 # The packets: random streams, launch, steps, boundaries, the parallel run and the imaging modes.
 trel_subsystem(transport
   MAY_USE framework geometry model results
-  HEADERS trelPacket trelElementary trelPhaseFunction trelFresnel trelTransportRules
+  HEADERS trelPacket trelPhaseFunction trelFresnel trelTransportRules
           trelPacketSteps trelPacketObserver trelPacketAudience trelExactPacket trelExactSteps
   CLASSES trelRandomStream trelRandomNumbers trelTransportModel trelScoreTable trelPacketScores
           trelCellBorders trelExactScores trelPacketEvents trelPacketGeometry trelExactLaunch
           trelThreadState trelMediumFilter trelMonteCarlo
           trelVarianceReductionMonteCarlo trelDiffuseVRMC trelBioluminescenceVRMC
           trelFluorescenceVRMC trelExactModel trelExactEvents trelEmissionPilot trelRunPlan
-          trelErrorGoal trelTissuePaths trelExitRecorder trelPacketPath trelSensitivity
+          trelPacketLanes trelLaneKernel trelErrorGoal trelTissuePaths trelExitRecorder trelPacketPath trelSensitivity
           trelExactMonteCarlo)
 
 # A look at a model before it runs: what it is, and what is wrong with it.

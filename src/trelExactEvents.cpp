@@ -368,27 +368,35 @@ static bool FindChange(trelExactPacket& packet, double limit, bool within,
   return found && !packet.IsUnsure;
 }
 
-void FollowSegment(trelExactPacket& packet, double length, trelPacketNumbers& numbers,
-                   const trelExactModel& model, trelExactTally& tally)
+trelSegment LookAhead(const trelExactPacket& packet, double length, const trelExactModel& model)
 {
   const double timeLeft = (model.TimeLimit - packet.FlyTime) * trelExactModel::SpeedOfLight /
                           packet.Here->RefractiveIndex;
-  const bool endsByTime = timeLeft < length;
-  const double limit = endsByTime ? std::max(timeLeft, 0.0) : length;
-  trelClearance clearance;
-  if (limit < std::numeric_limits<double>::infinity() && model.IsClear(packet, limit, &clearance)) {
-    packet.Clear = trelExactPacket::ClearPart * clearance.Radius - limit;
-    EndSegment(packet, limit, endsByTime, numbers, model, tally);
+  trelSegment segment{};
+  segment.EndsByTime = timeLeft < length;
+  segment.Limit = segment.EndsByTime ? std::max(timeLeft, 0.0) : length;
+  segment.IsClear = segment.Limit < std::numeric_limits<double>::infinity() &&
+                    model.IsClear(packet, segment.Limit, &segment.Clearance);
+  return segment;
+}
+
+void FollowSegment(trelExactPacket& packet, const trelSegment& segment, trelPacketNumbers& numbers,
+                   const trelExactModel& model, trelExactTally& tally)
+{
+  const double limit = segment.Limit;
+  if (segment.IsClear) {
+    packet.Clear = segment.GetClearBehind();
+    EndSegment(packet, limit, segment.EndsByTime, numbers, model, tally);
     return;
   }
   packet.Clear = 0.0;
   trelTissueChange change;
-  const bool changes = FindChange(packet, limit, clearance.IsWithin, model, &change);
+  const bool changes = FindChange(packet, limit, segment.Clearance.IsWithin, model, &change);
   const double distance = changes ? change.Hit.Distance : limit;
   if (model.HasMarkers && EndAtMarker(packet, distance, changes ? &change : nullptr, model, tally))
     return;
   if (!changes) {
-    EndSegment(packet, limit, endsByTime, numbers, model, tally);
+    EndSegment(packet, limit, segment.EndsByTime, numbers, model, tally);
   } else if (!CountBoundary(packet, tally)) {
     Advance(packet, distance, model, tally);
     MeetBoundary(packet, change, numbers, model, tally);

@@ -152,9 +152,26 @@ void EscapeAtStart(const trelHit& skin, trelExactPacket& packet, const trelExact
  *  that has left the medium into a fibre outside, or enters it into one inside. */
 bool EndAtFiberHere(trelExactPacket& packet, const trelExactModel& model, trelExactTally& tally);
 
-/** Follows the packet's segment of @p length, which may be infinite, to the first of its end, a
- *  change of tissue, a dye's border, a fibre and the limit of time, and does what happens there. */
-TREL_RARE void FollowSegment(trelExactPacket& packet, double length, trelPacketNumbers& numbers,
-                             const trelExactModel& model, trelExactTally& tally);
+/** The segment ahead of a packet, and what is known of its way. */
+struct trelSegment
+{
+  double Limit;     ///< its length, mm, which may be infinite
+  bool EndsByTime;  ///< there the limit of time is reached, else the way to the next interaction
+  bool IsClear;     ///< it is known to meet nothing
+  trelClearance Clearance;
+
+  /** What is left at the end of a clear segment of the bound that told so. */
+  double GetClearBehind() const { return trelExactPacket::ClearPart * Clearance.Radius - Limit; }
+};
+
+/** The segment of @p length, which may be infinite, or to the limit of time. */
+TREL_RARE trelSegment LookAhead(const trelExactPacket& packet, double length,
+                                const trelExactModel& model);
+
+/** Follows the packet's segment to the first of its end, a change of tissue, a dye's border and a
+ *  fibre, and does what happens there. */
+TREL_RARE void FollowSegment(trelExactPacket& packet, const trelSegment& segment,
+                             trelPacketNumbers& numbers, const trelExactModel& model,
+                             trelExactTally& tally);
 
 #endif

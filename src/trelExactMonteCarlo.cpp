@@ -13,6 +13,7 @@
 #include "trelList.h"
 #include "trelMediumResult.h"
 #include "trelMemory.h"
+#include "trelPacketLanes.h"
 #include "trelSimulationParameter.h"
 #include "trelSimulationResult.h"
 #include "trelSpectrum.h"
@@ -512,21 +513,64 @@ void trelExactMonteCarlo::ChooseLoop(int thread, trelExactTally& tally) const
   tally.Trace = ChooseTrace(tally, Model);
 }
 
+/** The packets of a batch as one thread takes them, a few at a time. */
+class trelExactMonteCarlo::Supplier final : public trelPacketSupplier
+{
+public:
+  Supplier(trelExactMonteCarlo& run, const Batch& batch, trelExactTally& tally)
+      : Run(run), Flown(batch), Tally(tally)
+  {
+  }
+
+  /** Takes the next few packets from @p *first up to @p *end; false if there are no more, or they
+   *  are to rest. */
+  bool TakeFew(std::int64_t* first, std::int64_t* end)
+  {
+    if (!Run.Pilot && Run.Control->IsHaltRequested()) return false;
+    const auto few = static_cast<std::uint64_t>(Taken * fewInteractions);
+    const std::int64_t taken = Tally.Interactions <= few ? packetsTaken : 1;
+    *first = Run.NextPacket.fetch_add(taken, std::memory_order_acq_rel);
+    *end = std::min(*first + taken, Flown.CountPackets());
+    Taken += taken;
+    return *first < *end;
+  }
+
+  bool TakeNext(trelExactPacket* packet, trelPacketNumbers* numbers) override
+  {
+    while (Next < End_ || TakeFew(&Next, &End_)) {
+      if (Run.StartPacket(Flown, Flown.Find(Next++), packet, numbers, Tally)) return true;
+      if (Tally.Counter) Tally.Counter->CountPacket(0);
+    }
+    return false;
+  }
+  void End(const trelExactPacket& packet) override
+  {
+    Tally.Interactions += packet.Interactions;
+    if (Tally.Counter) Tally.Counter->CountPacket(packet.Interactions);
+  }
+
+private:
+  trelExactMonteCarlo& Run;
+  const Batch& Flown;
+  trelExactTally& Tally;
+  std::int64_t Taken = 0;
+  std::int64_t Next = 0, End_ = 0;
+};
+
+/** In lanes unless someone looks at packets, who may have seen enough after some. */
 void trelExactMonteCarlo::TracePackets(const Batch& batch, int thread, trelExactTally& tally)
 {
-  const std::int64_t packets = batch.CountPackets();
-  std::int64_t flown = 0;
-  while (Pilot || !Control->IsHaltRequested()) {
+  Supplier supplier(*this, batch, tally);
+  const bool isAlone = Pilot || Lanes < 0;
+  while (true) {
     ChooseLoop(thread, tally);
-    const auto few = static_cast<std::uint64_t>(flown * fewInteractions);
-    const std::int64_t taken = tally.Interactions <= few ? packetsTaken : 1;
-    const std::int64_t first = NextPacket.fetch_add(taken, std::memory_order_acq_rel);
-    const std::int64_t end = std::min(first + taken, packets);
-    if (first >= end) return;
-    flown += taken;
+    if (!isAlone && trelPacketLanes::CanFly(Model, tally)) break;
+    std::int64_t first = 0, end = 0;
+    if (!supplier.TakeFew(&first, &end)) return;
     for (std::int64_t i = first; i < end; ++i)
       if (!TracePlace(batch, i, tally)) return;
   }
+  trelPacketLanes(Model, tally, supplier).Fly(Lanes);
 }
 
 /** The packet at a place of the batch; false if memory runs out. */
@@ -575,39 +619,48 @@ static void EnterLaunch(trelLaunchOutcome outcome, const trelLaunched& start, do
   if (outcome == LaunchNotMet) parts[LedgerNotLaunched].AddPacket(weight);
 }
 
-void trelExactMonteCarlo::TracePacket(const Batch& batch, const trelPlannedPacket& planned,
+/** Launches a packet of the plan; false if it has no way to fly. */
+bool trelExactMonteCarlo::StartPacket(const Batch& batch, const trelPlannedPacket& planned,
+                                      trelExactPacket* packet, trelPacketNumbers* numbers,
                                       trelExactTally& tally)
 {
   const trelRunEntry& entry = batch.Plan.GetEntries()[planned.Entry];
   const trelExactLaunch& launch = Launches[planned.Entry];
   const auto wavelengthIndex = static_cast<std::int32_t>(entry.Spectrum->GetWavelengthIndex());
   const std::int64_t number = batch.Number * entry.Share + planned.Number;
-  trelPacketNumbers numbers;
-  numbers.Start(batch.Seed, entry.Entry, static_cast<std::uint64_t>(number));
+  numbers->Start(batch.Seed, entry.Entry, static_cast<std::uint64_t>(number));
   tally.SelectRecord(wavelengthIndex);
   trelLaunched start;
-  const trelLaunchOutcome outcome = launch.Launch(Model.Map, numbers, &start);
+  const trelLaunchOutcome outcome = launch.Launch(Model.Map, *numbers, &start);
   EnterLaunch(outcome, start, launch.GetPacketWeight(), tally);
-  if (outcome != LaunchDone && outcome != LaunchEscaped) return;
-  trelExactPacket packet{};
-  packet.Position = start.Position;
-  packet.Direction = start.Direction;
-  packet.Weight = packet.Settled = 1.0;
-  packet.SourceWeight = start.Entering * launch.GetPacketWeight();
-  packet.Wavelength = static_cast<std::int32_t>(entry.Spectrum->GetWavelength());
-  packet.WavelengthIndex = wavelengthIndex;
-  packet.Depth = trelExactPacket::NotDrawn;
-  packet.Skip = start.Skip;
+  if (outcome != LaunchDone && outcome != LaunchEscaped) return false;
+  *packet = {};
+  packet->Position = start.Position;
+  packet->Direction = start.Direction;
+  packet->Weight = packet->Settled = 1.0;
+  packet->SourceWeight = start.Entering * launch.GetPacketWeight();
+  packet->Wavelength = static_cast<std::int32_t>(entry.Spectrum->GetWavelength());
+  packet->WavelengthIndex = wavelengthIndex;
+  packet->Depth = trelExactPacket::NotDrawn;
+  packet->Skip = start.Skip;
   if (!Model.Dyes.empty()) {
-    packet.Dyes = Model.FindDyes(packet.Position + packet.Skip * packet.Direction);
+    packet->Dyes = Model.FindDyes(packet->Position + packet->Skip * packet->Direction);
   }
-  Model.Enter(start.Tissue, packet);
-  if (tally.Observer) tally.Observer->Start(packet);
+  Model.Enter(start.Tissue, *packet);
+  if (tally.Observer) tally.Observer->Start(*packet);
   if (outcome == LaunchEscaped) {
-    EscapeAtStart(start.Skin, packet, Model, tally);
-    return;
+    EscapeAtStart(start.Skin, *packet, Model, tally);
+    return false;
   }
-  if (launch.IsExternal() && EndAtFiberHere(packet, Model, tally)) return;
+  return !(launch.IsExternal() && EndAtFiberHere(*packet, Model, tally));
+}
+
+void trelExactMonteCarlo::TracePacket(const Batch& batch, const trelPlannedPacket& planned,
+                                      trelExactTally& tally)
+{
+  trelExactPacket packet;
+  trelPacketNumbers numbers;
+  if (!StartPacket(batch, planned, &packet, &numbers, tally)) return;
   ChooseTrace(tally, Model)(packet, numbers, Model, tally);
   tally.Interactions += packet.Interactions;
 }

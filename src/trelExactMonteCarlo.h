@@ -127,6 +127,9 @@ public:
   void SetControl(trelRunControl* control) { Control = control; }
   /** Who looks at the packets of the next run, and outlives it; null for nobody. */
   void SetAudience(trelPacketAudience* audience) { Audience = audience; }
+  /** How many packets of a thread fly side by side, where they can: 0, the default, for as many as
+   *  the processor does best, -1 for none. Paths are the same. */
+  trelSetGetMacro(int, Lanes)
   /** In place of Execute(): flies those packets of the run that the audience takes, which alone
    *  learns of them. False, after a report, if that fails. */
   bool Replay();
@@ -139,6 +142,8 @@ public:
   const trelLedgerBatches& GetLedgerBatches() const { return Lines; }
 
 private:
+  class Supplier;
+
   /** The packets that are flown together. */
   struct Batch
   {
@@ -180,6 +185,8 @@ private:
   bool TraceObserved(const Batch& batch, std::int64_t place, const trelPlannedPacket& planned,
                      trelExactTally& tally);
   void TracePacket(const Batch& batch, const trelPlannedPacket& planned, trelExactTally& tally);
+  bool StartPacket(const Batch& batch, const trelPlannedPacket& planned, trelExactPacket* packet,
+                   trelPacketNumbers* numbers, trelExactTally& tally);
   void TellShare();
   bool TakePackets(std::vector<trelExactTally>& tallies);
   void Collect(std::vector<trelExactTally>& tallies);
@@ -205,6 +212,7 @@ private:
   std::int64_t Batches = 1;
   std::int64_t Packets = 0;
   bool KeepsBatches = false;
+  int Lanes = 0;
   trelPacketRange Range;
   trelStateArchive* Origin = nullptr;
   std::function<void()> Checkpoint, AtEnd;

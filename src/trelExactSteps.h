@@ -40,7 +40,7 @@ inline void TakeExactStep(trelExactPacket& packet, trelPacketNumbers& numbers,
       return;
     }
   }
-  FollowSegment(packet, length, numbers, model, tally);
+  FollowSegment(packet, LookAhead(packet, length, model), numbers, model, tally);
 }
 
 /** All steps to the packet's end. */

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 
+#include "trelElementary.h"
 #include "trelUniformNumbers.h"
 
 /**
@@ -39,6 +40,10 @@ public:
   /** Uniform on (0, 1]. */
   double NextPositiveRandom() { return static_cast<double>(NextInteger() + 1) * 0x1.0p-53; }
 
+  /** The four words of the stream's state, from which packets in lanes take numbers side by side.
+   */
+  std::uint64_t* GetState() { return State; }
+
 private:
   static constexpr std::uint64_t Golden = 0x9e3779b97f4a7c15;
   static constexpr std::uint64_t BranchStep = 5;  ///< behind those of the four words of the state
@@ -57,24 +62,8 @@ private:
     z = (z ^ (z >> 27)) * 0x94d049bb133111eb;
     return z ^ (z >> 31);
   }
-  static std::uint64_t Rotate(std::uint64_t x, int bits)
-  {
-    return (x << bits) | (x >> (64 - bits));
-  }
   /** 53 bits, signed: processors turn these into a double in one instruction. */
-  std::int64_t NextInteger() { return static_cast<std::int64_t>(NextBits() >> 11); }
-  std::uint64_t NextBits()
-  {
-    const std::uint64_t result = Rotate(State[0] + State[3], 23) + State[0];
-    const std::uint64_t t = State[1] << 17;
-    State[2] ^= State[0];
-    State[3] ^= State[1];
-    State[1] ^= State[2];
-    State[0] ^= State[3];
-    State[2] ^= t;
-    State[3] = Rotate(State[3], 45);
-    return result;
-  }
+  std::int64_t NextInteger() { return static_cast<std::int64_t>(NextWordOf(State) >> 11); }
 
   std::uint64_t State[4] = {};
   std::uint64_t Key = 0;  ///< what the packet is, hashed

@@ -103,18 +103,10 @@ inline void Scatter3D(trelVector& direction, trelRandomNumbers& numbers, double 
 
 // The same by the exact rules.
 
-/**
- * The cosine of SampleHenyeyGreenstein() in a form that holds for every g, small ones too: with
- * s = 2 xi - 1 the quotient of s (1 + g^2) + g (3 + s^2 + g^2 (s^2 - 1)) / 2 and (1 + g s)^2.
- */
+/** See CosineInSpaceOf(). */
 inline double DrawCosineInSpace(double g, double random)
 {
-  const double s = 2.0 * random - 1.0;
-  const double square = s * s;
-  const double denominator = 1.0 + g * s;
-  const double numerator = s * (1.0 + g * g) + 0.5 * g * (3.0 + square + g * g * (square - 1.0));
-  if (denominator <= 0.0) return g;  // g = 1 or -1
-  return std::clamp(numerator / (denominator * denominator), -1.0, 1.0);
+  return CosineInSpaceOf(g, random);
 }
 
 /**
@@ -132,23 +124,12 @@ inline trelUnitCircle DrawTurnInPlane(double g, double random)
   return {(a * a - b * b) / square, 2.0 * a * b / square};
 }
 
-/**
- * @p direction turned by the angle of this cosine, and about itself by @p turn. The two axes across
- * it come without a branch: T. Duff et al., J. Comput. Graph. Tech. 6 (2017) 1.
- */
+/** See DeflectionOf(). */
 inline trelVector Deflect(const trelVector& direction, double cosTheta, double turn)
 {
-  const trelVector& u = direction;
-  const trelUnitCircle azimuth = PointOfTurn(turn);
-  const double sinTheta = std::sqrt(1.0 - cosTheta * cosTheta);
-  const double across = sinTheta * azimuth.Cosine;
-  const double along = sinTheta * azimuth.Sine;
-  const double sign = std::copysign(1.0, u.Z);
-  const double a = -1.0 / (sign + u.Z);
-  const double b = u.X * u.Y * a;
-  return {across * (1.0 + sign * u.X * u.X * a) + along * b + cosTheta * u.X,
-          across * sign * b + along * (sign + u.Y * u.Y * a) + cosTheta * u.Y,
-          cosTheta * u.Z - across * sign * u.X - along * u.Y};
+  const trelVectorOf<double> u = {direction.X, direction.Y, direction.Z};
+  const trelVectorOf<double> turned = DeflectionOf(u, cosTheta, turn);
+  return {turned.X, turned.Y, turned.Z};
 }
 
 #endif

@@ -38,6 +38,18 @@ struct trelTissueChange
   }
 };
 
+/** A grid that tells how far any change of tissue is from the points of each cell at least. */
+struct trelSafeCells
+{
+  /** Its lowest corner, cells per mm and cells along each axis; 0 per mm along z in the plane. */
+  trelVector Low, PerStep, Cells;
+  double Quantum = 0.0;
+  /** From the point of a cell that its distance counts for to any other, mm at most. */
+  double ToCorner = 0.0;
+  /** By cell, the last axis fastest: the bound of the distance, in quanta. */
+  const std::uint8_t* Distances = nullptr;
+};
+
 /** What is known of a way that may be clear. */
 struct trelClearance
 {
@@ -121,6 +133,11 @@ public:
         (static_cast<std::ptrdiff_t>(at.X) * Rows + static_cast<std::ptrdiff_t>(at.Y)) * Columns +
         static_cast<std::ptrdiff_t>(at.Z);
     return std::max(Quantum * Safe[static_cast<std::size_t>(cell)] - ToCorner, 0.0);
+  }
+  /** The same flat, for packets side by side. */
+  trelSafeCells GetSafeCells() const
+  {
+    return {Low, PerStep, Cells, Quantum, ToCorner, Safe.data()};
   }
   /** The same for the point itself, from the shapes. */
   double BoundDistance(const trelVector& point) const;

@@ -1,0 +1,207 @@
+#include "trelPacketLanes.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "trelLaneKernel.h"
+
+static constexpr double infinity = std::numeric_limits<double>::infinity();
+
+trelPacketLanes::trelPacketLanes(const trelExactModel& model, trelExactTally& tally,
+                                 trelPacketSupplier& supplier)
+    : State(), Model(model), Tally(tally), Supplier(supplier)
+{
+  if (!model.HasMarkers) Safe = model.Map.GetSafeCells();
+  ResolveGrid();
+}
+
+bool trelPacketLanes::CanFly(const trelExactModel& model, const trelExactTally& tally)
+{
+  return !tally.Observer && model.Elements.IsEmpty() && model.Dimension == Dimension3D;
+}
+
+/** All spectra are scored on the same axes. */
+static bool HaveSameBins(const trelGridBins& a, const trelGridBins& b)
+{
+  return a.Minimum == b.Minimum && a.Maximum == b.Maximum && a.Separation == b.Separation &&
+         a.Count == b.Count;
+}
+
+void trelPacketLanes::ResolveGrid()
+{
+  if (!Model.SaveAbsorption) return;
+  const trelScoreTable* first = nullptr;
+  for (std::int32_t spectrum = 0; spectrum < Model.NumberOfSpectra; ++spectrum) {
+    const trelScoreTable* table = Tally.Tables->GetMedium(static_cast<std::size_t>(spectrum));
+    if (!table || !table->Absorption.Locate) continue;
+    if (!first) first = table;
+    bool isSame = table->AbsorptionGrid == first->AbsorptionGrid;
+    for (int axis = 0; axis < NumberOfGridAxes; ++axis)
+      isSame = isSame && HaveSameBins(table->Window.Bins[axis], first->Window.Bins[axis]);
+    if (!isSame) Grid.Cells = trelLaneGrid::Others;
+  }
+  if (!first || Grid.Cells == trelLaneGrid::Others) return;
+  const trelGridWindow& window = first->Window;
+  Grid.Cells = trelLaneGrid::Others;
+  if (first->AbsorptionGrid == AbsorptionXYZ) {
+    Grid.Cells = trelLaneGrid::Boxes;
+    for (int axis = 0; axis < 3; ++axis)
+      Grid.Bins[axis] = window.Bins[axis];
+  } else if (first->AbsorptionGrid == AbsorptionRAZ && IsWholeTurn(window.Bins[GridA])) {
+    Grid.Cells = trelLaneGrid::Rings;
+    Grid.Bins[0] = window.Bins[GridR];
+    Grid.Bins[1] = window.Bins[GridZ];
+    std::copy_n(window.Center, 2, Grid.Center);
+  }
+  ScoresPlainly = Model.OnlyCW && first->Absorption.CW && !first->TakesFluence() &&
+                  Grid.Cells != trelLaneGrid::Others;
+}
+
+void trelPacketLanes::Fly(int lanes)
+{
+  Asked = lanes;
+  FlyLanes(*this);
+}
+
+void trelPacketLanes::Begin(int lanes)
+{
+  for (int lane = 0; lane < lanes; ++lane)
+    Fill(lane);
+}
+
+/** The next packet that has a way to fly goes into the lane; without one it rests. */
+void trelPacketLanes::Fill(int lane)
+{
+  const unsigned bit = 1U << lane;
+  Active &= ~bit;
+  Selected = -1;
+  if (!Supplier.TakeNext(&Packets[lane], &Numbers[lane])) {
+    // So far that no step ends there.
+    State.Interaction[lane] = 1.0;
+    State.Depth[lane] = infinity;
+    return;
+  }
+  Active |= bit;
+  GoOn(lane);
+}
+
+/** The packet as its lane has it. */
+void trelPacketLanes::Store(int lane)
+{
+  trelExactPacket& packet = Packets[lane];
+  packet.Position = {State.X[lane], State.Y[lane], State.Z[lane]};
+  packet.Direction = {State.UX[lane], State.UY[lane], State.UZ[lane]};
+  packet.Weight = State.Weight[lane];
+  packet.FlyTime = State.FlyTime[lane];
+  packet.Clear = State.Clear[lane];
+  const auto steps = static_cast<std::uint32_t>(State.Steps[lane]);
+  State.Steps[lane] = 0.0;
+  if (steps > 0) {
+    packet.StepCount += steps;
+    packet.Interactions += steps;
+    packet.Skip = 0.0;
+    packet.BoundariesInRow = 0;
+  }
+  std::uint64_t* const words = Numbers[lane].GetState();
+  for (int k = 0; k < 4; ++k)
+    words[k] = State.Stream[k][lane];
+}
+
+void trelPacketLanes::Load(int lane)
+{
+  const trelExactPacket& packet = Packets[lane];
+  State.X[lane] = packet.Position.X;
+  State.Y[lane] = packet.Position.Y;
+  State.Z[lane] = packet.Position.Z;
+  State.UX[lane] = packet.Direction.X;
+  State.UY[lane] = packet.Direction.Y;
+  State.UZ[lane] = packet.Direction.Z;
+  State.Weight[lane] = packet.Weight;
+  State.SourceWeight[lane] = packet.SourceWeight;
+  State.FlyTime[lane] = packet.FlyTime;
+  // Where dyes take light every interaction is an event.
+  State.Clear[lane] = packet.Dyes == 0 ? packet.Clear : 0.0;
+  State.MostSteps[lane] = static_cast<double>(Model.StepLimit) - packet.StepCount;
+  const bool interacts = packet.Interaction > 0.0;
+  State.Interaction[lane] = interacts ? packet.Interaction : 1.0;
+  State.Depth[lane] = interacts ? packet.Depth : infinity;
+  State.Scattering[lane] = packet.Here->Scattering;
+  State.Anisotropy[lane] = packet.Here->Anisotropy;
+  State.RefractiveIndex[lane] = packet.Here->RefractiveIndex;
+  const std::uint64_t* const words = Numbers[lane].GetState();
+  for (int k = 0; k < 4; ++k)
+    State.Stream[k][lane] = words[k];
+  if (ScoresPlainly)
+    State.Absorption[lane] =
+        Tally.Tables->GetMedium(static_cast<std::size_t>(packet.WavelengthIndex))->Absorption.CW;
+}
+
+/** After an event: the packet flies on, with the way to its next interaction drawn, or another
+ * takes its lane. */
+void trelPacketLanes::GoOn(int lane)
+{
+  trelExactPacket& packet = Packets[lane];
+  if (packet.Dead) {
+    SettleAbsorption(packet, Model, Tally);
+    Supplier.End(packet);
+    Fill(lane);
+    return;
+  }
+  if (packet.Interaction > 0.0 && packet.Depth < 0.0)
+    packet.Depth = -NaturalLogarithm(Numbers[lane].NextPositiveRandom());
+  Load(lane);
+}
+
+void trelPacketLanes::SelectRecord(int lane)
+{
+  const std::int32_t spectrum = Packets[lane].WavelengthIndex;
+  if (spectrum == Selected) return;
+  Tally.SelectRecord(spectrum);
+  Selected = spectrum;
+}
+
+bool trelPacketLanes::LooksClear(int lane, double length)
+{
+  trelExactPacket& packet = Packets[lane];
+  packet.Position = {State.X[lane], State.Y[lane], State.Z[lane]};
+  packet.Direction = {State.UX[lane], State.UY[lane], State.UZ[lane]};
+  packet.FlyTime = State.FlyTime[lane];
+  const trelSegment segment = LookAhead(packet, length, Model);
+  if (segment.IsClear && !segment.EndsByTime && packet.Dyes == 0) {
+    State.Clear[lane] = segment.GetClearBehind();
+    return true;
+  }
+  Store(lane);
+  if (packet.Interaction > 0.0) packet.Depth = State.Depth[lane];
+  SelectRecord(lane);
+  FollowSegment(packet, segment, Numbers[lane], Model, Tally);
+  if (++packet.StepCount > Model.StepLimit && !packet.Dead)
+    EndPacket(packet, LedgerEndedBySteps, Tally);
+  GoOn(lane);
+  return false;
+}
+
+void trelPacketLanes::EndOrGoOn(int lane)
+{
+  trelExactPacket& packet = Packets[lane];
+  Store(lane);
+  packet.Depth = trelExactPacket::NotDrawn;
+  SelectRecord(lane);
+  if (!(packet.Weight > 0.0))
+    EndPacket(packet, LedgerAbsorbedWhole, Tally);
+  else if (packet.Weight < RouletteThreshold)
+    PlayExactRoulette(packet, Numbers[lane], Tally);
+  if (packet.StepCount > Model.StepLimit && !packet.Dead)
+    EndPacket(packet, LedgerEndedBySteps, Tally);
+  GoOn(lane);
+}
+
+void trelPacketLanes::Score(int lane, double absorbed, double fluence)
+{
+  trelExactPacket& packet = Packets[lane];
+  packet.Position = {State.X[lane], State.Y[lane], State.Z[lane]};
+  packet.FlyTime = State.FlyTime[lane];
+  SelectRecord(lane);
+  ScoreInteraction(packet, Tally, Model, absorbed, fluence);
+}

@@ -1,0 +1,124 @@
+#ifndef trelPacketLanes_h
+#define trelPacketLanes_h
+
+#include <cstdint>
+
+#include "trelExactEvents.h"
+#include "trelExactPacket.h"
+
+/** Where the packets of a thread come from. */
+class trelPacketSupplier
+{
+public:
+  virtual ~trelPacketSupplier() = default;
+  /** Starts the next packet and its stream; false if there are no more, or packets are to rest. */
+  virtual bool TakeNext(trelExactPacket* packet, trelPacketNumbers* numbers) = 0;
+  /** Takes note of a packet that has ended. */
+  virtual void End(const trelExactPacket& packet) = 0;
+};
+
+/** As many packets as fly side by side at most. */
+constexpr int MaximumLanes = 8;
+
+/** What plain steps read and write of the packets, an array of each quantity. */
+struct alignas(64) trelLaneState
+{
+  double X[MaximumLanes], Y[MaximumLanes], Z[MaximumLanes];     ///< position, mm
+  double UX[MaximumLanes], UY[MaximumLanes], UZ[MaximumLanes];  ///< direction
+  double Weight[MaximumLanes];
+  double SourceWeight[MaximumLanes];
+  double FlyTime[MaximumLanes];  ///< ps
+  double Depth[MaximumLanes];    ///< optical depth to the next interaction; infinite without one
+  double Clear[MaximumLanes];    ///< trelExactPacket::Clear
+  double Steps[MaximumLanes];    ///< plain steps since the packet was last stored
+  double MostSteps[MaximumLanes];
+  // Of the tissue, and of the dyes there.
+  double Interaction[MaximumLanes];
+  double Scattering[MaximumLanes];
+  double Anisotropy[MaximumLanes];
+  double RefractiveIndex[MaximumLanes];
+  std::uint64_t Stream[4][MaximumLanes];  ///< words of the state of each stream
+  double* Absorption[MaximumLanes];       ///< the cells that the packet scores in, continuous wave
+};
+
+/** How plain steps find the cell of an interaction. */
+struct trelLaneGrid
+{
+  enum Form
+  {
+    Nothing,  ///< is scored
+    Boxes,    ///< x, y, z
+    Rings,    ///< r, z
+    Others    ///< asked one by one, as are the edges of those before
+  };
+  Form Cells = Nothing;
+  trelGridBins Bins[3];
+  double Center[2] = {0.0, 0.0};
+};
+
+/**
+ * @class   trelPacketLanes
+ * @brief   several packets of a thread that fly side by side, one in each lane of vector registers
+ *
+ * A step is plain or it is an event. A plain step meets no surface and ends in an interaction after
+ * which the packet goes on: all lanes take it together (trelLaneKernel). A lane whose packet has an
+ * event, or starts, or ends, keeps its state; its packet is served alone by the functions of
+ * trelExactEvents.h, and flies on beside the others. Each packet has a stream of its own and all
+ * operations round alike, so that its path is, bit for bit, the same in any number of lanes and in
+ * the loop of trelExactSteps.h, whose steps these are.
+ *
+ * Not for packets that someone looks at, and not for absorption by tetrahedron.
+ */
+class trelPacketLanes
+{
+public:
+  trelPacketLanes(const trelExactModel& model, trelExactTally& tally, trelPacketSupplier& supplier);
+
+  /** Whether packets may fly in lanes at all. */
+  static bool CanFly(const trelExactModel& model, const trelExactTally& tally);
+  /** Flies all packets of the supplier, @p lanes side by side or as many as the processor has
+   *  lanes; 0 for as many as it likes best. */
+  void Fly(int lanes);
+
+  // What the steps of all lanes ask for a packet alone.
+
+  /** Starts @p lanes packets. */
+  void Begin(int lanes);
+  /** The lanes with a packet, a bit each. */
+  unsigned GetActive() const { return Active; }
+  /** Looks at the way of @p length, mm, of which the cell does not tell that it is clear. True if
+   *  it is and ends in an interaction without more: then the step is plain. Else what it meets has
+   *  been done. */
+  bool LooksClear(int lane, double length);
+  /** What an interaction leaves of a weak or spent packet; the steps of the lane have counted it.
+   */
+  void EndOrGoOn(int lane);
+  /** Scores an interaction in all ways but the shortest. */
+  void Score(int lane, double absorbed, double fluence);
+
+  trelLaneState State;
+  const trelExactModel& Model;
+  trelExactTally& Tally;
+  trelSafeCells Safe;
+  trelLaneGrid Grid;
+  /** Absorption of the continuous wave is scored and nothing else. */
+  bool ScoresPlainly = false;
+  /** How many packets are asked for; 0 for as many as the processor likes best. */
+  int Asked = 0;
+
+private:
+  void ResolveGrid();
+  void Fill(int lane);
+  void Load(int lane);
+  void Store(int lane);
+  void GoOn(int lane);
+  void SelectRecord(int lane);
+
+  trelPacketSupplier& Supplier;
+  unsigned Active = 0;
+  std::int32_t Selected = -1;  ///< the spectrum that the tally scores
+  trelExactPacket Packets[MaximumLanes];
+  trelPacketNumbers Numbers[MaximumLanes];
+};
+
+#endif
