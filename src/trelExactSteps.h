@@ -11,15 +11,16 @@
  * last bit.
  */
 
-/** Whether the segment is known to meet nothing. Most are told by what is left of the bound of an
- *  earlier one, which costs a comparison; else the cell's is read. */
-inline bool IsClearAhead(trelExactPacket& packet, double length, const trelExactModel& model)
+/** Whether the segment of @p length to @p end is known to meet nothing. Most are told by what is
+ * left of the bound of an earlier one, which costs a comparison; else the cell's is read. */
+inline bool IsClearAhead(trelExactPacket& packet, double length, const trelVector& end,
+                         const trelExactModel& model)
 {
   double clear = packet.Clear;
   if (!(length < clear))
     clear = trelExactPacket::ClearPart * model.GetSafeDistance(packet.Position);
   packet.Clear = clear - length;
-  return length < clear;
+  return length < clear && model.Map.StaysWithin(packet.Position, end);
 }
 
 /** One segment and what happens at its end. */
@@ -33,7 +34,7 @@ inline void TakeExactStep(trelExactPacket& packet, trelPacketNumbers& numbers,
     length = packet.Depth / packet.Interaction;
     const trelVector end = packet.Position + length * packet.Direction;
     const double time = length * packet.Here->RefractiveIndex / trelExactModel::SpeedOfLight;
-    if (IsClearAhead(packet, length, model) && !(packet.FlyTime + time > model.TimeLimit)) {
+    if (IsClearAhead(packet, length, end, model) && !(packet.FlyTime + time > model.TimeLimit)) {
       packet.Position = end;
       packet.FlyTime += time;
       Interact<LooksForElements>(packet, numbers, model, tally);

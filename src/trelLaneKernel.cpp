@@ -1,5 +1,7 @@
 #include "trelLaneKernel.h"
 
+#include <algorithm>
+
 #include "trelPacketLanes.h"
 
 // Processors that lack what SSE4 has fly packets one by one.
@@ -14,7 +16,7 @@ namespace HWY_NAMESPACE {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
-/** Numbers in the lanes of @p D, what trelElementary.inc asks of a number. */
+/** Numbers in the lanes of @p D. */
 template <class D>
 struct trelLaneNumber
 {
@@ -66,11 +68,6 @@ HWY_INLINE trelLaneMask<D> operator&(trelLaneMask<D> a, trelLaneMask<D> b)
 {
   return {hn::And(a.M, b.M)};
 }
-template <class D>
-HWY_INLINE trelLaneMask<D> AndNot(trelLaneMask<D> no, trelLaneMask<D> yes)
-{
-  return {hn::AndNot(no.M, yes.M)};
-}
 /** The lanes in which it holds, a bit each. */
 template <class D>
 HWY_INLINE unsigned BitsOf(trelLaneMask<D> mask)
@@ -85,85 +82,21 @@ HWY_INLINE trelLaneMask<D> MaskOf(unsigned bits)
   alignas(8) const std::uint8_t bytes[8] = {static_cast<std::uint8_t>(bits)};
   return {hn::LoadMaskBits(D(), bytes)};
 }
-
 template <class D>
-HWY_INLINE trelLaneNumber<D> operator-(trelLaneNumber<D> a)
+HWY_INLINE trelLaneNumber<D> Magnitude(trelLaneNumber<D> x)
 {
-  return trelLaneNumber<D>(hn::Neg(a.V));
+  return trelLaneNumber<D>(hn::Abs(x.V));
 }
 template <class D>
-HWY_INLINE trelLaneNumber<D> Select(trelLaneMask<D> which, trelLaneNumber<D> yes,
-                                    trelLaneNumber<D> no)
+HWY_INLINE trelLaneNumber<D> Least(trelLaneNumber<D> a, trelLaneNumber<D> b)
 {
-  return trelLaneNumber<D>(hn::IfThenElse(which.M, yes.V, no.V));
+  return trelLaneNumber<D>(hn::Min(a.V, b.V));
 }
+/** @p b where @p a is no number. */
 template <class D>
-HWY_INLINE trelLaneNumber<D> Clamp(trelLaneNumber<D> x, trelLaneNumber<D> low,
-                                   trelLaneNumber<D> high)
+HWY_INLINE trelLaneNumber<D> Most(trelLaneNumber<D> a, trelLaneNumber<D> b)
 {
-  return trelLaneNumber<D>(hn::Min(hn::Max(x.V, low.V), high.V));
-}
-template <class D>
-HWY_INLINE trelLaneNumber<D> SquareRoot(trelLaneNumber<D> x)
-{
-  return trelLaneNumber<D>(hn::Sqrt(x.V));
-}
-template <class D>
-HWY_INLINE trelLaneNumber<D> WithSignOf(trelLaneNumber<D> magnitude, trelLaneNumber<D> sign)
-{
-  return trelLaneNumber<D>(hn::CopySignToAbs(magnitude.V, sign.V));
-}
-template <class D>
-HWY_INLINE trelLaneNumber<D> WholePart(trelLaneNumber<D> x)
-{
-  return trelLaneNumber<D>(hn::Floor(x.V));
-}
-template <class D>
-HWY_INLINE trelLaneNumber<D> RoundToSingle(trelLaneNumber<D> x)
-{
-  const hn::Rebind<float, D> single;
-  return trelLaneNumber<D>(hn::PromoteTo(D(), hn::DemoteTo(single, x.V)));
-}
-
-/** The bits of a whole number from 0 to 2^52, in the low bits of the sum with 2^52. */
-template <class D>
-HWY_INLINE hn::Vec<hn::RebindToUnsigned<D>> BitsOfWhole(trelLaneNumber<D> x)
-{
-  const hn::RebindToUnsigned<D> words;
-  return hn::BitCast(words, hn::Add(x.V, hn::Set(D(), 0x1p52)));
-}
-
-/** See SplitBinary() of one number. */
-template <class D>
-HWY_INLINE void SplitBinary(trelLaneNumber<D> x, trelLaneNumber<D>* k, trelLaneNumber<D>* mantissa)
-{
-  const D d;
-  const hn::RebindToUnsigned<D> words;
-  const auto sqrtHalf = hn::Set(words, 0x3fe6a09e667f3bcd);
-  const auto fraction = hn::Set(words, 0xfffffffffffff);
-  const auto shifted = hn::Sub(hn::BitCast(words, x.V), sqrtHalf);
-  mantissa->V = hn::BitCast(d, hn::Add(hn::And(shifted, fraction), sqrtHalf));
-  // The exponent and 1024 in the low bits of a number of 1.5 2^52.
-  const auto biased = hn::ShiftRight<52>(hn::Add(shifted, hn::Set(words, 0x4000000000000000)));
-  const auto number = hn::Add(biased, hn::Set(words, 0x4338000000000000));
-  k->V = hn::Sub(hn::BitCast(d, number), hn::Set(d, 0x1.8p52 + 1024.0));
-}
-
-/** See TurnByQuarters() of one number. The last bit of the quarters swaps the two; its
- *  exclusive or with the one before is the cosine's sign, that one the sine's. */
-template <class D>
-HWY_INLINE void TurnByQuarters(trelLaneNumber<D> quarters, trelLaneNumber<D>* cosine,
-                               trelLaneNumber<D>* sine)
-{
-  const D d;
-  const auto bits = BitsOfWhole(quarters);
-  const auto last = hn::BitCast(d, hn::ShiftLeft<63>(bits));
-  const auto before = hn::BitCast(d, hn::ShiftLeft<62>(bits));
-  const auto sign = hn::SignBit(d);
-  const auto newCosine = hn::IfNegativeThenElse(last, sine->V, cosine->V);
-  const auto newSine = hn::IfNegativeThenElse(last, cosine->V, sine->V);
-  cosine->V = hn::Xor(newCosine, hn::And(hn::Xor(last, before), sign));
-  sine->V = hn::Xor(newSine, hn::And(before, sign));
+  return trelLaneNumber<D>(hn::Max(a.V, b.V));
 }
 
 /** Words of 64 bits in the lanes of @p D. */
@@ -200,86 +133,153 @@ HWY_INLINE trelLaneWord<D> ShiftLeft(trelLaneWord<D> x)
 {
   return {hn::ShiftLeft<bits>(x.V)};
 }
+
+template <class Number>
+struct trelNumberTools;
+
+/** What the formulas need of numbers in lanes, as trelNumberTools<double> of one, and the words
+ * that this takes. */
 template <class D>
-HWY_INLINE trelLaneWord<D> SelectWord(trelLaneMask<D> which, trelLaneWord<D> yes,
-                                      trelLaneWord<D> no)
+struct trelNumberTools<trelLaneNumber<D>>
 {
-  const D d;
-  const typename trelLaneWord<D>::Words words;
-  return {hn::BitCast(words, hn::IfThenElse(which.M, hn::BitCast(d, yes.V), hn::BitCast(d, no.V)))};
-}
+  using Number = trelLaneNumber<D>;
+  using Mask = trelLaneMask<D>;
+  using Word = trelLaneWord<D>;
+  using Words = typename Word::Words;
 
-#include "trelElementary.inc"
+  static HWY_INLINE Word WordOf(std::uint64_t word) { return {hn::Set(Words(), word)}; }
 
-/** A whole number up to 2^53 as a double: its two halves by the exponents 2^84 and 2^52. */
-template <class D>
-HWY_INLINE trelLaneNumber<D> NumberOf(trelLaneWord<D> word)
-{
-  const D d;
-  const typename trelLaneWord<D>::Words words;
-  const auto low = hn::And(word.V, hn::Set(words, 0xffffffff));
-  const auto high = hn::ShiftRight<32>(word.V);
-  const auto lowNumber = hn::BitCast(d, hn::Or(low, hn::Set(words, 0x4330000000000000)));
-  const auto highNumber = hn::BitCast(d, hn::Or(high, hn::Set(words, 0x4530000000000000)));
-  return trelLaneNumber<D>(hn::Add(hn::Sub(highNumber, hn::Set(d, 0x1p84 + 0x1p52)), lowNumber));
-}
+  Word SqrtHalf = WordOf(0x3fe6a09e667f3bcd);
+  Word Fraction = WordOf(0xfffffffffffff);
+  Word LowHalf = WordOf(0xffffffff);
+  Word OneWord = WordOf(1);
+  Word Bias = WordOf(0x4000000000000000);            ///< 1024 as an exponent
+  Word OneAndHalfOf52 = WordOf(0x4338000000000000);  ///< 1.5 2^52
+  Word Of52 = WordOf(0x4330000000000000);            ///< 2^52
+  Word Of84 = WordOf(0x4530000000000000);            ///< 2^84
+  Number BiasOfWhole = 0x1.8p52 + 1024.0;
+  Number Whole52 = 0x1p52;
+  Number Whole84 = 0x1p84 + 0x1p52;
+  Number Sign{hn::SignBit(D())};
+  Number Ulp = 0x1.0p-53;
 
-/** The streams of the packets in the lanes. */
-template <class D>
-struct trelLaneStreams
-{
-  trelLaneWord<D> Words[4];
+  HWY_INLINE trelNumberTools() {}
 
-  HWY_INLINE trelLaneWord<D> NextInteger() { return {hn::ShiftRight<11>(NextWordOf(Words).V)}; }
-  /** Uniform on [0, 1). */
-  HWY_INLINE trelLaneNumber<D> NextRandom()
+  static HWY_INLINE Number Select(Mask which, Number yes, Number no)
   {
-    return NumberOf(NextInteger()) * trelLaneNumber<D>(0x1.0p-53);
+    return Number(hn::IfThenElse(which.M, yes.V, no.V));
   }
-  /** Uniform on (0, 1]. */
-  HWY_INLINE trelLaneNumber<D> NextPositiveRandom()
+  static HWY_INLINE Word Select(Mask which, Word yes, Word no)
   {
-    const typename trelLaneWord<D>::Words words;
-    const trelLaneWord<D> one = {hn::Set(words, 1)};
-    return NumberOf(NextInteger() + one) * trelLaneNumber<D>(0x1.0p-53);
+    const D d;
+    return {
+        hn::BitCast(Words(), hn::IfThenElse(which.M, hn::BitCast(d, yes.V), hn::BitCast(d, no.V)))};
   }
-  /** Goes on where @p which holds, and stands still elsewhere. */
-  HWY_INLINE void Advance(trelLaneMask<D> which, const trelLaneStreams& to)
+  static HWY_INLINE Number Clamp(Number x, Number low, Number high)
   {
-    for (int k = 0; k < 4; ++k)
-      Words[k] = SelectWord(which, to.Words[k], Words[k]);
+    return Least(Most(x, low), high);
+  }
+  static HWY_INLINE Number SquareRoot(Number x) { return Number(hn::Sqrt(x.V)); }
+  HWY_INLINE Number WithSignOf(Number magnitude, Number sign) const
+  {
+    return Number(hn::Or(magnitude.V, hn::And(sign.V, Sign.V)));
+  }
+  static HWY_INLINE Number WholePart(Number x) { return Number(hn::Floor(x.V)); }
+  static HWY_INLINE Number RoundToSingle(Number x)
+  {
+    const hn::Rebind<float, D> single;
+    return Number(hn::PromoteTo(D(), hn::DemoteTo(single, x.V)));
+  }
+  HWY_INLINE Number Negative(Number x) const { return Number(hn::Xor(x.V, Sign.V)); }
+
+  HWY_INLINE void SplitBinary(Number x, Number* k, Number* mantissa) const
+  {
+    const D d;
+    const auto shifted = hn::Sub(hn::BitCast(Words(), x.V), SqrtHalf.V);
+    mantissa->V = hn::BitCast(d, hn::Add(hn::And(shifted, Fraction.V), SqrtHalf.V));
+    // The exponent and 1024 in the low bits of a number of 1.5 2^52.
+    const auto biased = hn::ShiftRight<52>(hn::Add(shifted, Bias.V));
+    k->V = hn::Sub(hn::BitCast(d, hn::Add(biased, OneAndHalfOf52.V)), BiasOfWhole.V);
+  }
+
+  /** A whole number from 0 to 2^52, with other bits above. */
+  HWY_INLINE Word BitsOfWhole(Number x) const
+  {
+    return {hn::BitCast(Words(), hn::Add(x.V, Whole52.V))};
+  }
+  /** A whole number from 0 to 2^52. */
+  HWY_INLINE Word WordOfWhole(Number x) const { return {hn::And(BitsOfWhole(x).V, Fraction.V)}; }
+  /** A whole number up to 2^53 as a double: its two halves by the exponents 2^84 and 2^52. */
+  HWY_INLINE Number NumberOf(Word word) const
+  {
+    const D d;
+    const auto low = hn::BitCast(d, hn::Or(hn::And(word.V, LowHalf.V), Of52.V));
+    const auto high = hn::BitCast(d, hn::Or(hn::ShiftRight<32>(word.V), Of84.V));
+    return Number(hn::Add(hn::Sub(high, Whole84.V), low));
+  }
+
+  /** The last bit of the quarters swaps the two; its exclusive or with the one before is the
+   *  cosine's sign, that one the sine's. */
+  HWY_INLINE void TurnByQuarters(Number quarters, Number* cosine, Number* sine) const
+  {
+    const D d;
+    const auto bits = BitsOfWhole(quarters).V;
+    const auto last = hn::BitCast(d, hn::ShiftLeft<63>(bits));
+    const auto before = hn::BitCast(d, hn::ShiftLeft<62>(bits));
+    const auto newCosine = hn::IfNegativeThenElse(last, sine->V, cosine->V);
+    const auto newSine = hn::IfNegativeThenElse(last, cosine->V, sine->V);
+    cosine->V = hn::Xor(newCosine, hn::And(hn::Xor(last, before), Sign.V));
+    sine->V = hn::Xor(newSine, hn::And(before, Sign.V));
   }
 };
 
-/** A whole number from 0 to 2^52 in each lane. */
-template <class D>
-HWY_INLINE void StoreWhole(trelLaneNumber<D> x, std::uint64_t* to)
+#define TREL_FORMULA HWY_INLINE
+#include "trelElementary.inc"
+#undef TREL_FORMULA
+
+/** The bins of an axis in all lanes. */
+template <class Number>
+struct trelLaneBins
 {
-  const hn::RebindToUnsigned<D> words;
-  hn::Store(hn::And(BitsOfWhole(x), hn::Set(words, 0xfffffffffffff)), words, to);
-}
+  Number Minimum, Separation, Count;
+  /** Where the index is safely within the range. */
+  Number Limit;
+  /** How far from the borders of a bin the index of an inaccurate number has to be. */
+  Number Border;
+};
 
 /** The steps of as many packets as @p D has lanes. */
 template <class D>
-class trelLaneSteps
+class trelLaneSteps : private trelFormulas<trelLaneNumber<D>>
 {
 public:
   using Number = trelLaneNumber<D>;
   using Mask = trelLaneMask<D>;
+  using Word = trelLaneWord<D>;
+  using Formulas = trelFormulas<Number>;
 
-  explicit trelLaneSteps(trelPacketLanes& lanes) : Lanes(lanes), S(lanes.State) {}
-
-  void Fly()
-  {
-    Lanes.Begin(Width());
-    while (Lanes.GetActive() != 0)
-      TakeStep();
-  }
+  explicit trelLaneSteps(trelPacketLanes& lanes);
+  void Fly();
 
 private:
-  static constexpr int Width() { return static_cast<int>(hn::MaxLanes(D())); }
-  static HWY_INLINE Number Read(const double* from) { return Number::Load(from); }
+  /** The streams of the packets. */
+  struct Streams
+  {
+    Word Words[4];
+  };
 
+  static constexpr int Width() { return static_cast<int>(hn::MaxLanes(D())); }
+  static constexpr unsigned All = (1U << Width()) - 1;
+  static HWY_INLINE Number Read(const double* from) { return Number::Load(from); }
+  /** Writes in the lanes of @p which, or in every one. */
+  template <bool every>
+  static HWY_INLINE void Write(Mask which, Number value, double* to)
+  {
+    if (every)
+      value.Store(to);
+    else
+      Formulas::Select(which, value, Read(to)).Store(to);
+  }
   /** Visits the lanes of these bits. */
   template <class Visit>
   static HWY_INLINE void ForEach(unsigned bits, Visit visit)
@@ -288,94 +288,238 @@ private:
       visit(__builtin_ctz(bits));
   }
 
-  HWY_INLINE Number FindSafeDistance(Number x, Number y, Number z) const;
-  HWY_INLINE Mask FindCell(Number x, Number y, Number z, Number* cell) const;
-  HWY_INLINE static Mask FindBin(const trelGridBins& bins, Number q, Number* bin);
-  HWY_INLINE void Score(unsigned plain, Number x, Number y, Number z, Number absorbed,
-                        Number fluence);
-  HWY_INLINE void TakeStep();
-  HWY_INLINE void Interact(Mask plain, unsigned bits);
+  HWY_INLINE Word NextInteger(Streams& streams) const
+  {
+    return {hn::ShiftRight<11>(NextWordOf(streams.Words).V)};
+  }
+  /** Uniform on [0, 1). */
+  HWY_INLINE Number NextRandom(Streams& streams) const
+  {
+    return this->NumberOf(NextInteger(streams)) * this->Ulp;
+  }
+  /** Uniform on (0, 1]. */
+  HWY_INLINE Number NextPositiveRandom(Streams& streams) const
+  {
+    return this->NumberOf(NextInteger(streams) + this->OneWord) * this->Ulp;
+  }
+
+  void TakeBins(const trelGridBins& bins, trelLaneBins<Number>* taken) const;
+  HWY_INLINE Mask StaysWithin(Number length, const trelLaneState& s) const;
+  HWY_INLINE Number FindSafeDistance(const trelLaneState& s) const;
+  HWY_INLINE Mask FindBin(const trelLaneBins<Number>& bins, Number q, Number* bin) const;
+  HWY_INLINE Mask FindAzimuth(Number dx, Number dy, Number* bin) const;
+  HWY_INLINE Mask FindCell(const trelLaneState& s, Number* cell) const;
+  HWY_INLINE void AddToCells(unsigned bits, const trelLaneState& s, Number cell,
+                             Number value) const;
+  HWY_INLINE void Score(unsigned bits, const trelLaneState& s, Number absorbed,
+                        Number fluence) const;
+  HWY_INLINE void TakeStep(trelLaneState& s) const;
+  template <bool every>
+  HWY_INLINE void Interact(Mask plain, unsigned bits, Number length, Number time,
+                           trelLaneState& s) const;
+  template <bool every>
+  HWY_INLINE void Scatter(Mask plain, Mask goesOn, bool allGoOn, trelLaneState& s) const;
 
   trelPacketLanes& Lanes;
-  trelLaneState& S;
+  Number TimeLimit, SpeedOfLight, ClearPart, Threshold;
+  // Of the grid of safe distances.
+  Number Low[3], PerStep[3], Cells[3], Last[3], Quantum, ToCorner;
+  // Of a convex outermost body.
+  Number Center[3], HalfAxes[3], Inverse[3], Limit;
+  // Of the grid that is scored.
+  trelLaneBins<Number> Bins[3];
+  Number GridCenter[2];
+  /** Of the arc tangent, the highest power first. */
+  Number ArcTangents[9] = {0.0028662257,  -0.0161657367, 0.0429096138,
+                           -0.0752896400, 0.1065626393,  -0.1420889944,
+                           0.1999355085,  -0.3333314528, 1.0};
+  Number DegreesPerRadian = 1.0 / RadiansPerDegree;
+  Number Degrees90 = 90.0, Degrees180 = 180.0, Degrees360 = 360.0;
 };
 
-/** See trelTissueMap::GetSafeDistance(). */
 template <class D>
-HWY_INLINE trelLaneNumber<D> trelLaneSteps<D>::FindSafeDistance(Number x, Number y, Number z) const
+trelLaneSteps<D>::trelLaneSteps(trelPacketLanes& lanes)
+    : Lanes(lanes),
+      TimeLimit(lanes.Model.TimeLimit),
+      SpeedOfLight(trelExactModel::SpeedOfLight),
+      ClearPart(trelExactPacket::ClearPart),
+      Threshold(RouletteThreshold),
+      Quantum(lanes.Safe.Quantum),
+      ToCorner(lanes.Safe.ToCorner),
+      Limit(lanes.Convex.Limit)
 {
-  const trelSafeCells& safe = Lanes.Safe;
-  const Number zero = 0.0;
-  if (!safe.Distances) return zero;
-  const Number i = (x - Number(safe.Low.X)) * Number(safe.PerStep.X);
-  const Number j = (y - Number(safe.Low.Y)) * Number(safe.PerStep.Y);
-  const Number k = (z - Number(safe.Low.Z)) * Number(safe.PerStep.Z);
-  const Mask within = (i >= zero) & (j >= zero) & (k >= zero) & (i < Number(safe.Cells.X)) &
-                      (j < Number(safe.Cells.Y)) & (k < Number(safe.Cells.Z));
-  const Number row = WholePart(i) * Number(safe.Cells.Y) + WholePart(j);
-  const Number cell = row * Number(safe.Cells.Z) + WholePart(k);
+  for (int axis = 0; axis < 3; ++axis) {
+    Low[axis] = lanes.Safe.Low[axis];
+    PerStep[axis] = lanes.Safe.PerStep[axis];
+    Cells[axis] = lanes.Safe.Cells[axis];
+    Last[axis] = lanes.Safe.Cells[axis] - 1.0;
+    Center[axis] = lanes.Convex.Center[axis];
+    HalfAxes[axis] = lanes.Convex.HalfAxes[axis];
+    Inverse[axis] = lanes.Convex.Inverse[axis];
+    TakeBins(lanes.Grid.Bins[axis], &Bins[axis]);
+  }
+  GridCenter[0] = lanes.Grid.Center[0];
+  GridCenter[1] = lanes.Grid.Center[1];
+}
+
+/** The index is below Limit only where trelGridBins::LocateWithin() finds it: rounding stays below
+ * a part in 10^12. */
+template <class D>
+void trelLaneSteps<D>::TakeBins(const trelGridBins& bins, trelLaneBins<Number>* taken) const
+{
+  constexpr double shortened = 1.0 - 1e-12, inaccuracy = 1e-5;
+  const double whole = (bins.Maximum - bins.Minimum) / bins.Separation * shortened;
+  taken->Minimum = bins.Minimum;
+  taken->Separation = bins.Separation;
+  taken->Count = bins.Count;
+  taken->Limit = bins.EndIndex > 0.0 ? std::min(bins.EndIndex, whole) : 0.0;
+  taken->Border = inaccuracy / bins.Separation;
+}
+
+template <class D>
+void trelLaneSteps<D>::Fly()
+{
+  Lanes.Begin(Width(), this);
+  while (Lanes.GetActive() != 0)
+    TakeStep(Lanes.State);
+}
+
+/** See trelTissueMap::StaysWithin(). */
+template <class D>
+HWY_INLINE trelLaneMask<D> trelLaneSteps<D>::StaysWithin(Number length,
+                                                         const trelLaneState& s) const
+{
+  const double* const positions[3] = {s.X, s.Y, s.Z};
+  const double* const directions[3] = {s.UX, s.UY, s.UZ};
+  const int curved = Lanes.Convex.CurvedAxes;
+  Number squares = this->Zero, endSquares = this->Zero;
+  Mask within = this->Zero <= this->Zero;
+  for (int axis = 0; axis < 3; ++axis) {
+    const Number from = Read(positions[axis]);
+    const Number p = from - Center[axis];
+    const Number end = (from + length * Read(directions[axis])) - Center[axis];
+    if (axis < curved) {
+      const Number q = p * Inverse[axis], endQ = end * Inverse[axis];
+      squares = squares + q * q;
+      endSquares = endSquares + endQ * endQ;
+    } else {
+      within = within & (Most(Magnitude(end), Magnitude(p)) < HalfAxes[axis]);
+    }
+  }
+  return curved == 0 ? within : within & (Most(endSquares, squares) < Limit);
+}
+
+/** See trelTissueMap::GetSafeDistance(). What rounding has put beside the grid belongs to its rim.
+ */
+template <class D>
+HWY_INLINE trelLaneNumber<D> trelLaneSteps<D>::FindSafeDistance(const trelLaneState& s) const
+{
+  const std::uint8_t* const distances = Lanes.Safe.Distances;
+  if (!distances) return this->Zero;
+  const double* const positions[3] = {s.X, s.Y, s.Z};
+  Number index[3];
+  for (int axis = 0; axis < 3; ++axis) {
+    const Number cells = (Read(positions[axis]) - Low[axis]) * PerStep[axis];
+    index[axis] = this->WholePart(Least(Most(cells, this->Zero), Last[axis]));
+  }
+  const Number cell = (index[0] * Cells[1] + index[1]) * Cells[2] + index[2];
   alignas(64) std::uint64_t places[MaximumLanes];
-  StoreWhole(Select(within, cell, zero), places);
+  alignas(64) double quanta[MaximumLanes];
+  this->WordOfWhole(cell).Store(places);
   for (int lane = 0; lane < Width(); ++lane)
-    places[lane] = safe.Distances[places[lane]];
-  const Number quanta = NumberOf(trelLaneWord<D>::Load(places));
-  const Number distance = Number(safe.Quantum) * quanta - Number(safe.ToCorner);
-  return Select(within & (zero < distance), distance, zero);
+    quanta[lane] = distances[places[lane]];
+  return ClearPart * (Quantum * Read(quanta) - ToCorner);
 }
 
 /** See trelGridBins::LocateWithin(). */
 template <class D>
-HWY_INLINE trelLaneMask<D> trelLaneSteps<D>::FindBin(const trelGridBins& bins, Number q,
-                                                     Number* bin)
+HWY_INLINE trelLaneMask<D> trelLaneSteps<D>::FindBin(const trelLaneBins<Number>& bins, Number q,
+                                                     Number* bin) const
 {
-  const Number index = (q - Number(bins.Minimum)) / Number(bins.Separation);
-  *bin = WholePart(index);
-  return (index >= Number(0.0)) & (q <= Number(bins.Maximum)) & (index < Number(bins.EndIndex));
+  const Number index = (q - bins.Minimum) / bins.Separation;
+  *bin = this->WholePart(index);
+  return (index >= this->Zero) & (index < bins.Limit);
 }
 
-/** The cell, and where it is found: within the edges of the grid. */
+/** The azimuth about the grid's centre, within 10^-5 degrees (M. Abramowitz, I. Stegun, Handbook of
+ *  Mathematical Functions, 4.4.49), where that is enough to know its bin. */
 template <class D>
-HWY_INLINE trelLaneMask<D> trelLaneSteps<D>::FindCell(Number x, Number y, Number z,
-                                                      Number* cell) const
+HWY_INLINE trelLaneMask<D> trelLaneSteps<D>::FindAzimuth(Number dx, Number dy, Number* bin) const
 {
-  const trelLaneGrid& grid = Lanes.Grid;
-  Number bins[3] = {0.0, 0.0, 0.0};
-  if (grid.Cells == trelLaneGrid::Rings) {
-    const Number dx = x - Number(grid.Center[0]);
-    const Number dy = y - Number(grid.Center[1]);
-    const Mask within = FindBin(grid.Bins[0], SquareRoot(dx * dx + dy * dy), &bins[0]) &
-                        FindBin(grid.Bins[1], z, &bins[1]);
-    *cell = bins[0] * Number(grid.Bins[1].Count) + bins[1];
+  const Number x = Magnitude(dx), y = Magnitude(dy);
+  const Number t = Least(x, y) / Most(x, y);
+  const Number square = t * t;
+  Number sum = ArcTangents[0];
+  for (int k = 1; k < 9; ++k)
+    sum = sum * square + ArcTangents[k];
+  const Number small = DegreesPerRadian * (t * sum);
+  const Number acute = this->Select(x < y, Degrees90 - small, small);
+  const Number half = this->Select(dx < this->Zero, Degrees180 - acute, acute);
+  const Number angle = this->Select(dy < this->Zero, Degrees360 - half, half);
+  const Mask within = FindBin(Bins[2], angle, bin);
+  const Number part = (angle - Bins[2].Minimum) / Bins[2].Separation - *bin;
+  return within & (part >= Bins[2].Border) & (part < this->One - Bins[2].Border);
+}
+
+/** The cell of each packet, and where it is found: within the edges of the grid. */
+template <class D>
+HWY_INLINE trelLaneMask<D> trelLaneSteps<D>::FindCell(const trelLaneState& s, Number* cell) const
+{
+  Number bins[3];
+  const Number x = Read(s.X), y = Read(s.Y), z = Read(s.Z);
+  if (Lanes.Grid.Cells == trelLaneGrid::Boxes) {
+    const Mask within = FindBin(Bins[0], x, &bins[0]) & FindBin(Bins[1], y, &bins[1]) &
+                        FindBin(Bins[2], z, &bins[2]);
+    *cell = (bins[0] * Bins[1].Count + bins[1]) * Bins[2].Count + bins[2];
     return within;
   }
-  const Mask within = FindBin(grid.Bins[0], x, &bins[0]) & FindBin(grid.Bins[1], y, &bins[1]) &
-                      FindBin(grid.Bins[2], z, &bins[2]);
-  *cell = (bins[0] * Number(grid.Bins[1].Count) + bins[1]) * Number(grid.Bins[2].Count) + bins[2];
+  const Number dx = x - GridCenter[0], dy = y - GridCenter[1];
+  Mask within = FindBin(Bins[0], this->SquareRoot(dx * dx + dy * dy), &bins[0]) &
+                FindBin(Bins[1], z, &bins[1]);
+  Number ring = bins[0];
+  if (Lanes.Grid.Cells == trelLaneGrid::Sectors) {
+    within = within & FindAzimuth(dx, dy, &bins[2]);
+    ring = ring * Bins[2].Count + bins[2];
+  }
+  *cell = ring * Bins[1].Count + bins[1];
   return within;
 }
 
-/** Scores the interactions of the lanes @p plain. */
+/** Adds to the cells of these lanes. */
 template <class D>
-HWY_INLINE void trelLaneSteps<D>::Score(unsigned plain, Number x, Number y, Number z,
-                                        Number absorbed, Number fluence)
+HWY_INLINE void trelLaneSteps<D>::AddToCells(unsigned bits, const trelLaneState& s, Number cell,
+                                             Number value) const
+{
+  alignas(64) std::uint64_t cells[MaximumLanes];
+  alignas(64) double values[MaximumLanes];
+  this->WordOfWhole(cell).Store(cells);
+  value.Store(values);
+  if (bits == All && Lanes.Tally.OneThread) {
+    for (int lane = 0; lane < Width(); ++lane)
+      s.Absorption[lane][cells[lane]] += values[lane];
+    return;
+  }
+  ForEach(bits, [&](int lane) HWY_ATTR {
+    AddToCell(Lanes.Tally, s.Absorption[lane] + cells[lane], values[lane]);
+  });
+}
+
+/** Scores the interactions of these lanes. */
+template <class D>
+HWY_INLINE void trelLaneSteps<D>::Score(unsigned bits, const trelLaneState& s, Number absorbed,
+                                        Number fluence) const
 {
   if (Lanes.Grid.Cells == trelLaneGrid::Nothing) return;
-  alignas(64) double weights[MaximumLanes], paths[MaximumLanes];
-  absorbed.Store(weights);
-  unsigned apart = plain;
+  unsigned apart = bits;
   if (Lanes.ScoresPlainly) {
-    alignas(64) std::uint64_t cells[MaximumLanes];
-    alignas(64) double values[MaximumLanes];
-    Number cell = 0.0;
-    const unsigned within = BitsOf(FindCell(x, y, z, &cell));
-    StoreWhole(cell, cells);
-    (Read(S.SourceWeight) * absorbed).Store(values);
-    ForEach(plain & within, [&](int lane) HWY_ATTR {
-      AddToCell(Lanes.Tally, S.Absorption[lane] + cells[lane], values[lane]);
-    });
+    Number cell;
+    const unsigned within = BitsOf(FindCell(s, &cell));
+    AddToCells(bits & within, s, cell, Read(s.SourceWeight) * absorbed);
     apart &= ~within;
   }
   if (apart == 0) return;
+  alignas(64) double weights[MaximumLanes], paths[MaximumLanes];
+  absorbed.Store(weights);
   fluence.Store(paths);
   ForEach(apart, [&](int lane) HWY_ATTR { Lanes.Score(lane, weights[lane], paths[lane]); });
 }
@@ -383,71 +527,83 @@ HWY_INLINE void trelLaneSteps<D>::Score(unsigned plain, Number x, Number y, Numb
 /** One segment of each packet, as TakeExactStep(): the plain ones here, the others by the packet's
  *  own functions. */
 template <class D>
-HWY_INLINE void trelLaneSteps<D>::TakeStep()
+HWY_INLINE void trelLaneSteps<D>::TakeStep(trelLaneState& s) const
 {
-  const Number length = Read(S.Depth) / Read(S.Interaction);
-  const Number x = Read(S.X), y = Read(S.Y), z = Read(S.Z);
-  Number clear = Read(S.Clear);
+  const Number length = Read(s.Depth) / Read(s.Interaction);
+  Number clear = Read(s.Clear);
   Mask isClear = length < clear;
-  constexpr unsigned all = (1U << Width()) - 1;
-  if (BitsOf(isClear) != all) {
-    const Number safe = Number(trelExactPacket::ClearPart) * FindSafeDistance(x, y, z);
-    clear = Select(isClear, clear, safe);
+  if (BitsOf(isClear) != All) {
+    clear = this->Select(isClear, clear, FindSafeDistance(s));
     isClear = length < clear;
   }
-  (clear - length).Store(S.Clear);
-  const Number time =
-      Read(S.FlyTime) + length * Read(S.RefractiveIndex) / Number(trelExactModel::SpeedOfLight);
-  Mask plain = isClear & (time <= Number(Lanes.Model.TimeLimit));
+  (clear - length).Store(s.Clear);
+  const Number time = Read(s.FlyTime) + length * Read(s.RefractiveIndex) / SpeedOfLight;
+  Mask plain = isClear & (time <= TimeLimit);
+  if (Lanes.Convex.IsKnown) plain = plain & StaysWithin(length, s);
   unsigned bits = BitsOf(plain);
-  if (bits != all) {
-    alignas(64) double lengths[MaximumLanes];
-    length.Store(lengths);
-    ForEach(all & ~bits & Lanes.GetActive(), [&](int lane) HWY_ATTR {
-      if (Lanes.LooksClear(lane, lengths[lane])) bits |= 1U << lane;
-    });
-    if (bits == 0) return;
-    plain = MaskOf<D>(bits);
+  if (bits == All) {
+    Interact<true>(plain, bits, length, time, s);
+    return;
   }
-  Select(plain, x + length * Read(S.UX), Read(S.X)).Store(S.X);
-  Select(plain, y + length * Read(S.UY), Read(S.Y)).Store(S.Y);
-  Select(plain, z + length * Read(S.UZ), Read(S.Z)).Store(S.Z);
-  Select(plain, time, Read(S.FlyTime)).Store(S.FlyTime);
-  Interact(plain, bits);
+  alignas(64) double lengths[MaximumLanes];
+  length.Store(lengths);
+  ForEach(All & ~bits & Lanes.GetActive(), [&](int lane) HWY_ATTR {
+    if (Lanes.LooksClear(lane, lengths[lane])) bits |= 1U << lane;
+  });
+  if (bits != 0) Interact<false>(MaskOf<D>(bits), bits, length, time, s);
 }
 
-/** As Interact() of one packet, and what is drawn ahead of the next step. */
+/** Moves the packets to the ends of their segments, where they interact, as Interact() of one. */
 template <class D>
-HWY_INLINE void trelLaneSteps<D>::Interact(Mask plain, unsigned bits)
+template <bool every>
+HWY_INLINE void trelLaneSteps<D>::Interact(Mask plain, unsigned bits, Number length, Number time,
+                                           trelLaneState& s) const
 {
-  const Number weight = Read(S.Weight);
-  const Number share = weight / Read(S.Interaction);
-  const Number kept = share * Read(S.Scattering);
-  Score(bits, Read(S.X), Read(S.Y), Read(S.Z), weight - kept, share);
-  Select(plain, kept, weight).Store(S.Weight);
-  const Number steps = Read(S.Steps) + Number(1.0);
-  Select(plain, steps, Read(S.Steps)).Store(S.Steps);
-  const Mask strong = (kept >= Number(RouletteThreshold)) & (steps <= Read(S.MostSteps));
+  Write<every>(plain, Read(s.X) + length * Read(s.UX), s.X);
+  Write<every>(plain, Read(s.Y) + length * Read(s.UY), s.Y);
+  Write<every>(plain, Read(s.Z) + length * Read(s.UZ), s.Z);
+  Write<every>(plain, time, s.FlyTime);
+  const Number weight = Read(s.Weight);
+  const Number share = weight / Read(s.Interaction);
+  const Number kept = share * Read(s.Scattering);
+  const Number steps = Read(s.Steps) + this->One;
+  const Mask strong = (kept >= Threshold) & (steps <= Read(s.MostSteps));
+  const unsigned weak = bits & ~BitsOf(strong);
+  Score(bits, s, weight - kept, share);
+  Write<every>(plain, kept, s.Weight);
+  Write<every>(plain, steps, s.Steps);
+  Scatter<every>(plain, plain & strong, every && weak == 0, s);
+  ForEach(weak, [&](int lane) HWY_ATTR { Lanes.EndOrGoOn(lane); });
+}
 
-  trelLaneStreams<D> streams = {
-      {trelLaneWord<D>::Load(S.Stream[0]), trelLaneWord<D>::Load(S.Stream[1]),
-       trelLaneWord<D>::Load(S.Stream[2]), trelLaneWord<D>::Load(S.Stream[3])}};
-  trelLaneStreams<D> ahead = streams;
-  const Number cosTheta = CosineInSpaceOf(Read(S.Anisotropy), ahead.NextRandom());
-  const trelVectorOf<Number> before = {Read(S.UX), Read(S.UY), Read(S.UZ)};
-  const trelVectorOf<Number> after = DeflectionOf(before, cosTheta, ahead.NextRandom());
-  Select(plain, after.X, before.X).Store(S.UX);
-  Select(plain, after.Y, before.Y).Store(S.UY);
-  Select(plain, after.Z, before.Z).Store(S.UZ);
-  streams.Advance(plain, ahead);
-
-  const Mask goesOn = plain & strong;
-  const Number depth = -NaturalLogarithmOf(ahead.NextPositiveRandom());
-  Select(goesOn, depth, Read(S.Depth)).Store(S.Depth);
-  streams.Advance(goesOn, ahead);
+/** Draws the new directions, and the ways to the next interactions of packets that go on. */
+template <class D>
+template <bool every>
+HWY_INLINE void trelLaneSteps<D>::Scatter(Mask plain, Mask goesOn, bool allGoOn,
+                                          trelLaneState& s) const
+{
+  Streams streams;
   for (int k = 0; k < 4; ++k)
-    streams.Words[k].Store(S.Stream[k]);
-  ForEach(bits & ~BitsOf(strong), [&](int lane) HWY_ATTR { Lanes.EndOrGoOn(lane); });
+    streams.Words[k] = Word::Load(s.Stream[k]);
+  const Number cosTheta = this->CosineInSpace(Read(s.Anisotropy), NextRandom(streams));
+  const trelVectorOf<Number> before = {Read(s.UX), Read(s.UY), Read(s.UZ)};
+  const trelVectorOf<Number> after = this->Deflect(before, cosTheta, NextRandom(streams));
+  Write<every>(plain, after.X, s.UX);
+  Write<every>(plain, after.Y, s.UY);
+  Write<every>(plain, after.Z, s.UZ);
+  const Streams behind = streams;
+  const Number depth = this->Negative(this->Logarithm(NextPositiveRandom(streams)));
+  if (allGoOn) {
+    depth.Store(s.Depth);
+    for (int k = 0; k < 4; ++k)
+      streams.Words[k].Store(s.Stream[k]);
+    return;
+  }
+  Write<false>(goesOn, depth, s.Depth);
+  for (int k = 0; k < 4; ++k) {
+    const Word kept = this->Select(plain, behind.Words[k], Word::Load(s.Stream[k]));
+    this->Select(goesOn, streams.Words[k], kept).Store(s.Stream[k]);
+  }
 }
 
 /** As many packets as are asked for, or the target has lanes. */

@@ -13,6 +13,7 @@ trelPacketLanes::trelPacketLanes(const trelExactModel& model, trelExactTally& ta
     : State(), Model(model), Tally(tally), Supplier(supplier)
 {
   if (!model.HasMarkers) Safe = model.Map.GetSafeCells();
+  Convex = model.Map.GetConvexOutermost();
   ResolveGrid();
 }
 
@@ -48,10 +49,11 @@ void trelPacketLanes::ResolveGrid()
     Grid.Cells = trelLaneGrid::Boxes;
     for (int axis = 0; axis < 3; ++axis)
       Grid.Bins[axis] = window.Bins[axis];
-  } else if (first->AbsorptionGrid == AbsorptionRAZ && IsWholeTurn(window.Bins[GridA])) {
-    Grid.Cells = trelLaneGrid::Rings;
+  } else if (first->AbsorptionGrid == AbsorptionRAZ) {
+    Grid.Cells = IsWholeTurn(window.Bins[GridA]) ? trelLaneGrid::Rings : trelLaneGrid::Sectors;
     Grid.Bins[0] = window.Bins[GridR];
     Grid.Bins[1] = window.Bins[GridZ];
+    Grid.Bins[2] = window.Bins[GridA];
     std::copy_n(window.Center, 2, Grid.Center);
   }
   ScoresPlainly = Model.OnlyCW && first->Absorption.CW && !first->TakesFluence() &&
@@ -64,8 +66,9 @@ void trelPacketLanes::Fly(int lanes)
   FlyLanes(*this);
 }
 
-void trelPacketLanes::Begin(int lanes)
+void trelPacketLanes::Begin(int lanes, const void* steps)
 {
+  Steps = steps;
   for (int lane = 0; lane < lanes; ++lane)
     Fill(lane);
 }

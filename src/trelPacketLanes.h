@@ -49,10 +49,11 @@ struct trelLaneGrid
     Nothing,  ///< is scored
     Boxes,    ///< x, y, z
     Rings,    ///< r, z
+    Sectors,  ///< r, z, azimuth
     Others    ///< asked one by one, as are the edges of those before
   };
   Form Cells = Nothing;
-  trelGridBins Bins[3];
+  trelGridBins Bins[3];  ///< in the order of the form
   double Center[2] = {0.0, 0.0};
 };
 
@@ -82,8 +83,8 @@ public:
 
   // What the steps of all lanes ask for a packet alone.
 
-  /** Starts @p lanes packets. */
-  void Begin(int lanes);
+  /** Starts @p lanes packets. @p steps are those who ask: what they hold stays in memory. */
+  void Begin(int lanes, const void* steps);
   /** The lanes with a packet, a bit each. */
   unsigned GetActive() const { return Active; }
   /** Looks at the way of @p length, mm, of which the cell does not tell that it is clear. True if
@@ -100,6 +101,7 @@ public:
   const trelExactModel& Model;
   trelExactTally& Tally;
   trelSafeCells Safe;
+  trelConvexBody Convex;
   trelLaneGrid Grid;
   /** Absorption of the continuous wave is scored and nothing else. */
   bool ScoresPlainly = false;
@@ -115,6 +117,7 @@ private:
   void SelectRecord(int lane);
 
   trelPacketSupplier& Supplier;
+  const void* Steps = nullptr;
   unsigned Active = 0;
   std::int32_t Selected = -1;  ///< the spectrum that the tally scores
   trelExactPacket Packets[MaximumLanes];

@@ -103,10 +103,10 @@ inline void Scatter3D(trelVector& direction, trelRandomNumbers& numbers, double 
 
 // The same by the exact rules.
 
-/** See CosineInSpaceOf(). */
+/** See trelFormulas::CosineInSpace(). */
 inline double DrawCosineInSpace(double g, double random)
 {
-  return CosineInSpaceOf(g, random);
+  return Elementary.CosineInSpace(g, random);
 }
 
 /**
@@ -124,11 +124,11 @@ inline trelUnitCircle DrawTurnInPlane(double g, double random)
   return {(a * a - b * b) / square, 2.0 * a * b / square};
 }
 
-/** See DeflectionOf(). */
+/** See trelFormulas::Deflect(). */
 inline trelVector Deflect(const trelVector& direction, double cosTheta, double turn)
 {
   const trelVectorOf<double> u = {direction.X, direction.Y, direction.Z};
-  const trelVectorOf<double> turned = DeflectionOf(u, cosTheta, turn);
+  const trelVectorOf<double> turned = Elementary.Deflect(u, cosTheta, turn);
   return {turned.X, turned.Y, turned.Z};
 }
 

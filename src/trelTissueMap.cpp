@@ -24,6 +24,7 @@ bool trelTissueMap::Build(const trelMedium& medium, double cells)
         medium.GetShapeIsTetrahedron() ? TakeMesh(medium.GetTetrahedron()) : TakeBodies(medium);
     if (!complete) return false;
     WidenBoxes();
+    TakeConvexOutermost();
     if (Mesh) {
       FillGridOfMesh();
     } else {
@@ -110,6 +111,28 @@ void trelTissueMap::WidenBoxes()
     body.Box.Low.Z = -HUGE_VAL;
     body.Box.High.Z = HUGE_VAL;
   }
+}
+
+/** Of a convex shape with room beside what rounding takes. */
+void trelTissueMap::TakeConvexOutermost()
+{
+  const trelShapeObject& shape = *Outermost().Shape;
+  const trelShapeTraits& traits = shape.GetTraits();
+  if (!traits.Convex || Planar) return;
+  const trelBox box = shape.GetBox();
+  const double margin = 2.0 * Margin;
+  double shrink = 1.0;
+  for (int axis = 0; axis < 3; ++axis) {
+    const double half = 0.5 * (box.High[axis] - box.Low[axis]);
+    if (!(half > 2.0 * margin)) return;
+    Convex.Center[axis] = 0.5 * (box.High[axis] + box.Low[axis]);
+    Convex.HalfAxes[axis] = half - margin;
+    Convex.Inverse[axis] = 1.0 / half;
+    if (axis < traits.CurvedAxes) shrink = std::min(shrink, 1.0 - margin / half);
+  }
+  Convex.CurvedAxes = traits.CurvedAxes;
+  Convex.Limit = shrink * shrink;
+  Convex.IsKnown = true;
 }
 
 /** What rounding may make of a distance between points of the medium, mm. */
@@ -343,9 +366,16 @@ bool trelTissueMap::FindEntry(const trelRay& ray, trelTissueChange* change) cons
 double trelTissueMap::BoundDistance(const trelVector& point) const
 {
   if (Bodies.empty()) return 0.0;
-  double bound = Outermost().Shape->BoundDistance(point);
+  return BoundInnerDistance(point, Outermost().Shape->BoundDistance(point));
+}
+
+/** At most @p bound, of all bodies but the outermost. */
+double trelTissueMap::BoundInnerDistance(const trelVector& point, double bound) const
+{
   if (!Mesh && Bodies.size() > 1) {
-    const std::size_t rivals = CountRivals(FindTissue(point));
+    const std::int32_t tissue = FindTissue(point);
+    // Of a point outside nothing is known of where others of its cell lie.
+    const std::size_t rivals = tissue < 0 ? Bodies.size() : CountRivals(tissue);
     const auto lower = [&](const Body& body) {
       if (DistanceToBox(body.Box, point) < bound)
         bound = std::min(bound, body.Shape->BoundDistance(point));
@@ -364,6 +394,7 @@ bool trelTissueMap::IsClear(const trelWay& way, std::int32_t tissue, trelClearan
   const double length = way.Length + way.Margin;
   bool clear = !Bodies.empty() && Outermost().Shape->IsClear(way, &bound);
   clearance->IsWithin = clear && !Mesh;
+  if (Convex.IsKnown) bound = HUGE_VAL;
   if (clear && Bodies.size() > 1) {
     const auto meets = [&](const Body& body) {
       const double away = DistanceToBoxAlongAxis(body.Box, way.From);
@@ -385,7 +416,9 @@ void trelTissueMap::LayOutGrid(double cells)
 {
   const trelShapeObject& outer = *Outermost().Shape;
   const trelBox box = outer.GetBox();
-  const double most = std::min(cells, maximumOfQuestions / static_cast<double>(Bodies.size()));
+  const double few = maximumOfQuestions / static_cast<double>(Bodies.size());
+  // Of a convex body alone there is nothing to tell.
+  const double most = Convex.IsKnown && Bodies.size() == 1 ? 1.0 : std::min(cells, few);
   const int axes = Planar ? 2 : 3;
   double step = Diagonal / MostCells;
   if (!(step > 0.0 && step < HUGE_VAL)) return;
@@ -439,6 +472,7 @@ void trelTissueMap::FillGrid()
   const double step = 1.0 / PerStep.X;
   Quantum = step / quantaOfCell;
   ToCorner = 0.5 * step * std::sqrt(Planar ? 2.0 : 3.0) + Margin;
+  const double most = 256.0 * Quantum;
   const auto size = static_cast<std::ptrdiff_t>(Cells.X);
   Safe.reserve(static_cast<std::size_t>(size * Rows * Columns));
   for (std::ptrdiff_t i = 0; i < size; ++i) {
@@ -446,7 +480,9 @@ void trelTissueMap::FillGrid()
       for (std::ptrdiff_t k = 0; k < Columns; ++k) {
         const trelVector index = {static_cast<double>(i) + 0.5, static_cast<double>(j) + 0.5,
                                   Planar ? 0.0 : static_cast<double>(k) + 0.5};
-        const double distance = shortened * BoundDistance(Low + step * index);
+        const trelVector center = Low + step * index;
+        const double distance =
+            shortened * (Convex.IsKnown ? BoundInnerDistance(center, most) : BoundDistance(center));
         Safe.push_back(static_cast<std::uint8_t>(std::min(distance / Quantum, 255.0)));
       }
     }

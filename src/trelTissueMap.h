@@ -38,7 +38,36 @@ struct trelTissueChange
   }
 };
 
-/** A grid that tells how far any change of tissue is from the points of each cell at least. */
+/** A convex body, without what lies within rounding of its surface: between two points that it
+ * holds there is no surface of it. */
+struct trelConvexBody
+{
+  bool IsKnown = false;  ///< else nothing is told of ways in it
+  /** The first axes along which it is curved: 0, 2 or 3. */
+  int CurvedAxes = 0;
+  trelVector Center;
+  trelVector HalfAxes;  ///< of the flat axes
+  trelVector Inverse;   ///< of the half-lengths of the curved axes
+  /** What the sum of the squares along the curved axes stays below. */
+  double Limit = 0.0;
+
+  bool Holds(const trelVector& point) const
+  {
+    const trelVector p = point - Center;
+    double sum = 0.0;
+    for (int axis = 0; axis < CurvedAxes; ++axis) {
+      const double q = p[axis] * Inverse[axis];
+      sum += q * q;
+    }
+    bool holds = sum < Limit;
+    for (int axis = CurvedAxes; axis < 3; ++axis)
+      holds = holds && std::fabs(p[axis]) < HalfAxes[axis];
+    return holds;
+  }
+};
+
+/** A grid that tells how far any change of tissue is from the points of each cell at least, but for
+ *  the surface of a convex outermost body. */
 struct trelSafeCells
 {
   /** Its lowest corner, cells per mm and cells along each axis; 0 per mm along z in the plane. */
@@ -46,14 +75,15 @@ struct trelSafeCells
   double Quantum = 0.0;
   /** From the point of a cell that its distance counts for to any other, mm at most. */
   double ToCorner = 0.0;
-  /** By cell, the last axis fastest: the bound of the distance, in quanta. */
+  /** By cell, the last axis fastest: the bound of the distance, in quanta; none without a grid. */
   const std::uint8_t* Distances = nullptr;
 };
 
 /** What is known of a way that may be clear. */
 struct trelClearance
 {
-  /** Of a clear way: how far its start is from the nearest change at least, mm. */
+  /** Of a clear way: how far its start is from the nearest change at least, mm, but for the surface
+   *  of a convex outermost body. */
   double Radius = 0.0;
   /** Of any: it does not meet the surface of the outermost body. */
   bool IsWithin = false;
@@ -124,7 +154,8 @@ public:
   bool FindEntry(const trelRay& ray, trelTissueChange* change) const;
 
   /** A lower bound of the distance from any point of the cell that @p point lies in to the nearest
-   *  change of tissue; 0 outside of the grid. One read. */
+   *  change of tissue, but for the surface of a convex outermost body, which StaysWithin() knows
+   * of; 0 outside of the grid. One read. */
   double GetSafeDistance(const trelVector& point) const
   {
     trelVector at;
@@ -134,11 +165,18 @@ public:
         static_cast<std::ptrdiff_t>(at.Z);
     return std::max(Quantum * Safe[static_cast<std::size_t>(cell)] - ToCorner, 0.0);
   }
-  /** The same flat, for packets side by side. */
+  /** Whether a way between two points is known not to meet the surface of a convex outermost body;
+   *  true if that is not one. */
+  bool StaysWithin(const trelVector& from, const trelVector& to) const
+  {
+    return !Convex.IsKnown || (Convex.Holds(from) && Convex.Holds(to));
+  }
+  /** The same two flat, for packets side by side. */
   trelSafeCells GetSafeCells() const
   {
-    return {Low, PerStep, Cells, Quantum, ToCorner, Safe.data()};
+    return {Low, PerStep, Cells, Quantum, ToCorner, Safe.empty() ? nullptr : Safe.data()};
   }
+  const trelConvexBody& GetConvexOutermost() const { return Convex; }
   /** The same for the point itself, from the shapes. */
   double BoundDistance(const trelVector& point) const;
   /** Whether the way, whose start lies in @p tissue, is known to meet no change; false proves
@@ -194,6 +232,8 @@ private:
     const auto i = static_cast<std::size_t>(tissue);
     return i < Rivals.size() ? Rivals[i] : 0;
   }
+  void TakeConvexOutermost();
+  double BoundInnerDistance(const trelVector& point, double bound) const;
   double ReachOf(const Body& body) const;
   const Body* FindFirstCrossing(const trelRay& ray, std::size_t rivals, double after, double limit,
                                 trelHit* hit, bool within = false) const;
@@ -228,6 +268,7 @@ private:
   /** By tissue or region. */
   std::vector<double> Measures;
   const trelMCTetrahedron* Mesh = nullptr;
+  trelConvexBody Convex;
   double Diagonal = 0.0;
   double Margin = 0.0;  ///< what rounding may make of a distance between points, mm
   bool Planar = false;
