@@ -392,9 +392,9 @@ bool trelTissueMap::IsClear(const trelWay& way, std::int32_t tissue, trelClearan
 {
   double bound = HUGE_VAL;
   const double length = way.Length + way.Margin;
-  bool clear = !Bodies.empty() && Outermost().Shape->IsClear(way, &bound);
+  bool clear = !Bodies.empty() && (Convex.IsKnown ? StaysWithin(way.From, way.To)
+                                                  : Outermost().Shape->IsClear(way, &bound));
   clearance->IsWithin = clear && !Mesh;
-  if (Convex.IsKnown) bound = HUGE_VAL;
   if (clear && Bodies.size() > 1) {
     const auto meets = [&](const Body& body) {
       const double away = DistanceToBoxAlongAxis(body.Box, way.From);
