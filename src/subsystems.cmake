@@ -90,7 +90,7 @@ trel_subsystem(results
   HEADERS trelFlyTimes trelResultGetters trelAbsorbedTotals trelListedExit
   CLASSES trelGrid trelGridTable trelCellMeasures trelMeshSurface trelGridSet trelTimeTotals trelFluence
           trelMediumResult trelDetectorResult trelDetectorArrayResult
-          trelSimulationResult trelStandardErrors trelBatchProjections
+          trelSimulationResult trelStandardErrors trelBatchProjections trelCameraBatches
           trelBatchStatistics trelLedger trelLedgerBatches trelTemporaryFiles trelExitTable trelResultFileSet trelResultFile
           trelResultLabels trelResultBlocks trelSimulationResultWriter)
 

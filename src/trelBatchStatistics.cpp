@@ -21,6 +21,7 @@ void trelBatchStatistics::Release()
   ScoredBlocks.clear();
   Pairs.clear();
   Projections.Clear();
+  Cameras.Clear();
   IsFinished = false;
   Kept.clear();
 }
@@ -130,6 +131,12 @@ bool trelBatchStatistics::Prepare(trelSimulationParameter& parameter, trelSimula
   return true;
 }
 
+void trelBatchStatistics::SetCameras(std::vector<trelCameraCells> cameras)
+{
+  Cameras.Prepare(std::move(cameras),
+                  static_cast<std::size_t>(Sum->GetMediumResults()->GetNumberOfItems()));
+}
+
 /** Adds the cells of all threads into those of the first. */
 void trelBatchStatistics::Gather()
 {
@@ -201,6 +208,7 @@ void trelBatchStatistics::TakeBatch()
   Gather();
   SumTotals(*Scored[0]);
   Projections.Take(*Scored[0]);
+  Cameras.Take(*Scored[0]);
   if (KeepsBatches) KeepCells();
   AddProducts();
   for (std::size_t n = 0; n < SumBlocks.size(); ++n) {
@@ -230,6 +238,7 @@ void trelBatchStatistics::PassState(std::int64_t batches, bool hasOpen, trelStat
     pieces.push_back({pair.Products, SumBlocks[pair.Real].Number});
   archive.Pass("products", pieces);
   Projections.PassState(batches, archive);
+  Cameras.PassState(batches, archive);
   if (KeepsBatches) archive.PassRows("cells_by_batch", batches, CountNumbers(SumBlocks), Kept);
 }
 

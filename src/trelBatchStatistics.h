@@ -2,6 +2,7 @@
 #define trelBatchStatistics_h
 
 #include "trelBatchProjections.h"
+#include "trelCameraBatches.h"
 #include "trelStateArchive.h"
 
 class trelSimulationParameter;
@@ -37,6 +38,8 @@ public:
   trelSimulationResult* GetScored(int thread) const { return Scored[thread < Own() ? thread : 0]; }
   bool IsOwn() const { return Scored.size() > 1; }
 
+  /** Behind Prepare(): takes the totals of cameras that see this, batch by batch. May throw. */
+  void SetCameras(std::vector<trelCameraCells> cameras);
   /** Keeps the cells of every batch as well. */
   void SetKeepsBatches(bool keeps) { KeepsBatches = keeps; }
   /** How many batches a quarter of the machine's memory has room for. */
@@ -56,6 +59,8 @@ public:
   std::int64_t GetBatches() const { return Projections.GetBatches(); }
   /** Totals and projections, batch by batch. */
   const trelBatchProjections& GetProjections() const { return Projections; }
+  /** Totals of cameras, batch by batch. */
+  const trelCameraBatches& GetCameras() const { return Cameras; }
   /** A batch's total at a wavelength, by its index, in units of the sources' energy. */
   double GetTotal(std::int64_t batch, std::size_t spectrum, trelGridTotal total) const
   {
@@ -106,6 +111,7 @@ private:
   std::vector<std::vector<trelNumbers>> ScoredBlocks;
   std::vector<Pair> Pairs;
   trelBatchProjections Projections;
+  trelCameraBatches Cameras;
   bool KeepsBatches = false;
   std::vector<std::vector<double>> Kept;  ///< the cells of each batch
   bool IsFinished = false;

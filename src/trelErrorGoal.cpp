@@ -2,58 +2,60 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numeric>
 
 #include "trelDetector.h"
 #include "trelShapeObject.h"
 #include "trelSimulationParameter.h"
+#include "trelStandardErrors.h"
 
 static const std::string faceWords = "by the face ";
 
-/** The totals that a model has: the words, and the lines. */
-static std::vector<std::pair<std::string, std::string>> ListTotals(
+/** The totals that a model has, by their names. */
+static std::vector<std::pair<std::string, trelGoalTotal>> ListTotals(
     const trelSimulationParameter& parameter)
 {
-  std::vector<std::pair<std::string, std::string>> totals = {{"absorption", "absorbed"},
-                                                             {"transmittance", "escaped"}};
+  std::vector<std::pair<std::string, trelGoalTotal>> totals = {{"absorption", {"absorbed"}},
+                                                               {"transmittance", {"escaped"}}};
   trelLedger ledger;
   trelLedgerSizes sizes;
   if (const trelShapeObject* shape = parameter.GetOuterShape()) sizes.Shape = shape->GetShapeType();
   ledger.Resize(1, sizes);
   for (const trelLedgerLine& line : ledger.List(0)) {
     if (line.Name.rfind(faceWords, 0) == 0)
-      totals.emplace_back(line.Name.substr(faceWords.size()), line.Name);
+      totals.push_back({line.Name.substr(faceWords.size()), {line.Name}});
   }
   for (int i = 0; i < parameter.GetNumberOfDetectors(); ++i) {
     const std::string number = std::to_string(i + 1);
     if (parameter.GetDetector(i)->GetDetectorType() == DetectorFiber)
-      totals.emplace_back("fibre" + number, "by detector " + number);
+      totals.push_back({"fibre" + number, {"by detector " + number}});
   }
+  for (const int camera : parameter.ListCameras())
+    totals.push_back({"camera" + std::to_string(camera + 1), {"", camera}});
   return totals;
 }
 
-std::string trelErrorGoal::FindLine(const trelSimulationParameter& parameter,
-                                    const std::string& total, std::string* fault)
+trelGoalTotal trelErrorGoal::FindTotal(const trelSimulationParameter& parameter,
+                                       const std::string& name, std::string* fault)
 {
   std::string all;
-  for (const auto& [word, line] : ListTotals(parameter)) {
-    if (word == total) return line;
+  for (const auto& [word, total] : ListTotals(parameter)) {
+    if (word == name) return total;
     all += (all.empty() ? "" : ", ") + word;
   }
-  *fault = total.rfind("camera", 0) == 0
-               ? "pictures of cameras are made when the run is over; ask for one of " + all
-               : "the model has no such total; ask for one of " + all;
-  return "";
+  *fault = "the model has no such total; ask for one of " + all;
+  return {};
 }
 
-void trelErrorGoal::Set(const std::string& line, double error)
+void trelErrorGoal::Set(const trelGoalTotal& total, double error)
 {
-  Line = line;
+  Total = total;
   Goal = error;
 }
 
 void trelErrorGoal::Prepare(const std::vector<trelLedgerLine>& lines)
 {
-  const auto isIt = [&](const trelLedgerLine& line) { return line.Name == Line; };
+  const auto isIt = [&](const trelLedgerLine& line) { return line.Name == Total.Line; };
   const auto found = std::find_if(lines.begin(), lines.end(), isIt);
   Place = found == lines.end() ? 0 : static_cast<std::size_t>(found - lines.begin());
   Seen = 0;
@@ -62,35 +64,34 @@ void trelErrorGoal::Prepare(const std::vector<trelLedgerLine>& lines)
   Reached = false;
 }
 
-/** The sum of a line over the batches. */
-static double SumUp(const trelLedgerBatches& batches, std::size_t spectrum, std::size_t line)
+static double SumUp(const std::vector<double>& numbers)
 {
-  double sum = 0.0;
-  for (std::int64_t batch = 0; batch < batches.GetBatches(); ++batch)
-    sum += batches.Get(batch, spectrum, line);
-  return sum;
+  return std::accumulate(numbers.begin(), numbers.end(), 0.0);
 }
 
-double trelErrorGoal::FindError(const trelLedgerBatches& batches) const
+double trelErrorGoal::FindError(const trelLedgerBatches& batches,
+                                const trelCameraBatches& cameras) const
 {
   double largest = 0.0;
   for (std::size_t i = 0; i < batches.GetNumberOfSpectra(); ++i) {
     // The first line is what was launched.
-    if (SumUp(batches, i, 0) == 0.0) continue;
-    const double mean = SumUp(batches, i, Place) / static_cast<double>(batches.GetBatches());
-    const double error = batches.FindError(i, Place) / mean;
+    if (SumUp(batches.List(i, 0)) == 0.0) continue;
+    const std::vector<double> numbers =
+        Total.Camera < 0 ? batches.List(i, Place) : cameras.List(i, Total.Camera);
+    const double mean = SumUp(numbers) / static_cast<double>(numbers.size());
+    const double error = FindErrorOfMean(numbers) / mean;
     if (!(error <= largest)) largest = error;
     if (std::isnan(largest)) break;
   }
   return largest;
 }
 
-bool trelErrorGoal::Look(const trelLedgerBatches& batches)
+bool trelErrorGoal::Look(const trelLedgerBatches& batches, const trelCameraBatches& cameras)
 {
   if (batches.GetBatches() < Next) return false;
   Seen = batches.GetBatches();
   Next = Seen < FirstBatches ? Seen + 1 : Seen + (Seen + 9) / 10;
-  Error = FindError(batches);
+  Error = FindError(batches, cameras);
   Reached = IsOn() && Seen >= FirstBatches && Error < Goal;
   return true;
 }

@@ -64,6 +64,7 @@ bool trelExactMonteCarlo::Prepare(int threads)
                << Statistics.GetMostBatches());
     return false;
   }
+  if (Statistics.IsOn() && ListCameras) Statistics.SetCameras(ListCameras(*Output));
   Tables.assign(static_cast<std::size_t>(Statistics.IsOwn() ? threads : 1), {});
   for (std::size_t i = 0; i < Tables.size(); ++i) {
     const trelSimulationResult& scored =
@@ -688,7 +689,7 @@ void trelExactMonteCarlo::Collect(std::vector<trelExactTally>& tallies)
 /** How sure the run is, and with a goal how many batches it will take. */
 void trelExactMonteCarlo::LookAtError()
 {
-  if (!Goal.Look(Lines)) return;
+  if (!Goal.Look(Lines, Statistics.GetCameras())) return;
   Summary.RelativeError = Goal.GetError();
   Summary.ReachedError = Goal.IsReached();
   const bool isUnknown = std::isnan(Summary.RelativeError);

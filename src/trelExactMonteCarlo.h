@@ -18,6 +18,8 @@
 
 class trelTicker;
 
+using trelListCameras = std::function<std::vector<trelCameraCells>(trelSimulationResult& prepared)>;
+
 /** How many packets of one spectrum of one source were flown. */
 struct trelFlownEntry
 {
@@ -97,6 +99,9 @@ public:
   trelSetGetMacro(std::int64_t, Packets)
   /** Keeps the cells of every batch. */
   trelSetGetMacro(bool, KeepsBatches)
+  /** Who tells what the cameras see of the prepared result, so that batches have their totals.
+   *  Nobody by default. */
+  void SetListCameras(trelListCameras listCameras) { ListCameras = std::move(listCameras); }
   /** Flies only these, which are whole batches. */
   void SetRange(const trelPacketRange& range) { Range = range; }
   /** Goes on from the state that @p origin sets, to Packets or Batches as the new total, each of
@@ -213,6 +218,7 @@ private:
   std::int64_t Packets = 0;
   bool KeepsBatches = false;
   int Lanes = 0;
+  trelListCameras ListCameras;
   trelPacketRange Range;
   trelStateArchive* Origin = nullptr;
   std::function<void()> Checkpoint, AtEnd;

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 
+#include "trelCellMeasures.h"
 #include "trelDetectorArrayResult.h"
 #include "trelDetectorResult.h"
 #include "trelList.h"
@@ -191,11 +192,19 @@ bool trelFreespacePinhole::ImagePixelExactly(const trelRay& ray, int index, int 
   constexpr double endless = std::numeric_limits<double>::infinity();
   if (!Parameter->GetOuterShape()->FindCrossing(ray, 0.0, endless, &hit)) return true;
   if (!(Dot(hit.Normal, ray.Direction) < 0.0)) return true;  // the lens stands inside
-  const trelVector point = ray.At(hit.Distance);
+  trelSeenCell seen;
+  if (!FindSeenCell(hit.Face, ray.At(hit.Distance), &seen)) return true;
+  const auto find = [&](int k) { return Result->GetMediumResult(k)->GetGrid(GridCW, seen.Grid); };
+  if (Counts) {
+    std::vector<double>& pixels = (*Counts)[seen.Grid];
+    pixels.resize(find(0)->GetNumberOfCells());
+    ++pixels[seen.Cell];
+    return true;
+  }
   const auto detector = static_cast<std::size_t>(index);
   for (std::size_t k = 0; k < Images.size(); ++k) {
     trelGrid* image = detector < Images[k].size() ? Images[k][detector] : nullptr;
-    if (image) (*image)(row, column) = GetFlux(static_cast<int>(k), hit.Face, point) / Pi;
+    if (image) (*image)(row, column) = find(static_cast<int>(k))->GetCells()[seen.Cell] / Pi;
   }
   return true;
 }
@@ -241,19 +250,77 @@ static trelGridId FindGrid(ShapeType shape, CoordinateType coordinate, int face)
   return NumberOfGrids;
 }
 
-/** The flux of the cell of a point of the surface by the exact rules; 0 if it has none. */
-double trelFreespacePinhole::GetFlux(int spectrumIndex, int face, const trelVector& point) const
+/** The cell of a point of the surface by the exact rules, alike at all wavelengths; false if it has
+ *  none. */
+bool trelFreespacePinhole::FindSeenCell(int face, const trelVector& point, trelSeenCell* seen) const
 {
   const ShapeType shape = Parameter->GetOuterShape()->GetShapeType();
   const trelGridId id = FindGrid(shape, Parameter->GetTransmittanceCoordinate(), face);
-  const trelMediumResult* record = Result->GetMediumResult(spectrumIndex);
-  const trelGrid* grid = record && id != NumberOfGrids ? record->GetGrid(GridCW, id) : nullptr;
-  if (!grid) return 0.0;
+  const trelMediumResult& record = *Result->GetMediumResult(0);
+  const trelGrid* grid = id != NumberOfGrids ? record.GetGrid(GridCW, id) : nullptr;
+  if (!grid) return false;
   const double position[3] = {point.X, point.Y, point.Z};
   const auto locate = GetGridDescription(id).LocateExactly;
   auto cell = static_cast<std::size_t>(face);
-  if (locate && !locate(record->GetWindow(), position, &cell)) return 0.0;
-  return cell < grid->GetNumberOfCells() ? grid->GetCells()[cell] : 0.0;
+  if (locate && !locate(record.GetWindow(), position, &cell)) return false;
+  *seen = {id, cell, 0.0};
+  return cell < grid->GetNumberOfCells();
+}
+
+/** The areas of all cells of a grid of a surface, mm^2. */
+static std::vector<double> ListAreas(const trelMediumResult& record, trelGridId id)
+{
+  std::vector<double> areas;
+  if (id == TransmittanceMeshFace) {
+    for (std::int32_t f = 0; f < record.GetCountMeshFace(); ++f)
+      areas.push_back(record.GetMeshFaces()[f].Area);
+    return areas;
+  }
+  const trelGridLayout layout = record.GetGrids(GridCW).GetLayout(id);
+  const trelCellMeasures measures(id, record.GetWindow());
+  for (std::int32_t i = 0; i < layout.Rows; ++i)
+    for (std::int32_t j = 0; j < layout.Columns; ++j)
+      areas.push_back(measures.Get(i, j, 0));
+  return areas;
+}
+
+/** What cells weigh in the total of a detector, by how many of its pixels see them. */
+std::vector<trelSeenCell> trelFreespacePinhole::WeighCells(const trelPlaneDetector& detector,
+                                                           const PixelCounts& pixels) const
+{
+  double width = 0.0, height = 0.0;
+  std::int32_t columns = 1, rows = 1;
+  detector.GetSize(&width, &height);
+  detector.GetResolution(&columns, &rows);
+  const double areaOfPixel = width * height / (static_cast<double>(columns) * rows);
+  std::vector<trelSeenCell> cells;
+  for (std::size_t grid = 0; grid < pixels.size(); ++grid) {
+    if (pixels[grid].empty()) continue;
+    const auto id = static_cast<trelGridId>(grid);
+    const std::vector<double> areas = ListAreas(*Result->GetMediumResult(0), id);
+    for (std::size_t k = 0; k < areas.size(); ++k)
+      if (pixels[grid][k] > 0.0 && areas[k] > 0.0)
+        cells.push_back({id, k, pixels[grid][k] * areaOfPixel / (Pi * areas[k])});
+  }
+  return cells;
+}
+
+std::vector<trelCameraCells> trelFreespacePinhole::ListCells(trelSimulationParameter& parameter,
+                                                             trelSimulationResult& result)
+{
+  std::vector<trelCameraCells> cameras;
+  if (!result.GetMediumResult(0) || !parameter.GetOuterShape()) return cameras;
+  trelFreespacePinhole pinhole;
+  pinhole.SetParameter(&parameter);
+  pinhole.SetResult(&result);
+  for (const int i : parameter.ListCameras()) {
+    PixelCounts pixels;
+    pinhole.Counts = &pixels;
+    const auto& detector = *static_cast<const trelPlaneDetector*>(parameter.GetDetector(i));
+    pinhole.ImageDetector(detector, i);
+    cameras.push_back({i, pinhole.WeighCells(detector, pixels)});
+  }
+  return cameras;
 }
 
 /** A cell of a grid by two indices; 0 if there is none. */

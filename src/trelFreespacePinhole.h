@@ -1,8 +1,10 @@
 #ifndef trelFreespacePinhole_h
 #define trelFreespacePinhole_h
 
+#include <array>
 #include <vector>
 
+#include "trelCameraBatches.h"
 #include "trelFreespaceFilter.h"
 #include "trelSurfaceElement.h"
 
@@ -46,6 +48,11 @@ public:
    */
   bool Execute() override;
 
+  /** By the exact rules, of a result that has been initialized, what each camera of @p parameter
+   *  sees. One that has no picture sees nothing. Without reports; may throw. */
+  static std::vector<trelCameraCells> ListCells(trelSimulationParameter& parameter,
+                                                trelSimulationResult& result);
+
   /** The element of the surface of @p shape at @p hitPoint, which is of @p face. False if it has
    *  none there. A shape without elements leaves @p element as it is. */
   bool GetSurfaceElement(const trelShapeObject* shape, const trelVector& hitPoint, int face,
@@ -71,6 +78,10 @@ public:
   static bool RayHitsBox(const trelRay& ray, const trelBox& box, trelVector* hitPoint);
 
 private:
+  /** By grid, for each of its cells, how many pixels see it; none of grids that nothing is seen of.
+   */
+  using PixelCounts = std::array<std::vector<double>, NumberOfGrids>;
+
   void CollectImages();
   bool ImageDetectors(std::int32_t planes);
   bool ImageDetector(const trelPlaneDetector& detector, int index);
@@ -80,10 +91,13 @@ private:
   bool FindSurface(const trelRay& ray, trelHit* hit) const;
   bool IsInMedium(const trelVector& point) const;
   bool ImagePixelExactly(const trelRay& ray, int index, int row, int column);
-  double GetFlux(int spectrumIndex, int face, const trelVector& point) const;
+  bool FindSeenCell(int face, const trelVector& point, trelSeenCell* seen) const;
+  std::vector<trelSeenCell> WeighCells(const trelPlaneDetector& detector,
+                                       const PixelCounts& pixels) const;
   void CountPixel(std::int64_t pixels);
 
   std::vector<std::vector<trelGrid*>> Images;  ///< by spectrum and detector, for this run
+  PixelCounts* Counts = nullptr;               ///< where pixels are counted, in place of images
   std::int64_t PixelsDone = 0;                 ///< of this run, over all detectors
 };
 

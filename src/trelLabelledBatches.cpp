@@ -159,6 +159,28 @@ void trelLabelledBatches::WriteGrid(trelGridId grid, const trelLabelledOwner& ow
             });
 }
 
+void trelLabelledBatches::WriteCamera(const trelNetcdfVariable& total, int detector)
+{
+  if (!Source.Cells || !HasBatches()) return;
+  const trelCameraBatches& cameras = Source.Cells->GetCameras();
+  const auto batches = static_cast<std::size_t>(Source.Cells->GetBatches());
+  std::vector<double> errors, totals(batches * Order.size());
+  for (std::size_t i = 0; i < Order.size(); ++i) {
+    const auto spectrum = static_cast<std::size_t>(Order[i]);
+    errors.push_back(cameras.FindError(spectrum, detector));
+    const std::vector<double> own = cameras.List(spectrum, detector);
+    for (std::size_t batch = 0; batch < own.size(); ++batch)
+      totals[batch * Order.size() + i] = own[batch];
+  }
+  const auto write = [&](const trelNetcdfVariable& variable, const std::vector<double>& values) {
+    File.AddVariable(variable);
+    File.PutAll(variable.Name, values.data());
+  };
+  write(DescribeError(total), errors);
+  File.SetText(total.Name, "ancillary_variables", DescribeError(total).Name);
+  write(DescribeBatches(total), totals);
+}
+
 // The ledger
 
 void trelLabelledBatches::PutLedger(const trelNetcdfVariable& variable, const LineRange& lines,

@@ -36,6 +36,8 @@ public:
   /** The projections of a grid, whose axes are there, and its sums if no total has them. */
   void WriteGrid(trelGridId grid, const trelLabelledOwner& owner, const trelLabelledDomain& domain,
                  const trelGridWindow& window);
+  /** The error and the batches of the total of a camera, whose variable @p total is there. */
+  void WriteCamera(const trelNetcdfVariable& total, int detector);
   void WriteLedger();
   /** What each of the regions of a tetrahedral medium absorbs, which are its tissues: these lines
    * of the ledger. */

@@ -472,14 +472,15 @@ void trelLabelledResultWriter::WriteCamera(int detector)
                   const double* pixels = find(result, k)->GetDetectionMatrix()->GetCells();
                   File->Put(variable, {at[0], 0, 0}, {1, rows, columns}, pixels);
                 });
-  // Pixels are correlated.
-  WriteNumbers(
+  // Pixels are correlated: the error is that of the batches.
+  const trelNetcdfVariable total = WriteNumbers(
       {name + "_total", "mean radiance times width and height of the detector", "sr-1", {}},
       LabelledDomains[0], {},
       [&](const trelSimulationResult& result, int k, std::int32_t) {
         return find(result, k)->GetTotalDetection();
       },
       false);
+  trelLabelledBatches(*File, Batches, Order).WriteCamera(total, detector);
 }
 
 void trelLabelledResultWriter::WriteFiber(int detector)

@@ -39,6 +39,9 @@ public:
     return Rows[static_cast<std::size_t>(batch)]
                [(spectrum * NumberOfLines + line) * NumberOfQuantities + quantity];
   }
+  /** All batches of a line, by its place. May throw. */
+  std::vector<double> List(std::size_t spectrum, std::size_t line,
+                           Quantities quantity = Weight) const;
   /** The standard errors of the mean weight of a line, by its place, NaN unless two batches have
    *  it, and of the mean of a quantity over the weight. */
   double FindError(std::size_t spectrum, std::size_t line) const;
@@ -48,8 +51,6 @@ public:
   void PassState(std::int64_t batches, trelStateArchive& archive);
 
 private:
-  std::vector<double> List(std::size_t spectrum, std::size_t line, Quantities quantity) const;
-
   std::size_t NumberOfLines = 0;
   std::size_t NumberOfSpectra = 0;
   std::vector<std::vector<double>> Rows;

@@ -103,6 +103,11 @@ bool trelOpticalSimulationFilter::Execute()
     return false;
   }
   MediumFilter->SetInput(Input);
+  if (auto* exact = dynamic_cast<trelExactMonteCarlo*>(MediumFilter)) {
+    exact->SetListCameras([this](trelSimulationResult& prepared) {
+      return trelFreespacePinhole::ListCells(*Input, prepared);
+    });
+  }
   MediumFilter->SetMediumFilterMode(2);
   InMedium = true;
   InFreespace = false;

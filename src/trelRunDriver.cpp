@@ -16,6 +16,8 @@
 #include <system_error>
 
 #include "trelCheckText.h"
+#include "trelDetectorArrayResult.h"
+#include "trelDetectorResult.h"
 #include "trelExitRecorder.h"
 #include "trelLabelledResultWriter.h"
 #include "trelLightSource.h"
@@ -296,11 +298,11 @@ trelRunStatus trelRunDriver::ApplyOptions()
   return Options.Rules == RulesExact ? FindGoal() : RunDone;
 }
 
-/** Which line of the ledger the option means. */
+/** Which total the option means. */
 trelRunStatus trelRunDriver::FindGoal()
 {
   std::string fault;
-  GoalLine = trelErrorGoal::FindLine(*Parameter, Options.Total, &fault);
+  GoalTotal = trelErrorGoal::FindTotal(*Parameter, Options.Total, &fault);
   if (fault.empty()) return RunDone;
   Messages << Options.Program << ": error: --of " << Options.Total << ": " << fault << std::endl;
   return RunUsage;
@@ -509,11 +511,25 @@ int trelRunDriver::TakeOrigin()
     refuse(difference, "give model and options as that run had them");
     return RunFailed;
   }
+  std::string fault = FindOriginOfOldForm();
+  if (!fault.empty()) {
+    refuse(fault, "fly its packets again with this version");
+    return RunNotWritten;
+  }
   if (ExitLimit == 0) return RunDone;
-  const std::string fault = ExitOrigin.Open(Origin);
+  fault = ExitOrigin.Open(Origin);
   if (fault.empty()) return RunDone;
   refuse(fault, "its exits cannot be taken over");
   return RunNotWritten;
+}
+
+/** Of a file that lacks what this version keeps of a model like this; empty if there is none. */
+std::string trelRunDriver::FindOriginOfOldForm() const
+{
+  if (Parameter->ListCameras().empty()) return "";
+  const std::string name = Origin.FindFileWithout(trelCameraBatches::StateOfRows);
+  return name.empty() ? ""
+                      : name + " is of an earlier version, without the cameras' totals by batch";
 }
 
 /** In what the run is another than that of the files; empty if it is not. */
@@ -590,7 +606,7 @@ void trelRunDriver::Configure(trelOpticalSimulationFilter& filter)
   exact->SetRange(Options.Range);
   exact->SetKeepsBatches(Options.KeepsBatches || (Origin.IsOpen() && Origin.HasCells()));
   exact->SetControl(&Control);
-  exact->GetGoal().Set(GoalLine, Options.RelativeError);
+  exact->GetGoal().Set(GoalTotal, Options.RelativeError);
   if (Origin.HasOneSeed()) Record.Add("seed", exact->GetSeed());
   std::ostream* const log = Options.IsQuiet ? nullptr : &Log;
   if (WritesLabelled() && exact->HasStatistics())
@@ -803,6 +819,19 @@ void trelRunDriver::LogLedger(const std::vector<trelLedgerLine>& lines)
   }
 }
 
+/** The totals of cameras, as lines behind those of the ledger. */
+void trelRunDriver::AddCameras(const trelExactMonteCarlo& exact, const trelSimulationResult& result,
+                               std::size_t spectrum, std::vector<trelLedgerLine>& lines) const
+{
+  for (const int camera : Parameter->ListCameras()) {
+    const trelDetectorArrayResult* records =
+        result.GetDetectorArrayResult(static_cast<int>(spectrum));
+    const double total = records->GetDetectorResult(camera)->GetTotalDetection();
+    const double error = exact.GetStatistics().GetCameras().FindError(spectrum, camera);
+    lines.push_back({"camera " + std::to_string(camera + 1) + ", 1/sr", 0, total, 0, false, error});
+  }
+}
+
 void trelRunDriver::LogTotals(const trelMediumResult& record)
 {
   const bool isPlanar = Parameter->GetDimension() == Dimension2D;
@@ -827,7 +856,11 @@ void trelRunDriver::Summarize(trelOpticalSimulationFilter& filter, double second
     if (exact && exact->GetSummary().EmissionWeights[i] > 0.0)
       Log << "; emission packets of " << exact->GetSummary().EmissionWeights[i];
     Log << '\n';
-    if (exact) LogLedger(exact->ListLedger(i));
+    if (exact) {
+      std::vector<trelLedgerLine> lines = exact->ListLedger(i);
+      AddCameras(*exact, *filter.GetOutput(), i, lines);
+      LogLedger(lines);
+    }
     ++i;
   }
   Log << "time " << seconds << " s\n";

@@ -139,6 +139,7 @@ private:
   int Simulate();
   int TakeOrigin();
   std::string FindOriginDifference();
+  std::string FindOriginOfOldForm() const;
   void AddExits(trelExactMonteCarlo& exact);
   void LogStart();
   void Configure(class trelOpticalSimulationFilter& filter);
@@ -151,6 +152,8 @@ private:
   bool CanWrite();
   void LogLedger(const std::vector<struct trelLedgerLine>& lines);
   void LogTotals(const class trelMediumResult& record);
+  void AddCameras(const trelExactMonteCarlo& exact, const trelSimulationResult& result,
+                  std::size_t spectrum, std::vector<struct trelLedgerLine>& lines) const;
   void Summarize(class trelOpticalSimulationFilter& filter, double seconds);
   bool WritesLabelled() const { return Base != "-" && Options.Rules == RulesExact; }
   const std::string& GetModelName() const
@@ -193,7 +196,7 @@ private:
   Stages Stage = Reading;
   class trelSimulationParameterReader* Reader = nullptr;
   trelSimulationParameter* Parameter = nullptr;
-  std::string GoalLine;  ///< of the ledger, whose error is watched
+  trelGoalTotal GoalTotal;  ///< whose error is watched
   /** What the reader reported of the whole model. */
   std::string ReadFault;
 };

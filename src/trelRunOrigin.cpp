@@ -159,6 +159,13 @@ bool trelRunOrigin::HasOneSeed() const
                      [&](const trelFlownRange& range) { return range.Seed == Ranges[0].Seed; });
 }
 
+std::string trelRunOrigin::FindFileWithout(const char* part) const
+{
+  for (const File& file : Files)
+    if (file.Batches > 0.0 && file.Input->GetLength(GetStateVariable(part)) == 0) return file.Name;
+  return "";
+}
+
 bool trelRunOrigin::HasCells() const
 {
   return std::all_of(Files.begin(), Files.end(), [](const File& file) {

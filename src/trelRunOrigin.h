@@ -55,6 +55,8 @@ public:
   /** An attribute of the first file. */
   std::string GetText(const char* name) const { return Files.front().Input->GetText(name); }
   const std::string& GetName() const { return Files.front().Name; }
+  /** The first file with batches whose state lacks this part; empty if there is none. */
+  std::string FindFileWithout(const char* part) const;
   /** Whether all files have the cells of every batch. */
   bool HasCells() const;
   /** All finished batches of all files. */

@@ -94,6 +94,15 @@ void trelSimulationParameter::AddDetector(trelDetector* detector)
   Detectors->Append(detector);
 }
 
+std::vector<int> trelSimulationParameter::ListCameras() const
+{
+  std::vector<int> cameras;
+  if (Dimension != Dimension3D || !ContinuousWave || !SaveTransmittance) return cameras;
+  for (int i = 0; i < GetNumberOfDetectors(); ++i)
+    if (GetDetector(i)->GetDetectorType() == DetectorPlane) cameras.push_back(i);
+  return cameras;
+}
+
 std::int32_t trelSimulationParameter::CountFiberDetectors()
 {
   FiberDetectorCount = 0;

@@ -61,6 +61,9 @@ public:
   trelDetector* GetDetector(int i) const;
   /** Appends @p detector, making the list when there is none; the parameter holds the detector. */
   void AddDetector(trelDetector* detector);
+  /** The numbers, from 0, of the detectors that have a picture by the exact rules: the cameras of a
+   *  model in space whose steady-state surface is recorded. */
+  std::vector<int> ListCameras() const;
   /** Counts the fibre detectors anew. */
   std::int32_t CountFiberDetectors();
 

@@ -99,7 +99,7 @@ static void DescribeExact(CLI::App& app, trelRunOptions& options, trelrunWords& 
                      " this fraction; --packets and --max-seconds end it before"),
       app.add_option("--of", options.Total,
                      "The total whose error that is, and is shown: absorption (default),"
-                     " transmittance, a face (top, ...), fibre1, ...")};
+                     " transmittance, a face (top, ...), fibre1, camera2, ...")};
 }
 
 /** The options of what leaves the medium. */

@@ -18,7 +18,7 @@ import netCDF4
 import numpy as np
 
 EXAMPLES = Path(__file__).resolve().parent.parent / "examples"
-MODELS = ("pencil-beam", "fluorescence", "limb-time", "modulated-slab", "fibers")
+MODELS = ("pencil-beam", "fluorescence", "limb-time", "modulated-slab", "cameras", "fibers")
 OPTIONS = {"limb-time": ["--keep-batches"], "fluorescence": ["--exits", "all"], "fibers": ["--exits", "900"]}
 SAME_RUN = ["--seed", "5", "--packets", "2000"]
 
@@ -129,6 +129,10 @@ def test_refusals(folder):
     folder.run(path, *SAME_RUN, "-o", "some", "--exits", "50")
     folder.run(path, *SAME_RUN, "-o", "one", "--batches", "1")
     (folder.path / "text.nc").write_text("no result")
+    cameras = str(EXAMPLES / "cameras.trl")
+    folder.run(cameras, *SAME_RUN, "-o", "old")
+    with netCDF4.Dataset(folder.path / "old.nc", "a") as old:
+        old.renameVariable("state_cameras_by_batch", "state_other")
     before = (folder.path / "a.nc").read_bytes()
     (folder.path / "cut.nc").write_bytes(before[:len(before) // 2])
     for words, status, told in (
@@ -138,6 +142,7 @@ def test_refusals(folder):
             ([path, "--continue", "-o", "cut"], 3, "cut.nc: it "),
             ([path, "--continue", "-o", "one"], 3, "no state of a run in batches"),
             ([path, "--continue", "-o", "-"], 2, "no result to go on from"),
+            ([cameras, "--continue", "-o", "old"], 3, "old.nc is of an earlier version, without the cameras'"),
             ([limb, "--continue", "-o", "a"], 1, "the model is not that of a.nc"),
             ([path, "--continue", "-o", "a", "--mus", "9"], 1, "a coefficient"),
             ([path, "--continue", "-o", "a", "--seed", "6"], 1, "the seed"),

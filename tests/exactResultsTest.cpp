@@ -530,6 +530,17 @@ TEST(ExactCamera, SeesALambertianBodyAsAFlatOneWhateverItsFormAndCells)
         EXPECT_DOUBLE_EQ(image(row, column), r < 1 ? 7 / Pi : 0) << row << " " << column;
       }
     }
+    // The same numbers as weights of cells: their total without a picture, and of the picture.
+    trelCameraBatches batches;
+    batches.Prepare(trelFreespacePinhole::ListCells(*model.Get(), *result), 1);
+    batches.Take(*result);
+    result->FinalizeMediumResults(model.Get(), false);
+    pinhole.Update();
+    const double total =
+        result->GetDetectorArrayResult(0)->GetDetectorResult(2)->GetTotalDetection();
+    EXPECT_GT(total, 0.0);
+    EXPECT_NEAR(batches.List(0, 2).at(0), total, 1e-12 * total);
+    EXPECT_EQ(batches.List(0, 1).at(0), 0.0) << "the tilted one sees nothing";
     result->UnRegister();
   }
 }

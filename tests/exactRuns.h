@@ -37,7 +37,7 @@ public:
     Ran.SetInput(model.Get());
     Ran.SetSeed(seed);
     Ran.SetBatches(batches);
-    Ran.GetGoal().Set("absorbed", absorptionError);
+    Ran.GetGoal().Set({"absorbed"}, absorptionError);
     EXPECT_TRUE(Ran.Update());
   }
   trelSimulationResult* operator->() { return Ran.GetOutput(); }

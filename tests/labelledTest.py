@@ -27,12 +27,13 @@ AXES = {"x": "x", "y": "y", "z": "z", "r": "r", "a": "azimuth", "d": "deflection
 CHECKED = {"r": "radius"}  # otherwise as in the file
 GATES = np.array([0, 40, 80, 90])
 DOMAINS = "domain td 0 90 40\ndomain fd 100\nphotonflytime 1\n"
+TWO_WAVELENGTHS = {"spectrumnum 1": "spectrumnum 2",
+                   "index 1 1.0 300": "index 1 1.0 300\nlightsourcespectrumindex 2 0.5 200",
+                   "0.9 1.37": "0.9 1.37\ntissuespectrumindex 2 0.03 8 0.8 1.37"}
 # An example, what to replace in it, and what the file must have been compared in.
 CASES = [
     ("pencil-beam", {"roiseparation 1 1 1": "roi -3 5 1 10 0 7\nroiseparation 1 2 1.5\n" + DOMAINS,
-                     "spectrumnum 1": "spectrumnum 2", "spectrum 1 650": "spectrum 1 700\nspectrum 2 600",
-                     "index 1 1.0 300": "index 1 1.0 300\nlightsourcespectrumindex 2 0.5 200",
-                     "0.9 1.37": "0.9 1.37\ntissuespectrumindex 2 0.03 8 0.8 1.37"},
+                     "spectrum 1 650": "spectrum 1 700\nspectrum 2 600", **TWO_WAVELENGTHS},
      "absorption_td transmittance_right_td transmittance_bottom_fd_real"),
     ("pencil-beam", {"roiseparation 1 1 1": "fluencerate 1\nroiseparation 3 4 5\n" + DOMAINS},
      "fluence_rate fluence_rate_td fluence_rate_fd_imag"),
@@ -40,7 +41,8 @@ CASES = [
      "absorption_td transmittance_side_td transmittance_bottom_fd_imag"),
     ("fibers", {"0.25 0.25 0.25 1 45 30": "2 3 0.7 1 50 50\n" + DOMAINS},
      "fibre1_side fibre4_side fibre4_side_td fibre2_top_fd_real"),
-    ("cameras", {"128 128": "12 9"}, "camera1 camera2 transmittance_side"),
+    ("cameras", {"128 128": "12 9", "spectrum 1 680": "spectrum 1 680\nspectrum 2 600", **TWO_WAVELENGTHS},
+     "camera1 camera2 transmittance_side"),
     ("modulated-slab", {}, "transmittance_left_fd_real"),
     ("ball-in-box", {"0.5 0.5 0.5": "3 2 1\n" + DOMAINS},
      "absorption transmittance_mesh_face_td transmittance_mesh_vertex_fd_real"),

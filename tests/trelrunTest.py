@@ -393,6 +393,12 @@ def test_goal(folder):
     status, log, report = folder.run(MODEL, "--rel-error", "1e-4", "--packets", "400")
     expect(status == 0 and "ended by --packets before" in report and "partial" not in log, report)
     expect(": packets 402, of which" in log, log)
+    camera = ["--packets", "400", "--seed", "1", "--of"]
+    status, log, _ = folder.run(CAMERA, *camera, "camera2", "--rel-error", "0.9")
+    expect(status == 0 and "ended by --rel-error: relative error of camera2 0." in log, log)
+    expect(re.search(r"\n  camera 2, 1/sr +\S+ +\S+ +\S+\n", log), log)
+    status, _, report = folder.run(CAMERA, *camera, "camera3")
+    expect(status == 2 and report.rstrip().endswith(", side, camera1, camera2"), report)
 
 
 def test_limit_of_time(folder):
