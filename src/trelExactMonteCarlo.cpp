@@ -9,6 +9,7 @@
 
 #include "trelEmissionPilot.h"
 #include "trelExactSteps.h"
+#include "trelLaneKernel.h"
 #include "trelLightSource.h"
 #include "trelList.h"
 #include "trelMediumResult.h"
@@ -571,7 +572,8 @@ void trelExactMonteCarlo::TracePackets(const Batch& batch, int thread, trelExact
     for (std::int64_t i = first; i < end; ++i)
       if (!TracePlace(batch, i, tally)) return;
   }
-  trelPacketLanes(Model, tally, supplier).Fly(Lanes);
+  trelPacketLanes lanes(Model, tally, supplier);
+  FlyLanes(lanes, Lanes);
 }
 
 /** The packet at a place of the batch; false if memory runs out. */

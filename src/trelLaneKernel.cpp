@@ -607,12 +607,12 @@ HWY_INLINE void trelLaneSteps<D>::Scatter(Mask plain, Mask goesOn, bool allGoOn,
 }
 
 /** As many packets as are asked for, or the target has lanes. */
-void FlyOnTarget(trelPacketLanes& lanes)
+void FlyOnTarget(trelPacketLanes& lanes, int asked)
 {
   constexpr int half = MaximumLanes / 2;
-  if (lanes.Asked == 1)
+  if (asked == 1)
     trelLaneSteps<hn::CappedTag<double, 1>>(lanes).Fly();
-  else if (lanes.Asked > 0 && lanes.Asked <= half)
+  else if (asked > 0 && asked <= half)
     trelLaneSteps<hn::CappedTag<double, half>>(lanes).Fly();
   else
     trelLaneSteps<hn::CappedTag<double, MaximumLanes>>(lanes).Fly();
@@ -637,9 +637,9 @@ HWY_EXPORT(FlyOnTarget);
 HWY_EXPORT(NameTarget);
 HWY_EXPORT(CountOnTarget);
 
-void FlyLanes(trelPacketLanes& lanes)
+void FlyLanes(trelPacketLanes& lanes, int asked)
 {
-  HWY_DYNAMIC_DISPATCH(FlyOnTarget)(lanes);
+  HWY_DYNAMIC_DISPATCH(FlyOnTarget)(lanes, asked);
 }
 
 const char* GetLaneTarget()

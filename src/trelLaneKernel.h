@@ -9,8 +9,9 @@ class trelPacketLanes;
  * takes the best that the processor has.
  */
 
-/** Flies all packets of @p lanes, as many at once as it asks for. */
-void FlyLanes(trelPacketLanes& lanes);
+/** Flies all packets of the supplier of @p lanes, @p asked side by side or as many as the processor
+ *  has lanes; 0 for as many as it does best. */
+void FlyLanes(trelPacketLanes& lanes, int asked);
 
 /** The instruction set that is used. */
 const char* GetLaneTarget();

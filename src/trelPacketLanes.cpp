@@ -4,8 +4,6 @@
 #include <cmath>
 #include <limits>
 
-#include "trelLaneKernel.h"
-
 static constexpr double infinity = std::numeric_limits<double>::infinity();
 
 trelPacketLanes::trelPacketLanes(const trelExactModel& model, trelExactTally& tally,
@@ -58,12 +56,6 @@ void trelPacketLanes::ResolveGrid()
   }
   ScoresPlainly = Model.OnlyCW && first->Absorption.CW && !first->TakesFluence() &&
                   Grid.Cells != trelLaneGrid::Others;
-}
-
-void trelPacketLanes::Fly(int lanes)
-{
-  Asked = lanes;
-  FlyLanes(*this);
 }
 
 void trelPacketLanes::Begin(int lanes, const void* steps)

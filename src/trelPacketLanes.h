@@ -5,17 +5,7 @@
 
 #include "trelExactEvents.h"
 #include "trelExactPacket.h"
-
-/** Where the packets of a thread come from. */
-class trelPacketSupplier
-{
-public:
-  virtual ~trelPacketSupplier() = default;
-  /** Starts the next packet and its stream; false if there are no more, or packets are to rest. */
-  virtual bool TakeNext(trelExactPacket* packet, trelPacketNumbers* numbers) = 0;
-  /** Takes note of a packet that has ended. */
-  virtual void End(const trelExactPacket& packet) = 0;
-};
+#include "trelPacketSupplier.h"
 
 /** As many packets as fly side by side at most. */
 constexpr int MaximumLanes = 8;
@@ -77,10 +67,6 @@ public:
 
   /** Whether packets may fly in lanes at all. */
   static bool CanFly(const trelExactModel& model, const trelExactTally& tally);
-  /** Flies all packets of the supplier, @p lanes side by side or as many as the processor has
-   *  lanes; 0 for as many as it likes best. */
-  void Fly(int lanes);
-
   // What the steps of all lanes ask for a packet alone.
 
   /** Starts @p lanes packets. @p steps are those who ask: what they hold stays in memory. */
@@ -105,8 +91,6 @@ public:
   trelLaneGrid Grid;
   /** Absorption of the continuous wave is scored and nothing else. */
   bool ScoresPlainly = false;
-  /** How many packets are asked for; 0 for as many as the processor likes best. */
-  int Asked = 0;
 
 private:
   void ResolveGrid();
