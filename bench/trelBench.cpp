@@ -1,13 +1,15 @@
 // Runs a model on fixed random streams and prints one line of figures:
 //
-//   trelBench MODEL PACKETS THREADS [count|exact [LANES]]
-//   packets P seconds S absorbed A transmitted T scatterings N load L prepare R megabytes M
+//   trelBench MODEL PACKETS THREADS [count|exact [LANES [BATCHES]]]
+//   packets P seconds S cpu C absorbed A transmitted T scatterings N load L prepare R megabytes M
 //
 // L and R are the seconds of reading the model and of building its look-up tables, which S leaves
-// out. With "count" the scatterings are counted, which costs time, on one thread; else N is -1. The
-// same arguments trace the same packets (on one thread), so that a counting run tells how many
-// scatterings another run made. "exact" runs by the exact rules, which always count, with LANES
-// packets side by side: 0 for as many as the processor does best, -1 for none.
+// out; C are those of the processor while S passed, of all threads together. With "count" the
+// scatterings are counted, which costs time, on one thread; else N is -1. The same arguments trace
+// the same packets (on one thread), so that a counting run tells how many scatterings another run
+// made. "exact" runs by the exact rules, which always count, with LANES packets side by side: 0 for
+// as many as the processor does best, -1 for none. BATCHES is 1 unless given; without batches all
+// threads score into one grid.
 
 #include <sys/resource.h>
 
@@ -15,6 +17,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 
 #include "trelClock.h"
 #include "trelDiffuseVRMC.h"
@@ -79,6 +82,16 @@ static double SecondsSince(trelBenchClock::time_point start)
   return std::chrono::duration<double>(trelBenchClock::now() - start).count();
 }
 
+/** Seconds that pass on the wall, and those that the processor spends meanwhile. */
+struct trelBenchWatch
+{
+  trelBenchClock::time_point Start = trelBenchClock::now();
+  std::clock_t CpuStart = std::clock();
+
+  double GetSeconds() const { return SecondsSince(Start); }
+  double GetCpu() const { return static_cast<double>(std::clock() - CpuStart) / CLOCKS_PER_SEC; }
+};
+
 /** The peak of this process's memory so far, in MB. */
 static double PeakMegabytes()
 {
@@ -101,35 +114,45 @@ static trelBenchMode ModeOf(const char* word)
   return std::strcmp(word, "exact") == 0 ? BenchExact : BenchPlain;
 }
 
+/** The last arguments. */
+struct trelBenchExact
+{
+  int Lanes = 0;
+  int Batches = 1;
+};
+
 static int RunModel(trelSimulationParameter* parameter, unsigned packets, trelBenchMode mode,
-                    int lanes, double load)
+                    trelBenchExact how, double load)
 {
   trelCountingVRMC counting;
   trelDiffuseVRMC plain;
   trelExactMonteCarlo exact;
   exact.SetSeed(20240229);
-  exact.SetLanes(lanes);
+  exact.SetLanes(how.Lanes);
+  exact.SetBatches(how.Batches);
   trelMonteCarlo* const filters[] = {&plain, &counting, &exact};
   trelMonteCarlo& filter = *filters[mode];
   filter.SetInput(parameter);
-  const auto timePreparing = [&] {
-    const trelBenchClock::time_point start = trelBenchClock::now();
+  const auto prepareModel = [&] {
     parameter->PrepareGeometry();
     if (mode == BenchExact) trelExactModel().Resolve(*parameter);
-    return SecondsSince(start);
   };
-  const double prepare = timePreparing();
-  const double again = timePreparing();  // the run does so, too, and takes what is there
-  const trelBenchClock::time_point start = trelBenchClock::now();
+  trelBenchWatch watch;
+  prepareModel();
+  const double prepare = watch.GetSeconds();
+  watch = {};
+  prepareModel();  // the run does so, too, and takes what is there
+  const double again = watch.GetSeconds(), cpuAgain = watch.GetCpu();
+  watch = {};
   if (!filter.Update()) return EXIT_FAILURE;
-  const double seconds = SecondsSince(start) - again;
+  const double seconds = watch.GetSeconds() - again, cpu = watch.GetCpu() - cpuAgain;
   const trelMediumResult& result = *filter.GetOutput()->GetMediumResult(0);
   const long long exactCount = static_cast<long long>(exact.GetSummary().Interactions);
   const long long counts[] = {-1, counting.Scatterings, exactCount};
   std::printf(
-      "packets %u seconds %.6f absorbed %.6f transmitted %.6f scatterings %lld "
+      "packets %u seconds %.6f cpu %.6f absorbed %.6f transmitted %.6f scatterings %lld "
       "load %.3f prepare %.3f megabytes %.0f\n",
-      packets, seconds, result.GetTotalAbsorption3D(), result.GetTotalTransmittance3D(),
+      packets, seconds, cpu, result.GetTotalAbsorption3D(), result.GetTotalTransmittance3D(),
       counts[mode], load, prepare, PeakMegabytes());
   return EXIT_SUCCESS;
 }
@@ -137,19 +160,22 @@ static int RunModel(trelSimulationParameter* parameter, unsigned packets, trelBe
 int main(int argc, char** argv)
 {
   if (argc < 4) {
-    std::fprintf(stderr, "Usage: trelBench MODEL PACKETS THREADS [count|exact [LANES]]\n");
+    std::fprintf(stderr,
+                 "Usage: trelBench MODEL PACKETS THREADS [count|exact [LANES [BATCHES]]]\n");
     return EXIT_FAILURE;
   }
   const auto packets = static_cast<unsigned>(std::strtoul(argv[2], nullptr, 10));
   const trelBenchMode mode = argc > 4 ? ModeOf(argv[4]) : BenchPlain;
-  const int lanes = argc > 5 ? std::atoi(argv[5]) : 0;
+  trelBenchExact how;
+  if (argc > 5) how.Lanes = std::atoi(argv[5]);
+  if (argc > 6) how.Batches = std::atoi(argv[6]);
   SetWallClock([]() -> std::int64_t { return 20240229; });
   const trelBenchClock::time_point start = trelBenchClock::now();
   trelSimulationParameter* parameter =
       ReadModel(argv[1], packets, mode == BenchCounts ? 1 : std::atoi(argv[3]));
   if (!parameter) return EXIT_FAILURE;
   if (mode == BenchExact) parameter->SetRules(RulesExact);
-  const int status = RunModel(parameter, packets, mode, lanes, SecondsSince(start));
+  const int status = RunModel(parameter, packets, mode, how, SecondsSince(start));
   parameter->UnRegister();
   return status;
 }
