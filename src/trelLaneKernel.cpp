@@ -304,18 +304,18 @@ private:
   }
 
   void TakeBins(const trelGridBins& bins, trelLaneBins<Number>* taken) const;
-  HWY_INLINE Mask StaysWithin(Number length, const trelLaneState& s) const;
+  HWY_INLINE Mask StaysWithin(const trelVectorOf<Number>& end) const;
   HWY_INLINE Number FindSafeDistance(const trelLaneState& s) const;
   HWY_INLINE Mask FindBin(const trelLaneBins<Number>& bins, Number q, Number* bin) const;
   HWY_INLINE Mask FindAzimuth(Number dx, Number dy, Number* bin) const;
-  HWY_INLINE Mask FindCell(const trelLaneState& s, Number* cell) const;
+  HWY_INLINE Mask FindCell(const trelVectorOf<Number>& place, Number* cell) const;
   HWY_INLINE void AddToCells(unsigned bits, const trelLaneState& s, Number cell,
                              Number value) const;
-  HWY_INLINE void Score(unsigned bits, const trelLaneState& s, Number absorbed,
-                        Number fluence) const;
+  HWY_INLINE void Score(unsigned bits, const trelVectorOf<Number>& place, const trelLaneState& s,
+                        Number absorbed, Number fluence) const;
   HWY_INLINE void TakeStep(trelLaneState& s) const;
   template <bool every>
-  HWY_INLINE void Interact(Mask plain, unsigned bits, Number length, Number time,
+  HWY_INLINE void Interact(Mask plain, unsigned bits, const trelVectorOf<Number>& end, Number time,
                            trelLaneState& s) const;
   template <bool every>
   HWY_INLINE void Scatter(Mask plain, Mask goesOn, bool allGoOn, trelLaneState& s) const;
@@ -386,27 +386,20 @@ void trelLaneSteps<D>::Fly()
 
 /** See trelTissueMap::StaysWithin(). */
 template <class D>
-HWY_INLINE trelLaneMask<D> trelLaneSteps<D>::StaysWithin(Number length,
-                                                         const trelLaneState& s) const
+HWY_INLINE trelLaneMask<D> trelLaneSteps<D>::StaysWithin(const trelVectorOf<Number>& end) const
 {
-  const double* const positions[3] = {s.X, s.Y, s.Z};
-  const double* const directions[3] = {s.UX, s.UY, s.UZ};
+  const Number p[3] = {end.X - Center[0], end.Y - Center[1], end.Z - Center[2]};
   const int curved = Lanes.Convex.CurvedAxes;
-  Number squares = this->Zero, endSquares = this->Zero;
-  Mask within = this->Zero <= this->Zero;
-  for (int axis = 0; axis < 3; ++axis) {
-    const Number from = Read(positions[axis]);
-    const Number p = from - Center[axis];
-    const Number end = (from + length * Read(directions[axis])) - Center[axis];
-    if (axis < curved) {
-      const Number q = p * Inverse[axis], endQ = end * Inverse[axis];
-      squares = squares + q * q;
-      endSquares = endSquares + endQ * endQ;
-    } else {
-      within = within & (Most(Magnitude(end), Magnitude(p)) < HalfAxes[axis]);
-    }
+  if (curved == 0)
+    return (Magnitude(p[0]) < HalfAxes[0]) & (Magnitude(p[1]) < HalfAxes[1]) &
+           (Magnitude(p[2]) < HalfAxes[2]);
+  Number squares = this->Zero;
+  for (int axis = 0; axis < curved; ++axis) {
+    const Number q = p[axis] * Inverse[axis];
+    squares = squares + q * q;
   }
-  return curved == 0 ? within : within & (Most(endSquares, squares) < Limit);
+  const Mask within = squares < Limit;
+  return curved == 3 ? within : within & (Magnitude(p[2]) < HalfAxes[2]);
 }
 
 /** See trelTissueMap::GetSafeDistance(). What rounding has put beside the grid belongs to its rim.
@@ -463,10 +456,11 @@ HWY_INLINE trelLaneMask<D> trelLaneSteps<D>::FindAzimuth(Number dx, Number dy, N
 
 /** The cell of each packet, and where it is found: within the edges of the grid. */
 template <class D>
-HWY_INLINE trelLaneMask<D> trelLaneSteps<D>::FindCell(const trelLaneState& s, Number* cell) const
+HWY_INLINE trelLaneMask<D> trelLaneSteps<D>::FindCell(const trelVectorOf<Number>& place,
+                                                      Number* cell) const
 {
   Number bins[3];
-  const Number x = Read(s.X), y = Read(s.Y), z = Read(s.Z);
+  const Number &x = place.X, &y = place.Y, &z = place.Z;
   if (Lanes.Grid.Cells == trelLaneGrid::Boxes) {
     const Mask within = FindBin(Bins[0], x, &bins[0]) & FindBin(Bins[1], y, &bins[1]) &
                         FindBin(Bins[2], z, &bins[2]);
@@ -506,14 +500,15 @@ HWY_INLINE void trelLaneSteps<D>::AddToCells(unsigned bits, const trelLaneState&
 
 /** Scores the interactions of these lanes. */
 template <class D>
-HWY_INLINE void trelLaneSteps<D>::Score(unsigned bits, const trelLaneState& s, Number absorbed,
+HWY_INLINE void trelLaneSteps<D>::Score(unsigned bits, const trelVectorOf<Number>& place,
+                                        const trelLaneState& s, Number absorbed,
                                         Number fluence) const
 {
   if (Lanes.Grid.Cells == trelLaneGrid::Nothing) return;
   unsigned apart = bits;
   if (Lanes.ScoresPlainly) {
     Number cell;
-    const unsigned within = BitsOf(FindCell(s, &cell));
+    const unsigned within = BitsOf(FindCell(place, &cell));
     AddToCells(bits & within, s, cell, Read(s.SourceWeight) * absorbed);
     apart &= ~within;
   }
@@ -539,10 +534,13 @@ HWY_INLINE void trelLaneSteps<D>::TakeStep(trelLaneState& s) const
   (clear - length).Store(s.Clear);
   const Number time = Read(s.FlyTime) + length * Read(s.RefractiveIndex) / SpeedOfLight;
   Mask plain = isClear & (time <= TimeLimit);
-  if (Lanes.Convex.IsKnown) plain = plain & StaysWithin(length, s);
+  const trelVectorOf<Number> end = {Read(s.X) + length * Read(s.UX),
+                                    Read(s.Y) + length * Read(s.UY),
+                                    Read(s.Z) + length * Read(s.UZ)};
+  if (Lanes.Convex.IsKnown) plain = plain & StaysWithin(end);
   unsigned bits = BitsOf(plain);
   if (bits == All) {
-    Interact<true>(plain, bits, length, time, s);
+    Interact<true>(plain, bits, end, time, s);
     return;
   }
   alignas(64) double lengths[MaximumLanes];
@@ -550,18 +548,19 @@ HWY_INLINE void trelLaneSteps<D>::TakeStep(trelLaneState& s) const
   ForEach(All & ~bits & Lanes.GetActive(), [&](int lane) HWY_ATTR {
     if (Lanes.LooksClear(lane, lengths[lane])) bits |= 1U << lane;
   });
-  if (bits != 0) Interact<false>(MaskOf<D>(bits), bits, length, time, s);
+  if (bits != 0) Interact<false>(MaskOf<D>(bits), bits, end, time, s);
 }
 
 /** Moves the packets to the ends of their segments, where they interact, as Interact() of one. */
 template <class D>
 template <bool every>
-HWY_INLINE void trelLaneSteps<D>::Interact(Mask plain, unsigned bits, Number length, Number time,
+HWY_INLINE void trelLaneSteps<D>::Interact(Mask plain, unsigned bits,
+                                           const trelVectorOf<Number>& end, Number time,
                                            trelLaneState& s) const
 {
-  Write<every>(plain, Read(s.X) + length * Read(s.UX), s.X);
-  Write<every>(plain, Read(s.Y) + length * Read(s.UY), s.Y);
-  Write<every>(plain, Read(s.Z) + length * Read(s.UZ), s.Z);
+  Write<every>(plain, end.X, s.X);
+  Write<every>(plain, end.Y, s.Y);
+  Write<every>(plain, end.Z, s.Z);
   Write<every>(plain, time, s.FlyTime);
   const Number weight = Read(s.Weight);
   const Number share = weight / Read(s.Interaction);
@@ -569,7 +568,7 @@ HWY_INLINE void trelLaneSteps<D>::Interact(Mask plain, unsigned bits, Number len
   const Number steps = Read(s.Steps) + this->One;
   const Mask strong = (kept >= Threshold) & (steps <= Read(s.MostSteps));
   const unsigned weak = bits & ~BitsOf(strong);
-  Score(bits, s, weight - kept, share);
+  Score(bits, end, s, weight - kept, share);
   Write<every>(plain, kept, s.Weight);
   Write<every>(plain, steps, s.Steps);
   Scatter<every>(plain, plain & strong, every && weak == 0, s);

@@ -72,7 +72,6 @@ void trelPacketLanes::Fill(int lane)
   Active &= ~bit;
   Selected = -1;
   if (!Supplier.TakeNext(&Packets[lane], &Numbers[lane])) {
-    // So far that no step ends there.
     State.Interaction[lane] = 1.0;
     State.Depth[lane] = infinity;
     return;
@@ -103,6 +102,13 @@ void trelPacketLanes::Store(int lane)
     words[k] = State.Stream[k][lane];
 }
 
+/** Whether the packet's next step is no plain one for sure: in clear tissue, beside a surface
+ * within rounding, and where dyes take light. */
+static bool FliesAlone(const trelExactPacket& packet)
+{
+  return !(packet.Interaction > 0.0) || packet.IsUnsure || packet.Dyes != 0;
+}
+
 void trelPacketLanes::Load(int lane)
 {
   const trelExactPacket& packet = Packets[lane];
@@ -115,12 +121,12 @@ void trelPacketLanes::Load(int lane)
   State.Weight[lane] = packet.Weight;
   State.SourceWeight[lane] = packet.SourceWeight;
   State.FlyTime[lane] = packet.FlyTime;
-  // Where dyes take light every interaction is an event.
-  State.Clear[lane] = packet.Dyes == 0 ? packet.Clear : 0.0;
+  State.Clear[lane] = packet.Clear;
   State.MostSteps[lane] = static_cast<double>(Model.StepLimit) - packet.StepCount;
-  const bool interacts = packet.Interaction > 0.0;
-  State.Interaction[lane] = interacts ? packet.Interaction : 1.0;
-  State.Depth[lane] = interacts ? packet.Depth : infinity;
+  // An infinite way is no plain one.
+  const bool isPlain = !FliesAlone(packet);
+  State.Interaction[lane] = isPlain ? packet.Interaction : 1.0;
+  State.Depth[lane] = isPlain ? packet.Depth : infinity;
   State.Scattering[lane] = packet.Here->Scattering;
   State.Anisotropy[lane] = packet.Here->Anisotropy;
   State.RefractiveIndex[lane] = packet.Here->RefractiveIndex;
@@ -162,13 +168,17 @@ bool trelPacketLanes::LooksClear(int lane, double length)
   packet.Position = {State.X[lane], State.Y[lane], State.Z[lane]};
   packet.Direction = {State.UX[lane], State.UY[lane], State.UZ[lane]};
   packet.FlyTime = State.FlyTime[lane];
+  const bool isAlone = State.Depth[lane] == infinity;
+  if (!isAlone)
+    packet.Depth = State.Depth[lane];
+  else if (packet.Interaction > 0.0)
+    length = packet.Depth / packet.Interaction;
   const trelSegment segment = LookAhead(packet, length, Model);
-  if (segment.IsClear && !segment.EndsByTime && packet.Dyes == 0) {
+  if (segment.IsClear && !segment.EndsByTime && !isAlone) {
     State.Clear[lane] = segment.GetClearBehind();
     return true;
   }
   Store(lane);
-  if (packet.Interaction > 0.0) packet.Depth = State.Depth[lane];
   SelectRecord(lane);
   FollowSegment(packet, segment, Numbers[lane], Model, Tally);
   if (++packet.StepCount > Model.StepLimit && !packet.Dead)
