@@ -77,6 +77,7 @@ std::uint64_t trelExactModel::FindDyes(const trelVector& point) const
 bool trelExactModel::IsClear(const trelExactPacket& packet, double length,
                              trelClearance* clearance) const
 {
+  if (packet.IsUnsure) return false;
   const trelWay way = {packet.Position, packet.Position + length * packet.Direction, length,
                        Map.GetMargin()};
   if (!Map.IsClear(way, packet.TissueIndex, clearance)) return false;

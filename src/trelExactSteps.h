@@ -20,7 +20,7 @@ inline bool IsClearAhead(trelExactPacket& packet, double length, const trelVecto
   if (!(length < clear))
     clear = trelExactPacket::ClearPart * model.GetSafeDistance(packet.Position);
   packet.Clear = clear - length;
-  return length < clear && model.Map.StaysWithin(packet.Position, end);
+  return length < clear && model.Map.StaysWithin(end) && !packet.IsUnsure;
 }
 
 /** One segment and what happens at its end. */

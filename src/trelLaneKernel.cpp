@@ -1,6 +1,7 @@
 #include "trelLaneKernel.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "trelPacketLanes.h"
 
@@ -304,18 +305,23 @@ private:
   }
 
   void TakeBins(const trelGridBins& bins, trelLaneBins<Number>* taken) const;
-  HWY_INLINE Mask StaysWithin(Number length, const trelLaneState& s) const;
+  HWY_INLINE Mask StaysWithin(const trelVectorOf<Number>& end) const;
   HWY_INLINE Number FindSafeDistance(const trelLaneState& s) const;
   HWY_INLINE Mask FindBin(const trelLaneBins<Number>& bins, Number q, Number* bin) const;
   HWY_INLINE Mask FindAzimuth(Number dx, Number dy, Number* bin) const;
-  HWY_INLINE Mask FindCell(const trelLaneState& s, Number* cell) const;
-  HWY_INLINE void AddToCells(unsigned bits, const trelLaneState& s, Number cell,
-                             Number value) const;
-  HWY_INLINE void Score(unsigned bits, const trelLaneState& s, Number absorbed,
-                        Number fluence) const;
+  HWY_INLINE Mask FindCell(const trelVectorOf<Number>& place, Number* cell) const;
+  HWY_INLINE void AddToCells(unsigned bits, double* const* grids, Word cell, Number value) const;
+  HWY_INLINE void ScoreInDomains(unsigned bits, const trelLaneState& s, Number cell, Number time,
+                                 Number value, Number absorbed) const;
+  HWY_INLINE void ScoreInGates(unsigned bits, const trelLaneState& s, Number cell, Number time,
+                               Number value, Number absorbed) const;
+  HWY_INLINE void ScoreAtPhase(unsigned bits, const trelLaneState& s, Word cell, Number time,
+                               Number value) const;
+  HWY_INLINE void Score(unsigned bits, const trelVectorOf<Number>& place, const trelLaneState& s,
+                        Number time, Number absorbed, Number fluence) const;
   HWY_INLINE void TakeStep(trelLaneState& s) const;
   template <bool every>
-  HWY_INLINE void Interact(Mask plain, unsigned bits, Number length, Number time,
+  HWY_INLINE void Interact(Mask plain, unsigned bits, const trelVectorOf<Number>& end, Number time,
                            trelLaneState& s) const;
   template <bool every>
   HWY_INLINE void Scatter(Mask plain, Mask goesOn, bool allGoOn, trelLaneState& s) const;
@@ -329,6 +335,9 @@ private:
   // Of the grid that is scored.
   trelLaneBins<Number> Bins[3];
   Number GridCenter[2];
+  trelLaneBins<Number> Gates;
+  Number FirstTime, LastTime;  ///< safely outside of all gates, ps
+  Number NumberOfCells, TurnsPerTime;
   /** Of the arc tangent, the highest power first. */
   Number ArcTangents[9] = {0.0028662257,  -0.0161657367, 0.0429096138,
                            -0.0752896400, 0.1065626393,  -0.1420889944,
@@ -358,6 +367,13 @@ trelLaneSteps<D>::trelLaneSteps(trelPacketLanes& lanes)
     Inverse[axis] = lanes.Convex.Inverse[axis];
     TakeBins(lanes.Grid.Bins[axis], &Bins[axis]);
   }
+  TakeBins(lanes.Time, &Gates);
+  const double slack =
+      4.0 * GridTolerance * (1.0 + std::fabs(lanes.Time.Minimum) + std::fabs(lanes.Time.Maximum));
+  FirstTime = lanes.Time.Minimum - slack;
+  LastTime = lanes.Time.Maximum + slack;
+  NumberOfCells = static_cast<double>(lanes.NumberOfCells);
+  TurnsPerTime = lanes.Model.Frequency * 1e-6;
   GridCenter[0] = lanes.Grid.Center[0];
   GridCenter[1] = lanes.Grid.Center[1];
 }
@@ -386,27 +402,20 @@ void trelLaneSteps<D>::Fly()
 
 /** See trelTissueMap::StaysWithin(). */
 template <class D>
-HWY_INLINE trelLaneMask<D> trelLaneSteps<D>::StaysWithin(Number length,
-                                                         const trelLaneState& s) const
+HWY_INLINE trelLaneMask<D> trelLaneSteps<D>::StaysWithin(const trelVectorOf<Number>& end) const
 {
-  const double* const positions[3] = {s.X, s.Y, s.Z};
-  const double* const directions[3] = {s.UX, s.UY, s.UZ};
+  const Number p[3] = {end.X - Center[0], end.Y - Center[1], end.Z - Center[2]};
   const int curved = Lanes.Convex.CurvedAxes;
-  Number squares = this->Zero, endSquares = this->Zero;
-  Mask within = this->Zero <= this->Zero;
-  for (int axis = 0; axis < 3; ++axis) {
-    const Number from = Read(positions[axis]);
-    const Number p = from - Center[axis];
-    const Number end = (from + length * Read(directions[axis])) - Center[axis];
-    if (axis < curved) {
-      const Number q = p * Inverse[axis], endQ = end * Inverse[axis];
-      squares = squares + q * q;
-      endSquares = endSquares + endQ * endQ;
-    } else {
-      within = within & (Most(Magnitude(end), Magnitude(p)) < HalfAxes[axis]);
-    }
+  if (curved == 0)
+    return (Magnitude(p[0]) < HalfAxes[0]) & (Magnitude(p[1]) < HalfAxes[1]) &
+           (Magnitude(p[2]) < HalfAxes[2]);
+  Number squares = this->Zero;
+  for (int axis = 0; axis < curved; ++axis) {
+    const Number q = p[axis] * Inverse[axis];
+    squares = squares + q * q;
   }
-  return curved == 0 ? within : within & (Most(endSquares, squares) < Limit);
+  const Mask within = squares < Limit;
+  return curved == 3 ? within : within & (Magnitude(p[2]) < HalfAxes[2]);
 }
 
 /** See trelTissueMap::GetSafeDistance(). What rounding has put beside the grid belongs to its rim.
@@ -463,10 +472,11 @@ HWY_INLINE trelLaneMask<D> trelLaneSteps<D>::FindAzimuth(Number dx, Number dy, N
 
 /** The cell of each packet, and where it is found: within the edges of the grid. */
 template <class D>
-HWY_INLINE trelLaneMask<D> trelLaneSteps<D>::FindCell(const trelLaneState& s, Number* cell) const
+HWY_INLINE trelLaneMask<D> trelLaneSteps<D>::FindCell(const trelVectorOf<Number>& place,
+                                                      Number* cell) const
 {
   Number bins[3];
-  const Number x = Read(s.X), y = Read(s.Y), z = Read(s.Z);
+  const Number &x = place.X, &y = place.Y, &z = place.Z;
   if (Lanes.Grid.Cells == trelLaneGrid::Boxes) {
     const Mask within = FindBin(Bins[0], x, &bins[0]) & FindBin(Bins[1], y, &bins[1]) &
                         FindBin(Bins[2], z, &bins[2]);
@@ -485,36 +495,95 @@ HWY_INLINE trelLaneMask<D> trelLaneSteps<D>::FindCell(const trelLaneState& s, Nu
   return within;
 }
 
-/** Adds to the cells of these lanes. */
+/** Adds to a cell of each of these lanes. */
 template <class D>
-HWY_INLINE void trelLaneSteps<D>::AddToCells(unsigned bits, const trelLaneState& s, Number cell,
+HWY_INLINE void trelLaneSteps<D>::AddToCells(unsigned bits, double* const* grids, Word cell,
                                              Number value) const
 {
   alignas(64) std::uint64_t cells[MaximumLanes];
   alignas(64) double values[MaximumLanes];
-  this->WordOfWhole(cell).Store(cells);
+  cell.Store(cells);
   value.Store(values);
   if (bits == All && Lanes.Tally.OneThread) {
     for (int lane = 0; lane < Width(); ++lane)
-      s.Absorption[lane][cells[lane]] += values[lane];
+      grids[lane][cells[lane]] += values[lane];
     return;
   }
-  ForEach(bits, [&](int lane) HWY_ATTR {
-    AddToCell(Lanes.Tally, s.Absorption[lane] + cells[lane], values[lane]);
+  ForEach(bits, [&](int lane)
+                    HWY_ATTR { AddToCell(Lanes.Tally, grids[lane] + cells[lane], values[lane]); });
+}
+
+/** In the time gates. Who is neither safely in one nor safely outside of all is looked at alone. */
+template <class D>
+HWY_INLINE void trelLaneSteps<D>::ScoreInGates(unsigned bits, const trelLaneState& s, Number cell,
+                                               Number time, Number value, Number absorbed) const
+{
+  Number gate;
+  const unsigned within = bits & BitsOf(FindBin(Gates, time, &gate));
+  AddToCells(within, s.Gates, this->WordOfWhole(gate * NumberOfCells + cell), value);
+  if (Lanes.TakesFluence) AddToCells(within, s.TotalsOfGates, this->WordOfWhole(gate), absorbed);
+  const unsigned apart = bits & ~within & BitsOf((FirstTime <= time) & (time <= LastTime));
+  if (apart == 0) return;
+  alignas(64) std::uint64_t cells[MaximumLanes];
+  alignas(64) double values[MaximumLanes], weights[MaximumLanes];
+  this->WordOfWhole(cell).Store(cells);
+  value.Store(values);
+  absorbed.Store(weights);
+  ForEach(apart, [&](int lane) HWY_ATTR {
+    Lanes.ScoreInGate(lane, cells[lane], values[lane], weights[lane]);
   });
 }
 
-/** Scores the interactions of these lanes. */
+/** Real and imaginary part: the phase grows with the time of flight. */
 template <class D>
-HWY_INLINE void trelLaneSteps<D>::Score(unsigned bits, const trelLaneState& s, Number absorbed,
+HWY_INLINE void trelLaneSteps<D>::ScoreAtPhase(unsigned bits, const trelLaneState& s, Word cell,
+                                               Number time, Number value) const
+{
+  const Number turns = time * TurnsPerTime;
+  const trelCircleOf<Number> phase = this->PointOfTurn(turns - this->WholePart(turns));
+  AddToCells(bits, s.Real, cell, value * phase.Cosine);
+  AddToCells(bits, s.Imaginary, cell, value * phase.Sine);
+}
+
+/** In all domains that are on. */
+template <class D>
+HWY_INLINE void trelLaneSteps<D>::ScoreInDomains(unsigned bits, const trelLaneState& s, Number cell,
+                                                 Number time, Number value, Number absorbed) const
+{
+  const trelExactModel& model = Lanes.Model;
+  const Word place = this->WordOfWhole(cell);
+  if (model.DomainCW) {
+    AddToCells(bits, s.Absorption, place, value);
+    if (Lanes.TakesFluence) {
+      alignas(64) std::uint64_t cells[MaximumLanes];
+      place.Store(cells);
+      for (int lane = 0; lane < Width(); ++lane)
+        cells[lane] = trelAbsorbedTotals::GetOffset(cells[lane]);
+      AddToCells(bits, s.Totals, Word::Load(cells), absorbed);
+    }
+  }
+  if (model.DomainTD) ScoreInGates(bits, s, cell, time, value, absorbed);
+  if (model.DomainFD) ScoreAtPhase(bits, s, place, time, value);
+}
+
+/** Scores the interactions of these lanes at @p place. */
+template <class D>
+HWY_INLINE void trelLaneSteps<D>::Score(unsigned bits, const trelVectorOf<Number>& place,
+                                        const trelLaneState& s, Number time, Number absorbed,
                                         Number fluence) const
 {
-  if (Lanes.Grid.Cells == trelLaneGrid::Nothing) return;
+  const trelLaneGrid::Form form = Lanes.Grid.Cells;
+  if (form == trelLaneGrid::Nothing) return;
   unsigned apart = bits;
-  if (Lanes.ScoresPlainly) {
+  if (form != trelLaneGrid::Others) {
     Number cell;
-    const unsigned within = BitsOf(FindCell(s, &cell));
-    AddToCells(bits & within, s, cell, Read(s.SourceWeight) * absorbed);
+    const unsigned within = bits & BitsOf(FindCell(place, &cell));
+    const Number weight = Read(s.SourceWeight) * absorbed;
+    if (Lanes.Model.OnlyCW && !Lanes.TakesFluence)
+      AddToCells(within, s.Absorption, this->WordOfWhole(cell), weight);
+    else
+      ScoreInDomains(within, s, cell, time,
+                     Lanes.TakesFluence ? Read(s.SourceWeight) * fluence : weight, weight);
     apart &= ~within;
   }
   if (apart == 0) return;
@@ -539,10 +608,13 @@ HWY_INLINE void trelLaneSteps<D>::TakeStep(trelLaneState& s) const
   (clear - length).Store(s.Clear);
   const Number time = Read(s.FlyTime) + length * Read(s.RefractiveIndex) / SpeedOfLight;
   Mask plain = isClear & (time <= TimeLimit);
-  if (Lanes.Convex.IsKnown) plain = plain & StaysWithin(length, s);
+  const trelVectorOf<Number> end = {Read(s.X) + length * Read(s.UX),
+                                    Read(s.Y) + length * Read(s.UY),
+                                    Read(s.Z) + length * Read(s.UZ)};
+  if (Lanes.Convex.IsKnown) plain = plain & StaysWithin(end);
   unsigned bits = BitsOf(plain);
   if (bits == All) {
-    Interact<true>(plain, bits, length, time, s);
+    Interact<true>(plain, bits, end, time, s);
     return;
   }
   alignas(64) double lengths[MaximumLanes];
@@ -550,18 +622,19 @@ HWY_INLINE void trelLaneSteps<D>::TakeStep(trelLaneState& s) const
   ForEach(All & ~bits & Lanes.GetActive(), [&](int lane) HWY_ATTR {
     if (Lanes.LooksClear(lane, lengths[lane])) bits |= 1U << lane;
   });
-  if (bits != 0) Interact<false>(MaskOf<D>(bits), bits, length, time, s);
+  if (bits != 0) Interact<false>(MaskOf<D>(bits), bits, end, time, s);
 }
 
 /** Moves the packets to the ends of their segments, where they interact, as Interact() of one. */
 template <class D>
 template <bool every>
-HWY_INLINE void trelLaneSteps<D>::Interact(Mask plain, unsigned bits, Number length, Number time,
+HWY_INLINE void trelLaneSteps<D>::Interact(Mask plain, unsigned bits,
+                                           const trelVectorOf<Number>& end, Number time,
                                            trelLaneState& s) const
 {
-  Write<every>(plain, Read(s.X) + length * Read(s.UX), s.X);
-  Write<every>(plain, Read(s.Y) + length * Read(s.UY), s.Y);
-  Write<every>(plain, Read(s.Z) + length * Read(s.UZ), s.Z);
+  Write<every>(plain, end.X, s.X);
+  Write<every>(plain, end.Y, s.Y);
+  Write<every>(plain, end.Z, s.Z);
   Write<every>(plain, time, s.FlyTime);
   const Number weight = Read(s.Weight);
   const Number share = weight / Read(s.Interaction);
@@ -569,7 +642,7 @@ HWY_INLINE void trelLaneSteps<D>::Interact(Mask plain, unsigned bits, Number len
   const Number steps = Read(s.Steps) + this->One;
   const Mask strong = (kept >= Threshold) & (steps <= Read(s.MostSteps));
   const unsigned weak = bits & ~BitsOf(strong);
-  Score(bits, s, weight - kept, share);
+  Score(bits, end, s, time, weight - kept, share);
   Write<every>(plain, kept, s.Weight);
   Write<every>(plain, steps, s.Steps);
   Scatter<every>(plain, plain & strong, every && weak == 0, s);

@@ -392,8 +392,8 @@ bool trelTissueMap::IsClear(const trelWay& way, std::int32_t tissue, trelClearan
 {
   double bound = HUGE_VAL;
   const double length = way.Length + way.Margin;
-  bool clear = !Bodies.empty() && (Convex.IsKnown ? StaysWithin(way.From, way.To)
-                                                  : Outermost().Shape->IsClear(way, &bound));
+  bool clear = !Bodies.empty() &&
+               (Convex.IsKnown ? StaysWithin(way.To) : Outermost().Shape->IsClear(way, &bound));
   clearance->IsWithin = clear && !Mesh;
   if (clear && Bodies.size() > 1) {
     const auto meets = [&](const Body& body) {

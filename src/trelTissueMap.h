@@ -165,12 +165,9 @@ public:
         static_cast<std::ptrdiff_t>(at.Z);
     return std::max(Quantum * Safe[static_cast<std::size_t>(cell)] - ToCorner, 0.0);
   }
-  /** Whether a way between two points is known not to meet the surface of a convex outermost body;
-   *  true if that is not one. */
-  bool StaysWithin(const trelVector& from, const trelVector& to) const
-  {
-    return !Convex.IsKnown || (Convex.Holds(from) && Convex.Holds(to));
-  }
+  /** Whether a way in the medium to @p end, from where it may have started on the skin, is known
+   * not to meet the surface of a convex outermost body; true if that is not one. */
+  bool StaysWithin(const trelVector& end) const { return !Convex.IsKnown || Convex.Holds(end); }
   /** The same two flat, for packets side by side. */
   trelSafeCells GetSafeCells() const
   {

@@ -140,7 +140,7 @@ static void CheckSafeDistances(const MappedMedium& model, const std::string& nam
     boundSum += bound;
     for (int n = 0; n < 8; ++n) {
       const trelVector d = Direction(planar);
-      const bool stays = model.Map.StaysWithin(point, point + safe * d);
+      const bool stays = tissue >= 0 && model.Map.StaysWithin(point + safe * d);
       const double clear = stays ? std::max(safe, bound) : bound;
       ASSERT_EQ(model.Locate(point + bound * d), tissue) << name << " " << bound;
       ASSERT_EQ(model.Locate(point + clear * d), tissue) << name << " " << clear;
