@@ -141,13 +141,14 @@ def write_model(path, optics, beam, medium=None, shapes=(), packets=100000):
                                property="mediumshapetetratype %d" % bool(medium)))
 
 
-def make_sphere(folder):
-    corners, faces = icosphere(5, 8)
-    write_off(os.path.join(folder, "sphere.off"), corners, faces, (15, 15, 12))
-    write_model(os.path.join(folder, "sphere.trl"), [(0.01, 5, 0.9, 1.37), (0.1, 8, 0.9, 1.45)],
+def make_sphere(folder, levels=5, name="sphere"):
+    """As many levels as there are, each with four times the triangles."""
+    corners, faces = icosphere(levels, 8)
+    write_off(os.path.join(folder, name + ".off"), corners, faces, (15, 15, 12))
+    write_model(os.path.join(folder, name + ".trl"), [(0.01, 5, 0.9, 1.37), (0.1, 8, 0.9, 1.45)],
                 "15 15.1 -1",
                 shapes=["tissueshape cube\ntissuecenter 15 15 15\ntissueaxis 15 15 15",
-                        "tissueshape trianglemesh\ntissuepath sphere.off"])
+                        "tissueshape trianglemesh\ntissuepath %s.off" % name])
 
 
 def place_shells(radii):
@@ -162,13 +163,14 @@ def place_shells(radii):
     return place
 
 
-def make_shells(folder):
-    points, elements = layered_body([(4, 2), (3, 3), (2, 1), (1, 1)],
-                                    place_shells([10, 23, 25, 30]))
-    write_mesh(os.path.join(folder, "shells.mesh"), points, elements, (30, 30, 30))
-    write_model(os.path.join(folder, "shells.trl"),
+def make_shells(folder, times=1, name="shells"):
+    """With so many times as many grid layers, and its third power as many elements."""
+    layers = [(region, n * times) for region, n in [(4, 2), (3, 3), (2, 1), (1, 1)]]
+    points, elements = layered_body(layers, place_shells([10, 23, 25, 30]))
+    write_mesh(os.path.join(folder, name + ".mesh"), points, elements, (30, 30, 30))
+    write_model(os.path.join(folder, name + ".trl"),
                 [(0.02, 7, 0.89, 1.37), (0.004, 0.009, 0.89, 1.37), (0.02, 9, 0.89, 1.37),
-                 (0.05, 0, 1, 1.37)], "30 30.1 -1", medium="shells.mesh")
+                 (0.05, 0, 1, 1.37)], "30 30.1 -1", medium=name + ".mesh")
 
 
 def make_head(folder):
