@@ -15,15 +15,15 @@ hour, 4 GB of memory, and 300 MB of DIR for the models.
 import argparse
 import itertools
 import math
+import runpy
 import subprocess
 import sys
-from importlib.machinery import SourceFileLoader
 from pathlib import Path
+from types import SimpleNamespace
 
 from run import RULES, ROOT, Bench
 
-sys.dont_write_bytecode = True
-meshes = SourceFileLoader("meshes", str(ROOT / "scripts" / "make-meshes.py")).load_module()
+meshes = SimpleNamespace(**runpy.run_path(str(ROOT / "scripts" / "make-meshes.py")))
 SLOW = 1.5  # s ahead of the first packet, fifty times as many under valgrind: not counted
 SCATTERINGS = 150000  # of a run under valgrind, and RATED as many of one for its time
 RATED = 40
@@ -87,7 +87,7 @@ def measure(bench, path, size, runs):
     """The figures of a model: those before the first packet, instructions, nanoseconds."""
     row = {"size": size}
     for rules in RULES:
-        trial = bench.run(path, 500, 1, rules.counting)
+        trial = bench.run(path, 500, 1, rules.counting)  # tells how long what follows is to be
         probe = round(500 * SCATTERINGS / trial["scatterings"])
         row["ahead", rules.name] = trial["load"] + trial["prepare"]
         row["MB", rules.name] = trial["megabytes"]
@@ -110,7 +110,7 @@ def print_table(name, rows):
     print("|" + " --- |" * 11)
     for row in rows:
         print(f"| {row['size']:,} | " + " | ".join(
-            [f"{row['count', n]:.0f}" for n in names] +
+            [f"{row['count', n]:.0f}".replace("nan", "-") for n in names] +
             [f"{row['ns', rules.name, threads]:.1f}" for rules, threads in KINDS] +
             [f"{row['ahead', n]:.2f}" for n in names] +
             [f"{row['MB', n]:.0f}" for n in names]) + " |", flush=True)
@@ -121,7 +121,7 @@ PANELS = [  # from above: the label, how the axis is set, the key, title and lin
     ("instructions per scattering", "set yrange [0:*]",
      [(("count", name), name, f"{colour} pt 7") for name, colour in COLOURS.items()]),
     ("CPU ns per scattering", "set yrange [0:*]",
-     [(("ns", name, threads), f"{name}, {threads}", f"{colour} pt {pt} dt {threads}")
+     [(("ns", name, threads), f"{name}, threads: {threads}", f"{colour} pt {pt} dt {threads}")
       for name, colour in COLOURS.items() for threads, pt in ((1, 7), (2, 6))]),
     ("s before the first packet", "set logscale y; set yrange [1e-3:20]",
      [(("ahead", name), name, f"{colour} pt 7") for name, colour in COLOURS.items()])]
