@@ -113,7 +113,7 @@ trel_subsystem(free_space
 trel_subsystem(transport
   MAY_USE framework geometry model results
   HEADERS trelPacket trelElementary trelPhaseFunction trelFresnel trelTransportRules
-          trelPacketSteps trelPacketObserver trelPacketAudience trelExactPacket trelExactSteps
+          trelPlainSteps trelPacketSteps trelPacketObserver trelPacketAudience trelExactPacket trelExactSteps
   CLASSES trelRandomStream trelRandomNumbers trelTransportModel trelScoreTable trelPacketScores
           trelCellBorders trelExactScores trelPacketEvents trelPacketGeometry trelExactLaunch
           trelThreadState trelMediumFilter trelMonteCarlo

@@ -131,10 +131,16 @@ inline double AzimuthDegrees(double dx, double dy, double r)
  * turn, as a grid of rings has, the angle itself is not needed: only 360 degrees, which rounding
  * makes of a point just below the axis, and NaN have no bin.
  */
+inline bool IsFullRing(const trelGridBins& bins)
+{
+  return bins.Separation == 360.0 && bins.Count == 1 && bins.Minimum == 0.0 &&
+         bins.Maximum == 360.0;
+}
+
 inline bool LocateAzimuth(const trelGridBins& bins, double dx, double dy, double r,
                           std::int32_t* bin)
 {
-  if (bins.Separation == 360.0 && bins.Count == 1 && bins.Minimum == 0.0 && bins.Maximum == 360.0) {
+  if (IsFullRing(bins)) {
     const double cosine = dx / r;
     *bin = 0;
     return std::fabs(cosine) <= 1.0 && !(dy < 0.0 && cosine == 1.0);
@@ -192,6 +198,29 @@ bool LocateCell(const trelGridWindow& window, const double position[3], std::siz
 {
   return CombineBins<true, axes...>(window, position, cell) ||
          LocateCellAtEdge<axes...>(window, position, cell);
+}
+
+/**
+ * LocateCell() in a grid of rings, by distance from the axis, full turn and z. False is not final
+ * at the edges and near the half-plane of azimuth 0: beside it the cosine of the azimuth is surely
+ * below 1.
+ */
+inline bool LocateRingWithin(const trelGridWindow& window, const double position[3],
+                             std::size_t* cell)
+{
+  constexpr double nearAxis = 1e-6;
+  const double dx = position[0] - window.Center[0];
+  const double dy = position[1] - window.Center[1];
+  const double r = std::sqrt(dx * dx + dy * dy);
+  std::int32_t ring = 0, layer = 0;
+  if (!(std::fabs(dy) > nearAxis * (r + nearAxis)) || !window.Bins[GridR].LocateWithin(r, &ring) ||
+      !window.Bins[GridZ].LocateWithin(position[2], &layer)) {
+    return false;
+  }
+  *cell = static_cast<std::size_t>(static_cast<std::uint32_t>(ring)) *
+              static_cast<std::uint32_t>(window.Bins[GridZ].Count) +
+          static_cast<std::uint32_t>(layer);
+  return true;
 }
 
 /** LocateAzimuth() of the exact rules: a point on the axis has the first azimuth. */

@@ -11,6 +11,13 @@ static trelCrossing CutStep(trelPacket& packet)
   return MeetsBoundary;
 }
 
+bool trelShapeGeometry::IsWithinShape(const trelTransportModel& model, double x, double y, double z,
+                                      std::int32_t tissue)
+{
+  if (tissue == model.OutermostTissue) return model.CachedMedium->GetTissueIndex(x, y, z) == tissue;
+  return model.TissueShapes[tissue]->LocatePoint(x, y, z) != PointOutside;
+}
+
 trelCrossing trelShapeGeometry::MoveToBoundaryAnalytic(const trelTransportModel& model,
                                                        trelPacket& packet)
 {

@@ -1,0 +1,195 @@
+#ifndef trelPlainSteps_h
+#define trelPlainSteps_h
+
+#include "trelPacketEvents.h"
+#include "trelPacketGeometry.h"
+
+/**
+ * @file trelPlainSteps.h
+ * Steps at whose end a packet only scatters, in a loop of their own.
+ *
+ * A step is plain if it interacts within its tissue, leaves a weight above the roulette's, and
+ * reaches no limit. What is not is left to the general step of trelPacketSteps.h before a random
+ * number is used up. Both do the same to the last bit: they share the formulas, whose order of
+ * operations shows in results.
+ *
+ * What differs is where values stand: the packet in registers, and what is drawn without a look at
+ * it, turns and depths, for some steps at a time, which the compiler computes side by side.
+ */
+
+/** What the next plain steps draw: each takes three numbers. */
+struct trelDrawnSteps
+{
+  static constexpr int Count = 4;
+  static constexpr int NumbersPerStep = 3;
+
+  double Depth[Count];  ///< optical depth; infinite if the number was 0, which a step may not use
+  double CosPhi[Count], SinPhi[Count], CosTheta[Count], SinTheta[Count];
+
+  void Draw(const double* numbers, double g)
+  {
+    double azimuth[Count], random[Count];
+    for (int i = 0; i < Count; ++i) {
+      Depth[i] = SampleDepth(numbers[NumbersPerStep * i]);
+      azimuth[i] = numbers[NumbersPerStep * i + 1];
+      random[i] = numbers[NumbersPerStep * i + 2];
+    }
+    for (int i = 0; i < Count; ++i) {
+      const trelTurn turn = SampleTurn(g, azimuth[i], random[i]);
+      CosPhi[i] = turn.CosPhi;
+      SinPhi[i] = turn.SinPhi;
+      CosTheta[i] = turn.CosTheta;
+      SinTheta[i] = turn.SinTheta;
+    }
+  }
+  trelTurn GetTurn(int i) const { return {CosPhi[i], SinPhi[i], CosTheta[i], SinTheta[i]}; }
+};
+
+/** Of a trelPacket what plain steps change. */
+struct trelFlight
+{
+  explicit trelFlight(const trelPacket& packet)
+      : Position(packet.Position),
+        Direction(packet.Direction),
+        Weight(packet.Weight),
+        PathLength(packet.PathLength),
+        FlyTime(packet.FlyTime)
+  {
+  }
+  void Store(trelPacket& packet) const
+  {
+    packet.Position = Position;
+    packet.Direction = Direction;
+    packet.Weight = Weight;
+    packet.PathLength = PathLength;
+    packet.FlyTime = FlyTime;
+  }
+
+  trelVector Position, Direction;
+  double Weight, PathLength, FlyTime;
+};
+
+/** Absorption in a grid of x, y and z. */
+struct trelCartesianCells
+{
+  static bool Locate(const trelGridWindow& window, const trelVector& position, std::size_t* cell)
+  {
+    const double coordinates[3] = {position.X, position.Y, position.Z};
+    return CombineBins<true, GridX, GridY, GridZ>(window, coordinates, cell);
+  }
+};
+
+/** Absorption in rings about the z axis, of which each has one azimuth. */
+struct trelRingCells
+{
+  static bool Locate(const trelGridWindow& window, const trelVector& position, std::size_t* cell)
+  {
+    const double coordinates[3] = {position.X, position.Y, position.Z};
+    return LocateRingWithin(window, coordinates, cell);
+  }
+};
+
+/** Any other grid, more domains, or no grid. */
+struct trelOtherCells
+{
+  static bool Locate(const trelGridWindow& /*window*/, const trelVector& /*position*/,
+                     std::size_t* /*cell*/)
+  {
+    return false;
+  }
+};
+
+/** A run of plain steps of one packet in one tissue. */
+template <class Geometry, class Cells>
+struct trelPlainRun
+{
+  trelPacket& Packet;
+  const trelTransportModel& Model;
+  const trelPacketScores& Scores;
+  const trelCoefficients Here;
+  const std::int32_t Tissue;
+
+  /** Takes step @p i of @p drawn, whose number is @p random, unless it is not plain. */
+  bool TakeStep(trelFlight& flight, const trelDrawnSteps& drawn, int i, double random) const
+  {
+    const double length = drawn.Depth[i] / Here.Interaction;
+    const trelVector end = flight.Position + length * flight.Direction;
+    const double time = flight.FlyTime + GetTimeOfFlight(Here.RefractiveIndex, length);
+    const double absorbed = GetAbsorbedWeight(Here, flight.Weight);
+    const double weight = flight.Weight - absorbed;
+    if (!(random > 0.0 && length >= GeometryTolerance)) return false;
+    if (!(weight >= RouletteThreshold && time <= Model.FlyTimeMax)) return false;
+    if (!Geometry::IsWithin(Model, end, Tissue)) return false;
+    flight.Position = end;
+    flight.PathLength += length;
+    flight.FlyTime = time;
+    flight.Weight = weight;
+    Score(flight, absorbed);
+    flight.Direction = TurnDirection(flight.Direction, drawn.GetTurn(i));
+    RenormalizeDirection(flight.Direction);
+    return true;
+  }
+
+  void Score(const trelFlight& flight, double absorbed) const
+  {
+    const trelScoreTable& grids = *Scores.Grids;
+    std::size_t cell = 0;
+    if (Cells::Locate(grids.Window, flight.Position, &cell)) {
+      AddToCell(Scores, grids.Absorption.CW + cell, Packet.SourceWeight * absorbed);
+    } else {
+      Packet.Position = flight.Position;
+      Packet.FlyTime = flight.FlyTime;
+      ScoreElsewhere(Packet, Scores, Model, absorbed);
+    }
+  }
+
+  void TakeSteps(trelRandomNumbers& numbers) const
+  {
+    constexpr int count = trelDrawnSteps::Count;
+    trelFlight flight(Packet);
+    trelDrawnSteps drawn;
+    std::int64_t left = Model.StepNumberMax - static_cast<std::int64_t>(Packet.StepCount);
+    int taken = count;
+    while (taken == count && left >= count &&
+           numbers.HasNext(count * trelDrawnSteps::NumbersPerStep)) {
+      const double* random = numbers.GetNext();
+      drawn.Draw(random, Here.Anisotropy);
+      taken = 0;
+      while (taken < count &&
+             TakeStep(flight, drawn, taken, random[trelDrawnSteps::NumbersPerStep * taken]))
+        ++taken;
+      numbers.Skip(trelDrawnSteps::NumbersPerStep * taken);
+      Packet.StepCount += static_cast<std::uint32_t>(taken);
+      left -= taken;
+    }
+    flight.Store(Packet);
+  }
+};
+
+/** Takes plain steps until one is not. */
+template <class Geometry>
+inline void TakePlainSteps(trelPacket& packet, trelRandomNumbers& numbers,
+                           const trelTransportModel& model, const trelPacketScores& scores)
+{
+  const trelCoefficients& here = *packet.Here;
+  if (packet.StepLeft != 0.0 || here.IsNonInteracting() || !(std::fabs(here.Anisotropy) < 1.0))
+    return;
+  if (packet.Dead || scores.Trajectory || model.HasFiberDetectors || model.Dimension == Dimension2D)
+    return;
+  if (!Geometry::KnowsTissue(model, packet.TissueIndex)) return;
+  const trelScoreTarget& target = scores.Grids->Absorption;
+  const bool one = model.OnlyCW && model.SaveAbsorption && target.CW;
+  if (one && target.Locate == &LocateCell<GridX, GridY, GridZ>) {
+    trelPlainRun<Geometry, trelCartesianCells>{packet, model, scores, here, packet.TissueIndex}
+        .TakeSteps(numbers);
+  } else if (one && target.Locate == &LocateCell<GridR, GridA, GridZ> &&
+             IsFullRing(scores.Grids->Window.Bins[GridA])) {
+    trelPlainRun<Geometry, trelRingCells>{packet, model, scores, here, packet.TissueIndex}
+        .TakeSteps(numbers);
+  } else {
+    trelPlainRun<Geometry, trelOtherCells>{packet, model, scores, here, packet.TissueIndex}
+        .TakeSteps(numbers);
+  }
+}
+
+#endif
