@@ -115,7 +115,7 @@ trel_subsystem(transport
   HEADERS trelPacket trelElementary trelPhaseFunction trelFresnel trelTransportRules
           trelPlainSteps trelPacketSteps trelPacketObserver trelPacketAudience trelExactPacket trelExactSteps
   CLASSES trelRandomStream trelRandomNumbers trelTransportModel trelScoreTable trelPacketScores
-          trelCellBorders trelExactScores trelPacketEvents trelPacketGeometry trelExactLaunch
+          trelCellBorders trelExactScores trelPacketEvents trelDrawnSteps trelPacketGeometry trelExactLaunch
           trelThreadState trelMediumFilter trelMonteCarlo
           trelVarianceReductionMonteCarlo trelDiffuseVRMC trelBioluminescenceVRMC
           trelFluorescenceVRMC trelExactModel trelExactEvents trelEmissionPilot trelRunPlan

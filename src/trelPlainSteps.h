@@ -1,6 +1,7 @@
 #ifndef trelPlainSteps_h
 #define trelPlainSteps_h
 
+#include "trelDrawnSteps.h"
 #include "trelPacketEvents.h"
 #include "trelPacketGeometry.h"
 
@@ -16,34 +17,6 @@
  * What differs is where values stand: the packet in registers, and what is drawn without a look at
  * it, turns and depths, for some steps at a time, which the compiler computes side by side.
  */
-
-/** What the next plain steps draw: each takes three numbers. */
-struct trelDrawnSteps
-{
-  static constexpr int Count = 4;
-  static constexpr int NumbersPerStep = 3;
-
-  double Depth[Count];  ///< optical depth; infinite if the number was 0, which a step may not use
-  double CosPhi[Count], SinPhi[Count], CosTheta[Count], SinTheta[Count];
-
-  void Draw(const double* numbers, double g)
-  {
-    double azimuth[Count], random[Count];
-    for (int i = 0; i < Count; ++i) {
-      Depth[i] = SampleDepth(numbers[NumbersPerStep * i]);
-      azimuth[i] = numbers[NumbersPerStep * i + 1];
-      random[i] = numbers[NumbersPerStep * i + 2];
-    }
-    for (int i = 0; i < Count; ++i) {
-      const trelTurn turn = SampleTurn(g, azimuth[i], random[i]);
-      CosPhi[i] = turn.CosPhi;
-      SinPhi[i] = turn.SinPhi;
-      CosTheta[i] = turn.CosTheta;
-      SinTheta[i] = turn.SinTheta;
-    }
-  }
-  trelTurn GetTurn(int i) const { return {CosPhi[i], SinPhi[i], CosTheta[i], SinTheta[i]}; }
-};
 
 /** Of a trelPacket what plain steps change. */
 struct trelFlight
@@ -153,7 +126,7 @@ struct trelPlainRun
     while (taken == count && left >= count &&
            numbers.HasNext(count * trelDrawnSteps::NumbersPerStep)) {
       const double* random = numbers.GetNext();
-      drawn.Draw(random, Here.Anisotropy);
+      DrawSteps(random, Here.Anisotropy, drawn);
       taken = 0;
       while (taken < count &&
              TakeStep(flight, drawn, taken, random[trelDrawnSteps::NumbersPerStep * taken]))

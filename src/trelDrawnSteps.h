@@ -1,0 +1,28 @@
+#ifndef trelDrawnSteps_h
+#define trelDrawnSteps_h
+
+#include "trelPhaseFunction.h"
+
+/**
+ * What the next steps of a packet draw, if each does nothing but interact: their depths and turns.
+ * They depend on no packet, only on the numbers and on g, so that the turns of several steps are
+ * computed side by side. Out of line, and not a part of the loop over steps: the compiler does so
+ * here only.
+ */
+struct trelDrawnSteps
+{
+  static constexpr int Count = 4;
+  /** The numbers of a step, in their order: depth, azimuth, scattering angle. */
+  static constexpr int NumbersPerStep = 3;
+
+  /** Optical depth of each step; infinite if its number is 0, which no step may use. */
+  double Depth[Count];
+  double CosPhi[Count], SinPhi[Count], CosTheta[Count], SinTheta[Count];
+
+  trelTurn GetTurn(int i) const { return {CosPhi[i], SinPhi[i], CosTheta[i], SinTheta[i]}; }
+};
+
+/** Fills @p steps from as many numbers as they take, for an anisotropy between -1 and 1. */
+void DrawSteps(const double* numbers, double g, trelDrawnSteps& steps);
+
+#endif
