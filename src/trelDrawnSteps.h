@@ -11,7 +11,7 @@
  */
 struct trelDrawnSteps
 {
-  static constexpr int Count = 4;
+  static constexpr int Count = 8;
   /** The numbers of a step, in their order: depth, azimuth, scattering angle. */
   static constexpr int NumbersPerStep = 3;
 
