@@ -52,13 +52,14 @@ struct trelCartesianCells
   }
 };
 
-/** Absorption in rings about the z axis, of which each has one azimuth. */
-struct trelRingCells
+/** Absorption in cells of r, azimuth and z. */
+template <bool rings>
+struct trelCylinderCells
 {
   static bool Locate(const trelGridWindow& window, const trelVector& position, std::size_t* cell)
   {
     const double coordinates[3] = {position.X, position.Y, position.Z};
-    return LocateRingWithin(window, coordinates, cell);
+    return LocateCylinderWithin<rings>(window, coordinates, cell);
   }
 };
 
@@ -139,29 +140,38 @@ struct trelPlainRun
   }
 };
 
+/** Whether the packet's next step may be plain, and those after it. */
+template <class Geometry>
+inline bool MayStepPlainly(const trelPacket& packet, const trelTransportModel& model,
+                           const trelPacketScores& scores)
+{
+  if (packet.Dead || packet.StepLeft != 0.0 || scores.Trajectory) return false;
+  if (model.HasFiberDetectors || model.Dimension == Dimension2D) return false;
+  const trelCoefficients& here = *packet.Here;
+  return !here.IsNonInteracting() && std::fabs(here.Anisotropy) < 1.0 &&
+         Geometry::KnowsTissue(model, packet.TissueIndex);
+}
+
 /** Takes plain steps until one is not. */
 template <class Geometry>
 inline void TakePlainSteps(trelPacket& packet, trelRandomNumbers& numbers,
                            const trelTransportModel& model, const trelPacketScores& scores)
 {
-  const trelCoefficients& here = *packet.Here;
-  if (packet.StepLeft != 0.0 || here.IsNonInteracting() || !(std::fabs(here.Anisotropy) < 1.0))
-    return;
-  if (packet.Dead || scores.Trajectory || model.HasFiberDetectors || model.Dimension == Dimension2D)
-    return;
-  if (!Geometry::KnowsTissue(model, packet.TissueIndex)) return;
-  const trelScoreTarget& target = scores.Grids->Absorption;
-  const bool one = model.OnlyCW && model.SaveAbsorption && target.CW;
-  if (one && target.Locate == &LocateCell<GridX, GridY, GridZ>) {
-    trelPlainRun<Geometry, trelCartesianCells>{packet, model, scores, here, packet.TissueIndex}
+  if (!MayStepPlainly<Geometry>(packet, model, scores)) return;
+  const auto run = [&](auto cells) {
+    trelPlainRun<Geometry, decltype(cells)>{packet, model, scores, *packet.Here, packet.TissueIndex}
         .TakeSteps(numbers);
-  } else if (one && target.Locate == &LocateCell<GridR, GridA, GridZ> &&
-             IsFullRing(scores.Grids->Window.Bins[GridA])) {
-    trelPlainRun<Geometry, trelRingCells>{packet, model, scores, here, packet.TissueIndex}
-        .TakeSteps(numbers);
-  } else {
-    trelPlainRun<Geometry, trelOtherCells>{packet, model, scores, here, packet.TissueIndex}
-        .TakeSteps(numbers);
+  };
+  const trelScoreTable& grids = *scores.Grids;
+  if (!model.SaveAbsorption || !model.OnlyCW || !grids.Absorption.CW) return run(trelOtherCells());
+  switch (grids.AbsorptionGrid) {
+    case AbsorptionXYZ:
+      return run(trelCartesianCells());
+    case AbsorptionRAZ:
+      return IsFullRing(grids.Window.Bins[GridA]) ? run(trelCylinderCells<true>())
+                                                  : run(trelCylinderCells<false>());
+    default:
+      return run(trelOtherCells());
   }
 }
 
