@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
+#include <random>
 
 #include "meshSamples.h"
 #include "testModel.h"
@@ -12,6 +14,7 @@
 #include "trelMCTetrahedron.h"
 #include "trelMCTriangleMesh.h"
 #include "trelOpticalSimulationFilter.h"
+#include "trelPacketSteps.h"
 #include "trelPlaneDetector.h"
 
 // The same body as analytic shapes, as triangles and as tetrahedra. All lie about (5, 5, 5).
@@ -230,4 +233,116 @@ TEST(MeshRun, PacketsThatCannotBeLaunchedAreCountedAndReported)
     EXPECT_EQ(run[0].GetTransmitPhotonNum() + run[0].GetAbsorpPhotonNum(), 0);
     EXPECT_EQ(Light(run[0]), 0.0);
   }
+}
+
+/** Keeps how each packet ends. With @p plain steps it traces as its base does, else by the loop
+ * that can be asked after each step, and so has none. */
+template <bool plain>
+class EndsVRMC final : public trelDiffuseVRMC
+{
+  trelTypeMacro(EndsVRMC, trelDiffuseVRMC)
+
+public:
+  inline static std::vector<std::vector<double>> Ends;
+
+protected:
+  void TraceAnalytic(trelPacket& packet, ThreadState& state) override
+  {
+    const auto ask = [] {};
+    if (plain) {
+      trelDiffuseVRMC::TraceAnalytic(packet, state);
+    } else {
+      TakeSteps<trelShapeGeometry, trelClassicRules>(packet, state, Model, state, ask);
+    }
+    Keep(packet, state);
+  }
+  void TraceTetrahedral(trelPacket& packet, ThreadState& state) override
+  {
+    const auto ask = [] {};
+    if (plain) {
+      trelDiffuseVRMC::TraceTetrahedral(packet, state);
+    } else {
+      TakeSteps<trelTetrahedralGeometry, trelClassicTetrahedralRules>(packet, state, Model, state,
+                                                                      ask);
+    }
+    Keep(packet, state);
+  }
+
+private:
+  static void Keep(const trelPacket& p, const ThreadState& state)
+  {
+    Ends.push_back({p.Position.X, p.Position.Y, p.Position.Z, p.Direction.X, p.Direction.Y,
+                    p.Direction.Z, p.Weight, p.PathLength, p.FlyTime, p.StepSize, p.StepLeft,
+                    double(p.StepCount), double(p.TissueIndex), double(p.Boundary.NextTissue),
+                    double(state.RandomIndex)});
+  }
+};
+
+/** A model of any kind of body, grid, domains and limits, by the streams of a number. */
+static void BuildAny(TestModel& m, unsigned number)
+{
+  std::mt19937 stream(number);
+  const auto among = [&](std::initializer_list<double> values) {
+    return values.begin()[stream() % values.size()];
+  };
+  const auto optics = [&] {
+    const double g = among({0.0, 0.01, 0.9, -0.5, 1.0});
+    return Optics{among({0.0, 0.05, 2.0}), among({0.02, 1.0, 10.0}), g, among({1.3, 1.4, 1.5})};
+  };
+  if (number % 4 == 0) {
+    BuildTetrahedra(m);
+  } else if (number % 4 == 1) {
+    BuildMeshInCube(m);
+  } else {
+    const ShapeType kinds[] = {ShapeCube, ShapeCylinder, ShapeEllipsoid};
+    m.AddTissue(MakeShape(kinds[stream() % 3], {5, 5, 5}, {6, 5, 5}), optics());
+    m.AddTissue(MakeShape(kinds[stream() % 3], {5, 4, 6}, {2, 1, 2}), optics());
+    m.AddTissue(MakeShape(kinds[stream() % 3], {6, 6, 4}, {2, 1, 1}), optics());
+  }
+  if (stream() % 2) m->SetAbsorptionCoordinate(CoordinateCylindrical);
+  m->SetSeparations(0.7, among({1.0, 30.0}), 1.3, 0.6, among({360.0, 10.0, 51.4, 0.5}), 30);
+  m->SetContinuousWave(stream() % 4 != 0);
+  m->SetTimeDomain(stream() % 4 == 0);
+  m->SetFrequencyDomain(stream() % 4 == 0);
+  m->SetTimeRange(0, 100, 10);
+  m->SetFrequency(200);
+  m->SetSaveAbsorption(stream() % 8 != 0);
+  m->SetStepNumberMax(stream() % 3 ? 1000000 : 7);
+  m->SetFlyTimeMax(among({50, 1e6, 1e6}));
+  // Along the axis of the cells, or from a ball.
+  stream() % 2 ? m.AddPencilBeam(5, 5, 0, 200)
+               : m.AddSource(MakeShape(ShapeEllipsoid, {5, 5, 5}, {1, 1, 1}), 200);
+}
+
+template <bool plain>
+static std::vector<std::vector<double>> RunToTheEnds(unsigned number)
+{
+  auto& ends = EndsVRMC<plain>::Ends;
+  ends.clear();
+  TestModel model;
+  BuildAny(model, number);
+  Traced<EndsVRMC<plain>> run(model);
+  for (int domain = 0; domain < NumberOfGridDomains; ++domain) {
+    for (int id = 0; id < NumberOfGrids; ++id) {
+      const trelGrid* grid = run[0].GetGrid(trelGridDomain(domain), trelGridId(id));
+      if (grid) ends.emplace_back(grid->GetCells(), grid->GetCells() + grid->GetNumberOfCells());
+    }
+  }
+  return ends;
+}
+
+TEST(MeshRun, PlainStepsAreThoseOfTheGeneralLoopToTheLastBit)
+{
+  std::size_t packets = 0;
+  for (unsigned number = 0; number < 60; ++number) {
+    const auto ends = RunToTheEnds<true>(number), expected = RunToTheEnds<false>(number);
+    packets += ends.size();
+    ASSERT_EQ(ends.size(), expected.size()) << number;
+    for (std::size_t i = 0; i < ends.size(); ++i) {
+      ASSERT_EQ(ends[i].size(), expected[i].size());
+      const std::size_t bytes = ends[i].size() * sizeof(double);
+      ASSERT_EQ(std::memcmp(ends[i].data(), expected[i].data(), bytes), 0) << number << ": " << i;
+    }
+  }
+  EXPECT_GT(packets, 10000u);
 }
