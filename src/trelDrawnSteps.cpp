@@ -3,9 +3,10 @@
 #include "trelInlining.h"
 #include "trelPacketEvents.h"
 
-TREL_CLONED void DrawSteps(const double* numbers, double g, trelDrawnSteps& steps)
+/** DrawSteps() for a count that the compiler knows. */
+template <int count>
+static inline void DrawCounted(const double* numbers, double g, trelDrawnSteps& steps)
 {
-  constexpr int count = trelDrawnSteps::Count;
   double azimuth[count], random[count];
   for (int i = 0; i < count; ++i) {
     const double* const step = numbers + i * trelDrawnSteps::NumbersPerStep;
@@ -19,5 +20,15 @@ TREL_CLONED void DrawSteps(const double* numbers, double g, trelDrawnSteps& step
     steps.SinPhi[i] = turn.SinPhi;
     steps.CosTheta[i] = turn.CosTheta;
     steps.SinTheta[i] = turn.SinTheta;
+  }
+}
+
+TREL_CLONED TREL_FLAT void DrawSteps(const double* numbers, double g, int count,
+                                     trelDrawnSteps& steps)
+{
+  if (count == trelDrawnSteps::Few) {
+    DrawCounted<trelDrawnSteps::Few>(numbers, g, steps);
+  } else {
+    DrawCounted<trelDrawnSteps::Count>(numbers, g, steps);
   }
 }

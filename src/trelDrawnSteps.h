@@ -12,6 +12,9 @@
 struct trelDrawnSteps
 {
   static constexpr int Count = 8;
+  /** As many as are drawn right after an event, since another one may be near: what is drawn for
+   *  steps behind it is lost. */
+  static constexpr int Few = 4;
   /** The numbers of a step, in their order: depth, azimuth, scattering angle. */
   static constexpr int NumbersPerStep = 3;
 
@@ -22,7 +25,8 @@ struct trelDrawnSteps
   trelTurn GetTurn(int i) const { return {CosPhi[i], SinPhi[i], CosTheta[i], SinTheta[i]}; }
 };
 
-/** Fills @p steps from as many numbers as they take, for an anisotropy between -1 and 1. */
-void DrawSteps(const double* numbers, double g, trelDrawnSteps& steps);
+/** Draws the first @p count of @p steps from as many numbers as they take, for an anisotropy
+ * between -1 and 1. */
+void DrawSteps(const double* numbers, double g, int count, trelDrawnSteps& steps);
 
 #endif

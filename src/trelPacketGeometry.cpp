@@ -14,8 +14,7 @@ static trelCrossing CutStep(trelPacket& packet)
 bool trelShapeGeometry::IsWithinShape(const trelTransportModel& model, double x, double y, double z,
                                       std::int32_t tissue)
 {
-  if (tissue == model.OutermostTissue) return model.CachedMedium->GetTissueIndex(x, y, z) == tissue;
-  return model.TissueShapes[tissue]->LocatePoint(x, y, z) != PointOutside;
+  return FindTissue(model, {x, y, z}, tissue) == tissue;
 }
 
 trelCrossing trelShapeGeometry::MoveToBoundaryAnalytic(const trelTransportModel& model,

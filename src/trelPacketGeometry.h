@@ -50,6 +50,14 @@ struct trelShapeGeometry
   }
 
 private:
+  /** The tissue at @p end as a packet in @p tissue sees it. */
+  static std::int32_t FindTissue(const trelTransportModel& model, const trelVector& end,
+                                 std::int32_t tissue)
+  {
+    if (tissue == model.OutermostTissue) return model.CachedMedium->GetTissueIndex(end);
+    const bool leaves = model.TissueShapes[tissue]->LocatePoint(end) == PointOutside;
+    return leaves ? model.OutermostTissue : tissue;
+  }
   /** IsWithin() by the shapes. Separate coordinates are passed in registers. */
   TREL_RARE static bool IsWithinShape(const trelTransportModel& model, double x, double y, double z,
                                       std::int32_t tissue);
@@ -57,13 +65,10 @@ private:
   static bool CrossesBoundaryAnalytic(const trelTransportModel& model, const trelVector& end,
                                       trelPacket& packet)
   {
-    std::int32_t& next = packet.Boundary.NextTissue;
-    if (packet.TissueIndex == model.OutermostTissue) {
-      next = model.CachedMedium->GetTissueIndex(end);
-      return next != packet.TissueIndex;
-    }
-    next = model.OutermostTissue;
-    return model.TissueShapes[packet.TissueIndex]->LocatePoint(end) == PointOutside;
+    const std::int32_t found = FindTissue(model, end, packet.TissueIndex);
+    packet.Boundary.NextTissue =
+        packet.TissueIndex == model.OutermostTissue ? found : model.OutermostTissue;
+    return found != packet.TissueIndex;
   }
   TREL_RARE static trelCrossing MoveToBoundaryAnalytic(const trelTransportModel& model,
                                                        trelPacket& packet);

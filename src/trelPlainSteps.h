@@ -117,25 +117,30 @@ struct trelPlainRun
     }
   }
 
-  void TakeSteps(trelRandomNumbers& numbers) const
+  /** Draws @p count steps and takes those ahead of the first that is not plain; true if all are. */
+  bool TakeSteps(trelFlight& flight, trelRandomNumbers& numbers, int count) const
   {
-    constexpr int count = trelDrawnSteps::Count;
-    trelFlight flight(Packet);
+    constexpr int perStep = trelDrawnSteps::NumbersPerStep;
+    const std::int64_t left = Model.StepNumberMax - static_cast<std::int64_t>(Packet.StepCount);
+    if (left < count || !numbers.HasNext(count * perStep)) return false;
+    const double* const next = numbers.GetNext();
     trelDrawnSteps drawn;
-    std::int64_t left = Model.StepNumberMax - static_cast<std::int64_t>(Packet.StepCount);
-    int taken = count;
-    while (taken == count && left >= count &&
-           numbers.HasNext(count * trelDrawnSteps::NumbersPerStep)) {
-      const double* random = numbers.GetNext();
-      DrawSteps(random, Here.Anisotropy, drawn);
-      taken = 0;
-      while (taken < count &&
-             TakeStep(flight, drawn, taken, random[trelDrawnSteps::NumbersPerStep * taken]))
-        ++taken;
-      numbers.Skip(trelDrawnSteps::NumbersPerStep * taken);
-      Packet.StepCount += static_cast<std::uint32_t>(taken);
-      left -= taken;
-    }
+    DrawSteps(next, Here.Anisotropy, count, drawn);
+    int taken = 0;
+    while (taken < count && TakeStep(flight, drawn, taken, next[perStep * taken]))
+      ++taken;
+    numbers.Skip(perStep * taken);
+    Packet.StepCount += static_cast<std::uint32_t>(taken);
+    return taken == count;
+  }
+
+  /** Takes plain steps until one is not. */
+  void Fly(trelRandomNumbers& numbers) const
+  {
+    trelFlight flight(Packet);
+    int count = trelDrawnSteps::Few;
+    while (TakeSteps(flight, numbers, count))
+      count = trelDrawnSteps::Count;
     flight.Store(Packet);
   }
 };
@@ -152,7 +157,7 @@ inline bool MayStepPlainly(const trelPacket& packet, const trelTransportModel& m
          Geometry::KnowsTissue(model, packet.TissueIndex);
 }
 
-/** Takes plain steps until one is not. */
+/** Takes plain steps until one is not; none if the next cannot be. */
 template <class Geometry>
 inline void TakePlainSteps(trelPacket& packet, trelRandomNumbers& numbers,
                            const trelTransportModel& model, const trelPacketScores& scores)
@@ -160,7 +165,7 @@ inline void TakePlainSteps(trelPacket& packet, trelRandomNumbers& numbers,
   if (!MayStepPlainly<Geometry>(packet, model, scores)) return;
   const auto run = [&](auto cells) {
     trelPlainRun<Geometry, decltype(cells)>{packet, model, scores, *packet.Here, packet.TissueIndex}
-        .TakeSteps(numbers);
+        .Fly(numbers);
   };
   const trelScoreTable& grids = *scores.Grids;
   if (!model.SaveAbsorption || !model.OnlyCW || !grids.Absorption.CW) return run(trelOtherCells());
