@@ -5,16 +5,21 @@
 
 /** DrawSteps() for a count that the compiler knows. */
 template <int count>
-static inline void DrawCounted(const double* numbers, double g, trelDrawnSteps& steps)
+static inline void DrawCounted(const double* numbers, const trelCoefficients& here,
+                               trelDrawnSteps& steps)
 {
-  double azimuth[count], random[count];
+  double depth[count], azimuth[count], random[count];
   for (int i = 0; i < count; ++i) {
     const double* const step = numbers + i * trelDrawnSteps::NumbersPerStep;
-    steps.Depth[i] = SampleDepth(step[0]);
+    depth[i] = SampleDepth(step[0]);
     azimuth[i] = step[1];
     random[i] = step[2];
   }
+  const double interaction = here.Interaction, g = here.Anisotropy, n = here.RefractiveIndex;
   for (int i = 0; i < count; ++i) {
+    const double length = depth[i] / interaction;
+    steps.Length[i] = length;
+    steps.FlyTime[i] = GetTimeOfFlight(n, length);
     const trelTurn turn = SampleTurn(g, azimuth[i], random[i]);
     steps.CosPhi[i] = turn.CosPhi;
     steps.SinPhi[i] = turn.SinPhi;
@@ -23,12 +28,12 @@ static inline void DrawCounted(const double* numbers, double g, trelDrawnSteps& 
   }
 }
 
-TREL_CLONED TREL_FLAT void DrawSteps(const double* numbers, double g, int count,
+TREL_CLONED TREL_FLAT void DrawSteps(const double* numbers, const trelCoefficients& here, int count,
                                      trelDrawnSteps& steps)
 {
   if (count == trelDrawnSteps::Few) {
-    DrawCounted<trelDrawnSteps::Few>(numbers, g, steps);
+    DrawCounted<trelDrawnSteps::Few>(numbers, here, steps);
   } else {
-    DrawCounted<trelDrawnSteps::Count>(numbers, g, steps);
+    DrawCounted<trelDrawnSteps::Count>(numbers, here, steps);
   }
 }

@@ -2,12 +2,12 @@
 #define trelDrawnSteps_h
 
 #include "trelPhaseFunction.h"
+#include "trelTransportModel.h"
 
 /**
- * What the next steps of a packet draw, if each does nothing but interact: their depths and turns.
- * They depend on no packet, only on the numbers and on g, so that the turns of several steps are
- * computed side by side. Out of line, and not a part of the loop over steps: the compiler does so
- * here only.
+ * What the next steps of a packet draw, if each does nothing but interact: their lengths and turns.
+ * They depend on no packet, only on the numbers and the tissue, so that several steps are computed
+ * side by side. Out of line, and not a part of the loop over steps: the compiler does so here only.
  */
 struct trelDrawnSteps
 {
@@ -18,15 +18,17 @@ struct trelDrawnSteps
   /** The numbers of a step, in their order: depth, azimuth, scattering angle. */
   static constexpr int NumbersPerStep = 3;
 
-  /** Optical depth of each step; infinite if its number is 0, which no step may use. */
-  double Depth[Count];
+  /** Length of each step, mm, and its time of flight, ps; infinite if its number is 0, which no
+   *  step may use. */
+  double Length[Count], FlyTime[Count];
   double CosPhi[Count], SinPhi[Count], CosTheta[Count], SinTheta[Count];
 
   trelTurn GetTurn(int i) const { return {CosPhi[i], SinPhi[i], CosTheta[i], SinTheta[i]}; }
 };
 
-/** Draws the first @p count of @p steps from as many numbers as they take, for an anisotropy
- * between -1 and 1. */
-void DrawSteps(const double* numbers, double g, int count, trelDrawnSteps& steps);
+/** Draws the first @p count of @p steps, Few or Count, from as many numbers as they take, in tissue
+ * that interacts and whose anisotropy lies between -1 and 1. */
+void DrawSteps(const double* numbers, const trelCoefficients& here, int count,
+               trelDrawnSteps& steps);
 
 #endif

@@ -15,7 +15,7 @@
  * operations shows in results.
  *
  * What differs is where values stand: the packet in registers, and what is drawn without a look at
- * it, turns and depths, for some steps at a time, which the compiler computes side by side.
+ * it, lengths and turns, for some steps at a time, which the compiler computes side by side.
  */
 
 /** Of a trelPacket what plain steps change. */
@@ -86,9 +86,9 @@ struct trelPlainRun
   /** Takes step @p i of @p drawn, whose number is @p random, unless it is not plain. */
   bool TakeStep(trelFlight& flight, const trelDrawnSteps& drawn, int i, double random) const
   {
-    const double length = drawn.Depth[i] / Here.Interaction;
+    const double length = drawn.Length[i];
     const trelVector end = flight.Position + length * flight.Direction;
-    const double time = flight.FlyTime + GetTimeOfFlight(Here.RefractiveIndex, length);
+    const double time = flight.FlyTime + drawn.FlyTime[i];
     const double absorbed = GetAbsorbedWeight(Here, flight.Weight);
     const double weight = flight.Weight - absorbed;
     if (!(random > 0.0 && length >= GeometryTolerance)) return false;
@@ -125,7 +125,7 @@ struct trelPlainRun
     if (left < count || !numbers.HasNext(count * perStep)) return false;
     const double* const next = numbers.GetNext();
     trelDrawnSteps drawn;
-    DrawSteps(next, Here.Anisotropy, count, drawn);
+    DrawSteps(next, Here, count, drawn);
     int taken = 0;
     while (taken < count && TakeStep(flight, drawn, taken, next[perStep * taken]))
       ++taken;
