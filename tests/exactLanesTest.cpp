@@ -7,6 +7,7 @@
 #include <hwy/targets.h>
 
 #include "anyModel.h"
+#include "exactShapes.h"
 #include "trelLaneKernel.h"
 #include "trelPacketLanes.h"
 #include "trelStateArchive.h"
@@ -169,4 +170,185 @@ TEST(ExactLanes, FormulasRoundAlikeOnEveryInstructionSet)
       }
     }
   }
+}
+
+namespace {
+
+/** Takes the state of a run by name. */
+class Sums final : public trelStateArchive
+{
+public:
+  void Pass(const char* name, const std::vector<trelNumbers>& pieces) override
+  {
+    for (const trelNumbers& piece : pieces)
+      Named[name].insert(Named[name].end(), piece.First, piece.First + piece.Number);
+  }
+  bool IsSound() const override { return true; }
+
+  std::map<std::string, std::vector<double>> Named;
+};
+
+/** What a run tells: what must be equal, and sums that rounding may change. */
+struct Told
+{
+  std::vector<std::uint64_t> Counts;
+  /** Wavelength, place and time of what leaves, ascending. */
+  std::vector<std::array<double, 5>> Exits;
+  std::map<std::string, std::vector<double>> Sums;
+};
+
+/** How a model is flown. */
+struct Way
+{
+  int Lanes, Threads;
+  std::int64_t Target = 0;
+};
+
+Told TellOf(TestModel& model, const Way& way)
+{
+  const Forced forced(way.Target);
+  Sums sums;
+  trelExactMonteCarlo run;
+  model->SetThreadNumber(way.Threads);
+  run.SetInput(model.Get());
+  run.SetSeed(1);
+  run.SetBatches(2);
+  run.SetLanes(way.Lanes);
+  run.SetAtEnd([&] { run.PassState(false, sums); });
+  const std::string reports = ReportsOf([&] { EXPECT_TRUE(run.Update()); });
+  if (testing::Test::HasFailure()) std::cerr << reports;
+  Told told;
+  told.Counts = {run.GetSummary().PacketsFlown, run.GetSummary().Interactions};
+  sums.Named.erase("ledger");
+  for (int i = 0; const trelMediumResult* record = run.GetOutput()->GetMediumResult(i); ++i) {
+    const auto left = record->GetTransmitPhotonNum();
+    told.Counts.push_back(static_cast<std::uint64_t>(left));
+    EXPECT_LE(left, record->GetNumberOfFlyTimes());
+    for (std::int64_t row = 0; row < std::min(left, record->GetNumberOfFlyTimes()); ++row) {
+      const double* const exit = record->GetPhotonFlyTimes()[row];
+      told.Exits.push_back({double(i), exit[0], exit[1], exit[2], exit[3]});
+    }
+    for (const trelLedgerLine& line : run.ListLedger(static_cast<std::size_t>(i))) {
+      told.Counts.push_back(line.Packets);
+      sums.Named["weights"].push_back(line.Weight);
+      sums.Named["times"].push_back(line.Time);
+    }
+  }
+  std::sort(told.Exits.begin(), told.Exits.end());
+  told.Sums = sums.Named;
+  return told;
+}
+
+/** Sums within 1e-12 of their total. */
+void ExpectAlike(const Told& expected, const Told& told)
+{
+  EXPECT_EQ(expected.Counts, told.Counts);
+  EXPECT_TRUE(expected.Exits == told.Exits) << told.Exits.size() << " exits";
+  ASSERT_EQ(expected.Sums.size(), told.Sums.size());
+  for (const auto& [name, values] : expected.Sums) {
+    const std::vector<double>& others = told.Sums.at(name);
+    ASSERT_EQ(values.size(), others.size()) << name;
+    double total = 0.0, apart = 0.0;
+    for (std::size_t i = 0; i < values.size(); ++i) {
+      total += std::fabs(values[i]);
+      const double difference = std::fabs(values[i] - others[i]);
+      if (!(difference <= apart)) apart = difference;
+    }
+    EXPECT_LE(apart, 1e-12 * total) << name;
+  }
+}
+
+/** Another body for the medium: of the shapes, of triangles, or tetrahedra. */
+void ChangeBody(TestModel& m, unsigned kind)
+{
+  trelTissue& outermost = *m->GetTissue(0);
+  if (kind == 1) outermost.SetShape(MakeShape(ShapeCylinder, {0.5, 0, 0}, {5, 5, 5}));
+  if (kind == 2) outermost.SetShape(MakeShape(ShapeCylinder, {0, 0, 0}, {5, 3, 4}));
+  if (kind == 3) outermost.SetShape(MakeShape(ShapeEllipsoid, {0, 0, 0}, {5, 4, 6}));
+  if (kind == 4) outermost.SetShape(MakeU());
+  if (kind == 5) outermost.SetShape(Trace(Sphere(5, 6)));
+  if (kind == 6) BuildTetrahedra(m, {}, {5, 5, 5}, 4, {{0.1, 1, 0.5, 1.4}, {0, 0, 0, 1.4}});
+}
+
+/** Makes of a model of BuildAnything() one of any mode, body, light, cells and optics. */
+void BuildAnythingElse(TestModel& m, unsigned model)
+{
+  std::mt19937 random(model);
+  const auto draw = [&](double least, double most) {
+    return std::uniform_real_distribution<>(least, most)(random);
+  };
+  const auto chance = [&](double share) { return draw(0.0, 1.0) < share; };
+  BuildAnything(m, random);
+  if (chance(0.3)) m.AddTissue(Trace(Horseshoe(4)), {0.05, 2.0, 0.5, chance(0.5) ? 1.4 : 1.5});
+  ChangeBody(m, model % 7);
+  for (int t = 0; t < m->GetNumberOfTissues(); ++t) {
+    const double anisotropies[] = {draw(-1, 1), draw(0.7, 0.99), 0.0, 1.0, -1.0};
+    const double g = anisotropies[std::min(random() % 10, 4ul)], denser = chance(0.3) ? 8.0 : 1.0;
+    for (auto* o : m->GetTissue(t)->GetOpticalParameters()->GetItems<trelOpticalParameter>())
+      o->SetOpticalCoefficients(o->GetAbsorption(), denser * o->GetScattering(), g,
+                                o->GetRefractiveIndex());
+  }
+  const ShapeType shapes[] = {ShapeCube, ShapeEllipsoid, ShapeCylinder, ShapeRectangle,
+                              ShapeEllipse};
+  trelLightSource& source =
+      *m.AddSource(MakeShape(shapes[random() % 5], {draw(-4, 4), draw(-4, 4), draw(-4, 4)},
+                             {draw(0.1, 2), draw(0.1, 2), draw(0.1, 2)}),
+                   40, LuminousExcitation);
+  source.SetSolid(chance(0.5));
+  source.SetInternal(chance(0.7));
+  source.SetDirection({draw(-1, 1), draw(-1, 1), draw(-1, 1)});
+  if (chance(0.5)) source.SetDeflectionRange(0.0, draw(0.0, 60.0));
+  m->SetSimulationType(static_cast<SimulationType>(model % 3));
+  const LuminousType kinds[] = {LuminousBioluminescence, LuminousExcitation, LuminousDiffuse};
+  for (auto* light : m->GetLightSources()->GetItems<trelLightSource>()) {
+    if (model % 3 != FMT || light->GetLuminousType() != LuminousEmission)
+      light->SetLuminousType(kinds[model % 3]);
+    else  // room for their times of flight
+      for (int i : {1, 2})
+        light->GetSpectrum(i)->SetPhotonNumber(10000);
+  }
+
+  m->SetSavePhotonFlyTime(true);
+  m->SetSaveAbsorption(chance(0.9));
+  m->SetAbsorptionCoordinate(chance(0.5) ? CoordinateCartesian : CoordinateCylindrical);
+  const trelShapeTraits& traits = GetShapeTraits(m->GetOuterShape()->GetShapeType());
+  for (CoordinateType c : {CoordinateCartesian, CoordinateCylindrical, CoordinateSpherical})
+    if (traits.Admits(c)) m->SetTransmittanceCoordinate(c);
+  m->SetSeparations(draw(0.3, 2), draw(0.3, 2), draw(0.3, 2), draw(0.3, 2),
+                    chance(0.4) ? 360.0 : draw(7, 90), draw(10, 60));
+  const double roi[12] = {-4, draw(-3, 4), -3, 3, -4, 4, draw(0, 2), 4, 20, 330, 0, 170};
+  if (chance(0.3)) m->SetROI(roi);
+  const bool isSteady = m->GetSimulationType() == BLT;
+  m->SetTimeDomain(!isSteady && chance(0.3));
+  m->SetTimeRange(0.0, 200.0, 7.0);
+  m->SetFrequencyDomain(!isSteady && chance(0.3));
+  m->SetFrequency(300.0);
+  m->SetRules(RulesExact);
+}
+
+}  // namespace
+
+/** TREL_MODELS in the environment says of how many models. */
+TEST(ExactLanes, RunsAreAlikeInAnyLanesThreadsAndInstructionSets)
+{
+  const char* const asked = std::getenv("TREL_MODELS");
+  const unsigned models = asked ? static_cast<unsigned>(std::atoi(asked)) : 30;
+  std::vector<Way> ways = {{1, 1}, {4, 1}, {8, 1}, {0, 2}, {4, 3}, {-1, 3}};
+  for (const std::int64_t target : hwy::SupportedAndGeneratedTargets())
+    ways.push_back({0, 1, target});
+  std::uint64_t exits = 0, interactions = 0;
+  for (unsigned i = 0; i < models; ++i) {
+    TestModel model(DOT, Dimension3D);
+    BuildAnythingElse(model, i);
+    const Told alone = TellOf(model, {-1, 1});
+    for (const Way& way : ways) {
+      SCOPED_TRACE(testing::Message() << "model " << i << ", " << way.Lanes << " lanes, "
+                                      << way.Threads << " threads, target " << way.Target);
+      ExpectAlike(alone, TellOf(model, way));
+    }
+    exits += alone.Exits.size();
+    interactions += alone.Counts[1];
+  }
+  EXPECT_GT(exits, 100u * models);
+  EXPECT_GT(interactions, 5000u * models);
 }
