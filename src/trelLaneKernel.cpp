@@ -1,6 +1,7 @@
 #include "trelLaneKernel.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "trelPacketLanes.h"
 
@@ -317,10 +318,15 @@ private:
   HWY_INLINE Mask FindBin(const trelLaneBins<Number>& bins, Number q, Number* bin) const;
   HWY_INLINE Mask FindAzimuth(Number dx, Number dy, Number* bin) const;
   HWY_INLINE Mask FindCell(const trelVectorOf<Number>& place, Number* cell) const;
-  HWY_INLINE void AddToCells(unsigned bits, const trelLaneState& s, Number cell,
-                             Number value) const;
+  HWY_INLINE void AddToCells(unsigned bits, double* const* grids, Word cell, Number value) const;
+  HWY_INLINE void ScoreInDomains(unsigned bits, const trelLaneState& s, Number cell, Number time,
+                                 Number value, Number absorbed) const;
+  HWY_INLINE void ScoreInGates(unsigned bits, const trelLaneState& s, Number cell, Number time,
+                               Number value, Number absorbed) const;
+  HWY_INLINE void ScoreAtPhase(unsigned bits, const trelLaneState& s, Word cell, Number time,
+                               Number value) const;
   HWY_INLINE void Score(unsigned bits, const trelVectorOf<Number>& place, const trelLaneState& s,
-                        Number absorbed, Number fluence) const;
+                        Number time, Number absorbed, Number fluence) const;
   HWY_INLINE void TakeStep(trelLaneState& s) const;
   template <bool every>
   HWY_INLINE void Interact(Mask plain, unsigned bits, const trelVectorOf<Number>& end, Number time,
@@ -337,6 +343,9 @@ private:
   // Of the grid that is scored.
   trelLaneBins<Number> Bins[3];
   Number GridCenter[2];
+  trelLaneBins<Number> Gates;
+  Number FirstTime, LastTime;  ///< safely outside of all gates, ps
+  Number NumberOfCells, TurnsPerTime;
   /** Of the arc tangent, the highest power first. */
   Number ArcTangents[9] = {0.0028662257,  -0.0161657367, 0.0429096138,
                            -0.0752896400, 0.1065626393,  -0.1420889944,
@@ -366,6 +375,13 @@ trelLaneSteps<D>::trelLaneSteps(trelPacketLanes& lanes)
     Inverse[axis] = lanes.Convex.Inverse[axis];
     TakeBins(lanes.Grid.Bins[axis], &Bins[axis]);
   }
+  TakeBins(lanes.Time, &Gates);
+  const double slack =
+      4.0 * GridTolerance * (1.0 + std::fabs(lanes.Time.Minimum) + std::fabs(lanes.Time.Maximum));
+  FirstTime = lanes.Time.Minimum - slack;
+  LastTime = lanes.Time.Maximum + slack;
+  NumberOfCells = static_cast<double>(lanes.NumberOfCells);
+  TurnsPerTime = lanes.Model.Frequency * 1e-6;
   GridCenter[0] = lanes.Grid.Center[0];
   GridCenter[1] = lanes.Grid.Center[1];
 }
@@ -487,37 +503,95 @@ HWY_INLINE trelLaneMask<D> trelLaneSteps<D>::FindCell(const trelVectorOf<Number>
   return within;
 }
 
-/** Adds to the cells of these lanes. */
+/** Adds to a cell of each of these lanes. */
 template <class D>
-HWY_INLINE void trelLaneSteps<D>::AddToCells(unsigned bits, const trelLaneState& s, Number cell,
+HWY_INLINE void trelLaneSteps<D>::AddToCells(unsigned bits, double* const* grids, Word cell,
                                              Number value) const
 {
   alignas(64) std::uint64_t cells[MaximumLanes];
   alignas(64) double values[MaximumLanes];
-  this->WordOfWhole(cell).Store(cells);
+  cell.Store(cells);
   value.Store(values);
   if (bits == All && Lanes.Tally.OneThread) {
     for (int lane = 0; lane < Width(); ++lane)
-      s.Absorption[lane][cells[lane]] += values[lane];
+      grids[lane][cells[lane]] += values[lane];
     return;
   }
-  ForEach(bits, [&](int lane) HWY_ATTR {
-    AddToCell(Lanes.Tally, s.Absorption[lane] + cells[lane], values[lane]);
+  ForEach(bits, [&](int lane)
+                    HWY_ATTR { AddToCell(Lanes.Tally, grids[lane] + cells[lane], values[lane]); });
+}
+
+/** In the time gates. Who is neither safely in one nor safely outside of all is looked at alone. */
+template <class D>
+HWY_INLINE void trelLaneSteps<D>::ScoreInGates(unsigned bits, const trelLaneState& s, Number cell,
+                                               Number time, Number value, Number absorbed) const
+{
+  Number gate;
+  const unsigned within = bits & BitsOf(FindBin(Gates, time, &gate));
+  AddToCells(within, s.Gates, this->WordOfWhole(gate * NumberOfCells + cell), value);
+  if (Lanes.TakesFluence) AddToCells(within, s.TotalsOfGates, this->WordOfWhole(gate), absorbed);
+  const unsigned apart = bits & ~within & BitsOf((FirstTime <= time) & (time <= LastTime));
+  if (apart == 0) return;
+  alignas(64) std::uint64_t cells[MaximumLanes];
+  alignas(64) double values[MaximumLanes], weights[MaximumLanes];
+  this->WordOfWhole(cell).Store(cells);
+  value.Store(values);
+  absorbed.Store(weights);
+  ForEach(apart, [&](int lane) HWY_ATTR {
+    Lanes.ScoreInGate(lane, cells[lane], values[lane], weights[lane]);
   });
 }
 
-/** Scores the interactions of these lanes. */
+/** Real and imaginary part: the phase grows with the time of flight. */
+template <class D>
+HWY_INLINE void trelLaneSteps<D>::ScoreAtPhase(unsigned bits, const trelLaneState& s, Word cell,
+                                               Number time, Number value) const
+{
+  const Number turns = time * TurnsPerTime;
+  const trelCircleOf<Number> phase = this->PointOfTurn(turns - this->WholePart(turns));
+  AddToCells(bits, s.Real, cell, value * phase.Cosine);
+  AddToCells(bits, s.Imaginary, cell, value * phase.Sine);
+}
+
+/** In all domains that are on. */
+template <class D>
+HWY_INLINE void trelLaneSteps<D>::ScoreInDomains(unsigned bits, const trelLaneState& s, Number cell,
+                                                 Number time, Number value, Number absorbed) const
+{
+  const trelExactModel& model = Lanes.Model;
+  const Word place = this->WordOfWhole(cell);
+  if (model.DomainCW) {
+    AddToCells(bits, s.Absorption, place, value);
+    if (Lanes.TakesFluence) {
+      alignas(64) std::uint64_t cells[MaximumLanes];
+      place.Store(cells);
+      for (int lane = 0; lane < Width(); ++lane)
+        cells[lane] = trelAbsorbedTotals::GetOffset(cells[lane]);
+      AddToCells(bits, s.Totals, Word::Load(cells), absorbed);
+    }
+  }
+  if (model.DomainTD) ScoreInGates(bits, s, cell, time, value, absorbed);
+  if (model.DomainFD) ScoreAtPhase(bits, s, place, time, value);
+}
+
+/** Scores the interactions of these lanes at @p place. */
 template <class D>
 HWY_INLINE void trelLaneSteps<D>::Score(unsigned bits, const trelVectorOf<Number>& place,
-                                        const trelLaneState& s, Number absorbed,
+                                        const trelLaneState& s, Number time, Number absorbed,
                                         Number fluence) const
 {
-  if (Lanes.Grid.Cells == trelLaneGrid::Nothing) return;
+  const trelLaneGrid::Form form = Lanes.Grid.Cells;
+  if (form == trelLaneGrid::Nothing) return;
   unsigned apart = bits;
-  if (Lanes.ScoresPlainly) {
+  if (form != trelLaneGrid::Others) {
     Number cell;
-    const unsigned within = BitsOf(FindCell(place, &cell));
-    AddToCells(bits & within, s, cell, Read(s.SourceWeight) * absorbed);
+    const unsigned within = bits & BitsOf(FindCell(place, &cell));
+    const Number weight = Read(s.SourceWeight) * absorbed;
+    if (Lanes.Model.OnlyCW && !Lanes.TakesFluence)
+      AddToCells(within, s.Absorption, this->WordOfWhole(cell), weight);
+    else
+      ScoreInDomains(within, s, cell, time,
+                     Lanes.TakesFluence ? Read(s.SourceWeight) * fluence : weight, weight);
     apart &= ~within;
   }
   if (apart == 0) return;
@@ -576,7 +650,7 @@ HWY_INLINE void trelLaneSteps<D>::Interact(Mask plain, unsigned bits,
   const Number steps = Read(s.Steps) + this->One;
   const Mask strong = (kept >= Threshold) & (steps <= Read(s.MostSteps));
   const unsigned weak = bits & ~BitsOf(strong);
-  Score(bits, end, s, weight - kept, share);
+  Score(bits, end, s, time, weight - kept, share);
   Write<every>(plain, kept, s.Weight);
   Write<every>(plain, steps, s.Steps);
   Scatter<every>(plain, plain & strong, every && weak == 0, s);

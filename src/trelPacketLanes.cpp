@@ -35,14 +35,20 @@ void trelPacketLanes::ResolveGrid()
     const trelScoreTable* table = Tally.Tables->GetMedium(static_cast<std::size_t>(spectrum));
     if (!table || !table->Absorption.Locate) continue;
     if (!first) first = table;
-    bool isSame = table->AbsorptionGrid == first->AbsorptionGrid;
+    bool isSame = table->AbsorptionGrid == first->AbsorptionGrid &&
+                  HaveSameBins(table->Window.Time, first->Window.Time) &&
+                  table->TakesFluence() == first->TakesFluence();
     for (int axis = 0; axis < NumberOfGridAxes; ++axis)
       isSame = isSame && HaveSameBins(table->Window.Bins[axis], first->Window.Bins[axis]);
     if (!isSame) Grid.Cells = trelLaneGrid::Others;
   }
   if (!first || Grid.Cells == trelLaneGrid::Others) return;
+  const trelScoreTarget& target = first->Absorption;
+  const bool isWhole = (!Model.DomainCW || target.CW) && (!Model.DomainTD || target.TD) &&
+                       (!Model.DomainFD || (target.FDReal && target.FDImag));
   const trelGridWindow& window = first->Window;
   Grid.Cells = trelLaneGrid::Others;
+  if (!isWhole) return;
   if (first->AbsorptionGrid == AbsorptionXYZ) {
     Grid.Cells = trelLaneGrid::Boxes;
     for (int axis = 0; axis < 3; ++axis)
@@ -54,8 +60,9 @@ void trelPacketLanes::ResolveGrid()
     Grid.Bins[2] = window.Bins[GridA];
     std::copy_n(window.Center, 2, Grid.Center);
   }
-  ScoresPlainly = Model.OnlyCW && first->Absorption.CW && !first->TakesFluence() &&
-                  Grid.Cells != trelLaneGrid::Others;
+  Time = window.Time;
+  NumberOfCells = first->Absorption.NumberOfCells;
+  TakesFluence = first->TakesFluence();
 }
 
 void trelPacketLanes::Begin(int lanes, const void* steps)
@@ -102,6 +109,19 @@ void trelPacketLanes::Store(int lane)
     words[k] = State.Stream[k][lane];
 }
 
+void trelPacketLanes::PointToCells(int lane)
+{
+  const trelScoreTable* table =
+      Tally.Tables->GetMedium(static_cast<std::size_t>(Packets[lane].WavelengthIndex));
+  if (!table) return;
+  State.Absorption[lane] = table->Absorption.CW;
+  State.Gates[lane] = table->Absorption.TD;
+  State.Real[lane] = table->Absorption.FDReal;
+  State.Imaginary[lane] = table->Absorption.FDImag;
+  State.Totals[lane] = table->AbsorbedStripes;
+  State.TotalsOfGates[lane] = table->AbsorbedGates;
+}
+
 /** Whether the packet's next step is no plain one for sure: in clear tissue, beside a surface
  * within rounding, and where dyes take light. */
 static bool FliesAlone(const trelExactPacket& packet)
@@ -133,9 +153,7 @@ void trelPacketLanes::Load(int lane)
   const std::uint64_t* const words = Numbers[lane].GetState();
   for (int k = 0; k < 4; ++k)
     State.Stream[k][lane] = words[k];
-  if (ScoresPlainly)
-    State.Absorption[lane] =
-        Tally.Tables->GetMedium(static_cast<std::size_t>(packet.WavelengthIndex))->Absorption.CW;
+  PointToCells(lane);
 }
 
 /** After an event: the packet flies on, with the way to its next interaction drawn, or another
@@ -209,4 +227,13 @@ void trelPacketLanes::Score(int lane, double absorbed, double fluence)
   packet.FlyTime = State.FlyTime[lane];
   SelectRecord(lane);
   ScoreInteraction(packet, Tally, Model, absorbed, fluence);
+}
+
+void trelPacketLanes::ScoreInGate(int lane, std::size_t cell, double value, double absorbed)
+{
+  std::int32_t gate = 0;
+  if (!Time.LocateClosed(State.FlyTime[lane], &gate)) return;
+  AddToCell(Tally, State.Gates[lane] + static_cast<std::size_t>(gate) * NumberOfCells + cell,
+            value);
+  if (TakesFluence) AddToCell(Tally, State.TotalsOfGates[lane] + gate, absorbed);
 }

@@ -28,7 +28,14 @@ struct alignas(64) trelLaneState
   double Anisotropy[MaximumLanes];
   double RefractiveIndex[MaximumLanes];
   std::uint64_t Stream[4][MaximumLanes];  ///< words of the state of each stream
-  double* Absorption[MaximumLanes];       ///< the cells that the packet scores in, continuous wave
+  // The cells that the packet scores in: of the continuous wave, of the first gate, of real and
+  // imaginary part, and, where cells take fluence, of what is absorbed in all.
+  double* Absorption[MaximumLanes];
+  double* Gates[MaximumLanes];
+  double* Real[MaximumLanes];
+  double* Imaginary[MaximumLanes];
+  double* Totals[MaximumLanes];
+  double* TotalsOfGates[MaximumLanes];
 };
 
 /** How plain steps find the cell of an interaction. */
@@ -80,8 +87,11 @@ public:
   /** What an interaction leaves of a weak or spent packet; the steps of the lane have counted it.
    */
   void EndOrGoOn(int lane);
-  /** Scores an interaction in all ways but the shortest. */
+  /** Scores an interaction whose cell is not found by plain steps. */
   void Score(int lane, double absorbed, double fluence);
+  /** Scores in the time gate, whose number is not found by plain steps: @p value in the cell, and
+   * @p absorbed where the cells take fluence. */
+  void ScoreInGate(int lane, std::size_t cell, double value, double absorbed);
 
   trelLaneState State;
   const trelExactModel& Model;
@@ -89,8 +99,9 @@ public:
   trelSafeCells Safe;
   trelConvexBody Convex;
   trelLaneGrid Grid;
-  /** Absorption of the continuous wave is scored and nothing else. */
-  bool ScoresPlainly = false;
+  trelGridBins Time;
+  std::size_t NumberOfCells = 0;
+  bool TakesFluence = false;
 
 private:
   void ResolveGrid();
@@ -99,6 +110,7 @@ private:
   void Store(int lane);
   void GoOn(int lane);
   void SelectRecord(int lane);
+  void PointToCells(int lane);
 
   trelPacketSupplier& Supplier;
   const void* Steps = nullptr;
