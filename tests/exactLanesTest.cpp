@@ -269,6 +269,22 @@ void ChangeBody(TestModel& m, unsigned kind)
   if (kind == 6) BuildTetrahedra(m, {}, {5, 5, 5}, 4, {{0.1, 1, 0.5, 1.4}, {0, 0, 0, 1.4}});
 }
 
+/** Light that stays within 1e-6 mm of where cells meet, and within as many ps of two gates. */
+void BuildOnBorders(TestModel& m, unsigned model)
+{
+  const double angle = model * Pi / 4.0;
+  const bool isRound = model % 4 != 0;
+  m.AddTissue(Box(0, 0, 0, 5, 5, 5), {3e7, 1e8, 0.0, 1.4});
+  m.AddSource(
+      isRound ? Ball({3 * std::cos(angle), 3 * std::sin(angle), 1}, 1e-9) : Ball({1, -1, 1}, 1e-9),
+      400);
+  m->SetAbsorptionCoordinate(isRound ? CoordinateCylindrical : CoordinateCartesian);
+  m->SetSeparations(1, 1, 1, 1, 45, 30);
+  m->SetTimeDomain(model % 3 == 0);
+  m->SetTimeRange(-7.0, 200.0, 7.0);
+  m->SetRules(RulesExact);
+}
+
 /** Makes of a model of BuildAnything() one of any mode, body, light, cells and optics. */
 void BuildAnythingElse(TestModel& m, unsigned model)
 {
@@ -339,7 +355,10 @@ TEST(ExactLanes, RunsAreAlikeInAnyLanesThreadsAndInstructionSets)
   std::uint64_t exits = 0, interactions = 0;
   for (std::size_t i = 0; i < models; ++i) {
     TestModel model(DOT, Dimension3D);
-    BuildAnythingElse(model, static_cast<unsigned>(i));
+    if (i % 10 == 9)
+      BuildOnBorders(model, static_cast<unsigned>(i / 10));
+    else
+      BuildAnythingElse(model, static_cast<unsigned>(i));
     const Told alone = TellOf(model, {-1, 1});
     for (std::size_t k = 0; k < tried; ++k) {
       const Way& way = ways[(i * tried + k) % ways.size()];
@@ -350,6 +369,6 @@ TEST(ExactLanes, RunsAreAlikeInAnyLanesThreadsAndInstructionSets)
     exits += alone.Exits.size();
     interactions += alone.Counts[1];
   }
-  EXPECT_GT(exits, 100 * models);
+  EXPECT_GT(exits, 90 * models);
   EXPECT_GT(interactions, 2000 * models);
 }
