@@ -112,10 +112,10 @@ trel_subsystem(free_space
 # The packets: random streams, launch, steps, boundaries, the parallel run and the imaging modes.
 trel_subsystem(transport
   MAY_USE framework geometry model results
-  HEADERS trelPacket trelPhaseFunction trelFresnel trelTransportRules
-          trelPacketSteps trelPacketObserver trelPacketAudience trelPacketSupplier trelExactPacket trelExactSteps
+  HEADERS trelPacket trelPhaseFunction trelFresnel trelTransportRules trelPlainSteps trelPacketSteps
+          trelPacketObserver trelPacketAudience trelPacketSupplier trelExactPacket trelExactSteps
   CLASSES trelRandomStream trelRandomNumbers trelTransportModel trelScoreTable trelPacketScores
-          trelCellBorders trelExactScores trelPacketEvents trelPacketGeometry trelExactLaunch
+          trelCellBorders trelExactScores trelPacketEvents trelDrawnSteps trelPacketGeometry trelExactLaunch
           trelThreadState trelMediumFilter trelMonteCarlo
           trelVarianceReductionMonteCarlo trelDiffuseVRMC trelBioluminescenceVRMC
           trelFluorescenceVRMC trelExactModel trelExactEvents trelEmissionPilot trelRunPlan

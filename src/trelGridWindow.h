@@ -1,6 +1,7 @@
 #ifndef trelGridWindow_h
 #define trelGridWindow_h
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -131,10 +132,16 @@ inline double AzimuthDegrees(double dx, double dy, double r)
  * turn, as a grid of rings has, the angle itself is not needed: only 360 degrees, which rounding
  * makes of a point just below the axis, and NaN have no bin.
  */
+inline bool IsFullRing(const trelGridBins& bins)
+{
+  return bins.Separation == 360.0 && bins.Count == 1 && bins.Minimum == 0.0 &&
+         bins.Maximum == 360.0;
+}
+
 inline bool LocateAzimuth(const trelGridBins& bins, double dx, double dy, double r,
                           std::int32_t* bin)
 {
-  if (bins.Separation == 360.0 && bins.Count == 1 && bins.Minimum == 0.0 && bins.Maximum == 360.0) {
+  if (IsFullRing(bins)) {
     const double cosine = dx / r;
     *bin = 0;
     return std::fabs(cosine) <= 1.0 && !(dy < 0.0 && cosine == 1.0);
@@ -192,6 +199,65 @@ bool LocateCell(const trelGridWindow& window, const double position[3], std::siz
 {
   return CombineBins<true, axes...>(window, position, cell) ||
          LocateCellAtEdge<axes...>(window, position, cell);
+}
+
+/**
+ * Azimuth in degrees of the point (dx, dy) other than the origin, within AzimuthSlack: the arc
+ * tangent of an eighth of the turn by Abramowitz and Stegun, Handbook of Mathematical Functions,
+ * 4.4.47, which is off by up to 1e-5 rad.
+ */
+inline double EstimateAzimuthDegrees(double dx, double dy)
+{
+  const double ax = std::fabs(dx), ay = std::fabs(dy);
+  const double x = std::min(ax, ay) / std::max(ax, ay);
+  const double z = x * x;
+  double sum = 0.0208351 * z - 0.0851330;
+  sum = sum * z + 0.1801410;
+  sum = sum * z - 0.3302995;
+  sum = sum * z + 0.9998660;
+  double angle = x * sum / RadiansPerDegree;
+  angle = ay > ax ? 90.0 - angle : angle;
+  angle = dx < 0.0 ? 180.0 - angle : angle;
+  return dy < 0.0 ? 360.0 - angle : angle;
+}
+
+/** More than EstimateAzimuthDegrees() and AzimuthDegrees() differ by, degrees. */
+constexpr double AzimuthSlack = 0.001;
+
+/** A point is near the half-planes y = 0 if its azimuth is less away from them, rad. There rounding
+ * may carry the cosine of AzimuthDegrees() to 1 and beyond. Above the same, in mm, it is not near
+ * the axis either, where squares may underflow. */
+constexpr double NearAxis = 1e-6;
+
+/** LocateAzimuth() without an arc cosine. False is not final near the borders of bins. */
+inline bool LocateAzimuthWithin(const trelGridBins& bins, double dx, double dy, std::int32_t* bin)
+{
+  const double azimuth = EstimateAzimuthDegrees(dx, dy);
+  std::int32_t last = 0;
+  return bins.LocateWithin(azimuth - AzimuthSlack, bin) &&
+         bins.LocateWithin(azimuth + AzimuthSlack, &last) && *bin == last;
+}
+
+/** LocateCell() in cells of r, azimuth and z, with @p rings of one azimuth. False is not final at
+ * the edges and near the axis. */
+template <bool rings>
+inline bool LocateCylinderWithin(const trelGridWindow& window, const double position[3],
+                                 std::size_t* cell)
+{
+  const double dx = position[0] - window.Center[0];
+  const double dy = position[1] - window.Center[1];
+  const double r = std::sqrt(dx * dx + dy * dy);
+  std::int32_t ring = 0, sector = 0, layer = 0;
+  if (!(std::fabs(dy) > NearAxis * (r + NearAxis)) || !window.Bins[GridR].LocateWithin(r, &ring) ||
+      !window.Bins[GridZ].LocateWithin(position[2], &layer)) {
+    return false;
+  }
+  if (!rings && !LocateAzimuthWithin(window.Bins[GridA], dx, dy, &sector)) return false;
+  const auto sectors = rings ? 1 : static_cast<std::size_t>(window.Bins[GridA].Count);
+  *cell = (static_cast<std::size_t>(ring) * sectors + static_cast<std::size_t>(sector)) *
+              static_cast<std::size_t>(window.Bins[GridZ].Count) +
+          static_cast<std::size_t>(layer);
+  return true;
 }
 
 /** LocateAzimuth() of the exact rules: a point on the axis has the first azimuth. */

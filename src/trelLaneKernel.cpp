@@ -219,17 +219,25 @@ struct trelNumberTools<trelLaneNumber<D>>
     return Number(hn::Add(hn::Sub(high, Whole84.V), low));
   }
 
+  /** @p yes where the sign bit is set. As words: without vectors -0.0 would count as positive. */
+  static HWY_INLINE Number SelectBySign(Number sign, Number yes, Number no)
+  {
+    const hn::RebindToSigned<D> words;
+    const auto selected = hn::IfNegativeThenElse(
+        hn::BitCast(words, sign.V), hn::BitCast(words, yes.V), hn::BitCast(words, no.V));
+    return Number(hn::BitCast(D(), selected));
+  }
+
   /** The last bit of the quarters swaps the two; its exclusive or with the one before is the
    *  cosine's sign, that one the sine's. */
   HWY_INLINE void TurnByQuarters(Number quarters, Number* cosine, Number* sine) const
   {
-    const D d;
     const auto bits = BitsOfWhole(quarters).V;
-    const auto last = hn::BitCast(d, hn::ShiftLeft<63>(bits));
-    const auto before = hn::BitCast(d, hn::ShiftLeft<62>(bits));
-    const auto newCosine = hn::IfNegativeThenElse(last, sine->V, cosine->V);
-    const auto newSine = hn::IfNegativeThenElse(last, cosine->V, sine->V);
-    cosine->V = hn::Xor(newCosine, hn::And(hn::Xor(last, before), Sign.V));
+    const Number last(hn::BitCast(D(), hn::ShiftLeft<63>(bits)));
+    const auto before = hn::BitCast(D(), hn::ShiftLeft<62>(bits));
+    const auto newCosine = SelectBySign(last, *sine, *cosine).V;
+    const auto newSine = SelectBySign(last, *cosine, *sine).V;
+    cosine->V = hn::Xor(newCosine, hn::And(hn::Xor(last.V, before), Sign.V));
     sine->V = hn::Xor(newSine, hn::And(before, Sign.V));
   }
 };

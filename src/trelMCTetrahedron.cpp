@@ -261,10 +261,10 @@ double trelMCTetrahedron::ComputeMeasure() const
 }
 
 bool trelMCTetrahedron::FindRegionCrossing(const trelRay& ray, double after, double limit,
-                                           trelHit* hit) const
+                                           trelHit* hit, std::int32_t* behind) const
 {
-  return EnsureCrossings() &&
-         GetCrossings().FindCrossing(ray, after, limit, trelMeshCrossings::AllSurfaces, hit);
+  return EnsureCrossings() && GetCrossings().FindCrossing(
+                                  ray, after, limit, trelMeshCrossings::AllSurfaces, hit, behind);
 }
 
 /** 1 if the triangle looks away from its first tetrahedron, -1 if towards it. Of a tetrahedron

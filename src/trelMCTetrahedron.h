@@ -115,7 +115,8 @@ public:
   }
   /** FindCrossing() with the triangles between regions as well, which look from the first of the
    *  two regions to the second. */
-  bool FindRegionCrossing(const trelRay& ray, double after, double limit, trelHit* hit) const;
+  bool FindRegionCrossing(const trelRay& ray, double after, double limit, trelHit* hit,
+                          std::int32_t* behind = nullptr) const;
 
   /** The pairs of regions with a triangle in common, each once, the lower number first. */
   std::set<std::pair<std::int32_t, std::int32_t>> FindTouchingRegions() const;

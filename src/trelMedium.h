@@ -102,6 +102,15 @@ public:
     return GetTissueIndex(trelVector{x, y, z});
   }
 
+  /** Whether one byte tells that all of the point's cell lies inside the shape of @p tissue, which
+   *  CanSettle(); the others need the shapes. Needs a grid that stands. */
+  bool IsSettledIn(const trelVector& point, std::int32_t tissue) const
+  {
+    return SettledGrid[CellAt(point)] == tissue;
+  }
+  /** Whether a byte names the tissue, in a grid that stands. */
+  bool CanSettle(std::int32_t tissue) const { return GridReady && tissue < SettledByIndex; }
+
   /** What GetTissueIndex answers in a medium of shapes, with settled cells confirmed like all
    *  others. -1 without a grid. */
   std::int32_t ConfirmTissueIndex(const trelVector& point) const;

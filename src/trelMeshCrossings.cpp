@@ -149,7 +149,7 @@ int trelMeshCrossings::ListFirstPlace(const trelRay& ray, Surfaces surfaces,
 }
 
 bool trelMeshCrossings::FindCrossing(const trelRay& ray, double after, double limit,
-                                     Surfaces surfaces, trelHit* hit) const
+                                     Surfaces surfaces, trelHit* hit, std::int32_t* behind) const
 {
   const auto regionOf = [&](std::int32_t region) {
     return surfaces == OuterSurface && region > 0 ? 0 : region;
@@ -166,6 +166,7 @@ bool trelMeshCrossings::FindCrossing(const trelRay& ray, double after, double li
     const trelVector& normal = Table->GetTriangle(crossing.Triangle).Normal;
     *hit = {after, static_cast<int>(crossing.Triangle),
             NormalOnSide(turn < 0 ? -normal : normal, ray.Direction, crossing.Side == turn)};
+    if (behind) *behind = count == 1 ? PassageOf(crossing).To : NotKnown;
     return true;
   }
 }
@@ -228,27 +229,29 @@ static double BoundDistanceFrom(const trelTracedTriangle& triangle,
 }
 
 /**
- * A lower bound for a point with triangles in its voxel or beside it. Of the eight voxels that meet
- * in the corner nearest to the point all triangles are looked at; others are farther away than the
- * borders of these, half a voxel at least.
+ * A lower bound for a point with triangles in its voxel or beside it. All triangles of the voxels
+ * that lie near are looked at; others are farther away than the borders of these. Near is what is
+ * wanted, and some more that later steps may use.
  */
 double trelMeshCrossings::BoundNearTriangles(const trelVector& point, const int index[3],
                                              double wanted) const
 {
   const double size = Table->GetVoxelSize();
   const trelBox voxel = Table->GetBox(index);
+  constexpr double more = 1.5;
+  const double near = std::min(0.5 * size, more * wanted);
   double bound = HUGE_VAL;
   trelVoxelRange range;
   for (int a = 0; a < 3; ++a) {
     const double toLow = point[a] - voxel.Low[a], toHigh = voxel.High[a] - point[a];
-    const bool towardsLow = toLow < toHigh;
-    range.First[a] = std::max(index[a] - (towardsLow ? 1 : 0), 0);
-    range.Last[a] = std::min(index[a] + (towardsLow ? 0 : 1), Table->GetSize(a) - 1);
-    bound = std::min({bound, towardsLow ? toHigh : toLow, size});
+    const bool takesLow = toLow < near, takesHigh = toHigh < near;
+    range.First[a] = std::max(index[a] - (takesLow ? 1 : 0), 0);
+    range.Last[a] = std::min(index[a] + (takesHigh ? 1 : 0), Table->GetSize(a) - 1);
+    bound = std::min({bound, takesLow ? toLow + size : toLow, takesHigh ? toHigh + size : toHigh});
   }
   if (!(bound > wanted)) return 0.0;
-  VisitVoxels(range, [&](const int near[3]) {
-    const std::size_t cell = Table->CellOf(near[0], near[1], near[2]);
+  VisitVoxels(range, [&](const int other[3]) {
+    const std::size_t cell = Table->CellOf(other[0], other[1], other[2]);
     if (IsFree(cell) || !(bound > wanted)) return;
     for (const std::uint32_t* t = Table->BeginOf(cell); t < Table->EndOf(cell); ++t)
       bound =
@@ -283,14 +286,14 @@ double trelMeshCrossings::FindClearLength(const trelWay& way, double* bound) con
 {
   int voxel[3];
   const bool isInGrid = Table->FindVoxel(way.From, voxel);
-  const trelSurfaceSlab* slab = isInGrid ? Slabs.Find(voxel) : nullptr;
-  if (slab) {
-    const double length = slab->FindClearLength(way);
-    *bound = slab->BoundDistance(way.From);
+  const trelSlabStack slabs = isInGrid ? Slabs.Find(voxel) : trelSlabStack{};
+  if (!slabs.IsEmpty()) {
+    const double length = slabs.FindClearLength(way);
+    *bound = slabs.BoundDistance(way.From);
     // Of what lies near, only short ways are told to be clear for the triangles' asking.
     if (length > 0.0 || 2.0 * way.Length > Table->GetVoxelSize()) return length;
   }
-  *bound = isInGrid && !slab
+  *bound = isInGrid && slabs.IsEmpty()
                ? Table->GetVoxelSize() * GetFreeVoxels(Table->CellOf(voxel[0], voxel[1], voxel[2]))
                : BoundDistance(way.From, way.Length + way.Margin);
   return *bound - way.Margin;

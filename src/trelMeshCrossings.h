@@ -58,9 +58,11 @@ public:
   bool IsBuilt() const { return !Turns.empty(); }
 
   /** The nearest crossing above @p after and up to @p limit; only the distance, face and outward
-   *  unit normal of @p hit are written, and on a miss nothing. */
-  bool FindCrossing(const trelRay& ray, double after, double limit, Surfaces surfaces,
-                    trelHit* hit) const;
+   *  unit normal of @p hit are written, and on a miss nothing. @p behind, if given, gets the region
+   *  that the crossing leads into, or NotKnown where several lie at its place. */
+  bool FindCrossing(const trelRay& ray, double after, double limit, Surfaces surfaces, trelHit* hit,
+                    std::int32_t* behind = nullptr) const;
+  static constexpr std::int32_t NotKnown = -2;
   /** The region at the point, -1 outside. A point within rounding of a triangle lies on either
    *  side. */
   std::int32_t FindRegion(const trelVector& point) const;
@@ -72,6 +74,16 @@ public:
   /** Whether the way is known to meet no triangle; false proves nothing. Lowers @p radius to a
    *  bound of the distance of its start from any. */
   bool IsClear(const trelWay& way, double* radius) const;
+  /** The same of a way near the surface, sooner: by its slabs alone. */
+  bool IsClearOfSlabs(const trelWay& way, double* radius) const
+  {
+    int voxel[3];
+    if (!Table->FindVoxel(way.From, voxel)) return false;
+    const trelSlabStack slabs = Slabs.Find(voxel);
+    if (slabs.IsEmpty() || slabs.FindClearLength(way) < way.Length) return false;
+    *radius = slabs.BoundDistance(way.From);
+    return true;
+  }
   /** How many voxels around this one are free of triangles, itself not counted: so many edges of a
    *  voxel all its points are away from any. 0 for one with triangles. */
   int GetFreeVoxels(std::size_t cell) const { return IsFree(cell) ? Clearance[cell] - 1 : 0; }

@@ -3,6 +3,12 @@
 #include "trelFresnel.h"
 #include "trelMediumResult.h"
 
+void ScoreElsewhere(const trelPacket& packet, const trelPacketScores& scores,
+                    const trelTransportModel& model, double weight)
+{
+  ScoreAbsorbed(packet, scores, model, weight);
+}
+
 void PlayRoulette(trelPacket& packet, trelRandomNumbers& numbers, const trelTransportModel& model,
                   trelPacketScores& scores)
 {

@@ -20,6 +20,13 @@ enum trelBoundaryTurn
   BoundaryTransmits
 };
 
+/** The optical depth at which a packet interacts next, exponential with the mean 1, from a uniform
+ * number above 0. */
+inline double SampleDepth(double random)
+{
+  return -std::log(random);
+}
+
 /** Draws the length of the step. */
 inline void NewStep(trelPacket& packet, trelRandomNumbers& numbers)
 {
@@ -31,7 +38,7 @@ inline void NewStep(trelPacket& packet, trelRandomNumbers& numbers)
     packet.StepSize = packet.StepLeft / here.Interaction;
     packet.StepLeft = 0.0;
   } else {
-    packet.StepSize = -std::log(numbers.NextPositiveRandom()) / here.Interaction;
+    packet.StepSize = SampleDepth(numbers.NextPositiveRandom()) / here.Interaction;
   }
 }
 
@@ -44,11 +51,10 @@ inline void Hop(trelPacket& packet, const trelVector& end)
   packet.FlyTime += GetTimeOfFlight(packet.Here->RefractiveIndex, packet.StepSize);
 }
 
-/** Takes @p weight off the packet and scores it as absorbed where the packet is. */
-inline void Absorb(trelPacket& packet, const trelPacketScores& scores,
-                   const trelTransportModel& model, double weight)
+/** Scores @p weight, a fraction of the packet as launched, as absorbed where the packet is. */
+inline void ScoreAbsorbed(const trelPacket& packet, const trelPacketScores& scores,
+                          const trelTransportModel& model, double weight)
 {
-  packet.Weight -= weight;
   if (!model.SaveAbsorption) return;
   const double value = packet.SourceWeight * weight;
   if (model.OnlyCW) {
@@ -58,13 +64,30 @@ inline void Absorb(trelPacket& packet, const trelPacketScores& scores,
   }
 }
 
-/** The absorption of an interaction: the share mua / (mua + mus) of the weight. */
+/** The same out of line. */
+TREL_RARE void ScoreElsewhere(const trelPacket& packet, const trelPacketScores& scores,
+                              const trelTransportModel& model, double weight);
+
+/** Takes @p weight off the packet and scores it. */
+inline void Absorb(trelPacket& packet, const trelPacketScores& scores,
+                   const trelTransportModel& model, double weight)
+{
+  packet.Weight -= weight;
+  ScoreAbsorbed(packet, scores, model, weight);
+}
+
+/** What an interaction absorbs of @p weight: the share mua / (mua + mus). */
+inline double GetAbsorbedWeight(const trelCoefficients& here, double weight)
+{
+  return here.Absorption * weight / here.Interaction;
+}
+
+/** The absorption of an interaction, if the packet has moved. */
 inline void Deposit(trelPacket& packet, const trelPacketScores& scores,
                     const trelTransportModel& model)
 {
-  const trelCoefficients& here = *packet.Here;
   if (std::fabs(packet.StepSize) < GeometryTolerance) return;
-  Absorb(packet, scores, model, here.Absorption * packet.Weight / here.Interaction);
+  Absorb(packet, scores, model, GetAbsorbedWeight(*packet.Here, packet.Weight));
 }
 
 /** The end of a step that no boundary cut: the packet scatters and leaves a part of its weight. */

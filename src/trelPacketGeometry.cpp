@@ -11,6 +11,12 @@ static trelCrossing CutStep(trelPacket& packet)
   return MeetsBoundary;
 }
 
+bool trelShapeGeometry::IsWithinShape(const trelTransportModel& model, double x, double y, double z,
+                                      std::int32_t tissue)
+{
+  return FindTissue(model, {x, y, z}, tissue) == tissue;
+}
+
 trelCrossing trelShapeGeometry::MoveToBoundaryAnalytic(const trelTransportModel& model,
                                                        trelPacket& packet)
 {

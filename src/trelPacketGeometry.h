@@ -37,19 +37,38 @@ struct trelShapeGeometry
     if (!CrossesBoundaryAnalytic(model, end, packet)) return CrossesNothing;
     return MoveToBoundaryAnalytic(model, packet);
   }
+  /** Whether IsWithin() may be asked about the tissue. */
+  static bool KnowsTissue(const trelTransportModel& model, std::int32_t tissue)
+  {
+    return model.CachedMedium->CanSettle(tissue);
+  }
+  /** Whether a step in @p tissue that ends at @p end crosses nothing. */
+  static bool IsWithin(const trelTransportModel& model, const trelVector& end, std::int32_t tissue)
+  {
+    return model.CachedMedium->IsSettledIn(end, tissue) ||
+           IsWithinShape(model, end.X, end.Y, end.Z, tissue);
+  }
 
 private:
+  /** The tissue at @p end as a packet in @p tissue sees it. */
+  static std::int32_t FindTissue(const trelTransportModel& model, const trelVector& end,
+                                 std::int32_t tissue)
+  {
+    if (tissue == model.OutermostTissue) return model.CachedMedium->GetTissueIndex(end);
+    const bool leaves = model.TissueShapes[tissue]->LocatePoint(end) == PointOutside;
+    return leaves ? model.OutermostTissue : tissue;
+  }
+  /** IsWithin() by the shapes. Separate coordinates are passed in registers. */
+  TREL_RARE static bool IsWithinShape(const trelTransportModel& model, double x, double y, double z,
+                                      std::int32_t tissue);
   /** Whether @p end lies in another tissue, which becomes NextTissue then. */
   static bool CrossesBoundaryAnalytic(const trelTransportModel& model, const trelVector& end,
                                       trelPacket& packet)
   {
-    std::int32_t& next = packet.Boundary.NextTissue;
-    if (packet.TissueIndex == model.OutermostTissue) {
-      next = model.CachedMedium->GetTissueIndex(end);
-      return next != packet.TissueIndex;
-    }
-    next = model.OutermostTissue;
-    return model.TissueShapes[packet.TissueIndex]->LocatePoint(end) == PointOutside;
+    const std::int32_t found = FindTissue(model, end, packet.TissueIndex);
+    packet.Boundary.NextTissue =
+        packet.TissueIndex == model.OutermostTissue ? found : model.OutermostTissue;
+    return found != packet.TissueIndex;
   }
   TREL_RARE static trelCrossing MoveToBoundaryAnalytic(const trelTransportModel& model,
                                                        trelPacket& packet);
@@ -61,16 +80,20 @@ struct trelTetrahedralGeometry
   static trelCrossing FindCrossing(const trelTransportModel& model, const trelVector& end,
                                    trelPacket& packet)
   {
-    if (!CrossesBoundaryTetrahedral(model, end, packet)) return CrossesNothing;
+    if (IsWithin(model, end, packet.TissueIndex)) return CrossesNothing;
     return MoveToBoundaryTetrahedral(model, packet);
+  }
+  /** As in trelShapeGeometry. */
+  static bool KnowsTissue(const trelTransportModel& /*model*/, std::int32_t /*tissue*/)
+  {
+    return true;
+  }
+  static bool IsWithin(const trelTransportModel& model, const trelVector& end, std::int32_t tissue)
+  {
+    return model.Tetrahedron->LocatePointInRegion(end, tissue) != PointOutside;
   }
 
 private:
-  static bool CrossesBoundaryTetrahedral(const trelTransportModel& model, const trelVector& end,
-                                         const trelPacket& packet)
-  {
-    return model.Tetrahedron->LocatePointInRegion(end, packet.TissueIndex) == PointOutside;
-  }
   TREL_RARE static trelCrossing MoveToBoundaryTetrahedral(const trelTransportModel& model,
                                                           trelPacket& packet);
 };

@@ -180,8 +180,24 @@ void trelPacketLanes::SelectRecord(int lane)
   Selected = spectrum;
 }
 
+/** What answers most questions near a mesh. */
+bool trelPacketLanes::IsClearBesideMesh(int lane, double length)
+{
+  const trelVector from = {State.X[lane], State.Y[lane], State.Z[lane]};
+  const trelVector direction = {State.UX[lane], State.UY[lane], State.UZ[lane]};
+  const double time =
+      State.FlyTime[lane] + length * State.RefractiveIndex[lane] / trelExactModel::SpeedOfLight;
+  if (Model.HasMarkers || !(length < infinity) || time > Model.TimeLimit) return false;
+  trelClearance clearance;
+  const trelWay way = {from, from + length * direction, length, Model.Map.GetMargin()};
+  if (!Model.Map.IsClearBesideMesh(way, &clearance)) return false;
+  State.Clear[lane] = trelExactPacket::ClearPart * clearance.Radius - length;
+  return true;
+}
+
 bool trelPacketLanes::LooksClear(int lane, double length)
 {
+  if (IsClearBesideMesh(lane, length)) return true;
   trelExactPacket& packet = Packets[lane];
   packet.Position = {State.X[lane], State.Y[lane], State.Z[lane]};
   packet.Direction = {State.UX[lane], State.UY[lane], State.UZ[lane]};

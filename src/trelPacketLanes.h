@@ -109,6 +109,7 @@ private:
   void Load(int lane);
   void Store(int lane);
   void GoOn(int lane);
+  bool IsClearBesideMesh(int lane, double length);
   void SelectRecord(int lane);
   void PointToCells(int lane);
 

@@ -3,6 +3,7 @@
 
 #include "trelPacketEvents.h"
 #include "trelPacketGeometry.h"
+#include "trelPlainSteps.h"
 #include "trelTransportRules.h"
 
 /**
@@ -68,12 +69,15 @@ inline void TakeSteps(trelPacket& packet, trelRandomNumbers& numbers,
   } while (EndStep(packet, model, scores));
 }
 
-/** The same with nothing after a step. */
+/** The same with nothing after a step: plain steps in a loop of their own. */
 template <class Geometry, class Rules>
 inline void TakeSteps(trelPacket& packet, trelRandomNumbers& numbers,
                       const trelTransportModel& model, trelPacketScores& scores)
 {
-  TakeSteps<Geometry, Rules>(packet, numbers, model, scores, [] {});
+  do {
+    TakePlainSteps<Geometry>(packet, numbers, model, scores);
+    TakeStep<Geometry, Rules>(packet, numbers, model, scores);
+  } while (EndStep(packet, model, scores));
 }
 
 #endif

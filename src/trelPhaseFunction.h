@@ -46,20 +46,37 @@ inline double SineOfTurn(double turn, double cosine)
   return turn > 0.5 ? -sine : sine;
 }
 
+/** The divisor of the formula below; 0 only for g = 1 and a random number of 0, or beyond. */
+inline double HenyeyGreensteinDivisor(double g, double random)
+{
+  return 2.0 * g * random + 1.0 - g;
+}
+
 /**
  * Cosine of the scattering angle, by the phase function of Henyey and Greenstein, Astrophys. J. 93
  * (1941) 70: the inverse of its distribution function at a uniform number. Its mean is g.
  * g = 0 is isotropic; rounding may carry the result past 1 by a digit, hence the clamp.
  */
-inline double SampleHenyeyGreenstein(trelRandomNumbers& numbers, double g)
+inline double SampleHenyeyGreenstein(double g, double random)
 {
-  if (g == 0.0) return 2.0 * numbers.NextRandom() - 1.0;
-  double d = 2.0 * g * numbers.NextRandom() + 1.0 - g;
-  while (d == 0.0)
-    d = 2.0 * g * numbers.NextRandom() + 1.0 - g;  // g = 1 and a random number of 0
-  const double q = (1.0 - g * g) / d;
+  if (g == 0.0) return 2.0 * random - 1.0;
+  const double q = (1.0 - g * g) / HenyeyGreensteinDivisor(g, random);
   const double cosTheta = (1.0 + g * g - q * q) / (2.0 * g);
   return std::clamp(cosTheta, -1.0, 1.0);
+}
+
+/** How an interaction turns a packet: by theta from its way, at the azimuth phi about it. */
+struct trelTurn
+{
+  double CosPhi, SinPhi, CosTheta, SinTheta;
+};
+
+/** The turn from two uniform numbers: that of the azimuth and that of the scattering angle. */
+inline trelTurn SampleTurn(double g, double azimuth, double random)
+{
+  const double cosPhi = CosineOfTurn(azimuth);
+  const double cosTheta = SampleHenyeyGreenstein(g, random);
+  return {cosPhi, SineOfTurn(azimuth, cosPhi), cosTheta, std::sqrt(1.0 - cosTheta * cosTheta)};
 }
 
 /**
@@ -74,31 +91,30 @@ inline void Scatter2D(trelVector& direction, trelRandomNumbers& numbers)
 }
 
 /**
- * Scattering in space with anisotropy @p g: the old direction u turned by the scattering angle
- * theta and, about u, by the azimuth phi. Formulas: Wang, Jacques and Zheng, Comput. Methods
- * Programs Biomed. 47 (1995) 131, equations 3.23 to 3.25.
+ * The direction u turned by the scattering angle theta and, about u, by the azimuth phi. Formulas:
+ * Wang, Jacques and Zheng, Comput. Methods Programs Biomed. 47 (1995) 131, equations 3.23 to 3.25.
  */
+inline trelVector TurnDirection(const trelVector& u, const trelTurn& turn)
+{
+  const auto [cosPhi, sinPhi, cosTheta, sinTheta] = turn;
+  if (std::fabs(u.Z) > UnitCosineLimit) {
+    // Along the z axis the formula below divides by 0; the azimuth has no preferred zero there.
+    return {sinTheta * cosPhi, sinTheta * sinPhi, u.Z < 0.0 ? -cosTheta : cosTheta};
+  }
+  const double t = std::sqrt(1.0 - u.Z * u.Z);
+  return {sinTheta * (u.X * u.Z * cosPhi - u.Y * sinPhi) / t + u.X * cosTheta,
+          sinTheta * (u.Y * u.Z * cosPhi + u.X * sinPhi) / t + u.Y * cosTheta,
+          -sinTheta * cosPhi * t + u.Z * cosTheta};
+}
+
+/** Scattering in space with anisotropy @p g. */
 inline void Scatter3D(trelVector& direction, trelRandomNumbers& numbers, double g)
 {
-  const double ux = direction.X;
-  const double uy = direction.Y;
-  const double uz = direction.Z;
-  const double turn = numbers.NextRandom();
-  const double cosPhi = CosineOfTurn(turn);
-  const double sinPhi = SineOfTurn(turn, cosPhi);
-  const double cosTheta = SampleHenyeyGreenstein(numbers, g);
-  const double sinTheta = std::sqrt(1.0 - cosTheta * cosTheta);
-  if (std::fabs(uz) > UnitCosineLimit) {
-    // Along the z axis the formula below divides by 0; the azimuth has no preferred zero there.
-    direction.X = sinTheta * cosPhi;
-    direction.Y = sinTheta * sinPhi;
-    direction.Z = uz < 0.0 ? -cosTheta : cosTheta;
-    return;
-  }
-  const double t = std::sqrt(1.0 - uz * uz);
-  direction.X = sinTheta * (ux * uz * cosPhi - uy * sinPhi) / t + ux * cosTheta;
-  direction.Y = sinTheta * (uy * uz * cosPhi + ux * sinPhi) / t + uy * cosTheta;
-  direction.Z = -sinTheta * cosPhi * t + uz * cosTheta;
+  const double azimuth = numbers.NextRandom();
+  double random = numbers.NextRandom();
+  while (HenyeyGreensteinDivisor(g, random) == 0.0)
+    random = numbers.NextRandom();
+  direction = TurnDirection(direction, SampleTurn(g, azimuth, random));
 }
 
 // The same by the exact rules.

@@ -26,6 +26,16 @@ struct trelRandomNumbers
     return random;
   }
 
+  /** Whether the next @p count numbers stand in the block, the first at GetNext(). */
+  bool HasNext(int count) const { return RandomIndex + count <= RandomBlockLength; }
+  const double* GetNext() const { return RandomBlock + RandomIndex; }
+  /** As @p count calls of NextRandom(), of numbers that stand in the block. */
+  void Skip(int count)
+  {
+    RandomIndex += count;
+    if (RandomIndex == RandomBlockLength) RefillRandomBlock();
+  }
+
   /** A number on (0, 1). */
   double NextPositiveRandom()
   {

@@ -1,6 +1,13 @@
 #include "trelSurfaceSlabs.h"
 
 #include <cmath>
+#include <utility>
+
+/** What a triangle parts: its two regions, whichever way it looks. */
+static std::pair<std::int32_t, std::int32_t> RegionsOf(const trelTracedTriangle* triangle)
+{
+  return std::minmax(triangle->Regions[0], triangle->Regions[1]);
+}
 
 /** The triangles of a range of voxels, each once. */
 class trelNearTriangles
@@ -17,9 +24,24 @@ public:
       for (const std::uint32_t* t = Table.BeginOf(cell); t < Table.EndOf(cell); ++t)
         Take(*t);
     });
+    std::stable_sort(Triangles.begin(), Triangles.end(),
+                     [](const trelTracedTriangle* a, const trelTracedTriangle* b) {
+                       return RegionsOf(a) < RegionsOf(b);
+                     });
   }
-  bool IsEmpty() const { return Triangles.empty(); }
-  trelSurfaceSlab MakeSlab(double reach) const;
+  /** The slabs of the surfaces between two regions each. May throw. */
+  std::vector<trelSurfaceSlab> MakeSlabs(double reach) const
+  {
+    std::vector<trelSurfaceSlab> slabs;
+    for (auto first = Triangles.begin(); first != Triangles.end();) {
+      const auto next = std::find_if(first, Triangles.end(), [&](const trelTracedTriangle* t) {
+        return RegionsOf(t) != RegionsOf(*first);
+      });
+      slabs.push_back(MakeSlab(first, next, reach));
+      first = next;
+    }
+    return slabs;
+  }
 
 private:
   void Take(std::uint32_t t)
@@ -29,7 +51,9 @@ private:
     Seen[t] = Round;
     Triangles.push_back(&Table.GetTriangle(t));
   }
-  trelVector FindMeanNormal() const;
+  using Iterator = std::vector<const trelTracedTriangle*>::const_iterator;
+  static trelVector FindMeanNormal(Iterator first, Iterator end);
+  static trelSurfaceSlab MakeSlab(Iterator first, Iterator end, double reach);
 
   const trelVoxelTable& Table;
   std::vector<const trelTracedTriangle*> Triangles;
@@ -38,25 +62,25 @@ private:
 };
 
 /** Of all normals, turned to one side. */
-trelVector trelNearTriangles::FindMeanNormal() const
+trelVector trelNearTriangles::FindMeanNormal(Iterator first, Iterator end)
 {
   trelVector sum;
-  for (const trelTracedTriangle* triangle : Triangles)
-    sum = Dot(sum, triangle->Normal) < 0.0 ? sum - triangle->Normal : sum + triangle->Normal;
+  for (Iterator t = first; t != end; ++t)
+    sum = Dot(sum, (*t)->Normal) < 0.0 ? sum - (*t)->Normal : sum + (*t)->Normal;
   const double length = Length(sum);
   return length > 0.0 ? sum / length : trelVector{1.0, 0.0, 0.0};
 }
 
-trelSurfaceSlab trelNearTriangles::MakeSlab(double reach) const
+trelSurfaceSlab trelNearTriangles::MakeSlab(Iterator first, Iterator end, double reach)
 {
   constexpr double rounding = 1e-12;
-  const trelVector normal = FindMeanNormal();
+  const trelVector normal = FindMeanNormal(first, end);
   trelSurfaceSlab slab = {HUGE_VAL, -HUGE_VAL, {}, static_cast<float>(reach)};
   for (int a = 0; a < 3; ++a)
     slab.Normal[a] = static_cast<float>(normal[a]);
   double size = 0.0;
-  for (const trelTracedTriangle* triangle : Triangles) {
-    for (const trelVector& corner : triangle->Corners) {
+  for (Iterator t = first; t != end; ++t) {
+    for (const trelVector& corner : (*t)->Corners) {
       const double height = slab.HeightOf(corner);
       slab.Low = std::min(slab.Low, height);
       slab.High = std::max(slab.High, height);
@@ -68,14 +92,15 @@ trelSurfaceSlab trelNearTriangles::MakeSlab(double reach) const
   return slab;
 }
 
-/** The slab of a block of voxels. Where the surface is not flat within the longest reach, what lies
- *  nearer is looked at alone. Of no reach if there is nothing. */
-static trelSurfaceSlab MakeSlabOf(const int block[3], int longestReach, const trelVoxelTable& table,
-                                  trelNearTriangles& near)
+/** The slabs of a block of voxels. Where a surface is not flat within the longest reach, what lies
+ *  nearer is looked at alone. None if there is nothing. May throw. */
+static std::vector<trelSurfaceSlab> MakeSlabsOf(const int block[3], int longestReach,
+                                                const trelVoxelTable& table,
+                                                trelNearTriangles& near)
 {
   constexpr double shortened = 1.0 - 1e-6;
   const double edge = table.GetVoxelSize();
-  trelSurfaceSlab slab = {};
+  std::vector<trelSurfaceSlab> slabs;
   for (int reach = longestReach; reach > 0; --reach) {
     trelVoxelRange range;
     for (int a = 0; a < 3; ++a) {
@@ -83,11 +108,13 @@ static trelSurfaceSlab MakeSlabOf(const int block[3], int longestReach, const tr
       range.Last[a] = std::min(2 * block[a] + 1 + reach, table.GetSize(a) - 1);
     }
     near.Collect(range);
-    if (near.IsEmpty()) break;
-    slab = near.MakeSlab(shortened * reach * edge);
-    if (slab.High - slab.Low < edge) break;
+    std::vector<trelSurfaceSlab> found = near.MakeSlabs(shortened * reach * edge);
+    if (found.empty()) break;
+    slabs = std::move(found);
+    const auto isFlat = [&](const trelSurfaceSlab& slab) { return slab.High - slab.Low < edge; };
+    if (std::all_of(slabs.begin(), slabs.end(), isFlat)) break;
   }
-  return slab;
+  return slabs;
 }
 
 void trelSurfaceSlabs::Build(const trelVoxelTable& table,
@@ -101,13 +128,15 @@ void trelSurfaceSlabs::Build(const trelVoxelTable& table,
   Columns = static_cast<std::size_t>(blocks.Last[2]) + 1;
   Places.assign((static_cast<std::size_t>(blocks.Last[0]) + 1) * Rows * Columns, -1);
   Slabs.clear();
+  Starts.assign(1, 0);
   trelNearTriangles near(table);
   VisitVoxels(blocks, [&](const int block[3]) {
     const std::size_t first = table.CellOf(2 * block[0], 2 * block[1], 2 * block[2]);
     if (clearance[first] > longestReach + 1) return;
-    const trelSurfaceSlab slab = MakeSlabOf(block, longestReach, table, near);
-    if (!(slab.Reach > 0.0f)) return;
-    Places[BlockOf(block[0], block[1], block[2])] = static_cast<std::int32_t>(Slabs.size());
-    Slabs.push_back(slab);
+    const std::vector<trelSurfaceSlab> slabs = MakeSlabsOf(block, longestReach, table, near);
+    if (slabs.empty()) return;
+    Places[BlockOf(block[0], block[1], block[2])] = static_cast<std::int32_t>(Starts.size()) - 1;
+    Slabs.insert(Slabs.end(), slabs.begin(), slabs.end());
+    Starts.push_back(static_cast<std::uint32_t>(Slabs.size()));
   });
 }

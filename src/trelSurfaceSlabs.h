@@ -7,7 +7,7 @@
 
 #include "trelVoxelTable.h"
 
-/** Two parallel planes between which all triangles near a block of voxels lie. */
+/** Two parallel planes between which all triangles of a surface near a block of voxels lie. */
 struct trelSurfaceSlab
 {
   /** The least and the largest of the scalar products of Normal with the triangles' points, mm;
@@ -44,6 +44,31 @@ struct trelSurfaceSlab
   }
 };
 
+/** The slabs of a block of voxels, one for each pair of regions that triangles part there. */
+struct trelSlabStack
+{
+  const trelSurfaceSlab* First = nullptr;
+  const trelSurfaceSlab* End = nullptr;
+
+  bool IsEmpty() const { return First == End; }
+  /** How much of the way, which starts in the block, no triangle lies on, mm. 0 proves nothing. */
+  double FindClearLength(const trelWay& way) const
+  {
+    double length = way.Length;
+    for (const trelSurfaceSlab* slab = First; slab != End; ++slab)
+      length = std::min(length, slab->FindClearLength(way));
+    return length;
+  }
+  /** A lower bound of the distance, mm, of a point of the block from any triangle. */
+  double BoundDistance(const trelVector& point) const
+  {
+    double bound = First->Reach;
+    for (const trelSurfaceSlab* slab = First; slab != End; ++slab)
+      bound = std::min(bound, slab->BoundDistance(point));
+    return bound;
+  }
+};
+
 /**
  * @class   trelSurfaceSlabs
  * @brief   the slabs of those blocks of a voxel table that lie near triangles
@@ -58,11 +83,13 @@ public:
   /** Makes the slabs; @p clearance is the Chebyshev number of voxels to the nearest one with
    *  triangles, by voxel. May throw std::bad_alloc. */
   void Build(const trelVoxelTable& table, const std::vector<std::uint8_t>& clearance);
-  /** That of a voxel's block; null if it has none. */
-  const trelSurfaceSlab* Find(const int voxel[3]) const
+  /** Those of a voxel's block; empty if it has none. */
+  trelSlabStack Find(const int voxel[3]) const
   {
     const std::int32_t place = Places[BlockOf(voxel[0] / 2, voxel[1] / 2, voxel[2] / 2)];
-    return place < 0 ? nullptr : &Slabs[static_cast<std::size_t>(place)];
+    if (place < 0) return {};
+    const std::uint32_t* const start = &Starts[static_cast<std::size_t>(place)];
+    return {Slabs.data() + start[0], Slabs.data() + start[1]};
   }
 
 private:
@@ -73,7 +100,8 @@ private:
   }
 
   std::size_t Rows = 0, Columns = 0;
-  std::vector<std::int32_t> Places;  ///< by block, the last axis fastest; -1 for none
+  std::vector<std::int32_t> Places;   ///< by block, the last axis fastest; -1 for none
+  std::vector<std::uint32_t> Starts;  ///< of the stacks in Slabs, and their end
   std::vector<trelSurfaceSlab> Slabs;
 };
 

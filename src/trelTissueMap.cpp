@@ -25,6 +25,7 @@ bool trelTissueMap::Build(const trelMedium& medium, double cells)
     if (!complete) return false;
     WidenBoxes();
     TakeConvexOutermost();
+    FindOnlyMesh();
     if (Mesh) {
       FillGridOfMesh();
     } else {
@@ -111,6 +112,14 @@ void trelTissueMap::WidenBoxes()
     body.Box.Low.Z = -HUGE_VAL;
     body.Box.High.Z = HUGE_VAL;
   }
+}
+
+void trelTissueMap::FindOnlyMesh()
+{
+  if (Mesh) OnlyMesh = &Mesh->GetCrossings();
+  const bool isInside = Bodies.size() == 2 && Convex.IsKnown && Bodies.front().IsMesh;
+  if (isInside)
+    OnlyMesh = &static_cast<const trelTraceableMesh*>(Bodies.front().Shape)->GetCrossings();
 }
 
 /** Of a convex shape with room beside what rounding takes. */
@@ -238,10 +247,11 @@ std::int32_t trelTissueMap::FindTissueLeft(const trelRay& ray, trelTissueChange*
  *  it crosses none. Where two are crossed at one place the outermost comes first. */
 const trelTissueMap::Body* trelTissueMap::FindFirstCrossing(const trelRay& ray, std::size_t rivals,
                                                             double after, double limit,
-                                                            trelHit* hit, bool within) const
+                                                            trelHit* hit, bool within,
+                                                            std::int32_t* behind) const
 {
   const Body* first = nullptr;
-  if (Mesh) return Mesh->FindRegionCrossing(ray, after, limit, hit) ? &Outermost() : first;
+  if (Mesh) return Mesh->FindRegionCrossing(ray, after, limit, hit, behind) ? &Outermost() : first;
   const trelBoxSearch search(ray, after);
   const auto ask = [&](const Body& body) {
     const double last = first ? hit->Distance : limit;
@@ -259,8 +269,9 @@ const trelTissueMap::Body* trelTissueMap::FindFirstCrossing(const trelRay& ray, 
 }
 
 /** From the hit on @p first: turns the normal along the ray, finds the tissue behind all that lies
- *  at the place, the reach that this took and, of the outermost shape, the face. */
-void trelTissueMap::LookBehind(const trelRay& ray, const Body& first,
+ *  at the place, the reach that this took and, of the outermost shape, the face. @p region is the
+ * one that the crossing of a tetrahedral mesh leads into, if it is known. */
+void trelTissueMap::LookBehind(const trelRay& ray, const Body& first, std::int32_t region,
                                trelTissueChange* change) const
 {
   trelHit& hit = change->Hit;
@@ -274,6 +285,12 @@ void trelTissueMap::LookBehind(const trelRay& ray, const Body& first,
   const double atOfMeshes = behind(ReachOfMeshes * Diagonal);
   const double at = behind(ReachOf(first));
   trelHit next;
+  if (Mesh && region != trelMeshCrossings::NotKnown &&
+      !Mesh->FindRegionCrossing(ray, hit.Distance, at, &next)) {
+    change->Tissue = region;
+    if (region < 0) FindOuterFace(ray, change);
+    return;
+  }
   // Behind a crossing of a mesh one is on the other side, unless the next one is as near.
   const bool isKnown =
       first.IsMesh && !Mesh && !first.Shape->FindCrossing(ray, hit.Distance, atOfMeshes, &next);
@@ -281,12 +298,16 @@ void trelTissueMap::LookBehind(const trelRay& ray, const Body& first,
   // The longer reach counts where a mesh takes part.
   if (HasMeshes && !first.IsMesh && FindTissueOn(ray, at) != change->Tissue)
     change->Reach = ReachOfMeshes * Diagonal;
+  if (change->Tissue < 0 && (&first != &Outermost() || Mesh)) FindOuterFace(ray, change);
+}
+
+/** Sets the face of a change that leads out of the medium to that of the outermost body there. */
+void trelTissueMap::FindOuterFace(const trelRay& ray, trelTissueChange* change) const
+{
   trelHit outer;
-  if (change->Tissue < 0 && (&first != &Outermost() || Mesh) &&
-      Outermost().Shape->FindCrossing(ray, hit.Distance - change->ReachAlong(ray.Direction),
-                                      HUGE_VAL, &outer)) {
-    hit.Face = outer.Face;
-  }
+  if (Outermost().Shape->FindCrossing(ray, change->Hit.Distance - change->ReachAlong(ray.Direction),
+                                      HUGE_VAL, &outer))
+    change->Hit.Face = outer.Face;
 }
 
 /** The change to another tissue that was passed unseen on the way to @p after: its surface is the
@@ -319,8 +340,10 @@ bool trelTissueMap::FindChange(const trelRay& ray, std::int32_t tissue, double a
     return true;
   }
   const std::size_t rivals = CountRivals(tissue);
-  while (const Body* first = FindFirstCrossing(ray, rivals, after, limit, &found.Hit, within)) {
-    LookBehind(ray, *first, &found);
+  std::int32_t region = trelMeshCrossings::NotKnown;
+  while (const Body* first =
+             FindFirstCrossing(ray, rivals, after, limit, &found.Hit, within, &region)) {
+    LookBehind(ray, *first, region, &found);
     if (found.Tissue != tissue) {
       *change = found;
       return true;
@@ -355,7 +378,7 @@ bool trelTissueMap::FindEntry(const trelRay& ray, trelTissueChange* change) cons
     if (!(Dot(entry.Hit.Normal, ray.Direction) < 0.0)) continue;
     trelTissueChange found = entry;
     if (back) found.Hit.Distance = -found.Hit.Distance;
-    LookBehind(ray, Outermost(), &found);
+    LookBehind(ray, Outermost(), trelMeshCrossings::NotKnown, &found);
     if (found.Tissue < 0) continue;
     *change = found;
     return true;

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "trelMeshCrossings.h"
 #include "trelTissueOverlap.h"
 #include "trelTissueReach.h"
 #include "trelVector.h"
@@ -179,6 +180,14 @@ public:
   /** Whether the way, whose start lies in @p tissue, is known to meet no change; false proves
    *  nothing. */
   bool IsClear(const trelWay& way, std::int32_t tissue, trelClearance* clearance) const;
+  /** The same of a way beside the only mesh, sooner; false proves nothing. */
+  bool IsClearBesideMesh(const trelWay& way, trelClearance* clearance) const
+  {
+    double bound = 0.0;
+    if (!OnlyMesh || !StaysWithin(way.To) || !OnlyMesh->IsClearOfSlabs(way, &bound)) return false;
+    clearance->Radius = bound - Margin;
+    return true;
+  }
   /** What rounding may make of a distance between points of the medium, mm. */
   double GetMargin() const { return Margin; }
 
@@ -230,10 +239,13 @@ private:
     return i < Rivals.size() ? Rivals[i] : 0;
   }
   void TakeConvexOutermost();
+  void FindOnlyMesh();
+  void FindOuterFace(const trelRay& ray, trelTissueChange* change) const;
   double BoundInnerDistance(const trelVector& point, double bound) const;
   double ReachOf(const Body& body) const;
   const Body* FindFirstCrossing(const trelRay& ray, std::size_t rivals, double after, double limit,
-                                trelHit* hit, bool within = false) const;
+                                trelHit* hit, bool within = false,
+                                std::int32_t* behind = nullptr) const;
   /** Where the point lies in the grid, in cells; false beside it. */
   bool FindCell(const trelVector& point, trelVector* cell) const
   {
@@ -248,7 +260,8 @@ private:
   std::int32_t FindFirstHolder(const trelVector& point, Question holds) const;
   std::int32_t FindTissueOn(const trelRay& ray, double at, double atOfMeshes,
                             const Body* crossed = nullptr, bool isIn = false) const;
-  void LookBehind(const trelRay& ray, const Body& first, trelTissueChange* change) const;
+  void LookBehind(const trelRay& ray, const Body& first, std::int32_t region,
+                  trelTissueChange* change) const;
   void MakeChangeBefore(const trelRay& ray, double after, trelTissueChange* change) const;
   bool StartsInside(const trelRay& ray) const;
   double ComputeMargin() const;
@@ -265,6 +278,8 @@ private:
   /** By tissue or region. */
   std::vector<double> Measures;
   const trelMCTetrahedron* Mesh = nullptr;
+  /** Of the mesh beside which there is nothing but a convex outermost body; else null. */
+  const trelMeshCrossings* OnlyMesh = nullptr;
   trelConvexBody Convex;
   double Diagonal = 0.0;
   double Margin = 0.0;  ///< what rounding may make of a distance between points, mm

@@ -16,6 +16,7 @@
 #endif
 
 #include "trelExitRecorder.h"
+#include "trelLaneKernel.h"
 #include "trelProgramSignals.h"
 #include "trelRunDriver.h"
 #include "trelRunMerge.h"
@@ -123,9 +124,17 @@ static void DescribeExits(CLI::App& app, trelRunOptions& options, trelrunWords& 
            ->check(CLI::Range(1, 1 << 30))});
 }
 
+/** The program, and what of the processor it makes use of. */
+static std::string NameVersion()
+{
+  const std::string lanes = std::to_string(GetLaneCount());
+  return std::string(programName) + "\npackets side by side: " + lanes + " (" + GetLaneTarget() +
+         ")";
+}
+
 static void Describe(CLI::App& app, trelRunOptions& options, trelrunWords& words)
 {
-  app.set_version_flag("--version", programName);
+  app.set_version_flag("--version", NameVersion());
   CLI::Option* model = app.add_option("MODEL.trl", options.Model, "The parameter file");
   app.add_option("-o,--output", options.Base,
                  "Base name of the result files (default: the model's, in the current folder);"

@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
+#include <random>
 
 #include "meshSamples.h"
 #include "testModel.h"
@@ -12,6 +14,7 @@
 #include "trelMCTetrahedron.h"
 #include "trelMCTriangleMesh.h"
 #include "trelOpticalSimulationFilter.h"
+#include "trelPacketSteps.h"
 #include "trelPlaneDetector.h"
 
 // The same body as analytic shapes, as triangles and as tetrahedra. All lie about (5, 5, 5).
@@ -229,5 +232,116 @@ TEST(MeshRun, PacketsThatCannotBeLaunchedAreCountedAndReported)
                 testing::HasSubstr("300 of 300 packets could not be launched"));
     EXPECT_EQ(run[0].GetTransmitPhotonNum() + run[0].GetAbsorpPhotonNum(), 0);
     EXPECT_EQ(Light(run[0]), 0.0);
+  }
+}
+
+/** Keeps how each packet ends. With @p plain steps it traces as its base does, else by the loop
+ * that can be asked after each step, and so has none. */
+template <bool plain>
+class EndsVRMC final : public trelDiffuseVRMC
+{
+  trelTypeMacro(EndsVRMC, trelDiffuseVRMC)
+
+public:
+  inline static std::vector<double> Ends;
+
+protected:
+  void TraceAnalytic(trelPacket& p, ThreadState& state) override
+  {
+    plain ? trelDiffuseVRMC::TraceAnalytic(p, state)
+          : TakeSteps<trelShapeGeometry, trelClassicRules>(p, state, Model, state, [] {});
+    Keep(p, state);
+  }
+  void TraceTetrahedral(trelPacket& p, ThreadState& state) override
+  {
+    using Rules = trelClassicTetrahedralRules;
+    plain ? trelDiffuseVRMC::TraceTetrahedral(p, state)
+          : TakeSteps<trelTetrahedralGeometry, Rules>(p, state, Model, state, [] {});
+    Keep(p, state);
+  }
+
+private:
+  static void Keep(const trelPacket& p, const ThreadState& state)
+  {
+    const double end[] = {p.Position.X,
+                          p.Position.Y,
+                          p.Position.Z,
+                          p.Direction.X,
+                          p.Direction.Y,
+                          p.Direction.Z,
+                          p.Weight,
+                          p.PathLength,
+                          p.FlyTime,
+                          p.StepSize,
+                          p.StepLeft,
+                          double(p.StepCount),
+                          double(p.TissueIndex),
+                          p.Boundary.IndexNext,
+                          double(state.RandomIndex)};
+    Ends.insert(Ends.end(), std::begin(end), std::end(end));
+  }
+};
+
+/** A model of any kind of body, grid, domains and limits, by the streams of a number. */
+static void BuildAny(TestModel& m, unsigned number)
+{
+  std::mt19937 stream(number);
+  const auto among = [&](std::initializer_list<double> values) {
+    return values.begin()[stream() % values.size()];
+  };
+  const auto optics = [&] {
+    const double g = among({0.0, 0.01, 0.9, -0.5, 1.0});
+    return Optics{among({0.0, 0.05, 2.0}), among({0.02, 1.0, 10.0}), g, among({1.3, 1.4, 1.5})};
+  };
+  if (number % 4 == 0) {
+    BuildTetrahedra(m);
+  } else if (number % 4 == 1) {
+    BuildMeshInCube(m);
+  } else {
+    const ShapeType kinds[] = {ShapeCube, ShapeCylinder, ShapeEllipsoid};
+    m.AddTissue(MakeShape(kinds[stream() % 3], {5, 5, 5}, {6, 5, 5}), optics());
+    m.AddTissue(MakeShape(kinds[stream() % 3], {5, 4, 6}, {2, 1, 2}), optics());
+    m.AddTissue(MakeShape(kinds[stream() % 3], {6, 6, 4}, {2, 1, 1}), optics());
+  }
+  if (stream() % 2) m->SetAbsorptionCoordinate(CoordinateCylindrical);
+  m->SetSeparations(0.7, among({1.0, 30.0}), 1.3, 0.6, among({360.0, 10.0, 51.4, 0.5}), 30);
+  m->SetContinuousWave(stream() % 4 != 0);
+  m->SetTimeDomain(stream() % 4 == 0);
+  m->SetFrequencyDomain(stream() % 4 == 0);
+  m->SetTimeRange(0, 100, 10);
+  m->SetFrequency(200);
+  m->SetSaveAbsorption(stream() % 8 != 0);
+  m->SetStepNumberMax(stream() % 3 ? 1000000 : 29);
+  m->SetFlyTimeMax(among({50, 1e6, 1e6}));
+  // Along the axis of the cells, or from a ball.
+  stream() % 2 ? m.AddPencilBeam(5, 5, 0, 200)
+               : m.AddSource(MakeShape(ShapeEllipsoid, {5, 5, 5}, {1, 1, 1}), 200);
+}
+
+/** The ends of its packets, and all cells. */
+template <bool plain>
+static std::vector<double> RunToTheEnds(unsigned number)
+{
+  std::vector<double>& ends = EndsVRMC<plain>::Ends;
+  ends.clear();
+  TestModel model;
+  BuildAny(model, number);
+  Traced<EndsVRMC<plain>> run(model);
+  EXPECT_GT(ends.size(), 1000u);
+  for (int i = 0; i < NumberOfGridDomains * NumberOfGrids; ++i) {
+    const auto domain = trelGridDomain(i / NumberOfGrids);
+    const trelGrid* grid = run[0].GetGrid(domain, trelGridId(i % NumberOfGrids));
+    if (grid)
+      ends.insert(ends.end(), grid->GetCells(), grid->GetCells() + grid->GetNumberOfCells());
+  }
+  return ends;
+}
+
+TEST(MeshRun, PlainStepsAreThoseOfTheGeneralLoopToTheLastBit)
+{
+  for (unsigned number = 0; number < 60; ++number) {
+    const auto ends = RunToTheEnds<true>(number), expected = RunToTheEnds<false>(number);
+    ASSERT_EQ(ends.size(), expected.size()) << number;
+    EXPECT_EQ(std::memcmp(ends.data(), expected.data(), ends.size() * sizeof(double)), 0) << number;
   }
 }

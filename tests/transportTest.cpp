@@ -172,6 +172,43 @@ TEST_F(TransportTest, OneAzimuthBinForTheTurnAnswersAsTheAngleDoes)
   }
 }
 
+TEST_F(TransportTest, CellsOfACylinderFoundWithoutTheArcCosineAreThoseFoundWithIt)
+{
+  trelGridWindow window;
+  window.Bins[GridR] = {0.0, 9.0, 0.5, 18};
+  window.Bins[GridZ] = {-5.0, 5.0, 1.0, 10};
+  int found = 0;
+  const auto compare = [&](double x, double y, double z) {
+    const double position[3] = {x, y, z};
+    std::size_t cell = 0, expected = 0;
+    if (!(IsFullRing(window.Bins[GridA]) ? LocateCylinderWithin<true>(window, position, &cell)
+                                         : LocateCylinderWithin<false>(window, position, &cell)))
+      return;
+    ++found;
+    ASSERT_TRUE((LocateCell<GridR, GridA, GridZ>(window, position, &expected))) << x << " " << y;
+    ASSERT_EQ(cell, expected) << x << " " << y;
+  };
+  const trelGridBins turns[] = {{0.0, 360.0, 360.0, 1},  {0.0, 360.0, 10.0, 36},
+                                {0.0, 360.0, 51.4, 7},   {5.0, 365.0, 360.0, 1},
+                                {100.0, 200.0, 7.0, 14}, {0.0, 360.0, 0.01, 36000}};
+  for (const trelGridBins& turn : turns) {
+    window.Bins[GridA] = turn;
+    found = 0;
+    for (int i = 0; i < 50000; ++i) {
+      const double angle = 2.0 * Pi * Numbers.NextRandom(), r = 10.0 * Numbers.NextRandom();
+      compare(r * std::cos(angle), r * std::sin(angle), 12.0 * Numbers.NextRandom() - 6.0);
+    }
+    EXPECT_GT(found, 9000) << turn.Separation;
+    for (const double d : {0.0, 1e-300, 1e-160, 1e-18, 1e-9, 3e-6, -1e-12, -1e-6, -1e-5, -1e-4}) {
+      for (int border = 0; border <= 360; ++border) {
+        const double angle = border * RadiansPerDegree + d;
+        for (const double r : {2.3, d})
+          compare(r * std::cos(angle), r * std::sin(angle), 0.0);
+      }
+    }
+  }
+}
+
 /** A cube of 20 mm with a cube of 4 mm in it and a clear one aside, ready for single steps. */
 class StepTest : public TransportTest
 {

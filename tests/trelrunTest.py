@@ -445,6 +445,8 @@ def test_the_manual(folder):
     rows = [row for row in (ROOT / "docs/trelrun.md").read_text().split("\n") if row.startswith("| `-")]
     told = set(re.findall(r"--[a-z-]+", " ".join(row.split(" | ")[0] for row in rows)))
     expect(options == told - {"--help"}, sorted(options ^ (told - {"--help"})))
+    done = subprocess.run([folder.program, "--version"], capture_output=True, text=True, check=True)
+    expect(re.fullmatch(r"trelrun \S+\npackets side by side: [1-8] \(\w+\)\n", done.stdout), done.stdout)
     page = Path(folder.program).with_name("trelrun.1")
     if page.exists():
         terms = set(re.findall(r"--[a-z-]+", page.read_text().replace("\\-", "-")))
