@@ -563,7 +563,7 @@ private:
 void trelExactMonteCarlo::TracePackets(const Batch& batch, int thread, trelExactTally& tally)
 {
   Supplier supplier(*this, batch, tally);
-  const bool isAlone = Pilot || Lanes < 0;
+  const bool isAlone = Pilot || Lanes < 0 || GetLaneCount() == 0;
   while (true) {
     ChooseLoop(thread, tally);
     if (!isAlone && trelPacketLanes::CanFly(Model, tally)) break;
