@@ -465,7 +465,6 @@ void trelExactMonteCarlo::PrepareTally(int thread, bool isAlone, trelExactTally&
     tally.Tables = &NoTables;
     return;
   }
-  tally.Trace = ChooseTrace(tally, Model);
   tally.Tables = &Tables[Tables.size() > 1 ? static_cast<std::size_t>(thread) : 0];
   tally.Result = Output;
   tally.Counter = &Control->GetCounter(thread);
