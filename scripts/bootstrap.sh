@@ -25,6 +25,7 @@ build|cmake|has_cmake_3_25
 build|libcli11-dev|compiles c++ '#include <CLI/CLI.hpp>' -std=c++17 -E
 build|nlohmann-json3-dev|compiles c++ '#include <nlohmann/json.hpp>' -E
 build|libnetcdf-dev|compiles c++ '#include <netcdf.h>' -E
+build|libhwy-dev|compiles c++ '#include <hwy/highway.h>' -std=c++17 -E
 build|go-md2man|command -v go-md2man
 build|python3|command -v python3
 build|libmd-dev|compiles c++ '#include <sha2.h>' -E

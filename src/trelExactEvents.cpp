@@ -6,8 +6,9 @@
 #include "trelMediumResult.h"
 #include "trelSimulationResult.h"
 
-void trelExactTally::SelectRecord(std::int32_t spectrum)
+void trelExactTally::TakeRecord(std::int32_t spectrum)
 {
+  Selected = spectrum;
   const auto index = static_cast<std::size_t>(spectrum);
   Grids = Tables->GetMedium(index);
   FiberGrids = Tables->GetFibers(index);

@@ -42,7 +42,15 @@ struct trelExactTally : trelPacketScores
   trelSimulationResult* Result = nullptr;
 
   /** Directs scores to the record of a spectrum. */
-  void SelectRecord(std::int32_t spectrum);
+  void SelectRecord(std::int32_t spectrum)
+  {
+    if (spectrum != Selected) TakeRecord(spectrum);
+  }
+
+private:
+  TREL_RARE void TakeRecord(std::int32_t spectrum);
+
+  std::int32_t Selected = -1;
 };
 
 /** Ends the packet and enters what is left of it in the ledger. */

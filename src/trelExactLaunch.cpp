@@ -34,6 +34,8 @@ void trelExactLaunch::PrepareDirections(const trelLightSource& source)
   DeflectionMin = IntegrateSine(min);
   DeflectionSpan = IntegrateSine(max) - DeflectionMin;
   TurnAxes(source.GetDirection());
+  IsParallel = AzimuthSpan == 0.0 && (Planar || DeflectionSpan == 0.0);
+  Direction = FindDirection(0.0, 0.0);
 }
 
 /** Takes +z to the direction (x, y, z) by the shortest rotation, about (-y, x, 0): with
@@ -115,10 +117,17 @@ bool trelExactLaunch::DrawRay(trelUniformNumbers& numbers, trelRay* ray) const
 
 trelVector trelExactLaunch::DrawDirection(trelUniformNumbers& numbers) const
 {
-  const double turns = AzimuthMin + numbers.NextRandom() * AzimuthSpan;
+  const double turns = numbers.NextRandom();
+  const double part = Planar ? 0.0 : numbers.NextRandom();
+  return IsParallel ? Direction : FindDirection(turns, part);
+}
+
+trelVector trelExactLaunch::FindDirection(double turnsPart, double deflectionPart) const
+{
+  const double turns = AzimuthMin + turnsPart * AzimuthSpan;
   const trelUnitCircle azimuth = PointOfTurn(turns - std::floor(turns));
   if (Planar) return {azimuth.Cosine, azimuth.Sine, 0.0};
-  const double drawn = DeflectionMin + numbers.NextRandom() * DeflectionSpan;
+  const double drawn = DeflectionMin + deflectionPart * DeflectionSpan;
   const double whole = std::floor(0.5 * drawn);
   const double f = drawn - 2.0 * whole;
   const double side = std::fmod(whole, 2.0) == 0.0 ? 1.0 : -1.0;

@@ -99,6 +99,7 @@ private:
   void PrepareDirections(const trelLightSource& source);
   void TurnAxes(const trelVector& direction);
   trelVector DrawDirection(trelUniformNumbers& numbers) const;
+  trelVector FindDirection(double turnsPart, double deflectionPart) const;
   bool DrawPoint(trelUniformNumbers& numbers, trelVector* point) const;
   bool DrawGaussianPoint(trelUniformNumbers& numbers, trelVector* point) const;
   bool TryWideProfile(trelUniformNumbers& numbers, double offset[2]) const;
@@ -118,6 +119,9 @@ private:
   double AzimuthMin = 0.0, AzimuthSpan = 0.0;        ///< turns
   double DeflectionMin = 0.0, DeflectionSpan = 0.0;  ///< F
   trelVector Axes[3];                                ///< those that the angles count from
+  /** All packets start in one direction. */
+  bool IsParallel = false;
+  trelVector Direction;
 };
 
 #endif

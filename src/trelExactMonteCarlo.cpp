@@ -465,7 +465,6 @@ void trelExactMonteCarlo::PrepareTally(int thread, bool isAlone, trelExactTally&
     tally.Tables = &NoTables;
     return;
   }
-  tally.Trace = ChooseTrace(tally, Model);
   tally.Tables = &Tables[Tables.size() > 1 ? static_cast<std::size_t>(thread) : 0];
   tally.Result = Output;
   tally.Counter = &Control->GetCounter(thread);
@@ -563,7 +562,7 @@ private:
 void trelExactMonteCarlo::TracePackets(const Batch& batch, int thread, trelExactTally& tally)
 {
   Supplier supplier(*this, batch, tally);
-  const bool isAlone = Pilot || Lanes < 0;
+  const bool isAlone = Pilot || Lanes < 0 || GetLaneCount() == 0;
   while (true) {
     ChooseLoop(thread, tally);
     if (!isAlone && trelPacketLanes::CanFly(Model, tally)) break;

@@ -1,5 +1,7 @@
 #include "trelLaneKernel.h"
 
+#ifndef TREL_WITHOUT_LANES
+
 #include <algorithm>
 #include <cmath>
 
@@ -731,6 +733,22 @@ const char* GetLaneTarget()
 int GetLaneCount()
 {
   return HWY_DYNAMIC_DISPATCH(CountOnTarget)();
+}
+
+#endif
+
+#else
+
+void FlyLanes(trelPacketLanes& /*lanes*/, int /*asked*/) {}
+
+const char* GetLaneTarget()
+{
+  return "none";
+}
+
+int GetLaneCount()
+{
+  return 0;
 }
 
 #endif

@@ -15,7 +15,7 @@ void FlyLanes(trelPacketLanes& lanes, int asked);
 
 /** The instruction set that is used. */
 const char* GetLaneTarget();
-/** How many packets it takes side by side. */
+/** How many packets it takes side by side; 0 if the program was built without. */
 int GetLaneCount();
 
 #endif

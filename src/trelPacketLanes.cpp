@@ -77,7 +77,6 @@ void trelPacketLanes::Fill(int lane)
 {
   const unsigned bit = 1U << lane;
   Active &= ~bit;
-  Selected = -1;
   if (!Supplier.TakeNext(&Packets[lane], &Numbers[lane])) {
     State.Interaction[lane] = 1.0;
     State.Depth[lane] = infinity;
@@ -174,10 +173,7 @@ void trelPacketLanes::GoOn(int lane)
 
 void trelPacketLanes::SelectRecord(int lane)
 {
-  const std::int32_t spectrum = Packets[lane].WavelengthIndex;
-  if (spectrum == Selected) return;
-  Tally.SelectRecord(spectrum);
-  Selected = spectrum;
+  Tally.SelectRecord(Packets[lane].WavelengthIndex);
 }
 
 /** What answers most questions near a mesh. */

@@ -116,7 +116,6 @@ private:
   trelPacketSupplier& Supplier;
   const void* Steps = nullptr;
   unsigned Active = 0;
-  std::int32_t Selected = -1;  ///< the spectrum that the tally scores
   trelExactPacket Packets[MaximumLanes];
   trelPacketNumbers Numbers[MaximumLanes];
 };
