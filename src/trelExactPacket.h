@@ -22,8 +22,9 @@ struct trelExactPacket : trelPacket
   double Interaction;
   /** What lies ahead by less, mm, the packet stands on and has passed. */
   double Skip;
-  /** Whichever way the packet goes, nothing changes within this distance, mm, but for the surface of
-   *  a convex outermost body: what its path since has left of the last bound that was asked for. */
+  /** Whichever way the packet goes, nothing changes within this distance, mm, but for the surface
+   * of a convex outermost body: what its path since has left of the last bound that was asked for.
+   */
   double Clear;
   /** The last segment ended within rounding of a surface: it may lie beside its tissue. */
   bool IsUnsure;
