@@ -228,27 +228,38 @@ static double BoundDistanceFrom(const trelTracedTriangle& triangle,
   return bound;
 }
 
+/** The voxels that come within @p near, half an edge at most, of a point in the voxel @p index;
+ *  @p border gets how far it is from any other at least. */
+trelVoxelRange trelMeshCrossings::FindNearVoxels(const trelVector& point, const int index[3],
+                                                 double near, double* border) const
+{
+  const double size = Table->GetVoxelSize();
+  const trelBox voxel = Table->GetBox(index);
+  trelVoxelRange range;
+  *border = HUGE_VAL;
+  for (int a = 0; a < 3; ++a) {
+    const double toLow = point[a] - voxel.Low[a], toHigh = voxel.High[a] - point[a];
+    const int low = toLow < near ? 1 : 0, high = toHigh < near ? 1 : 0;
+    range.First[a] = std::max(index[a] - low, 0);
+    range.Last[a] = std::min(index[a] + high, Table->GetSize(a) - 1);
+    *border = std::min({*border, toLow + low * size, toHigh + high * size});
+  }
+  return range;
+}
+
 /**
  * A lower bound for a point with triangles in its voxel or beside it. All triangles of the voxels
  * that lie near are looked at; others are farther away than the borders of these. Near is what is
- * wanted, and some more that later steps may use.
+ * wanted and some more, which later steps may use.
  */
 double trelMeshCrossings::BoundNearTriangles(const trelVector& point, const int index[3],
                                              double wanted) const
 {
-  const double size = Table->GetVoxelSize();
-  const trelBox voxel = Table->GetBox(index);
   constexpr double more = 1.5;
-  const double near = std::min(0.5 * size, more * wanted);
-  double bound = HUGE_VAL;
-  trelVoxelRange range;
-  for (int a = 0; a < 3; ++a) {
-    const double toLow = point[a] - voxel.Low[a], toHigh = voxel.High[a] - point[a];
-    const bool takesLow = toLow < near, takesHigh = toHigh < near;
-    range.First[a] = std::max(index[a] - (takesLow ? 1 : 0), 0);
-    range.Last[a] = std::min(index[a] + (takesHigh ? 1 : 0), Table->GetSize(a) - 1);
-    bound = std::min({bound, takesLow ? toLow + size : toLow, takesHigh ? toHigh + size : toHigh});
-  }
+  const double half = 0.5 * Table->GetVoxelSize();
+  const double near = wanted > 0.0 ? std::min(half, more * wanted) : half;
+  double bound = 0.0;
+  const trelVoxelRange range = FindNearVoxels(point, index, near, &bound);
   if (!(bound > wanted)) return 0.0;
   VisitVoxels(range, [&](const int other[3]) {
     const std::size_t cell = Table->CellOf(other[0], other[1], other[2]);

@@ -113,6 +113,8 @@ private:
   int FindNetCrossing(const trelMeshCrossing* first, int count, const RegionOf& regionOf) const;
   int ListFirstPlace(const trelRay& ray, Surfaces surfaces, trelCrossingList& list) const;
   std::int32_t FindRegionByCrossings(const trelRay& ray, double at) const;
+  trelVoxelRange FindNearVoxels(const trelVector& point, const int index[3], double near,
+                                double* border) const;
   double BoundNearTriangles(const trelVector& point, const int index[3], double wanted) const;
   template <class Visit>
   void Walk(const trelRay& ray, double after, double limit, Visit visit) const;

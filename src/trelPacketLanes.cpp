@@ -20,40 +20,53 @@ bool trelPacketLanes::CanFly(const trelExactModel& model, const trelExactTally& 
   return !tally.Observer && model.Elements.IsEmpty() && model.Dimension == Dimension3D;
 }
 
-/** All spectra are scored on the same axes. */
 static bool HaveSameBins(const trelGridBins& a, const trelGridBins& b)
 {
   return a.Minimum == b.Minimum && a.Maximum == b.Maximum && a.Separation == b.Separation &&
          a.Count == b.Count;
 }
 
+/** Whether two spectra are scored alike. */
+static bool HaveSameAxes(const trelScoreTable& a, const trelScoreTable& b)
+{
+  bool isSame = a.AbsorptionGrid == b.AbsorptionGrid && a.TakesFluence() == b.TakesFluence() &&
+                HaveSameBins(a.Window.Time, b.Window.Time);
+  for (int axis = 0; axis < NumberOfGridAxes; ++axis)
+    isSame = isSame && HaveSameBins(a.Window.Bins[axis], b.Window.Bins[axis]);
+  return isSame;
+}
+
+/** Whether all grids are there that plain steps score in. */
+static bool HasAllGrids(const trelScoreTarget& target, const trelExactModel& model)
+{
+  return (!model.DomainCW || target.CW) && (!model.DomainTD || target.TD) &&
+         (!model.DomainFD || (target.FDReal && target.FDImag));
+}
+
 void trelPacketLanes::ResolveGrid()
 {
   if (!Model.SaveAbsorption) return;
   const trelScoreTable* first = nullptr;
+  bool isSame = true;
   for (std::int32_t spectrum = 0; spectrum < Model.NumberOfSpectra; ++spectrum) {
     const trelScoreTable* table = Tally.Tables->GetMedium(static_cast<std::size_t>(spectrum));
     if (!table || !table->Absorption.Locate) continue;
     if (!first) first = table;
-    bool isSame = table->AbsorptionGrid == first->AbsorptionGrid &&
-                  HaveSameBins(table->Window.Time, first->Window.Time) &&
-                  table->TakesFluence() == first->TakesFluence();
-    for (int axis = 0; axis < NumberOfGridAxes; ++axis)
-      isSame = isSame && HaveSameBins(table->Window.Bins[axis], first->Window.Bins[axis]);
-    if (!isSame) Grid.Cells = trelLaneGrid::Others;
+    isSame = isSame && HaveSameAxes(*table, *first) && HasAllGrids(table->Absorption, Model);
   }
-  if (!first || Grid.Cells == trelLaneGrid::Others) return;
-  const trelScoreTarget& target = first->Absorption;
-  const bool isWhole = (!Model.DomainCW || target.CW) && (!Model.DomainTD || target.TD) &&
-                       (!Model.DomainFD || (target.FDReal && target.FDImag));
-  const trelGridWindow& window = first->Window;
+  if (!first) return;
   Grid.Cells = trelLaneGrid::Others;
-  if (!isWhole) return;
-  if (first->AbsorptionGrid == AbsorptionXYZ) {
+  if (isSame) TakeGrid(*first);
+}
+
+void trelPacketLanes::TakeGrid(const trelScoreTable& table)
+{
+  const trelGridWindow& window = table.Window;
+  if (table.AbsorptionGrid == AbsorptionXYZ) {
     Grid.Cells = trelLaneGrid::Boxes;
     for (int axis = 0; axis < 3; ++axis)
       Grid.Bins[axis] = window.Bins[axis];
-  } else if (first->AbsorptionGrid == AbsorptionRAZ) {
+  } else if (table.AbsorptionGrid == AbsorptionRAZ) {
     Grid.Cells = IsWholeTurn(window.Bins[GridA]) ? trelLaneGrid::Rings : trelLaneGrid::Sectors;
     Grid.Bins[0] = window.Bins[GridR];
     Grid.Bins[1] = window.Bins[GridZ];
@@ -61,8 +74,8 @@ void trelPacketLanes::ResolveGrid()
     std::copy_n(window.Center, 2, Grid.Center);
   }
   Time = window.Time;
-  NumberOfCells = first->Absorption.NumberOfCells;
-  TakesFluence = first->TakesFluence();
+  NumberOfCells = table.Absorption.NumberOfCells;
+  TakesFluence = table.TakesFluence();
 }
 
 void trelPacketLanes::Begin(int lanes, const void* steps)

@@ -105,6 +105,7 @@ public:
 
 private:
   void ResolveGrid();
+  void TakeGrid(const trelScoreTable& table);
   void Fill(int lane);
   void Load(int lane);
   void Store(int lane);

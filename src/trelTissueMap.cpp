@@ -495,7 +495,12 @@ void trelTissueMap::FillGrid()
   const double step = 1.0 / PerStep.X;
   Quantum = step / quantaOfCell;
   ToCorner = 0.5 * step * std::sqrt(Planar ? 2.0 : 3.0) + Margin;
-  const double most = 256.0 * Quantum;
+  const auto tell = [&](const trelVector& center) {
+    const double most = 256.0 * Quantum;
+    const double distance =
+        Convex.IsKnown ? BoundInnerDistance(center, most) : BoundDistance(center);
+    return static_cast<std::uint8_t>(std::min(shortened * distance / Quantum, 255.0));
+  };
   const auto size = static_cast<std::ptrdiff_t>(Cells.X);
   Safe.reserve(static_cast<std::size_t>(size * Rows * Columns));
   for (std::ptrdiff_t i = 0; i < size; ++i) {
@@ -503,10 +508,7 @@ void trelTissueMap::FillGrid()
       for (std::ptrdiff_t k = 0; k < Columns; ++k) {
         const trelVector index = {static_cast<double>(i) + 0.5, static_cast<double>(j) + 0.5,
                                   Planar ? 0.0 : static_cast<double>(k) + 0.5};
-        const trelVector center = Low + step * index;
-        const double distance =
-            shortened * (Convex.IsKnown ? BoundInnerDistance(center, most) : BoundDistance(center));
-        Safe.push_back(static_cast<std::uint8_t>(std::min(distance / Quantum, 255.0)));
+        Safe.push_back(tell(Low + step * index));
       }
     }
   }
