@@ -328,7 +328,8 @@ static std::vector<double> RunToTheEnds(unsigned number)
   BuildAny(model, number);
   Traced<EndsVRMC<plain>> run(model);
   EXPECT_GT(ends.size(), 1000u);
-  for (int i = 0; i < NumberOfGridDomains * NumberOfGrids; ++i) {
+  for (int i = 0; i < static_cast<int>(NumberOfGridDomains) * static_cast<int>(NumberOfGrids);
+       ++i) {
     const auto domain = trelGridDomain(i / NumberOfGrids);
     const trelGrid* grid = run[0].GetGrid(domain, trelGridId(i % NumberOfGrids));
     if (grid)
