@@ -1,0 +1,16 @@
+"""Light in tissue by Monte Carlo: models, runs, results and pictures.
+
+The physics is that of the program ``trelrun``, which is started as a process: nothing here computes
+how light moves, and nothing here reads a model in another way than that program does.
+"""
+
+from .errors import MissingPackage, ModelError, RunError, TrelError
+from .model import Description
+
+
+class Model(Description):
+    """A model of tissue, light sources and detectors, and what is done with it."""
+
+
+__all__ = ["MissingPackage", "Model", "ModelError", "RunError", "TrelError"]
+__version__ = "2.2.0"

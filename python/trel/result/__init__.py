@@ -1,0 +1,1 @@
+"""Results: datasets with axes, units and errors, and what is derived from them."""

@@ -1,0 +1,1 @@
+"""Runs: trelrun as a child process, its progress and its end."""
