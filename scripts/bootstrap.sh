@@ -2,13 +2,19 @@
 # Installs what is missing of the tools that the other scripts need, by apt-get, as root or with
 # sudo. If nothing is missing it does nothing and does not touch the network.
 #
-# Usage: scripts/bootstrap.sh GROUP...   (build plot test tsan format lint long bench windows docs)
+# Usage: scripts/bootstrap.sh GROUP...
+#        (build python test tsan format lint long bench windows docs package)
 set -euo pipefail
 
 compiles() { # compiles COMPILER SOURCE OPTION...
     local compiler=$1 source=$2
     shift 2
     printf '%s\n' "$source" | "$compiler" -x c++ - -o /dev/null "$@" >/dev/null 2>&1
+}
+
+# By the interpreter that Debian's packages belong to: another Python on the PATH has none of them.
+imports() { # imports MODULE
+    /usr/bin/python3 -c "import $1"
 }
 
 has_cmake_3_25() {
@@ -29,19 +35,36 @@ build|libhwy-dev|compiles c++ '#include <hwy/highway.h>' -std=c++17 -E
 build|go-md2man|command -v go-md2man
 build|python3|command -v python3
 build|libmd-dev|compiles c++ '#include <sha2.h>' -E
-plot|gnuplot-nox|command -v gnuplot
-plot|python3|command -v python3
+python|python3-numpy|imports numpy
+python|python3-xarray|imports xarray
+python|python3-netcdf4|imports netCDF4
+python|python3-matplotlib|imports matplotlib
+python|python3-jinja2|imports jinja2
+package|dpkg-dev|command -v dpkg-shlibdeps
 test|python3|command -v python3
 test|netcdf-bin|command -v ncdump
-test|python3-xarray python3-netcdf4|/usr/bin/python3 -c 'import xarray, netCDF4'
+test|python3-pytest|imports pytest
+test|python3-hypothesis|imports hypothesis
+test|python3-meshio|imports meshio
+test|python3-scipy|imports scipy
+test|python3-venv|imports ensurepip
+test|python3-setuptools|imports setuptools
+test|python3-wheel|imports wheel
+test|flake8|imports flake8
+test|mypy|imports mypy
+test|pydocstyle|imports pydocstyle
 test|libgtest-dev libgmock-dev|compiles c++ '#include <gmock/gmock.h>' -E
 tsan|clang libomp-dev libclang-rt-dev|compiles clang++ 'int main() {}' -fopenmp -fsanitize=thread
 format|clang-format|command -v clang-format
 lint|clang-tidy|command -v clang-tidy
 long|dieharder|command -v dieharder
+long|python3-vtk9|imports vtkmodules
+long|python3-nibabel|imports nibabel
+long|octave octave-netcdf|octave-cli --norc --eval 'pkg load netcdf'
 docs|doxygen|command -v doxygen
 windows|g++-mingw-w64-x86-64-posix|command -v x86_64-w64-mingw32-g++-posix
 bench|python3|command -v python3
+bench|python3-matplotlib|imports matplotlib
 bench|valgrind|command -v valgrind
 END
 }

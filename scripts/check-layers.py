@@ -1,15 +1,19 @@
 #!/usr/bin/env python3
-"""Holds the sources to the architecture that src/subsystems.cmake declares.
+"""Holds the sources to the architecture: that of src/ as src/subsystems.cmake declares it, and that of
+the Python package.
 
 Refuses: a file of src/ that belongs to no subsystem or to two, a subsystem that uses a higher one
 or itself, an include of a subsystem that may not be used, classes that include each other in a circle,
 a guard that is not the file's name, a class in a header of another name, and a table in
-src/README.md that does not tell the same.
+src/README.md that does not tell the same. Of the package a part that imports one to its right, a library
+beyond the four that it always needs, imported otherwise than when it is used, and a module of more than 400
+lines.
 
 Usage: check-layers.py           prints what is wrong; exit status 1 if anything is
        check-layers.py --update  rewrites the table in src/README.md
 """
 
+import ast
 import re
 import sys
 from pathlib import Path
@@ -23,6 +27,11 @@ OUTSIDE = {"main.cpp", "trelrunMain.cpp", "trelrunJson.h", "trelrunJson.cpp",
            "trelProgramSignals.h", "trelProgramSignals.cpp"}
 TABLE_START = "<!-- subsystems: written by scripts/check-layers.py --update -->"
 TABLE_END = "<!-- end of subsystems -->"
+# The parts of the package from left to right: each imports only what stands left of it.
+PACKAGE = ROOT / "python" / "trel"
+PARTS = ["errors", "program", "model", "run", "result", "plot", "export", "optics", "__init__", "tools"]
+LIBRARIES = {"numpy", "xarray", "netCDF4", "matplotlib", "mpl_toolkits"}
+MOST_LINES = 400
 
 
 class Subsystem:
@@ -148,6 +157,51 @@ def check_names(subsystems):
                     yield f"src/{unit}.h: class {name} belongs in {name}.h"
 
 
+def imported(path, module):
+    """Line and name of what a module imports: trel.PART, or as others name it."""
+    package = module if path.stem == "__init__" else module[:-1]
+    for node in ast.walk(ast.parse(path.read_text(), str(path))):
+        if isinstance(node, ast.Import):
+            yield from ((node.lineno, alias.name) for alias in node.names)
+        elif isinstance(node, ast.ImportFrom):
+            above = package[:len(package) - node.level + 1] if node.level else []
+            base = above + (node.module.split(".") if node.module else [])
+            for alias in node.names if base == ["trel"] else [None]:
+                yield node.lineno, ".".join(base + [alias.name] if alias else base)
+
+
+def check_import(part, name):
+    """What is wrong with an import of that name by that part, or None."""
+    words = name.split(".")
+    if words[0] != "trel":
+        known = words[0] in LIBRARIES or words[0] in sys.stdlib_module_names
+        return None if known else f"{name} is imported, not needed when used (trel.errors.need)"
+    other = words[1] if words[1:] and words[1] in PARTS else "__init__"
+    if other != part and PARTS.index(other) >= PARTS.index(part):
+        return f"{part} may not use {other} ({name})"
+    return None
+
+
+def check_package(_):
+    """Parts of the package import only what is left of them."""
+    for path in sorted(PACKAGE.rglob("*.py")):
+        place = path.relative_to(ROOT)
+        lines = len(path.read_text().splitlines())
+        if lines > MOST_LINES:
+            yield f"{place}: {lines} lines, more than {MOST_LINES}"
+        module = ["trel", *path.relative_to(PACKAGE).with_suffix("").parts]
+        if path.stem == "__init__":
+            module = module[:-1]
+        part = (module + ["__init__"])[1]
+        if part not in PARTS:
+            yield f"{place}: trel.{part} is no part of the package"
+            continue
+        for line, name in imported(path, module):
+            problem = check_import(part, name)
+            if problem:
+                yield f"{place}:{line}: {problem}"
+
+
 def table(subsystems):
     lines = [TABLE_START, "| Subsystem | What it is | Files, in reading order | May use |",
              "| --- | --- | --- | --- |"]
@@ -179,7 +233,7 @@ def main():
         print("src/subsystems.cmake declares no subsystem")
         return 1
     checks = (check_order, check_membership, check_includes, check_circles, check_names,
-              check_readme)
+              check_readme, check_package)
     problems = [problem for check in checks for problem in check(subsystems)]
     print("\n".join(problems) if problems else f"{len(subsystems)} subsystems: layers are kept")
     return 1 if problems else 0

@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Builds and runs all tests: optimised, and under the sanitizers.
+# Builds and runs all tests: optimised, and under the sanitizers. Those of the Python package run once, in
+# the optimised build, by /usr/bin/python3: another Python on the PATH has none of Debian's packages.
 #
 # Usage: scripts/test.sh [PRESET...]   (of CMakePresets.json; default: release asan tsan)
 #        scripts/test.sh long          those, the linter on all files, and the tests that take long
@@ -14,7 +15,7 @@ fi
 presets=("$@")
 [ $# -gt 0 ] || presets=(release asan tsan)
 
-scripts/bootstrap.sh build test tsan format lint ${long:+long}
+scripts/bootstrap.sh build python package test tsan format lint ${long:+long}
 
 echo "== format"
 git ls-files '*.h' '*.cpp' | xargs clang-format --dry-run -Werror
@@ -31,6 +32,9 @@ for preset in "${presets[@]}"; do
     fi
     cmake --build --preset "$preset" --parallel "$(nproc)"
     ctest --preset "$preset"
+    if [ "$preset" = release ]; then
+        sed -n '/slowest 10 durations/,/ passed/p' "build/$preset/Testing/Temporary/LastTest.log"
+    fi
 done
 if [ -n "$long" ]; then
     for preset in release-long asan-long; do

@@ -47,7 +47,8 @@ def check(path: str | os.PathLike[str], *options: str) -> dict[str, Any]:
 def findings_of(told: dict[str, Any]) -> tuple[Finding, ...]:
     """List the findings in what ``check`` returned, the errors first."""
     found = [
-        Finding(f["severity"], f["line"], f["text"], f.get("remedy") or "") for f in told["findings"]
+        Finding(f["severity"], f["line"], f["text"], f.get("remedy") or "")
+        for f in told["findings"]
     ]
     return tuple(sorted(found, key=lambda finding: finding.severity != "error"))
 
