@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """Measures what a scattering costs in models of growing size, and draws it.
 
 Usage: bench/scaling.py [--build DIR] [--runs N] [--work DIR] [--series NAME...]
@@ -16,12 +16,16 @@ import argparse
 import itertools
 import math
 import runpy
-import subprocess
 import sys
 from pathlib import Path
 from types import SimpleNamespace
 
-from run import RULES, ROOT, Bench
+import matplotlib
+
+matplotlib.use("Agg")
+import matplotlib.pyplot as plt  # noqa: E402
+
+from run import RULES, ROOT, Bench  # noqa: E402
 
 meshes = SimpleNamespace(**runpy.run_path(str(ROOT / "scripts" / "make-meshes.py")))
 SCATTERINGS = 150000  # of a run under valgrind, and RATED as many of one for its time
@@ -114,38 +118,30 @@ def print_table(name, rows):
             [f"{row['MB', n]:.0f}" for n in names]) + " |", flush=True)
 
 
-COLOURS = {"classic": 'lc rgb "#b0722d"', "exact": 'lc rgb "#1f5fa8"'}
-PANELS = [  # from above: the label, how the axis is set, the key, title and line of each curve
-    ("instructions per scattering", "set yrange [0:*]",
-     [(("count", name), name, f"{colour} pt 7") for name, colour in COLOURS.items()]),
-    ("CPU ns per scattering", "set yrange [0:*]",
-     [(("ns", name, threads), f"{name}, threads: {threads}", f"{colour} pt {pt} dt {threads}")
-      for name, colour in COLOURS.items() for threads, pt in ((1, 7), (2, 6))]),
-    ("s before the first packet", "set logscale y; set yrange [1e-3:10]",
-     [(("ahead", name), name, f"{colour} pt 7") for name, colour in COLOURS.items()])]
+COLOURS = {"classic": "#b0722d", "exact": "#1f5fa8"}
+PANELS = [  # from above: the label, how the axis is set, the key, name and style of each curve
+    ("instructions per scattering", {"ylim": (0, None)},
+     [(("count", name), name, {"color": colour, "marker": "o"}) for name, colour in COLOURS.items()]),
+    ("CPU ns per scattering", {"ylim": (0, None)},
+     [(("ns", name, threads), f"{name}, threads: {threads}", {"color": colour, "marker": "o", **style})
+      for name, colour in COLOURS.items()
+      for threads, style in ((1, {}), (2, {"linestyle": "--", "markerfacecolor": "none"}))]),
+    ("s before the first packet", {"yscale": "log", "ylim": (1e-3, 10)},
+     [(("ahead", name), name, {"color": colour, "marker": "o"}) for name, colour in COLOURS.items()])]
 
 
 def draw(picture, results):
-    script = [f"""set terminal pngcairo size 1320,900 font ",10"
-set output "{picture}"
-set multiplot layout {len(PANELS)},{len(results)}
-set logscale x
-set format x "10^{{%T}}"
-set tics out nomirror
-set grid ytics lc rgb "#dddddd"
-set key above maxcols 2 samplen 1.5
-set datafile missing "nan"
-"""]
-    for label, axis, curves in PANELS:
-        for name, rows in results:
-            lines = [f'"-" using 1:2 with linespoints {style} title "{title}"'
-                     for _, title, style in curves]
-            numbers = ["".join(f"{row['size']} {row[key]}\n" for row in rows) + "e\n"
-                       for key, _, _ in curves]
-            low, high = rows[0]["size"] / 2, rows[-1]["size"] * 2
-            script.append(f'{axis}\nset xrange [{low}:{high}]\nset xlabel "{name}"\nset ylabel "{label}"\n'
-                          f'plot {", ".join(lines)}\n{"".join(numbers)}')
-    subprocess.run(["gnuplot"], input="\n".join(script), text=True, check=True)
+    figure, panels = plt.subplots(len(PANELS), len(results), squeeze=False, layout="constrained",
+                                  figsize=(13.2, 9))
+    for row, (label, axis, curves) in zip(panels, PANELS):
+        for axes, (name, rows) in zip(row, results):
+            for key, title, style in curves:
+                axes.plot([row["size"] for row in rows], [row[key] for row in rows], label=title, **style)
+            axes.set(xscale="log", xlabel=name, ylabel=label, **axis)
+            axes.set_xlim(rows[0]["size"] / 2, rows[-1]["size"] * 2)
+            axes.grid(axis="y", color="#dddddd")
+            axes.legend(loc="upper center", bbox_to_anchor=(0.5, 1.25), ncol=2, fontsize=8, frameon=False)
+    figure.savefig(picture, dpi=100)
 
 
 def parse_arguments():
