@@ -6,11 +6,26 @@ how light moves, and nothing here reads a model in another way than that program
 
 from .errors import MissingPackage, ModelError, RunError, TrelError
 from .model import Description
+from .result import open  # noqa: A004
+from .run import Runnable, RunInterrupted, run_file
+from .run import runnable as _runnable
+
+# A run does not know what opens its results: results know how runs are made.
+_runnable.open_result = open
 
 
-class Model(Description):
+class Model(Description, Runnable):
     """A model of tissue, light sources and detectors, and what is done with it."""
 
 
-__all__ = ["MissingPackage", "Model", "ModelError", "RunError", "TrelError"]
+__all__ = [
+    "MissingPackage",
+    "Model",
+    "ModelError",
+    "RunError",
+    "RunInterrupted",
+    "TrelError",
+    "open",
+    "run_file",
+]
 __version__ = "2.2.0"
