@@ -1,1 +1,10 @@
-"""Pictures of models and results."""
+"""Pictures of models and results: each returns its axes, and takes ``ax=`` to draw on others."""
+
+from .curves import profile, time_curve
+from .ledger import ledger
+from .maps import camera, difference, phase, slice, surface
+from .mesh import mesh
+
+__all__ = [
+    "camera", "difference", "ledger", "mesh", "phase", "profile", "slice", "surface", "time_curve",
+]
