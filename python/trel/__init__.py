@@ -5,12 +5,13 @@ how light moves, and nothing here reads a model in another way than that program
 """
 
 from .errors import MissingPackage, ModelError, RunError, TrelError
-from .model import Description
+from .model import Description, Shape, Tissue
 
 
 class Model(Description):
     """A model of tissue, light sources and detectors, and what is done with it."""
 
 
-__all__ = ["MissingPackage", "Model", "ModelError", "RunError", "TrelError"]
+__all__ = ["MissingPackage", "Model", "ModelError", "RunError", "Shape", "Tissue",
+           "TrelError"]
 __version__ = "2.2.0"
