@@ -31,8 +31,8 @@ class Description(Media, Lights, Detection, Properties):
         """Read a model file.
 
         Comments are kept ahead of the block that they stand in. A ModelError tells the line of what
-        ``trelrun`` refuses, and of what could not be kept: words without a meaning, a second line of
-        the same keyword.
+        ``trelrun`` refuses, and of what could not be kept: words without a meaning, a second line
+        of the same keyword.
         """
         told = program.check(path)
         program.raise_if_wrong(told, path)
@@ -49,7 +49,8 @@ class Description(Media, Lights, Detection, Properties):
         """Write the model, and meshes that it scales or moves beside it; return the path."""
         full = Path(path).absolute()
         text = self.text(full.parent, full.stem)
-        shapes = [part.shape for part in (*self.tissues, *self.sources)]
+        shapes = [tissue.shape for tissue in self.tissues]
+        shapes += [source.shape for source in self.sources]
         place_meshes(shapes, str(full.parent), full.stem)
         full.write_text(text, encoding="utf-8", errors="surrogateescape")
         return full

@@ -146,7 +146,7 @@ class Lights(Fields):
         if self.settings.dimension == 3:
             return (0.0, 0.0, -1.0)
         outer = self._outer_shape()
-        return (outer.box()[0][0] - 1.0 if outer else 0.0, 0.0)
+        return (outer.corners()[0][0] - 1.0 if outer else 0.0, 0.0)
 
     def _straight(self, direction: Sequence[float] | None) -> dict[str, Any]:
         """Angles of a beam; in the plane the azimuth says it all."""
@@ -175,7 +175,7 @@ class Lights(Fields):
         wide = values.numbers("radius", radius, "mm", count, least=0)
         if not any(wide):
             return Shape.point(middle)
-        return (Shape.ellipsoid if count == 3 else Shape.ellipse)(wide, middle)
+        return Shape.ellipsoid(wide, middle) if count == 3 else Shape.ellipse(wide, middle)
 
     def _shine(self, shape: Shape, energy: Any, packets: Any, at: Any, **fields: Any) -> Self:
         listed = self.wavelengths if at is None else values.wavelength_list(at)

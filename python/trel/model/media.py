@@ -46,7 +46,7 @@ class Media(Fields):
                 raise values.refuse("layer", layer, "(thickness mm, mua 1/mm, mus 1/mm, g, n)")
             below = depth + values.number("thickness", layer[0], "mm", above=0)
             place = Shape.cylinder(radius, below - depth, (0, 0, (depth + below) / 2))
-            tissues.append(Tissue(place, *layer[1:], name=name))
+            tissues.append(Tissue.of(place, *layer[1:], name=name))
             depth = below
         # The first layer is what the others leave of the whole, which the outermost tissue is.
         tissues[0] = replace(tissues[0], shape=Shape.cylinder(radius, depth, (0, 0, depth / 2)))
@@ -103,9 +103,10 @@ class Media(Fields):
     @classmethod
     def tetrahedra(cls, file: str | os.PathLike[str], regions: Sequence[Sequence[Any]], *,
                    names: Sequence[str] | None = None, wavelengths: Any = 650) -> Self:
-        """Make a medium of tetrahedra (am, mesh) with ``(mua, mus, g, n)`` for each region.
+        """Make a medium of tetrahedra from a file (am, mesh).
 
-        Coefficients as of ``box``; lengths in the file are mm, and cells are of 1 mm.
+        ``regions`` has ``(mua, mus, g, n)`` of each region in turn, coefficients as of ``box``.
+        Lengths in the file are mm, and cells are of 1 mm.
         """
         model = cls(wavelengths=values.wavelength_list(wavelengths), mesh=mesh_path(file),
                     settings=Settings(absorption=(True, "cartesian"), surface=(True, "cartesian")))
@@ -115,7 +116,7 @@ class Media(Fields):
         for region, name in zip(regions, told):
             if not hasattr(region, "__len__") or len(region) != 4:
                 raise values.refuse("region", region, "(mua 1/mm, mus 1/mm, g, n)")
-            model = model.add(Tissue(Shape("tetrahedron"), *region, name=name))
+            model = model.add(Tissue.of(Shape("tetrahedron"), *region, name=name))
         return model
 
     def add(self, tissue: Tissue) -> Self:

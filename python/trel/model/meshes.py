@@ -15,8 +15,8 @@ from .parts import Shape
 
 def placed_name(shape: Shape, stem: str) -> str:
     """Return the name of the file that a scaled or moved mesh gets beside a model."""
-    key = repr((shape.path, shape.scale, shape.move))
-    return f"{stem}-{Path(shape.path or '').stem}-{hashlib.sha256(key.encode()).hexdigest()[:8]}.off"
+    key = hashlib.sha256(repr((shape.path, shape.scale, shape.move)).encode()).hexdigest()
+    return f"{stem}-{Path(shape.path or '').stem}-{key[:8]}.off"
 
 
 def place_meshes(shapes: Iterable[Shape | None], folder: str, stem: str) -> None:

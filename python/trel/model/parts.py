@@ -48,7 +48,7 @@ class Shape:
         """Whether the mesh is not as its file has it."""
         return self.scale != 1.0 or any(self.move)
 
-    def box(self) -> tuple[tuple[float, ...], tuple[float, ...]]:
+    def corners(self) -> tuple[tuple[float, ...], tuple[float, ...]]:
         """Return the lower and the upper corner, mm; not of a mesh."""
         if self.half is None:
             raise values.refuse("shape", self.kind, "a shape whose extent the model has")
@@ -147,11 +147,14 @@ class Tissue:
             name=values.one_word("name", self.name))
 
         if self.shape and self.shape.half is not None:
-            values.point("extent of the tissue", self.shape.half, "mm", len(self.shape.half), above=0)
+            half = self.shape.half
+            values.point("extent of the tissue", half, "mm", len(half), above=0)
 
     @classmethod
-    def _in(cls, shape: Shape, name: str, *coefficients: Any) -> Tissue:
-        return cls(shape, *coefficients, name=name)
+    def of(cls, shape: Shape | None, mua: Any, mus: Any, g: Any, n: Any, *,
+           name: str = "tissue") -> Tissue:
+        """Make a tissue of any shape; coefficients as of ``box``."""
+        return cls(shape, mua, mus, g, n, name)
 
     @classmethod
     def box(cls, size: Numbers, mua: Numbers, mus: Numbers, g: Numbers, n: Numbers, *,
@@ -162,7 +165,7 @@ class Tissue:
         ``mua`` and ``mus`` in 1/mm, ``g`` from -1 to 1, ``n`` from 1: a number, or one for each
         wavelength.
         """
-        return cls._in(Shape.box(size, center), name, mua, mus, g, n)
+        return cls.of(Shape.box(size, center), mua, mus, g, n, name=name)
 
     @classmethod
     def cylinder(cls, radius: Numbers, height: float, mua: Numbers, mus: Numbers, g: Numbers,
@@ -172,7 +175,7 @@ class Tissue:
 
         ``center`` in mm; coefficients as of ``box``.
         """
-        return cls._in(Shape.cylinder(radius, height, center), name, mua, mus, g, n)
+        return cls.of(Shape.cylinder(radius, height, center), mua, mus, g, n, name=name)
 
     @classmethod
     def ellipsoid(cls, radius: Numbers, mua: Numbers, mus: Numbers, g: Numbers, n: Numbers, *,
@@ -181,7 +184,7 @@ class Tissue:
 
         ``center`` in mm; coefficients as of ``box``.
         """
-        return cls._in(Shape.ellipsoid(radius, center), name, mua, mus, g, n)
+        return cls.of(Shape.ellipsoid(radius, center), mua, mus, g, n, name=name)
 
     @classmethod
     def surface(cls, file: str | os.PathLike[str], mua: Numbers, mus: Numbers, g: Numbers,
@@ -191,19 +194,19 @@ class Tissue:
 
         ``scale`` in mm per unit of the file, ``move`` in mm; coefficients as of ``box``.
         """
-        return cls._in(Shape.mesh(file, scale, move), name, mua, mus, g, n)
+        return cls.of(Shape.mesh(file, scale, move), mua, mus, g, n, name=name)
 
     @classmethod
     def rectangle(cls, size: Numbers, mua: Numbers, mus: Numbers, g: Numbers, n: Numbers, *,
                   center: Sequence[float] = (0, 0), name: str = "tissue") -> Tissue:
         """Make a rectangle of ``size`` (x, y), mm, in a model of the plane."""
-        return cls._in(Shape.rectangle(size, center), name, mua, mus, g, n)
+        return cls.of(Shape.rectangle(size, center), mua, mus, g, n, name=name)
 
     @classmethod
     def ellipse(cls, radius: Numbers, mua: Numbers, mus: Numbers, g: Numbers, n: Numbers, *,
                 center: Sequence[float] = (0, 0), name: str = "tissue") -> Tissue:
-        """Make an ellipse of a radius or of semi-axes along x and y, mm, in a model of the plane."""
-        return cls._in(Shape.ellipse(radius, center), name, mua, mus, g, n)
+        """Make an ellipse of a radius or of semi-axes along x and y, mm, in the plane."""
+        return cls.of(Shape.ellipse(radius, center), mua, mus, g, n, name=name)
 
 
 @dataclass(frozen=True)

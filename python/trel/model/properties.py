@@ -53,7 +53,7 @@ class Properties(Fields):
         return (True, told) if told != "off" else (False, before[1] if before else "cartesian")
 
     def gates(self, start: float, end: float, step: float) -> Self:
-        """Save results by time of flight too, in gates of ``step`` from ``start`` to ``end``, ps."""
+        """Save results by time of flight, too: gates of ``step`` from ``start`` to ``end``, ps."""
         self._refuse_glow("gates")
         first = values.number("start", start, "ps", least=0)
         last = values.number("end", end, "ps, behind the start", above=first)

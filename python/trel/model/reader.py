@@ -31,7 +31,7 @@ class Line:
     """A line of the file, split into words."""
 
     def __init__(self, number: int, text: str, path: str) -> None:
-        """The number counts from 1."""
+        """Split the line; the number counts from 1."""
         self.number = number
         self.text = text.rstrip("\r")
         self.path = path
@@ -104,7 +104,8 @@ class Block:
 
     def word(self, key: str) -> str | None:
         """Return the word of a keyword, None without it."""
-        return (self.words(key, 1) or [None])[0]
+        words = self.words(key, 1)
+        return words[0] if words else None
 
     def whole(self, key: str) -> int | None:
         """Return the whole number of a keyword, None without it."""
@@ -132,7 +133,7 @@ class Reader:
     """Sorts the lines of a file into the blocks that they belong to."""
 
     def __init__(self, path: str) -> None:
-        """Of a file that ``trelrun`` can read."""
+        """Take the lines of a file that ``trelrun`` can read."""
         with open(path, encoding="utf-8", errors="surrogateescape", newline="") as file:
             text = file.read()
         self.lines = [Line(i + 1, t, path) for i, t in enumerate(text.split("\n"))]

@@ -82,7 +82,7 @@ def _widest(axis: str, outer: Shape | None) -> tuple[float, float]:
     if outer is None or outer.half is None:
         raise values.refuse(axis, None, "x, y, z and radius all together: the extent of the "
                             "medium is in its mesh (mm)")
-    low, high = outer.box()
+    low, high = outer.corners()
     if axis == "radius":
         return 0.0, max(outer.half[:2])
     at = "xyz".index(axis)

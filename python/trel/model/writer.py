@@ -43,7 +43,7 @@ class Writer:
     """Writes a model for a folder, from which paths in it start."""
 
     def __init__(self, model: Description, folder: str, stem: str) -> None:
-        """The stem is that of the model's file: scaled meshes are named after it."""
+        """Take the stem of the model's file: scaled meshes are named after it."""
         self.model = model
         self.folder = folder
         self.stem = stem
