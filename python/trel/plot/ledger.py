@@ -18,8 +18,9 @@ PARTS = ("by ", "in the grid", "dyes, ", "converted by", "conversion's")
 def ledger(ds: xr.Dataset, *, wavelength: float | None = None, ax: Axes | None = None) -> Axes:
     """Draw the ledger of a wavelength (nm; without it the first) as bars.
 
-    They are in the unit of the sources' energy. Dark bars add up to what was launched, light ones are parts of the dark one above them; lines of
-    nothing are left out. Each bar has its standard error as a whisker, and both as numbers.
+    They are in the unit of the sources' energy. Dark bars add up to what was launched, light ones
+    are parts of the dark one above them; lines of nothing are left out. Each bar has its standard
+    error as a whisker, and both as numbers.
     """
     quantity = pick(ds, choose(ds, None, ["ledger_weight"]), wavelength)
     weights = quantity.value.to_numpy()

@@ -121,7 +121,7 @@ def difference(
     at: float | None = None, *, limit: float = 5, wavelength: float | None = None,
     time: float | None = None, ax: Axes | None = None,
 ) -> Axes:
-    """Draw in a plane by how many standard errors of the difference a cell of one exceeds the other.
+    """Draw in a plane by how many standard errors the cells of one exceed those of the other.
 
     Both are results, or derived Datasets, with the same axes; the other arguments are those of
     ``slice``. The colours end at ``limit`` standard errors to each side. Cells whose errors are not
@@ -133,7 +133,7 @@ def difference(
             raise ValueError(f"the two have different cells along {axis}")
     _refuse_time(pair[0])
     if any(quantity.error is None for quantity in pair):
-        raise ValueError(f"{pair[0].value.name} has no errors: it takes runs of two batches or more")
+        raise ValueError(f"{pair[0].value.name} has no errors: it takes two batches or more")
     if pair[0].value.ndim > 2:
         pair = [quantity.at(_normal(quantity, normal), at) for quantity in pair]
     errors = np.hypot(*(np.asarray(quantity.error) for quantity in pair))
