@@ -4,7 +4,9 @@ The physics is that of the program ``trelrun``, which is started as a process: n
 how light moves, and nothing here reads a model in another way than that program does.
 """
 
+from . import plot
 from .errors import MissingPackage, ModelError, RunError, TrelError
+from .export import export
 from .model import Description, Shape, Tissue
 from .result import open  # noqa: A004
 from .run import Runnable, RunInterrupted, run_file
@@ -27,7 +29,9 @@ __all__ = [
     "Shape",
     "Tissue",
     "TrelError",
+    "export",
     "open",
+    "plot",
     "run_file",
 ]
 __version__ = "2.2.0"
