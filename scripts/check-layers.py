@@ -158,11 +158,15 @@ def check_names(subsystems):
 
 
 def imported(path, module):
-    """Line and name of what a module imports: trel.PART, or as others name it."""
+    """Line and name of what a module imports: trel.PART, or as others name it. What a module tries to
+    import it can do without."""
     package = module if path.stem == "__init__" else module[:-1]
-    for node in ast.walk(ast.parse(path.read_text(), str(path))):
+    tree = ast.parse(path.read_text(), str(path))
+    tried = {id(inner) for node in ast.walk(tree) if isinstance(node, ast.Try)
+             for part in node.body for inner in ast.walk(part)}
+    for node in ast.walk(tree):
         if isinstance(node, ast.Import):
-            yield from ((node.lineno, alias.name) for alias in node.names)
+            yield from ((node.lineno, alias.name) for alias in node.names if id(node) not in tried)
         elif isinstance(node, ast.ImportFrom):
             above = package[:len(package) - node.level + 1] if node.level else []
             base = above + (node.module.split(".") if node.module else [])
