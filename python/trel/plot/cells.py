@@ -57,7 +57,7 @@ def draw_cells(
     values = quantity.value.transpose(up, right).to_numpy()
     if isinstance(norm, LogNorm):
         values = np.where(values < norm.vmin, norm.vmin, values)
-    edges = [_edges(quantity, axis) for axis in (right, up)]
+    edges = [quantity.edges(axis) for axis in (right, up)]
     names = [textwrap.fill(label_of(quantity.value[axis]), 40) for axis in (right, up)]
     alike = all(quantity.value[axis].attrs.get("units") == "mm" for axis in (right, up))
     if (axis_name(right), axis_name(up)) == ("r", "azimuth"):
@@ -81,19 +81,6 @@ def add_colour_bar(ax: Axes, drawn: Any, label: str, **options: Any) -> None:
 def _rank(axis: str) -> int:
     name = axis_name(axis)
     return TO_THE_RIGHT.index(name) if name in TO_THE_RIGHT else len(TO_THE_RIGHT)
-
-
-def _edges(quantity: Quantity, axis: str) -> np.ndarray:
-    """Borders of the cells: half-way between the middles, if nothing better is known."""
-    edges = quantity.borders[axis]
-    if edges is not None:
-        return edges
-    centres = quantity.value[axis].to_numpy().astype(float)
-    if len(centres) < 2:
-        return np.array([centres[0] - 0.5, centres[0] + 0.5])
-    half = np.diff(centres) / 2
-    middles = centres[:-1] + half
-    return np.concatenate([[centres[0] - half[0]], middles, [centres[-1] + half[-1]]])
 
 
 def _disc(

@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import dataclasses
 import re
+from typing import Any
 
 import numpy as np
 import xarray as xr
@@ -117,40 +118,25 @@ def phase(
 
 
 def difference(
-    one: xr.Dataset, other: xr.Dataset, name: str | None = None, normal: str | None = None,
-    at: float | None = None, *, limit: float = 5, wavelength: float | None = None,
-    time: float | None = None, ax: Axes | None = None,
+    compared: Any, name: str | None = None, normal: str | None = None, at: float | None = None, *,
+    limit: float = 5, wavelength: float | None = None, time: float | None = None,
+    ax: Axes | None = None,
 ) -> Axes:
-    """Draw in a plane by how many standard errors the cells of one exceed those of the other.
+    """Draw in a plane by how many standard errors the cells of one result exceed the other's.
 
-    Both are results, or derived Datasets, with the same axes; the other arguments are those of
-    ``slice``. The colours end at ``limit`` standard errors to each side. Cells whose errors are not
-    known are grey, and those that few batches hit say little.
+    ``compared`` is what ``trel.compare`` returns; the other arguments are those of ``slice``. The
+    colours end at ``limit`` standard errors to each side. Cells that fewer than five batches hit
+    are grey.
     """
-    pair = [pick(ds, choose(ds, name, GRIDS), wavelength, time) for ds in (one, other)]
-    for axis in map(str, pair[0].value.dims):
-        if not _same_axis(pair[0], pair[1], axis):
-            raise ValueError(f"the two have different cells along {axis}")
-    _refuse_time(pair[0])
-    if any(quantity.error is None for quantity in pair):
-        raise ValueError(f"{pair[0].value.name} has no errors: it takes two batches or more")
-    if pair[0].value.ndim > 2:
-        pair = [quantity.at(_normal(quantity, normal), at) for quantity in pair]
-    errors = np.hypot(*(np.asarray(quantity.error) for quantity in pair))
-    apart = pair[0].value.to_numpy() - pair[1].value.to_numpy()
-    with np.errstate(divide="ignore", invalid="ignore"):
-        sigmas = pair[0].value.copy(data=np.where(errors > 0, apart / errors, np.nan))
+    sigmas = compared.sigmas
+    quantity = pick(sigmas, choose(sigmas, name, [*GRIDS, *map(str, sigmas.data_vars)]),
+                    wavelength, time)
+    _refuse_time(quantity)
+    if quantity.value.ndim > 2:
+        quantity = quantity.at(_normal(quantity, normal), at)
     ax = new_axes(ax)
-    label = f"difference of {pair[0].value.attrs.get('long_name', 'the two')} (standard errors)"
-    shown = dataclasses.replace(pair[0], value=sigmas)
-    draw_cells(ax, shown, Normalize(-limit, limit), label, "RdBu_r")
+    draw_cells(ax, quantity, Normalize(-limit, limit), quantity.label, "RdBu_r")
     return ax
-
-
-def _same_axis(one: Quantity, other: Quantity, axis: str) -> bool:
-    if axis not in other.value.dims or len(one.value[axis]) != len(other.value[axis]):
-        return False
-    return bool(np.allclose(one.value[axis], other.value[axis]))
 
 
 def _normal(quantity: Quantity, normal: str | None) -> str:
@@ -163,8 +149,8 @@ def _normal(quantity: Quantity, normal: str | None) -> str:
 
 
 def _refuse_time(quantity: Quantity) -> None:
-    edges = quantity.borders.get("time")
-    if edges is not None:
+    if "time" in quantity.value.dims:
+        edges = quantity.edges("time")
         raise ValueError(f"{quantity.value.name} has time gates: say time= from {edges[0]:g} to "
                          f"{edges[-1]:g} ps")
 

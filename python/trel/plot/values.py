@@ -28,11 +28,24 @@ class Quantity:
         """Name and unit."""
         return label_of(self.value)
 
+    def edges(self, axis: str) -> np.ndarray:
+        """Return the borders of the cells, half-way between the middles if nothing better is known.
+
+        A single middle without borders stands for a cell of 1.
+        """
+        edges = self.borders[axis]
+        if edges is not None:
+            return edges
+        centres = self.value[axis].to_numpy().astype(float)
+        half = np.diff(centres) / 2 if len(centres) > 1 else np.array([0.5])
+        inner = centres[:-1] + half[:len(centres) - 1]
+        return np.concatenate([[centres[0] - half[0]], inner, [centres[-1] + half[-1]]])
+
     def at(self, axis: str, where: float | None) -> Quantity:
         """Cut at the cell that holds ``where`` along an axis, in its unit.
 
-        None: where the middle of the axis is, or the first of a row of numbers without borders. A
-        ValueError tells the range if ``where`` is outside of it.
+        None: where the middle of the axis is, of wavelengths the first. A ValueError tells what
+        there is if ``where`` is outside, or a wavelength that the result does not have.
         """
         index = self._cell(axis, where)
         centre, unit = self.value[axis], unit_of(self.value[axis])
@@ -44,15 +57,14 @@ class Quantity:
         return Quantity(self.value.isel({axis: index}), error, borders, (*self.place, place))
 
     def _cell(self, axis: str, where: float | None) -> int:
-        edges, centres = self.borders[axis], self.value[axis].to_numpy()
-        if edges is None:
-            if where is None:
-                return 0
-            index = int(np.argmin(np.abs(centres - where)))
-            if not np.isclose(centres[index], where):
+        centres = self.value[axis].to_numpy()
+        if axis == "wavelength":
+            index = 0 if where is None else int(np.argmin(np.abs(centres - where)))
+            if where is not None and not np.isclose(centres[index], where):
                 known = ", ".join(f"{centre:g}" for centre in centres)
-                raise ValueError(f"there is no {axis} {where:g}, but {known}")
+                raise ValueError(f"there is no wavelength {where:g} nm, but {known}")
             return index
+        edges = self.edges(axis)
         if where is None:
             where = (edges[0] + edges[-1]) / 2
         if not edges[0] <= where <= edges[-1]:
