@@ -165,8 +165,10 @@ def imported(path, module):
     tried = {id(inner) for node in ast.walk(tree) if isinstance(node, ast.Try)
              for part in node.body for inner in ast.walk(part)}
     for node in ast.walk(tree):
+        if id(node) in tried:
+            continue
         if isinstance(node, ast.Import):
-            yield from ((node.lineno, alias.name) for alias in node.names if id(node) not in tried)
+            yield from ((node.lineno, alias.name) for alias in node.names)
         elif isinstance(node, ast.ImportFrom):
             above = package[:len(package) - node.level + 1] if node.level else []
             base = above + (node.module.split(".") if node.module else [])

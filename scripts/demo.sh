@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Builds the program, runs an example and draws its result.
+# Builds the program, runs an example, and draws its model and its result by the Python package.
 #
 # Usage: scripts/demo.sh   (results in demo-output/)
 set -euo pipefail
@@ -9,26 +9,26 @@ model=examples/limb.trl
 out=demo-output
 result=$out/limb
 
-scripts/bootstrap.sh build plot
+scripts/bootstrap.sh build python
 cmake --preset release -DTREL_BUILD_TESTS=OFF -DTREL_BUILD_BENCH=OFF -DTREL_WERROR=OFF
 cmake --build --preset release --target trelrun --parallel "$(nproc)"
 
 mkdir -p "$out"
-rm -f "$result".*
+rm -f "$result".* "$result"-*
 echo
 echo "Running $model: absorption 0.02/mm, scattering 10/mm, anisotropy 0.9, index 1.40"
-build/release/trelrun "$model" -o "$result" --text --mua 0.02 --mus 10 --g 0.9 --n 1.40 | tee "$result.log"
-for file in "$result.A.CW" "$result.T.CW"; do
-    [ -s "$file" ] || { echo "The run left no $file" >&2; exit 1; }
-done
-scripts/plot-slice.py "$result.A.CW" "$result.png" --normal z --from -15 -15 --cell 0.5 \
-    --title "Absorbed power in the plane z = 0 (per mm^3, of 1 launched)"
+build/release/trelrun "$model" -o "$result" --mua 0.02 --mus 10 --g 0.9 --n 1.40 | tee "$result.log"
+[ -s "$result.nc" ] || { echo "The run left no $result.nc" >&2; exit 1; }
+# By /usr/bin/python3, whose packages Debian's are, whatever other Python is on the PATH.
+python/trel-tools plot "$model" -o "$result-model.png"
+python/trel-tools plot "$result.nc" --what slice --normal z -o "$result-slice.png"
+python/trel-tools plot "$result.nc" --what ledger -o "$result-ledger.png"
 
 cat <<END
 
-The picture:      $PWD/$result.png
-Absorbed power:   $PWD/$result.A.CW
-What left it:     $PWD/$result.T.CW
-The model:        $PWD/$model
-What is in the result files: docs/result-files.md
+The model:        $PWD/$result-model.png, of $PWD/$model
+Absorbed power:   $PWD/$result-slice.png
+Where it went:    $PWD/$result-ledger.png
+The result:       $PWD/$result.nc
+How to draw others: docs/python.md. What is in the result: docs/result-files.md
 END
