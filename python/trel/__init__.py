@@ -6,7 +6,7 @@ how light moves, and nothing here reads a model in another way than that program
 
 from .errors import MissingPackage, ModelError, RunError, TrelError
 from .model import Description
-from .result import open  # noqa: A004
+from .result import Comparison, NotRecorded, compare, open  # noqa: A004
 from .run import Runnable, RunInterrupted, run_file
 from .run import runnable as _runnable
 
@@ -19,12 +19,15 @@ class Model(Description, Runnable):
 
 
 __all__ = [
+    "Comparison",
     "MissingPackage",
     "Model",
     "ModelError",
+    "NotRecorded",
     "RunError",
     "RunInterrupted",
     "TrelError",
+    "compare",
     "open",
     "run_file",
 ]
