@@ -5,7 +5,7 @@ how light moves, and nothing here reads a model in another way than that program
 """
 
 from .errors import MissingPackage, ModelError, RunError, TrelError
-from .model import Description
+from .model import Description, Shape, Tissue
 from .result import Comparison, NotRecorded, compare, open  # noqa: A004
 from .run import Runnable, RunInterrupted, run_file
 from .run import runnable as _runnable
@@ -26,6 +26,8 @@ __all__ = [
     "NotRecorded",
     "RunError",
     "RunInterrupted",
+    "Shape",
+    "Tissue",
     "TrelError",
     "compare",
     "open",

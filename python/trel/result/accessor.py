@@ -15,9 +15,10 @@ from .sensitivity import jacobian_of_cells
 class Results:
     """What is derived from a result of ``trel.open``.
 
-    Methods return a Dataset of ``value`` and ``error``, the standard error, with their units in the
-    attributes; the error is NaN where it is not known. What was not recorded raises ``NotRecorded``,
-    which says how it is. The dimension ``wavelength`` stays: ``.sel(wavelength=650)``.
+    Methods return a Dataset of ``value`` and ``error``, the standard error, with their units in
+    the attributes; the error is NaN where it is not known. What was not recorded raises
+    ``NotRecorded``, which says how it is. The dimension ``wavelength`` stays:
+    ``.sel(wavelength=650)``.
     """
 
     def __init__(self, data: xr.Dataset) -> None:
@@ -34,7 +35,7 @@ class Results:
             all: per area, mm-2, (wavelength, r). Rings need a cylinder as the outermost tissue and
             'transmittancematrix 1 cylindrical'.
         face : None: where the axes of the sources meet the outermost shape; or ``top``, ...: the
-            transmittance of any face, ``list_faces`` of docs/result-files.md.
+            transmittance of any face.
 
         What the surface reflects at once ("specular") is no part of it. Errors come from batches.
         """

@@ -84,7 +84,8 @@ class _Assembly:
             bounds = np.stack([borders[:-1], borders[1:]], axis=1)
             attrs = {"units": units, "bounds": f"{axis}_bounds", "long_name": axis}
             made = made.assign_coords({axis: (axis, bounds.mean(axis=1), attrs)})
-            made[f"{axis}_bounds"] = ((axis, "bounds"), bounds, {"units": units, "long_name": label})
+            attrs = {"units": units, "long_name": label}
+            made[f"{axis}_bounds"] = ((axis, "bounds"), bounds, attrs)
         if self.told["domains"]["fd"]:
             attrs = {"units": "MHz", "long_name": "modulation frequency"}
             made["modulation_frequency"] = ((), self.told["domains"]["fd"], attrs)
@@ -181,8 +182,10 @@ class _Assembly:
         for block in rows:
             name = f"exits{order.index(block.wavelength) + 1}"
             place, time = block.values[:, :3], block.values[:, 3]
-            made[f"{name}_position"] = xr.DataArray(place, dims=(name, "xyz"), attrs={"units": "mm"})
-            made[f"{name}_time"] = xr.DataArray(time, dims=name, attrs={"units": "ps"})
+            made[f"{name}_position"] = xr.DataArray(place, dims=(name, "xyz"))
+            made[f"{name}_time"] = xr.DataArray(time, dims=name)
+            made[f"{name}_position"].attrs = {"units": "mm"}
+            made[f"{name}_time"].attrs = {"units": "ps"}
         return made
 
     def _tissues(self, wavelengths: list[int]) -> dict[str, xr.DataArray]:

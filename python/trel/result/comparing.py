@@ -70,9 +70,9 @@ class Comparison:
 def compare(a: xr.Dataset, b: xr.Dataset, level: float = 0.001) -> Comparison:
     """Tell whether two results differ by more than chance.
 
-    Totals and projections (of grids onto an axis) are compared by Student's t with unequal variances
-    (B. L. Welch, Biometrika 34 (1947) 28), from the scatter of their batches, those of which at
-    least five batches of both have something. Holm's correction (Scand. J. Statist. 6 (1979) 65)
+    Totals and projections (of grids onto an axis) are compared by Student's t with unequal
+    variances (B. L. Welch, Biometrika 34 (1947) 28), from the scatter of their batches, those of
+    which at least five batches of both have something. Holm's correction (Scand. J. Statist. 6 (1979) 65)
     holds the chance of any false alarm among all of them below ``level``. Both runs must be of
     packets of their own, whatever their numbers of packets and batches are.
 
@@ -227,8 +227,8 @@ def _list_grids(a: xr.Dataset, b: xr.Dataset) -> list[str]:
 def _filled_cells(data: xr.Dataset, name: str) -> xr.DataArray:
     """Return how many batches have something in each cell, or no less than that.
 
-    Of k filled batches of B, <x^2> >= <x>^2 B / k (Cauchy), so that with the relative error e of the
-    mean k >= B / (1 + (B - 1) e^2), equal if they have the same.
+    Of k filled batches of B, <x^2> >= <x>^2 B / k (Cauchy), so that with the relative error e of
+    the mean k >= B / (1 + (B - 1) e^2), equal if they have the same.
     """
     if f"{name}_batches" in data:
         return (data[f"{name}_batches"] != 0).sum("batch")

@@ -12,7 +12,7 @@ from .origin import ask
 from .quantity import NotRecorded, make, multiply_units, units_of
 
 Detector = int | str | Mapping[str, Any] | np.ndarray | xr.DataArray | None
-"""A fibre's number; a face's name; the arguments of ``collect``; or true for each exit that counts."""
+"""A fibre's number; a face; the arguments of ``collect``; or true for each exit that counts."""
 
 LEGS = {"excitation": "exit_", "emission": "exit_emission_"}
 """Ways up to a dye's conversion, or of what no dye emitted, and behind it."""

@@ -40,7 +40,7 @@ def multiply_units(first: str, second: str) -> str:
 
 def take(data: xr.Dataset, name: str) -> xr.Dataset:
     """Return a variable of the file with the error that the file has, else NaN."""
-    error = data[f"{name}_error"] if f"{name}_error" in data else np.nan
+    error: Any = data[f"{name}_error"] if f"{name}_error" in data else np.nan
     label = str(data[name].attrs.get("long_name", name))
     return make(data[name], error, units_of(data, name), label)
 
@@ -55,7 +55,9 @@ def scatter(batches: xr.DataArray) -> xr.DataArray:
     return error.where((batches != 0).sum("batch") > 1)
 
 
-def sum_cells(data: xr.Dataset, name: str, weight: xr.DataArray, axes: list[Hashable]) -> xr.Dataset:
+def sum_cells(
+    data: xr.Dataset, name: str, weight: xr.DataArray, axes: list[Hashable]
+) -> xr.Dataset:
     """Sum the cells of a grid, each times its weight, over axes.
 
     The error is that of the sum in each batch if the run kept the grids of the batches; of a single
@@ -72,7 +74,7 @@ def sum_cells(data: xr.Dataset, name: str, weight: xr.DataArray, axes: list[Hash
     return make(value, error, units_of(data, name), label)
 
 
-def polar(real: xr.DataArray, imag: xr.DataArray) -> tuple[xr.DataArray, ...]:
+def polar(real: xr.DataArray, imag: xr.DataArray) -> tuple[Any, Any, Any, Any]:
     """Return amplitude, its error, phase (degrees) and its error, from the batches of both parts.
 
     To first order in the scatter of both parts and its covariance: docs/physics.md, Errors.

@@ -32,7 +32,7 @@ def jacobian_of_cells(data: xr.Dataset, detector: Any) -> xr.Dataset:
             _find_model(data),
             text=str(data.attrs["model"]),
             changes=str(data.attrs.get("changed_coefficients", "")),
-            detector=detector,
+            detector=None if detector is None else int(detector),
             out=Path(folder) / "sensitivity",
         )
         flown = open_file(path).load()

@@ -110,7 +110,7 @@ def _polar(data: xr.Dataset, name: str, factor: xr.DataArray, plain: str) -> xr.
 
 
 def _unwrap(turned: xr.Dataset) -> xr.Dataset:
-    """Follow the phase from the axis outwards without jumps; rings without light are passed over."""
+    """Follow the phase from the axis outwards without jumps; dark rings are passed over."""
 
     def follow(phase: np.ndarray) -> np.ndarray:
         known = np.isfinite(phase)
@@ -134,4 +134,4 @@ def _pick(data: xr.Dataset, rings: xr.Dataset, r: Radii) -> xr.Dataset:
     if (asked < bounds[0, 0]).any() or (asked > bounds[-1, 1]).any():
         raise ValueError(f"r is from {bounds[0, 0]:g} to {bounds[-1, 1]:g} mm, not {r}")
     index = np.minimum(np.searchsorted(bounds[:, 1], asked, side="right"), len(bounds) - 1)
-    return rings.isel(r=index if np.ndim(r) else int(index[0]))
+    return rings.isel(r=int(index[0]) if isinstance(r, (int, float)) else index)

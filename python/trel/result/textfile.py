@@ -79,7 +79,7 @@ class TextFile:
             self.gate = int(self._take())
             return self._number(f"{self.quantity}_total", "TD")
         elif word.startswith("Count"):
-            return self._counts()
+            self._take_counts()
         elif word in NUMBERS:
             return self._number(NUMBERS[word], "")
         elif word == "PhotonFlyTime":
@@ -106,7 +106,7 @@ class TextFile:
     def _number(self, name: str, domain: str) -> Block:
         return self._make(name, domain, "", self._array([]))
 
-    def _counts(self) -> None:
+    def _take_counts(self) -> None:
         self.at -= 1
         names = 0
         while self.words[self.at + names].startswith("Count"):
@@ -116,10 +116,8 @@ class TextFile:
 
     def _fly_times(self) -> Block:
         count = 0
-        while self.at + count < len(self.words) and self.words[self.at + count] != "Spectrum":
-            if not re.match(r"[-+.\d]", self.words[self.at + count]) or LABEL.fullmatch(
-                self.words[self.at + count]
-            ):
+        for word in self.words[self.at :]:
+            if not re.fullmatch(r"[-+.\deE]+", word):
                 break
             count += 1
         return self._make("fly_times", "", "", self._array([count // 4, 4]))
@@ -139,7 +137,7 @@ class TextFile:
         return self._make(f"camera{self.detector}", "CW", "PIXELS", self._array(self.shape))
 
     def _labelled(self, word: str) -> Block | None:
-        """Take what stands behind a label; other words, as those of ``Runtime``, are passed over."""
+        """Take what stands behind a label; other words, as after ``Runtime``, are passed over."""
         found = LABEL.fullmatch(word)
         if not found:
             return None
