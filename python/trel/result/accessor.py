@@ -7,7 +7,7 @@ from typing import Any
 
 import xarray as xr
 
-from . import exits, inside, surface
+from . import exits, inside, paths, surface
 from .sensitivity import jacobian_of_cells
 
 
@@ -141,7 +141,7 @@ class Results:
 
     def reweighted(self, coefficients: Mapping[Any, Mapping[str, float]]) -> xr.Dataset:
         """Return the table of exits at other coefficients, as of ``at``: a result without grids."""
-        return exits.reweighted(self._data, coefficients)
+        return paths.reweighted(self._data, coefficients)
 
     def partial_paths(self, detector: exits.Detector = None) -> xr.Dataset:
         """Return the mean path in each tissue of the light of a detector, mm, by weight.
@@ -149,7 +149,7 @@ class Results:
         By wavelength and tissue (names), with dyes by ``leg`` too: up to the conversion and behind
         it. ``detector`` is as of ``at``. The error comes from the launched packets.
         """
-        return exits.partial_paths(self._data, detector)
+        return paths.partial_paths(self._data, detector)
 
     def jacobian(self, detector: exits.Detector = None, by: str = "tissue") -> xr.Dataset:
         """Return the change of a detector's light with the absorption coefficient, mm.
@@ -165,7 +165,7 @@ class Results:
         up to the dye and ``emission`` for the way from there.
         """
         if by == "tissue":
-            return exits.jacobian(self._data, detector)
+            return paths.jacobian(self._data, detector)
         if by != "cell":
             raise ValueError(f"by is 'tissue' or 'cell', not {by!r}")
         return jacobian_of_cells(self._data, detector)

@@ -202,5 +202,3 @@ class _Assembly:
             made[name] = xr.DataArray(values, dims=("wavelength", "tissue"), attrs={"units": units})
         made["tissue_name"] = xr.DataArray([tissue["name"] for tissue in tissues], dims="tissue")
         return made
-
-

@@ -72,7 +72,8 @@ def compare(a: xr.Dataset, b: xr.Dataset, level: float = 0.001) -> Comparison:
 
     Totals and projections (of grids onto an axis) are compared by Student's t with unequal
     variances (B. L. Welch, Biometrika 34 (1947) 28), from the scatter of their batches, those of
-    which at least five batches of both have something. Holm's correction (Scand. J. Statist. 6 (1979) 65)
+    which at least five batches of both have something. Holm's correction (S. Holm, Scand. J.
+    Statist. 6 (1979) 65)
     holds the chance of any false alarm among all of them below ``level``. Both runs must be of
     packets of their own, whatever their numbers of packets and batches are.
 

@@ -8,7 +8,7 @@ from typing import Any
 
 import xarray as xr
 
-from ..errors import TrelError
+from ..errors import TrelError, need
 from ..run.command import Settings
 from .classic import open_text
 
@@ -58,6 +58,8 @@ def open(  # noqa: A001
 def _open_netcdf(path: Path, chunks: Any) -> xr.Dataset:
     names = _list_names(path)
     private = [name for name in names if name.startswith("state_")]
+    if chunks is not None:
+        need("dask.array", "python3-dask")
     data = xr.open_dataset(
         path,
         engine="netcdf4",
