@@ -4,11 +4,9 @@ The physics is that of the program ``trelrun``, which is started as a process: n
 how light moves, and nothing here reads a model in another way than that program does.
 """
 
-from . import plot
 from .errors import MissingPackage, ModelError, RunError, TrelError
-from .export import export
 from .model import Description, Shape, Tissue
-from .result import open  # noqa: A004
+from .result import Comparison, NotRecorded, compare, open  # noqa: A004
 from .run import Runnable, RunInterrupted, run_file
 from .run import runnable as _runnable
 
@@ -21,17 +19,18 @@ class Model(Description, Runnable):
 
 
 __all__ = [
+    "Comparison",
     "MissingPackage",
     "Model",
     "ModelError",
+    "NotRecorded",
     "RunError",
     "RunInterrupted",
     "Shape",
     "Tissue",
     "TrelError",
-    "export",
+    "compare",
     "open",
-    "plot",
     "run_file",
 ]
 __version__ = "2.2.0"

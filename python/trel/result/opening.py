@@ -8,7 +8,9 @@ from typing import Any
 
 import xarray as xr
 
-from ..errors import TrelError
+from ..errors import TrelError, need
+from ..run.command import Settings
+from .classic import open_text
 
 ORDER = ("batch", "wavelength", "time", "r", "azimuth", "deflection", "x", "y", "z")
 """Of the axes of a result, first to last; others keep their place behind."""
@@ -18,7 +20,7 @@ def open(  # noqa: A001
     path: str | os.PathLike[str],
     chunks: Any = None,
     model: Any = None,
-    settings: Any = None,
+    settings: Settings = None,
 ) -> xr.Dataset:
     """Open the results of a run.
 
@@ -48,12 +50,16 @@ def open(  # noqa: A001
         return _open_netcdf(file, chunks)
     if base.suffix == ".nc":
         raise FileNotFoundError(f"{base} is not there")
-    raise TrelError(f"{base}: the text files of trel have no axes: give their model, model=FILE.trl")
+    if model is None:
+        raise TrelError(f"{base}: no such result, and text files need their model: model=FILE.trl")
+    return order_axes(open_text(base, model, settings))
 
 
 def _open_netcdf(path: Path, chunks: Any) -> xr.Dataset:
     names = _list_names(path)
     private = [name for name in names if name.startswith("state_")]
+    if chunks is not None:
+        need("dask.array", "python3-dask")
     data = xr.open_dataset(
         path,
         engine="netcdf4",

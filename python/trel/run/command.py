@@ -9,7 +9,7 @@ from pathlib import Path
 from ..program import find_program
 
 Settings = Mapping[str, float] | None
-"""Coefficients that differ from the file's, as of ``--set``: ``{"bone.mua": 0.03, "2@650.g": 0.8}``."""
+"""Coefficients other than the file's, as of ``--set``: ``{"bone.mua": 0.03, "2@650.g": 0.8}``."""
 
 
 def set_options(settings: Settings) -> list[str]:
@@ -20,7 +20,7 @@ def set_options(settings: Settings) -> list[str]:
 
 
 def find_base(out: str | os.PathLike[str] | None, model: str) -> Path:
-    """Return the base name of the results: ``out`` without ``.nc``, in a folder the model's name."""
+    """Return the base name of the results: ``out`` without ``.nc``, or the name in a folder."""
     base = Path(model if out is None else out)
     if base.is_dir() or (out is not None and os.fspath(out).endswith(os.sep)):
         base = base / model
@@ -35,7 +35,7 @@ def whole(value: float) -> str:
 
 
 def make_command(model: str, base: Path, values: Mapping[str, object]) -> list[str]:
-    """Return the command line; ``values`` are options by name, of which None and False are left out.
+    """Return the command line; ``values`` are options by name, but for None and False.
 
     An underscore in a name is a dash of the option's, True stands for an option without a value.
     """

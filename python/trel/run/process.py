@@ -36,12 +36,12 @@ def guard(command: list[str]) -> list[str]:
     """
     setpriv = shutil.which("setpriv")
     if not setpriv:
-        raise MissingPackage("this needs the program setpriv: on Debian, apt-get install util-linux")
+        raise MissingPackage("setpriv is missing: on Debian, apt-get install util-linux")
     return [setpriv, "--pdeathsig", "TERM", *command]
 
 
 class Child:
-    """A program in a session of its own, so that a terminal's Ctrl-C does not reach it by itself."""
+    """A program in a session of its own: a terminal's Ctrl-C does not reach it by itself."""
 
     def __init__(self, command: list[str], show: Callable[[Progress], None]) -> None:
         """Start it; ``show`` is called with each line of progress that it writes."""

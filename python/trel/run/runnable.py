@@ -145,7 +145,7 @@ def _judge(ended: Ended, path: str | os.PathLike[str], options: list[str]) -> No
 class Runnable:
     """What a model does with the program; a part of ``trel.Model``."""
 
-    def write(self, path: str | os.PathLike[str]) -> None:
+    def write(self, path: str | os.PathLike[str]) -> Path:
         """Write the model to a file."""
         raise NotImplementedError
 
@@ -169,27 +169,15 @@ class Runnable:
     ) -> Any:
         """Run the model and open its results.
 
-        The parameters, in their units, and the errors are those of ``run_file``. ``out`` is MODEL.nc
-        in the current folder unless it is given, MODEL the name of the file that the model was
-        read from, or ``model``.
+        The parameters, in their units, and the errors are those of ``run_file``. ``out`` is
+        MODEL.nc in the current folder unless it is given, MODEL the name of the file that the
+        model was read from, or ``model``.
         """
         keywords = {key: value for key, value in locals().items() if key != "self"}
         with tempfile.TemporaryDirectory(prefix="trel-") as folder:
             path = Path(folder) / (self._name() + ".trl")
             self.write(path)
             return run_file(path, **keywords)
-
-    def check(self) -> dict[str, Any]:
-        """Return what ``trelrun --check --json`` says of the model.
-
-        The keys are those of docs/trelrun.md: tissues and sources as they are understood (mm, 1/mm,
-        degrees), grids, the time expected (s), and ``findings``, what is wrong or odd. A model that
-        is wrong raises nothing here.
-        """
-        with tempfile.TemporaryDirectory(prefix="trel-") as folder:
-            path = Path(folder) / (self._name() + ".trl")
-            self.write(path)
-            return program.check(path)
 
     def _name(self) -> str:
         """Return the name of the file that the model was read from, else ``model``."""
