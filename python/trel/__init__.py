@@ -6,9 +6,10 @@ how light moves, and nothing here reads a model in another way than that program
 
 from .errors import MissingPackage, ModelError, RunError, TrelError
 from .model import Description, Shape, Tissue
+from .plot import Drawable
 
 
-class Model(Description):
+class Model(Description, Drawable):
     """A model of tissue, light sources and detectors, and what is done with it."""
 
 
