@@ -4,7 +4,9 @@ The physics is that of the program ``trelrun``, which is started as a process: n
 how light moves, and nothing here reads a model in another way than that program does.
 """
 
+from . import plot
 from .errors import MissingPackage, ModelError, RunError, TrelError
+from .export import export
 from .model import Description, Shape, Tissue
 from .result import Comparison, NotRecorded, compare, open  # noqa: A004
 from .run import Runnable, RunInterrupted, run_file
@@ -14,7 +16,7 @@ from .run import runnable as _runnable
 _runnable.open_result = open
 
 
-class Model(Description, Runnable):
+class Model(Description, Runnable, plot.Drawable):
     """A model of tissue, light sources and detectors, and what is done with it."""
 
 
@@ -30,7 +32,9 @@ __all__ = [
     "Tissue",
     "TrelError",
     "compare",
+    "export",
     "open",
+    "plot",
     "run_file",
 ]
 __version__ = "2.2.0"

@@ -4,7 +4,9 @@ from .curves import profile, time_curve
 from .ledger import ledger
 from .maps import camera, difference, phase, slice, surface
 from .mesh import mesh
+from .modelcut import Drawable
 
 __all__ = [
-    "camera", "difference", "ledger", "mesh", "phase", "profile", "slice", "surface", "time_curve",
+    "Drawable", "camera", "difference", "ledger", "mesh", "phase", "profile", "slice", "surface",
+    "time_curve",
 ]
