@@ -212,7 +212,7 @@ def by_label(path):
         if word.startswith("Count") and not words[k - 1].startswith("Count"):
             names = [name for name in words[k:k + 3] if name.startswith("Count")]
             shape = [int(count) for count in words[k + len(names):k + 2 * len(names)]]
-        elif word[1] == "D" and word[-1].isupper() and word[-2:].isalpha() and shape:
+        elif word[1:4] in ("DCW", "DTD", "DFD") and word[-1].isupper() and shape:
             values = np.array(words[k + 1:k + 1 + int(np.prod(shape))], float).reshape(shape)
             found.setdefault(word, []).append(values)
     return {label: np.squeeze(np.stack(grids)) for label, grids in found.items()}
@@ -220,6 +220,7 @@ def by_label(path):
 
 def test_text_files_have_the_names_axes_and_units_of_a_result(disc, folder):
     ball = trel.Model.ellipsoid((3, 3, 3), 0.1, 5, 0.5, 1.4).pencil((0, 0, -9))
+    ball = ball.grid("cartesian", "spherical", dx=1, dy=1, dz=1)
     fibres = trel.Model.box((8, 8, 8), 0.1, 2, 0.5, 1.4, center=(0, 0, 4)).pencil()
     fibres = fibres.grid("cartesian", "cartesian", dx=1, dy=2, dz=0.5, dazimuth=45, ddeflection=30)
     fibres = fibres.fibre((1, 0, 2), 2, 3).camera((0, 0, 300), (0, 0, -1), size=(9, 6),
@@ -239,6 +240,9 @@ def test_text_files_have_the_names_axes_and_units_of_a_result(disc, folder):
         kept = {str(key) for key in text.data_vars if text[key].ndim > 2}
         told = {str(key) for key in exact.data_vars if exact[key].ndim > 2 and key[-6:] != "_error"}
         assert kept == {key for key in told if not key.endswith(("_batches", "_real", "_imag"))}
+    picture = exact.trel.camera(2)
+    assert picture.value.dims == ("wavelength", "camera2_x", "camera2_y")
+    assert picture.value.units == "mm-2 sr-1" and picture.value.shape == (1, 9, 6)
     depth = by_label(folder / "ball.T.CW")["3DCWTransmittanceSideDA"]
     opened = trel.open(folder / "ball.T.CW", model=ball)
     assert "absorption" not in opened
