@@ -71,6 +71,14 @@ class Results:
         """
         return surface.frequency(self._data, rho, face)
 
+    def total(self, of: str = "absorption") -> xr.Dataset:
+        """Return what all cells of a grid hold together, in the unit of the sources' energy (1).
+
+        ``of``: ``absorption``, ``transmittance``, a face (``top``), a fibre (``fibre2``) or a
+        camera (``camera1``, 1/sr). Errors come from batches.
+        """
+        return inside.total(self._data, of)
+
     def fluence(self, domain: str = "cw") -> xr.Dataset:
         """Return the fluence rate by cell, mm-2 (in the plane mm-1), of 'fluencerate 1'.
 

@@ -71,6 +71,15 @@ def _is_uniform(data: xr.Dataset) -> bool:
     return bool((mua == mua.isel(tissue=0)).all() and (mua > 0).all() and (dyed == 0).all())
 
 
+def total(data: xr.Dataset, of: str) -> xr.Dataset:
+    """Return a total, of a grid or of a face by its word."""
+    for name in (f"{of}_total", f"transmittance_{of}_total"):
+        if name in data:
+            return take(data, name)
+    totals = [str(key)[:-6] for key in data.data_vars if str(key).endswith("_total")]
+    raise NotRecorded(f"the result has no total of '{of}'; it has: {', '.join(totals) or 'none'}")
+
+
 def camera(data: xr.Dataset, number: int) -> xr.Dataset:
     """Return the picture of a camera."""
     name = f"camera{number}"
