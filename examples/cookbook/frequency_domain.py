@@ -9,7 +9,7 @@ model = model.pencil().frequency(100).grid(dx=2, dy=2, dz=2)
 
 # %% Amplitude, and phase in degrees, of all that leaves behind
 ds = model.run(packets=100_000)
-trel.plot.phase(ds, "transmittance_top")
+trel.plot.phase(ds, "transmittance_top_fd_phase")
 behind = ds.trel.frequency(face="top").sel(wavelength=650)
 
 # %% Diffusion theory

@@ -4,7 +4,7 @@
 import trel
 
 layers = [(1, 0.1, 10, 0.9, 1.37), (1, 0.1, 1, 0, 1.37), (2, 0.2, 1, 0.7, 1.37)]
-model = trel.Model.layers(layers, width=40, names=["upper", "middle", "lower"]).pencil()
+model = trel.Model.layers(layers, width=40).pencil()
 model.plot()
 
 # %% The run, and what leaves by the lit face, with the standard error
