@@ -57,3 +57,10 @@ def test_each_job_takes_fifteen_lines():
         lines = [line for line in scripts[name].splitlines() if line and not line.startswith("#")]
         assert len(lines) <= 15, name
         assert all(len(line) <= 100 and ";" not in line for line in lines), name
+
+
+def test_the_manual_shows_the_scripts_as_they_are():
+    manual = (FOLDER.parents[1] / "docs" / "cookbook.md").read_text()
+    for name in PACKETS:
+        script = (FOLDER / f"{name}.py").read_text()
+        assert script.split("\n", 2)[2].strip() in manual, name
