@@ -4,6 +4,7 @@ The physics is that of the program ``trelrun``, which is started as a process: n
 how light moves, and nothing here reads a model in another way than that program does.
 """
 
+from . import optics
 from .errors import MissingPackage, ModelError, RunError, TrelError
 from .model import Description, Shape, Tissue
 from .plot import Drawable
@@ -14,5 +15,5 @@ class Model(Description, Drawable):
 
 
 __all__ = ["MissingPackage", "Model", "ModelError", "RunError", "Shape", "Tissue",
-           "TrelError"]
+           "TrelError", "optics"]
 __version__ = "2.2.0"
