@@ -252,7 +252,7 @@ class ModelCut:
         sideways = abs(view[0]) > abs(view[1])
         self.ax.annotate(text, place, xytext=(0, 16) if sideways else (16, 0),
                          textcoords="offset points", color=DETECTOR, fontsize="small",
-                         ha="right" if sideways and view[0] < 0 else "left",
+                         rotation=90 if sideways else 0, ha="center" if sideways else "left",
                          va="bottom" if sideways else "center", zorder=7, bbox=BEHIND)
 
     def _finish(self) -> None:
