@@ -225,11 +225,11 @@ def test_text_files_have_the_names_axes_and_units_of_a_result(disc, folder):
     fibres = fibres.grid("cartesian", "cartesian", dx=1, dy=2, dz=0.5, dazimuth=45, ddeflection=30)
     fibres = fibres.fibre((1, 0, 2), 2, 3).camera((0, 0, 300), (0, 0, -1), size=(9, 6),
                                                    pixels=(9, 6)).fibre((0, 0, 6), 1)
+    classic = {}
     for name, model in {"disc": disc, "ball": ball, "fibres": fibres}.items():
         model = model.packets(2000)
         exact = model.run(out=folder / name, threads=1)
-        model.run(out=folder / name, threads=1, rules="classic")
-        text = trel.open(folder / name, model=model)
+        text = classic[name] = model.run(out=folder / name, threads=1, rules="classic")
         assert set(text.variables) <= set(exact.variables)
         for key in text.variables:
             assert text[key].dims == exact[key].dims and text[key].shape == exact[key].shape, key
@@ -249,7 +249,7 @@ def test_text_files_have_the_names_axes_and_units_of_a_result(disc, folder):
     np.testing.assert_array_equal(opened.transmittance_side[0], depth[::-1].T)
     lit = opened.transmittance_side.mean("azimuth")[0]
     assert lit[lit.deflection > 140].mean() > 3 * lit[lit.deflection < 40].mean()
-    disc_text = trel.open(folder / "disc", model=disc)
+    disc_text = classic["disc"]
     for suffix, label, name, width in [
         (".A.TD", "3DTDAbsorptionRAZ", "absorption_td", 30),
         (".A.FD", "3DFDPhaAbsorptionRAZ", "absorption_fd_phase", 1),
@@ -261,5 +261,5 @@ def test_text_files_have_the_names_axes_and_units_of_a_result(disc, folder):
     assert np.isnan(disc_text.trel.reflectance([1.0]).error).all()
     assert disc_text.trel.scale(power_W=2).absorption_total == 2 * disc_text.absorption_total
     with pytest.raises(trel.TrelError, match="broken"):
-        (folder / "cut.A.CW").write_text((folder / "ball.A.CW").read_text()[:4000])
+        (folder / "cut.A.CW").write_text((folder / "ball.A.CW").read_text()[:1000])
         trel.open(folder / "cut.A.CW", model=ball)
