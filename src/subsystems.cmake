@@ -126,7 +126,7 @@ trel_subsystem(transport
 trel_subsystem(check
   MAY_USE framework geometry model results transport
   HEADERS
-  CLASSES trelMeshCheck trelTissueRelations trelModelCheck trelCheckText)
+  CLASSES trelMeshCheck trelTissueRelations trelTissueCut trelModelCheck trelCheckText)
 
 # The stages in their order, and what the command line says.
 trel_subsystem(driver

@@ -66,6 +66,7 @@ void trelModelCheck::Look(trelSimulationParameter& parameter, bool allowOpen)
   AmbientRefractiveIndex = parameter.GetMedium()->GetAmbientRefractiveIndex();
   parameter.PrepareGeometry();
   LookAtTissues(parameter);
+  if (WantedCut && !CutTissues(parameter, *WantedCut, &Cut.emplace())) Cut.reset();
   LookAtOverlaps(parameter);
   LookAtMeshes(parameter, allowOpen);
   LookAtSources(parameter);
@@ -378,7 +379,8 @@ static std::uint64_t LookAtEntries(const trelLightSource& source, trelCheckedSou
 void trelModelCheck::LookAtSources(trelSimulationParameter& parameter)
 {
   if (parameter.GetRules() == RulesExact) TellTooManyDyes(parameter, Findings);
-  trelModelCheckPilot pilot(parameter);
+  std::optional<trelModelCheckPilot> pilot;
+  if (LaunchesPilot) pilot.emplace(parameter);
   int number = 0;
   for (const trelLightSource* source : parameter.GetLightSources()->GetItems<trelLightSource>()) {
     trelCheckedSource checked{++number,
@@ -391,7 +393,7 @@ void trelModelCheck::LookAtSources(trelSimulationParameter& parameter)
     const std::uint64_t packets = LookAtEntries(*source, checked);
     LookAtDirections(*source, checked);
     const bool shines = source->GetLuminousType() != LuminousEmission;
-    if (shines && source->GetShape()) pilot.Launch(*source, checked);
+    if (pilot && shines && source->GetShape()) pilot->Launch(*source, checked);
     if (packets > 0) TellLost(checked, Findings);
     Sources.push_back(std::move(checked));
   }

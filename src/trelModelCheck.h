@@ -2,11 +2,13 @@
 #define trelModelCheck_h
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "trelMeshCheck.h"
 #include "trelModelFindings.h"
+#include "trelTissueCut.h"
 #include "trelTissueRelations.h"
 
 class trelSimulationParameter;
@@ -135,6 +137,10 @@ public:
    *  @p allowOpen. May throw std::bad_alloc. */
   void Look(trelSimulationParameter& parameter, bool allowOpen);
 
+  // What a look is to do, set ahead of it:
+  bool LaunchesPilot = true;              ///< packets of the sources, to see whether they meet it
+  std::optional<trelCutPlane> WantedCut;  ///< by the exact rules
+
   std::string Model;    ///< the file
   std::string Program;  ///< name, version and rules
   std::string Rules;
@@ -155,6 +161,8 @@ public:
   trelCheckedScoring Scoring;
   std::vector<trelCheckedGrid> Grids;
   std::vector<trelMeshCheck> Meshes;
+  /** None if it was not wanted, or the medium does not reach there or has no bounds. */
+  std::optional<trelTissueCut> Cut;
   /** By a pilot run; below 0 if there was none. */
   double ExpectedSeconds = -1.0;
 

@@ -323,6 +323,8 @@ int trelRunDriver::Run()
 {
   Check.Model = GetModelName();
   Check.Program = Options.Program;
+  Check.LaunchesPilot = Options.FliesPilot;
+  Check.WantedCut = Options.Cut;
   if (Options.Rules == RulesExact && CountBatches() != 1) Check.SetsOfGrids = 3;
   const trelRunDriverHolder<trelSimulationParameterReader> reader(
       new trelSimulationParameterReader);
@@ -332,7 +334,8 @@ int trelRunDriver::Run()
     if (status != RunDone) return status;
     const bool isChecked = DoStage(Checking, "checking the model", [&] {
       Check.Look(*Parameter, Options.AllowsOpen);
-      if (Options.IsCheck && Findings.CountErrors() == 0) Check.ExpectedSeconds = MeasureSeconds();
+      const bool isTimed = Options.IsCheck && Options.FliesPilot && Findings.CountErrors() == 0;
+      if (isTimed) Check.ExpectedSeconds = MeasureSeconds();
       return true;
     });
     if (!isChecked) return RunFailed;

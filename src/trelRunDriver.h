@@ -80,6 +80,9 @@ struct trelRunOptions
   std::int64_t Exits = 0;
   std::vector<trelCoefficientChange> Changes;
   bool IsCheck = false;  ///< look at the model, and stop
+  // Of a check:
+  bool FliesPilot = true;           ///< to see what becomes of packets, and how long they take
+  std::optional<trelCutPlane> Cut;  ///< tissues in a plane
   bool IsQuiet = false;
   bool AllowsOpen = false;  ///< surfaces that are not closed are run
   // By the exact rules alone:

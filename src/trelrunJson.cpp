@@ -159,6 +159,22 @@ static Json ToJson(const trelMeshCheck& mesh)
           {"inverted", mesh.Inverted},   {"needles", mesh.Needles}};
 }
 
+/** The tissues as a list of lists: of the points along the second axis for each along the first. */
+static Json ToJson(const trelTissueCut& cut)
+{
+  static const char* const names[] = {"x", "y", "z"};
+  Json rows = Json::array();
+  for (auto row = cut.Tissues.begin(); row != cut.Tissues.end(); row += cut.Counts[1])
+    rows.push_back(Json(std::vector<std::int32_t>(row, row + cut.Counts[1])));
+  return {{"axis", names[cut.Plane.Axis]},
+          {"value", cut.Plane.Value},
+          {"axes", {names[cut.Axes[0]], names[cut.Axes[1]]}},
+          {"low", cut.Low},
+          {"high", cut.High},
+          {"counts", cut.Counts},
+          {"tissues", rows}};
+}
+
 static Json ToJson(const trelFinding& finding)
 {
   Json json = {{"severity", finding.Kind == FindingError ? "error" : "warning"}};
@@ -194,7 +210,10 @@ std::string FormatCheckJson(const trelModelCheck& check)
     json["meshes"] = ToJson(check.Meshes);
     json["expectedSeconds"] =
         check.ExpectedSeconds >= 0.0 ? Json(check.ExpectedSeconds) : Json(nullptr);
+    if (check.WantedCut) json["cut"] = check.Cut ? ToJson(*check.Cut) : Json(nullptr);
   }
+  // A cut has so many numbers that a line for each would be most of the text.
+  const int indent = check.WantedCut ? -1 : 2;
   // Names may hold any bytes.
-  return json.dump(2, ' ', false, Json::error_handler_t::replace) + '\n';
+  return json.dump(indent, ' ', false, Json::error_handler_t::replace) + '\n';
 }

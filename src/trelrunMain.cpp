@@ -32,6 +32,8 @@ struct trelrunWords
   std::optional<double> Coefficients[4];
   std::vector<std::string> Settings;
   bool IsJson = false;
+  bool SkipsPilot = false;
+  std::string Cut;
   std::vector<const CLI::Option*> Exact;  ///< that the classic rules do not have
   std::string Progress = "auto";
   std::optional<double> MaximumSeconds;
@@ -124,6 +126,22 @@ static void DescribeExits(CLI::App& app, trelRunOptions& options, trelrunWords& 
            ->check(CLI::Range(1, 1 << 30))});
 }
 
+/** The options of a look at the model. */
+static void DescribeCheck(CLI::App& app, trelRunOptions& options, trelrunWords& words)
+{
+  CLI::Option* check = app.add_flag("--check", options.IsCheck, "Look at the model, and stop");
+  CLI::Option* json =
+      app.add_flag("--json", words.IsJson, "With --check: as JSON, for other programs");
+  json->needs(check);
+  app.add_flag("--no-pilot", words.SkipsPilot,
+               "With --check: fly no packets; what they would tell is not known")
+      ->needs(check);
+  app.add_option("--cut", words.Cut,
+                 "With --check --json: AXIS=VALUE[:N], the tissues in that plane, at N points along"
+                 " the longer side (default: 200)")
+      ->needs(json);
+}
+
 /** The program, and what of the processor it makes use of. */
 static std::string NameVersion()
 {
@@ -163,8 +181,7 @@ static void Describe(CLI::App& app, trelRunOptions& options, trelrunWords& words
       ->excludes(model);
   app.add_option("--rules", words.Rules, "exact (default), or classic: those of trel")
       ->check(CLI::IsMember({"exact", "classic"}));
-  CLI::Option* check = app.add_flag("--check", options.IsCheck, "Look at the model, and stop");
-  app.add_flag("--json", words.IsJson, "With --check: as JSON, for other programs")->needs(check);
+  DescribeCheck(app, options, words);
   app.add_flag("--quiet", options.IsQuiet, "No log and no progress; messages only");
   app.add_option(
          "--progress", words.Progress,
@@ -248,6 +265,17 @@ static std::string TakeExits(const trelrunWords& words, trelRunOptions& options)
   if (options.Base == "-") return "--exits: with -o - there is no file that takes them";
   return ReadExitLimit(words.Exits, &options.Exits) ? ""
                                                     : "--exits: expected a number above 0, or all";
+}
+
+/** What is wrong with what a check is asked for, or empty. */
+static std::string TakeCheck(const trelrunWords& words, trelRunOptions& options)
+{
+  options.FliesPilot = !words.SkipsPilot;
+  if (words.Cut.empty()) return "";
+  if (options.Rules == RulesClassic)
+    return "--cut: not with --rules classic, by which a step decides where a tissue ends";
+  const std::string fault = ReadCutPlane(words.Cut, &options.Cut.emplace());
+  return fault.empty() ? "" : "--cut: " + fault;
 }
 
 /** The first option given that the rules do not have, as a fault; or empty. */
@@ -351,8 +379,8 @@ static std::string TakeWords(const CLI::App& app, const trelrunWords& words,
 {
   std::string fault = FindConflict(app);
   if (fault.empty()) fault = FindOptionFault(words, options);
-  for (const auto take :
-       {TakeChanges, TakeWatch, TakePackets, TakeRange, TakeGoal, TakeExits, TakeOnlyPacket})
+  for (const auto take : {TakeChanges, TakeCheck, TakeWatch, TakePackets, TakeRange, TakeGoal,
+                          TakeExits, TakeOnlyPacket})
     if (fault.empty()) fault = take(words, options);
   return fault;
 }

@@ -149,6 +149,11 @@ COMMANDS = [
     (["--quiet", "--progress", "bar"], 0),
     (["--quiet", "--progress", "json"], 0),
     (["--json"], 2),
+    (["--no-pilot"], 2),
+    (["--check", "--cut", "z=1"], 2),
+    *((["--check", "--json", "--cut", plane], 2) for plane in "z z= r=1 z=1mm z=inf z=1: z=1:0 z=1:2001"
+      " z=1:5.5".split()),
+    (["--check", "--json", "--rules", "classic", "--cut", "z=1"], 2),
     (["another.trl"], 2),
 ]
 
@@ -270,6 +275,44 @@ def test_what_a_check_tells(folder):
     expect(source["deflection"] == [0, 0] and source["azimuth"] == [0, 360], text)
     grid = check["grids"][0]
     expect(grid["axes"] == {"x": 40, "y": 40, "z": 40} and grid["bytes"] == 512000, text)
+
+
+def test_cut(folder):
+    """Tissues by nesting, in the order of the axes, on points that the formulas of the shapes decide."""
+    text = MODEL.replace("tissuenum 1", "tissuenum 3").replace("cylindrical", "cartesian")
+    text = text.replace("tissueaxis 10 10 10", "tissueaxis 12 10 10").replace(
+        "endtrl", describe(2, "ellipsoid 4 -2 10 6 4 3") + describe(3, "cube 6.003 -2.013 11.007 2 1 1.5") + "endtrl")
+
+    def tissue(x, y, z):
+        if abs(x - 6.003) < 2 and abs(y + 2.013) < 1 and abs(z - 11.007) < 1.5:
+            return 3
+        return 2 if ((x - 4) / 6) ** 2 + ((y + 2) / 4) ** 2 + ((z - 10) / 3) ** 2 < 1 else 1
+
+    box = {"x": (-12, 12), "y": (-10, 10), "z": (0, 20)}
+    for axis, value, points in (("x", 5.3, 50), ("y", -1.7, 36), ("z", 10.9, 200)):
+        status, told, _ = folder.run(text, "--check", "--json", "--no-pilot", "--cut", f"{axis}={value}:{points}")
+        check = json.loads(told)
+        cut = check["cut"]
+        others = [a for a in "xyz" if a != axis]
+        longer = max(box[a][1] - box[a][0] for a in others)
+        counts = [round(points * (box[a][1] - box[a][0]) / longer) for a in others]
+        expect(status == 0 and cut["counts"] == counts and cut["axes"] == others, check)
+        expect([cut["low"], cut["high"]] == [[box[a][i] for a in others] for i in (0, 1)], cut["low"])
+        for i, row in enumerate(cut["tissues"]):
+            for j, found in enumerate(row):
+                at = {axis: value}
+                for side, (a, k) in enumerate(zip(others, (i, j))):
+                    at[a] = box[a][0] + (k + 0.5) / counts[side] * (box[a][1] - box[a][0])
+                expect(found == tissue(**at), f"{at}: {found}")
+        expect([len(cut["tissues"]), len(row)] == counts, counts)
+        source = check["sources"][0]
+        expect([source["share"], source["reflected"], check["expectedSeconds"]] == [None] * 3, check)
+    outside = json.loads(folder.run(text, "--check", "--json", "--no-pilot", "--cut", "z=-0.1:9")[1])["cut"]
+    expect(not any(map(any, outside["tissues"])), outside)
+    planar = (ROOT / "examples/plane.trl").read_text()
+    cuts = [json.loads(folder.run(planar, "--check", "--json", "--no-pilot", "--cut", plane)[1])["cut"]
+            for plane in ("z=0", "z=1", "x=0")]
+    expect(cuts[0]["tissues"][0][0] == 0 and cuts[0]["tissues"][100][66] == 1 and cuts[1:] == [None] * 2, cuts)
 
 
 def test_detectors(folder):
@@ -458,7 +501,7 @@ TESTS = {
     "watch": (test_progress, test_goal, test_limit_of_time),
     "signals": (test_signals,),
     "models": (test_odd_models, test_relations, test_which_tissue_is_changed, test_what_a_check_tells,
-               test_detectors, test_the_model_as_read, test_what_becomes_of_packets,
+               test_cut, test_detectors, test_the_model_as_read, test_what_becomes_of_packets,
                test_which_files_are_written),
 }
 

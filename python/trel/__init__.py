@@ -4,8 +4,10 @@ The physics is that of the program ``trelrun``, which is started as a process: n
 how light moves, and nothing here reads a model in another way than that program does.
 """
 
+from . import optics
 from .errors import MissingPackage, ModelError, RunError, TrelError
 from .model import Description, Shape, Tissue
+from .plot import Drawable
 from .result import Comparison, NotRecorded, compare, open  # noqa: A004
 from .run import Runnable, RunInterrupted, run_file
 from .run import runnable as _runnable
@@ -14,7 +16,7 @@ from .run import runnable as _runnable
 _runnable.open_result = open
 
 
-class Model(Description, Runnable):
+class Model(Description, Runnable, Drawable):
     """A model of tissue, light sources and detectors, and what is done with it."""
 
 
@@ -31,6 +33,7 @@ __all__ = [
     "TrelError",
     "compare",
     "open",
+    "optics",
     "run_file",
 ]
 __version__ = "2.2.0"

@@ -34,7 +34,7 @@ class Description(Media, Lights, Detection, Properties):
         ``trelrun`` refuses, and of what could not be kept: words without a meaning, a second line
         of the same keyword.
         """
-        told = program.check(path)
+        told = program.check(path, "--no-pilot")
         program.raise_if_wrong(told, path)
         return cls(**read_parts(path))
 
@@ -58,7 +58,7 @@ class Description(Media, Lights, Detection, Properties):
     def check(self, *options: str) -> dict[str, Any]:
         """Return what ``trelrun --check --json`` says of the model, without flying packets."""
         with tempfile.TemporaryDirectory() as folder:
-            return program.check(self.write(Path(folder) / "model.trl"), *options)
+            return program.check(self.write(Path(folder) / "model.trl"), "--no-pilot", *options)
 
     def note(self, text: str) -> Self:
         """Add a comment at the head of the file; text of several lines makes several."""
