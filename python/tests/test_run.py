@@ -67,7 +67,7 @@ def test_results_go_where_they_are_sent(block):
         ("x.nc", None, "x.nc"),
         (None, "other", "other.nc"),
     ]:
-        trel.run_file("beam.trl", packets=20, out=out, name=name)
+        trel.run_file("beam.trl", packets=20, out=out, name=name, threads=1)
         assert Path(file).exists(), file
     assert trel.open("x").sizes == trel.open(Path("x.nc")).sizes
 
