@@ -193,7 +193,7 @@ def test_fluorescence_bioluminescence_and_properties():
     assert "\nthreadnum 3\n" in block().threads(3).text()
     glow = block().isotropic((0, 0, 5)).bioluminescence()
     assert clean(glow)["simulationType"] == "BLT"
-    many = lamp.isotropic((0, 0, 5), packets=(1000, 0)).packets(202_000)
+    many = lamp.isotropic((0, 0, 5), energy=(1, 0), packets=(1000, 0)).packets(202_000)
     assert clean(many)["packets"] == 202_000
     assert [s.packets for s in many.sources[1].spectra] == [2000, 0]
 
