@@ -60,6 +60,9 @@ def test_what_is_asked_for_is_what_the_result_tells(block):
 def test_results_go_where_they_are_sent(block):
     os.mkdir("folder")
     block.write("beam.trl")
+    trel.Model.read("beam.trl").pencil().run(packets=20, threads=1)
+    assert Path("beam.nc").exists()
+    Path("beam.nc").unlink()
     for out, name, file in [
         (None, None, "beam.nc"),
         ("folder", None, "folder/beam.nc"),
