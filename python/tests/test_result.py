@@ -22,7 +22,8 @@ def disc():
     """A cylinder in rings that are cut by azimuth, in all domains."""
     model = trel.Model.cylinder((6, 6), 4, 0.05, 2, 0.3, 1.4, center=(0, 0, 2), name="disc")
     cells = {"dr": 1.5, "dazimuth": 90, "dz": 1}
-    return model.pencil().grid("cylindrical", "cylindrical", **cells).gates(0, 300, 30).frequency(200)
+    model = model.pencil().grid("cylindrical", "cylindrical", **cells)
+    return model.gates(0, 300, 30).frequency(200)
 
 
 @pytest.fixture(scope="module")
@@ -116,7 +117,8 @@ def test_modulated_light_agrees_with_the_file_and_is_unwrapped(run):
     assert found.attrs["modulation_frequency_MHz"] == 200
     assert (found.phase.units, found.amplitude.units) == ("degree", "1")
     rings = run.trel.frequency(slice(None))
-    real, imag = (run[f"transmittance_bottom_fd_{part}"].mean("azimuth") for part in ("real", "imag"))
+    cells = [run[f"transmittance_bottom_fd_{part}"] for part in ("real", "imag")]
+    real, imag = (part.mean("azimuth") for part in cells)
     np.testing.assert_allclose(rings.amplitude, np.hypot(real, imag), rtol=1e-9)
     assert rings.amplitude.units == "mm-2" and (rings.phase_error > 0).all()
     # Turned by 130 degrees a ring, the phase goes past 180 and on.
@@ -151,15 +153,17 @@ def test_profiles_fluence_and_ledger(run, disc, folder):
 def test_scaling_turns_all_energy_into_watts(folder):
     glow = trel.Model.box((4, 4, 4), [0.1, 0.02], [4, 3], 0.5, 1.4, wavelengths=[600, 700])
     glow = glow.pencil(energy=[0.5, 1.5]).grid("cartesian", "cartesian", dx=2, dy=2, dz=2)
+    glow = glow.frequency(100).fibre((1, 0, 2), 1, 2)
     run = simulate(glow, folder, "two", packets=4000, exits="all")
     watts = run.trel.scale(power_W=5e-3)
     assert float(watts.trel.ledger().value.sel(ledger_line="launched").sum()) == pytest.approx(5e-3)
     for name, units in {"absorption": "W mm-3", "transmittance_top_total": "W", "exit_weight": "W",
-                        "absorption_z_batches": "W mm-1", "transmittance_left_error": "W mm-2"
-                        }.items():
+                        "absorption_z_batches": "W mm-1", "transmittance_left_error": "W mm-2",
+                        "absorption_total_fd_real": "W", "fibre1_total_error": "W"}.items():
         np.testing.assert_allclose(watts[name], run[name] * 5e-3 / 2, rtol=1e-12)
         assert watts[name].units == units
-    for name in ("mua", "x", "ledger_mean_time", "exit_path_length", "packets_left"):
+    for name in ("mua", "x", "ledger_mean_time", "exit_path_length", "packets_left",
+                 "fibre1_x_bounds", "absorption_fd_phase", "absorption_total_fd_phase_error"):
         np.testing.assert_array_equal(watts[name], run[name])
     one, other = (data.trel.at({}, "bottom") for data in (run, watts))
     np.testing.assert_allclose(other.error, one.error * 5e-3 / 2, rtol=1e-9)
@@ -223,8 +227,9 @@ def test_text_files_have_the_names_axes_and_units_of_a_result(disc, folder):
     ball = ball.grid("cartesian", "spherical", dx=1, dy=1, dz=1)
     fibres = trel.Model.box((8, 8, 8), 0.1, 2, 0.5, 1.4, center=(0, 0, 4)).pencil()
     fibres = fibres.grid("cartesian", "cartesian", dx=1, dy=2, dz=0.5, dazimuth=45, ddeflection=30)
-    fibres = fibres.fibre((1, 0, 2), 2, 3).camera((0, 0, 300), (0, 0, -1), size=(9, 6),
-                                                   pixels=(9, 6)).fibre((0, 0, 6), 1)
+    fibres = fibres.fibre((1, 0, 2), 2, 3)
+    fibres = fibres.camera((0, 0, 300), (0, 0, -1), size=(9, 6), pixels=(9, 6))
+    fibres = fibres.fibre((0, 0, 6), 1)
     classic = {}
     for name, model in {"disc": disc, "ball": ball, "fibres": fibres}.items():
         model = model.packets(2000)

@@ -180,7 +180,7 @@ except trel.RunInterrupted as stop:
 
 @pytest.fixture
 def session():
-    """Start a script that runs long, as a terminal's foreground job; end with what is left of it."""
+    """Start a script that runs long, as a terminal's foreground job does."""
     command = [sys.executable, "-c", SCRIPT]
     with subprocess.Popen(
         command, stdout=subprocess.PIPE, text=True, start_new_session=True
