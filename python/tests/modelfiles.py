@@ -122,7 +122,8 @@ class RandomModel:
             index = self.r.randrange(len(self.wavelengths))
             return [f"{keyword} {index + 1} {self.wavelengths[0]} {number(0, 1)} {number(0, 1)} "
                     f"{number(0, 999)}"]
-        chosen = self.r.sample(range(len(self.wavelengths)), self.r.randint(1, len(self.wavelengths)))
+        most = len(self.wavelengths)
+        chosen = self.r.sample(range(most), self.r.randint(1, most))
         counts = ["1e3", "12345", "7.9", "4294967295"]
         return [f"{keyword} {i + 1} {number(0.1, 3)} {self.r.choice(counts)}" for i in chosen]
 
@@ -143,7 +144,8 @@ class RandomModel:
                 words.insert(self.r.randint(0, 3), "emission" if dye else "excitation")
             lines = self.shape(kind, "lightsource", 1.5)
             lines += [f"lightsourceproperty {' '.join(words)}"]
-            lines += self.some(f"lightsourceazimuthangle {self.number(0, 90)} {self.number(90, 360)}")
+            lines += self.some("lightsourceazimuthangle "
+                               f"{self.number(0, 90)} {self.number(90, 360)}")
             if not self.planar:
                 lines += self.some("lightsourcedeflectionangle 0 " + self.number(0, 180),
                                    f"lightsourcedirection {self.vector(-1, 1)}")
@@ -151,7 +153,8 @@ class RandomModel:
         disc = not self.planar and "cylinder" in blocks[0][1] and "face" not in str(blocks[0])
         if disc:
             blocks[0] = [line.rsplit(" ", 1)[0] + " 0" if "axis" in line else line
-                         for line in blocks[0]] + [f"lightsourceprofile gaussian {self.number(1, 2)}"]
+                         for line in blocks[0]]
+            blocks[0].append(f"lightsourceprofile gaussian {self.number(1, 2)}")
         return [line for block in self.r.sample(blocks, count) for line in block]
 
     def tissues(self):

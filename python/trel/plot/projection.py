@@ -95,7 +95,7 @@ def outline(kind: str, low: Sequence[float], high: Sequence[float], **style: Any
     if kind in ("ellipsoid", "ellipse", "cylinder"):
         middle = np.add(low, high) / 2
         return Ellipse((middle[0], middle[1]), extent[0], extent[1], **style)
-    if kind == "trianglemesh":
+    if kind.endswith("trianglemesh"):
         style["linestyle"] = ":"
     return Rectangle((low[0], low[1]), extent[0], extent[1], **style)
 
