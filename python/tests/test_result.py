@@ -1,5 +1,6 @@
 """Results: axes, what is derived from grids and batches, units, and the text files of trel."""
 
+import sys
 from pathlib import Path
 
 import netCDF4
@@ -65,7 +66,10 @@ def test_axes_come_in_one_order_and_values_when_they_are_asked_for(run, folder):
     assert fresh.attrs["model"].startswith("trl\n") and fresh.attrs["rules"] == "exact"
 
 
-def test_what_is_no_result_is_refused(folder):
+def test_what_is_no_result_is_refused(folder, run, monkeypatch):
+    monkeypatch.setitem(sys.modules, "dask.array", None)
+    with pytest.raises(trel.MissingPackage, match="python3-dask"):
+        trel.open(run.encoding["source"], chunks={})
     with netCDF4.Dataset(folder / "other.nc", "w") as file:
         file.source = "a balloon"
     with pytest.raises(trel.TrelError, match="no result"):
@@ -265,6 +269,8 @@ def test_text_files_have_the_names_axes_and_units_of_a_result(disc, folder):
     assert disc_text.attrs["rules"] == "classic"
     assert np.isnan(disc_text.trel.reflectance([1.0]).error).all()
     assert disc_text.trel.scale(power_W=2).absorption_total == 2 * disc_text.absorption_total
+    with pytest.raises(trel.NotRecorded, match="imaginary"):
+        disc_text.trel.frequency()
     with pytest.raises(trel.TrelError, match="broken"):
         (folder / "cut.A.CW").write_text((folder / "ball.A.CW").read_text()[:1000])
         trel.open(folder / "cut.A.CW", model=ball)
