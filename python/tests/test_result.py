@@ -97,12 +97,13 @@ def test_rings_and_totals_have_the_scatter_of_their_batches(run):
 
 
 def test_light_by_time_of_flight(run, disc, folder):
-    cells = run.transmittance_bottom_td_batches.mean("azimuth").sel(r=0.75)
-    curve = run.trel.tpsf(0.3)
+    cells = run.transmittance_bottom_td_batches.mean("azimuth").sel(r=5.25)
+    curve = run.trel.tpsf(5.9)
     lit = (cells > 0).sum("batch") > 1
     check(curve.where(lit, drop=True), cells.mean("batch").where(lit, drop=True),
           cells.where(lit, drop=True))
-    assert curve.value.units == "mm-2 ps-1" and curve.value.dims == ("wavelength", "time")
+    np.testing.assert_array_equal(curve.error.notnull(), lit)
+    assert not lit.all() and curve.value.units == "mm-2 ps-1" and curve.value.dims == ("wavelength", "time")
     whole = run.trel.tpsf()
     assert whole.value.units == "ps-1" and float(whole.value.sum() * 30) == pytest.approx(
         float(run.trel.reflectance().value), rel=0.05)
