@@ -1,5 +1,6 @@
 """Runs: what is asked of the program, what comes back, and how it is stopped."""
 
+import contextlib
 import os
 import signal
 import subprocess
@@ -52,7 +53,7 @@ def test_what_is_asked_for_is_what_the_result_tells(block):
     assert first.absorption_batches.sizes["batch"] == 10
     again = block.run(**asked, threads=2, settings={"block.mua": 0.06, "block.g": 0.7}, out="b.nc")
     np.testing.assert_allclose(again.absorption, first.absorption, rtol=1e-9)
-    one, other = block.run(packets=40, out="c"), block.run(packets=40, out="c")
+    one, other = (block.run(packets=40, threads=1, out="c") for _ in range(2))
     assert one.attrs["seed"] != other.attrs["seed"]
     assert not np.array_equal(one.absorption, other.absorption)
 
@@ -60,6 +61,9 @@ def test_what_is_asked_for_is_what_the_result_tells(block):
 def test_results_go_where_they_are_sent(block):
     os.mkdir("folder")
     block.write("beam.trl")
+    trel.Model.read("beam.trl").pencil().run(packets=20, threads=1)
+    assert Path("beam.nc").exists()
+    Path("beam.nc").unlink()
     for out, name, file in [
         (None, None, "beam.nc"),
         ("folder", None, "folder/beam.nc"),
@@ -67,7 +71,7 @@ def test_results_go_where_they_are_sent(block):
         ("x.nc", None, "x.nc"),
         (None, "other", "other.nc"),
     ]:
-        trel.run_file("beam.trl", packets=20, out=out, name=name)
+        trel.run_file("beam.trl", packets=20, out=out, name=name, threads=1)
         assert Path(file).exists(), file
     assert trel.open("x").sizes == trel.open(Path("x.nc")).sizes
 
@@ -117,10 +121,10 @@ def test_a_bar_is_drawn_with_and_without_tqdm(has_tqdm, monkeypatch, capsys, blo
         monkeypatch.setitem(sys.modules, "tqdm.auto", None)
     with warnings.catch_warnings():
         warnings.simplefilter("error")
-        block.run(packets=2000, progress=True)
+        block.run(packets=2000, threads=1, progress=True)
     drawn = capsys.readouterr().err
     assert "100" in drawn and "+-" in drawn and drawn.endswith("\n")
-    block.run(packets=2000)
+    block.run(packets=2000, threads=1)
     assert capsys.readouterr().err == ""
 
 
@@ -177,7 +181,7 @@ except trel.RunInterrupted as stop:
 
 @pytest.fixture
 def session():
-    """Start a script that runs long, as a terminal's foreground job; end with what is left of it."""
+    """Start a script that runs long, as a terminal's foreground job does."""
     command = [sys.executable, "-c", SCRIPT]
     with subprocess.Popen(
         command, stdout=subprocess.PIPE, text=True, start_new_session=True
@@ -186,6 +190,9 @@ def session():
         tasks = Path(f"/proc/{job.pid}/task/{job.pid}/children").read_text().split()
         yield job, [int(task) for task in tasks]
         job.kill()
+        for task in tasks:
+            with contextlib.suppress(ProcessLookupError):
+                os.kill(int(task), signal.SIGKILL)
 
 
 def test_a_terminals_interrupt_reaches_the_program_once(session):

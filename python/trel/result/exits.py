@@ -173,6 +173,7 @@ def labelled(
     units: str,
     name: str,
 ) -> xr.Dataset:
+    """Return value and error with their wavelengths, and other axes behind them."""
     axes = ("wavelength", *axes)
     lights = ("wavelength", np.atleast_1d(data["wavelength"].values), data["wavelength"].attrs)
     value = xr.DataArray(mean, dims=axes).assign_coords(wavelength=lights)
