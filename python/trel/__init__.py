@@ -4,7 +4,7 @@ The physics is that of the program ``trelrun``, which is started as a process: n
 how light moves, and nothing here reads a model in another way than that program does.
 """
 
-from . import plot
+from . import optics, plot
 from .errors import MissingPackage, ModelError, RunError, TrelError
 from .export import export
 from .model import Description, Shape, Tissue
@@ -34,6 +34,7 @@ __all__ = [
     "compare",
     "export",
     "open",
+    "optics",
     "plot",
     "run_file",
 ]

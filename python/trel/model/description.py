@@ -36,7 +36,7 @@ class Description(Media, Lights, Detection, Properties):
         """
         told = program.check(path, "--no-pilot")
         program.raise_if_wrong(told, path)
-        return cls(**read_parts(path))
+        return cls(name=Path(path).stem, **read_parts(path))
 
     def text(self, folder: str | os.PathLike[str] = ".", stem: str = "model") -> str:
         """Return the model as the text of a file in a folder, from which the paths in it start.

@@ -33,6 +33,8 @@ class Fields:
     mesh: str | None = None
     """The file of a medium of tetrahedra, absolute."""
     notes: Notes = field(default_factory=Notes)
+    name: str = field(default="model", compare=False)
+    """Of its results: that of the file that it was read from, without folder and ending."""
 
     def _set(self, **settings: Any) -> Self:
         """Return the model with other settings."""

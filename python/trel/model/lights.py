@@ -189,6 +189,6 @@ class Lights(Fields):
             "packets", packets, "packets", least=0), len(listed))
         spectra: list[Shine | None] = [None] * len(self.wavelengths)
         for wavelength, e, p in zip(listed, energies, counts):
-            spectra[self._index(wavelength)] = Shine(e, p)  # type: ignore[arg-type]
+            spectra[self._index(wavelength)] = Shine(e, p)
         source = Source(shape, tuple(spectra), **fields)
         return replace(self, sources=(*self.sources, source))

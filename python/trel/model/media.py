@@ -126,7 +126,29 @@ class Media(Fields):
         """
         if tissue.shape is not None:
             self._need_dimension(tissue.shape.kind, 2 if tissue.shape.is_planar else 3)
-        count = len(self.wavelengths)
-        whole = replace(tissue, **{name: values.spread(name, getattr(tissue, name), count)
-                                   for name in ("mua", "mus", "g", "n")})
-        return replace(self, tissues=(*self.tissues, whole))
+        return replace(self, tissues=(*self.tissues, self._spread(tissue)))
+
+    def _spread(self, tissue: Tissue) -> Tissue:
+        """Return the tissue with coefficients for each wavelength."""
+        return replace(tissue, **{
+            name: values.spread(name, getattr(tissue, name), len(self.wavelengths))
+            for name in ("mua", "mus", "g", "n")})
+
+    def change(self, tissue: str | int, *, mua: Numbers | None = None, mus: Numbers | None = None,
+               g: Numbers | None = None, n: Numbers | None = None) -> Self:
+        """Change coefficients of a tissue, by its number (from 1) or by a name that no other has.
+
+        Coefficients as of ``box``; None: as they are.
+        """
+        if isinstance(tissue, str):
+            named = [i for i, known in enumerate(self.tissues) if known.name == tissue]
+            if len(named) != 1:
+                raise values.refuse("tissue", tissue, "a name that one tissue has, of "
+                                    + ", ".join(known.name for known in self.tissues))
+            at = named[0]
+        else:
+            at = values.whole("tissue", tissue, "number of a tissue", 1, len(self.tissues)) - 1
+        given = {"mua": mua, "mus": mus, "g": g, "n": n}
+        changed = replace(self.tissues[at], **{k: v for k, v in given.items() if v is not None})
+        return replace(self, tissues=(*self.tissues[:at], self._spread(changed),
+                                      *self.tissues[at + 1:]))

@@ -58,9 +58,9 @@ class Line:
         found = re.search('"([^"]*)"(.*)', self.text)
         if found and found[2].strip():
             raise self.wrong("what stands behind the path is not kept")
-        told = found[1] if found else self.at_most(1)[0]
-        below = os.path.normpath(os.path.join(os.path.dirname(os.path.abspath(self.path)),
-                                              told.replace("\\", "/").lstrip("/")))
+        told = (found[1] if found else self.at_most(1)[0]).replace("\\", "/")
+        folder = os.path.dirname(os.path.abspath(self.path))
+        below = os.path.normpath(os.path.join(folder, told.lstrip("/")))
         as_it_stands = told.startswith("/") and not os.path.exists(below)
         return os.path.normpath(told) if as_it_stands else below
 

@@ -10,13 +10,15 @@ import numpy as np
 from ..errors import ModelError
 from ..model import Description
 from ..program import findings_of
-from .projection import NAMES, Frame, outline, rays
+from .projection import NAMES, Frame, is_isotropic, outline, rays
 
 if TYPE_CHECKING:
     from matplotlib.axes import Axes
 
 LIGHT, DYE, DETECTOR, GRID = "#c1121f", "#2a7f3f", "#1d3f8f", "0.35"
 """Colours of what is drawn over the tissues."""
+BEHIND = {"facecolor": "white", "alpha": 0.7, "linewidth": 0, "pad": 1}
+"""Box of words that stand in the picture."""
 
 
 class Drawable:
@@ -30,16 +32,24 @@ class Drawable:
         one cut. The tissues are those that ``trelrun`` finds at ``points`` (1 to 2000) along the
         longer side. Sources, detectors and the region of the absorption grid are projected onto
         the plane; a camera beyond the picture is told at its edge. z points down where light comes
-        in along it, as depth is drawn. Errors in the model are warned of; a ModelError is raised
-        if the medium has no bounds.
+        in along it, as depth is drawn. Both axes have one scale, unless one is four times as long
+        as the other. Errors in the model are warned of; a ModelError is raised if the medium has no
+        bounds.
         """
         model = cast(Description, self)
         told = look(model, axis, value, points)
+        side = ax
         if ax is None:
             import matplotlib.pyplot as plt
-            ax = plt.figure(layout="constrained").add_subplot()
-        picture = ModelCut(told, ax)
-        picture.draw(legend)
+            figure = plt.figure(figsize=(8, 5), layout="constrained")
+            grid = figure.add_gridspec(1, 2, width_ratios=(3, 1))
+            side = figure.add_subplot(grid[1])
+            side.set_axis_off()
+            ax = figure.add_subplot(grid[0])
+        handles = ModelCut(told, ax).draw()
+        if legend and side is not None:
+            place = "best" if side is ax else "upper left"
+            side.legend(handles=handles, fontsize="small", loc=place)
         return ax
 
 
@@ -79,16 +89,18 @@ class ModelCut:
         self.frame = Frame(told)
         self.handles: list[Any] = []
 
-    def draw(self, legend: bool) -> None:
-        """Draw all."""
+    def draw(self) -> list[Any]:
+        """Draw all; return the entries of the legend."""
         self._tissues()
         if self.told["absorptionmatrix"] is not None:
             self._grid()
         for source in self.told["sources"]:
             self._source(source)
         for detector in self.told["detectors"]:
-            (self._fibre if detector["kind"] == "fiber" else self._camera)(detector)
-        self._finish(legend)
+            if detector["kind"] == "fiber":
+                self._fibre(detector)
+        self._finish()
+        return self.handles
 
     def _tissues(self) -> None:
         from matplotlib.colors import ListedColormap
@@ -147,7 +159,7 @@ class ModelCut:
             label += ", dye " + ", ".join(f"{d['excitation']} → {d['wavelength']} nm"
                                           for d in source["dyes"])
         else:
-            self._rays(source, low, high, colour)
+            self._light(source, low, high)
         self.handles.append(Line2D([], [], color=colour, marker=">" if not emits else None,
                                    linestyle="-", label=label))
 
@@ -162,25 +174,31 @@ class ModelCut:
         patch = outline(kind, low, high, edgecolor=colour, linewidth=1.6, zorder=5)
         self.ax.add_patch(patch)
 
-    def _rays(self, source: dict[str, Any], low: Any, high: Any, colour: str) -> None:
-        """Arrows of some directions of a source; a ring or a cross of those across the plane."""
-        frame = self.frame
-        directions = rays(source, planar=self.told["dimension"] == 2)
-        starts = frame.starts(low, high) if len(directions) == 1 else [np.add(low, high) / 2]
-        for start in starts:
+    def _light(self, source: dict[str, Any], low: Any, high: Any) -> None:
+        """Arrows of some directions of a source; a ring or a cross of a beam across the plane."""
+        frame, planar = self.frame, self.told["dimension"] == 2
+        center = np.add(low, high) / 2
+        if is_isotropic(source, planar):
+            for angle in np.radians(np.arange(0, 360, 45)):
+                self._arrow(center, (np.cos(angle), np.sin(angle)), 0.09)
+            return
+        directions = rays(source, planar)
+        for start in frame.starts(low, high) if len(directions) == 1 else [center]:
             for direction in directions:
                 way = frame.project(direction)
-                length = float(np.hypot(*way))
-                if length < 0.05:
+                if np.hypot(*way) > 0.05:
+                    self._arrow(start, way, 0.22)
+                elif len(directions) == 1:
                     ahead = direction[NAMES.index(frame.axis)] * frame.towards_viewer
                     self.ax.plot(*start, marker="o" if ahead > 0 else "x", markersize=9,
-                                 markerfacecolor="none", color=colour, zorder=6)
-                    continue
-                tip = np.add(start, np.multiply(way, 0.16 * frame.size))
-                self.ax.annotate("", tip, start, zorder=6, annotation_clip=False,
-                                 arrowprops={"arrowstyle": "-|>", "color": colour,
-                                             "linewidth": 1.4, "shrinkA": 0, "shrinkB": 0})
-                frame.include(tip, tip)
+                                 markerfacecolor="none", color=LIGHT, zorder=6)
+
+    def _arrow(self, start: Any, way: Any, length: float) -> None:
+        tip = np.add(start, np.multiply(way, length * self.frame.scale))
+        self.ax.annotate("", tip, start, zorder=6, annotation_clip=False,
+                         arrowprops={"arrowstyle": "-|>", "color": LIGHT, "linewidth": 1.4,
+                                     "shrinkA": 0, "shrinkB": 0})
+        self.frame.include(tip, tip)
 
     def _fibre(self, detector: dict[str, Any]) -> None:
         shape = detector["shape"]
@@ -193,61 +211,67 @@ class ModelCut:
 
     def _name(self, text: str, place: Any) -> None:
         self.ax.annotate(text, place, xytext=(5, 5), textcoords="offset points", color=DETECTOR,
-                         fontsize="small", zorder=7,
-                         bbox={"facecolor": "white", "alpha": 0.7, "linewidth": 0, "pad": 1})
-
-    def _camera(self, detector: dict[str, Any]) -> None:
-        """A line with its normal where it is, or an arrow from the edge that it lies behind."""
-        self.frame.later.append(detector)
+                         fontsize="small", zorder=7, bbox=BEHIND)
 
     def _cameras(self) -> None:
-        frame = self.frame
-        for detector in frame.later:
-            place = np.array(frame.project(detector["center"]))
-            view = np.array(frame.project(detector["normal"]))
-            distance = float(np.linalg.norm(np.subtract(detector["center"], frame.center)))
-            text = f"camera {detector['number']}"
+        """Draw the cameras, last of all: those beyond the picture stand at its edge."""
+        frame, across = self.frame, []
+        for camera in frame.cameras:
+            view = np.array(frame.project(camera["normal"]))
             if np.hypot(*view) < 0.05:
-                side = "in front" if (detector["normal"][NAMES.index(frame.axis)]
-                                      * frame.towards_viewer < 0) else "behind"
-                self.ax.annotate(f"{text}: {distance:.4g} mm {side}",
-                                 (0.01, 0.99 - 0.05 * detector["number"]), color=DETECTOR,
-                                 xycoords="axes fraction", fontsize="small", va="top")
-                continue
-            if not frame.holds(place):
-                place = frame.edge(place)
-                text += f"\n{distance:.4g} mm away"
-            self.ax.annotate("", place + view / np.hypot(*view) * 0.12 * frame.size, place,
-                             zorder=6, arrowprops={"arrowstyle": "-|>", "color": DETECTOR,
-                                                   "linewidth": 1.4, "linestyle": "--"})
-            across = np.array([-view[1], view[0]]) / np.hypot(*view) * 0.04 * frame.size
-            ends = np.array([place - across, place + across])
-            self.ax.plot(ends[:, 0], ends[:, 1], color=DETECTOR, linewidth=3, zorder=6)
-            middle = frame.middle
-            self.ax.annotate(text, place, xytext=tuple(np.sign(middle - place) * (14, 14)),
-                             textcoords="offset points", color=DETECTOR, fontsize="small",
-                             ha="left" if place[0] <= middle[0] else "right",
-                             va="bottom" if place[1] <= middle[1] else "top", zorder=7)
+                across.append(self._camera_across(camera))
+            else:
+                self._camera(camera, view / np.hypot(*view))
+        if across:
+            self.ax.annotate("\n".join(across), (0.02, 0.98), xycoords="axes fraction", va="top",
+                             color=DETECTOR, fontsize="small", zorder=7, bbox=BEHIND)
 
-    def _finish(self, legend: bool) -> None:
+    def _camera_across(self, camera: dict[str, Any]) -> str:
+        """Tell of a camera that looks across the plane."""
+        away = camera["normal"][NAMES.index(self.frame.axis)] * self.frame.towards_viewer < 0
+        return (f"camera {camera['number']}, {self._distance(camera):.4g} mm "
+                + ("in front" if away else "behind"))
+
+    def _distance(self, camera: dict[str, Any]) -> float:
+        return float(np.linalg.norm(np.subtract(camera["center"], self.frame.center)))
+
+    def _camera(self, camera: dict[str, Any], view: Any) -> None:
+        """Draw the detector's plane, and an arrow that shows where it looks."""
+        frame = self.frame
+        place = np.array(frame.project(camera["center"]))
+        text = f"camera {camera['number']}"
+        if not frame.holds(place):
+            place = frame.edge(place)
+            text += f", {self._distance(camera):.4g} mm away"
+        self.ax.annotate("", place + view * 0.1 * frame.scale, place, zorder=6,
+                         arrowprops={"arrowstyle": "-|>", "color": DETECTOR, "linewidth": 1.4,
+                                     "linestyle": "--"})
+        side = np.array([-view[1], view[0]]) * 0.04 * frame.scale
+        ends = np.array([place - side, place + side])
+        self.ax.plot(ends[:, 0], ends[:, 1], color=DETECTOR, linewidth=3, zorder=6)
+        sideways = abs(view[0]) > abs(view[1])
+        self.ax.annotate(text, place, xytext=(0, 16) if sideways else (16, 0),
+                         textcoords="offset points", color=DETECTOR, fontsize="small",
+                         rotation=90 if sideways else 0, ha="center" if sideways else "left",
+                         va="bottom" if sideways else "center", zorder=7, bbox=BEHIND)
+
+    def _finish(self) -> None:
         frame, ax = self.frame, self.ax
         frame.settle()
         self._cameras()
         (left, bottom), (right, top) = frame.low, frame.high
         ax.set_xlim(left, right)
         ax.set_ylim(*((top, bottom) if frame.is_down else (bottom, top)))
-        ax.set_aspect("equal")
+        ax.set_aspect("equal" if frame.is_even else "auto")
         ax.set_xlabel(f"{frame.names[0]} / mm")
         ax.set_ylabel(f"{frame.names[1]} / mm")
         if self.told["dimension"] == 3:
-            ax.set_title(f"{frame.axis} = {self.told['cut']['value']:g} mm")
-        if legend:
-            ax.legend(handles=self.handles, loc="upper left", bbox_to_anchor=(1.02, 1.0),
-                      borderaxespad=0, frameon=False, fontsize="small")
+            ax.set_title(f"{frame.axis} = {self.told['cut']['value']:g} mm"
+                         + ("" if frame.is_even else ", axes of different scales"))
 
 
 def _colour(index: int) -> Any:
-    """A pale colour for a tissue; twelve of them, then again."""
+    """Return a pale colour for a tissue; there are twelve, then they repeat."""
     import matplotlib
     order = (0, 1, 3, 4, 2, 6, 10, 7, 9, 5, 8, 11)
     return matplotlib.colormaps["Set3"](order[index % 12])

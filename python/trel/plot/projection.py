@@ -26,12 +26,16 @@ class Frame:
         self.steps = (self.high - self.low) / cut["counts"]
         self.size = float(max(self.high - self.low))
         self.middle = (self.low + self.high) / 2
+        extent = self.high - self.low
+        self.is_even = bool(max(extent) <= 4 * min(extent))
+        # What lengths of arrows count by, along each axis.
+        self.scale = np.full(2, self.size) if self.is_even else extent
         self.center = np.zeros(3)
         self.center[[NAMES.index(n) for n in self.names]] = self.middle
         self.center[NAMES.index(self.axis)] = cut["value"]
         # Of the medium: what lies further off than its size is not drawn where it is.
         self.inner = (self.low.copy(), self.high.copy())
-        self.later: list[dict[str, Any]] = []
+        self.cameras = [d for d in told["detectors"] if d["kind"] == "camera"]
         self.is_down = self.names[1] == "z" and self._comes_down(told)
 
     @staticmethod
@@ -54,13 +58,13 @@ class Frame:
     def include(self, low: Sequence[float], high: Sequence[float]) -> None:
         """Widen the picture to hold what is not further off than the medium is large."""
         for corner in (np.asarray(low), np.asarray(high)):
-            corner = np.clip(corner, self.inner[0] - self.size, self.inner[1] + self.size)
+            corner = np.clip(corner, self.inner[0] - self.scale, self.inner[1] + self.scale)
             self.low = np.minimum(self.low, corner)
             self.high = np.maximum(self.high, corner)
 
     def settle(self) -> None:
         """Leave some room around, and more if there are cameras."""
-        margin = (0.04 + 0.14 * bool(self.later)) * self.size
+        margin = (0.04 + 0.14 * bool(self.cameras)) * self.scale
         self.low = self.low - margin
         self.high = self.high + margin
 
@@ -72,7 +76,7 @@ class Frame:
         """Return where the way from the middle to a place beyond the picture leaves it."""
         way = place - self.middle
         with np.errstate(divide="ignore", invalid="ignore"):
-            reach = np.where(way > 0, (self.high - self.middle) / way, (self.low - self.middle) / way)
+            reach = np.where(way > 0, self.high - self.middle, self.low - self.middle) / way
         return self.middle + way * 0.97 * float(np.nanmin(np.where(way == 0, np.nan, reach)))
 
     def starts(self, low: Sequence[float], high: Sequence[float]) -> list[np.ndarray]:
@@ -91,7 +95,7 @@ def outline(kind: str, low: Sequence[float], high: Sequence[float], **style: Any
     if kind in ("ellipsoid", "ellipse", "cylinder"):
         middle = np.add(low, high) / 2
         return Ellipse((middle[0], middle[1]), extent[0], extent[1], **style)
-    if kind == "trianglemesh":
+    if kind.endswith("trianglemesh"):
         style["linestyle"] = ":"
     return Rectangle((low[0], low[1]), extent[0], extent[1], **style)
 
@@ -108,6 +112,12 @@ def turned(local: np.ndarray, axis: Sequence[float]) -> np.ndarray:
     u = np.array([-unit[1], unit[0], 0.0])
     once = np.cross(u, local)
     return np.asarray(local + once + np.cross(u, once) / (1 + unit[2]))
+
+
+def is_isotropic(source: dict[str, Any], planar: bool) -> bool:
+    """Whether the light of a source goes everywhere."""
+    turn, up = (source[k][1] - source[k][0] for k in ("azimuth", "deflection"))
+    return bool(turn >= 360 and (planar or up >= 180))
 
 
 def rays(source: dict[str, Any], planar: bool) -> np.ndarray:

@@ -160,9 +160,10 @@ class Results:
         by : ``tissue``: (wavelength, tissue), with errors from the launched packets; ``cell``: on
             the axes of the absorption grid, without errors. That flies the packets again.
 
-        The value is negative, the energy's unit times mm. With dyes there is a dimension ``part``:
-        ``sources`` for light that no dye emitted; of what dyes emitted, ``excitation`` for the way
-        up to the dye and ``emission`` for the way from there.
+        The value is negative, the energy's unit times mm. The wavelength is that of the
+        coefficient. With dyes there is a dimension ``part``: ``sources`` for light that no dye
+        emitted; of what dyes emitted, ``excitation`` for the way up to the dye, at the wavelength
+        of that way, and ``emission`` for the way from there.
         """
         if by == "tissue":
             return paths.jacobian(self._data, detector)

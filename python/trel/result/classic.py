@@ -29,7 +29,7 @@ def open_text(path: Path, model: Any, settings: Settings) -> xr.Dataset:
             model.write(file)
         else:
             file = Path(model)
-        told = program.check(file, "--rules", "classic", *set_options(settings))
+        told = program.check(file, "--no-pilot", "--rules", "classic", *set_options(settings))
         program.raise_if_wrong(told, file)
         text = file.read_text(errors="replace")
     if ENDING.fullmatch("".join(path.suffixes[-2:])):

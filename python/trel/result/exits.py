@@ -106,8 +106,12 @@ class PacketSums:
             self.packet = data["exit_packet"].values
             self.exit_wavelength = data["exit_wavelength"].values
 
-    def estimate(self, amounts: np.ndarray) -> tuple[np.ndarray, np.ndarray]:
+    def estimate(
+        self, amounts: np.ndarray, lights: np.ndarray | None = None
+    ) -> tuple[np.ndarray, np.ndarray]:
         """Return mean and standard error of a sum over exits, by wavelength.
+
+        The wavelengths are those of the exits, or ``lights``, one for each.
 
         ``amounts`` has what each exit adds, if its launched packet had all the energy of its source
         and spectrum, (exit, ...). With x the total of a launched packet, N of which are covered,
@@ -122,9 +126,10 @@ class PacketSums:
         filled = np.zeros(shape, dtype=int)
         if len(amounts) == 0:
             return mean, np.full(shape, np.nan)
+        lights = self.exit_wavelength if lights is None else lights
         for k, wavelength in enumerate(self.wavelengths):
             for entry, count in enumerate(self.packets):
-                rows = np.flatnonzero((self.exit_wavelength == wavelength) & (self.entry == entry))
+                rows = np.flatnonzero((lights == wavelength) & (self.entry == entry))
                 totals = self._by_packet(amounts, rows)
                 own = totals.sum(axis=0) / count
                 mean[k] += own
@@ -168,6 +173,7 @@ def labelled(
     units: str,
     name: str,
 ) -> xr.Dataset:
+    """Return value and error with their wavelengths, and other axes behind them."""
     axes = ("wavelength", *axes)
     lights = ("wavelength", np.atleast_1d(data["wavelength"].values), data["wavelength"].attrs)
     value = xr.DataArray(mean, dims=axes).assign_coords(wavelength=lights)

@@ -13,7 +13,8 @@ ENERGY = re.compile(
     r"(absorption|fluence_rate|transmittance|fibre\d+|camera\d+|sensitivity)(_|$)"
     r"|(ledger_(weight|time|path)(_|$)|exit_weight$)"
 )
-"""Variables that are proportional to the energy of the sources, but for phases and axes."""
+"""Variables that are proportional to the energy of the sources, or are phases or borders."""
+NO_ENERGY = re.compile(r".*(_phase(_|$)|_bounds$)")
 DYES = ("by dyes", "dyes, without emission", "dyes, converted")
 
 
@@ -118,7 +119,7 @@ def scale(data: xr.Dataset, power_W: float | None, energy_J: float | None) -> xr
     factor = float(amount or 0.0) / launched
     changed = {}
     for name, variable in data.data_vars.items():
-        if ENERGY.match(str(name)) and "_phase" not in str(name) and variable.dtype.kind == "f":
+        if ENERGY.match(str(name)) and not NO_ENERGY.match(str(name)):
             units = units_of(data, str(name))
             changed[name] = (variable * factor).assign_attrs(variable.attrs)
             changed[name].attrs["units"] = unit if units == "1" else f"{unit} {units}"

@@ -23,7 +23,7 @@ def _check(text: str) -> dict[str, Any]:
     with tempfile.TemporaryDirectory(prefix="trel-") as folder:
         path = Path(folder) / "model.trl"
         path.write_text(text)
-        return program.check(path)
+        return program.check(path, "--no-pilot")
 
 
 def ask(data: xr.Dataset) -> dict[str, Any]:

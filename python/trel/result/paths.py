@@ -34,6 +34,11 @@ def list_legs(data: xr.Dataset) -> list[str]:
     return [leg for leg, head in LEGS.items() if f"{head}path_length" in data]
 
 
+def start_wavelengths(data: xr.Dataset) -> np.ndarray:
+    """Return for each exit the wavelength that its packet was launched at."""
+    return np.asarray(data["exit_entry_wavelength"].values[entries(data)])
+
+
 def _need_some(data: xr.Dataset) -> None:
     if not count_exits(data):
         raise NotRecorded("none of the packets that the table covers has left: record more exits")
@@ -83,7 +88,8 @@ def jacobian(data: xr.Dataset, detector: Detector) -> xr.Dataset:
     found = []
     for leg, counts in parts.values():
         lengths = path(data, leg, "path_length")
-        found.append(sums.estimate(-(weight * counts)[:, None] * lengths))
+        lights = start_wavelengths(data) if leg == "excitation" else sums.exit_wavelength
+        found.append(sums.estimate(-(weight * counts)[:, None] * lengths, lights))
     values, errors = zip(*found, strict=True)
     return _stack(data, values, errors, "part", list(parts), units, "change with mua")
 
@@ -114,9 +120,9 @@ def reweighted(data: xr.Dataset, coefficients: Mapping[Any, Mapping[str, float]]
     kept += ["mua", "mus", "g", "n", "tissue_name"]
     if count_exits(data):
         factor = np.ones(count_exits(data))
-        start = data["exit_entry_wavelength"].values[entries(data)]
         for leg in list_legs(data):
-            at = start if leg == "excitation" else data["exit_wavelength"].values
+            own = data["exit_wavelength"].values
+            at = start_wavelengths(data) if leg == "excitation" else own
             index = np.searchsorted(data["wavelength"].values, at)
             factor *= _factor(data, new, leg, index)
         weight = data["exit_weight"]

@@ -59,28 +59,28 @@ class Child:
 
     def follow(self) -> Ended:
         """Wait for its end. Ctrl-C reaches it once as SIGINT; another one kills it."""
-        interrupted = False
-        try:
+        signals = [signal.SIGINT, signal.SIGKILL]
+        while True:
             try:
                 self._listen()
+                break
             except KeyboardInterrupt:
-                interrupted = True
-                self.process.send_signal(signal.SIGINT)
-                self._listen()
-        except BaseException:
-            self.process.kill()
-            self.process.wait()
-            raise
-        finally:
-            if self.process.stderr:
-                self.process.stderr.close()
-        return Ended(self.process.returncode, "".join(self.said), interrupted)
+                self.process.send_signal(signals.pop(0) if signals else signal.SIGKILL)
+            except BaseException:
+                self.process.kill()
+                self.process.wait()
+                raise
+        return Ended(self.process.returncode, "".join(self.said), len(signals) < 2)
 
     def _listen(self) -> None:
-        assert self.process.stderr
-        for line in self.process.stderr:
+        """Take what it says, up to its end; goes on where an interrupt has left it."""
+        stderr = self.process.stderr
+        while stderr and not stderr.closed:
+            line = stderr.readline()
             if line.startswith("{"):
                 self.show(json.loads(line))
-            else:
+            elif line:
                 self.said.append(line)
+            else:
+                stderr.close()
         self.process.wait()

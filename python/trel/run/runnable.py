@@ -145,6 +145,8 @@ def _judge(ended: Ended, path: str | os.PathLike[str], options: list[str]) -> No
 class Runnable:
     """What a model does with the program; a part of ``trel.Model``."""
 
+    name: str
+
     def write(self, path: str | os.PathLike[str]) -> Path:
         """Write the model to a file."""
         raise NotImplementedError
@@ -175,11 +177,6 @@ class Runnable:
         """
         keywords = {key: value for key, value in locals().items() if key != "self"}
         with tempfile.TemporaryDirectory(prefix="trel-") as folder:
-            path = Path(folder) / (self._name() + ".trl")
+            path = Path(folder) / f"{self.name}.trl"
             self.write(path)
             return run_file(path, **keywords)
-
-    def _name(self) -> str:
-        """Return the name of the file that the model was read from, else ``model``."""
-        origin = getattr(self, "origin", None)
-        return Path(origin).stem if origin else "model"
