@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import argparse
+import functools
 import inspect
 import os
 import sys
@@ -28,14 +29,15 @@ PICTURES: dict[str, Callable[..., Any]] = {
 def main(arguments: list[str] | None = None) -> int:
     """Do what the command line says; return the exit status.
 
-    0: done. 1: it failed, or ``check`` found errors, or ``compare`` a difference. 2: the command line
-    is wrong. What went wrong is one message on the standard error.
+    0: done. 1: it failed, or ``check`` found errors, or ``compare`` a difference. 2: the command
+    line is wrong. What went wrong is one message on the standard error.
     """
     asked = _make_parser().parse_args(arguments)
     matplotlib.use("Agg")
     try:
         with warnings.catch_warnings():
             warnings.showwarning = _show_warning
+            warnings.simplefilter("ignore", DeprecationWarning)  # of libraries among themselves
             return int(asked.do(asked) or 0)
     except BrokenPipeError:  # who reads the output has seen enough
         sys.stdout = open(os.devnull, "w", encoding="utf-8")
@@ -176,23 +178,33 @@ def _add_plot(commands: Any) -> None:
 
 
 def _plot(asked: argparse.Namespace) -> None:
-    is_model = Path(asked.file).suffix == ".trl"
-    if is_model:
-        draw, what = trel.Model.read(asked.file).plot, "a model"
+    if Path(asked.file).suffix == ".trl":
+        what = "a model"
+        draw = _draw_model(trel.Model.read(asked.file))
     else:
-        ds, what = trel.open(asked.file), asked.what
-        draw = PICTURES[what]
+        what = asked.what
+        draw = functools.partial(PICTURES[what], trel.open(asked.file))
     known = inspect.signature(draw).parameters
     options = {}
     for key in ("name", "face", "number", "normal", "at", "along", "wavelength", "time", "log",
                 "decades"):
         value = getattr(asked, key)
-        if value is not None and key not in known:
+        if value is None:
+            continue
+        if key not in known:
             raise ValueError(f"--{key} says nothing of {what}")
-        if value is not None:
-            options[key] = value
-    ax = draw(**options) if is_model else draw(ds, **options)
-    ax.figure.savefig(asked.out or Path(asked.file).with_suffix(".png").name, dpi=120)
+        options[key] = value
+    ax = draw(**options)
+    _save(ax, asked.out or Path(asked.file).with_suffix(".png").name)
+
+
+def _draw_model(model: trel.Model) -> Callable[..., Any]:
+    return lambda normal="y", at=None: model.plot(normal, at)
+
+
+def _save(ax: Any, path: str) -> None:
+    """Write a picture with all its labels, also those beside the axes."""
+    ax.figure.savefig(path, dpi=120, bbox_inches="tight")
 
 
 def _add_export(commands: Any) -> None:
@@ -215,7 +227,7 @@ def _export(asked: argparse.Namespace) -> None:
 
 
 def _add_compare(commands: Any) -> None:
-    command = commands.add_parser("compare", help="tell whether two results differ by more than chance")
+    command = commands.add_parser("compare", help="tell whether two results differ")
     command.add_argument("one", help="A.nc")
     command.add_argument("other", help="B.nc")
     command.add_argument("--level", type=float, default=0.001, help="chance of a false alarm")
@@ -227,7 +239,7 @@ def _compare(asked: argparse.Namespace) -> int:
     found = trel.compare(trel.open(asked.one), trel.open(asked.other), asked.level)
     print(found)
     if asked.out:
-        plot.difference(found).figure.savefig(asked.out, dpi=120)
+        _save(plot.difference(found), asked.out)
     return 1 if found.differs else 0
 
 

@@ -15,6 +15,8 @@ from .values import Quantity, axis_name, label_of
 COLOURS = "magma"
 # Which of two axes runs to the right: the one that stands first here.
 TO_THE_RIGHT = ("x", "r", "azimuth", "y", "deflection", "z")
+DEPTH_FROM = 1e-9
+"""How far above z = 0 a medium may reach whose z is a depth, mm: rounding."""
 LONGEST_ARC = 5.0
 """Of the straight pieces that rings are drawn with, degrees."""
 
@@ -48,7 +50,7 @@ def draw_cells(
     """Draw a quantity of two axes as cells of their true widths; what is not known is grey.
 
     Values below a logarithmic scale have its lowest colour. Radius and azimuth become a disc.
-    Axes in mm have the same scale.
+    Axes in mm have the same scale. A depth, that is a z from 0, points down.
     """
     if quantity.value.ndim != 2:
         axes = ", ".join(map(str, quantity.value.dims)) or "none"
@@ -68,6 +70,8 @@ def draw_cells(
     ax.set(xlabel=names[0], ylabel=names[1], title=", ".join(quantity.place))
     if alike:
         ax.set_aspect("equal")
+    if up == "z" and edges[1].min() >= -DEPTH_FROM and not ax.yaxis_inverted():
+        ax.invert_yaxis()
     add_colour_bar(ax, drawn, label)
     return drawn
 

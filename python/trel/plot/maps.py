@@ -13,7 +13,7 @@ from matplotlib.colors import Normalize
 
 from .cells import colour_scale, draw_cells, new_axes
 from .curves import draw_line
-from .values import GRIDS, Quantity, axis_name, choose, pick
+from .values import GATED, GRIDS, Quantity, axis_name, choose, pick
 
 MOST_ERROR = 10.0
 """Of phases that set the range of the colours, degrees."""
@@ -33,11 +33,11 @@ def slice(
     colours are logarithmic over so many decades below the largest value, or linear from zero.
     Wavelength in nm (without it the first); time of flight in ps, which a grid of gates needs.
     """
-    quantity = pick(ds, choose(ds, name, GRIDS), wavelength, time)
+    grids = GRIDS if time is None else GATED
+    quantity = pick(ds, choose(ds, name, grids), wavelength, time)
     _refuse_time(quantity)
     if quantity.value.ndim > 2:
-        axis = _normal(quantity, normal)
-        quantity = quantity.at(axis, at)
+        quantity = quantity.at(_normal(quantity, normal), at)
     ax = new_axes(ax)
     draw_cells(ax, quantity, colour_scale(quantity.value.to_numpy(), log, decades), quantity.label)
     return ax
@@ -129,8 +129,8 @@ def difference(
     are grey.
     """
     sigmas = compared.sigmas
-    quantity = pick(sigmas, choose(sigmas, name, [*GRIDS, *map(str, sigmas.data_vars)]),
-                    wavelength, time)
+    grids = [*GRIDS, *map(str, sigmas.data_vars)] if time is None else GATED
+    quantity = pick(sigmas, choose(sigmas, name, grids), wavelength, time)
     _refuse_time(quantity)
     if quantity.value.ndim > 2:
         quantity = quantity.at(_normal(quantity, normal), at)

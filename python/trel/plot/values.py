@@ -8,7 +8,8 @@ from dataclasses import dataclass
 import numpy as np
 import xarray as xr
 
-GRIDS = ("absorption", "fluence_rate", "absorption_td", "fluence_rate_td")
+GATED = ("absorption_td", "fluence_rate_td")
+GRIDS = ("absorption", "fluence_rate", *GATED)
 
 
 @dataclass(frozen=True)
@@ -121,15 +122,17 @@ def pick(
 ) -> Quantity:
     """Return a variable at a wavelength (nm; None: the first) and a time of flight (ps).
 
-    ``value`` of a derived Dataset has its errors in ``error``, others in ``NAME_error``.
+    ``value`` of a derived Dataset has its errors in ``error``, others in ``NAME_error``. A place on
+    an axis that the variable does not have is a ValueError.
     """
     value = ds[name]
     error_name = "error" if name == "value" else f"{name}_error"
     error = ds[error_name].transpose(*value.dims).to_numpy() if error_name in ds else None
     axes = [str(dim) for dim in value.dims]
     quantity = Quantity(value, error, {axis: borders_of(ds, axis) for axis in axes})
+    for axis, where in (("wavelength", wavelength), ("time", time)):
+        if axis not in axes and where is not None:
+            raise ValueError(f"{name} has no axis {axis}")
     if "wavelength" in axes:
         quantity = quantity.at("wavelength", wavelength)
-    if "time" in axes and time is not None:
-        quantity = quantity.at("time", time)
-    return quantity
+    return quantity if time is None else quantity.at("time", time)

@@ -2,7 +2,10 @@
 
 from __future__ import annotations
 
+import gc
 import os
+from collections.abc import Iterator
+from contextlib import contextmanager
 from pathlib import Path
 from typing import Any
 
@@ -56,20 +59,37 @@ def open(  # noqa: A001
 
 
 def _open_netcdf(path: Path, chunks: Any) -> xr.Dataset:
-    names = _list_names(path)
-    private = [name for name in names if name.startswith("state_")]
     if chunks is not None:
         need("dask.array", "python3-dask")
-    data = xr.open_dataset(
-        path,
-        engine="netcdf4",
-        chunks=chunks,
-        decode_times=False,
-        drop_variables=private,
-    )
+    with _nothing_collected():
+        names = _list_names(path)
+        private = [name for name in names if name.startswith("state_")]
+        data = xr.open_dataset(
+            path,
+            engine="netcdf4",
+            chunks=chunks,
+            decode_times=False,
+            drop_variables=private,
+        )
     if not str(data.attrs.get("source", "")).startswith("trelrun"):
         raise TrelError(f"{path} is no result of trelrun")
     return order_axes(data)
+
+
+@contextmanager
+def _nothing_collected() -> Iterator[None]:
+    """Keep the collector of garbage from closing a file that is no longer used.
+
+    It would do so by a call into the library in the midst of another one: netCDF4 1.6.2 reports an
+    error of HDF, or crashes, where that happens while a file is opened.
+    """
+    collects = gc.isenabled()
+    gc.disable()
+    try:
+        yield
+    finally:
+        if collects:
+            gc.enable()
 
 
 def _list_names(path: Path) -> list[str]:
