@@ -142,7 +142,6 @@ inline void Interact(trelExactPacket& packet, trelPacketNumbers& numbers,
   packet.Weight = kept;
   packet.Depth = trelExactPacket::NotDrawn;
   packet.Skip = 0.0;
-  packet.BoundariesInRow = 0;
   ++packet.Interactions;
   if (!(packet.Weight > 0.0)) {
     EndPacket(packet, LedgerAbsorbedWhole, tally);

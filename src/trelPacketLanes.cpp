@@ -114,7 +114,6 @@ void trelPacketLanes::Store(int lane)
     packet.StepCount += steps;
     packet.Interactions += steps;
     packet.Skip = 0.0;
-    packet.BoundariesInRow = 0;
   }
   std::uint64_t* const words = Numbers[lane].GetState();
   for (int k = 0; k < 4; ++k)
