@@ -23,6 +23,7 @@ struct trelNumberTools<double>
   static double Clamp(double x, double low, double high) { return std::clamp(x, low, high); }
   static double SquareRoot(double x) { return std::sqrt(x); }
   static double WithSignOf(double magnitude, double sign) { return std::copysign(magnitude, sign); }
+  static double Negative(double x) { return -x; }
   /** Of a number that is not negative and below 2^31. */
   static double WholePart(double x) { return static_cast<int>(x); }
   static double RoundToSingle(double x) { return static_cast<float>(x); }

@@ -1,6 +1,7 @@
 #include "trelExactEvents.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "trelFresnel.h"
 #include "trelMediumResult.h"
@@ -304,9 +305,20 @@ static bool FindDyeBorder(const trelRay& ray, double after, double limit,
   return found;
 }
 
+/** Whether an interaction changes a packet's way for good, or its weight: light on a line between
+ * mirrors stays on it, however often it is scattered by 0 or 180 degrees. */
+static bool IsChangedByInteraction(const trelExactPacket& packet)
+{
+  const trelCoefficients& here = *packet.Here;
+  return std::fabs(here.Anisotropy) < 1.0 || packet.Interaction > here.Scattering;
+}
+
 /** Whether the packet gets trapped at the surface that it has come to. */
 static bool CountBoundary(trelExactPacket& packet, trelExactTally& tally)
 {
+  if (packet.Interactions != packet.InteractionsBefore && IsChangedByInteraction(packet))
+    packet.BoundariesInRow = 0;
+  packet.InteractionsBefore = packet.Interactions;
   if (++packet.BoundariesInRow <= trelExactModel::MaximumBoundariesInRow) return false;
   EndPacket(packet, LedgerTrapped, tally);
   return true;

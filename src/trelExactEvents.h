@@ -73,8 +73,8 @@ inline void Travel(trelExactPacket& packet, double distance, const trelExactMode
   if (model.SaveFluence && packet.Interaction == 0.0) {
     ScoreClearPath(packet, distance, model, tally);
   }
-  packet.Position += distance * packet.Direction;
-  packet.FlyTime += distance * packet.Here->RefractiveIndex / trelExactModel::SpeedOfLight;
+  packet.Position = EndOfWay(packet.Position, packet.Direction, distance);
+  packet.FlyTime += Elementary.TimeOfFlight(distance, packet.Here->RefractiveIndex);
 }
 
 /** The conversion of what the dyes take of a weight @p weight at an interaction. */
@@ -133,8 +133,8 @@ template <bool LooksForElements>
 inline void Interact(trelExactPacket& packet, trelPacketNumbers& numbers,
                      const trelExactModel& model, trelExactTally& tally)
 {
-  const double share = packet.Weight / packet.Interaction;
-  const double kept = share * packet.Here->Scattering;
+  const auto [share, kept] =
+      Elementary.ShareWeight(packet.Weight, packet.Interaction, packet.Here->Scattering);
   ScoreInteraction(packet, tally, model, packet.Weight - kept, share);
   if (LooksForElements && HasElements(model, tally))
     ScoreElement(packet, model, packet.Weight - kept, share, tally);
@@ -142,7 +142,6 @@ inline void Interact(trelExactPacket& packet, trelPacketNumbers& numbers,
   packet.Weight = kept;
   packet.Depth = trelExactPacket::NotDrawn;
   packet.Skip = 0.0;
-  packet.BoundariesInRow = 0;
   ++packet.Interactions;
   if (!(packet.Weight > 0.0)) {
     EndPacket(packet, LedgerAbsorbedWhole, tally);

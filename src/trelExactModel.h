@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "trelElementLocator.h"
+#include "trelElementary.h"
 #include "trelExactPacket.h"
 #include "trelLedger.h"
 #include "trelTissueMap.h"
@@ -32,7 +33,7 @@ struct trelExactModel : trelTransportModel
   /** A packet that meets so many boundaries without an interaction is trapped. */
   static constexpr std::int32_t MaximumBoundariesInRow = 10000;
   /** Speed of light in vacuum, mm/ps. */
-  static constexpr double SpeedOfLight = 0.299792458;
+  static constexpr double SpeedOfLight = Elementary.SpeedOfLight;
 
   /** Copies everything; the geometry must have been prepared. @p cells: see trelTissueMap::Build.
    *  False if memory runs out or there are too many dyes. */

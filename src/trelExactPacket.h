@@ -36,8 +36,10 @@ struct trelExactPacket : trelPacket
   /** The weight when what was absorbed until then was last entered in the ledger. */
   double Settled;
   std::uint32_t Interactions;
-  /** Boundaries since the last interaction. */
+  /** Boundaries since the last interaction that changed the packet's way or weight. */
   std::int32_t BoundariesInRow;
+  /** Interactions up to the last boundary. */
+  std::uint32_t InteractionsBefore;
   /** Emission excites nothing. */
   bool IsEmission;
   /** Where it was sought among tetrahedra, if absorption is scored by these. */

@@ -30,10 +30,10 @@ inline void TakeExactStep(trelExactPacket& packet, trelPacketNumbers& numbers,
 {
   double length = std::numeric_limits<double>::infinity();
   if (packet.Interaction > 0.0) {
-    if (packet.Depth < 0.0) packet.Depth = -NaturalLogarithm(numbers.NextPositiveRandom());
+    if (packet.Depth < 0.0) packet.Depth = Elementary.OpticalDepth(numbers.NextPositiveRandom());
     length = packet.Depth / packet.Interaction;
-    const trelVector end = packet.Position + length * packet.Direction;
-    const double time = length * packet.Here->RefractiveIndex / trelExactModel::SpeedOfLight;
+    const trelVector end = EndOfWay(packet.Position, packet.Direction, length);
+    const double time = Elementary.TimeOfFlight(length, packet.Here->RefractiveIndex);
     if (IsClearAhead(packet, length, end, model) && !(packet.FlyTime + time > model.TimeLimit)) {
       packet.Position = end;
       packet.FlyTime += time;

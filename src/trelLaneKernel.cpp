@@ -114,7 +114,7 @@ private:
   HWY_INLINE void Scatter(Mask plain, Mask goesOn, bool allGoOn, trelLaneState& s) const;
 
   trelPacketLanes& Lanes;
-  Number TimeLimit, SpeedOfLight, ClearPart, Threshold;
+  Number TimeLimit, ClearPart, Threshold;
   // Of the grid of safe distances.
   Number Low[3], PerStep[3], Cells[3], Last[3], Quantum, ToCorner;
   // Of a convex outermost body.
@@ -137,7 +137,6 @@ template <class D>
 trelLaneSteps<D>::trelLaneSteps(trelPacketLanes& lanes)
     : Lanes(lanes),
       TimeLimit(lanes.Model.TimeLimit),
-      SpeedOfLight(trelExactModel::SpeedOfLight),
       ClearPart(trelExactPacket::ClearPart),
       Threshold(RouletteThreshold),
       Quantum(lanes.Safe.Quantum),
@@ -393,11 +392,10 @@ HWY_INLINE void trelLaneSteps<D>::TakeStep(trelLaneState& s) const
     isClear = length < clear;
   }
   (clear - length).Store(s.Clear);
-  const Number time = Read(s.FlyTime) + length * Read(s.RefractiveIndex) / SpeedOfLight;
+  const Number time = Read(s.FlyTime) + this->TimeOfFlight(length, Read(s.RefractiveIndex));
   Mask plain = isClear & (time <= TimeLimit);
-  const trelVectorOf<Number> end = {Read(s.X) + length * Read(s.UX),
-                                    Read(s.Y) + length * Read(s.UY),
-                                    Read(s.Z) + length * Read(s.UZ)};
+  const trelVectorOf<Number> end = this->EndOfWay({Read(s.X), Read(s.Y), Read(s.Z)},
+                                                  {Read(s.UX), Read(s.UY), Read(s.UZ)}, length);
   if (Lanes.Convex.IsKnown) plain = plain & StaysWithin(end);
   unsigned bits = BitsOf(plain);
   if (bits == All) {
@@ -424,12 +422,13 @@ HWY_INLINE void trelLaneSteps<D>::Interact(Mask plain, unsigned bits,
   Write<every>(plain, end.Z, s.Z);
   Write<every>(plain, time, s.FlyTime);
   const Number weight = Read(s.Weight);
-  const Number share = weight / Read(s.Interaction);
-  const Number kept = share * Read(s.Scattering);
+  const trelShareOf<Number> share =
+      this->ShareWeight(weight, Read(s.Interaction), Read(s.Scattering));
+  const Number kept = share.Kept;
   const Number steps = Read(s.Steps) + this->One;
   const Mask strong = (kept >= Threshold) & (steps <= Read(s.MostSteps));
   const unsigned weak = bits & ~BitsOf(strong);
-  Score(bits, end, s, time, weight - kept, share);
+  Score(bits, end, s, time, weight - kept, share.Fluence);
   Write<every>(plain, kept, s.Weight);
   Write<every>(plain, steps, s.Steps);
   Scatter<every>(plain, plain & strong, every && weak == 0, s);
@@ -452,7 +451,7 @@ HWY_INLINE void trelLaneSteps<D>::Scatter(Mask plain, Mask goesOn, bool allGoOn,
   Write<every>(plain, after.Y, s.UY);
   Write<every>(plain, after.Z, s.UZ);
   const Streams behind = streams;
-  const Number depth = this->Negative(this->Logarithm(NextPositiveRandom(streams)));
+  const Number depth = this->OpticalDepth(NextPositiveRandom(streams));
   if (allGoOn) {
     depth.Store(s.Depth);
     for (int k = 0; k < 4; ++k)

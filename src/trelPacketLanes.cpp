@@ -114,7 +114,6 @@ void trelPacketLanes::Store(int lane)
     packet.StepCount += steps;
     packet.Interactions += steps;
     packet.Skip = 0.0;
-    packet.BoundariesInRow = 0;
   }
   std::uint64_t* const words = Numbers[lane].GetState();
   for (int k = 0; k < 4; ++k)
@@ -180,7 +179,7 @@ void trelPacketLanes::GoOn(int lane)
     return;
   }
   if (packet.Interaction > 0.0 && packet.Depth < 0.0)
-    packet.Depth = -NaturalLogarithm(Numbers[lane].NextPositiveRandom());
+    packet.Depth = Elementary.OpticalDepth(Numbers[lane].NextPositiveRandom());
   Load(lane);
 }
 
@@ -195,10 +194,10 @@ bool trelPacketLanes::IsClearBesideMesh(int lane, double length)
   const trelVector from = {State.X[lane], State.Y[lane], State.Z[lane]};
   const trelVector direction = {State.UX[lane], State.UY[lane], State.UZ[lane]};
   const double time =
-      State.FlyTime[lane] + length * State.RefractiveIndex[lane] / trelExactModel::SpeedOfLight;
+      State.FlyTime[lane] + Elementary.TimeOfFlight(length, State.RefractiveIndex[lane]);
   if (Model.HasMarkers || !(length < infinity) || time > Model.TimeLimit) return false;
   trelClearance clearance;
-  const trelWay way = {from, from + length * direction, length, Model.Map.GetMargin()};
+  const trelWay way = {from, EndOfWay(from, direction, length), length, Model.Map.GetMargin()};
   if (!Model.Map.IsClearBesideMesh(way, &clearance)) return false;
   State.Clear[lane] = trelExactPacket::ClearPart * clearance.Radius - length;
   return true;

@@ -140,12 +140,23 @@ inline trelUnitCircle DrawTurnInPlane(double g, double random)
   return {(a * a - b * b) / square, 2.0 * a * b / square};
 }
 
+inline trelVectorOf<double> NumbersOf(const trelVector& v)
+{
+  return {v.X, v.Y, v.Z};
+}
+inline trelVector VectorOf(const trelVectorOf<double>& v)
+{
+  return {v.X, v.Y, v.Z};
+}
 /** See trelFormulas::Deflect(). */
 inline trelVector Deflect(const trelVector& direction, double cosTheta, double turn)
 {
-  const trelVectorOf<double> u = {direction.X, direction.Y, direction.Z};
-  const trelVectorOf<double> turned = Elementary.Deflect(u, cosTheta, turn);
-  return {turned.X, turned.Y, turned.Z};
+  return VectorOf(Elementary.Deflect(NumbersOf(direction), cosTheta, turn));
+}
+/** See trelFormulas::EndOfWay(). */
+inline trelVector EndOfWay(const trelVector& from, const trelVector& direction, double length)
+{
+  return VectorOf(Elementary.EndOfWay(NumbersOf(from), NumbersOf(direction), length));
 }
 
 #endif

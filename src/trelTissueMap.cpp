@@ -10,8 +10,11 @@
 #include "trelMemory.h"
 #include "trelTissueOverlap.h"
 
-/** Cells of the grid of safe distances times bodies at most. */
+/** How often the grid of safe distances asks about a body at most. */
 static constexpr double maximumOfQuestions = 5e7;
+
+/** So many are all asked where none is near. Of more that is left out. */
+static constexpr std::size_t fewBodies = 50;
 
 /** What rounding makes of positions and distances, as a part of the coordinates' size. */
 static constexpr double rounding = 1e-12;
@@ -29,8 +32,12 @@ bool trelTissueMap::Build(const trelMedium& medium, double cells)
     if (Mesh) {
       FillGridOfMesh();
     } else {
-      LayOutGrid(cells);
-      ListNearBodies();
+      constexpr double half = 0.5;
+      do {
+        LayOutGrid(cells);
+        ListNearBodies();
+        cells *= half;
+      } while (Near.CountVisits() > maximumOfQuestions && cells > 1.0);
       FillGrid();
     }
     return true;
@@ -253,18 +260,26 @@ const trelTissueMap::Body* trelTissueMap::FindFirstCrossing(const trelRay& ray, 
   const Body* first = nullptr;
   if (Mesh) return Mesh->FindRegionCrossing(ray, after, limit, hit, behind) ? &Outermost() : first;
   const trelBoxSearch search(ray, after);
+  double end = limit;
   const auto ask = [&](const Body& body) {
-    const double last = first ? hit->Distance : limit;
+    const double last = first ? std::min(hit->Distance, end) : end;
     trelHit next;
-    if (search.Misses(body.Box, last)) return false;
-    if (!body.Shape->FindCrossing(ray, after, last, &next)) return false;
-    if (first && !(next.Distance < last)) return false;
-    *hit = next;
-    first = &body;
+    const bool isMet =
+        !search.Misses(body.Box, last) && body.Shape->FindCrossing(ray, after, last, &next);
+    if (isMet && (!first || next.Distance < hit->Distance)) {
+      *hit = next;
+      first = &body;
+    }
     return false;
   };
   if (!within) ask(Outermost());
-  VisitBodies(ray.At(after), (first ? hit->Distance : limit) - after, rivals, ask);
+  const Body* const outer = first;
+  if (first) limit = hit->Distance;
+  const double piece = GetPieceOfWay(limit - after, rivals);
+  for (double begin = after; first == outer && begin < limit; begin += piece) {
+    end = std::min(begin + piece, limit);
+    VisitBodies(ray.At(begin), end - begin, rivals, ask);
+  }
   return first;
 }
 
@@ -405,8 +420,12 @@ double trelTissueMap::BoundInnerDistance(const trelVector& point, double bound) 
       return !(bound > 0.0);
     };
     // What is not near counts only if nothing near does.
-    if (!VisitBodies(point, 0.0, rivals, lower) && bound >= Nearness)
-      VisitBodies(point, HUGE_VAL, rivals, lower);
+    if (!VisitBodies(point, 0.0, rivals, lower) && bound >= Nearness) {
+      if (rivals > fewBodies)
+        bound = Nearness;
+      else
+        VisitBodies(point, HUGE_VAL, rivals, lower);
+    }
   }
   return std::max(bound - Margin, 0.0);
 }
@@ -427,8 +446,13 @@ bool trelTissueMap::IsClear(const trelWay& way, std::int32_t tissue, trelClearan
         clear = body.Shape->IsClear(way, &bound);
       return !clear;
     };
-    if (!VisitBodies(way.From, length, CountRivals(tissue), meets))
-      bound = std::min(bound, Nearness);
+    const std::size_t rivals = CountRivals(tissue);
+    const double piece = GetPieceOfWay(length, rivals);
+    for (double begin = 0.0; clear && begin < length; begin += piece) {
+      const trelVector from = way.From + (begin / length) * (way.To - way.From);
+      if (!VisitBodies(from, std::min(piece, length - begin), rivals, meets))
+        bound = std::min(bound, Nearness);
+    }
   }
   clearance->Radius = bound - Margin;
   return clear;
@@ -439,9 +463,8 @@ void trelTissueMap::LayOutGrid(double cells)
 {
   const trelShapeObject& outer = *Outermost().Shape;
   const trelBox box = outer.GetBox();
-  const double few = maximumOfQuestions / static_cast<double>(Bodies.size());
   // Of a convex body alone there is nothing to tell.
-  const double most = Convex.IsKnown && Bodies.size() == 1 ? 1.0 : std::min(cells, few);
+  const double most = Convex.IsKnown && Bodies.size() == 1 ? 1.0 : cells;
   const int axes = Planar ? 2 : 3;
   double step = Diagonal / MostCells;
   if (!(step > 0.0 && step < HUGE_VAL)) return;

@@ -256,6 +256,15 @@ private:
   }
   template <class Visit>
   bool VisitBodies(const trelVector& point, double distance, std::size_t rivals, Visit visit) const;
+  /** Of how long pieces, mm, a way is to be asked about, so that bodies near each piece are visited
+   * and not all: infinite where it is not worth it. */
+  double GetPieceOfWay(double length, std::size_t rivals) const
+  {
+    constexpr double shortened = 0.999, bodiesOfPiece = 8.0;
+    const double piece = shortened * Nearness, bodies = static_cast<double>(rivals);
+    if (bodies <= bodiesOfPiece || length < piece) return HUGE_VAL;
+    return bodiesOfPiece * length < bodies * piece ? piece : HUGE_VAL;
+  }
   template <class Question>
   std::int32_t FindFirstHolder(const trelVector& point, Question holds) const;
   std::int32_t FindTissueOn(const trelRay& ray, double at, double atOfMeshes,

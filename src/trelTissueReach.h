@@ -40,6 +40,13 @@ public:
     return {Tissues.data() + Starts[block], Tissues.data() + Starts[block + 1]};
   }
 
+  /** How many tissues are visited if every cell is asked about those that reach into its block. */
+  double CountVisits() const
+  {
+    const double side = static_cast<double>(std::ptrdiff_t{1} << Shift);
+    return side * side * side * static_cast<double>(Tissues.size());
+  }
+
 private:
   std::size_t BlockOffset(std::ptrdiff_t i, std::ptrdiff_t j, std::ptrdiff_t k) const
   {

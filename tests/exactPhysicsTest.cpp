@@ -181,6 +181,21 @@ TEST(ExactPhysics, TrappedLightEndsAndIsCounted)
   EXPECT_NEAR(run[0].GetTotalTransmittance3D(), 1.0 - count / 2000, 1e-9);
 }
 
+/** Scattering that keeps light on its line frees none of what a face reflects wholly: no endless
+ * run. */
+TEST(ExactPhysics, LightOnALineBetweenMirrorsIsTrapped)
+{
+  for (const double g : {1.0, -1.0}) {
+    TestModel model;
+    model.AddTissue(Box(0, 0, 0, 5, 5, 5), {0.0, 1.0, g, 1.5});
+    model.AddSource(Box(0, 0, 0, 1e-9, 1e-9, 1e-9), 20);
+    ExactRun run(model);
+    const auto count = static_cast<double>(run.GetLedger().CountPackets(LedgerTrapped));
+    EXPECT_GT(count, 0);
+    EXPECT_NEAR(run[0].GetTotalTransmittance3D(), 1.0 - count / 20, 1e-9) << g;
+  }
+}
+
 TEST(ExactPhysics, LimitsHoldOnlyIfTheyAreStated)
 {
   for (const bool given : {false, true}) {

@@ -165,6 +165,53 @@ TEST(ExactTissueMap, TissuesChangeWhereTheirPointsDo)
   }
 }
 
+/** Among many bodies a long way is asked about piece by piece. A map of one cell asks about every
+ * body at once: both must agree to the last bit, where bodies are equal, touch or overlap, too. */
+TEST(ExactTissueMap, LongWaysAmongManyBodiesMeetWhatIsThere)
+{
+  numbers_.Start(6, 1, 0);
+  MapCase many = {"two thousand", {Make(ShapeCube, {0, 0, 0}, {5, 5, 5})}};
+  const trelBox places = {{-5, -5, -5}, {5, 5, 5}};
+  for (int i = 0; i < 2000; ++i) {
+    const double radius = Uniform(0.02, 0.15);
+    trelVector center = PointIn(places);
+    for (int a = 0; i % 4 == 0 && a < 3; ++a)
+      center[a] = std::round(4 * center[a]) / 4;
+    many.Shapes.push_back(i % 4 == 0 ? Make(ShapeCube, center, {0.125, 0.125, 0.125})
+                                     : Make(ShapeEllipsoid, center, {radius, radius, radius}));
+  }
+  const MappedMedium model(many);
+  trelTissueMap plain;
+  ASSERT_TRUE(plain.Build(*model.Medium, 1.0));
+  int changes = 0, clear = 0;
+  for (int i = 0; i < 20000; ++i) {
+    trelRay ray = {PointIn(places), Direction(false)};
+    for (int a = 0; i % 5 == 0 && a < 3; ++a)
+      ray.Origin[a] = std::round(8 * ray.Origin[a]) / 8;
+    const double length = std::pow(10, Uniform(-2, 1));
+    const std::int32_t tissue = plain.FindTissueAhead(ray);
+    ASSERT_EQ(model.Map.FindTissueAhead(ray), tissue);
+    trelTissueChange change, expected;
+    const bool changed = plain.FindChange(ray, tissue, 0, length, &expected);
+    ASSERT_EQ(model.Map.FindChange(ray, tissue, 0, length, &change), changed);
+    if (changed) {
+      ASSERT_EQ(change.Hit.Distance, expected.Hit.Distance);
+      ASSERT_EQ(change.Tissue, expected.Tissue);
+      ASSERT_EQ(change.Reach, expected.Reach);
+    }
+    changes += changed;
+    trelClearance clearance;
+    const trelWay way = {ray.Origin, ray.At(length), length, plain.GetMargin()};
+    const bool plainlyClear = plain.IsClear(way, tissue, &clearance);
+    const bool isClear = model.Map.IsClear(way, tissue, &clearance);
+    ASSERT_TRUE(isClear || !plainlyClear);
+    ASSERT_FALSE(isClear && changed) << length;
+    clear += isClear;
+  }
+  EXPECT_GT(changes, 4000);
+  EXPECT_GT(clear, 2000);
+}
+
 /** A box of 10 mm: what is within 1e-9 of its diagonal, 1.7e-8 mm, is one place. */
 TEST(ExactTissueMap, FlushSurfacesAreOne)
 {
