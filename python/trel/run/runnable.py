@@ -5,7 +5,7 @@ from __future__ import annotations
 import os
 import tempfile
 import warnings
-from collections.abc import Callable
+from collections.abc import Callable, Mapping
 from pathlib import Path
 from typing import Any
 
@@ -96,7 +96,7 @@ def run_file(
 def _run(
     path: str | os.PathLike[str],
     base: Path,
-    values: dict[str, object],
+    values: Mapping[str, object],
     settings: Settings,
     progress: Choice,
 ) -> Any:
