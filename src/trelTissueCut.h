@@ -10,7 +10,7 @@ class trelSimulationParameter;
 /** A plane across an axis, and how finely it is looked at. */
 struct trelCutPlane
 {
-  static constexpr int MostPoints = 2000;
+  static constexpr int MostPoints = 2000;  ///< that may be asked for
 
   int Axis = 0;  ///< 0, 1, 2: x, y, z
   double Value = 0.0;
@@ -27,9 +27,9 @@ std::string ReadCutPlane(const std::string& text, trelCutPlane* plane);
 struct trelTissueCut
 {
   trelCutPlane Plane;
-  int Axes[2] = {};  ///< the two other ones, in the order x, y, z
-  double Low[2] = {}, High[2] = {};
-  int Counts[2] = {};
+  int Axes[2] = {};                  ///< the two other ones, in the order x, y, z
+  double Low[2] = {}, High[2] = {};  ///< of the medium's box, mm
+  int Counts[2] = {};                ///< of points
   /** Numbers of tissues, 0 outside; the second axis fastest. */
   std::vector<std::int32_t> Tissues;
 };

@@ -142,6 +142,8 @@ class RandomModel:
                      "nospecular" if inside else self.r.choice(["specular", "nospecular"])]
             if self.mode == "FMT":
                 words.insert(self.r.randint(0, 3), "emission" if dye else "excitation")
+                # The first of two decides.
+                words += self.r.choice([[], [], ["excitation" if dye else "emission"]])
             lines = self.shape(kind, "lightsource", 1.5)
             lines += [f"lightsourceproperty {' '.join(words)}"]
             lines += self.some("lightsourceazimuthangle "

@@ -94,6 +94,9 @@ def test_zeros_count_and_one_hit_tells_no_error(run):
     error = np.sqrt(((0.5**2 + 0.1**2) / 100 - mean**2) / 99)
     np.testing.assert_allclose(found.value, [mean, 0])
     np.testing.assert_allclose(found.error, [error, np.nan])
+    alike = exits.assign(exit_path_length=xr.full_like(exits.exit_path_length, 3))
+    paths = alike.trel.partial_paths()
+    np.testing.assert_allclose([paths.value[0], paths.error[0]], [[3, 3], [0, 0]], atol=1e-12)
     one = exits.trel.at({}, np.array([True, True, False]))
     assert np.isnan(one.error[0]) and one.value[0] == pytest.approx(0.5 / 100)
 

@@ -115,9 +115,9 @@ def test_layers_are_as_those_of_a_file_by_hand():
     assert mine == wanted
 
 
-@pytest.mark.parametrize("thickness", [0.01, 0.3, 7.7, 123.456, 1 / 3])
+@pytest.mark.parametrize("thickness", [0.01, 0.13, 0.99, 3.22, 123.456, 1 / 3])
 def test_grids_have_as_many_cells_as_they_say(thickness):
-    """A width of a cell is rounded: no cell more may come of it."""
+    """That a width of a cell is rounded makes no cell more."""
     model = trel.Model.layers([(thickness, 1, 1, 0, 1.4)] * 3, width=thickness * 7.3)
     assert clean(model.pencil())["grids"][0]["axes"] == {"radius": 100, "azimuth": 1, "z": 100}
     found = trel.Model.box((thickness, 2 * thickness, 3.1), 1, 1, 0, 1).pencil().check()

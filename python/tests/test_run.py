@@ -1,5 +1,6 @@
 """Runs: what is asked of the program, what comes back, and how it is stopped."""
 
+import contextlib
 import os
 import signal
 import subprocess
@@ -52,7 +53,7 @@ def test_what_is_asked_for_is_what_the_result_tells(block):
     assert first.absorption_batches.sizes["batch"] == 10
     again = block.run(**asked, threads=2, settings={"block.mua": 0.06, "block.g": 0.7}, out="b.nc")
     np.testing.assert_allclose(again.absorption, first.absorption, rtol=1e-9)
-    one, other = block.run(packets=40, out="c"), block.run(packets=40, out="c")
+    one, other = (block.run(packets=40, threads=1, out="c") for _ in range(2))
     assert one.attrs["seed"] != other.attrs["seed"]
     assert not np.array_equal(one.absorption, other.absorption)
 
@@ -120,10 +121,10 @@ def test_a_bar_is_drawn_with_and_without_tqdm(has_tqdm, monkeypatch, capsys, blo
         monkeypatch.setitem(sys.modules, "tqdm.auto", None)
     with warnings.catch_warnings():
         warnings.simplefilter("error")
-        block.run(packets=2000, progress=True)
+        block.run(packets=2000, threads=1, progress=True)
     drawn = capsys.readouterr().err
     assert "100" in drawn and "+-" in drawn and drawn.endswith("\n")
-    block.run(packets=2000)
+    block.run(packets=2000, threads=1)
     assert capsys.readouterr().err == ""
 
 
@@ -189,6 +190,9 @@ def session():
         tasks = Path(f"/proc/{job.pid}/task/{job.pid}/children").read_text().split()
         yield job, [int(task) for task in tasks]
         job.kill()
+        for task in tasks:
+            with contextlib.suppress(ProcessLookupError):
+                os.kill(int(task), signal.SIGKILL)
 
 
 def test_a_terminals_interrupt_reaches_the_program_once(session):

@@ -10,7 +10,7 @@ from typing import Any, Self
 from . import values
 from .fields import Fields
 from .parts import Shape, Tissue, mesh_path
-from .settings import Settings, cell_for, usual_grids
+from .settings import Settings, usual_grids
 from .values import Numbers
 
 
@@ -51,7 +51,7 @@ class Media(Fields):
         # The first layer is what the others leave of the whole, which the outermost tissue is.
         tissues[0] = replace(tissues[0], shape=Shape.cylinder(radius, depth, (0, 0, depth / 2)))
         grid = (True, "cylindrical")
-        cells = (1.0, 1.0, cell_for(depth, 100), cell_for(radius, 100), 360.0)
+        cells = (1.0, 1.0, depth / 100, radius / 100, 360.0)
         settings = Settings(absorption=grid, surface=grid, cells=cells)
         model = cls(wavelengths=values.wavelength_list(wavelengths), settings=settings)
         for tissue in tissues:

@@ -2,7 +2,6 @@
 
 from __future__ import annotations
 
-import math
 from dataclasses import dataclass, replace
 from typing import Any
 
@@ -55,21 +54,13 @@ class Settings:
     comment: tuple[str, ...] = ()
 
 
-def cell_for(length: float, count: int) -> float:
-    """Return the size of so many cells in a length: no cell more by rounding."""
-    size = length / count
-    while math.ceil(length / size) > count:
-        size = math.nextafter(size, math.inf)
-    return size
-
-
 def usual_grids(settings: Settings, outer: Shape | None) -> Settings:
     """Give a model grids that fit its outer shape: 50 cells along each axis."""
     if outer is None or outer.half is None:
         return settings
     words = {"ellipsoid": "spherical", "ellipse": "polar"}
-    lengths = [cell_for(2 * h, 50) for h in outer.half]
-    cells = (*lengths, cell_for(max(outer.half[:2]), 50), 10.0)
+    lengths = [2 * h / 50 for h in outer.half]
+    cells = (*lengths, max(outer.half[:2]) / 50, 10.0)
     return replace(settings, absorption=(True, "cartesian"),
                    surface=(True, words.get(outer.kind, "cartesian")),
                    cells=cells if outer.is_planar else (*cells, 10.0))

@@ -57,13 +57,14 @@ def partial_paths(data: xr.Dataset, detector: Detector) -> xr.Dataset:
     values, errors = [], []
     for leg in legs:
         length = path(data, leg, "path_length")
-        spent = sums.estimate(weight[:, None] * length)[0]
+        spent, spread = sums.estimate(weight[:, None] * length)
         with np.errstate(divide="ignore", invalid="ignore"):
             ratio = spent / total[:, None]
             own = ratio[_index(sums, data)]
             error = sums.estimate(weight[:, None] * (length - own))[1] / total[:, None]
         values.append(ratio)
-        errors.append(error)
+        # Paths that are all alike have no scatter; one path alone tells no error.
+        errors.append(np.where(np.isnan(spread), np.nan, np.nan_to_num(error)))
     return _stack(data, values, errors, "leg", legs, "mm", "mean path")
 
 

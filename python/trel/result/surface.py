@@ -37,11 +37,11 @@ def frequency(data: xr.Dataset, rho: Radii, face: str | None) -> xr.Dataset:
     _need(data, "modulation_frequency", "'domain fd FREQUENCY' (MHz)")
     face = find_face(data, face)
     name = f"transmittance_{face}"
+    if f"{name}_total_fd_real" not in data:
+        raise NotRecorded("text files of trel have no real and imaginary part to be added")
     if rho is None:
         return _polar(data, f"{name}_total_fd", xr.DataArray(1.0), f"{name}_total")
     _need_rings(data, name)
-    if f"{name}_fd_real" not in data:
-        raise NotRecorded("rings of text files of trel have no real and imaginary part to be added")
     turned = _polar(data, f"{name}_fd", _ring_factor(data, name), name)
     return _pick(data, _unwrap(turned), rho)
 

@@ -14,9 +14,8 @@ Settings = Mapping[str, float] | None
 
 def set_options(settings: Settings) -> list[str]:
     """Return the options for changed coefficients, which a check takes, too."""
-    return [
-        part for name, value in (settings or {}).items() for part in ("--set", f"{name}={value!r}")
-    ]
+    changes = [f"{name}={float(value)!r}" for name, value in (settings or {}).items()]
+    return [part for change in changes for part in ("--set", change)]
 
 
 def find_base(out: str | os.PathLike[str] | None, model: str) -> Path:

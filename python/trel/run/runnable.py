@@ -5,7 +5,7 @@ from __future__ import annotations
 import os
 import tempfile
 import warnings
-from collections.abc import Callable
+from collections.abc import Callable, Mapping
 from pathlib import Path
 from typing import Any
 
@@ -48,7 +48,7 @@ def run_file(
     settings: Settings = None,
     name: str | None = None,
 ) -> Any:
-    """Run a model file and open its results.
+    """Run a model file and return its results, opened as by ``trel.open``.
 
     Parameters
     ----------
@@ -72,18 +72,9 @@ def run_file(
         ``TISSUE@WAVELENGTH.NAME``, NAME one of mua, mus, g, n: ``{"bone.mua": 0.03}``.
     name : of the results, without ``out``; None: that of the file.
 
-    Returns
-    -------
-    What ``trel.open`` returns of the results.
-
-    Raises
-    ------
-    ModelError with what is wrong in the model, RunError if the run fails, RunInterrupted on Ctrl-C,
-    with the partial result. What the program warns of is a warning.
+    A ModelError tells what is wrong in the model, a RunError that the run failed; RunInterrupted,
+    on Ctrl-C, has the partial result. What the program warns of is a warning.
     """
-    base = find_base(out, name or Path(path).stem)
-    exact = rules != "classic"
-    changes = set_options(settings)
     values = {
         "packets": None if packets is None else whole(packets),
         "seed": seed,
@@ -96,8 +87,21 @@ def run_file(
         "keep_batches": keep_batches,
         "elements": elements,
         "rules": rules,
-        "progress": "json" if exact else None,
+        "progress": None if rules == "classic" else "json",
     }
+    base = find_base(out, name or Path(path).stem)
+    return _run(path, base, values, settings, progress)
+
+
+def _run(
+    path: str | os.PathLike[str],
+    base: Path,
+    values: Mapping[str, object],
+    settings: Settings,
+    progress: Choice,
+) -> Any:
+    """Run the program with these options, and open or judge what comes of it."""
+    changes = set_options(settings)
     command = make_command(os.fspath(path), base, values) + changes
     made = base.with_name(base.name + ".nc")
     before = _identity(made)
@@ -105,8 +109,11 @@ def run_file(
     is_new = _identity(made) != before
     if ended.interrupted:
         raise RunInterrupted(_open(made) if is_new else None)
+    rules = str(values["rules"])
     _judge(ended, path, [*changes, "--rules", rules])
-    return _open(made) if exact else _open(base, model=path, settings=settings)
+    if rules == "classic":
+        return _open(base, model=path, settings=settings)
+    return _open(made)
 
 
 def _follow(command: list[str], progress: Choice) -> Ended:
@@ -135,7 +142,7 @@ def _judge(ended: Ended, path: str | os.PathLike[str], options: list[str]) -> No
     if ended.status == 0:
         for line in ended.stderr.splitlines():
             if ": warning: " in line:
-                warnings.warn(line.split(": warning: ", 1)[1], stacklevel=3)
+                warnings.warn(line.split(": warning: ", 1)[1], stacklevel=4)
         return
     if ended.status == 1:
         program.raise_if_wrong(program.check(path, *options), path)
