@@ -2,7 +2,6 @@
 
 import atexit
 import functools
-import gc
 import shutil
 import tempfile
 from pathlib import Path
@@ -56,10 +55,8 @@ def result(name, *changes, **options):
 
 @functools.cache
 def variables(file):
-    gc.disable()  # which closes files of others in the midst of an opening
-    data = netCDF4.Dataset(file)
-    gc.enable()
-    with data:
+    # From a copy: HDF5 fails where a file with text is opened twice and closed once.
+    with netCDF4.Dataset(shutil.copy(file, f"{file}.raw")) as data:
         return {name: np.ma.getdata(variable[...]) for name, variable in data.variables.items()
                 if not name.startswith("state_")}
 

@@ -147,6 +147,8 @@ def test_the_ledger_adds_up():
     assert dark.pop("launched") == pytest.approx(1) == pytest.approx(sum(dark.values()), abs=1e-9)
     assert len(dark) < len(widths) - 4
     texts = [text.get_text() for text in ax.texts]
+    assert ax.get_xlabel() == "energy, in the unit of the sources"
+    assert plot.ledger(ds.trel.scale(power_W=5e-3)).get_xlabel() == "power (W)"
     error = float(ds["ledger_weight_error"][0][list(ds["ledger_line"].values).index("absorbed")])
     assert float(texts[labels.index("absorbed")].split("±")[1]) == pytest.approx(error, rel=0.05)
 

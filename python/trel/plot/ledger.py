@@ -9,7 +9,7 @@ import xarray as xr
 from matplotlib.axes import Axes
 
 from .cells import new_axes
-from .values import choose, pick
+from .values import choose, pick, unit_of
 
 PARTS = ("by ", "in the grid", "dyes, ", "converted by", "conversion's")
 """How the lines begin that are parts of the one above them."""
@@ -18,9 +18,9 @@ PARTS = ("by ", "in the grid", "dyes, ", "converted by", "conversion's")
 def ledger(ds: xr.Dataset, *, wavelength: float | None = None, ax: Axes | None = None) -> Axes:
     """Draw the ledger of a wavelength (nm; without it the first) as bars.
 
-    They are in the unit of the sources' energy. Dark bars add up to what was launched, light ones
-    are parts of the dark one above them; lines of nothing are left out. Each bar has its standard
-    error as a whisker, and both as numbers.
+    They are in the unit of the sources' energy, or in W or J of a scaled result. Dark bars add up
+    to what was launched, light ones are parts of the dark one above them; lines of nothing are left
+    out. Each bar has its standard error as a whisker, and both as numbers.
     """
     quantity = pick(ds, choose(ds, None, ["ledger_weight"]), wavelength)
     weights = quantity.value.to_numpy()
@@ -40,7 +40,9 @@ def ledger(ds: xr.Dataset, *, wavelength: float | None = None, ax: Axes | None =
     ax.invert_yaxis()
     ax.set_xlim(min(0, weights.min()), 1.35 * max(weights.max(), np.finfo(float).tiny))
     ax.spines[["top", "right"]].set_visible(False)
-    ax.set(xlabel="energy, in the unit of the sources", title=", ".join(quantity.place))
+    units = {"W": "power (W)", "J": "energy (J)"}
+    label = units.get(unit_of(quantity.value), "energy, in the unit of the sources")
+    ax.set(xlabel=label, title=", ".join(quantity.place))
     return ax
 
 

@@ -2,14 +2,16 @@
 
 from __future__ import annotations
 
-import gc
 import os
+import weakref
 from collections.abc import Iterator
 from contextlib import contextmanager
 from pathlib import Path
 from typing import Any
 
+import netCDF4
 import xarray as xr
+from xarray.backends.file_manager import FileManager
 
 from ..errors import TrelError, need
 from ..run.command import Settings
@@ -61,42 +63,53 @@ def open(  # noqa: A001
 def _open_netcdf(path: Path, chunks: Any) -> xr.Dataset:
     if chunks is not None:
         need("dask.array", "python3-dask")
-    with _nothing_collected():
-        names = _list_names(path)
-        private = [name for name in names if name.startswith("state_")]
-        data = xr.open_dataset(
-            path,
-            engine="netcdf4",
-            chunks=chunks,
-            decode_times=False,
-            drop_variables=private,
-        )
+    handle = _Handle(path)
+    names = handle.acquire().variables
+    private = [name for name in names if name.startswith("state_")]
+    data = xr.open_dataset(
+        xr.backends.NetCDF4DataStore(handle),
+        chunks=chunks,
+        decode_times=False,
+        drop_variables=private,
+    )
+    data.encoding["source"] = os.path.abspath(path)
     if not str(data.attrs.get("source", "")).startswith("trelrun"):
         raise TrelError(f"{path} is no result of trelrun")
     return order_axes(data)
 
 
-@contextmanager
-def _nothing_collected() -> Iterator[None]:
-    """Keep the collector of garbage from closing a file that is no longer used.
+_handles: weakref.WeakValueDictionary[Any, Any] = weakref.WeakValueDictionary()
+"""What is open, by file."""
 
-    It would do so by a call into the library in the midst of another one: netCDF4 1.6.2 reports an
-    error of HDF, or crashes, where that happens while a file is opened.
+
+class _Handle(FileManager):
+    """A file that is opened once, however many datasets read it, and closed behind the last.
+
+    HDF5 1.10 lets a variable of text that was opened twice point at the handle that was the first:
+    once that is closed, the next opening fails or crashes.
     """
-    collects = gc.isenabled()
-    gc.disable()
-    try:
-        yield
-    finally:
-        if collects:
-            gc.enable()
 
+    def __init__(self, path: Path) -> None:
+        self._path = path
+        status = path.stat()
+        key = status.st_dev, status.st_ino, status.st_mtime_ns, status.st_size
+        self._file = _handles.get(key)
+        if self._file is None:
+            self._file = _handles[key] = netCDF4.Dataset(path)
 
-def _list_names(path: Path) -> list[str]:
-    import netCDF4
+    def acquire(self, needs_lock: bool = True) -> Any:
+        return self._file
 
-    with netCDF4.Dataset(path) as file:
-        return list(file.variables)
+    @contextmanager
+    def acquire_context(self, needs_lock: bool = True) -> Iterator[Any]:
+        yield self._file
+
+    def close(self, needs_lock: bool = True) -> None:
+        """Leave the file to the others."""
+
+    def __reduce__(self) -> tuple[Any, ...]:
+        """Open it again where a dataset arrives that was sent to another process."""
+        return _Handle, (self._path,)
 
 
 def order_axes(data: xr.Dataset) -> xr.Dataset:
