@@ -20,7 +20,7 @@ echo "Running $model: absorption 0.02/mm, scattering 10/mm, anisotropy 0.9, inde
 build/release/trelrun "$model" -o "$result" --mua 0.02 --mus 10 --g 0.9 --n 1.40 | tee "$result.log"
 [ -s "$result.nc" ] || { echo "The run left no $result.nc" >&2; exit 1; }
 # By /usr/bin/python3, whose packages Debian's are, whatever other Python is on the PATH.
-python/trel-tools plot "$model" -o "$result-model.png"
+python/trel-tools plot "$model" --normal z -o "$result-model.png"
 python/trel-tools plot "$result.nc" --what slice --normal z -o "$result-slice.png"
 python/trel-tools plot "$result.nc" --what ledger -o "$result-ledger.png"
 

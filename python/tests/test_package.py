@@ -5,6 +5,8 @@ import shutil
 import subprocess
 from pathlib import Path
 
+import pytest
+
 import trel
 
 ROOT = Path(__file__).resolve().parents[2]
@@ -36,6 +38,23 @@ def check_prefix(prefix, tmp_path):
     assert sources == {path.relative_to(site) for path in site.rglob("*.py")}
 
 
+def check_library(prefix, tmp_path):
+    """A program that is built with the headers and the library of a prefix runs."""
+    for file in ("main.cpp", "trelProgramSignals.cpp"):
+        shutil.copy(ROOT / "src" / file, tmp_path)
+    run("c++", "-std=c++17", "-fopenmp", "-I", prefix / "include/trel", "main.cpp",
+        "trelProgramSignals.cpp", prefix / "lib/libtrel_core.a", "-lnetcdf", "-lmd", "-lhwy", "-o",
+        "own", cwd=tmp_path)
+    shutil.copy(SLAB, tmp_path / "slab.trl")
+    assert "write ok" in run("./own", "slab.trl", "slab", 0.02, 10, 0.9, 1.37, cwd=tmp_path)
+
+
+def test_cmake_installs_all_below_a_prefix(tmp_path):
+    run("cmake", "--install", BUILD, "--prefix", tmp_path / "usr")
+    check_prefix(tmp_path / "usr", tmp_path)
+
+
+@pytest.mark.long
 def test_debian_package_is_whole_and_runs(tmp_path):
     run("cpack", "-G", "DEB", "-B", tmp_path / "out", cwd=BUILD)
     (package,) = (tmp_path / "out").glob("*.deb")
@@ -53,6 +72,7 @@ def test_debian_package_is_whole_and_runs(tmp_path):
                  "share/trel/matlab/trelread.m"):
         assert (root / "usr" / file).is_file(), file
     fields = run("dpkg-deb", "-f", package, "Depends")
+    check_library(root / "usr", tmp_path)
     depends = {part.split()[0] for part in fields.split(",")}
     assert depends >= {"python3", "python3-numpy", "python3-xarray", "python3-netcdf4",
                        "python3-matplotlib", "libc6", "libnetcdf19"}
