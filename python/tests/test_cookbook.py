@@ -43,8 +43,6 @@ def test_a_wrong_coefficient_is_seen(tmp_path, monkeypatch):
         return run(model, 20_000, seed=1, out=tmp_path / "other.nc", settings=changed)
 
     monkeypatch.setattr(trel.Model, "run", run_other)
-
-
     names = runpy.run_path(str(FOLDER / "layered_skin.py"))
     plt.close("all")
     assert abs(float(names["result"].value) - names["reference"]) > 5 * names["result"].error

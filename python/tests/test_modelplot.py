@@ -56,14 +56,14 @@ def test_tissues_of_a_cut():
     model = trel.Model.cylinder(10, 30, *BODY, name="arm").pencil((-12, 0, 0), (1, 0, 0))
     model = model.add(Tissue.ellipsoid((2, 3, 4), *BODY, center=(5, 0, 8), name="ball"))
     for axis, x, y in (("x", 0, 8), ("y", 5, 8), ("z", 5, 0)):
-        ax = drawn(model, axis=axis, value={"x": 5, "y": 0, "z": 8}[axis])
+        ax = drawn(model, normal=axis, at={"x": 5, "y": 0, "z": 8}[axis])
         assert labels(ax)[:2] == ["1 arm", "2 ball"]
         assert colour_at(ax, x, y) not in (colour_at(ax, x, -5), (1, 1, 1, 1))
         assert ax.get_xlabel()[0] + ax.get_ylabel()[0] == {"x": "yz", "y": "xz", "z": "xy"}[axis]
     assert colour_at(ax, -9.5, -9.5) == (1, 1, 1, 1)
-    assert "2 ball" not in labels(drawn(model, value=6))
+    assert "2 ball" not in labels(drawn(model, at=6))
     # Without a place the cut goes through the middle of the medium.
-    assert drawn(trel.Model.box(20, *BODY).pencil(), axis="z").get_title().startswith("z = 10 mm")
+    assert drawn(trel.Model.box(20, *BODY).pencil(), normal="z").get_title().startswith("z = 10 mm")
 
 
 def test_a_beam_enters_from_above_and_z_is_a_depth():
@@ -72,7 +72,7 @@ def test_a_beam_enters_from_above_and_z_is_a_depth():
     assert tuple(start) == (0, -1) and way[0] == 0 and way[1] > 0
     assert ax.yaxis_inverted() and ax.get_aspect() == "auto"
     assert labels(ax) == ["1 layer1", "2 layer2", "grid, cells 0.2 x 0.03 mm", "source 1"]
-    limb = drawn(trel.Model.read(EXAMPLES / "limb.trl"), axis="z")
+    limb = drawn(trel.Model.read(EXAMPLES / "limb.trl"), normal="z")
     (start, way), = arrows(limb)
     assert start == pytest.approx([-16, 0]) and way[0] > 0 and abs(way[1]) < 1e-9
     assert not limb.yaxis_inverted() and limb.get_xlim()[0] < -16
@@ -96,7 +96,7 @@ def test_grid_and_its_cells():
     model = trel.Model.cylinder(10, 30, *BODY, center=(3, 0, 0)).pencil()
     model = model.grid("cylindrical", "cylindrical", radius=(0, 6), z=(-9, 9), dazimuth=10)
     for axis, corners in (("y", (-3, -9, 9, 9)), ("z", (-3, -6, 9, 6))):
-        ax = drawn(model, axis=axis)
+        ax = drawn(model, normal=axis)
         patch = [p for p in ax.patches if "grid" in p.get_label()][0]
         box = patch.get_extents().transformed(ax.transData.inverted())
         assert [*box.min, *box.max] == pytest.approx(corners, abs=1e-6)
@@ -106,22 +106,22 @@ def test_grid_and_its_cells():
 
 def test_cameras_and_fibres():
     model = trel.Model.read(EXAMPLES / "cameras.trl").fibre((0, 0, 0), 2, 6)
-    ax = drawn(model, axis="z")
+    ax = drawn(model, normal="z")
     told = {text.get_text(): text for text in ax.texts if text.get_text()}
     assert set(told) == {"camera 1, 400 mm away", "camera 2, 400 mm away", "fibre 3"}
     # At the edge that it lies behind, looking at the medium.
     right = [way for start, way in arrows(ax) if start[0] > 12]
     below = [way for start, way in arrows(ax) if start[1] < -12]
     assert len(right) == len(below) == 1 and right[0][0] < 0 and below[0][1] > 0
-    across = [text.get_text() for text in drawn(model, axis="y").texts]
+    across = [text.get_text() for text in drawn(model, normal="y").texts]
     assert "camera 2, 400 mm in front" in across
 
 
 def test_glow_dyes_and_models_in_the_plane():
-    ax = drawn(trel.Model.read(EXAMPLES / "fluorescence.trl"), axis="z")
+    ax = drawn(trel.Model.read(EXAMPLES / "fluorescence.trl"), normal="z")
     assert labels(ax)[-1] == "source 2, dye 670 → 710 nm"
     assert len(arrows(drawn(trel.Model.read(EXAMPLES / "bioluminescence.trl")))) == 8
-    ax = drawn(trel.Model.read(EXAMPLES / "plane.trl"), axis="x", value=3)
+    ax = drawn(trel.Model.read(EXAMPLES / "plane.trl"), normal="x", at=3)
     assert labels(ax)[:3] == ["1 muscle", "2 vessel", "3 bone"] and ax.get_title() == ""
     own = plt.figure().add_subplot()
     assert trel.Model.box(20, *BODY).pencil().plot(ax=own, legend=False) is own
@@ -132,7 +132,7 @@ def test_models_that_are_wrong():
     """A model without light is drawn, one without a medium is not."""
     with pytest.warns(UserWarning, match="the model is wrong"):
         drawn(trel.Model.box(20, *BODY).pencil(packets=0))
-    for model, options in ((trel.Model(), {}), (trel.Model.box(20, *BODY).pencil(), {"axis": "r"})):
+    for model, options in ((trel.Model(), {}), (trel.Model.box(20, *BODY).pencil(), {"normal": "r"})):
         with pytest.raises(trel.ModelError, match="no medium|expected x, y or z"):
             model.plot(**options)
 

@@ -24,11 +24,11 @@ BEHIND = {"facecolor": "white", "alpha": 0.7, "linewidth": 0, "pad": 1}
 class Drawable:
     """Draws a model."""
 
-    def plot(self, axis: str = "y", value: float | None = None, *, ax: Axes | None = None,
+    def plot(self, normal: str = "y", at: float | None = None, *, ax: Axes | None = None,
              points: int = 400, legend: bool = True) -> Axes:
-        """Draw the cut through the plane ``axis`` = ``value`` (mm) and return its axes.
+        """Draw the cut through the plane across ``normal`` at ``at`` (mm) and return its axes.
 
-        Without ``value`` the plane goes through the middle of the medium; a model of the plane has
+        Without ``at`` the plane goes through the middle of the medium; a model of the plane has
         one cut. The tissues are those that ``trelrun`` finds at ``points`` (1 to 2000) along the
         longer side. Sources, detectors and the region of the absorption grid are projected onto
         the plane; a camera beyond the picture is told at its edge. z points down where light comes
@@ -37,7 +37,7 @@ class Drawable:
         bounds.
         """
         model = cast(Description, self)
-        told = look(model, axis, value, points)
+        told = look(model, normal, at, points)
         side = ax
         if ax is None:
             import matplotlib.pyplot as plt
