@@ -132,7 +132,8 @@ def test_models_that_are_wrong():
     """A model without light is drawn, one without a medium is not."""
     with pytest.warns(UserWarning, match="the model is wrong"):
         drawn(trel.Model.box(20, *BODY).pencil(packets=0))
-    for model, options in ((trel.Model(), {}), (trel.Model.box(20, *BODY).pencil(), {"normal": "r"})):
+    lit = trel.Model.box(20, *BODY).pencil()
+    for model, options in ((trel.Model(), {}), (lit, {"normal": "r"})):
         with pytest.raises(trel.ModelError, match="no medium|expected x, y or z"):
             model.plot(**options)
 
