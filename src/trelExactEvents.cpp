@@ -369,13 +369,35 @@ static bool EndAtMarker(trelExactPacket& packet, double distance, const trelTiss
   return true;
 }
 
+/** Whether a way of @p length may end on the surface that it starts on: it crosses nothing then,
+ * and its end may lie on either side. */
+static bool GoesAlongSurface(const trelExactPacket& packet, double length,
+                             const trelExactModel& model)
+{
+  constexpr double many = 1e3;
+  if (packet.IsUnsure) return true;
+  if (packet.Skip == 0.0) return false;
+  const double away = std::fabs(Dot(packet.Boundary.Hit.Normal, packet.Direction)) * length;
+  return !(away > many * model.Map.GetMargin());
+}
+
+/** Whether the packet is off all surfaces, and on the right side of them. */
+static bool IsInItsTissue(const trelExactPacket& packet, const trelExactModel& model)
+{
+  return model.Map.BoundDistance(packet.Position) > 0.0 &&
+         model.Map.FindTissue(packet.Position) == packet.TissueIndex;
+}
+
 /** The change of tissue on the segment. What lies behind its end by less than rounding makes its
  * end unsure. */
 static bool FindChange(trelExactPacket& packet, double limit, bool within,
                        const trelExactModel& model, trelTissueChange* change)
 {
   const bool isKnown = packet.Skip == 0.0 && !packet.IsUnsure;
-  const bool found = model.Map.FindChange(packet.GetRay(), packet.TissueIndex, packet.Skip,
+  // On the surface itself a point is in either tissue.
+  const double after =
+      packet.IsUnsure ? std::max(packet.Skip, model.Map.GetShortestReach()) : packet.Skip;
+  const bool found = model.Map.FindChange(packet.GetRay(), packet.TissueIndex, after,
                                           limit + model.Map.GetMargin(), change, isKnown, within);
   packet.IsUnsure = found && change->Hit.Distance > limit;
   return found && !packet.IsUnsure;
@@ -404,12 +426,14 @@ void FollowSegment(trelExactPacket& packet, const trelSegment& segment, trelPack
   }
   packet.Clear = 0.0;
   trelTissueChange change;
+  const bool goesAlong = GoesAlongSurface(packet, limit, model);
   const bool changes = FindChange(packet, limit, segment.Clearance.IsWithin, model, &change);
   const double distance = changes ? change.Hit.Distance : limit;
   if (model.HasMarkers && EndAtMarker(packet, distance, changes ? &change : nullptr, model, tally))
     return;
   if (!changes) {
     EndSegment(packet, limit, segment.EndsByTime, numbers, model, tally);
+    if (goesAlong && !IsInItsTissue(packet, model)) packet.IsUnsure = true;
   } else if (!CountBoundary(packet, tally)) {
     Advance(packet, distance, model, tally);
     MeetBoundary(packet, change, numbers, model, tally);

@@ -233,5 +233,6 @@ trelLaunchOutcome trelExactLaunch::Enter(const trelRay& ray, const trelTissueCha
   launched->Reflected = Specular ? met.Reflectance : 0.0;
   launched->Entering = 1.0 - launched->Reflected;
   launched->Skip = entry.ReachAlong(launched->Direction);
+  launched->Normal = normal;
   return LaunchDone;
 }

@@ -30,6 +30,7 @@ struct trelLaunched
   double Entering = 1.0;     ///< part of the packet's weight that starts
   double Reflected = 0.0;    ///< part of it that is reflected where it enters
   double Skip = 0.0;         ///< what lies ahead by less, mm, the packet stands on and has passed
+  trelVector Normal = {};    ///< of the surface that it enters by; else 0
   trelHit Skin = {};         ///< where it is gone, if it escaped
 };
 

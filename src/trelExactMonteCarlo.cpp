@@ -645,6 +645,7 @@ bool trelExactMonteCarlo::StartPacket(const Batch& batch, const trelPlannedPacke
   packet->WavelengthIndex = wavelengthIndex;
   packet->Depth = trelExactPacket::NotDrawn;
   packet->Skip = start.Skip;
+  packet->Boundary.Hit.Normal = start.Normal;
   if (!Model.Dyes.empty()) {
     packet->Dyes = Model.FindDyes(packet->Position + packet->Skip * packet->Direction);
   }

@@ -26,7 +26,7 @@ struct trelExactPacket : trelPacket
    * of a convex outermost body: what its path since has left of the last bound that was asked for.
    */
   double Clear;
-  /** The last segment ended within rounding of a surface: it may lie beside its tissue. */
+  /** The last segment ended within rounding of a surface: the packet may lie beside its tissue. */
   bool IsUnsure;
   /** The dyes in whose regions the packet is, a bit each, in the order of the model. */
   std::uint64_t Dyes;

@@ -162,7 +162,7 @@ void AccountForAll(const char* name, const ModelOf& build)
         flights.Fly(i, [&](const trelExactPacket& before, const trelExactPacket& after) {
           watch(before, after);
           const trelCoefficients& here = *before.Here;
-          if (after.BoundariesInRow == 0 && here.Interaction > 0.0) {
+          if (after.Interactions != before.Interactions) {
             energy += before.Weight * here.Absorption / here.Interaction;
           }
           if (flights.GetLedger().CountPackets(LedgerTrapped) > trapped) energy += after.Weight;
@@ -219,6 +219,31 @@ TEST(ExactAdversarial, AMillionthOfAMillimetreIsSeen)
       EXPECT_NEAR(watch.Chord, thickness / along.Z, 1e-7 / along.Z) << slope;
     }
   }
+}
+
+/** A way within a surface crosses nothing: where the packet is scattered it has to find out on
+ * which side it goes on. */
+TEST(ExactAdversarial, LightAlongASurfaceKnowsItsSide)
+{
+  const Optics milk = {0.01, 0.5, 0.5, 1.4}, ink = {0.2, 0.5, 0.0, 1.4};
+  const auto light = [](TestModel& m, double x = 0.0) {
+    trelLightSource* plate = m.AddSource(Box(x, 0, 0, 1, 1, 0), 2000);
+    plate->SetDeflectionRange(90.0, 90.0);
+  };
+  AccountForAll("between layers", [&](TestModel& m) {
+    m.AddTissue(Box(0, 0, 0, 5, 5, 5), milk);
+    m.AddTissue(Box(0, 0, 2.5, 5, 5, 2.5), ink);
+    light(m);
+  });
+  AccountForAll("between layers of triangles", [&](TestModel& m) {
+    m.AddTissue(BoxMesh({0, 0, 0}, {5, 5, 5}), milk);
+    m.AddTissue(BoxMesh({0, 0, 2.5}, {5, 5, 2.5}), ink);
+    light(m);
+  });
+  AccountForAll("from an arm of a U onto its skin", [&](TestModel& m) {
+    m.AddTissue(MakeU(), milk);
+    light(m, 4.0);
+  });
 }
 
 TEST(ExactAdversarial, AllPacketsAreAccountedFor)

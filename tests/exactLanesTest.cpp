@@ -297,7 +297,7 @@ void BuildAnythingElse(TestModel& m, unsigned model)
   if (chance(0.3)) m.AddTissue(Trace(Horseshoe(4)), {0.05, 2.0, 0.5, chance(0.5) ? 1.4 : 1.5});
   ChangeBody(m, model % 7);
   for (int t = 0; t < m->GetNumberOfTissues(); ++t) {
-    const double anisotropies[] = {draw(-1, 1), draw(0.7, 0.99), 0.0, 1.0, -1.0};
+    const double anisotropies[] = {1.0, -1.0, 0.0, draw(0.7, 0.99), draw(-1, 1)};
     const double g = anisotropies[std::min(random() % 10, 4ul)], denser = chance(0.3) ? 8.0 : 1.0;
     for (auto* o : m->GetTissue(t)->GetOpticalParameters()->GetItems<trelOpticalParameter>())
       o->SetOpticalCoefficients(o->GetAbsorption(), denser * o->GetScattering(), g,
