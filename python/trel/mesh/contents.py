@@ -78,7 +78,7 @@ class Mesh:
         order, first = sorted_runs(np.sort(faces, axis=1))
         counts = np.diff([*first, len(order)])
         alone = np.sort(order[first[counts == 1]])
-        return replace(self, corners=faces[alone], groups=self.groups[alone // 4])
+        return replace(self, corners=faces[alone], groups=self.groups[alone // 4]).placed()
 
     def volumes(self) -> np.ndarray:
         """Return the volume of each tetrahedron, mm^3, (cells,): negative if it is wound inward."""

@@ -80,7 +80,7 @@ def examine_mesh(mesh: Mesh, path: str | os.PathLike[str]) -> Examination:
 
 
 def number_regions(mesh: Mesh, regions: Mapping[str | int, int] | None = None) -> Mesh:
-    """Number the groups of a mesh from 1 without a gap; ``regions`` as of ``convert``."""
+    """Give the groups of a mesh numbers from 1 without a gap; ``regions`` as of ``convert``."""
     groups = np.unique(mesh.groups).tolist()
     if regions:
         to = _chosen(mesh, groups, regions)

@@ -44,8 +44,13 @@ class Lines:
 
     def rows(self, count: int, columns: int, kind: type = float) -> np.ndarray:
         """Return the first columns of that many lines, (count, columns)."""
-        return np.array([self.next()[:columns] for _ in range(count)], dtype=kind) \
-            .reshape(count, columns)
+        found = np.empty((count, columns), dtype=kind)
+        for row in found:
+            words = self.next()[:columns]
+            if len(words) < columns:
+                raise MeshError(f"got {len(words)} numbers, expected {columns}")
+            row[:] = [kind(word) for word in words]
+        return found
 
 
 def read_text(path: Path) -> Mesh:
