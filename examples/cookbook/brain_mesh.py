@@ -12,12 +12,11 @@ print(trel.mesh.convert(mesh, "brain.am", scale=10, regions=regions))
 # %% mua, mus (1/mm), g, n at 800 nm: E. Okada, D. Delpy, Appl. Opt. 42 (2003) 2906
 tissues = [(0.014, 9.1, 0, 1.4), (0.036, 2.2, 0, 1.4), (0.004, 0.25, 0, 1.4),
            (0.016, 1.6, 0, 1.4), (0.018, 1.9, 0, 1.4)]
-model = trel.Model.tetrahedra("brain.am", tissues, names=list(regions)).isotropic(radius=12)
+model = trel.Model.tetrahedra("brain.am", tissues, names=list(regions), wavelengths=800)
 
 # %% The grey matter's share; diffusion theory in balls of the volumes that the mesh has
-ds = model.run(packets=20_000)
+ds = model.isotropic(radius=12).run(packets=20_000)
 trel.plot.ledger(ds)
-radii = (9.93, 12.946, 13.949, 15.956, 17.959)
-result = ds.trel.ledger().sel(ledger_line="by tissue 2", wavelength=650)
-reference = diffusion.shells(radii, tissues, glow=12)[1]
+result = ds.trel.ledger().sel(ledger_line="by tissue 2", wavelength=800)
+reference = diffusion.shells((9.93, 12.946, 13.949, 15.956, 17.959), tissues, glow=12)[1]
 print(float(result.value), "+-", float(result.error), "diffusion:", reference)

@@ -4,7 +4,6 @@ import gzip
 import struct
 
 import meshio
-import nibabel
 import numpy as np
 import pytest
 from hypothesis import given, settings
@@ -356,7 +355,9 @@ def test_voxels_share_faces_whole():
     assert len(made.outside().corners) == 2 * 2 * (3 * 4 + 4 * 5 + 3 * 5)
 
 
+@pytest.mark.long
 def test_voxels_of_images_follow_their_affine(tmp_path):
+    import nibabel
     labels = np.zeros((4, 3, 2), np.int16)
     labels[0, 0, 0], labels[3, 2, 1] = 5, 9
     affine = np.array([[-2, 0, 0, 10], [0, 0, 3, 20], [0, 1, 0, 30], [0, 0, 0, 1.0]])

@@ -86,7 +86,8 @@ def _cells(stream: Stream, count: int, size: int) -> list[list[int]]:
     if words[0].upper() == "OFFSETS":
         offsets = stream.array(count, words[1])
         numbers = stream.array(size, stream.words()[1])
-        return [list(part) for part in np.split(numbers, offsets[1:-1])]
+        ends = offsets.tolist()
+        return [numbers[a:b].tolist() for a, b in zip(ends, ends[1:])]
     stream.at = here
     numbers, cells = stream.array(size, "int").tolist(), []
     at = 0

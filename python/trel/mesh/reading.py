@@ -112,6 +112,9 @@ def _reason(error: BaseException, path: Path) -> str:
     """Return what to tell of an error: which one it is, if it does not say."""
     if isinstance(error, MeshError):
         return str(error)
+    if "gmsh:physical" in str(error):
+        return ("Gmsh has saved cells without a physical group, too: save it without "
+                "Mesh.SaveAll, or by -format msh22")
     kind = f"{path.suffix[1:] or 'format without an ending'} cannot be read"
     return f"{kind}: {type(error).__name__} {error}".strip()
 

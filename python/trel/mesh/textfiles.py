@@ -44,7 +44,7 @@ class Lines:
 
     def rows(self, count: int, columns: int, kind: type = float) -> np.ndarray:
         """Return the first columns of that many lines, (count, columns)."""
-        found = np.empty((count, columns), dtype=kind)
+        found: np.ndarray = np.empty((count, columns), dtype=kind)
         for row in found:
             words = self.next()[:columns]
             if len(words) < columns:
