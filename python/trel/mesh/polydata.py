@@ -89,9 +89,10 @@ def _cells(stream: Stream, count: int, size: int) -> list[list[int]]:
         ends = offsets.tolist()
         return [numbers[a:b].tolist() for a, b in zip(ends, ends[1:])]
     stream.at = here
-    numbers, cells = stream.array(size, "int").tolist(), []
+    row: list[int] = stream.array(size, "int").tolist()
+    cells: list[list[int]] = []
     at = 0
     for _ in range(count):
-        cells.append(numbers[at + 1:at + 1 + numbers[at]])
-        at += 1 + numbers[at]
+        cells.append(row[at + 1:at + 1 + row[at]])
+        at += 1 + row[at]
     return cells
