@@ -2,6 +2,7 @@
 
 import gzip
 import struct
+import warnings
 
 import meshio
 import numpy as np
@@ -11,7 +12,6 @@ from hypothesis import strategies as st
 
 import trel
 from trel import program
-from trel.mesh.doctoring import write_culprits
 from trel.tools import main
 
 # A box of 1 x 2 x 3 mm: corners by bits x, y, z, and its six sides, which look outward.
@@ -35,21 +35,21 @@ def binary_stl(title):
     return title.ljust(80) + struct.pack("<I", len(facets)) + b"".join(facets)
 
 
-def polydata(binary=False):
+def polydata(binary=False, version="3.0"):
     def numbers(rows, kind):
         return np.array(rows, kind).tobytes() + b"\n" if binary else lines(rows).encode()
 
+    text = (f"# vtk DataFile Version {version}\nbox\n{'BINARY' if binary else 'ASCII'}\n"
+            "DATASET POLYDATA\nPOINTS 8 float\n").encode() + numbers(CORNERS, ">f4")
+    if version == "5.1":
+        return (text + b"POLYGONS 7 24\nOFFSETS vtktypeint64\n"
+                + numbers([[at] for at in range(0, 28, 4)], ">i8")
+                + b"CONNECTIVITY vtktypeint64\n" + numbers(SIDES, ">i8"))
     quads = numbers([(4, *side) for side in SIDES], ">i4")
-    return (b"# vtk DataFile Version 3.0\nbox\n" + (b"BINARY" if binary else b"ASCII")
-            + b"\nDATASET POLYDATA\nPOINTS 8 float\n" + numbers(CORNERS, ">f4")
-            + b"LINES 1 3\n" + numbers([(2, 0, 1)], ">i4") + b"POLYGONS 6 30\n" + quads
+    return (text + b"LINES 1 4\n" + numbers([(3, 0, 1, 2)], ">i4") + b"POLYGONS 6 30\n" + quads
             + b"POINT_DATA 8\nSCALARS x float\n")
 
 
-NEW_POLYDATA = (f"# vtk DataFile Version 5.1\nbox\nASCII\nDATASET POLYDATA\nPOINTS 8 float\n"
-                f"{lines(CORNERS)}POLYGONS 13 36\nOFFSETS vtktypeint64\n"
-                f"{' '.join(map(str, range(0, 39, 3)))}\nCONNECTIVITY vtktypeint64\n"
-                f"{lines(TRIANGLES)}").encode()
 SURFACES = {
     "plain.off": off(),
     "comments.off": "# of a scanner\n\n" + off().replace("OFF\n", "OFF # here\n# and here\n\n"),
@@ -60,7 +60,8 @@ SURFACES = {
     "packed.off.gz": gzip.compress(off().encode()),
     "binary.stl": binary_stl(b"of a scanner"),
     "solid.stl": binary_stl(b"solid of a scanner"),
-    "text.vtk": polydata(), "binary.vtk": polydata(True), "new.vtk": NEW_POLYDATA,
+    "text.vtk": polydata(), "binary.vtk": polydata(True), "new.vtk": polydata(version="5.1"),
+    "binary5.vtk": polydata(True, "5.1"),
     "box.surf": f"SurfaceMesh\n8\n{lines(CORNERS)}12\n{lines(np.array(TRIANGLES) + 1)}",
 }
 
@@ -115,6 +116,7 @@ def medit(path):
 
 def neutral(path):
     made, groups = two_boxes()
+    made.corners[::3, :2] = made.corners[::3, 1::-1]  # some are wound inward
     rows = np.column_stack([groups, made.corners + 1])
     path.write_text(f" {len(made.points)}\n{lines(made.points, '  ')} {len(rows)}\n"
                     f"{lines(rows, '  ')} 2\n 1 1 2 3\n 1 1 3 2\n")
@@ -170,6 +172,17 @@ def test_names_become_numbers(tmp_path):
             volumes(**regions)
 
 
+def test_names_are_those_of_the_cells_dimension(tmp_path):
+    groups = np.repeat([4, 7], 6)
+    mesh = meshio.Mesh(CORNERS, [("triangle", TRIANGLES)],
+                       cell_data={"gmsh:physical": [groups], "gmsh:geometrical": [groups]})
+    mesh.field_data = {"wall": np.array([4, 2]), "bone": np.array([4, 3])}
+    mesh.write(tmp_path / "box.msh", file_format="gmsh22")
+    regions = {"wall": 1, "7": 0}
+    found = trel.mesh.convert(tmp_path / "box.msh", tmp_path / "out.off", regions=regions)
+    assert (found.triangles, found.open_edges) == (6, 4)
+
+
 HEXAHEDRON = meshio.Mesh(CORNERS, [("hexahedron", [[0, 1, 3, 2, 4, 5, 7, 6]])])
 FAULTS = {
     "none.off": (None, "there is no such file"),
@@ -214,7 +227,10 @@ def test_what_a_format_does_not_hold_is_refused(tmp_path):
                                 ("o.off", {"weld": -1}, "weld"), ("o.off", {"weld": 9}, "nothing")):
         with pytest.raises(trel.MeshError, match=words):
             trel.mesh.convert(path, tmp_path / out, **options)
-    assert list(tmp_path.iterdir()) == [path]
+    (tmp_path / "folder.off").mkdir()
+    with pytest.raises(OSError, match="folder.off"):
+        trel.mesh.convert(path, tmp_path / "folder.off")
+    assert set(tmp_path.iterdir()) == {path, tmp_path / "folder.off"}
 
 
 @pytest.mark.parametrize("ending", ["off", "ply", "stl", "surf", "am", "mesh"])
@@ -235,7 +251,9 @@ def test_written_numbers_come_back(ending, tmp_path):
 
 
 def test_places_are_scaled_then_centred_then_moved(tmp_path):
-    path = put(tmp_path, "box.off", off([*CORNERS, (99, 99, 99)]))
+    corners = [CORNERS[k] for k in (0, 1, 2, 4)]
+    faces = [(0, 2, 1), (0, 1, 3), (0, 3, 2), (1, 2, 3)]
+    path = put(tmp_path, "one.off", off([*corners, (99, 99, 99)], faces))
     found = trel.mesh.convert(path, tmp_path / "o.off", scale=2, center=(0, 0, 5), move=(1, 0, 0))
     assert (found.low, found.high) == ((0, -2, 2), (2, 2, 8))
 
@@ -243,11 +261,15 @@ def test_places_are_scaled_then_centred_then_moved(tmp_path):
 def test_welding_closes_gaps_up_to_the_distance(tmp_path):
     moved = np.random.default_rng(1).uniform(-1e-3, 1e-3, (12, 3, 3))
     corners = (np.array(CORNERS, float)[np.array(TRIANGLES)] + moved).reshape(-1, 3)
-    path = put(tmp_path, "loose.off", off(corners, np.arange(36).reshape(12, 3)))
-    for weld, edges, vertices in ((False, 36, 36), (0.0, 36, 36), (0.01, 0, 8)):
+    path = tmp_path / "loose.off"
+    # At 1e5 mm floats of 32 bits, as which the program reads them, are 0.008 mm apart.
+    for weld, move, edges, vertices in ((False, 0, 36, 36), (0.0, 0, 36, 36), (0.01, 0, 0, 8),
+                                        (0.0, 1e5, 0, 8)):
+        put(tmp_path, "loose.off", off(corners + move, np.arange(36).reshape(12, 3)))
         found = trel.mesh.convert(path, tmp_path / "o.off", weld=weld)
         assert (found.open_edges, found.vertices) == (edges, vertices)
     # An edge shorter than the distance goes, and its triangles with it.
+    put(tmp_path, "loose.off", off())
     found = trel.mesh.convert(path, tmp_path / "o.off", weld=1.1)
     assert found.vertices == 4 and found.triangles < 12
 
@@ -288,20 +310,28 @@ def test_culprits_are_those_that_the_program_counts(tmp_path_factory, seed):
 
 
 def test_culprits_of_tetrahedra_lie_where_they_are(tmp_path):
-    made, _ = two_boxes()
-    made = made.only(np.arange(len(made.corners)) != 17)
-    made.corners[3, :2] = made.corners[3, 1::-1]
-    made.points[made.corners[3, 0]] += 1e-9  # in place: no needle
-    trel.mesh.save(made, tmp_path / "bad.am")
-    found = trel.mesh.doctor(tmp_path / "bad.am", culprits=tmp_path / "bad.vtu")
-    assert (found.inverted, found.needles) == (1, 0)
-    shown = meshio.read(tmp_path / "bad.vtu")
-    np.testing.assert_allclose(shown.points[shown.cells[0].data[0]],
-                               made.points[made.corners[3]], atol=1e-6)
-    assert trel.mesh.doctor(tmp_path / "bad.am", mend=tmp_path / "good.am").inverted == 0
-    flat = np.array([[0, 0, 0], [1, 0, 0], [0, 1, 0], [0.3, 0.3, 1e-5]])
-    assert write_culprits(trel.mesh.Mesh.of(flat, [[0, 1, 2, 3]]), tmp_path / "needle.vtu")
-    assert counted(tmp_path / "needle.vtu") == [0, 0, 0, 1]
+    for turned in ([3], np.delete(np.arange(18), 3)):
+        made, _ = two_boxes()
+        made.corners[turned, :2] = made.corners[turned, 1::-1]
+        trel.mesh.save(made, tmp_path / "bad.am")
+        found = trel.mesh.doctor(tmp_path / "bad.am", culprits=tmp_path / "bad.vtu")
+        assert (found.inverted, found.needles) == (1, 0)
+        shown = meshio.read(tmp_path / "bad.vtu")
+        np.testing.assert_array_equal(shown.points[shown.cells[0].data[0]],
+                                      made.points[made.corners[3]])
+        assert trel.mesh.doctor(tmp_path / "bad.am", mend=tmp_path / "good.am").inverted == 0
+
+
+def test_needles_are_those_below_a_thousandth(tmp_path):
+    low = np.array([0.95e-3, 1.05e-3])  # of the height or the volume of a regular one, side 1
+    triangles = [(x, y, 0) for h in low * np.sqrt(0.75) for x, y in ((0, 0), (1, 0), (0.5, h))]
+    base = ((0, 0, 0), (1, 0, 0), (0.5, np.sqrt(0.75), 0))
+    tetrahedra = [corner for h in low * np.sqrt(2 / 3) for corner in (*base, (0.5, 0.3, h))]
+    for points, ending in ((triangles, "off"), (tetrahedra, "am")):
+        made = trel.mesh.Mesh.of(np.array(points), np.arange(len(points)).reshape(2, -1))
+        trel.mesh.save(made, tmp_path / f"needle.{ending}")
+        found = trel.mesh.doctor(tmp_path / f"needle.{ending}", culprits=tmp_path / "needle.vtu")
+        assert found.needles == counted(tmp_path / "needle.vtu")[3] == 1
 
 
 def test_mended_bodies_look_away_from_what_they_enclose(tmp_path):
@@ -360,7 +390,7 @@ def test_voxels_of_images_follow_their_affine(tmp_path):
     import nibabel
     labels = np.zeros((4, 3, 2), np.int16)
     labels[0, 0, 0], labels[3, 2, 1] = 5, 9
-    affine = np.array([[-2, 0, 0, 10], [0, 0, 3, 20], [0, 1, 0, 30], [0, 0, 0, 1.0]])
+    affine = np.array([[2, 0, 0, 10], [0, 0, 3, 20], [0, 1, 0, 30], [0, 0, 0, 1.0]])
     image = nibabel.Nifti1Image(labels, affine)
     image.header.set_xyzt_units("mm")
     nibabel.save(image, tmp_path / "labels.nii.gz")
@@ -388,7 +418,9 @@ def test_voxels_warn_of_steps_that_refract():
     labels = np.array([[[1, 2, 0, 3]]])
     with pytest.warns(UserWarning, match=r"touch: 0 and 3 \(1, 1.4\)\. "):
         trel.mesh.voxels(labels, 1, indices={1: 1, 2: 1, 3: 1.4})
-    trel.mesh.voxels(labels, 1, indices={0: 1.4, 1: 1.4, 2: 1.4, 3: 1.4})  # an error if it warns
+    with warnings.catch_warnings():
+        warnings.simplefilter("error")
+        trel.mesh.voxels(labels, 1, indices={0: 1.4, 1: 1.4, 2: 1.4, 3: 1.4})
     for bad, words in (({"labels": labels, "spacing": 0}, "spacing"),
                        ({"labels": labels * 0.5, "spacing": 1}, "whole"),
                        ({"labels": labels[0], "spacing": 1}, "axes"),

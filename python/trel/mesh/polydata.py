@@ -9,7 +9,7 @@ import numpy as np
 from ..errors import MeshError
 from .contents import Mesh
 
-TYPES = {"float": ">f4", "double": ">f8", "int": ">i4", "vtktypeint64": ">i8", "long": ">i8"}
+TYPES = {"float": ">f4", "double": ">f8", "int": ">i4", "vtktypeint64": ">i8"}
 
 
 class Stream:
