@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import argparse
+from pathlib import Path
 from typing import Any
 
 from . import mesh
@@ -69,6 +70,8 @@ def _add_doctor(kinds: Any) -> None:
 def _doctor(asked: argparse.Namespace) -> int:
     found = mesh.doctor(asked.file, culprits=asked.out, mend=asked.mend, weld=asked.weld)
     print(found)
+    if asked.out:
+        print(f"culprits: {asked.out if Path(asked.out).exists() else 'none'}")
     return 0 if found.is_usable else 1
 
 

@@ -33,7 +33,7 @@ def doctor(file: str | os.PathLike[str], *, culprits: str | os.PathLike[str] | N
     file : a mesh of any format that ``convert`` reads, lengths in mm.
     culprits : a .vtu for what is wrong (needs python3-meshio): open, non-manifold and inverted
         edges as lines, needles and inverted tetrahedra as cells, with the array ``fault``: 1 open,
-        2 non-manifold, 3 inverted, 4 needle. It is not written if nothing is wrong.
+        2 non-manifold, 3 inverted, 4 needle. If nothing is wrong there is no such file then.
     mend : a file for the mended mesh, of a format that ``trelrun`` reads: points within ``weld``
         (mm) of each other are one, cells that collapse by that are left out, and all are wound
         alike, triangles outward. Holes stay.
@@ -73,9 +73,10 @@ def _examine_as_it_is(mesh: Mesh, file: str | os.PathLike[str]) -> Examination:
     return replace(found, file=os.fspath(file), findings=(*found.findings, note))
 
 
-def write_culprits(mesh: Mesh, path: str | os.PathLike[str]) -> bool:
-    """Write what is wrong with a mesh as a .vtu; tell whether there is anything."""
+def write_culprits(mesh: Mesh, path: str | os.PathLike[str]) -> None:
+    """Write what is wrong with a mesh as a .vtu, or take an old file away if nothing is."""
     meshio = need("meshio", "python3-meshio")
+    Path(path).unlink(missing_ok=True)
     edges = np.empty((0, 2), dtype=np.int64) if mesh.is_volume else mesh.corners[:0, :2]
     kinds = np.empty(0, dtype=np.int64)
     cells = _needles(mesh)
@@ -85,14 +86,13 @@ def write_culprits(mesh: Mesh, path: str | os.PathLike[str]) -> bool:
     else:
         edges, kinds = _bad_edges(mesh)
     if not len(edges) and not faults.any():
-        return False
+        return
     blocks = [("line", edges), ("tetra" if mesh.is_volume else "triangle",
                                 mesh.corners[faults > 0])]
     data = [kinds, faults[faults > 0]]
     kept = [number for number, (_, block) in enumerate(blocks) if len(block)]
     meshio.Mesh(mesh.points, [blocks[k] for k in kept],
                 cell_data={"fault": [data[k] for k in kept]}).write(path, file_format="vtu")
-    return True
 
 
 def _bad_edges(mesh: Mesh) -> tuple[np.ndarray, np.ndarray]:
