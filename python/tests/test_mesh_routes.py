@@ -58,6 +58,8 @@ def test_the_way_from_other_programs_ends_in_a_result(way, tmp_path):
     mesh = trel.mesh.read(tmp_path / name)
     assert set(mesh.groups) == set(range(1, regions + 1))
     assert least * volume <= mesh.volumes().sum() <= volume * (1 + 1e-6)
+    if way == "From Netgen":
+        assert trel.mesh.read(tmp_path / "ball.vol").names == {1: "nodule", 2: "ball"}
     result, = tmp_path.glob("*.nc")
     ledger = trel.open(result).trel.ledger().sel(wavelength=650)
     assert ledger.value.sel(ledger_line="absorbed") > 0.01
