@@ -60,6 +60,9 @@ lint|clang-tidy|command -v clang-tidy
 long|dieharder|command -v dieharder
 long|python3-vtk9|imports vtkmodules
 long|python3-nibabel|imports nibabel
+long|gmsh|command -v gmsh
+long|tetgen|command -v tetgen
+long|python3-netgen|imports netgen.csg
 long|octave octave-netcdf|octave-cli --norc --eval 'pkg load netcdf'
 docs|doxygen|command -v doxygen
 windows|g++-mingw-w64-x86-64-posix|command -v x86_64-w64-mingw32-g++-posix

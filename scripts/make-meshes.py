@@ -7,6 +7,7 @@ sphere  a sphere of 20,480 triangles (sphere.off) as the inner tissue of a cube
 shells  a cube of 60 mm with nested spheres of radius 25, 23 and 10 mm, about 20,000 elements
 head    five nested ellipsoids like a head, more than 300,000 elements
 small   the coarse meshes of examples/: nodule.off and ball-in-box.mesh, without models
+organ   the cookbook's organ.stl: binary, in m, as from a scanner, away from the origin
 
 A tetrahedral body is a grid of cubes, each cut into six tetrahedra, whose layers are drawn onto the
 surfaces: a grid point at the distance s from the centre, measured along the largest coordinate, goes to
@@ -15,6 +16,7 @@ the radius of its layer, so that every cube-shaped layer becomes a sphere or an 
 import itertools
 import math
 import os
+import struct
 import sys
 
 
@@ -195,8 +197,24 @@ def make_small(folder):
     write_mesh(os.path.join(folder, "ball-in-box.mesh"), points, elements, (0, 0, 10))
 
 
+def make_organ(folder):
+    """An ellipsoid of 30, 24 and 20 mm, with a dent of 6 mm and a bulge of 4 mm."""
+    corners, faces = icosphere(3, 1.0)
+    points = []
+    for c in corners:
+        dent, bulge = (math.exp(-4 * sum((x - m) ** 2 for x, m in zip(c, d)))
+                       for d in ((0.3, 0.95, 0), (-0.8, -0.3, 0.5)))
+        points.append([(x * (a - 6 * dent + 4 * bulge) + m) / 1000
+                       for x, a, m in zip(c, (30, 24, 20), (412, -77, 1233))])
+    with open(os.path.join(folder, "organ.stl"), "wb") as out:
+        out.write(b"organ, surface of a segmentation, m".ljust(80) + struct.pack("<I", len(faces)))
+        for f in faces:
+            out.write(struct.pack("<12fH", 0, 0, 0, *(x for k in f for x in points[k]), 0))
+
+
 def main():
-    makers = {"sphere": make_sphere, "shells": make_shells, "head": make_head, "small": make_small}
+    makers = {"sphere": make_sphere, "shells": make_shells, "head": make_head, "small": make_small,
+              "organ": make_organ}
     os.makedirs(sys.argv[1], exist_ok=True)
     for name in sys.argv[2:] or ["sphere", "shells", "head"]:
         makers[name](sys.argv[1])

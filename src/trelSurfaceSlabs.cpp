@@ -129,6 +129,7 @@ void trelSurfaceSlabs::Build(const trelVoxelTable& table,
   Places.assign((static_cast<std::size_t>(blocks.Last[0]) + 1) * Rows * Columns, -1);
   Slabs.clear();
   Starts.assign(1, 0);
+  if (table.IsEmpty()) return;  // the mesh is flat along an axis
   trelNearTriangles near(table);
   VisitVoxels(blocks, [&](const int block[3]) {
     const std::size_t first = table.CellOf(2 * block[0], 2 * block[1], 2 * block[2]);

@@ -9,8 +9,9 @@ import pytest
 import trel
 
 FOLDER = Path(__file__).resolve().parents[2] / "examples" / "cookbook"
-PACKETS = {"camera": 5_000, "dyed_inclusion": 5_000, "fibre_probe": 60_000,
-           "frequency_domain": 10_000, "layered_skin": 20_000, "mouse": 5_000, "tpsf": 60_000}
+PACKETS = {"brain_mesh": 5_000, "camera": 5_000, "dyed_inclusion": 5_000, "fibre_probe": 60_000,
+           "frequency_domain": 10_000, "layered_skin": 20_000, "mouse": 5_000,
+           "organ_surface": 10_000, "tpsf": 60_000}
 
 
 @pytest.mark.parametrize("name", PACKETS)
@@ -22,6 +23,7 @@ def test_the_value_is_the_reference(name, tmp_path, monkeypatch):
         return run(model, PACKETS[name], seed=1, out=out, progress=False, **options)
 
     monkeypatch.setattr(trel.Model, "run", run_few)
+    monkeypatch.chdir(tmp_path)
     monkeypatch.syspath_prepend(FOLDER)
     names = runpy.run_path(str(FOLDER / f"{name}.py"))
     value, error = float(names["result"].value), float(names["result"].error)

@@ -4,8 +4,8 @@ The physics is that of the program ``trelrun``, which is started as a process: n
 how light moves, and nothing here reads a model in another way than that program does.
 """
 
-from . import optics, plot
-from .errors import MissingPackage, ModelError, RunError, TrelError
+from . import mesh, optics, plot
+from .errors import MeshError, MissingPackage, ModelError, RunError, TrelError
 from .export import export
 from .model import Description, Shape, Tissue
 from .result import Comparison, NotRecorded, compare, open  # noqa: A004
@@ -22,6 +22,7 @@ class Model(Description, Runnable, plot.Drawable):
 
 __all__ = [
     "Comparison",
+    "MeshError",
     "MissingPackage",
     "Model",
     "ModelError",
@@ -33,6 +34,7 @@ __all__ = [
     "TrelError",
     "compare",
     "export",
+    "mesh",
     "open",
     "optics",
     "plot",

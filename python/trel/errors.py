@@ -37,6 +37,10 @@ class ModelError(TrelError, ValueError):
         self.findings = findings
 
 
+class MeshError(TrelError, ValueError):
+    """A mesh that cannot be read, or that has not what is asked of it."""
+
+
 class RunError(TrelError, RuntimeError):
     """A run that failed: its exit status, and what it said on the standard error."""
 

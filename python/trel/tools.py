@@ -17,7 +17,7 @@ import xarray as xr
 
 import trel
 
-from . import plot, program
+from . import commands_mesh, plot, program
 from .errors import TrelError
 
 PICTURES: dict[str, Callable[..., Any]] = {
@@ -60,7 +60,8 @@ def _make_parser() -> argparse.ArgumentParser:
         epilog="trel-tools COMMAND --help tells the options of a command.")
     parser.add_argument("--version", action="version", version=f"trel-tools {trel.__version__}")
     commands = parser.add_subparsers(required=True, metavar="COMMAND")
-    for add in (_add_info, _add_check, _add_run, _add_plot, _add_export, _add_compare):
+    for add in (_add_info, _add_check, _add_run, _add_plot, _add_export, _add_compare,
+                commands_mesh.add_mesh):
         add(commands)
     return parser
 
