@@ -11,6 +11,7 @@ from .model import Description, Shape, Tissue
 from .result import Comparison, NotRecorded, compare, open  # noqa: A004
 from .run import Runnable, RunInterrupted, run_file
 from .run import runnable as _runnable
+from .sweep import sweep
 
 # A run does not know what opens its results: results know how runs are made.
 _runnable.open_result = open
@@ -37,5 +38,6 @@ __all__ = [
     "optics",
     "plot",
     "run_file",
+    "sweep",
 ]
 __version__ = "2.2.0"
