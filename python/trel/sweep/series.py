@@ -11,7 +11,6 @@ from collections.abc import Iterator, Mapping, Sequence
 from pathlib import Path
 from typing import Any, Protocol
 
-import numpy as np
 import xarray as xr
 
 from ..errors import ModelError, TrelError
@@ -23,6 +22,7 @@ from .export import Export, find_outcome, forget
 from .folder import Folder
 from .jobs import Job, Outcome, Point, Value, canonical, digest, list_points, seed_of
 from .local import Local
+from .machines import Distributed
 from .models import Source, Stored, read_model, store_model
 from .table import check_quantities, make_table
 
@@ -107,9 +107,8 @@ def _list_values(parameters: Mapping[str, Sequence[Value]]) -> dict[str, list[Va
     """Return the values as plain numbers and words, each once."""
     told: dict[str, list[Value]] = {}
     for name, given in parameters.items():
-        values: list[Any] = [given] if isinstance(given, str) else list(np.atleast_1d(given))
-        told[name] = [str(value) if isinstance(value, str) else float(value)
-                       for value in values]
+        values: list[Any] = [given] if isinstance(given, (str, int, float)) else list(given)
+        told[name] = [value if isinstance(value, str) else float(value) for value in values]
         if not values or len({canonical(value) for value in told[name]}) < len(values):
             raise ModelError(f"{name}: got {given!r}, expected different values, one or more")
     return told
@@ -178,8 +177,6 @@ def make_runner(runner: Any) -> Runner:
     if runner in ("slurm", "parallel"):
         return Export(runner)
     if isinstance(runner, str) and "://" in runner:
-        from .machines import Distributed
-
         return Distributed(runner)
     if hasattr(runner, "run"):
         made: Runner = runner
