@@ -2,7 +2,7 @@
 
 from __future__ import annotations
 
-from collections.abc import Iterator
+from collections.abc import Generator
 
 from ..errors import TrelError
 from .folder import Folder
@@ -77,7 +77,7 @@ class Export:
         self.kind = kind
         self.cores = cores or (4 if kind == "slurm" else 1)
 
-    def run(self, jobs: list[Job], folder: Folder) -> Iterator[Outcome]:
+    def run(self, jobs: list[Job], folder: Folder) -> Generator[Outcome, None, None]:
         """Write ``pending.txt`` (key and command), ``run-job.sh`` and ``KIND.sh``; run nothing."""
         lines = [f"{job.key}\t{job.tell()['command']}\n" for job in jobs]
         numbers = {"jobs": len(jobs), "cores": self.cores,
@@ -86,7 +86,7 @@ class Export:
         for name, text in (("pending.txt", "".join(lines)), ("run-job.sh", JOB),
                            (f"{self.kind}.sh", script)):
             folder.write(name, text)
-        return iter(())
+        yield from ()
 
 
 def find_outcome(job: Job, folder: Folder) -> Outcome | None:

@@ -6,7 +6,7 @@ import os
 import subprocess
 import threading
 import time
-from collections.abc import Iterator
+from collections.abc import Generator
 from concurrent.futures import ThreadPoolExecutor, as_completed
 
 from ..program import find_program
@@ -29,7 +29,7 @@ class Local:
         self._lock = threading.Lock()
         self._stopping = False
 
-    def run(self, jobs: list[Job], folder: Folder) -> Iterator[Outcome]:
+    def run(self, jobs: list[Job], folder: Folder) -> Generator[Outcome, None, None]:
         """Yield what becomes of the jobs, in the order of their ends.
 
         Runs end with this process, however it ends; what they have then, they go on from.

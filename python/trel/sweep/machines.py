@@ -7,7 +7,7 @@ import queue
 import time
 import warnings
 from collections import deque
-from collections.abc import Iterator
+from collections.abc import Generator, Iterator
 from dataclasses import dataclass, field
 from typing import Any
 
@@ -33,7 +33,7 @@ class Distributed:
         self.tls = tls
         self.patience = patience
 
-    def run(self, jobs: list[Job], folder: Folder) -> Iterator[Outcome]:
+    def run(self, jobs: list[Job], folder: Folder) -> Generator[Outcome, None, None]:
         """Yield what becomes of the jobs; results are in the folder then, and on no worker."""
         pickle = need("cloudpickle", "python3-cloudpickle")
         pickle.register_pickle_by_value(remote)

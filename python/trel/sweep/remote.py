@@ -6,6 +6,7 @@ distributed, and not this package.
 
 from __future__ import annotations
 
+import importlib
 import os
 import shutil
 import subprocess
@@ -77,9 +78,7 @@ def find_program(wanted: str) -> tuple[str, str]:
 
 def look_around() -> tuple[str, Any]:
     """Return the worker's own folder, and a function that tells whether its task was given up."""
-    from distributed import get_worker
-
-    worker = get_worker()
+    worker = importlib.import_module("distributed").get_worker()
     key = worker.get_current_task()
 
     def cancelled() -> bool:

@@ -7,13 +7,14 @@ import os
 import secrets
 import tempfile
 import warnings
-from collections.abc import Iterator, Mapping, Sequence
+from collections.abc import Generator, Iterator, Mapping, Sequence
+from contextlib import closing
 from pathlib import Path
 from typing import Any, Protocol
 
 import xarray as xr
 
-from ..errors import ModelError, TrelError
+from ..errors import ModelError, RunError, TrelError
 from ..model.description import Description
 from ..result import open as open_result
 from ..run.command import set_options, whole
@@ -30,7 +31,7 @@ from .table import check_quantities, make_table
 class Runner(Protocol):
     """What runs jobs."""
 
-    def run(self, jobs: list[Job], folder: Folder) -> Iterator[Outcome]:
+    def run(self, jobs: list[Job], folder: Folder) -> Generator[Outcome, None, None]:
         """Yield what becomes of each."""
 
 
@@ -185,10 +186,12 @@ def make_runner(runner: Any) -> Runner:
                     "scheduler (tcp://127.0.0.1:8786)")
 
 
-def carry_out(folder: Folder, jobs: list[Job], runner: Runner | None, retry: bool = False) -> None:
+def carry_out(folder: Folder, jobs: list[Job], runner: Runner | None, retry: bool = False,
+              strict: bool = False) -> None:
     """Run what the manifest does not have, and enter what becomes of it.
 
-    Without a runner only what has ended already is entered.
+    Without a runner only what has ended already is entered. A job that is not done is a warning, or
+    if it is ``strict`` a RunError, which ends the others.
     """
     series, done = folder.describe(), folder.manifest()
     pending: list[Job] = []
@@ -200,19 +203,24 @@ def carry_out(folder: Folder, jobs: list[Job], runner: Runner | None, retry: boo
             forget(job, folder)
         ended = find_outcome(job, folder) if job.model else Outcome(job, "wrong", job.problem)
         if ended:
-            _enter(ended, folder, series)
+            _enter(ended, folder, series, strict)
         else:
             pending.append(job)
     if runner and pending:
-        for outcome in runner.run(pending, folder):
-            if outcome.is_final:
-                _enter(outcome, folder, series)
+        with closing(runner.run(pending, folder)) as outcomes:
+            for outcome in outcomes:
+                if outcome.is_final:
+                    _enter(outcome, folder, series, strict)
 
 
-def _enter(outcome: Outcome, folder: Folder, series: dict[str, Any]) -> None:
+def _enter(outcome: Outcome, folder: Folder, series: dict[str, Any], strict: bool) -> None:
     folder.take(outcome, series)
     if outcome.status != "done":
-        warnings.warn(f"{outcome.job.point}: {outcome.message or outcome.status}", stacklevel=4)
+        told = ", ".join(f"{name} {value}" for name, value in outcome.job.point.items())
+        told += f": {outcome.message or outcome.status}"
+        if strict:
+            raise RunError(told)
+        warnings.warn(told, stacklevel=4)
 
 
 def collect(folder: str | os.PathLike[str]) -> xr.Dataset:
