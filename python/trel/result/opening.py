@@ -73,7 +73,9 @@ def _open_netcdf(path: Path, chunks: Any) -> xr.Dataset:
         )
     if not str(data.attrs.get("source", "")).startswith("trelrun"):
         raise TrelError(f"{path} is no result of trelrun")
-    return order_axes(data)
+    ordered = order_axes(data)
+    ordered.set_close(data.close)
+    return ordered
 
 
 @contextmanager
