@@ -2,6 +2,7 @@
 
 import contextlib
 import os
+import shutil
 import time
 from pathlib import Path
 
@@ -12,7 +13,11 @@ SCRIPT = r"""#!/bin/bash
 # Each word of trouble is a file with a part of the command line that it is for.
 here={here}
 echo "$*" >>$here/log
-asked() {{ [ -e "$here/$1" ] && [[ "$*" == *"$(<"$here/$1")"* ]]; }}
+if [ -e $here/version ] && [ "$*" = --version ]; then
+    cat $here/version
+    exit
+fi
+asked() {{ [ -e "$here/$1" ] && [[ "$*" == *"$(<"$here/$1")"*" -o results/"* ]]; }}
 if asked kill "$@"; then  # the worker, every time
     kill -9 $PPID
     sleep 60
@@ -42,6 +47,13 @@ class Program:
         script = self.folder / "trelrun"
         script.write_text(SCRIPT.format(here=self.folder, real=find_program()))
         script.chmod(0o755)
+
+    def reset(self):
+        """Forget troubles and what was run."""
+        for name in ("kill", "hang", "stop", "version", "log"):
+            (self.folder / name).unlink(missing_ok=True)
+        for name in ("hung", "stopped"):
+            shutil.rmtree(self.folder / name, ignore_errors=True)
 
     def trouble(self, kind, part):
         (self.folder / kind).write_text(part)

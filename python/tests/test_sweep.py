@@ -213,7 +213,8 @@ def test_slurm_and_parallel_do_the_same_jobs(program):
     for task in (1, 2, 3, 2):
         variables = sweeping.environment(PATH=path, SLURM_ARRAY_TASK_ID=task, SLURM_ARRAY_JOB_ID=77,
                                          SLURM_CPUS_PER_TASK=1, SLURM_SUBMIT_DIR="slurm")
-        ends.append(subprocess.run(["bash", "slurm/slurm.sh"], env=variables, check=False).returncode)
+        done = subprocess.run(["bash", "slurm/slurm.sh"], env=variables, check=False)
+        ends.append(done.returncode)
     assert ends == [0, 143, 0, 0]
     assert Path("bin/requeued").read_text() == "requeue 77_2\n"
     assert "--continue" in program.runs()[-1]

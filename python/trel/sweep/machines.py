@@ -175,8 +175,10 @@ class _Dealer:
         try:
             told = self._fetch(flight)
         except Exception as error:  # whatever a lost worker, or one without room, raises
-            reason = str(error) or type(error).__name__
-            yield from self._lose(key, f"{flight.address}: {reason}"[:4000])
+            reason = f"the worker {flight.address} was lost"
+            if type(error).__name__ != "KilledWorker":
+                reason = f"{flight.address}: {type(error).__name__}: {error}"[:4000]
+            yield from self._lose(key, reason)
             return
         flight.future.release()
         worker = self.workers.get(flight.address, _Worker())
