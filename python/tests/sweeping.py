@@ -31,7 +31,7 @@ elif asked hang "$@" && mkdir $here/hung 2>/dev/null; then  # fly for ever, the 
     mv $here/hung/pid.part $here/hung/pid
     exec {real} "${{words[@]}}"
 elif asked stop "$@" && mkdir $here/stopped 2>/dev/null; then  # at the end of its time, once
-    {real} "$@" --max-seconds 0.05
+    {real} "$@" --max-seconds 0.02
     exit 143
 fi
 exec {real} "$@"

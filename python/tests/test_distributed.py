@@ -109,7 +109,9 @@ def kill_worker_of(number):
 
 def assert_same(one, other, names):
     for name in names:
-        np.testing.assert_allclose(one[name], other[name], rtol=1e-9, err_msg=name)
+        # An error is the small difference of two sums.
+        digits = 1e-6 if name.endswith("_error") else 1e-9
+        np.testing.assert_allclose(one[name], other[name], rtol=digits, err_msg=name)
 
 
 def test_lost_and_late_workers_and_a_lost_client_change_no_number(there):
@@ -147,26 +149,27 @@ def test_a_job_that_kills_its_worker_takes_no_other_along(there):
     assert len([line for line in there.program.runs() if "mus=9.0" in line]) == 6
 
 
-def fly_over_machines(there, packets):
+def fly_over_machines(there, model, packets):
     """Compare a run over three workers, of which one is killed, with one in a piece."""
     there.program.trouble("hang", "--packet-range 0:")
     with ThreadPoolExecutor() as pool:
         killer = pool.submit(lambda: kill_worker_of(there.program.hung()))
-        many = sweeping.block().run(packets, 5, out="many", batches=24, runner=there.address)
+        many = model.run(packets, 5, out="many", batches=24, runner=there.address)
         killer.result()
-    one = sweeping.block().run(packets, 5, out="one", batches=24, progress=False)
+    one = model.run(packets, 5, out="one", batches=24, progress=False)
     assert one.attrs["packets"] == many.attrs["packets"] >= packets
     assert len(there.program.runs()) == 12 + 1
     assert_same(many, one, [name for name in one.data_vars if one[name].dtype.kind == "f"])
 
 
 def test_a_run_over_machines_is_that_of_one(there):
-    fly_over_machines(there, 1e6)
+    fly_over_machines(there, sweeping.block(), 1e6)
 
 
 @pytest.mark.long
 def test_a_large_run_over_machines_is_that_of_one(there):
-    fly_over_machines(there, 1e8)
+    film = trel.Model.box((4, 4, 0.2), 0.1, 0.5, 0, 1).pencil(specular=False)
+    fly_over_machines(there, film.grid("cartesian", "cartesian", dx=1, dy=1, dz=0.1), 1e8)
 
 
 def make_certificates(folder):
