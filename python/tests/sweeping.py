@@ -30,8 +30,16 @@ elif asked hang "$@" && mkdir $here/hung 2>/dev/null; then  # fly for ever, the 
     echo $$ >$here/hung/pid.part
     mv $here/hung/pid.part $here/hung/pid
     exec {real} "${{words[@]}}"
-elif asked stop "$@" && mkdir $here/stopped 2>/dev/null; then  # at the end of its time, once
-    {real} "$@" --max-seconds 0.02
+elif asked stop "$@" && mkdir $here/stopped 2>/dev/null; then  # half way, once
+    words=()
+    for word; do
+        [ "${{words[-1]-}}" != --packets ] || word=$((word / 2))
+        [ "${{words[-1]-}}" != -o ] || base=$word
+        words+=("$word")
+    done
+    {real} "${{words[@]}}" --batches 10
+    /usr/bin/python3 -c 'import netCDF4, sys
+netCDF4.Dataset(sys.argv[1], "a").partial = 1' "$base.nc"
     exit 143
 fi
 exec {real} "$@"

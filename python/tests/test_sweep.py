@@ -131,7 +131,7 @@ def test_a_stopped_series_goes_on(program, number):
 
 def test_a_stopped_job_goes_on(program):
     program.trouble("stop", "skin.mua=0.05")
-    options = {"root_seed": 5, "packets": 4e4, "runner": trel.Local(1, 2)}
+    options = {"root_seed": 5, "packets": 2e3, "runner": trel.Local(1, 1)}
     table = trel.sweep(sweeping.block(), MUA, "s", **options)
     assert table.status.values.tolist() == ["done", "missing"]
     table = trel.sweep(sweeping.block(), MUA, "s", **options)
@@ -198,7 +198,7 @@ def test_models_take_their_meshes_with_them(program):
 
 
 def test_slurm_and_parallel_do_the_same_jobs(program):
-    options = {"root_seed": 5, "packets": 4e4}
+    options = {"root_seed": 5, "packets": 2e3}
     values = {"skin.mua": [0.02, 0.05, 0.1]}
     table = trel.sweep(sweeping.block(), values, "local", **options)
     for kind in ("slurm", "parallel"):
