@@ -63,8 +63,10 @@ class Program:
         for name in ("hung", "stopped"):
             shutil.rmtree(self.folder / name, ignore_errors=True)
 
-    def trouble(self, kind, part):
+    def trouble(self, kind, part, again=False):
         (self.folder / kind).write_text(part)
+        if again:
+            shutil.rmtree(self.folder / "hung")
 
     def runs(self):
         """Command lines of jobs so far."""

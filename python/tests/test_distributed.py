@@ -22,7 +22,8 @@ TOOLS = [PYTHON, "-m", "trel.tools"]
 MANY = {"skin.mua": [0.01, 0.02, 0.03, 0.04, 0.05], "skin.mus": [5, 6, 7, 8]}
 CLIENT = """
 import sys, sweeping, test_distributed as test, trel
-trel.sweep(sweeping.block(), test.MANY, "s", root_seed=1, replicates=2, runner=sys.argv[1])
+trel.sweep(sweeping.block(), test.MANY, "s", root_seed=1, replicates=2, packets=2000,
+           runner=sys.argv[1])
 """
 
 
@@ -119,19 +120,23 @@ def test_lost_and_late_workers_and_a_lost_client_change_no_number(there):
     client = subprocess.Popen([sys.executable, "-c", CLIENT, there.address],
                               env=sweeping.environment(PYTHONPATH=":".join(sys.path)))
     kill_worker_of(there.program.hung())
+    there.program.trouble("hang", "skin.mua=0.04 --set skin.mus=8.0", again=True)
     there.add_worker()
     sweeping.wait_for(lambda: len(Folder("s").manifest()) >= 15)
+    last = there.program.hung()
     client.kill()
     client.wait()
+    sweeping.wait_for(lambda: not sweeping.is_there(last))
     before = Folder("s").manifest()
     ran = len(there.program.runs())
-    table = trel.sweep(sweeping.block(), MANY, "s", replicates=2, runner=there.address)
+    table = trel.sweep(sweeping.block(), MANY, "s", replicates=2, packets=2000,
+                       runner=there.address)
     again = there.program.runs()[ran:]
     assert not [line for line in again if any(key in line for key in before)]
     done = Folder("s").manifest()
     assert len(Path("s/manifest.jsonl").read_text().splitlines()) == len(done) == 40
     assert (table.status == "done").all() and set(table.key.values.flat) == set(done)
-    alone = trel.sweep(sweeping.block(), MANY, "t", root_seed=1)
+    alone = trel.sweep(sweeping.block(), MANY, "t", root_seed=1, packets=2000)
     first = table.isel(replicate=0)
     assert_same(first, alone, ["Rd", "Rd_error", "absorption", "absorption_error"])
     np.testing.assert_array_equal(first.key, alone.key)
