@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import contextlib
 import os
 import queue
 import time
@@ -94,14 +95,17 @@ class _Dealer:
                 yield from self._give_up_lost(there)
                 self._send(there)
                 yield from self._listen()
+        except OSError as error:
+            raise RunError(f"{self.asked.address}: the scheduler is gone ({error}); what is done "
+                           "is kept, and the same call goes on") from error
         finally:
-            for flight in self.flying.values():
-                flight.future.cancel(force=True)
+            with contextlib.suppress(OSError):
+                self.client.cancel([flight.future for flight in self.flying.values()], force=True)
 
     def _look(self) -> dict[str, Any]:
         """Return the workers that are there; a RunError says why none can take a job."""
         if self.client.status not in ("running", "connecting"):
-            raise RunError(f"{self.asked.address}: the scheduler is gone; what is done is kept")
+            raise ConnectionError(f"the connection is {self.client.status}")
         there: dict[str, Any] = self.client.scheduler_info()["workers"]
         for address in set(self.workers) - set(there):
             del self.workers[address]
@@ -219,8 +223,11 @@ class _Dealer:
     def _write(self, job: Job, data: bytes) -> None:
         place = self.folder.result(job.key)
         temporary = place.with_name(f".trel-{place.name}")
-        with open(temporary, "wb") as file:
-            file.write(data)
-            file.flush()
-            os.fsync(file.fileno())
-        os.replace(temporary, place)
+        try:
+            with open(temporary, "wb") as file:
+                file.write(data)
+                file.flush()
+                os.fsync(file.fileno())
+            os.replace(temporary, place)
+        except OSError as error:
+            raise RunError(f"{place}: the result could not be written: {error}") from error
