@@ -61,7 +61,7 @@ def open(  # noqa: A001
 def _open_netcdf(path: Path, chunks: Any) -> xr.Dataset:
     if chunks is not None:
         need("dask.array", "python3-dask")
-    with _nothing_collected():
+    with nothing_collected():
         names = _list_names(path)
         private = [name for name in names if name.startswith("state_")]
         data = xr.open_dataset(
@@ -79,7 +79,7 @@ def _open_netcdf(path: Path, chunks: Any) -> xr.Dataset:
 
 
 @contextmanager
-def _nothing_collected() -> Iterator[None]:
+def nothing_collected() -> Iterator[None]:
     """Keep the collector of garbage from closing a file that is no longer used.
 
     It would do so by a call into the library in the midst of another one: netCDF4 1.6.2 reports an

@@ -8,6 +8,7 @@ from pathlib import Path
 from typing import Any
 
 from ..errors import RunError
+from ..result.opening import nothing_collected
 from .jobs import Job
 
 PLAIN = {"wavelength", "batch", "bounds", "ledger_line", "tissue", "xyz", "azimuth"}
@@ -20,7 +21,7 @@ def check_result(path: Path, job: Job, arithmetic: int | None) -> dict[str, Any]
     """Return packets and seconds of a result; a RunError if it is not the one of the job."""
     import netCDF4
 
-    with netCDF4.Dataset(path) as file:
+    with nothing_collected(), netCDF4.Dataset(path) as file:
         found = {name: file.getncattr(name) for name in file.ncattrs()}
     if int(found.get("partial", 0)):
         raise RunError(f"{path}: the run was stopped before its end")
@@ -38,7 +39,7 @@ def is_whole(path: Path) -> bool:
 
     if not path.exists():
         return False
-    with netCDF4.Dataset(path) as file:
+    with nothing_collected(), netCDF4.Dataset(path) as file:
         return not int(getattr(file, "partial", 0))
 
 
@@ -51,7 +52,8 @@ def slim(path: Path) -> None:
     import netCDF4
 
     temporary = path.with_name(f".trel-{path.name}")
-    with netCDF4.Dataset(path) as old, netCDF4.Dataset(temporary, "w") as new:
+    with (nothing_collected(), netCDF4.Dataset(path) as old,
+          netCDF4.Dataset(temporary, "w") as new):
         old.set_auto_maskandscale(False)
         new.setncatts({name: old.getncattr(name) for name in old.ncattrs()})
         for name, variable in old.variables.items():

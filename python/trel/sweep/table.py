@@ -12,6 +12,7 @@ import xarray as xr
 from ..errors import TrelError
 from ..result import NotRecorded
 from ..result import open as open_result
+from ..result.opening import nothing_collected
 from ..result.quantity import take
 from .folder import Folder
 from .jobs import Job
@@ -86,7 +87,7 @@ def make_table(folder: Folder) -> xr.Dataset:
         notes["message"][place] = told.get("message", "")
         notes["packets"][place] = told.get("packets", 0)
         if told.get("status") == "done":
-            with open_result(folder.result(job.key)) as data:
+            with nothing_collected(), open_result(folder.result(job.key)) as data:
                 for quantity in series["quantities"]:
                     made = derive(data, quantity).load()
                     column = columns.setdefault(quantity, _Column(quantity, shape, made))
