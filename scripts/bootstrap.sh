@@ -47,6 +47,9 @@ test|python3-pytest|imports pytest
 test|python3-hypothesis|imports hypothesis
 test|python3-meshio|imports meshio
 test|python3-scipy|imports scipy
+test|python3-distributed|imports distributed
+test|parallel|command -v parallel
+test|openssl|command -v openssl
 test|python3-venv|imports ensurepip
 test|python3-setuptools|imports setuptools
 test|python3-wheel|imports wheel

@@ -10,20 +10,25 @@ import trel
 
 FOLDER = Path(__file__).resolve().parents[2] / "examples" / "cookbook"
 PACKETS = {"brain_mesh": 5_000, "camera": 5_000, "dyed_inclusion": 5_000, "fibre_probe": 60_000,
-           "frequency_domain": 10_000, "layered_skin": 20_000, "mouse": 5_000,
-           "organ_surface": 10_000, "tpsf": 60_000}
+           "fit": 20_000, "frequency_domain": 10_000, "layered_skin": 20_000, "mouse": 5_000,
+           "organ_surface": 10_000, "series": 10_000, "tpsf": 60_000}
 
 
 @pytest.mark.parametrize("name", PACKETS)
 def test_the_value_is_the_reference(name, tmp_path, monkeypatch):
-    run = trel.Model.run
+    run, sweep = trel.Model.run, trel.sweep
 
     def run_few(model, packets, **options):
         out = tmp_path / f"{name}.nc"
         return run(model, PACKETS[name], seed=1, out=out, progress=False, **options)
 
+    def sweep_few(model, values, folder, *quantities, packets, **options):
+        return sweep(model, values, tmp_path / folder, *quantities, root_seed=1,
+                     packets=PACKETS[name], **options)
+
     monkeypatch.setattr(trel.Model, "run", run_few)
     monkeypatch.chdir(tmp_path)
+    monkeypatch.setattr(trel, "sweep", sweep_few)
     monkeypatch.syspath_prepend(FOLDER)
     names = runpy.run_path(str(FOLDER / f"{name}.py"))
     value, error = float(names["result"].value), float(names["result"].error)

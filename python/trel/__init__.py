@@ -11,9 +11,12 @@ from .model import Description, Shape, Tissue
 from .result import Comparison, NotRecorded, compare, open  # noqa: A004
 from .run import Runnable, RunInterrupted, run_file
 from .run import runnable as _runnable
+from .sweep import Distributed, Export, Local, Tls, lookup, sweep
+from .sweep import run_over as _run_over
 
-# A run does not know what opens its results: results know how runs are made.
+# A run does not know what opens its results, or deals it to machines: these know how runs are made.
 _runnable.open_result = open
+_runnable.run_over = _run_over
 
 
 class Model(Description, Runnable, plot.Drawable):
@@ -23,6 +26,9 @@ class Model(Description, Runnable, plot.Drawable):
 __all__ = [
     "Comparison",
     "MeshError",
+    "Distributed",
+    "Export",
+    "Local",
     "MissingPackage",
     "Model",
     "ModelError",
@@ -31,13 +37,16 @@ __all__ = [
     "RunInterrupted",
     "Shape",
     "Tissue",
+    "Tls",
     "TrelError",
     "compare",
     "export",
     "mesh",
+    "lookup",
     "open",
     "optics",
     "plot",
     "run_file",
+    "sweep",
 ]
 __version__ = "2.2.0"

@@ -19,6 +19,7 @@ import trel
 
 from . import commands_mesh, plot, program
 from .errors import TrelError
+from .sweep.command import add_commands as add_series
 
 PICTURES: dict[str, Callable[..., Any]] = {
     "slice": plot.slice, "profile": plot.profile, "time": plot.time_curve, "surface": plot.surface,
@@ -61,7 +62,7 @@ def _make_parser() -> argparse.ArgumentParser:
     parser.add_argument("--version", action="version", version=f"trel-tools {trel.__version__}")
     commands = parser.add_subparsers(required=True, metavar="COMMAND")
     for add in (_add_info, _add_check, _add_run, _add_plot, _add_export, _add_compare,
-                commands_mesh.add_mesh):
+                commands_mesh.add_mesh, add_series):
         add(commands)
     return parser
 

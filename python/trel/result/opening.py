@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import gc
 import os
 import weakref
 from collections.abc import Iterator
@@ -75,7 +76,25 @@ def _open_netcdf(path: Path, chunks: Any) -> xr.Dataset:
     data.encoding["source"] = os.path.abspath(path)
     if not str(data.attrs.get("source", "")).startswith("trelrun"):
         raise TrelError(f"{path} is no result of trelrun")
-    return order_axes(data)
+    ordered = order_axes(data)
+    ordered.set_close(data.close)
+    return ordered
+
+
+@contextmanager
+def nothing_collected() -> Iterator[None]:
+    """Keep the collector of garbage from closing a file that is no longer used.
+
+    It would do so by a call into the library in the midst of another one: netCDF4 1.6.2 reports an
+    error of HDF, or crashes, where that happens while a file is opened.
+    """
+    collects = gc.isenabled()
+    gc.disable()
+    try:
+        yield
+    finally:
+        if collects:
+            gc.enable()
 
 
 _handles: weakref.WeakValueDictionary[Any, Any] = weakref.WeakValueDictionary()

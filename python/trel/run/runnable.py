@@ -18,6 +18,9 @@ from .progress import Choice, make_display
 open_result: Callable[..., Any] | None = None
 """Opens the file of results that a run has written; without it a run returns its path."""
 
+run_over: Callable[..., Any] | None = None
+"""Runs a model in parts by a runner: set by what stands right of this part."""
+
 
 class RunInterrupted(KeyboardInterrupt):
     """Ctrl-C while packets flew; the exception that a run raises then."""
@@ -149,6 +152,17 @@ def _judge(ended: Ended, path: str | os.PathLike[str], options: list[str]) -> No
     raise RunError(f"trelrun failed with status {ended.status}", ended.status, ended.stderr)
 
 
+def _run_over(model: Runnable, runner: Any, keywords: dict[str, Any]) -> Any:
+    """Run a model by a runner; what only one process can do is refused."""
+    if keywords.pop("rules") != "exact" or run_over is None:
+        raise ValueError("a runner runs by the exact rules alone")
+    keywords.pop("progress")
+    for name in ("max_seconds", "threads"):
+        if keywords.pop(name) is not None:
+            raise ValueError(f"{name} says nothing to a runner")
+    return run_over(model, runner, **keywords)
+
+
 class Runnable:
     """What a model does with the program; a part of ``trel.Model``."""
 
@@ -175,14 +189,22 @@ class Runnable:
         elements: bool = False,
         rules: str = "exact",
         settings: Settings = None,
+        runner: Any = None,
     ) -> Any:
         """Run the model and open its results.
 
         The parameters, in their units, and the errors are those of ``run_file``. ``out`` is
         MODEL.nc in the current folder unless it is given, MODEL the name of the file that the
         model was read from, or ``model``.
+
+        ``runner``, as of ``trel.sweep``, deals the packets of the run to machines, whole batches
+        and at least two a job, and merges them: more ``batches`` make smaller jobs. The same call
+        goes on with the folder NAME.parts of one that was stopped. It takes no ``max_seconds`` or
+        ``threads``, and has no bar.
         """
-        keywords = {key: value for key, value in locals().items() if key != "self"}
+        keywords = {key: value for key, value in locals().items() if key not in ("self", "runner")}
+        if runner is not None:
+            return _run_over(self, runner, keywords)
         with tempfile.TemporaryDirectory(prefix="trel-") as folder:
             path = Path(folder) / f"{self.name}.trl"
             self.write(path)
