@@ -16,5 +16,5 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_DEPENDS
     "python3 (>= 3.11), python3 (<< 3.12), python3-numpy, python3-xarray, python3-netcdf4, python3-matplotlib")
 set(CPACK_DEBIAN_PACKAGE_SUGGESTS
-    "python3-tqdm, python3-meshio, python3-nibabel, python3-scipy, python3-distributed, parallel")
+    "python3-tqdm, python3-meshio, python3-nibabel, python3-scipy, python3-distributed, python3-jinja2, parallel")
 include(CPack)

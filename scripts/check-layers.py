@@ -29,8 +29,8 @@ TABLE_START = "<!-- subsystems: written by scripts/check-layers.py --update -->"
 TABLE_END = "<!-- end of subsystems -->"
 # The parts of the package from left to right: each imports only what stands left of it.
 PACKAGE = ROOT / "python" / "trel"
-PARTS = ["errors", "program", "model", "run", "result", "sweep", "plot", "export", "optics", "mesh", "__init__",
-         "commands_mesh", "tools"]
+PARTS = ["errors", "program", "model", "run", "result", "sweep", "plot", "export", "optics", "mesh", "report",
+         "__init__", "commands_mesh", "tools"]
 LIBRARIES = {"numpy", "xarray", "netCDF4", "matplotlib", "mpl_toolkits"}
 MOST_LINES = 400
 

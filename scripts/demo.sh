@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Builds the program, runs an example, and draws its model and its result by the Python package.
+# Builds the program, runs an example, and draws its model and its result and writes a report by the
+# Python package.
 #
 # Usage: scripts/demo.sh   (results in demo-output/)
 set -euo pipefail
@@ -23,6 +24,7 @@ build/release/trelrun "$model" -o "$result" --mua 0.02 --mus 10 --g 0.9 --n 1.40
 python/trel-tools plot "$model" --normal z -o "$result-model.png"
 python/trel-tools plot "$result.nc" --what slice --normal z -o "$result-slice.png"
 python/trel-tools plot "$result.nc" --what ledger -o "$result-ledger.png"
+python/trel-tools report "$result.nc" -o "$result.html"
 
 cat <<END
 
@@ -30,5 +32,6 @@ The model:        $PWD/$result-model.png, of $PWD/$model
 Absorbed power:   $PWD/$result-slice.png
 Where it went:    $PWD/$result-ledger.png
 The result:       $PWD/$result.nc
+All on one page:  $PWD/$result.html
 How to draw others: docs/python.md. What is in the result: docs/result-files.md
 END

@@ -31,6 +31,7 @@ def check_prefix(prefix, tmp_path):
                env=BARE, cwd=tmp_path)
     assert (tmp_path / "r.nc").stat().st_size > 1e4, told
     site = prefix / "lib/python3.11/dist-packages"
+    run(prefix / "bin/trel-tools", "report", "r.nc", env=BARE, cwd=tmp_path)
     where = "import trel.program as p; print(p.__file__, p.find_program())"
     found = run(PYTHON, "-c", where, env={**BARE, "PYTHONPATH": str(site)}, cwd=tmp_path).split()
     assert found == [str(site / "trel/program.py"), str(prefix / "bin/trelrun")]
@@ -90,5 +91,6 @@ def test_pip_installs_without_the_network(tmp_path):
     told = run(python, "-c", "import trel; print(trel.__file__)", env=BARE, cwd=tmp_path).strip()
     assert told == str(tmp_path / "V/lib/python3.11/site-packages/trel/__init__.py")
     assert trel.__version__ in run(tmp_path / "V/bin/pip", "show", "trel", env=BARE)
+    assert (tmp_path / "V/lib/python3.11/site-packages/trel/report/page.html").is_file()
     assert "limb.trl" in run(tmp_path / "V/bin/trel-tools", "check", ROOT / "examples/limb.trl",
                              env={**BARE, "TREL_BIN": os.environ.get("TREL_BIN", BUILD)})

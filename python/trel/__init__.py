@@ -8,6 +8,7 @@ from . import mesh, optics, plot
 from .errors import MeshError, MissingPackage, ModelError, RunError, TrelError
 from .export import export
 from .model import Description, Shape, Tissue
+from .report import report
 from .result import Comparison, NotRecorded, compare, open  # noqa: A004
 from .run import Runnable, RunInterrupted, run_file
 from .run import runnable as _runnable
@@ -46,6 +47,7 @@ __all__ = [
     "open",
     "optics",
     "plot",
+    "report",
     "run_file",
     "sweep",
 ]

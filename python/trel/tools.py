@@ -62,7 +62,7 @@ def _make_parser() -> argparse.ArgumentParser:
     parser.add_argument("--version", action="version", version=f"trel-tools {trel.__version__}")
     commands = parser.add_subparsers(required=True, metavar="COMMAND")
     for add in (_add_info, _add_check, _add_run, _add_plot, _add_export, _add_compare,
-                commands_mesh.add_mesh, add_series):
+                _add_report, commands_mesh.add_mesh, add_series):
         add(commands)
     return parser
 
@@ -243,6 +243,13 @@ def _compare(asked: argparse.Namespace) -> int:
     if asked.out:
         _save(plot.difference(found), asked.out)
     return 1 if found.differs else 0
+
+
+def _add_report(commands: Any) -> None:
+    command = commands.add_parser("report", help="write a page of HTML about a run")
+    command.add_argument("file", help="BASE.nc")
+    command.add_argument("-o", "--out", help="file of the page; else BASE.html")
+    command.set_defaults(do=lambda asked: print(f"report: {trel.report(asked.file, asked.out)}"))
 
 
 if __name__ == "__main__":
