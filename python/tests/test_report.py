@@ -12,6 +12,7 @@ import netCDF4
 import numpy as np
 import pytest
 from runs import EXAMPLES, LATTICE, path
+from sweeping import block
 
 import trel
 from trel import tools
@@ -117,3 +118,44 @@ def test_stays_small_and_says_what_it_needs(tmp_path, monkeypatch):
     monkeypatch.setitem(sys.modules, "jinja2", None)
     with pytest.raises(trel.MissingPackage, match="python3-jinja2"):
         trel.report(file, tmp_path / "none.html")
+
+
+@pytest.fixture(scope="module")
+def series(tmp_path_factory):
+    folder = tmp_path_factory.mktemp("sweep") / "a & b"
+
+    def model(point):
+        if point["size"] == "bad":
+            raise trel.ModelError("no <such> size")
+        return block()
+
+    with pytest.warns(UserWarning, match="size"):
+        table = trel.sweep(model, {"size": ["good", "bad"], "skin.mua": [0.02, 0.05, 0.1]}, folder,
+                           ["Rd", "Rd(r)"], root_seed=1)
+    return folder, table
+
+
+def test_of_a_series_has_its_table_and_curves(series, capsys):
+    folder, table = series
+    files = {file: file.stat().st_mtime_ns for file in folder.rglob("*")}
+    assert tools.main(["report", str(folder), "-o", str(folder.parent / "s.html")]) == 0
+    assert {file: file.stat().st_mtime_ns for file in folder.rglob("*")} == files
+    read = Read(folder.parent / "s.html")
+    assert list(read.sections) == ["warnings", "model", "table", "curves", "provenance"]
+    assert "size = bad, skin.mua = 0.05: wrong. no <such> size" in read.text("warnings")
+    assert len(read.pictures("model")) == 2
+    assert read.pictures("curves") == ["Rd by skin.mua, 650 nm", "Rd_r, 650 nm"]
+    rows = read.rows("table")[1:]
+    assert [row[:2] for row in rows] == [[size, mua] for size in ("good", "bad")
+                                         for mua in ("0.02", "0.05", "0.1")]
+    for row, value, error in zip(rows, table["Rd"].values[0], table["Rd_error"].values[0]):
+        assert row[2:] == [f"{value[0]:.6g} ± {error[0]:.2g}", "2000", "done"]
+    assert rows[3][2:] == ["", "0", "wrong"]
+    assert "--set skin.mua=0.1 " in read.text("provenance")
+    # Before any job has ended there is little to show.
+    (folder / "manifest.jsonl").rename(folder / "kept")
+    read = Read(trel.report(folder))
+    (folder / "kept").rename(folder / "manifest.jsonl")
+    assert "6 jobs have not been done" in read.text("warnings") and not read.pictures("curves")
+    assert tools.main(["report", str(folder / "results")]) == 1
+    assert "no jobs.jsonl" in capsys.readouterr().err

@@ -246,9 +246,10 @@ def _compare(asked: argparse.Namespace) -> int:
 
 
 def _add_report(commands: Any) -> None:
-    command = commands.add_parser("report", help="write a page of HTML about a run")
-    command.add_argument("file", help="BASE.nc")
-    command.add_argument("-o", "--out", help="file of the page; else BASE.html")
+    command = commands.add_parser("report", help="write a page of HTML about a run or a series")
+    command.add_argument("file", help="BASE.nc, or the folder of a series")
+    command.add_argument("-o", "--out", help="file of the page; else BASE.html, or report.html in "
+                                             "the folder")
     command.set_defaults(do=lambda asked: print(f"report: {trel.report(asked.file, asked.out)}"))
 
 

@@ -93,13 +93,14 @@ def add_model(page: Page, ds: xr.Dataset, folder: Path) -> Section:
             section.words += [*placed.problems, "So there is no picture of the model."]
         else:
             try:
-                _draw_cuts(page, section, Description.read(placed.path))
+                draw_cuts(page, section, Description.read(placed.path))
             except TrelError as error:
                 section.words.append(f"There is no picture of the model: {error}")
     return section
 
 
-def _draw_cuts(page: Page, section: Section, model: Description) -> None:
+def draw_cuts(page: Page, section: Section, model: Description) -> None:
+    """Draw a model across y and z, or in its plane."""
     flat = model.settings.dimension == 2
     for axis in ("z",) if flat else ("y", "z"):
         told = look(model, axis, None, 300)
