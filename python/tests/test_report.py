@@ -16,6 +16,7 @@ from sweeping import block
 
 import trel
 from trel import tools
+from trel.report import models
 from trel.report import page as pages
 
 RUN = ["warnings", "model", "coefficients", "ledger", "slices", "surfaces-and-detectors",
@@ -97,10 +98,10 @@ def test_tells_what_is_to_be_minded(tmp_path):
     assert "The standard error of" in warned and read.pictures("model")
     assert "<b>&\"é</b>" in read.text("provenance") and "1.mua=0.5" in read.text("coefficients")
     mesh.unlink()
-    read = Read(trel.report(made))
-    assert "nodule.off is not there any more" in read.text("warnings")
-    assert "nodule.off is not there any more" in read.text("model")
-    assert not read.pictures("model") and read.pictures("slices")
+    section = models.add_model(pages.Page("gone"), trel.open(made), tmp_path)
+    for words in (section.words, models.list_warnings(trel.open(made), tmp_path)):
+        assert "nodule.off is not there any more" in words[0] and len(words) == 2
+    assert not section.pictures
 
 
 def test_stays_small_and_says_what_it_needs(tmp_path, monkeypatch):

@@ -5,6 +5,7 @@ from __future__ import annotations
 import os
 from pathlib import Path
 
+from ..errors import need
 from ..result import open as open_result
 from .runs import describe_run
 from .series import describe_series
@@ -28,6 +29,7 @@ def report(path: str | os.PathLike[str], out: str | os.PathLike[str] | None = No
     FileNotFoundError; TrelError for what is no result and no series; MissingPackage without
     python3-jinja2.
     """
+    need("jinja2", "python3-jinja2")  # ahead of the pictures, which take seconds
     given = Path(path)
     if given.is_dir():
         made = describe_series(given.absolute())

@@ -49,6 +49,7 @@ class Section:
     words: list[str] = field(default_factory=list)
     tables: list[Table] = field(default_factory=list)
     pictures: list[Picture] = field(default_factory=list)
+    listing_title: str = ""
     listing: str = ""
 
     @property

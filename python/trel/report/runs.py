@@ -33,7 +33,7 @@ def describe_run(ds: xr.Dataset, file: Path) -> Page:
         str(attrs.get("source", "")), f"{attrs.get('rules')} rules",
         f"{int(attrs.get('packets', 0)):,} packets".replace(",", " "), str(attrs.get("date", ""))])
     page.add("Warnings", *(list_large_errors(ds) + list_warnings(ds, file.parent)
-                           or ["There are none."]))
+                           or ["None."]))
     add_model(page, ds, file.parent)
     add_coefficients(page, ds)
     _add_ledger(page, ds)
@@ -234,7 +234,7 @@ def _add_provenance(page: Page, ds: xr.Dataset) -> None:
     section.tables.append(Table(["attribute", "value"], [
         [name.replace("_", " "), str(ds.attrs[name])] for name in names]))
     if "model" in ds.attrs:
-        section.words.append("The model, as it was run:")
+        section.listing_title = "The text of the model:"
         section.listing = shorten(str(ds.attrs["model"]))
 
 

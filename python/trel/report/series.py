@@ -37,7 +37,7 @@ def describe_series(path: Path) -> Page:
     page = Page(f"Report of the series {path.name}", [
         str(table.attrs["source"]), f"{table['status'].size} jobs",
         *(f"{count} {status}" for status, count in sorted(counts.items()))])
-    page.add("Warnings", *(_list_warnings(table) or ["There are none."]))
+    page.add("Warnings", *(_list_warnings(table) or ["None."]))
     _add_model(page, folder)
     _add_table(page, table)
     _add_curves(page, table)
@@ -198,5 +198,5 @@ def _add_provenance(page: Page, folder: Folder, table: xr.Dataset) -> None:
              ["machines", ", ".join(sorted({str(line.get("host", "")) for line in done} - {""}))],
              ["packets of all jobs", str(int(table["packets"].sum()))]]
     section.tables.append(Table(["what", "value"], rows))
-    section.words.append("The jobs, each a command in that folder:")
+    section.listing_title = "The jobs, each a command in that folder:"
     section.listing = shorten("\n".join(job.tell()["command"] for job in folder.jobs()))
