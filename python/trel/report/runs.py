@@ -158,9 +158,9 @@ def _add_slices(page: Page, ds: xr.Dataset) -> None:
                 place = f", across {normal} in the middle" if normal else ""
                 page.draw(section, f"{name.replace('_', ' ')}, {wavelength:g} nm{place}",
                           partial(plot.slice, ds, name, normal, wavelength=wavelength, time=time))
+    _draw_phase(page, section, ds, "absorption_|fluence_rate_")
     if not section.pictures:
         section.words.append("Nothing was recorded in the medium.")
-    _draw_phase(page, section, ds)
 
 
 def _brightest_gate(ds: xr.Dataset, name: str) -> float | None:
@@ -171,9 +171,9 @@ def _brightest_gate(ds: xr.Dataset, name: str) -> float | None:
     return float(ds["time"].to_numpy()[int(np.argmax(sums))])
 
 
-def _draw_phase(page: Page, section: Section, ds: xr.Dataset) -> None:
+def _draw_phase(page: Page, section: Section, ds: xr.Dataset, names: str) -> None:
     phases = [name for name in _list_variables(ds)
-              if name.endswith("_fd_phase") and "_total_" not in name]
+              if name.endswith("_fd_phase") and "_total_" not in name and re.match(names, name)]
     for name in phases:
         page.draw(section, name.replace("_", " "),
                   partial(plot.phase, ds, name))
@@ -196,8 +196,9 @@ def _add_surfaces(page: Page, ds: xr.Dataset) -> None:
         if "transmittance_mesh_face" in ds:
             page.draw(section, f"What leaves through the mesh, {wavelength:g} nm",
                       partial(plot.mesh, ds, wavelength=wavelength), (6, 5), projection="3d")
+    _draw_phase(page, section, ds, r"transmittance_|fibre\d+_")
     if not section.pictures:
-        section.words.append("Nothing was recorded on surfaces or by cameras.")
+        section.words.append("There are no pictures of surfaces, nor of cameras.")
 
 
 def _add_profiles(page: Page, ds: xr.Dataset) -> None:
