@@ -12,6 +12,7 @@ from trel.program import find_program
 SCRIPT = r"""#!/bin/bash
 # Each word of trouble is a file with a part of the command line that it is for.
 here={here}
+last=
 echo "$*" >>$here/log
 if [ -e $here/version ] && [ "$*" = --version ]; then
     cat $here/version
@@ -24,8 +25,10 @@ if asked kill "$@"; then  # the worker, every time
 elif asked hang "$@" && mkdir $here/hung 2>/dev/null; then  # fly for ever, the first time
     words=()
     for word; do
-        [ "${{words[-1]-}}" != --packets ] || word=100000000000
+        [ "$last" != --packets ] || word=96000000000
+        [ "$last" != --packet-range ] || word=0:96000000000
         words+=("$word")
+        last=$word
     done
     echo $$ >$here/hung/pid.part
     mv $here/hung/pid.part $here/hung/pid
@@ -33,9 +36,10 @@ elif asked hang "$@" && mkdir $here/hung 2>/dev/null; then  # fly for ever, the 
 elif asked stop "$@" && mkdir $here/stopped 2>/dev/null; then  # half way, once
     words=()
     for word; do
-        [ "${{words[-1]-}}" != --packets ] || word=$((word / 2))
-        [ "${{words[-1]-}}" != -o ] || base=$word
+        [ "$last" != --packets ] || word=$((word / 2))
+        [ "$last" != -o ] || base=$word
         words+=("$word")
+        last=$word
     done
     {real} "${{words[@]}}" --batches 10
     /usr/bin/python3 -c 'import netCDF4, sys
