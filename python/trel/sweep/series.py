@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import functools
+import gc
 import os
 import secrets
 import tempfile
@@ -17,6 +18,7 @@ import xarray as xr
 from ..errors import ModelError, RunError, TrelError
 from ..model.description import Description
 from ..result import open as open_result
+from ..result.opening import nothing_collected
 from ..run.command import set_options, whole
 from ..run.runnable import run_file
 from .export import Export, find_outcome, forget
@@ -207,10 +209,12 @@ def carry_out(folder: Folder, jobs: list[Job], runner: Runner | None, retry: boo
         else:
             pending.append(job)
     if runner and pending:
-        with closing(runner.run(pending, folder)) as outcomes:
+        # A thread of the runner must not collect garbage that has files open, as this one reads.
+        with nothing_collected(), closing(runner.run(pending, folder)) as outcomes:
             for outcome in outcomes:
                 if outcome.is_final:
                     _enter(outcome, folder, series, strict)
+                gc.collect(1)
 
 
 def _enter(outcome: Outcome, folder: Folder, series: dict[str, Any], strict: bool) -> None:
